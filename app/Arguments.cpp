@@ -1,0 +1,57 @@
+#include "Arguments.h"
+
+#include <VXMesh/system/SystemInfo.h>
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+
+namespace VX::App
+{
+namespace
+{
+
+constexpr int cMaxSide = 16384;
+
+/// "1280x800"; empty when it is a size, else what is wrong with it.
+std::string parseSize( const std::string& text, int& width, int& height )
+{
+    const char* end = text.data() + text.size();
+    const auto first = std::from_chars( text.data(), end, width );
+    const bool separated = first.ec == std::errc{} && first.ptr != end && *first.ptr == 'x';
+    const auto second = separated ? std::from_chars( first.ptr + 1, end, height ) : first;
+    if ( !separated || second.ec != std::errc{} || second.ptr != end )
+        return "\"" + text + "\" is not a size such as 1280x800";
+    if ( width < 64 || height < 64 || width > cMaxSide || height > cMaxSide )
+        return "\"" + text + "\" is not between 64x64 and 16384x16384";
+    return {};
+}
+
+} // namespace
+
+tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* argv )
+{
+    Arguments out;
+    std::string size;
+    CLI::App app( "Orvanta: viewer of 3D meshes, point clouds and STEP models", "Orvanta" );
+    app.set_version_flag( "--version", "Orvanta " + GetVXVersionString() );
+    app.add_option( "files", out.files, "Files to open" );
+    app.add_option( "--screenshot", out.screenshot, "Draw the files into a PNG file without a window, and end" );
+    app.add_option( "--size", size, "Size of the window or picture, such as 1280x800" )
+        ->check( [&out]( const std::string& text ) { return parseSize( text, out.width, out.height ); } );
+    app.add_flag( "--verbose", out.verbose, "Write more to the log" );
+    try
+    {
+        app.parse( argc, argv );
+    }
+    catch ( const CLI::ParseError& e )
+    {
+        std::ostringstream text, errors;
+        const int status = app.exit( e, text, errors );
+        return tl::unexpected( EarlyEnd{ text.str() + errors.str(), status } );
+    }
+    out.all.assign( argv + 1, argv + argc );
+    return out;
+}
+
+} // namespace VX::App

@@ -1,0 +1,212 @@
+#include "FileOpener.h"
+
+#include <VXMesh/formats/FileFormats.h>
+#include <VXMesh/io/Path.h>
+#include <VXOrvanta/converter/ConverterService.h>
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/ViewerTitle.h>
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/settings/Config.h>
+#include <VXViewer/work/ProgressBar.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace VX::App
+{
+namespace
+{
+
+std::string quoted( const std::filesystem::path& file )
+{
+    return "\"" + utf8string( file.filename() ) + "\"";
+}
+
+/// What the reader would find out only after a walk to the service and back; empty when nothing is wrong.
+std::string pathProblem( const std::filesystem::path& file )
+{
+    std::error_code ec;
+    const auto status = std::filesystem::status( file, ec );
+    if ( status.type() == std::filesystem::file_type::not_found )
+        return "it does not exist";
+    if ( std::filesystem::is_directory( status ) )
+        return "it is a folder; open a file in it instead";
+    if ( ec || !std::filesystem::is_regular_file( status ) )
+        return "it is not a regular file";
+    if ( std::filesystem::file_size( file, ec ) == 0 )
+        return "it is empty";
+    return {};
+}
+
+FileOpener::Result load( const std::filesystem::path& file, const ProgressCallback& progress )
+{
+    if ( !isStepFile( file ) )
+        return loadObjectFromFile( file, progress );
+    if ( auto problem = pathProblem( file ); !problem.empty() )
+        return tl::unexpected( std::move( problem ) );
+    return ConverterService::fromStep( file, progress );
+}
+
+} // namespace
+
+bool isStepFile( const std::filesystem::path& file )
+{
+    auto extension = utf8string( file.extension() );
+    std::transform( extension.begin(), extension.end(), extension.begin(),
+        []( unsigned char c ) { return char( std::tolower( c ) ); } );
+    return extension == ".step" || extension == ".stp";
+}
+
+FileOpener::FileOpener()
+    : closing_( std::make_shared<std::atomic<bool>>( false ) )
+{
+}
+
+FileOpener::~FileOpener()
+{
+    *closing_ = true;
+}
+
+void FileOpener::open( const std::vector<std::filesystem::path>& files )
+{
+    const auto steps = std::count_if( files.begin(), files.end(), isStepFile );
+    const bool background = steps > 1 || Config::instance().getBool( cBackgroundImportKey, false );
+    for ( const auto& file : files )
+    {
+        ++pending_;
+        if ( background && isStepFile( file ) )
+            openInBackground_( file );
+        else
+            queue_.push_back( file );
+    }
+    openNext_();
+}
+
+void FileOpener::openNext_()
+{
+    if ( queue_.empty() || ProgressBar::isOrdered() )
+        return;
+    const auto file = std::move( queue_.front() );
+    queue_.pop_front();
+    openUnderProgressBar_( file );
+}
+
+void FileOpener::openUnderProgressBar_( const std::filesystem::path& file )
+{
+    // The token dies with a canceled job, whose file then no longer counts as pending.
+    struct Token
+    {
+        explicit Token( std::function<void()> canceled )
+            : onCanceled( std::move( canceled ) )
+        {
+        }
+        Token( const Token& ) = delete;
+        Token& operator=( const Token& ) = delete;
+        ~Token()
+        {
+            if ( onCanceled )
+                onCanceled();
+        }
+        std::function<void()> onCanceled;
+    };
+    const auto canceled = [this, closing = closing_]
+    {
+        CommandLoop::appendCommand(
+            [this, closing]
+            {
+                if ( *closing )
+                    return;
+                --pending_;
+                openNext_();
+            } );
+    };
+    auto token = std::make_shared<Token>( canceled );
+    ProgressBar::orderWithMainThreadPostProcessing( "Opening " + utf8string( file.filename() ),
+        [this, file, token]() -> ProgressBar::PostProcessing
+        {
+            auto result = std::make_shared<Result>( load( file, &ProgressBar::setProgress ) );
+            return [this, file, token, result]
+            {
+                token->onCanceled = nullptr;
+                finish_( file, std::move( *result ), false );
+            };
+        } );
+}
+
+void FileOpener::openInBackground_( const std::filesystem::path& file )
+{
+    if ( !converting_.insert( file.filename() ).second )
+    {
+        waitingForName_.push_back( file );
+        return;
+    }
+    const auto deliver = [this, file, closing = closing_]( Result result )
+    {
+        auto shared = std::make_shared<Result>( std::move( result ) );
+        CommandLoop::appendCommand(
+            [this, file, closing, shared]
+            {
+                if ( *closing )
+                    return;
+                converting_.erase( file.filename() );
+                finish_( file, std::move( *shared ), true );
+            } );
+    };
+    if ( auto problem = pathProblem( file ); !problem.empty() )
+        return deliver( tl::unexpected( std::move( problem ) ) );
+    ConverterService::fromStep( file, deliver, [closing = closing_]( float ) { return !*closing; } );
+}
+
+void FileOpener::finish_( const std::filesystem::path& file, Result result, bool background )
+{
+    --pending_;
+    if ( result )
+        addToScene_( file, std::move( *result ), background );
+    else
+        showError_( file, result.error(), background );
+    const auto next = std::find_if( waitingForName_.begin(), waitingForName_.end(),
+        [this]( const auto& waiting ) { return !converting_.contains( waiting.filename() ); } );
+    if ( next != waitingForName_.end() )
+    {
+        const auto waiting = *next;
+        waitingForName_.erase( next );
+        openInBackground_( waiting );
+    }
+    openNext_();
+}
+
+void FileOpener::addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background )
+{
+    auto& viewer = getViewerInstance();
+    for ( auto& object : objects.objects )
+        viewer.sceneRoot().addChild( std::move( object ) );
+    viewer.fitScene();
+    viewer.viewerTitle()->setSceneName( utf8string( file.filename() ) );
+    if ( const auto& menu = viewer.getMenuPlugin() )
+    {
+        if ( background )
+            menu->pushNotification(
+                { utf8string( file.filename() ), "The file is open", NotificationType::Info, {}, {}, 6 } );
+        if ( !objects.warnings.empty() )
+            menu->pushNotification(
+                { utf8string( file.filename() ), objects.warnings, NotificationType::Warning, {}, {}, 12 } );
+    }
+    if ( onOpened )
+        onOpened( file );
+}
+
+void FileOpener::showError_( const std::filesystem::path& file, const std::string& text, bool background )
+{
+    const bool namesFile = text.find( utf8string( file.filename() ) ) != std::string::npos;
+    const auto message = namesFile ? text : "Cannot open " + quoted( file ) + ": " + text;
+    if ( onError )
+        return onError( message );
+    const auto& menu = getViewerInstance().getMenuPlugin();
+    if ( menu && background )
+        menu->pushNotification( { utf8string( file.filename() ), text, NotificationType::Error, {}, {}, 20 } );
+    else if ( menu )
+        menu->showModalMessage( message, NotificationType::Error );
+}
+
+} // namespace VX::App

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <VXMesh/formats/LoadedObjects.h>
+
+#include <tl/expected.hpp>
+
+#include <atomic>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace VX::App
+{
+
+inline constexpr const char* cBackgroundImportKey = "importStepInBackground";
+
+/// Whether a file is a STEP file by its name.
+[[nodiscard]] bool isStepFile( const std::filesystem::path& file );
+
+/// Opens files into the viewer's scene: STEP files through the conversion service, others by the framework's readers.
+///
+/// One file is opened under a progress bar. Several STEP files at once, or all of them where the user prefers it, are
+/// converted side by side in the background, and a notification tells when each is ready. UI thread.
+class FileOpener
+{
+public:
+    /// What became of one file; the error is a text for the user.
+    using Result = tl::expected<LoadedObjects, std::string>;
+
+    FileOpener();
+    ~FileOpener();
+
+    void open( const std::vector<std::filesystem::path>& files );
+
+    /// Files that are still on their way.
+    [[nodiscard]] size_t pending() const { return pending_; }
+
+    /// Called with each failure instead of showing it.
+    std::function<void( const std::string& )> onError;
+    /// Called when a file's objects are in the scene.
+    std::function<void( const std::filesystem::path& )> onOpened;
+
+private:
+    void openNext_();
+    void openUnderProgressBar_( const std::filesystem::path& file );
+    void openInBackground_( const std::filesystem::path& file );
+    void finish_( const std::filesystem::path& file, Result result, bool background );
+    void addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background );
+    void showError_( const std::filesystem::path& file, const std::string& text, bool background );
+
+    std::deque<std::filesystem::path> queue_;
+    std::vector<std::filesystem::path> waitingForName_;
+    /// Names of files in conversion: two of one name share their working files and must not overlap.
+    std::set<std::filesystem::path> converting_;
+    size_t pending_ = 0;
+    std::shared_ptr<std::atomic<bool>> closing_;
+};
+
+} // namespace VX::App

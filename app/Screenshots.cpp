@@ -1,0 +1,55 @@
+#include "Screenshots.h"
+
+#include "FileOpener.h"
+
+#include <VXMesh/io/Path.h>
+
+#include <spdlog/spdlog.h>
+
+#include <cstdlib>
+
+namespace VX::App
+{
+namespace
+{
+
+bool openAll( Viewer& viewer, const std::vector<std::filesystem::path>& files )
+{
+    FileOpener opener;
+    bool good = true;
+    opener.onError = [&]( const std::string& text )
+    {
+        spdlog::error( "{}", text );
+        good = false;
+    };
+    opener.open( files );
+    while ( opener.pending() > 0 )
+        viewer.step( -1 );
+    return good;
+}
+
+} // namespace
+
+int takeScreenshot( const Arguments& arguments, const LaunchParams& params )
+{
+    auto& viewer = getViewerInstance();
+    if ( const auto started = viewer.start( params ); !started )
+    {
+        spdlog::error( "{}", started.error() );
+        return 1;
+    }
+    bool good = openAll( viewer, arguments.files );
+    if ( good )
+    {
+        const auto saved = savePng( *arguments.screenshot, viewer.sceneImage() );
+        if ( !saved )
+            spdlog::error( "{}", saved.error() );
+        good = saved.has_value();
+    }
+    const int status = good ? 0 : 1;
+    if ( !viewer.stop() )
+        std::_Exit( status );
+    return status;
+}
+
+} // namespace VX::App

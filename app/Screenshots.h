@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Arguments.h"
+
+#include <VXViewer/core/Viewer.h>
+
+namespace VX::App
+{
+
+/// Opens the files without a window, draws them once they are all there, and writes the picture. Returns the program's
+/// exit status; a file that cannot be opened is a failure, and no picture is written.
+int takeScreenshot( const Arguments& arguments, const LaunchParams& params );
+
+} // namespace VX::App

@@ -1,0 +1,128 @@
+#include "converter/ConversionJobs.h"
+
+#include <fmt/format.h>
+#include <openssl/rand.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+constexpr int cMaxAttempts = 2;
+
+std::string randomId()
+{
+    unsigned char bytes[16];
+    RAND_bytes( bytes, sizeof bytes );
+    std::string out;
+    for ( const unsigned char b : bytes )
+        out += fmt::format( "{:02x}", b );
+    return out;
+}
+
+int64_t stateNumber( JobState state )
+{
+    return int64_t( state );
+}
+
+ConversionJob toJob( const SqlRow& row )
+{
+    return { textOf( row[0] ), textOf( row[1] ), JobState( integerOf( row[2] ) ), textOf( row[3] ) };
+}
+
+} // namespace
+
+ConversionJobs::ConversionJobs( Database& database, Clock clock )
+    : database_( database )
+    , clock_( std::move( clock ) )
+{
+    database_.execute(
+        "CREATE TABLE IF NOT EXISTS conversions (id TEXT PRIMARY KEY, input_format TEXT NOT NULL, "
+        "state INTEGER NOT NULL, error TEXT, attempts INTEGER NOT NULL DEFAULT 0, created INTEGER NOT NULL, "
+        "queued INTEGER)" );
+    database_.execute( "CREATE INDEX IF NOT EXISTS conversions_by_state ON conversions (state, queued)" );
+}
+
+ConversionJob ConversionJobs::create( const std::string& inputFormat )
+{
+    ConversionJob job{ randomId(), inputFormat, JobState::Created, {} };
+    database_.execute( "INSERT INTO conversions (id, input_format, state, created) VALUES (?, ?, ?, ?)",
+        { job.id, inputFormat, stateNumber( JobState::Created ), int64_t( clock_().time_since_epoch().count() ) } );
+    return job;
+}
+
+std::optional<ConversionJob> ConversionJobs::find( const std::string& id )
+{
+    const auto rows = database_.query( "SELECT id, input_format, state, error FROM conversions WHERE id = ?", { id } );
+    return rows.empty() ? std::nullopt : std::optional( toJob( rows.front() ) );
+}
+
+bool ConversionJobs::queue( const std::string& id )
+{
+    const int changed = database_.execute( "UPDATE conversions SET state = ?, queued = ? WHERE id = ? AND state = ?",
+        { stateNumber( JobState::Queued ), int64_t( clock_().time_since_epoch().count() ), id,
+            stateNumber( JobState::Created ) } );
+    notifyChange();
+    return changed > 0;
+}
+
+std::optional<ConversionJob> ConversionJobs::take()
+{
+    const auto rows = database_.query( "UPDATE conversions SET state = ?, attempts = attempts + 1 WHERE id = "
+                                       "(SELECT id FROM conversions WHERE state = ? ORDER BY queued, rowid LIMIT 1) "
+                                       "RETURNING id, input_format, state, error",
+        { stateNumber( JobState::Running ), stateNumber( JobState::Queued ) } );
+    return rows.empty() ? std::nullopt : std::optional( toJob( rows.front() ) );
+}
+
+void ConversionJobs::finish( const std::string& id )
+{
+    database_.execute( "UPDATE conversions SET state = ? WHERE id = ?", { stateNumber( JobState::Finished ), id } );
+    notifyChange();
+}
+
+void ConversionJobs::fail( const std::string& id, const std::string& error )
+{
+    database_.execute(
+        "UPDATE conversions SET state = ?, error = ? WHERE id = ?", { stateNumber( JobState::Failed ), error, id } );
+    notifyChange();
+}
+
+void ConversionJobs::recover()
+{
+    database_.execute( "UPDATE conversions SET state = ?, error = ? WHERE state = ? AND attempts >= ?",
+        { stateNumber( JobState::Failed ),
+            std::string( "The conversion was interrupted twice; the file may be too large" ),
+            stateNumber( JobState::Running ), int64_t( cMaxAttempts ) } );
+    database_.execute( "UPDATE conversions SET state = ? WHERE state = ?",
+        { stateNumber( JobState::Queued ), stateNumber( JobState::Running ) } );
+}
+
+std::vector<ConversionJob> ConversionJobs::expire( std::chrono::seconds age )
+{
+    const auto rows = database_.query(
+        "DELETE FROM conversions WHERE created < ? AND state != ? RETURNING id, input_format, state, error",
+        { int64_t( ( clock_() - age ).time_since_epoch().count() ), stateNumber( JobState::Running ) } );
+    std::vector<ConversionJob> out;
+    for ( const auto& row : rows )
+        out.push_back( toJob( row ) );
+    return out;
+}
+
+void ConversionJobs::waitForChange( std::chrono::milliseconds most )
+{
+    std::unique_lock lock( mutex_ );
+    const auto seen = changes_;
+    changed_.wait_for( lock, most, [&] { return changes_ != seen; } );
+}
+
+void ConversionJobs::notifyChange()
+{
+    {
+        const std::lock_guard lock( mutex_ );
+        ++changes_;
+    }
+    changed_.notify_all();
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,112 @@
+#include "converter/ConversionRunner.h"
+
+#include <spdlog/spdlog.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+// Another process may queue a job, of which no hint comes.
+constexpr auto cLookAgain = std::chrono::milliseconds( 1000 );
+constexpr auto cExpireEvery = std::chrono::seconds( 60 );
+
+int64_t monotonicSeconds()
+{
+    return std::chrono::duration_cast<std::chrono::seconds>( std::chrono::steady_clock::now().time_since_epoch() )
+        .count();
+}
+
+} // namespace
+
+ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, RunnerOptions options )
+    : jobs_( jobs )
+    , store_( store )
+    , options_( std::move( options ) )
+{
+    std::error_code ec;
+    std::filesystem::remove_all( options_.folder, ec );
+    std::filesystem::create_directories( options_.folder, ec );
+    jobs_.recover();
+    for ( int i = 0; i < options_.slots; ++i )
+        threads_.emplace_back( [this] { runSlot_(); } );
+}
+
+ConversionRunner::~ConversionRunner()
+{
+    stopping_ = true;
+    jobs_.notifyChange();
+    for ( auto& thread : threads_ )
+        thread.join();
+}
+
+std::unique_ptr<WorkerProcess> ConversionRunner::freshWorker_()
+{
+    auto worker = WorkerProcess::start( options_.folder, options_.limits );
+    if ( worker )
+        return std::move( *worker );
+    spdlog::error( "Conversion: {}", worker.error() );
+    return nullptr;
+}
+
+void ConversionRunner::runSlot_()
+{
+    auto worker = freshWorker_();
+    while ( !stopping_ )
+    {
+        const auto job = jobs_.take();
+        if ( !job )
+        {
+            expireOld_();
+            jobs_.waitForChange( cLookAgain );
+            continue;
+        }
+        if ( !worker || !worker->isAlive() )
+            worker = freshWorker_();
+        if ( worker )
+            run_( *job, std::move( worker ) );
+        else
+            jobs_.fail( job->id, "The conversion service has no resources left; try again later" );
+        worker = freshWorker_();
+    }
+}
+
+void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker )
+{
+    const auto begin = std::chrono::steady_clock::now();
+    auto done = store_.fetch( job.uploadKey(), worker->inputFile() );
+    if ( !done )
+    {
+        spdlog::error( "Conversion: {}", done.error() );
+        done = tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
+    }
+    else
+        done = worker->convert( stopping_ );
+    if ( stopping_ && !done )
+        return;
+    if ( done )
+        done = store_.store( job.resultKey(), worker->resultFile() );
+    if ( done )
+        jobs_.finish( job.id );
+    else
+        jobs_.fail( job.id, done.error() );
+    store_.remove( job.uploadKey() );
+    const auto ms =
+        std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - begin ).count();
+    spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
+}
+
+void ConversionRunner::expireOld_()
+{
+    const auto now = monotonicSeconds();
+    auto due = nextExpiry_.load();
+    if ( now < due || !nextExpiry_.compare_exchange_strong( due, now + cExpireEvery.count() ) )
+        return;
+    for ( const auto& job : jobs_.expire( options_.keep ) )
+    {
+        store_.remove( job.uploadKey() );
+        store_.remove( job.resultKey() );
+    }
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,220 @@
+#include "converter/ConverterApi.h"
+
+#include "http/Uri.h"
+
+#include <VXMesh/io/Json.h>
+
+#include <json/writer.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace VX::Backend
+{
+namespace
+{
+
+// Jobs may be finished by another process, of which no hint comes.
+constexpr auto cLookAgain = std::chrono::milliseconds( 20 );
+
+std::string compact( const Json::Value& value )
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString( builder, value );
+}
+
+HttpResponse success( Json::Value result )
+{
+    Json::Value envelope;
+    envelope["result"] = std::move( result );
+    HttpResponse out;
+    out.body = compact( envelope );
+    return out;
+}
+
+HttpResponse failure( int status, const std::string& message )
+{
+    Json::Value envelope;
+    envelope["error"]["message"] = message;
+    HttpResponse out;
+    out.status = status;
+    out.body = compact( envelope );
+    return out;
+}
+
+std::string text( const Json::Value& body, const char* key )
+{
+    const auto& member = body[key];
+    return member.isString() ? member.asString() : std::string();
+}
+
+std::string lowerCase( std::string value )
+{
+    std::transform(
+        value.begin(), value.end(), value.begin(), []( unsigned char c ) { return char( std::tolower( c ) ); } );
+    return value;
+}
+
+/// What is wrong with a request's formats; empty when nothing is.
+std::string formatProblem( const Json::Value& body )
+{
+    const auto format = lowerCase( text( body, "input_format" ) );
+    if ( format.empty() )
+        return "The file has no extension; name it .step or .stp and try again";
+    if ( format != "step" && format != "stp" )
+        return "Files of type \"" + format.substr( 0, 32 ) + "\" cannot be converted; STEP files can";
+    if ( text( body, "compress_input" ) != "zip" )
+        return "The input must be compressed as \"zip\"";
+    return {};
+}
+
+bool isRequestId( const std::string& id )
+{
+    return id.size() == 32 && id.find_first_not_of( "0123456789abcdef" ) == std::string::npos;
+}
+
+} // namespace
+
+ConverterApi::ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterApiOptions options )
+    : jobs_( jobs )
+    , store_( store )
+    , options_( std::move( options ) )
+    , thread_( [this] { answerWaiters_(); } )
+{
+}
+
+ConverterApi::~ConverterApi()
+{
+    {
+        const std::lock_guard lock( mutex_ );
+        stopping_ = true;
+    }
+    arrived_.notify_all();
+    jobs_.notifyChange();
+    thread_.join();
+}
+
+BodyPlan ConverterApi::planBody( const HttpRequest& )
+{
+    BodyPlan plan;
+    plan.maxSize = 64 * 1024;
+    return plan;
+}
+
+void ConverterApi::handle( HttpRequest request, Respond respond )
+{
+    const auto call = request.path.substr( std::string( "/converter/v2" ).size() );
+    const bool post = request.method == "POST";
+    if ( call == "/status" && request.method == "GET" )
+        return status_( request, respond );
+    if ( call != "/request" && call != "/convert" && call != "/status" )
+        return respond( failure( 404, "There is no such call" ) );
+    if ( !post || call == "/status" )
+        return respond( failure( 405, "This call wants another HTTP method" ) );
+    const auto body = deserializeJsonValue( request.body );
+    if ( !body || !body->isObject() )
+        return respond( failure( 400, "The request is not a JSON object" ) );
+    if ( !options_.mayConvert( text( *body, "access_token" ) ) )
+        return respond( failure( 401, "Sign in to convert files" ) );
+    respond( call == "/request" ? request_( *body ) : convert_( *body ) );
+}
+
+HttpResponse ConverterApi::request_( const Json::Value& body )
+{
+    if ( const auto problem = formatProblem( body ); !problem.empty() )
+        return failure( 400, problem );
+    const auto job = jobs_.create( lowerCase( text( body, "input_format" ) ) );
+    Json::Value result;
+    result["request_id"] = job.id;
+    result["url"] = store_.putUrl( job.uploadKey(), options_.urlLifetime );
+    return success( result );
+}
+
+HttpResponse ConverterApi::convert_( const Json::Value& body )
+{
+    if ( const auto problem = formatProblem( body ); !problem.empty() )
+        return failure( 400, problem );
+    if ( text( body, "output_format" ) != "vxu" )
+        return failure( 400, "The output format must be \"vxu\"" );
+    const auto id = text( body, "request_id" );
+    const auto job = isRequestId( id ) ? jobs_.find( id ) : std::nullopt;
+    if ( !job )
+        return failure( 404, "This conversion is not known; open the file again" );
+    if ( job->state == JobState::Created && !store_.exists( job->uploadKey() ) )
+        return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
+    jobs_.queue( id );
+    return success( Json::Value( Json::objectValue ) );
+}
+
+std::optional<HttpResponse> ConverterApi::statusOf_( const std::string& id, bool waitLonger )
+{
+    const auto job = isRequestId( id ) ? jobs_.find( id ) : std::nullopt;
+    if ( !job )
+        return failure( 404, "This conversion is not known; open the file again" );
+    Json::Value result;
+    switch ( job->state )
+    {
+    case JobState::Created:
+        result["state"] = "not_started";
+        return success( result );
+    case JobState::Queued:
+    case JobState::Running:
+        if ( waitLonger )
+            return {};
+        result["state"] = "in_progress";
+        return success( result );
+    case JobState::Finished:
+        result["state"] = "finished";
+        result["url"] = store_.getUrl( job->resultKey(), options_.urlLifetime );
+        return success( result );
+    case JobState::Failed:
+        break;
+    }
+    return failure( 422, job->error );
+}
+
+void ConverterApi::status_( const HttpRequest& request, const Respond& respond )
+{
+    const auto query = parseQuery( request.query );
+    const auto id = query && query->contains( "request_id" ) ? query->at( "request_id" ) : std::string();
+    if ( auto answer = statusOf_( id, true ) )
+        return respond( std::move( *answer ) );
+    {
+        const std::lock_guard lock( mutex_ );
+        waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
+    }
+    arrived_.notify_all();
+}
+
+void ConverterApi::answerWaiters_()
+{
+    while ( !stopping_ )
+    {
+        std::list<Waiter> waiting;
+        {
+            std::unique_lock lock( mutex_ );
+            arrived_.wait( lock, [this] { return stopping_ || !waiters_.empty(); } );
+            waiting.swap( waiters_ );
+        }
+        const auto now = Clock::now();
+        waiting.remove_if(
+            [&]( const Waiter& waiter )
+            {
+                auto answer = statusOf_( waiter.id, now < waiter.deadline && !stopping_ );
+                if ( answer )
+                    waiter.respond( std::move( *answer ) );
+                return answer.has_value();
+            } );
+        const bool some = !waiting.empty();
+        {
+            const std::lock_guard lock( mutex_ );
+            waiters_.splice( waiters_.begin(), waiting );
+        }
+        if ( some )
+            jobs_.waitForChange( cLookAgain );
+    }
+}
+
+} // namespace VX::Backend

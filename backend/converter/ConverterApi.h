@@ -1,0 +1,64 @@
+#pragma once
+
+#include "converter/ConversionJobs.h"
+#include "http/HttpServer.h"
+#include "storage/ObjectStore.h"
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <thread>
+
+#include <json/value.h>
+
+namespace VX::Backend
+{
+
+struct ConverterApiOptions
+{
+    /// Whether a token may convert files; an empty token is that of nobody.
+    std::function<bool( const std::string& token )> mayConvert;
+    /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
+    std::chrono::seconds urlLifetime{ 1800 };
+    /// A status call holds its answer for this long while the conversion runs.
+    std::chrono::milliseconds statusHold{ 800 };
+};
+
+/// "/converter/v2/request", "/convert" and "/status", in the envelope {"result": …} or {"error": {"message": …}}.
+class ConverterApi final : public HttpHandler
+{
+public:
+    ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterApiOptions options );
+    ~ConverterApi() override;
+
+    [[nodiscard]] static bool serves( const std::string& path ) { return path.starts_with( "/converter/v2/" ); }
+    [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
+    void handle( HttpRequest request, Respond respond ) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Waiter
+    {
+        std::string id;
+        Clock::time_point deadline;
+        Respond respond;
+    };
+
+    [[nodiscard]] HttpResponse request_( const Json::Value& body );
+    [[nodiscard]] HttpResponse convert_( const Json::Value& body );
+    void status_( const HttpRequest& request, const Respond& respond );
+    /// The answer for a job, or nothing while it is worth waiting.
+    [[nodiscard]] std::optional<HttpResponse> statusOf_( const std::string& id, bool waitLonger );
+    void answerWaiters_();
+
+    ConversionJobs& jobs_;
+    ObjectStore& store_;
+    ConverterApiOptions options_;
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    std::list<Waiter> waiters_;
+    std::atomic<bool> stopping_{ false };
+    std::thread thread_;
+};
+
+} // namespace VX::Backend

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <tl/expected.hpp>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VX::Backend
+{
+
+/// What one conversion may use.
+struct WorkerLimits
+{
+    uint64_t memory = uint64_t( 8 ) << 30;     ///< bytes of address space
+    uint64_t outputSize = uint64_t( 2 ) << 30; ///< bytes of any file it writes, the unpacked input included
+    std::chrono::seconds time{ 600 };          ///< from the start of the job
+};
+
+/// A process of its own that converts one file and ends. It is started ahead of its job, with Open CASCADE loaded, so
+/// that a job does not wait for that.
+///
+/// It runs in its own folder with limits, without new privileges, behind a system-call filter, and in namespaces
+/// without network or other files where bubblewrap works: a hostile file kills it and nothing else.
+class WorkerProcess
+{
+public:
+    /// Starts a worker in a fresh folder below `root`.
+    [[nodiscard]] static tl::expected<std::unique_ptr<WorkerProcess>, std::string> start(
+        const std::filesystem::path& root, const WorkerLimits& limits );
+    /// Kills it when it still runs, and removes its folder.
+    ~WorkerProcess();
+    WorkerProcess( const WorkerProcess& ) = delete;
+    WorkerProcess& operator=( const WorkerProcess& ) = delete;
+
+    /// Where its input archive has to be put before `convert`.
+    [[nodiscard]] std::filesystem::path inputFile() const { return folder_ / "input.zip"; }
+    [[nodiscard]] std::filesystem::path resultFile() const { return folder_ / "result.vxu"; }
+    [[nodiscard]] bool isAlive() const;
+
+    /// Converts and blocks until the result is there; the error is a text for the user. A worker that is out of time is
+    /// killed, and so is one when `stop` becomes true.
+    [[nodiscard]] tl::expected<void, std::string> convert( const std::atomic<bool>& stop );
+
+private:
+    WorkerProcess() = default;
+    [[nodiscard]] std::string readReport_() const;
+    [[nodiscard]] bool waitForReport_( const std::atomic<bool>& stop ) const;
+
+    std::filesystem::path folder_;
+    WorkerLimits limits_;
+    int pid_ = -1;
+    int control_ = -1; ///< our end of its standard input
+    int report_ = -1;  ///< our end of its standard output
+};
+
+/// Whether bubblewrap can be used here; tried once.
+[[nodiscard]] bool hasBubblewrap();
+
+} // namespace VX::Backend

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <tl/expected.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace VX::Backend
+{
+
+struct HttpRequest
+{
+    std::string method;
+    /// As it came, still percent-encoded.
+    std::string path;
+    std::string query;
+    /// Names in lower case.
+    std::map<std::string, std::string> headers;
+    /// Empty when the body went into a file.
+    std::string body;
+    /// Where the body was streamed to; empty when it was not.
+    std::filesystem::path bodyFile;
+    std::string remoteAddress;
+
+    [[nodiscard]] std::string header( const std::string& name ) const;
+};
+
+struct HttpResponse
+{
+    int status = 200;
+    std::string contentType = "application/json";
+    std::string body;
+    /// Sent instead of `body` when not empty: `fileLength` bytes from `fileOffset`.
+    std::filesystem::path file;
+    uint64_t fileOffset = 0;
+    uint64_t fileLength = 0;
+    std::map<std::string, std::string> headers;
+    /// Ends the connection after this answer.
+    bool close = false;
+};
+
+/// Answers a request; called exactly once, from any thread.
+using Respond = std::function<void( HttpResponse )>;
+
+/// What is to become of a request's body.
+struct BodyPlan
+{
+    uint64_t maxSize = uint64_t( 1 ) << 20;
+    /// Streamed into this file when not empty; the handler owns the file once it is called. A body that is cut off
+    /// never reaches the handler, and its file is removed.
+    std::filesystem::path file;
+    /// Answered at once instead of reading the body.
+    std::optional<HttpResponse> refusal;
+};
+
+/// What the server serves; called on its I/O threads, which must not be blocked for long.
+class HttpHandler
+{
+public:
+    virtual ~HttpHandler() = default;
+    /// Decides by the head of a request.
+    [[nodiscard]] virtual BodyPlan planBody( const HttpRequest& head ) = 0;
+    virtual void handle( HttpRequest request, Respond respond ) = 0;
+};
+
+struct HttpServerOptions
+{
+    uint16_t port = 8443; ///< 0 takes a free one
+    std::filesystem::path certificateFile;
+    std::filesystem::path keyFile;
+    int threads = 2;
+    /// A client that is silent for this long in the middle of a request is cut off.
+    std::chrono::milliseconds patience{ 30000 };
+    std::chrono::milliseconds headerPatience{ 15000 };
+    std::chrono::milliseconds keepAlive{ 60000 };
+    size_t maxHeaderSize = 16 * 1024;
+};
+
+/// HTTP/1.1 over TLS on loopback: keep-alive, bodies streamed with constant memory.
+class HttpServer
+{
+public:
+    /// The handler must outlive the server. The error says why it cannot listen.
+    [[nodiscard]] static tl::expected<std::unique_ptr<HttpServer>, std::string> start(
+        const HttpServerOptions& options, HttpHandler& handler );
+
+    virtual ~HttpServer() = default;
+    [[nodiscard]] virtual uint16_t port() const = 0;
+    /// Closes all connections; requests that are not answered yet never are.
+    virtual void stop() = 0;
+};
+
+/// "Not Found" for 404.
+[[nodiscard]] const char* statusText( int status );
+
+} // namespace VX::Backend

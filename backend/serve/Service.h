@@ -1,0 +1,42 @@
+#pragma once
+
+#include "converter/WorkerProcess.h"
+
+#include <tl/expected.hpp>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace VX::Backend
+{
+
+struct ServiceOptions
+{
+    std::filesystem::path data;
+    uint16_t port = 8443;
+    bool allowAnonymous = false;
+    uint64_t maxUpload = uint64_t( 2 ) << 30;
+    int slots = 2;
+    WorkerLimits worker;
+    std::chrono::seconds keep{ 3600 };
+};
+
+/// All services of one machine in one process.
+class Service
+{
+public:
+    [[nodiscard]] static tl::expected<std::unique_ptr<Service>, std::string> start( const ServiceOptions& options );
+    ~Service();
+    Service( const Service& ) = delete;
+    Service& operator=( const Service& ) = delete;
+
+    [[nodiscard]] uint16_t port() const;
+
+private:
+    Service();
+    struct Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+} // namespace VX::Backend

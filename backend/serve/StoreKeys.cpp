@@ -1,0 +1,61 @@
+#include "serve/StoreKeys.h"
+
+#include <VXMesh/io/AtomicFile.h>
+#include <VXMesh/io/Json.h>
+
+#include <fmt/format.h>
+#include <openssl/rand.h>
+
+#include <cstdlib>
+
+namespace VX::Backend
+{
+namespace
+{
+
+std::string randomText( size_t bytes )
+{
+    std::string out;
+    for ( size_t i = 0; i < bytes; ++i )
+    {
+        unsigned char byte = 0;
+        RAND_bytes( &byte, 1 );
+        out += fmt::format( "{:02x}", byte );
+    }
+    return out;
+}
+
+/// The environment's value, else the stored one, else a new one; tells whether it has to be stored.
+std::string choose(
+    const char* variable, Json::Value& stored, const char* key, const std::string& fresh, bool& changed )
+{
+    if ( const char* value = std::getenv( variable ); value && *value )
+        return value;
+    if ( !stored[key].isString() )
+    {
+        stored[key] = fresh;
+        changed = true;
+    }
+    return stored[key].asString();
+}
+
+} // namespace
+
+tl::expected<StoreKeys, std::string> ensureStoreKeys( const std::filesystem::path& folder )
+{
+    const auto file = folder / "store-keys.json";
+    auto stored = deserializeJsonValue( file ).value_or( Json::Value( Json::objectValue ) );
+    if ( !stored.isObject() )
+        stored = Json::Value( Json::objectValue );
+    bool changed = false;
+    StoreKeys keys;
+    keys.credentials.accessKey = choose( "ORVANTA_S3_KEY", stored, "key", "ORV" + randomText( 8 ), changed );
+    keys.credentials.secretKey = choose( "ORVANTA_S3_SECRET", stored, "secret", randomText( 24 ), changed );
+    keys.bucket = choose( "ORVANTA_S3_BUCKET", stored, "bucket", "orvanta", changed );
+    if ( changed )
+        if ( auto written = writeFileAtomically( file, stored.toStyledString(), { .mode = 0600 } ); !written )
+            return tl::unexpected( written.error() );
+    return keys;
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <tl/expected.hpp>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+namespace VX::Backend
+{
+
+/// Where uploads and results are kept: a bucket of objects by key. Any thread; errors are for the service's log.
+class ObjectStore
+{
+public:
+    virtual ~ObjectStore() = default;
+
+    /// URL that lets its bearer write or read one object until it expires.
+    [[nodiscard]] virtual std::string putUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
+    [[nodiscard]] virtual std::string getUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
+
+    [[nodiscard]] virtual bool exists( const std::string& key ) = 0;
+    /// Copies an object into a new local file.
+    [[nodiscard]] virtual tl::expected<void, std::string> fetch(
+        const std::string& key, const std::filesystem::path& file ) = 0;
+    /// Makes an object of a local file, which may be moved away by it.
+    [[nodiscard]] virtual tl::expected<void, std::string> store(
+        const std::string& key, const std::filesystem::path& file ) = 0;
+    virtual void remove( const std::string& key ) = 0;
+};
+
+} // namespace VX::Backend

@@ -1,0 +1,97 @@
+#include "worker/WorkerMain.h"
+
+#include "worker/Sandbox.h"
+#include "worker/StepReader.h"
+
+#include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/io/Zip.h>
+
+#include <json/writer.h>
+
+#include <fstream>
+#include <new>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+/// Keeps standard output for the report: Open CASCADE prints to it.
+int takeStandardOutput()
+{
+    const int report = ::dup( STDOUT_FILENO );
+    const int nowhere = ::open( "/dev/null", O_WRONLY );
+    ::dup2( nowhere, STDOUT_FILENO );
+    return report;
+}
+
+bool waitForJob()
+{
+    char byte = 0;
+    return ::read( STDIN_FILENO, &byte, 1 ) == 1;
+}
+
+tl::expected<void, std::string> convert( const WorkerJob& job )
+{
+    const auto input = job.folder / "input.step";
+    UnzipLimits limits;
+    limits.maxEntrySize = job.outputSize;
+    if ( auto unpacked = extractSingleFile( job.folder / "input.zip", input, limits ); !unpacked )
+        return unpacked;
+    const auto objects = readStep( input, job.folder );
+    if ( !objects )
+        return tl::unexpected( objects.error() );
+    const auto bytes = writeVxu( *objects );
+    if ( !bytes )
+        return tl::unexpected( bytes.error() );
+    std::ofstream out( job.folder / "result.vxu", std::ios::binary );
+    out.write( reinterpret_cast<const char*>( bytes->data() ), std::streamsize( bytes->size() ) );
+    out.close();
+    if ( !out )
+        return tl::unexpected( std::string( "The converted file is too large" ) );
+    return {};
+}
+
+tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
+{
+    try
+    {
+        return convert( job );
+    }
+    catch ( const std::bad_alloc& )
+    {
+        return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
+    }
+}
+
+} // namespace
+
+int runWorker( const WorkerJob& job )
+{
+    const int report = takeStandardOutput();
+    warmUpStepReader( job.folder );
+    const auto threads = std::max( std::thread::hardware_concurrency(), 1u );
+    const auto refused = enterSandbox( { job.memory, job.outputSize, job.seconds * threads } );
+    if ( !waitForJob() )
+        return 0;
+
+    Json::Value result;
+    const tl::expected<void, std::string> done =
+        refused.empty() ? convertWithinMemory( job ) : tl::unexpected( refused );
+    if ( done )
+        result["done"] = true;
+    else
+        result["error"] = done.error();
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    const auto line = Json::writeString( builder, result ) + "\n";
+    const bool told = ::write( report, line.data(), line.size() ) == ssize_t( line.size() );
+    // Destructors would only give memory back that goes with the process.
+    ::_exit( told ? 0 : 1 );
+}
+
+} // namespace VX::Backend

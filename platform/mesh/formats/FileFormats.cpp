@@ -1,0 +1,113 @@
+#include <VXMesh/formats/FileFormats.h>
+
+#include <VXMesh/formats/AssimpFormats.h>
+#include <VXMesh/formats/PointFormats.h>
+#include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/io/Path.h>
+
+#include <algorithm>
+#include <cctype>
+#include <exception>
+
+#include <unistd.h>
+
+namespace VX
+{
+namespace
+{
+
+std::vector<FileFormat>& registry()
+{
+    static std::vector<FileFormat> sFormats = []
+    {
+        std::vector<FileFormat> formats = assimpFormats();
+        formats.push_back( pointsFormat() );
+        formats.push_back( vxuFormat() );
+        return formats;
+    }();
+    return sFormats;
+}
+
+std::string lowerCaseExtension( const std::filesystem::path& file )
+{
+    std::string extension = utf8string( file.extension() );
+    std::transform( extension.begin(), extension.end(), extension.begin(),
+        []( unsigned char c ) { return char( std::tolower( c ) ); } );
+    return extension;
+}
+
+std::string quoted( const std::filesystem::path& file )
+{
+    return "\"" + utf8string( file.filename() ) + "\"";
+}
+
+/// What is wrong with a path before anybody looks inside; empty when nothing is.
+std::string pathProblem( const std::filesystem::path& file )
+{
+    std::error_code ec;
+    const auto status = std::filesystem::status( file, ec );
+    if ( status.type() == std::filesystem::file_type::not_found )
+        return quoted( file ) + " does not exist";
+    if ( ec )
+        return "Cannot read " + quoted( file ) + ": " + ec.message();
+    if ( std::filesystem::is_directory( status ) )
+        return quoted( file ) + " is a folder; open a file in it instead";
+    if ( !std::filesystem::is_regular_file( status ) )
+        return quoted( file ) + " is not a regular file";
+    if ( ::access( file.c_str(), R_OK ) != 0 )
+        return "Cannot read " + quoted( file ) + ": you have no permission to open it";
+    if ( std::filesystem::file_size( file, ec ) == 0 )
+        return quoted( file ) + " is empty";
+    return {};
+}
+
+} // namespace
+
+namespace FileFormats
+{
+
+void add( FileFormat format )
+{
+    registry().push_back( std::move( format ) );
+}
+
+const std::vector<FileFormat>& all()
+{
+    return registry();
+}
+
+const FileFormat* find( const std::filesystem::path& file )
+{
+    const auto extension = lowerCaseExtension( file );
+    const auto& formats = registry();
+    const auto it = std::find_if( formats.rbegin(), formats.rend(),
+        [&]( const FileFormat& format )
+        {
+            return std::find( format.extensions.begin(), format.extensions.end(), extension ) !=
+                   format.extensions.end();
+        } );
+    return it == formats.rend() ? nullptr : &*it;
+}
+
+} // namespace FileFormats
+
+tl::expected<LoadedObjects, std::string> loadObjectFromFile(
+    const std::filesystem::path& file, const ProgressCallback& progress )
+{
+    if ( auto problem = pathProblem( file ); !problem.empty() )
+        return tl::unexpected( std::move( problem ) );
+    const FileFormat* format = FileFormats::find( file );
+    if ( !format )
+        return tl::unexpected( "Files of type \"" + utf8string( file.extension() ) + "\" cannot be opened (" +
+                               utf8string( file.filename() ) + ")" );
+    try
+    {
+        return format->load( file, progress );
+    }
+    catch ( const std::exception& e )
+    {
+        return tl::unexpected( "Cannot read " + quoted( file ) + ": " + e.what() );
+    }
+}
+
+} // namespace VX

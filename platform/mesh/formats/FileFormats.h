@@ -1,0 +1,49 @@
+#pragma once
+
+#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/io/Progress.h>
+
+#include <tl/expected.hpp>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace VX
+{
+
+using ObjectLoader = std::function<tl::expected<LoadedObjects, std::string>(
+    const std::filesystem::path& file, const ProgressCallback& progress )>;
+
+/// One kind of file that can be opened.
+struct FileFormat
+{
+    /// As a file dialog shows it: "Stanford polygon file".
+    std::string name;
+    /// In lower case, with the dot.
+    std::vector<std::string> extensions;
+    /// May be called from any thread, several times at once.
+    ObjectLoader load;
+};
+
+/// The registry of formats. Add to it before the viewer starts; reading it is safe from any thread after that.
+namespace FileFormats
+{
+
+/// A later format takes an extension over from an earlier one.
+VXMESH_API void add( FileFormat format );
+[[nodiscard]] VXMESH_API const std::vector<FileFormat>& all();
+/// The format for a file, by the extension of its name in any case; null when nobody reads it.
+[[nodiscard]] VXMESH_API const FileFormat* find( const std::filesystem::path& file );
+
+} // namespace FileFormats
+
+/// Opens a file of any registered format.
+///
+/// Blocks; any thread. Nothing is thrown, however damaged the file is. The error names the file and says what is wrong
+/// with it ("Operation was canceled" when `progress` asked to stop).
+[[nodiscard]] VXMESH_API tl::expected<LoadedObjects, std::string> loadObjectFromFile(
+    const std::filesystem::path& file, const ProgressCallback& progress = {} );
+
+} // namespace VX

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <VXMesh/formats/GltfAccessors.h>
+#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/io/Progress.h>
+#include <VXMesh/scene/VisualObjects.h>
+
+#include <map>
+#include <unordered_set>
+
+namespace VX::Gltf
+{
+
+/// Turns the JSON and the binary chunk of a GLB file into object trees.
+class GlbReader
+{
+public:
+    GlbReader( const Json::Value& root, std::span<const std::byte> binary, ProgressCallback progress );
+
+    [[nodiscard]] tl::expected<LoadedObjects, std::string> read();
+
+private:
+    using Result = tl::expected<std::shared_ptr<Object>, std::string>;
+
+    /// The drawable parts of one glTF mesh, made once and shared by its instances.
+    struct Part
+    {
+        std::shared_ptr<const Mesh> mesh;
+        std::shared_ptr<const PointCloud> points;
+        std::shared_ptr<const Lines> lines;
+        Color color = VisualObject::cDefaultColor;
+    };
+    using Parts = std::vector<Part>;
+
+    Result node_( int64_t index, int depth );
+    tl::expected<void, std::string> addChildren_( Object& object, const Json::Value& node, int depth );
+    tl::expected<const Parts*, std::string> parts_( int64_t mesh );
+    tl::expected<Parts, std::string> readParts_( const Json::Value& mesh );
+    tl::expected<Part, std::string> surface_( const Json::Value& primitive, const Json::Value& primitives );
+    tl::expected<void, std::string> attributes_( const Json::Value& primitive, Mesh& mesh );
+    tl::expected<Part, std::string> cloud_( const Json::Value& primitive );
+    tl::expected<Part, std::string> lines_( const Json::Value& primitive );
+    tl::expected<std::vector<Segment>, std::string> segments_( const Json::Value& primitive, size_t pointCount );
+    Color materialColor_( const Json::Value& primitive ) const;
+    [[nodiscard]] tl::expected<void, std::string> addRoot_( int64_t index, LoadedObjects& out );
+
+    const Json::Value& root_;
+    Accessors accessors_;
+    ProgressCallback progress_;
+    std::map<int64_t, Parts> partsByMesh_;
+    std::unordered_set<int64_t> visited_;
+    size_t skippedPrimitives_ = 0;
+};
+
+} // namespace VX::Gltf

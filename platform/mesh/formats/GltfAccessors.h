@@ -1,0 +1,67 @@
+#pragma once
+
+#include <VXMesh/math/Color.h>
+#include <VXMesh/math/Vector3.h>
+
+#include <json/value.h>
+#include <tl/expected.hpp>
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace VX::Gltf
+{
+
+/// A member as a non-negative integer, or `fallback` when it is missing or anything else.
+[[nodiscard]] int64_t integerMember( const Json::Value& object, const char* key, int64_t fallback );
+
+/// An element of an array member such as "accessors"; null when the index or the member is not there.
+[[nodiscard]] const Json::Value& element( const Json::Value& root, const char* array, int64_t index );
+
+/// Reads the accessors of one GLB file. Every count, offset and size in the JSON is taken for a claim and checked
+/// against the bytes before anything is allocated by it.
+class Accessors
+{
+public:
+    /// Both must outlive this object.
+    Accessors( const Json::Value& root, std::span<const std::byte> binary );
+
+    [[nodiscard]] tl::expected<std::vector<Vector3f>, std::string> vectors( int64_t accessor );
+    [[nodiscard]] tl::expected<std::vector<Color>, std::string> colors( int64_t accessor );
+    [[nodiscard]] tl::expected<std::vector<uint32_t>, std::string> indices( int64_t accessor );
+
+private:
+    struct View
+    {
+        std::span<const std::byte> bytes;
+        size_t stride = 0;
+        std::shared_ptr<std::vector<std::byte>> decoded;
+    };
+    struct Elements
+    {
+        std::span<const std::byte> bytes;
+        size_t stride = 0;
+        size_t count = 0;
+        int componentType = 0;
+        int components = 0;
+        bool normalized = false;
+    };
+
+    tl::expected<View, std::string> view_( int64_t index );
+    tl::expected<View, std::string> plainView_( const Json::Value& view );
+    tl::expected<View, std::string> compressedView_( const Json::Value& extension );
+    tl::expected<std::span<const std::byte>, std::string> slice_( const Json::Value& view );
+    tl::expected<Elements, std::string> elements_( int64_t accessor );
+    bool spend_( uint64_t bytes );
+
+    const Json::Value& root_;
+    std::span<const std::byte> binary_;
+    std::unordered_map<int64_t, View> views_;
+    uint64_t budget_;
+};
+
+} // namespace VX::Gltf

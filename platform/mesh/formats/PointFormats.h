@@ -1,0 +1,11 @@
+#pragma once
+
+#include <VXMesh/formats/FileFormats.h>
+
+namespace VX
+{
+
+/// Point clouds as text, a point a line: x y z, optionally followed by r g b from 0 to 255 (".xyz", ".txt", ".pts").
+[[nodiscard]] FileFormat pointsFormat();
+
+} // namespace VX

@@ -1,0 +1,55 @@
+#include <VXMesh/io/Json.h>
+
+#include <VXMesh/io/MappedFile.h>
+
+#include <json/reader.h>
+
+#include <memory>
+
+namespace VX
+{
+namespace
+{
+
+tl::expected<Json::Value, std::string> parse( const char* begin, const char* end )
+{
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = true;
+    builder["stackLimit"] = 200;
+    const std::unique_ptr<Json::CharReader> reader( builder.newCharReader() );
+    Json::Value root;
+    std::string errors;
+    // jsoncpp reports too deep nesting by an exception, everything else by its return value.
+    try
+    {
+        if ( !reader->parse( begin, end, &root, &errors ) )
+            return tl::unexpected( errors );
+    }
+    catch ( const Json::Exception& e )
+    {
+        return tl::unexpected( std::string( e.what() ) );
+    }
+    return root;
+}
+
+} // namespace
+
+tl::expected<Json::Value, std::string> deserializeJsonValue( const std::string& text )
+{
+    return parse( text.data(), text.data() + text.size() );
+}
+
+tl::expected<Json::Value, std::string> deserializeJsonValue( const std::filesystem::path& file )
+{
+    constexpr size_t cMaxSize = size_t( 64 ) << 20;
+    auto mapped = MappedFile::open( file );
+    if ( !mapped )
+        return tl::unexpected( mapped.error() );
+    const auto bytes = mapped->bytes();
+    if ( bytes.size() > cMaxSize )
+        return tl::unexpected( "\"" + file.string() + "\" is too large for a JSON document" );
+    const auto* begin = reinterpret_cast<const char*>( bytes.data() );
+    return parse( begin, begin + bytes.size() );
+}
+
+} // namespace VX

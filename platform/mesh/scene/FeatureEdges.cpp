@@ -1,0 +1,83 @@
+#include <VXMesh/scene/FeatureEdges.h>
+
+#include <algorithm>
+#include <numeric>
+
+namespace VX
+{
+namespace
+{
+
+/// For each point the first point at the same place.
+std::vector<uint32_t> weld( const std::vector<Vector3f>& points )
+{
+    std::vector<uint32_t> order( points.size() );
+    std::iota( order.begin(), order.end(), 0u );
+    const auto key = [&]( uint32_t i ) { return std::array{ points[i].x, points[i].y, points[i].z }; };
+    std::sort( order.begin(), order.end(),
+        [&]( uint32_t a, uint32_t b )
+        {
+            const auto ka = key( a ), kb = key( b );
+            return ka != kb ? ka < kb : a < b;
+        } );
+    std::vector<uint32_t> first( points.size() );
+    for ( size_t i = 0; i < order.size(); ++i )
+        first[order[i]] = i > 0 && key( order[i] ) == key( order[i - 1] ) ? first[order[i - 1]] : order[i];
+    return first;
+}
+
+struct HalfEdge
+{
+    uint64_t key;
+    uint32_t triangle;
+    Segment segment;
+};
+
+std::vector<HalfEdge> sortedHalfEdges( const Mesh& mesh, const std::vector<uint32_t>& welded )
+{
+    std::vector<HalfEdge> out;
+    out.reserve( mesh.triangles.size() * 3 );
+    for ( uint32_t t = 0; t < mesh.triangles.size(); ++t )
+        for ( size_t k = 0; k < 3; ++k )
+        {
+            const uint32_t a = mesh.triangles[t][k], b = mesh.triangles[t][( k + 1 ) % 3];
+            const auto [low, high] = std::minmax( welded[a], welded[b] );
+            if ( low != high )
+                out.push_back( { uint64_t( low ) << 32 | high, t, { a, b } } );
+        }
+    std::sort( out.begin(), out.end(), []( const HalfEdge& a, const HalfEdge& b ) { return a.key < b.key; } );
+    return out;
+}
+
+Vector3f faceNormal( const Mesh& mesh, uint32_t triangle )
+{
+    const auto& t = mesh.triangles[triangle];
+    const auto& a = mesh.points[t[0]];
+    return cross( mesh.points[t[1]] - a, mesh.points[t[2]] - a ).normalized();
+}
+
+} // namespace
+
+std::vector<Segment> findFeatureEdges( const Mesh& mesh, float angle )
+{
+    // NaN coordinates break the ordering that the sort relies on.
+    if ( !std::all_of( mesh.points.begin(), mesh.points.end(), []( const auto& p ) { return p.isFinite(); } ) )
+        return {};
+    const auto halfEdges = sortedHalfEdges( mesh, weld( mesh.points ) );
+    const float limit = std::cos( angle );
+    std::vector<Segment> out;
+    for ( size_t i = 0; i < halfEdges.size(); )
+    {
+        size_t end = i + 1;
+        while ( end < halfEdges.size() && halfEdges[end].key == halfEdges[i].key )
+            ++end;
+        const bool manifold = end - i == 2;
+        if ( !manifold ||
+             dot( faceNormal( mesh, halfEdges[i].triangle ), faceNormal( mesh, halfEdges[i + 1].triangle ) ) < limit )
+            out.push_back( halfEdges[i].segment );
+        i = end;
+    }
+    return out;
+}
+
+} // namespace VX

@@ -1,0 +1,97 @@
+#include <VXMesh/scene/Mesh.h>
+
+namespace VX
+{
+namespace
+{
+
+Box3f boxOf( const std::vector<Vector3f>& points )
+{
+    Box3f box;
+    for ( const auto& p : points )
+        if ( p.isFinite() )
+            box.include( p );
+    return box;
+}
+
+Vector3d toDouble( const Vector3f& v )
+{
+    return { v.x, v.y, v.z };
+}
+
+template <typename Elements>
+bool indicesBelow( const Elements& elements, size_t count )
+{
+    for ( const auto& element : elements )
+        for ( const auto index : element )
+            if ( index >= count )
+                return false;
+    return true;
+}
+
+bool emptyOr( size_t size, size_t expected )
+{
+    return size == 0 || size == expected;
+}
+
+} // namespace
+
+Box3f Mesh::box() const
+{
+    return boxOf( points );
+}
+
+Box3f PointCloud::box() const
+{
+    return boxOf( points );
+}
+
+Box3f Lines::box() const
+{
+    return boxOf( points );
+}
+
+std::vector<Vector3f> computeVertexNormals( const Mesh& mesh )
+{
+    std::vector<Vector3f> normals( mesh.points.size() );
+    for ( const auto& t : mesh.triangles )
+    {
+        const auto& a = mesh.points[t[0]];
+        const auto areaNormal = cross( mesh.points[t[1]] - a, mesh.points[t[2]] - a );
+        for ( const auto v : t )
+            normals[v] += areaNormal;
+    }
+    for ( auto& n : normals )
+        n = n.normalized();
+    return normals;
+}
+
+double computeVolume( const Mesh& mesh )
+{
+    double six = 0;
+    for ( const auto& t : mesh.triangles )
+        six +=
+            dot( toDouble( mesh.points[t[0]] ), cross( toDouble( mesh.points[t[1]] ), toDouble( mesh.points[t[2]] ) ) );
+    return six / 6;
+}
+
+double computeArea( const Mesh& mesh )
+{
+    double twice = 0;
+    for ( const auto& t : mesh.triangles )
+    {
+        const auto a = toDouble( mesh.points[t[0]] );
+        twice += cross( toDouble( mesh.points[t[1]] ) - a, toDouble( mesh.points[t[2]] ) - a ).length();
+    }
+    return twice / 2;
+}
+
+bool isConsistent( const Mesh& mesh )
+{
+    const size_t count = mesh.points.size();
+    return indicesBelow( mesh.triangles, count ) && indicesBelow( mesh.edges, count ) &&
+           emptyOr( mesh.normals.size(), count ) && emptyOr( mesh.vertexColors.size(), count ) &&
+           emptyOr( mesh.faceColors.size(), mesh.triangles.size() );
+}
+
+} // namespace VX

@@ -1,0 +1,110 @@
+#include <VXMesh/scene/Object.h>
+
+namespace VX
+{
+namespace
+{
+
+void includeTree( const Object& object, const AffineXf3f& xf, bool visibleOnly, Box3f& box )
+{
+    if ( visibleOnly && !object.isVisible() )
+        return;
+    box.include( xf( object.localBox() ) );
+    for ( const auto& child : object.children() )
+        includeTree( *child, xf * child->xf(), visibleOnly, box );
+}
+
+} // namespace
+
+Object::~Object()
+{
+    for ( const auto& child : children_ )
+        child->parent_ = nullptr;
+}
+
+void Object::changed_()
+{
+    for ( Object* object = this; object; object = object->parent_ )
+        ++object->revision_;
+}
+
+void Object::setName( std::string name )
+{
+    if ( name == name_ )
+        return;
+    name_ = std::move( name );
+    changed_();
+}
+
+void Object::setXf( const AffineXf3f& xf )
+{
+    if ( xf == xf_ )
+        return;
+    xf_ = xf;
+    changed_();
+}
+
+AffineXf3f Object::worldXf() const
+{
+    AffineXf3f out = xf_;
+    for ( const Object* object = parent_; object; object = object->parent_ )
+        out = object->xf_ * out;
+    return out;
+}
+
+void Object::setVisible( bool on )
+{
+    if ( on == visible_ )
+        return;
+    visible_ = on;
+    changed_();
+}
+
+bool Object::isGloballyVisible() const
+{
+    for ( const Object* object = this; object; object = object->parent_ )
+        if ( !object->visible_ )
+            return false;
+    return true;
+}
+
+void Object::select( bool on )
+{
+    if ( on == selected_ )
+        return;
+    selected_ = on;
+    changed_();
+}
+
+bool Object::addChild( std::shared_ptr<Object> child )
+{
+    for ( const Object* object = this; object; object = object->parent_ )
+        if ( object == child.get() )
+            return false;
+    child->detach();
+    child->parent_ = this;
+    children_.push_back( std::move( child ) );
+    changed_();
+    return true;
+}
+
+std::shared_ptr<Object> Object::detach()
+{
+    auto self = weak_from_this().lock();
+    if ( !parent_ )
+        return self;
+    Object* parent = parent_;
+    std::erase_if( parent->children_, [this]( const auto& child ) { return child.get() == this; } );
+    parent_ = nullptr;
+    parent->changed_();
+    return self;
+}
+
+Box3f Object::treeBox( bool visibleOnly ) const
+{
+    Box3f box;
+    includeTree( *this, worldXf(), visibleOnly, box );
+    return box;
+}
+
+} // namespace VX

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <VXMesh/Export.h>
+
+#include <json/value.h>
+
+#include <string>
+
+namespace VX
+{
+
+/// Four numbers with dots between them, "0.1.0.0".
+[[nodiscard]] VXMESH_API std::string GetVXVersionString();
+
+/// As the system calls itself to people: "Debian GNU/Linux 12 (bookworm)".
+[[nodiscard]] VXMESH_API std::string GetDetailedOSName();
+
+/// System and machine in one word: "Linux_x86_64".
+[[nodiscard]] VXMESH_API std::string getOSNoSpaces();
+
+/// The processor's model name; empty when the system does not tell.
+[[nodiscard]] VXMESH_API std::string GetCpuId();
+
+/// Facts about this machine for a support request: "OS", "CPU", "Cores", "RAM" (GiB), "Version". No names of people,
+/// files or hosts.
+[[nodiscard]] VXMESH_API Json::Value GetSystemInfoJson();
+
+} // namespace VX

@@ -1,0 +1,197 @@
+#include <VXViewer/core/Window.h>
+
+#include <VXMesh/io/Path.h>
+
+#include <GLFW/glfw3.h>
+#include <imgui.h>
+#include <imgui_impl_glfw.h>
+
+namespace VX
+{
+namespace
+{
+
+std::string glfwFailure( const char* what )
+{
+    const char* why = nullptr;
+    glfwGetError( &why );
+    return std::string( what ) + ( why ? std::string( ": " ) + why : std::string() );
+}
+
+class DesktopWindow final : public Window
+{
+public:
+    [[nodiscard]] tl::expected<void, std::string> create( const WindowOptions& options )
+    {
+        if ( !glfwInit() )
+            return tl::unexpected( glfwFailure( "No display to open a window on" ) );
+        initialized_ = true;
+        glfwWindowHint( GLFW_CONTEXT_VERSION_MAJOR, 3 );
+        glfwWindowHint( GLFW_CONTEXT_VERSION_MINOR, 3 );
+        glfwWindowHint( GLFW_OPENGL_PROFILE, GLFW_OPENGL_CORE_PROFILE );
+        glfwWindowHint( GLFW_VISIBLE, GLFW_FALSE );
+        // The scene is drawn into a framebuffer of its own, which has its depth and its samples.
+        glfwWindowHint( GLFW_DEPTH_BITS, 0 );
+        glfwWindowHint( GLFW_STENCIL_BITS, 0 );
+        window_ = glfwCreateWindow( options.width, options.height, options.title.c_str(), nullptr, nullptr );
+        if ( !window_ )
+            return tl::unexpected( glfwFailure( "No window with OpenGL 3.3 can be opened" ) );
+        glfwMakeContextCurrent( window_ );
+        glfwSwapInterval( 1 );
+        glfwSetWindowUserPointer( window_, this );
+        setCallbacks_();
+        return {};
+    }
+
+    ~DesktopWindow() override
+    {
+        if ( imguiReady_ )
+            ImGui_ImplGlfw_Shutdown();
+        if ( window_ )
+            glfwDestroyWindow( window_ );
+        if ( initialized_ )
+            glfwTerminate();
+    }
+
+    void waitEvents( double seconds ) override
+    {
+        if ( seconds < 0 )
+            glfwWaitEvents();
+        else if ( seconds == 0 )
+            glfwPollEvents();
+        else
+            glfwWaitEventsTimeout( seconds );
+    }
+
+    void postEmptyEvent() override { glfwPostEmptyEvent(); }
+
+    [[nodiscard]] int width() const override { return framebufferSize_().first; }
+    [[nodiscard]] int height() const override { return framebufferSize_().second; }
+    [[nodiscard]] float scale() const override
+    {
+        float x = 1, y = 1;
+        glfwGetWindowContentScale( window_, &x, &y );
+        return x > 0 ? x : 1;
+    }
+    [[nodiscard]] bool isMinimized() const override { return glfwGetWindowAttrib( window_, GLFW_ICONIFIED ); }
+    [[nodiscard]] unsigned framebuffer() const override { return 0; }
+    void setTitle( const std::string& title ) override { glfwSetWindowTitle( window_, title.c_str() ); }
+    void show() override { glfwShowWindow( window_ ); }
+
+    void newImGuiFrame() override
+    {
+        if ( !imguiReady_ )
+            imguiReady_ = ImGui_ImplGlfw_InitForOpenGL( window_, false );
+        ImGui_ImplGlfw_NewFrame();
+    }
+    void present() override { glfwSwapBuffers( window_ ); }
+
+private:
+    static DesktopWindow& self_( GLFWwindow* window )
+    {
+        return *static_cast<DesktopWindow*>( glfwGetWindowUserPointer( window ) );
+    }
+
+    [[nodiscard]] std::pair<int, int> framebufferSize_() const
+    {
+        int width = 0, height = 0;
+        glfwGetFramebufferSize( window_, &width, &height );
+        return { width, height };
+    }
+
+    [[nodiscard]] Vector2f toPixels_( double x, double y ) const
+    {
+        int windowWidth = 1, windowHeight = 1;
+        glfwGetWindowSize( window_, &windowWidth, &windowHeight );
+        const auto [width, height] = framebufferSize_();
+        return { float( x * width / std::max( windowWidth, 1 ) ), float( y * height / std::max( windowHeight, 1 ) ) };
+    }
+
+    void setCallbacks_()
+    {
+        setPointerCallbacks_();
+        glfwSetKeyCallback( window_,
+            []( GLFWwindow* w, int key, int scancode, int action, int mods )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_KeyCallback( w, key, scancode, action, mods );
+                self_( w ).events.key( key, action != GLFW_RELEASE, action == GLFW_REPEAT, mods );
+            } );
+        glfwSetCharCallback( window_,
+            []( GLFWwindow* w, unsigned codepoint )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_CharCallback( w, codepoint );
+                self_( w ).events.refresh();
+            } );
+        glfwSetDropCallback( window_,
+            []( GLFWwindow* w, int count, const char** names )
+            {
+                std::vector<std::filesystem::path> files;
+                for ( int i = 0; i < count; ++i )
+                    files.push_back( pathFromUtf8( names[i] ) );
+                self_( w ).events.drop( files );
+            } );
+        glfwSetFramebufferSizeCallback( window_, []( GLFWwindow* w, int, int ) { self_( w ).events.resize(); } );
+        glfwSetWindowContentScaleCallback(
+            window_, []( GLFWwindow* w, float, float ) { self_( w ).events.rescale(); } );
+        glfwSetWindowRefreshCallback( window_, []( GLFWwindow* w ) { self_( w ).events.refresh(); } );
+        glfwSetWindowCloseCallback( window_,
+            []( GLFWwindow* w )
+            {
+                glfwSetWindowShouldClose( w, GLFW_FALSE );
+                self_( w ).events.closeRequest();
+            } );
+        glfwSetWindowFocusCallback( window_,
+            []( GLFWwindow* w, int focused )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_WindowFocusCallback( w, focused );
+                self_( w ).events.refresh();
+            } );
+    }
+
+    void setPointerCallbacks_()
+    {
+        glfwSetMouseButtonCallback( window_,
+            []( GLFWwindow* w, int button, int action, int mods )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_MouseButtonCallback( w, button, action, mods );
+                if ( button <= GLFW_MOUSE_BUTTON_MIDDLE )
+                    self_( w ).events.mouseButton( MouseButton( button ), action == GLFW_PRESS, mods );
+            } );
+        glfwSetCursorPosCallback( window_,
+            []( GLFWwindow* w, double x, double y ) { self_( w ).events.mouseMove( self_( w ).toPixels_( x, y ) ); } );
+        glfwSetScrollCallback( window_,
+            []( GLFWwindow* w, double x, double y )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_ScrollCallback( w, x, y );
+                self_( w ).events.mouseScroll( float( y ) );
+            } );
+        glfwSetCursorEnterCallback( window_,
+            []( GLFWwindow* w, int entered )
+            {
+                if ( self_( w ).imguiReady_ )
+                    ImGui_ImplGlfw_CursorEnterCallback( w, entered );
+                self_( w ).events.refresh();
+            } );
+    }
+
+    GLFWwindow* window_ = nullptr;
+    bool initialized_ = false;
+    bool imguiReady_ = false;
+};
+
+} // namespace
+
+tl::expected<std::unique_ptr<Window>, std::string> openDesktopWindow( const WindowOptions& options )
+{
+    auto window = std::make_unique<DesktopWindow>();
+    if ( auto created = window->create( options ); !created )
+        return tl::unexpected( created.error() );
+    return window;
+}
+
+} // namespace VX

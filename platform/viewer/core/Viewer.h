@@ -1,0 +1,129 @@
+#pragma once
+
+#include <VXMesh/scene/Object.h>
+#include <VXViewer/core/Window.h>
+#include <VXViewer/draw/Screenshot.h>
+
+#include <boost/signals2/signal.hpp>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VX
+{
+
+class Camera;
+class ImGuiMenu;
+class ViewerTitle;
+struct DrawSettings;
+
+struct LaunchParams
+{
+    std::string appName = "VX";
+    std::string version;
+    int width = 1280;
+    int height = 800;
+    /// Draws without a display, for pictures and tests.
+    bool windowless = false;
+    /// The program's arguments, without its name.
+    std::vector<std::string> arguments;
+};
+
+/// The running viewer: one window, one scene, one menu, and the loop that sleeps until there is something to do.
+///
+/// There is one for the whole process, reached by `getViewerInstance`, which exists before and after it is started.
+/// All operations belong to the UI thread, the one that started it, except `postEmptyEvent`.
+class VXVIEWER_API Viewer
+{
+public:
+    Viewer();
+    ~Viewer();
+    Viewer( const Viewer& ) = delete;
+    Viewer& operator=( const Viewer& ) = delete;
+
+    /// Opens the window, initialises the menu and draws the first frame. The error says why no window can be opened.
+    [[nodiscard]] tl::expected<void, std::string> start( const LaunchParams& params );
+    /// Turns the loop until the window is closed.
+    void run();
+    /// One turn of the loop: waits for events at most `seconds`, runs commands, draws where needed.
+    void step( double seconds );
+    /// Ends the menu, jobs and web requests (within about a second in all) and closes the window. Returns false when a
+    /// worker thread could not be stopped in that time; the process should then end without running destructors.
+    bool stop();
+
+    [[nodiscard]] bool isRunning() const { return window_ != nullptr; }
+    void requestClose() { closing_ = true; }
+    [[nodiscard]] bool isClosing() const { return closing_; }
+
+    /// Wakes the loop, so that a new frame is drawn; any thread, and without a started viewer it does nothing.
+    void postEmptyEvent();
+    /// Draws that many more frames; with `swapOnLastOnly` only the last is shown, the ones before it settle the layout.
+    void incrementForceRedrawFrames( int frames = 1, bool swapOnLastOnly = false );
+    /// Draws a frame in that many seconds from now, unless one is asked for earlier.
+    void requestFrameIn( double seconds );
+
+    /// The menu belongs to the viewer from here on; set it before `start`.
+    void setMenuPlugin( std::shared_ptr<ImGuiMenu> menu );
+    [[nodiscard]] const std::shared_ptr<ImGuiMenu>& getMenuPlugin() const { return menu_; }
+
+    void setViewerTitle( std::shared_ptr<ViewerTitle> title );
+    [[nodiscard]] const std::shared_ptr<ViewerTitle>& viewerTitle() const { return title_; }
+    void setWindowTitle( const std::string& title );
+
+    [[nodiscard]] Object& sceneRoot() { return *root_; }
+    [[nodiscard]] Camera& camera();
+    [[nodiscard]] DrawSettings& drawSettings();
+    /// Shows all visible objects.
+    void fitScene();
+    void fitBox( const Box3f& box );
+    /// The object at a pixel of the window, or null.
+    [[nodiscard]] Object* pick( Vector2f position );
+
+    [[nodiscard]] float scale() const;
+    [[nodiscard]] const std::vector<std::string>& arguments() const { return params_.arguments; }
+    [[nodiscard]] Window* window() { return window_.get(); }
+    [[nodiscard]] uint64_t framesDrawn() const { return framesDrawn_; }
+
+    /// The scene alone, without the interface, drawn now.
+    [[nodiscard]] Image sceneImage();
+    /// The last frame as it was shown; only of a windowless viewer.
+    [[nodiscard]] Image frameImage();
+
+    /// Once a frame, while Dear ImGui's frame is open.
+    boost::signals2::signal<void()> perFrameSignal;
+    /// Files were dropped on the window.
+    boost::signals2::signal<void( const std::vector<std::filesystem::path>& )> filesDroppedSignal;
+
+private:
+    struct Drawing;
+
+    void connectWindow_();
+    void onKey_( int key, bool down, int modifiers );
+    void drawFrame_();
+    void buildInterface_();
+    [[nodiscard]] double waitTime_( double most ) const;
+    [[nodiscard]] bool needsFrame_();
+
+    LaunchParams params_;
+    std::shared_ptr<Object> root_;
+    std::shared_ptr<ImGuiMenu> menu_;
+    std::shared_ptr<ViewerTitle> title_;
+    std::unique_ptr<Drawing> drawing_;
+    std::unique_ptr<Window> window_;
+    /// What other threads may touch; null while there is no window.
+    std::atomic<Window*> wakeable_{ nullptr };
+    std::atomic<int> waking_{ 0 };
+    std::atomic<bool> framePosted_{ false };
+    bool closing_ = false;
+    int redrawFrames_ = 0;
+    bool swapOnLastOnly_ = false;
+    double frameDeadline_ = -1;
+    uint64_t framesDrawn_ = 0;
+};
+
+/// The viewer of this process.
+[[nodiscard]] VXVIEWER_API Viewer& getViewerInstance();
+
+} // namespace VX

@@ -1,0 +1,42 @@
+#include <VXViewer/core/ViewerTitle.h>
+
+#include <VXViewer/core/Viewer.h>
+
+namespace VX
+{
+
+void ViewerTitle::setAppName( std::string name )
+{
+    appName_ = std::move( name );
+    update_();
+}
+
+void ViewerTitle::setVersion( std::string version )
+{
+    version_ = std::move( version );
+    update_();
+}
+
+void ViewerTitle::setSceneName( std::string name )
+{
+    sceneName_ = std::move( name );
+    update_();
+}
+
+std::string ViewerTitle::compose() const
+{
+    std::string out = sceneName_;
+    if ( !out.empty() && !appName_.empty() )
+        out += " - ";
+    out += appName_;
+    if ( !version_.empty() )
+        out += ( out.empty() ? "" : " " ) + version_;
+    return out;
+}
+
+void ViewerTitle::update_()
+{
+    getViewerInstance().setWindowTitle( compose() );
+}
+
+} // namespace VX

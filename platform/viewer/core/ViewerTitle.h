@@ -1,0 +1,35 @@
+#pragma once
+
+#include <VXViewer/Export.h>
+
+#include <string>
+
+namespace VX
+{
+
+/// Composes the text of the window's title bar: "part.step - Orvanta 0.1.0.0".
+///
+/// Belongs to the viewer, UI thread. A product derives from it to say more.
+class VXVIEWER_API ViewerTitle
+{
+public:
+    virtual ~ViewerTitle() = default;
+
+    void setAppName( std::string name );
+    void setVersion( std::string version );
+    void setSceneName( std::string name );
+
+    [[nodiscard]] virtual std::string compose() const;
+
+protected:
+    /// Composes the text anew and gives it to the window, when there is one.
+    void update_();
+    friend class Viewer;
+
+private:
+    std::string appName_;
+    std::string version_;
+    std::string sceneName_;
+};
+
+} // namespace VX

@@ -1,0 +1,202 @@
+#include <VXViewer/draw/Camera.h>
+
+#include <numbers>
+
+namespace VX
+{
+namespace
+{
+
+constexpr float cFieldOfView = 0.6f; // radians from bottom to top
+constexpr float cPi = std::numbers::pi_v<float>;
+
+struct Angles
+{
+    float yaw, pitch;
+};
+
+Angles anglesOf( ViewPreset preset )
+{
+    switch ( preset )
+    {
+    case ViewPreset::Front:
+        return { 0, 0 };
+    case ViewPreset::Back:
+        return { cPi, 0 };
+    case ViewPreset::Left:
+        return { -cPi / 2, 0 };
+    case ViewPreset::Right:
+        return { cPi / 2, 0 };
+    case ViewPreset::Top:
+        return { 0, cPi / 2 };
+    case ViewPreset::Bottom:
+        return { 0, -cPi / 2 };
+    case ViewPreset::Isometric:
+        break;
+    }
+    return { cPi / 5, 0.45f };
+}
+
+} // namespace
+
+Camera::Camera()
+{
+    setPreset( ViewPreset::Isometric );
+}
+
+void Camera::updateRotation_()
+{
+    // Looking along +Y at yaw and pitch 0, with X to the right and Z up.
+    const float cy = std::cos( yaw_ ), sy = std::sin( yaw_ ), cp = std::cos( pitch_ ), sp = std::sin( pitch_ );
+    const Vector3f right{ cy, sy, 0 };
+    const Vector3f back{ sy * cp, -cy * cp, sp };
+    rotation_ = { right, cross( back, right ), back };
+    ++revision_;
+}
+
+void Camera::setViewport( int width, int height )
+{
+    width = std::max( width, 1 );
+    height = std::max( height, 1 );
+    if ( width == width_ && height == height_ )
+        return;
+    width_ = width;
+    height_ = height;
+    ++revision_;
+}
+
+void Camera::setSceneBox( const Box3f& box )
+{
+    sceneBox_ = box;
+    ++revision_;
+}
+
+float Camera::halfHeight_() const
+{
+    return distance_ * std::tan( cFieldOfView / 2 );
+}
+
+void Camera::orbit( Vector2f delta )
+{
+    // A drag across the viewport's smaller side is half a turn.
+    const float k = cPi / float( std::min( width_, height_ ) );
+    yaw_ -= delta.x * k;
+    pitch_ = std::clamp( pitch_ + delta.y * k, -cPi / 2, cPi / 2 );
+    updateRotation_();
+}
+
+void Camera::pan( Vector2f delta )
+{
+    const float k = 2 * halfHeight_() / float( height_ );
+    target_ += rotation_.x * ( -delta.x * k ) + rotation_.y * ( delta.y * k );
+    ++revision_;
+}
+
+void Camera::zoom( float steps, Vector2f anchor )
+{
+    const float factor = std::pow( 0.85f, steps );
+    const float size = std::max( sceneBox_.diagonal(), 1e-6f );
+    const float next = std::clamp( distance_ * factor, size * 1e-4f, size * 100 );
+    const float k = 2 * ( halfHeight_() - halfHeight_() * next / distance_ ) / float( height_ );
+    const Vector2f fromCenter = anchor - Vector2f{ float( width_ ) / 2, float( height_ ) / 2 };
+    target_ += rotation_.x * ( fromCenter.x * k ) - rotation_.y * ( fromCenter.y * k );
+    distance_ = next;
+    ++revision_;
+}
+
+Camera::Extent Camera::extentOf_( const Box3f& box ) const
+{
+    const auto xf = view();
+    const float k = std::tan( cFieldOfView / 2 );
+    Extent out;
+    for ( const auto& corner : box.corners() )
+    {
+        const auto p = xf( corner );
+        const float depth = orthographic_ ? distance_ : std::max( -p.z, distance_ * 0.05f );
+        const Vector2f at{ p.x / ( depth * k * aspect_() ), p.y / ( depth * k ) };
+        out.low = { std::min( out.low.x, at.x ), std::min( out.low.y, at.y ) };
+        out.high = { std::max( out.high.x, at.x ), std::max( out.high.y, at.y ) };
+    }
+    return out;
+}
+
+void Camera::fit( const Box3f& box )
+{
+    if ( !box.valid() )
+        return;
+    // With perspective the size on the screen depends on where the camera stands, so a few steps lead there.
+    constexpr float cFilled = 0.8f;
+    target_ = box.center();
+    distance_ = std::max( box.diagonal(), 1e-6f ) / std::tan( cFieldOfView / 2 );
+    for ( int i = 0; i < 8; ++i )
+    {
+        const auto [low, high] = extentOf_( box );
+        const Vector2f middle = ( low + high ) * 0.5f;
+        target_ += rotation_.x * ( middle.x * halfHeight_() * aspect_() ) + rotation_.y * ( middle.y * halfHeight_() );
+        const Vector2f size = ( high - low ) * 0.5f;
+        distance_ *= std::max( { size.x, size.y, 1e-4f } ) / cFilled;
+    }
+    ++revision_;
+}
+
+void Camera::setPreset( ViewPreset preset )
+{
+    const auto [yaw, pitch] = anglesOf( preset );
+    yaw_ = yaw;
+    pitch_ = pitch;
+    updateRotation_();
+}
+
+void Camera::setOrthographic( bool on )
+{
+    orthographic_ = on;
+    ++revision_;
+}
+
+Vector3f Camera::eye() const
+{
+    return target_ + rotation_.z * distance_;
+}
+
+AffineXf3f Camera::view() const
+{
+    return { rotation_, -( rotation_ * eye() ) };
+}
+
+Matrix4f Camera::projection() const
+{
+    // The planes hug the scene, so that the depth buffer's precision is spent on it.
+    const Box3f seen = view()( sceneBox_ );
+    const float far = seen.valid() ? std::max( -seen.min.z, distance_ ) * 1.01f : distance_ * 10;
+    const float near = std::max( seen.valid() ? -seen.max.z * 0.99f : distance_ * 0.1f, far * 1e-4f );
+    const float top = halfHeight_();
+    Matrix4f out;
+    if ( orthographic_ )
+    {
+        const float front = seen.valid() ? std::min( -seen.max.z, distance_ ) - distance_ * 0.01f : -distance_;
+        out.at( 0, 0 ) = 1 / ( top * aspect_() );
+        out.at( 1, 1 ) = 1 / top;
+        out.at( 2, 2 ) = -2 / ( far - front );
+        out.at( 2, 3 ) = -( far + front ) / ( far - front );
+        return out;
+    }
+    const float k = distance_ / top;
+    out.at( 0, 0 ) = k / aspect_();
+    out.at( 1, 1 ) = k;
+    out.at( 2, 2 ) = -( far + near ) / ( far - near );
+    out.at( 2, 3 ) = -2 * far * near / ( far - near );
+    out.at( 3, 2 ) = -1;
+    out.at( 3, 3 ) = 0;
+    return out;
+}
+
+Vector2f Camera::project( const Vector3f& point ) const
+{
+    const auto p = view()( point );
+    const auto m = projection();
+    const float w = m.at( 3, 2 ) * p.z + m.at( 3, 3 );
+    const float x = m.at( 0, 0 ) * p.x / w, y = m.at( 1, 1 ) * p.y / w;
+    return { ( x + 1 ) / 2 * float( width_ ), ( 1 - y ) / 2 * float( height_ ) };
+}
+
+} // namespace VX

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <VXViewer/Export.h>
+#include <VXViewer/draw/Matrix4.h>
+
+namespace VX
+{
+
+enum class ViewPreset
+{
+    Isometric,
+    Front,
+    Back,
+    Left,
+    Right,
+    Top,
+    Bottom
+};
+
+/// Where the scene is seen from: a target point, a turn and a distance. The world is Z up.
+///
+/// Belongs to the UI thread. Screen positions are pixels from the upper left corner of the viewport.
+class VXVIEWER_API Camera
+{
+public:
+    Camera();
+
+    /// Size of the viewport in pixels.
+    void setViewport( int width, int height );
+    /// What must not be cut off by the near and far planes.
+    void setSceneBox( const Box3f& box );
+
+    /// Turns about the target like a ball under the pointer, keeping the world's vertical upright.
+    void orbit( Vector2f delta );
+    /// Moves so that what is at the target's depth follows the pointer.
+    void pan( Vector2f delta );
+    /// Comes closer by positive steps, keeping the place under `anchor` where it is.
+    void zoom( float steps, Vector2f anchor );
+    /// Shows a whole box, keeping the direction.
+    void fit( const Box3f& box );
+    void setPreset( ViewPreset preset );
+    void setOrthographic( bool on );
+
+    [[nodiscard]] bool isOrthographic() const { return orthographic_; }
+    /// Rows: right, up, towards the viewer.
+    [[nodiscard]] const Matrix3f& rotation() const { return rotation_; }
+    [[nodiscard]] Vector3f eye() const;
+    [[nodiscard]] AffineXf3f view() const;
+    [[nodiscard]] Matrix4f projection() const;
+    /// Pixel position of a world point.
+    [[nodiscard]] Vector2f project( const Vector3f& point ) const;
+
+    /// Grows with every change of what is seen.
+    [[nodiscard]] uint64_t revision() const { return revision_; }
+
+private:
+    [[nodiscard]] float aspect_() const { return float( width_ ) / float( height_ ); }
+    [[nodiscard]] float halfHeight_() const;
+    /// What a box covers of the viewport, whose sides are at -1 and 1.
+    struct Extent
+    {
+        Vector2f low{ 1e30f, 1e30f };
+        Vector2f high{ -1e30f, -1e30f };
+    };
+    [[nodiscard]] Extent extentOf_( const Box3f& box ) const;
+    void updateRotation_();
+
+    int width_ = 1;
+    int height_ = 1;
+    Box3f sceneBox_;
+    Vector3f target_;
+    Matrix3f rotation_;
+    float yaw_ = 0;
+    float pitch_ = 0;
+    float distance_ = 5;
+    bool orthographic_ = false;
+    uint64_t revision_ = 1;
+};
+
+} // namespace VX

@@ -1,0 +1,214 @@
+#include <VXViewer/draw/SceneRenderer.h>
+
+#include <VXViewer/draw/Shaders.h>
+
+namespace VX
+{
+namespace
+{
+
+// Round-off keeps some edges behind even a surface that has stepped back; this brings them to the front.
+constexpr float cEdgePull = 4e-5f;
+
+void setMatrix( const GlProgram& program, const char* name, const Matrix4f& matrix )
+{
+    glUniformMatrix4fv( program.uniform( name ), 1, GL_FALSE, matrix.m.data() );
+}
+
+/// Normals turn by the inverse transpose.
+void setNormalMatrix( GLint location, const Matrix3f& toView )
+{
+    const Matrix3f n = toView.inverse();
+    const float columns[9] = { n.x.x, n.x.y, n.x.z, n.y.x, n.y.y, n.y.z, n.z.x, n.z.y, n.z.z };
+    glUniformMatrix3fv( location, 1, GL_FALSE, columns );
+}
+
+void setColor( GLint location, Color c, float alpha )
+{
+    glUniform4f( location, float( c.r ) / 255, float( c.g ) / 255, float( c.b ) / 255, alpha );
+}
+
+Color darker( Color c, float k )
+{
+    return { uint8_t( float( c.r ) * k ), uint8_t( float( c.g ) * k ), uint8_t( float( c.b ) * k ), c.a };
+}
+
+void drawGeometry( GpuGeometry& gpu )
+{
+    glBindVertexArray( gpu.vertices.get() );
+    if ( gpu.indexCount > 0 )
+        glDrawElements( gpu.mode, gpu.indexCount, GL_UNSIGNED_INT, nullptr );
+    else
+        glDrawArrays( gpu.mode, 0, gpu.vertexCount );
+}
+
+} // namespace
+
+void SceneRenderer::createPrograms_()
+{
+    if ( surface_ )
+        return;
+    surface_ = GlProgram( Shaders::cSurfaceVertex, Shaders::cSurfaceFragment );
+    plain_ = GlProgram( Shaders::cPlainVertex, Shaders::cPlainFragment );
+    background_ = GlProgram( Shaders::cBackgroundVertex, Shaders::cBackgroundFragment );
+}
+
+void SceneRenderer::collect_( Object& object, const AffineXf3f& xf )
+{
+    if ( !object.isVisible() )
+        return;
+    Item item{ dynamic_cast<VisualObject*>( &object ), nullptr, xf };
+    if ( auto* mesh = dynamic_cast<ObjectMesh*>( &object ); mesh && mesh->mesh() )
+    {
+        item.gpu = &cache_.get( mesh->mesh() );
+        triangleCount_ += mesh->mesh()->triangles.size();
+    }
+    else if ( auto* points = dynamic_cast<ObjectPoints*>( &object ); points && points->points() )
+        item.gpu = &cache_.get( points->points() );
+    else if ( auto* lines = dynamic_cast<ObjectLines*>( &object ); lines && lines->lines() )
+        item.gpu = &cache_.get( lines->lines() );
+    if ( item.gpu )
+        items_.push_back( item );
+    for ( const auto& child : object.children() )
+        collect_( *child, xf * child->xf() );
+}
+
+void SceneRenderer::setScene( Object& root )
+{
+    items_.clear();
+    triangleCount_ = 0;
+    cache_.prune();
+    collect_( root, root.xf() );
+}
+
+void SceneRenderer::drawBackground_( const DrawSettings& settings )
+{
+    glDisable( GL_DEPTH_TEST );
+    background_.use();
+    const auto set = [&]( const char* name, Color c )
+    { glUniform3f( background_.uniform( name ), float( c.r ) / 255, float( c.g ) / 255, float( c.b ) / 255 ); };
+    set( "top", settings.backgroundTop );
+    set( "bottom", settings.backgroundBottom );
+    glBindVertexArray( empty_.get() );
+    glDrawArrays( GL_TRIANGLES, 0, 3 );
+    glEnable( GL_DEPTH_TEST );
+}
+
+void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent )
+{
+    surface_.use();
+    setMatrix( surface_, "projection", camera.projection() );
+    const Vector3f up = camera.rotation() * Vector3f{ 0, 0, 1 };
+    glUniform3f( surface_.uniform( "up" ), up.x, up.y, up.z );
+    glUniform1i( surface_.uniform( "orthographic" ), camera.isOrthographic() );
+    const GLint toView = surface_.uniform( "toView" ), normalToView = surface_.uniform( "normalToView" );
+    const GLint color = surface_.uniform( "color" ), highlight = surface_.uniform( "highlight" );
+    const GLint flat = surface_.uniform( "flatShading" ), useColor = surface_.uniform( "useVertexColor" );
+    const AffineXf3f view = camera.view();
+    for ( const auto& item : items_ )
+    {
+        const Color own = item.object->color();
+        if ( item.gpu->mode != GL_TRIANGLES || ( own.a < 255 ) != transparent )
+            continue;
+        const AffineXf3f xf = view * item.xf;
+        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( xf ).m.data() );
+        setNormalMatrix( normalToView, xf.A );
+        setColor( color, own, float( own.a ) / 255 );
+        setColor( highlight, settings.highlight, item.object->isSelected() ? 0.55f : 0.f );
+        glUniform1i( flat, settings.shading == Shading::Flat ||
+                               ( settings.shading == Shading::Automatic && !item.gpu->hasOwnNormals ) );
+        glUniform1i( useColor, item.gpu->hasColors );
+        drawGeometry( *item.gpu );
+    }
+}
+
+void SceneRenderer::drawEdges_( const Camera& camera, const DrawSettings& settings )
+{
+    plain_.use();
+    setMatrix( plain_, "projection", camera.projection() );
+    glUniform1f( plain_.uniform( "pull" ), cEdgePull );
+    glUniform1i( plain_.uniform( "useVertexColor" ), 0 );
+    const GLint toView = plain_.uniform( "toView" ), color = plain_.uniform( "color" ),
+                highlight = plain_.uniform( "highlight" );
+    const AffineXf3f view = camera.view();
+    for ( const auto& item : items_ )
+    {
+        if ( item.gpu->edgeIndexCount == 0 )
+            continue;
+        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( view * item.xf ).m.data() );
+        setColor( color, darker( item.object->color(), 0.22f ), 1 );
+        setColor( highlight, settings.highlight, item.object->isSelected() ? 0.8f : 0.f );
+        glBindVertexArray( item.gpu->edges.get() );
+        glDrawElements( GL_LINES, item.gpu->edgeIndexCount, GL_UNSIGNED_INT, nullptr );
+    }
+}
+
+void SceneRenderer::drawPlain_( const Camera& camera, const DrawSettings& settings )
+{
+    plain_.use();
+    setMatrix( plain_, "projection", camera.projection() );
+    glUniform1f( plain_.uniform( "pull" ), 0 );
+    glUniform1f( plain_.uniform( "pointSize" ), settings.pointSize );
+    const AffineXf3f view = camera.view();
+    for ( const auto& item : items_ )
+    {
+        if ( item.gpu->mode == GL_TRIANGLES )
+            continue;
+        setMatrix( plain_, "toView", Matrix4f::from( view * item.xf ) );
+        setColor( plain_.uniform( "color" ), item.object->color(), 1 );
+        setColor( plain_.uniform( "highlight" ), settings.highlight, item.object->isSelected() ? 0.8f : 0.f );
+        glUniform1i( plain_.uniform( "useVertexColor" ), item.gpu->hasColors );
+        drawGeometry( *item.gpu );
+    }
+}
+
+void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings )
+{
+    createPrograms_();
+    glClearDepth( 1 );
+    glClear( GL_DEPTH_BUFFER_BIT );
+    drawBackground_( settings );
+    glEnable( GL_PROGRAM_POINT_SIZE );
+    glLineWidth( settings.lineWidth );
+    glPolygonMode( GL_FRONT_AND_BACK, settings.wireframe ? GL_LINE : GL_FILL );
+    // Edges lie exactly in the surfaces, which therefore step back by their slope in depth.
+    glEnable( GL_POLYGON_OFFSET_FILL );
+    glPolygonOffset( 1, 1 );
+    drawSurfaces_( camera, settings, false );
+    glDisable( GL_POLYGON_OFFSET_FILL );
+    glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
+    drawPlain_( camera, settings );
+    if ( settings.edges )
+        drawEdges_( camera, settings );
+    glEnable( GL_BLEND );
+    glBlendFunc( GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA );
+    glDepthMask( GL_FALSE );
+    drawSurfaces_( camera, settings, true );
+    glDepthMask( GL_TRUE );
+    glDisable( GL_BLEND );
+    glBindVertexArray( 0 );
+}
+
+void SceneRenderer::drawIds( const Camera& camera )
+{
+    if ( !ids_ )
+        ids_ = GlProgram( Shaders::cPlainVertex, Shaders::cIdFragment );
+    glEnable( GL_DEPTH_TEST );
+    glEnable( GL_PROGRAM_POINT_SIZE );
+    ids_.use();
+    setMatrix( ids_, "projection", camera.projection() );
+    glUniform1f( ids_.uniform( "pull" ), 0 );
+    // Larger than drawn, so that a lone point can be hit.
+    glUniform1f( ids_.uniform( "pointSize" ), 9 );
+    const GLint toView = ids_.uniform( "toView" ), id = ids_.uniform( "id" );
+    const AffineXf3f view = camera.view();
+    for ( size_t i = 0; i < items_.size(); ++i )
+    {
+        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( view * items_[i].xf ).m.data() );
+        glUniform1ui( id, GLuint( i + 1 ) );
+        drawGeometry( *items_[i].gpu );
+    }
+    glBindVertexArray( 0 );
+}
+
+} // namespace VX

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <VXViewer/draw/Camera.h>
+#include <VXViewer/draw/GeometryCache.h>
+
+#include <vector>
+
+namespace VX
+{
+
+enum class Shading
+{
+    Automatic,
+    Smooth,
+    Flat
+};
+
+/// How the scene is drawn.
+struct DrawSettings
+{
+    Shading shading = Shading::Automatic;
+    bool edges = true;
+    bool wireframe = false;
+    float lineWidth = 1;
+    float pointSize = 3;
+    Color backgroundTop{ 86, 94, 106, 255 };
+    Color backgroundBottom{ 34, 37, 43, 255 };
+    Color highlight{ 255, 158, 54, 255 };
+    bool operator==( const DrawSettings& ) const = default;
+};
+
+/// Draws a scene tree into the bound framebuffer. The list of what to draw is made when the tree changes, not when it
+/// is drawn. UI thread, with the context.
+class SceneRenderer
+{
+public:
+    /// Takes the visible objects of a tree over; uploads what is new and frees what is gone.
+    void setScene( Object& root );
+
+    void draw( const Camera& camera, const DrawSettings& settings );
+
+    /// Draws the objects' numbers into a framebuffer of unsigned integers: 0 is nothing, i is `pickable()[i - 1]`.
+    void drawIds( const Camera& camera );
+    [[nodiscard]] Object* pickable( size_t id ) const
+    {
+        return id > 0 && id <= items_.size() ? items_[id - 1].object : nullptr;
+    }
+
+    [[nodiscard]] size_t triangleCount() const { return triangleCount_; }
+
+private:
+    struct Item
+    {
+        VisualObject* object = nullptr;
+        GpuGeometry* gpu = nullptr;
+        AffineXf3f xf;
+    };
+
+    void collect_( Object& object, const AffineXf3f& xf );
+    void createPrograms_();
+    void drawBackground_( const DrawSettings& settings );
+    void drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent );
+    void drawEdges_( const Camera& camera, const DrawSettings& settings );
+    void drawPlain_( const Camera& camera, const DrawSettings& settings );
+
+    GeometryCache cache_;
+    std::vector<Item> items_;
+    size_t triangleCount_ = 0;
+    GlProgram surface_, plain_, background_, ids_;
+    GlVertexArray empty_;
+};
+
+} // namespace VX

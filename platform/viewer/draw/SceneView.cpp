@@ -1,0 +1,131 @@
+#include <VXViewer/draw/SceneView.h>
+
+#include <spdlog/spdlog.h>
+
+#include <cstring>
+
+namespace VX
+{
+namespace
+{
+
+// A software rasteriser pays for every sample; beyond this many triangles frames come before smooth edges.
+constexpr size_t cMaxTrianglesSmoothInSoftware = 300'000;
+constexpr int cSamples = 4;
+
+bool isSoftware()
+{
+    const auto* name = reinterpret_cast<const char*>( glGetString( GL_RENDERER ) );
+    return name && std::strstr( name, "llvmpipe" );
+}
+
+void attach( GLenum attachment, GlRenderbuffer& buffer, GLenum format, int samples, int width, int height )
+{
+    glBindRenderbuffer( GL_RENDERBUFFER, buffer.get() );
+    glRenderbufferStorageMultisample( GL_RENDERBUFFER, samples, format, width, height );
+    glFramebufferRenderbuffer( GL_FRAMEBUFFER, attachment, GL_RENDERBUFFER, buffer.get() );
+}
+
+} // namespace
+
+SceneView::SceneView( std::shared_ptr<Object> root )
+    : root_( std::move( root ) )
+{
+}
+
+void SceneView::resize( int width, int height )
+{
+    width_ = std::max( width, 1 );
+    height_ = std::max( height, 1 );
+    camera_.setViewport( width_, height_ );
+}
+
+SceneView::Drawn SceneView::current_() const
+{
+    return { root_->revision(), camera_.revision(), width_, height_, settings_ };
+}
+
+bool SceneView::isOutdated() const
+{
+    return current_() != drawn_;
+}
+
+void SceneView::updateScene_()
+{
+    if ( sceneRevision_ == root_->revision() )
+        return;
+    sceneRevision_ = root_->revision();
+    renderer_.setScene( *root_ );
+    camera_.setSceneBox( root_->treeBox( true ) );
+}
+
+void SceneView::updateTargets_()
+{
+    static const bool sSoftware = isSoftware();
+    const int samples = sSoftware && renderer_.triangleCount() > cMaxTrianglesSmoothInSoftware ? 0 : cSamples;
+    if ( targetWidth_ == width_ && targetHeight_ == height_ && samples_ == samples )
+        return;
+    targetWidth_ = width_;
+    targetHeight_ = height_;
+    samples_ = samples;
+    glBindFramebuffer( GL_FRAMEBUFFER, multisampled_.get() );
+    attach( GL_COLOR_ATTACHMENT0, color_, GL_RGBA8, samples, width_, height_ );
+    attach( GL_DEPTH_ATTACHMENT, depth_, GL_DEPTH_COMPONENT24, samples, width_, height_ );
+    if ( glCheckFramebufferStatus( GL_FRAMEBUFFER ) != GL_FRAMEBUFFER_COMPLETE )
+        spdlog::error( "No framebuffer of {}x{} pixels can be made", width_, height_ );
+    glBindFramebuffer( GL_FRAMEBUFFER, resolved_.get() );
+    attach( GL_COLOR_ATTACHMENT0, resolvedColor_, GL_RGBA8, 0, width_, height_ );
+}
+
+void SceneView::render_()
+{
+    updateScene_();
+    updateTargets_();
+    glViewport( 0, 0, width_, height_ );
+    glDisable( GL_SCISSOR_TEST );
+    glDisable( GL_BLEND );
+    glDisable( GL_CULL_FACE );
+    glDepthMask( GL_TRUE );
+    glBindFramebuffer( GL_FRAMEBUFFER, multisampled_.get() );
+    renderer_.draw( camera_, settings_ );
+    glBindFramebuffer( GL_READ_FRAMEBUFFER, multisampled_.get() );
+    glBindFramebuffer( GL_DRAW_FRAMEBUFFER, resolved_.get() );
+    glBlitFramebuffer( 0, 0, width_, height_, 0, 0, width_, height_, GL_COLOR_BUFFER_BIT, GL_NEAREST );
+    drawn_ = current_();
+}
+
+void SceneView::draw( GLuint framebuffer )
+{
+    if ( isOutdated() )
+        render_();
+    glBindFramebuffer( GL_READ_FRAMEBUFFER, resolved_.get() );
+    glBindFramebuffer( GL_DRAW_FRAMEBUFFER, framebuffer );
+    glDisable( GL_SCISSOR_TEST );
+    glBlitFramebuffer( 0, 0, width_, height_, 0, 0, width_, height_, GL_COLOR_BUFFER_BIT, GL_NEAREST );
+    glBindFramebuffer( GL_FRAMEBUFFER, framebuffer );
+}
+
+Object* SceneView::pick( Vector2f position )
+{
+    updateScene_();
+    const int x = int( position.x ), y = height_ - 1 - int( position.y );
+    if ( x < 0 || y < 0 || x >= width_ || y >= height_ )
+        return nullptr;
+    glBindFramebuffer( GL_FRAMEBUFFER, ids_.get() );
+    attach( GL_COLOR_ATTACHMENT0, idColor_, GL_R32UI, 0, width_, height_ );
+    attach( GL_DEPTH_ATTACHMENT, idDepth_, GL_DEPTH_COMPONENT24, 0, width_, height_ );
+    glViewport( 0, 0, width_, height_ );
+    // One pixel is asked for, so only one is rasterised.
+    glEnable( GL_SCISSOR_TEST );
+    glScissor( x, y, 1, 1 );
+    const GLuint nothing[4] = { 0, 0, 0, 0 };
+    glClearBufferuiv( GL_COLOR, 0, nothing );
+    glClear( GL_DEPTH_BUFFER_BIT );
+    renderer_.drawIds( camera_ );
+    GLuint id = 0;
+    glReadPixels( x, y, 1, 1, GL_RED_INTEGER, GL_UNSIGNED_INT, &id );
+    glDisable( GL_SCISSOR_TEST );
+    return renderer_.pickable( id );
+}
+
+} // namespace VX

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <VXViewer/draw/SceneRenderer.h>
+
+namespace VX
+{
+
+/// A scene seen through a camera, kept as a picture: it is drawn anew only when the scene, the camera, the size or the
+/// settings have changed, and copied to the window otherwise. UI thread, with the context.
+class SceneView
+{
+public:
+    explicit SceneView( std::shared_ptr<Object> root );
+
+    [[nodiscard]] const std::shared_ptr<Object>& root() const { return root_; }
+    [[nodiscard]] Camera& camera() { return camera_; }
+    [[nodiscard]] DrawSettings& settings() { return settings_; }
+
+    void resize( int width, int height );
+    /// Whether `draw` would make a new picture.
+    [[nodiscard]] bool isOutdated() const;
+    /// Copies the picture, made anew where needed, to a framebuffer of the view's size.
+    void draw( GLuint framebuffer );
+    /// The object at a pixel, or null.
+    [[nodiscard]] Object* pick( Vector2f position );
+
+private:
+    struct Drawn
+    {
+        uint64_t scene = 0;
+        uint64_t camera = 0;
+        int width = 0;
+        int height = 0;
+        DrawSettings settings;
+        bool operator==( const Drawn& ) const = default;
+    };
+
+    [[nodiscard]] Drawn current_() const;
+    void updateScene_();
+    void updateTargets_();
+    void render_();
+
+    std::shared_ptr<Object> root_;
+    Camera camera_;
+    DrawSettings settings_;
+    SceneRenderer renderer_;
+    Drawn drawn_;
+    uint64_t sceneRevision_ = 0;
+    int width_ = 1;
+    int height_ = 1;
+    int targetWidth_ = 0;
+    int targetHeight_ = 0;
+    int samples_ = 0;
+    GlFramebuffer multisampled_, resolved_, ids_;
+    GlRenderbuffer color_, depth_, resolvedColor_, idColor_, idDepth_;
+};
+
+} // namespace VX

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <VXViewer/Export.h>
+
+#include <tl/expected.hpp>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace VX
+{
+
+/// A picture of 8-bit RGB pixels, rows from top to bottom.
+struct Image
+{
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> pixels;
+};
+
+/// Reads a framebuffer; UI thread, with the context.
+[[nodiscard]] VXVIEWER_API Image readFramebuffer( unsigned framebuffer, int width, int height );
+
+/// Writes a PNG file, replacing it in one step; any thread.
+[[nodiscard]] VXVIEWER_API tl::expected<void, std::string> savePng(
+    const std::filesystem::path& file, const Image& image );
+
+} // namespace VX

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <VXViewer/draw/Camera.h>
+
+namespace VX::AxisTriad
+{
+
+/// Draws the directions of the world's axes in the lower right corner, nearer ones over farther ones.
+void draw( const Camera& camera, float scale );
+
+} // namespace VX::AxisTriad

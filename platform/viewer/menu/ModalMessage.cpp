@@ -1,0 +1,76 @@
+#include <VXViewer/menu/ModalMessage.h>
+
+#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/Widgets.h>
+
+#include <imgui.h>
+
+namespace VX
+{
+namespace
+{
+
+struct Look
+{
+    const char* icon;
+    const char* title;
+    ImVec4 color;
+};
+
+Look lookOf( NotificationType type )
+{
+    switch ( type )
+    {
+    case NotificationType::Error:
+        return { Icons::cError, "Error", Theme::cErrorText };
+    case NotificationType::Warning:
+        return { Icons::cWarning, "Warning", Theme::cWarningText };
+    default:
+        return { Icons::cInfo, "Info", Theme::cAccent };
+    }
+}
+
+} // namespace
+
+void ModalMessage::push( std::string text, NotificationType type )
+{
+    // The same failure of many files is one piece of news.
+    for ( const auto& message : queue_ )
+        if ( message.text == text && message.type == type )
+            return;
+    queue_.push_back( { std::move( text ), type } );
+}
+
+void ModalMessage::draw( float scale )
+{
+    if ( queue_.empty() )
+        return;
+    constexpr const char* cId = "##modalMessage";
+    if ( !ImGui::IsPopupOpen( cId ) )
+        ImGui::OpenPopup( cId );
+    UI::centerNextWindow();
+    const float width = std::min( 460 * scale, ImGui::GetIO().DisplaySize.x - 32 * scale );
+    ImGui::SetNextWindowSize( { width, 0 } );
+    if ( !ImGui::BeginPopupModal(
+             cId, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove ) )
+        return;
+    const auto look = lookOf( queue_.front().type );
+    ImGui::PushFont( Fonts::get( Fonts::Face::Heading ) );
+    ImGui::TextColored( look.color, "%s", look.icon );
+    ImGui::SameLine();
+    ImGui::TextUnformatted( look.title );
+    ImGui::PopFont();
+    ImGui::Dummy( { 0, 2 * scale } );
+    UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), queue_.front().text );
+    ImGui::Dummy( { 0, 6 * scale } );
+    ImGui::SetCursorPosX( width - 96 * scale - ImGui::GetStyle().WindowPadding.x );
+    const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
+    if ( UI::primaryButton( "OK", scale ) || escape )
+    {
+        queue_.pop_front();
+        ImGui::CloseCurrentPopup();
+    }
+    ImGui::EndPopup();
+}
+
+} // namespace VX

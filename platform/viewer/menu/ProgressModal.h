@@ -1,0 +1,11 @@
+#pragma once
+
+namespace VX::ProgressModal
+{
+
+[[nodiscard]] bool isShown();
+
+/// Draws the running job of `ProgressBar`, if there is one: name, stage, fraction, time, Cancel (Escape too).
+void draw( float scale );
+
+} // namespace VX::ProgressModal

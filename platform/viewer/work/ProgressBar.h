@@ -1,0 +1,60 @@
+#pragma once
+
+#include <VXViewer/Export.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace VX
+{
+
+/// Long work on a worker thread, under a modal with the work's name, its stage, the fraction done, the time it has
+/// taken and a Cancel button.
+///
+/// One job is shown at a time. A canceled one leaves the screen at once: it runs on until it next reports progress and
+/// is told to stop, and its result is dropped. Reports and stage names of a job come from its own thread.
+class VXVIEWER_API ProgressBar
+{
+public:
+    /// Runs on the UI thread when the job has ended and was not canceled; may be empty.
+    using PostProcessing = std::function<void()>;
+
+    /// Starts a job; UI thread. A text that it throws is shown to the user as an error.
+    /// Returns false, and does nothing, while another job is shown.
+    static bool orderWithMainThreadPostProcessing( std::string name, std::function<PostProcessing()> job );
+    static bool order( std::string name, std::function<void()> job );
+
+    /// Whether a job is shown; UI thread.
+    [[nodiscard]] static bool isOrdered();
+
+    /// For the job's thread: reports a fraction 0..1 and tells whether to go on. Elsewhere it does nothing and says
+    /// yes.
+    static bool setProgress( float fraction );
+    [[nodiscard]] static bool isCanceled();
+    /// For the job's thread: the stage shown under the name, until it is reset.
+    static void forceSetTaskName( std::string name );
+    static void resetTaskName();
+
+    /// Gives the shown job up, as its Cancel button does; UI thread.
+    static void cancel();
+
+    /// What the modal shows, or nothing; UI thread.
+    struct State
+    {
+        std::string name;
+        std::string task;
+        float fraction = 0;
+        std::chrono::steady_clock::duration elapsed{};
+    };
+    [[nodiscard]] static std::optional<State> state();
+
+    /// Takes the end of a finished job to the UI; called once before each frame.
+    static void update();
+
+    /// Cancels everything and waits for the jobs to end, at most `patience`; false when one did not.
+    static bool shutdown( std::chrono::milliseconds patience );
+};
+
+} // namespace VX

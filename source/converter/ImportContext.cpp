@@ -1,0 +1,80 @@
+#include <VXOrvanta/converter/ImportContext.h>
+
+#include <VXMesh/io/Path.h>
+#include <VXMesh/io/Zip.h>
+
+#include <spdlog/spdlog.h>
+
+namespace VX::ConverterService
+{
+
+const std::filesystem::path cOutputDir = "/.service_output_files/";
+const std::string cOutputFormat = "vxu";
+
+Context Context::fromFilePath( std::filesystem::path path, ProgressCallback progress )
+{
+    std::error_code ignored;
+    std::filesystem::create_directory( cOutputDir, ignored );
+
+    Context context;
+    const auto extension = utf8string( path.extension() );
+    context.inputFormat = extension.empty() ? extension : extension.substr( 1 );
+    context.outputFormat = cOutputFormat;
+    context.payloadPath = cOutputDir / path.filename().replace_extension( ".input.zip" );
+    context.outputPath = cOutputDir / path.filename().replace_extension( "." + cOutputFormat );
+    context.inputPath = std::move( path );
+    context.progress = std::move( progress );
+    return context;
+}
+
+std::string errnoText( const std::error_code& code )
+{
+    return "errno " + std::to_string( code.value() );
+}
+
+tl::expected<void, std::string> packInput( const Context& context )
+{
+    const auto dir = context.temporaryDir();
+    std::error_code ec;
+    if ( !std::filesystem::exists( dir, ec ) )
+    {
+        spdlog::info( "STEP loader: creating a temporary directory" );
+        std::filesystem::create_directories( dir, ec );
+        if ( ec )
+            return tl::unexpected( errnoText( ec ) );
+    }
+    const auto copy = dir / "input";
+    spdlog::info( "STEP loader: copying the file to the temporary directory" );
+    std::filesystem::copy_file( context.inputPath, copy, ec );
+    if ( ec )
+        return tl::unexpected( errnoText( ec ) );
+
+    spdlog::info( "STEP loader: compressing the file" );
+    if ( auto packed = compressZip( context.payloadPath, dir ); !packed )
+        return packed;
+
+    spdlog::info( "STEP loader: removing the temporary copy" );
+    std::filesystem::remove( copy, ec );
+    if ( ec )
+        return tl::unexpected( errnoText( ec ) );
+    return {};
+}
+
+tl::expected<void, std::string> removePayload( const Context& context )
+{
+    spdlog::info( "STEP loader: removing the temporary payload file" );
+    std::error_code ec;
+    std::filesystem::remove( context.payloadPath, ec );
+    if ( ec )
+        return tl::unexpected( errnoText( ec ) );
+    return {};
+}
+
+tl::expected<void, std::string> checkCanceled( const ProgressCallback& progress, float fraction )
+{
+    if ( reportProgress( progress, fraction ) )
+        return {};
+    return tl::unexpected( std::string( cOperationCanceled ) );
+}
+
+} // namespace VX::ConverterService

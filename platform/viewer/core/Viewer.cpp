@@ -293,7 +293,7 @@ void Viewer::fitScene()
 void Viewer::fitBox( const Box3f& box )
 {
     camera().setSceneBox( root_->treeBox( true ) );
-    camera().fit( box );
+    camera().fit( box, menu_ ? menu_->coveredPixels() : Vector2f{} );
 }
 
 Object* Viewer::pick( Vector2f position )

@@ -120,21 +120,23 @@ Camera::Extent Camera::extentOf_( const Box3f& box ) const
     return out;
 }
 
-void Camera::fit( const Box3f& box )
+void Camera::fit( const Box3f& box, Vector2f covered )
 {
     if ( !box.valid() )
         return;
     // With perspective the size on the screen depends on where the camera stands, so a few steps lead there.
     constexpr float cFilled = 0.8f;
+    // The middle of what is left free, between -1 and 1.
+    const Vector2f free{ std::clamp( covered.x / float( width_ ), 0.f, 0.9f ), -std::clamp( covered.y / float( height_ ), 0.f, 0.9f ) };
     target_ = box.center();
     distance_ = std::max( box.diagonal(), 1e-6f ) / std::tan( cFieldOfView / 2 );
     for ( int i = 0; i < 8; ++i )
     {
         const auto [low, high] = extentOf_( box );
-        const Vector2f middle = ( low + high ) * 0.5f;
+        const Vector2f middle = ( low + high ) * 0.5f - free;
         target_ += rotation_.x * ( middle.x * halfHeight_() * aspect_() ) + rotation_.y * ( middle.y * halfHeight_() );
         const Vector2f size = ( high - low ) * 0.5f;
-        distance_ *= std::max( { size.x, size.y, 1e-4f } ) / cFilled;
+        distance_ *= std::max( { size.x / ( 1 - free.x ), size.y / ( 1 + free.y ), 1e-4f } ) / cFilled;
     }
     ++revision_;
 }

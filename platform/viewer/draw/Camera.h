@@ -36,8 +36,8 @@ public:
     void pan( Vector2f delta );
     /// Comes closer by positive steps, keeping the place under `anchor` where it is.
     void zoom( float steps, Vector2f anchor );
-    /// Shows a whole box, keeping the direction.
-    void fit( const Box3f& box );
+    /// Shows a whole box, keeping the direction. `covered` pixels at the left and the upper edge are not used.
+    void fit( const Box3f& box, Vector2f covered = {} );
     void setPreset( ViewPreset preset );
     void setOrthographic( bool on );
 

@@ -102,6 +102,11 @@ void ImGuiMenu::onSceneClick( Object* object, bool add )
     parts_->sceneList.select( viewer_().sceneRoot(), object, add );
 }
 
+Vector2f ImGuiMenu::coveredPixels() const
+{
+    return { SceneList::width( menuScaling() ), ImGui::GetFrameHeight() };
+}
+
 float ImGuiMenu::menuScaling() const
 {
     return viewer_().scale();

@@ -61,6 +61,9 @@ public:
     /// A click in the scene: selects an object (null: none), adding to the selection where asked.
     void onSceneClick( Object* object, bool add );
 
+    /// What the interface takes from the scene at the left and at the upper edge.
+    [[nodiscard]] virtual Vector2f coveredPixels() const;
+
     /// How much larger than at 96 dots an inch the interface is drawn.
     [[nodiscard]] float menuScaling() const;
     [[nodiscard]] bool isModalShown() const;

@@ -38,7 +38,9 @@ bool iconButton( const char* icon, const ImVec4& color )
 {
     ImGui::PushStyleColor( ImGuiCol_Button, ImVec4{} );
     ImGui::PushStyleColor( ImGuiCol_Text, color );
+    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, ImVec2{} );
     const bool pressed = ImGui::SmallButton( icon );
+    ImGui::PopStyleVar();
     ImGui::PopStyleColor( 2 );
     return pressed;
 }
@@ -85,10 +87,10 @@ void SceneList::drawRow_( Object& root, const Row& row, float scale )
 {
     Object& object = *row.object;
     ImGui::PushID( &object );
-    const float eyeX = ImGui::GetWindowContentRegionMax().x - 22 * scale;
-    ImGui::SetCursorPosX( ImGui::GetCursorPosX() + float( std::min( row.depth, 12 ) ) * 14 * scale );
+    const float eyeX = ImGui::GetWindowContentRegionMax().x - 24 * scale;
+    ImGui::SetCursorPosX( ImGui::GetCursorPosX() + ( 4 + float( std::min( row.depth, 12 ) ) * 14 ) * scale );
     if ( object.children().empty() )
-        ImGui::Dummy( { 14 * scale, 0 } );
+        ImGui::Dummy( { ImGui::GetFontSize() * 1.2f, 0 } );
     else if ( iconButton( folded_.contains( &object ) ? "\xef\x83\x9a" : "\xef\x83\x97", Theme::cDimText ) )
     {
         if ( !folded_.erase( &object ) )
@@ -139,10 +141,12 @@ void SceneList::draw( Object& root, float scale )
     ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
     ImGui::Begin( "##sceneList", nullptr,
         ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-            ImGuiWindowFlags_NoBringToFrontOnFocus );
+            ImGuiWindowFlags_NoBringToFrontOnFocus |
+            ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoScrollWithMouse );
     UI::text( Fonts::Face::SemiBold, "Scene" );
     const float footer = ImGui::GetTextLineHeightWithSpacing() + 6 * scale;
     ImGui::BeginChild( "##rows", { 0, -footer } );
+    ImGui::Dummy( { 0, 1 * scale } );
     if ( rows_.empty() )
         ImGui::TextColored( Theme::cDimText, "Nothing is open" );
     ImGuiListClipper clipper;

@@ -71,11 +71,20 @@ pid_t spawn(
         posix_spawn_file_actions_addopen( &actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0 );
     if ( !std::getenv( "ORVANTA_WORKER_STDERR" ) )
         posix_spawn_file_actions_addopen( &actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0 );
+    // Not all of our sockets close themselves on exec, and a worker must hold none of them.
+    posix_spawn_file_actions_addclosefrom_np( &actions, STDERR_FILENO + 1 );
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init( &attributes );
+    sigset_t none;
+    sigemptyset( &none );
+    posix_spawnattr_setsigmask( &attributes, &none );
+    posix_spawnattr_setflags( &attributes, POSIX_SPAWN_SETSIGMASK );
     auto argv = pointers( arguments );
     auto envp = pointers( environment );
     pid_t pid = -1;
-    if ( posix_spawnp( &pid, argv[0], &actions, nullptr, argv.data(), envp.data() ) != 0 )
+    if ( posix_spawnp( &pid, argv[0], &actions, &attributes, argv.data(), envp.data() ) != 0 )
         pid = -1;
+    posix_spawnattr_destroy( &attributes );
     posix_spawn_file_actions_destroy( &actions );
     return pid;
 }

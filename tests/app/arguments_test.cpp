@@ -1,0 +1,51 @@
+#include <Arguments.h>
+
+#include <gtest/gtest.h>
+
+using namespace VX::App;
+
+namespace
+{
+
+tl::expected<Arguments, EarlyEnd> parse( std::vector<const char*> arguments )
+{
+    arguments.insert( arguments.begin(), "Orvanta" );
+    return parseArguments( int( arguments.size() ), arguments.data() );
+}
+
+} // namespace
+
+TEST( Arguments, TakesFilesSizeAndScreenshot )
+{
+    const auto parsed = parse( { "a b.step", "--screenshot", "out.png", "--size", "640x480", "c.stl" } );
+    ASSERT_TRUE( parsed );
+    EXPECT_EQ( parsed->files, ( std::vector<std::filesystem::path>{ "a b.step", "c.stl" } ) );
+    EXPECT_EQ( parsed->screenshot, "out.png" );
+    EXPECT_EQ( parsed->width, 640 );
+    EXPECT_EQ( parsed->height, 480 );
+    EXPECT_EQ( parsed->all.size(), 6u );
+}
+
+TEST( Arguments, HelpAndVersionEndWell )
+{
+    EXPECT_EQ( parse( { "--version" } ).error().status, 0 );
+    EXPECT_EQ( parse( { "--version" } ).error().text.substr( 0, 8 ), "Orvanta " );
+    const auto help = parse( { "--help" } ).error();
+    EXPECT_EQ( help.status, 0 );
+    for ( const char* option : { "--screenshot", "--size", "--version", "--help", "files" } )
+        EXPECT_NE( help.text.find( option ), std::string::npos ) << option;
+}
+
+TEST( Arguments, UnknownOptionsAreAnErrorWithAHint )
+{
+    const auto end = parse( { "--screnshot", "a" } ).error();
+    EXPECT_NE( end.status, 0 );
+    EXPECT_NE( end.text.find( "--screnshot" ), std::string::npos );
+    EXPECT_NE( end.text.find( "--help" ), std::string::npos );
+}
+
+TEST( Arguments, RefusesSizesThatAreNone )
+{
+    for ( const char* size : { "640", "640x", "x480", "640x480x2", "10x10", "99999x10", "axb", "640X480" } )
+        EXPECT_FALSE( parse( { "--size", size } ) ) << size;
+}

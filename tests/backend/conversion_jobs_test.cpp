@@ -1,0 +1,127 @@
+#include "support/ScratchFolder.h"
+
+#include "converter/ConversionJobs.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <thread>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+class ConversionJobsTest : public testing::Test
+{
+protected:
+    void SetUp() override { reopen(); }
+    void reopen()
+    {
+        jobs_.reset();
+        database_.reset();
+        database_ = std::move( Database::open( folder_.path() / "db" ).value() );
+        jobs_ = std::make_unique<ConversionJobs>( *database_, [this] { return now_; } );
+    }
+    std::string queued()
+    {
+        const auto job = jobs_->create( "step" );
+        EXPECT_TRUE( jobs_->queue( job.id ) );
+        return job.id;
+    }
+
+    Testing::ScratchFolder folder_;
+    std::chrono::sys_seconds now_{ std::chrono::seconds( 1'000'000 ) };
+    std::unique_ptr<Database> database_;
+    std::unique_ptr<ConversionJobs> jobs_;
+};
+
+} // namespace
+
+TEST_F( ConversionJobsTest, IdsAreLongAndDifferent )
+{
+    std::set<std::string> ids;
+    for ( int i = 0; i < 100; ++i )
+        ids.insert( jobs_->create( "step" ).id );
+    EXPECT_EQ( ids.size(), 100u );
+    EXPECT_EQ( ids.begin()->size(), 32u );
+}
+
+TEST_F( ConversionJobsTest, OldestQueuedJobIsTakenFirstAndOnlyOnce )
+{
+    const auto first = queued();
+    now_ += std::chrono::seconds( 1 );
+    const auto second = queued();
+    EXPECT_EQ( jobs_->take()->id, first );
+    EXPECT_EQ( jobs_->take()->id, second );
+    EXPECT_FALSE( jobs_->take() );
+}
+
+TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
+{
+    for ( int i = 0; i < 100; ++i )
+        queued();
+    std::mutex mutex;
+    std::multiset<std::string> taken;
+    std::vector<std::thread> threads;
+    for ( int t = 0; t < 4; ++t )
+        threads.emplace_back( [&] {
+            while ( const auto job = jobs_->take() )
+            {
+                const std::lock_guard lock( mutex );
+                taken.insert( job->id );
+            }
+        } );
+    for ( auto& thread : threads )
+        thread.join();
+    EXPECT_EQ( taken.size(), 100u );
+    EXPECT_EQ( std::set( taken.begin(), taken.end() ).size(), 100u );
+}
+
+TEST_F( ConversionJobsTest, QueueingTwiceDoesNotStartItTwice )
+{
+    const auto id = queued();
+    EXPECT_FALSE( jobs_->queue( id ) );
+    EXPECT_TRUE( jobs_->take() );
+    EXPECT_FALSE( jobs_->take() );
+}
+
+TEST_F( ConversionJobsTest, KeepsResultAndErrorAcrossARestart )
+{
+    const auto good = queued(), bad = queued();
+    jobs_->finish( jobs_->take()->id );
+    jobs_->fail( jobs_->take()->id, "no solids" );
+    reopen();
+    EXPECT_EQ( jobs_->find( good )->state, JobState::Finished );
+    EXPECT_EQ( jobs_->find( bad )->error, "no solids" );
+    EXPECT_FALSE( jobs_->find( "unknown" ) );
+}
+
+TEST_F( ConversionJobsTest, AJobThatWasCutOffIsRunOnceMoreAndThenFails )
+{
+    const auto id = queued();
+    ASSERT_TRUE( jobs_->take() );
+    reopen();
+    jobs_->recover();
+    EXPECT_EQ( jobs_->find( id )->state, JobState::Queued );
+    ASSERT_TRUE( jobs_->take() );
+    reopen();
+    jobs_->recover();
+    EXPECT_EQ( jobs_->find( id )->state, JobState::Failed );
+    EXPECT_NE( jobs_->find( id )->error, "" );
+}
+
+TEST_F( ConversionJobsTest, OldOnesExpireButNotWhileTheyRun )
+{
+    const auto old = jobs_->create( "step" ).id;
+    const auto running = queued();
+    ASSERT_TRUE( jobs_->take() );
+    now_ += std::chrono::hours( 2 );
+    const auto fresh = jobs_->create( "step" ).id;
+    const auto expired = jobs_->expire( std::chrono::hours( 1 ) );
+    ASSERT_EQ( expired.size(), 1u );
+    EXPECT_EQ( expired[0].id, old );
+    EXPECT_TRUE( jobs_->find( running ) );
+    EXPECT_TRUE( jobs_->find( fresh ) );
+}

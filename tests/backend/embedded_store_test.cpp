@@ -1,0 +1,163 @@
+#include "support/ScratchFolder.h"
+
+#include "storage/EmbeddedStore.h"
+
+#include <gtest/gtest.h>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+class EmbeddedStoreTest : public testing::Test
+{
+protected:
+    EmbeddedStoreTest()
+        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000, [this] { return now_; } } )
+    {
+        store_.setEndpoint( "https://localhost:1" );
+    }
+
+    static HttpRequest requestFor( const std::string& method, const std::string& url )
+    {
+        const auto rest = url.substr( std::string( "https://localhost:1" ).size() );
+        HttpRequest out;
+        out.method = method;
+        out.path = rest.substr( 0, rest.find( '?' ) );
+        out.query = rest.find( '?' ) == std::string::npos ? "" : rest.substr( rest.find( '?' ) + 1 );
+        out.headers["host"] = "localhost:1";
+        return out;
+    }
+    /// Status of a refusal, or 0 when the body would be taken.
+    int refusal( const HttpRequest& request )
+    {
+        const auto plan = store_.planBody( request );
+        return plan.refusal ? plan.refusal->status : 0;
+    }
+
+    HttpResponse send( HttpRequest request, const std::string& body = {} )
+    {
+        const auto plan = store_.planBody( request );
+        if ( plan.refusal )
+            return *plan.refusal;
+        if ( !plan.file.empty() )
+        {
+            request.bodyFile = plan.file;
+            folder_.write( "objects/" + plan.file.filename().string(), body );
+        }
+        HttpResponse out;
+        store_.handle( std::move( request ), [&]( HttpResponse response ) { out = std::move( response ); } );
+        return out;
+    }
+    HttpResponse put( const std::string& key, const std::string& body ) { return send( requestFor( "PUT", store_.putUrl( key, cLife ) ), body ); }
+    HttpRequest getting( const std::string& key ) { return requestFor( "GET", store_.getUrl( key, cLife ) ); }
+
+    static constexpr std::chrono::seconds cLife{ 100 };
+    Testing::ScratchFolder folder_;
+    std::chrono::sys_seconds now_{ std::chrono::seconds( 1'700'000'000 ) };
+    EmbeddedStore store_;
+};
+
+} // namespace
+
+TEST_F( EmbeddedStoreTest, TakesAnUploadAndGivesItBack )
+{
+    EXPECT_EQ( put( "uploads/a b ü", "content" ).status, 200 );
+    const auto got = send( getting( "uploads/a b ü" ) );
+    EXPECT_EQ( got.status, 200 );
+    EXPECT_EQ( Testing::readFile( got.file ), "content" );
+    EXPECT_EQ( got.fileLength, 7u );
+}
+
+TEST_F( EmbeddedStoreTest, ReplacesAnObject )
+{
+    put( "k", "old" );
+    put( "k", "new" );
+    EXPECT_EQ( Testing::readFile( send( getting( "k" ) ).file ), "new" );
+}
+
+TEST_F( EmbeddedStoreTest, RefusesExpiredAlteredAndWrongMethodUrls )
+{
+    put( "k", "x" );
+    auto altered = getting( "k" );
+    altered.path += "2";
+    EXPECT_EQ( refusal( altered ), 403 );
+    auto wrongMethod = requestFor( "PUT", store_.getUrl( "k", cLife ) );
+    EXPECT_EQ( refusal( wrongMethod ), 403 );
+    auto unsignedRequest = getting( "k" );
+    unsignedRequest.query.clear();
+    EXPECT_EQ( refusal( unsignedRequest ), 403 );
+    const auto expiring = getting( "k" );
+    now_ += std::chrono::seconds( 101 );
+    EXPECT_EQ( refusal( expiring ), 403 );
+    EXPECT_NE( store_.planBody( expiring ).refusal->body.find( "<Code>AccessDenied</Code>" ), std::string::npos );
+}
+
+TEST_F( EmbeddedStoreTest, HeadMayUseTheUrlOfAGetAndOtherMethodsNothing )
+{
+    put( "k", "x" );
+    auto head = getting( "k" );
+    head.method = "HEAD";
+    EXPECT_EQ( refusal( head ), 0 );
+    head.method = "DELETE";
+    EXPECT_EQ( refusal( head ), 405 );
+}
+
+TEST_F( EmbeddedStoreTest, ServesRanges )
+{
+    put( "k", "0123456789" );
+    const auto ranged = [&]( const std::string& range ) {
+        auto request = getting( "k" );
+        request.headers["range"] = range;
+        return send( request );
+    };
+    const auto middle = ranged( "bytes=2-4" );
+    EXPECT_EQ( middle.status, 206 );
+    EXPECT_EQ( middle.fileOffset, 2u );
+    EXPECT_EQ( middle.fileLength, 3u );
+    EXPECT_EQ( middle.headers.at( "Content-Range" ), "bytes 2-4/10" );
+    EXPECT_EQ( ranged( "bytes=8-" ).fileLength, 2u );
+    EXPECT_EQ( ranged( "bytes=-3" ).fileOffset, 7u );
+    EXPECT_EQ( ranged( "bytes=5-99" ).fileLength, 5u );
+    for ( const char* bad : { "bytes=10-", "bytes=5-2", "bytes=a-b", "bytes=1-2,4-5", "lines=1-2", "bytes=-0", "bytes=", "bytes=99999999999999999999-" } )
+        EXPECT_EQ( ranged( bad ).status, 416 ) << bad;
+}
+
+TEST_F( EmbeddedStoreTest, SaysThatAnObjectIsNotThere )
+{
+    EXPECT_EQ( send( getting( "missing" ) ).status, 404 );
+}
+
+TEST_F( EmbeddedStoreTest, LimitsTheSizeOfAnUpload )
+{
+    EXPECT_EQ( store_.planBody( requestFor( "PUT", store_.putUrl( "k", cLife ) ) ).maxSize, 1000u );
+}
+
+TEST_F( EmbeddedStoreTest, NoKeyLeavesTheFolder )
+{
+    put( "../../../escape", "x" );
+    put( "..", "y" );
+    EXPECT_FALSE( std::filesystem::exists( folder_.path().parent_path() / "escape" ) );
+    EXPECT_EQ( Testing::readFile( send( getting( "../../../escape" ) ).file ), "x" );
+    EXPECT_EQ( send( getting( "../../../escape" ) ).file.parent_path(), folder_.path() / "objects" );
+}
+
+TEST_F( EmbeddedStoreTest, StoresAndFetchesLocalFiles )
+{
+    ASSERT_TRUE( store_.store( "r", folder_.write( "result", "bytes" ) ) );
+    EXPECT_TRUE( store_.exists( "r" ) );
+    ASSERT_TRUE( store_.fetch( "r", folder_.path() / "copy" ) );
+    EXPECT_EQ( Testing::readFile( folder_.path() / "copy" ), "bytes" );
+    store_.remove( "r" );
+    EXPECT_FALSE( store_.exists( "r" ) );
+    EXPECT_FALSE( store_.fetch( "r", folder_.path() / "again" ) );
+}
+
+TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
+{
+    folder_.write( "secret", "host file" );
+    std::filesystem::create_symlink( folder_.path() / "secret", folder_.path() / "result" );
+    EXPECT_FALSE( store_.store( "r", folder_.path() / "result" ) );
+    EXPECT_FALSE( store_.exists( "r" ) );
+}

@@ -1,0 +1,133 @@
+#include "support/BackendProcess.h"
+
+#include <VXOrvanta/converter/ConverterProtocol.h>
+#include <VXOrvanta/deferred/WebRequestFuture.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sys/wait.h>
+
+using namespace VX;
+
+namespace
+{
+
+struct Output
+{
+    int status = -1;
+    std::string text;
+};
+
+Output run( const std::string& command )
+{
+    Output out;
+    FILE* pipe = ::popen( command.c_str(), "r" );
+    char buffer[4096];
+    for ( size_t n = 0; ( n = std::fread( buffer, 1, sizeof buffer, pipe ) ) > 0; )
+        out.text.append( buffer, n );
+    const int status = ::pclose( pipe );
+    out.status = WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+    return out;
+}
+
+/// The real back end as another client, curl, sees it.
+class BackEnd : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+        setWebTransport( nullptr );
+    }
+    static std::string root() { return "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ); }
+    [[nodiscard]] Output curl( const std::string& arguments ) const
+    {
+        return run( "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
+    }
+    [[nodiscard]] std::string statusOf( const std::string& arguments ) const { return curl( "-o /dev/null -w '%{http_code}' " + arguments ).text; }
+    [[nodiscard]] static std::string uploadUrl()
+    {
+        return ConverterService::V2::RequestConvertContextResult::parseResponse(
+            WebRequestFuture( ConverterService::V2::requestConvertContext( "step" ) ).get() )->url;
+    }
+
+    Testing::BackendProcess backend_{ { "--allow-anonymous", "--max-upload", "1" } };
+    Testing::ScratchFolder folder_;
+};
+
+} // namespace
+
+TEST_F( BackEnd, TakesAnUploadOnlyAsItWasSigned )
+{
+    const auto url = uploadUrl();
+    const auto file = folder_.write( "f", "data" ).string();
+    EXPECT_EQ( statusOf( "'" + url + "'" ), "403" );
+    EXPECT_EQ( statusOf( "-X DELETE '" + url + "'" ), "405" );
+    EXPECT_EQ( statusOf( "-T " + file + " '" + url + "x'" ), "403" );
+    auto altered = url;
+    altered.replace( altered.find( "uploads" ), 7, "results" );
+    EXPECT_EQ( statusOf( "-T " + file + " '" + altered + "'" ), "403" );
+    EXPECT_EQ( statusOf( "-T " + file + " '" + url.substr( 0, url.find( '?' ) ) + "'" ), "403" );
+    EXPECT_EQ( statusOf( "-T " + file + " '" + url + "'" ), "200" );
+}
+
+TEST_F( BackEnd, RefusesWhatIsTooLarge )
+{
+    const auto big = folder_.write( "big", std::string( 3 << 20, 'x' ) ).string();
+    EXPECT_EQ( statusOf( "-T " + big + " '" + uploadUrl() + "'" ), "413" );
+    const auto body = folder_.write( "body", std::string( 100'000, ' ' ) ).string();
+    EXPECT_EQ( statusOf( "--data-binary @" + body + " " + root() + "/converter/v2/request" ), "413" );
+    EXPECT_EQ( statusOf( "-H 'X-Long: " + std::string( 20'000, 'a' ) + "' " + root() + "/converter/v2/status" ), "431" );
+}
+
+TEST_F( BackEnd, WantsToKnowTheLengthOfAnUpload )
+{
+    EXPECT_EQ( statusOf( "-H 'Transfer-Encoding: chunked' -T " + folder_.write( "f", "data" ).string() + " '" + uploadUrl() + "'" ), "411" );
+}
+
+TEST_F( BackEnd, ReadsChunkedBodiesOfCalls )
+{
+    const auto body = folder_.write( "f", R"({"input_format":"step","compress_input":"zip"})" ).string();
+    EXPECT_EQ( statusOf( "-X POST -H 'Transfer-Encoding: chunked' -T " + body + " " + root() + "/converter/v2/request" ), "200" );
+}
+
+TEST_F( BackEnd, AnswersExpectContinue )
+{
+    EXPECT_EQ( statusOf( "-H 'Expect: 100-continue' -T " + folder_.write( "f", "data" ).string() + " '" + uploadUrl() + "'" ), "200" );
+}
+
+TEST_F( BackEnd, UnknownPathsAreNotFound )
+{
+    EXPECT_EQ( statusOf( root() + "/" ), "404" );
+    EXPECT_EQ( statusOf( "--path-as-is " + root() + "/../../etc/passwd" ), "404" );
+    EXPECT_EQ( statusOf( root() + "/converter/v2/nothing" ), "404" );
+}
+
+TEST_F( BackEnd, SpeaksModernTlsOnly )
+{
+    EXPECT_NE( curl( "--tls-max 1.1 " + root() + "/" ).status, 0 );
+    EXPECT_NE( run( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" ).status, 0 );
+}
+
+TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
+{
+    for ( const char* file : { "store-keys.json", "server-key.pem" } )
+        EXPECT_EQ( std::filesystem::status( backend_.data() / file ).permissions(), std::filesystem::perms( 0600 ) ) << file;
+    EXPECT_EQ( std::filesystem::status( backend_.data() ).permissions(), std::filesystem::perms( 0700 ) );
+}
+
+TEST_F( BackEnd, SaysWhenItsPortIsTaken )
+{
+    const Testing::ScratchFolder other;
+    const auto second = run( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " + std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
+    EXPECT_EQ( second.status, 1 );
+    EXPECT_NE( second.text.find( "Cannot listen on port" ), std::string::npos );
+}
+
+TEST_F( BackEnd, ASecondStartKeepsCertificateAndKeys )
+{
+    const auto before = Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" );
+    backend_.restart();
+    EXPECT_EQ( Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" ), before );
+}

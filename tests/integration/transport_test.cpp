@@ -1,0 +1,224 @@
+#include "support/RawTlsServer.h"
+
+#include <VXViewer/web/WebRequest.h>
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+using namespace VX;
+using Testing::RawReply;
+using Testing::RawTlsServer;
+
+namespace
+{
+
+class Transport : public testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+        setWebTransport( nullptr );
+    }
+    static Json::Value send( const WebRequest& request )
+    {
+        std::promise<Json::Value> promise;
+        request.send( [&]( const Json::Value& response ) { promise.set_value( response ); } );
+        return promise.get_future().get();
+    }
+    static Json::Value get( const std::string& path ) { return send( WebRequest( RawTlsServer::url( path ) ) ); }
+    static int codeOf( const Json::Value& response ) { return response["code"].asInt(); }
+
+    Testing::ScratchFolder folder_;
+};
+
+} // namespace
+
+TEST_F( Transport, SendsARequestToTheByte )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "{}" ); } );
+    WebRequest request( RawTlsServer::url( "/a?b=1" ) );
+    request.setMethod( WebRequest::Method::Post );
+    request.setParameters( { { "q x", "ü&" } } );
+    request.setHeaders( { { "X-Test", "1" } } );
+    request.setBody( "{\"a\":1}\n" );
+    EXPECT_EQ( codeOf( send( request ) ), 200 );
+    EXPECT_EQ( server.requests().at( 0 ), "POST /a?b=1&q%20x=%C3%BC%26 HTTP/1.1\r\nHost: localhost:" + std::to_string( ORVANTA_TEST_PORT ) +
+                                              "\r\nAccept: */*\r\nX-Test: 1\r\nContent-Type: application/json\r\nContent-Length: 8\r\n\r\n{\"a\":1}\n" );
+}
+
+TEST_F( Transport, KeepsTheConnection )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "x" ); } );
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ( codeOf( get( "/" ) ), 200 );
+    EXPECT_EQ( server.requests().size(), 5u );
+}
+
+TEST_F( Transport, GivesStatusBodyAndAReadableError )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "why", "403 Forbidden" ); } );
+    const auto response = get( "/" );
+    EXPECT_EQ( codeOf( response ), 403 );
+    EXPECT_EQ( response["text"], "why" );
+    EXPECT_EQ( response["error"], "The server answered with status 403" );
+}
+
+TEST_F( Transport, ACutAnswerIsNone )
+{
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
+    const auto response = get( "/" );
+    EXPECT_EQ( codeOf( response ), 0 );
+    EXPECT_NE( response["error"].asString(), "" );
+}
+
+TEST_F( Transport, ACutDownloadLeavesTheFormerFileAndNoPart )
+{
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
+    const auto file = folder_.write( "out", "former" );
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setOutputPath( file.string() );
+    EXPECT_EQ( codeOf( send( request ) ), 0 );
+    EXPECT_EQ( Testing::readFile( file ), "former" );
+    EXPECT_EQ( std::distance( std::filesystem::directory_iterator( folder_.path() ), {} ), 1 );
+}
+
+TEST_F( Transport, ARefusedDownloadLeavesTheFormerFile )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "<Error/>", "403 Forbidden" ); } );
+    const auto file = folder_.write( "out", "former" );
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setOutputPath( file.string() );
+    const auto response = send( request );
+    EXPECT_EQ( codeOf( response ), 403 );
+    EXPECT_EQ( response["text"], "<Error/>" );
+    EXPECT_EQ( Testing::readFile( file ), "former" );
+}
+
+TEST_F( Transport, StreamsFilesBothWaysWithProgress )
+{
+    const std::string content( 3'000'000, 'z' );
+    RawTlsServer server( [&]( const std::string& request ) { return RawTlsServer::answer( request.starts_with( "PUT" ) ? "" : content ); } );
+    float up = 0, down = 0;
+    WebRequest upload( RawTlsServer::url( "/up" ) );
+    upload.setMethod( WebRequest::Method::Put );
+    upload.setInputPath( folder_.write( "in", content ).string() );
+    upload.setUploadProgressCallback( [&]( float f ) { up = f; return true; } );
+    EXPECT_EQ( codeOf( send( upload ) ), 200 );
+    EXPECT_TRUE( server.requests().at( 0 ).ends_with( content ) );
+    EXPECT_EQ( up, 1 );
+    WebRequest download( RawTlsServer::url( "/down" ) );
+    download.setOutputPath( ( folder_.path() / "out" ).string() );
+    download.setDownloadProgressCallback( [&]( float f ) { down = f; return true; } );
+    EXPECT_EQ( codeOf( send( download ) ), 200 );
+    EXPECT_EQ( Testing::readFile( folder_.path() / "out" ), content );
+    EXPECT_EQ( down, 1 );
+}
+
+TEST_F( Transport, AFalseProgressReturnStopsTheTransfer )
+{
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", false, true }; } );
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setOutputPath( ( folder_.path() / "out" ).string() );
+    request.setDownloadProgressCallback( []( float ) { return false; } );
+    const auto response = send( request );
+    EXPECT_EQ( codeOf( response ), 0 );
+    EXPECT_EQ( response["error"], "Operation was canceled" );
+    EXPECT_TRUE( std::filesystem::is_empty( folder_.path() ) );
+}
+
+TEST_F( Transport, MissingFilesFailTheRequest )
+{
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setMethod( WebRequest::Method::Put );
+    request.setInputPath( "/nowhere/in" );
+    EXPECT_EQ( codeOf( send( request ) ), 0 );
+    WebRequest download( RawTlsServer::url( "/" ) );
+    download.setOutputPath( "/nowhere/out" );
+    EXPECT_NE( send( download )["error"].asString().find( "/nowhere/out" ), std::string::npos );
+}
+
+TEST_F( Transport, TimesOut )
+{
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "", false, true }; } );
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setTimeout( 200 );
+    EXPECT_EQ( codeOf( send( request ) ), 0 );
+}
+
+TEST_F( Transport, NobodyListeningIsAFailure )
+{
+    EXPECT_EQ( codeOf( get( "/" ) ), 0 );
+}
+
+TEST_F( Transport, RefusesAStrangersCertificate )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "x" ); } );
+    ::setenv( "SSL_CERT_FILE", "/etc/ssl/certs/ca-certificates.crt", 1 );
+    EXPECT_EQ( codeOf( get( "/" ) ), 0 );
+    EXPECT_TRUE( server.requests().empty() );
+}
+
+TEST_F( Transport, SpeaksOnlyHttps )
+{
+    EXPECT_EQ( codeOf( send( WebRequest( "http://localhost:1/" ) ) ), 0 );
+    EXPECT_EQ( codeOf( send( WebRequest( "file:///etc/passwd" ) ) ), 0 );
+    EXPECT_EQ( codeOf( send( WebRequest( "" ) ) ), 0 );
+}
+
+TEST_F( Transport, FollowsAFewRedirectsButNeverToPlainHttp )
+{
+    RawTlsServer server( []( const std::string& request ) {
+        const auto redirect = []( const std::string& to ) {
+            return RawReply{ "HTTP/1.1 302 Found\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n", false, false };
+        };
+        if ( request.starts_with( "GET /one" ) )
+            return redirect( "/end" );
+        if ( request.starts_with( "GET /plain" ) )
+            return redirect( "http://localhost:1/" );
+        return request.starts_with( "GET /loop" ) ? redirect( "/loop" ) : RawTlsServer::answer( "end" );
+    } );
+    EXPECT_EQ( get( "/one" )["text"], "end" );
+    EXPECT_EQ( codeOf( get( "/plain" ) ), 0 );
+    EXPECT_EQ( codeOf( get( "/loop" ) ), 0 );
+}
+
+TEST_F( Transport, EndsInTimeAgainstAServerThatNeverAnswers )
+{
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "", false, true }; } );
+    std::promise<Json::Value> promise;
+    WebRequest( RawTlsServer::url( "/" ) ).send( [&]( const Json::Value& response ) { promise.set_value( response ); } );
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE( finishWebRequests( std::chrono::milliseconds( 300 ) ) );
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::milliseconds( 1500 ) );
+    EXPECT_EQ( codeOf( promise.get_future().get() ), 0 );
+}
+
+TEST_F( Transport, LosesNoneOfAThousandRequests )
+{
+    RawTlsServer server( []( const std::string& request ) {
+        return RawTlsServer::answer( request.substr( 4, request.find( ' ', 4 ) - 4 ) );
+    } );
+    constexpr int cCount = 1000, cParallel = 50;
+    std::mutex mutex;
+    std::condition_variable wake;
+    int inFlight = 0, done = 0, good = 0;
+    for ( int i = 0; i < cCount; ++i )
+    {
+        std::unique_lock lock( mutex );
+        wake.wait( lock, [&] { return inFlight < cParallel; } );
+        ++inFlight;
+        const auto path = "/" + std::to_string( i );
+        WebRequest( RawTlsServer::url( path ) ).send( [&, path]( const Json::Value& response ) {
+            const std::lock_guard inner( mutex );
+            --inFlight;
+            ++done;
+            good += response["text"].asString() == path;
+            wake.notify_all();
+        } );
+    }
+    std::unique_lock lock( mutex );
+    wake.wait( lock, [&] { return done == cCount; } );
+    EXPECT_EQ( good, cCount );
+}

@@ -1,0 +1,57 @@
+#include "support/TestMeshes.h"
+
+#include <gtest/gtest.h>
+
+using namespace VX;
+
+TEST( Object, KnowsItsPlaceInTheWorld )
+{
+    const auto root = std::make_shared<Object>(), child = std::make_shared<Object>();
+    root->setXf( { {}, { 1, 0, 0 } } );
+    child->setXf( { {}, { 0, 2, 0 } } );
+    ASSERT_TRUE( root->addChild( child ) );
+    EXPECT_EQ( child->worldXf()( Vector3f{} ), ( Vector3f{ 1, 2, 0 } ) );
+}
+
+TEST( Object, RefusesACycle )
+{
+    const auto a = std::make_shared<Object>(), b = std::make_shared<Object>();
+    a->addChild( b );
+    EXPECT_FALSE( b->addChild( a ) );
+    EXPECT_FALSE( a->addChild( a ) );
+}
+
+TEST( Object, TellsEveryAncestorOfAChange )
+{
+    const auto root = std::make_shared<Object>(), middle = std::make_shared<Object>();
+    const auto leaf = Testing::meshObject( "leaf", Testing::cube() );
+    root->addChild( middle );
+    middle->addChild( leaf );
+    const auto before = root->revision();
+    leaf->setColor( { 1, 2, 3, 255 } );
+    EXPECT_GT( root->revision(), before );
+    const auto after = root->revision();
+    leaf->setColor( { 1, 2, 3, 255 } );
+    EXPECT_EQ( root->revision(), after );
+}
+
+TEST( Object, OutlivesItsParent )
+{
+    const auto child = std::make_shared<Object>();
+    {
+        const auto root = std::make_shared<Object>();
+        root->addChild( child );
+    }
+    EXPECT_EQ( child->parent(), nullptr );
+}
+
+TEST( Object, BoxLeavesHiddenBranchesOut )
+{
+    const auto root = std::make_shared<Object>();
+    const auto hidden = Testing::meshObject( "big", Testing::cube( 100 ) );
+    root->addChild( hidden );
+    root->addChild( Testing::meshObject( "small", Testing::cube( 1 ) ) );
+    hidden->setVisible( false );
+    EXPECT_EQ( root->treeBox( true ).max.x, 1 );
+    EXPECT_EQ( root->treeBox().max.x, 100 );
+}

@@ -1,0 +1,173 @@
+#include <VXOrvanta/deferred/StateMachineExecutor.h>
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+namespace VX
+{
+
+/// Looks into the executor, which has no operation to list its machines.
+struct StateMachineExecutorAccess
+{
+    static std::size_t count()
+    {
+        auto& self = StateMachineExecutor::instance_();
+        const std::lock_guard lock( self.mutex_ );
+        return self.machines_.size();
+    }
+    static std::size_t nextId()
+    {
+        auto& self = StateMachineExecutor::instance_();
+        const std::lock_guard lock( self.mutex_ );
+        return self.nextId_;
+    }
+    static bool holds( std::size_t id )
+    {
+        auto& self = StateMachineExecutor::instance_();
+        const std::lock_guard lock( self.mutex_ );
+        return self.machines_.contains( id );
+    }
+    static void remove( std::size_t id ) { StateMachineExecutor::removeStateMachine_( id ); }
+};
+
+} // namespace VX
+
+using namespace VX;
+using Access = StateMachineExecutorAccess;
+using Steps = std::unordered_map<int, ResumableStateMachine::Step>;
+
+TEST( StateMachine, InitialEqualToFinalRunsNoStep )
+{
+    const auto before = Access::count();
+    bool ran = false;
+    StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>(
+        std::unordered_map<int, std::function<int()>>{ { 5, [&] { ran = true; return 5; } } }, 5, 5 ) );
+    EXPECT_FALSE( ran );
+    EXPECT_EQ( Access::count(), before );
+}
+
+TEST( StateMachine, RegularOneRunsToItsEndAndIsDestroyed )
+{
+    const auto before = Access::count();
+    std::vector<int> seen;
+    std::weak_ptr<StateMachine> weak;
+    {
+        auto machine = std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{
+            { 0, [&] { seen.push_back( 0 ); return 1; } }, { 1, [&] { seen.push_back( 1 ); return 2; } } }, 0, 2 );
+        weak = machine;
+        StateMachineExecutor::addStateMachine( machine );
+    }
+    EXPECT_EQ( seen, ( std::vector<int>{ 0, 1 } ) );
+    EXPECT_EQ( Access::count(), before );
+    EXPECT_TRUE( weak.expired() );
+}
+
+TEST( StateMachine, ResumableOneWaitsForItsContinuation )
+{
+    const auto id = Access::nextId();
+    std::function<void( int )> resume;
+    std::vector<int> seen;
+    auto machine = std::make_shared<ResumableStateMachine>( Steps{
+        { 0, [&]( const auto& continuation ) { seen.push_back( 0 ); resume = continuation; return 7; } },
+        { 1, [&]( const auto& ) { seen.push_back( 1 ); return 7; } } }, 0, 7, 8 );
+    StateMachineExecutor::addStateMachine( machine );
+    EXPECT_TRUE( Access::holds( id ) );
+    resume( 1 );
+    EXPECT_EQ( seen, ( std::vector<int>{ 0, 1 } ) );
+    EXPECT_TRUE( Access::holds( id ) );
+    resume( 8 );
+    EXPECT_FALSE( Access::holds( id ) );
+    EXPECT_EQ( seen.size(), 2u );
+}
+
+TEST( StateMachine, FinalStateIsTheThirdNumberNeverTheWaitingOne )
+{
+    const ResumableStateMachine machine( {}, 1, 2, 3 );
+    EXPECT_EQ( machine.initialState(), 1 );
+    EXPECT_EQ( machine.finalState(), 3 );
+}
+
+TEST( StateMachine, InitialEqualToWaitingDoesNothingUntilResumed )
+{
+    const auto id = Access::nextId();
+    int steps = 0;
+    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 7, [&]( const auto& ) { ++steps; return 8; } } }, 7, 7, 8 );
+    StateMachineExecutor::addStateMachine( machine );
+    EXPECT_EQ( steps, 0 );
+    EXPECT_TRUE( Access::holds( id ) );
+    Access::remove( id );
+}
+
+TEST( StateMachine, AFinishedResumableOneStaysAliveByItsOwnContinuation )
+{
+    std::weak_ptr<StateMachine> weak;
+    {
+        auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 0, []( const auto& ) { return 8; } } }, 0, 7, 8 );
+        weak = machine;
+        StateMachineExecutor::addStateMachine( machine );
+    }
+    EXPECT_FALSE( weak.expired() );
+}
+
+TEST( StateMachine, IdsGrowAcrossFinishedMachines )
+{
+    const auto first = Access::nextId();
+    for ( int i = 0; i < 3; ++i )
+        StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{}, 0, 0 ) );
+    EXPECT_EQ( Access::nextId(), first + 3 );
+}
+
+TEST( StateMachine, RemovingAnUnknownIdDoesNothing )
+{
+    const auto before = Access::count();
+    Access::remove( 1'000'000 );
+    EXPECT_EQ( Access::count(), before );
+}
+
+TEST( StateMachine, AnExceptionLeavesTheMachineRegistered )
+{
+    const auto id = Access::nextId();
+    auto machine = std::make_shared<RegularStateMachine>(
+        std::unordered_map<int, std::function<int()>>{ { 0, []() -> int { throw std::runtime_error( "step" ); } } }, 0, 1 );
+    EXPECT_THROW( StateMachineExecutor::addStateMachine( machine ), std::runtime_error );
+    EXPECT_TRUE( Access::holds( id ) );
+    Access::remove( id );
+}
+
+TEST( StateMachine, AStepMayAddAnotherMachine )
+{
+    bool inner = false;
+    StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{
+        { 0, [&] {
+            StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>(
+                std::unordered_map<int, std::function<int()>>{ { 0, [&] { inner = true; return 1; } } }, 0, 1 ) );
+            return 1;
+        } } }, 0, 1 ) );
+    EXPECT_TRUE( inner );
+}
+
+TEST( StateMachine, ManyThreadsMayAddAndResume )
+{
+    const auto before = Access::count();
+    std::atomic<int> finished{ 0 };
+    std::vector<std::thread> threads;
+    for ( int t = 0; t < 4; ++t )
+        threads.emplace_back( [&] {
+            for ( int i = 0; i < 200; ++i )
+            {
+                std::promise<std::function<void( int )>> waiting;
+                auto machine = std::make_shared<ResumableStateMachine>( Steps{
+                    { 0, [&]( const auto& continuation ) { waiting.set_value( continuation ); return 7; } },
+                    { 1, [&]( const auto& ) { ++finished; return 8; } } }, 0, 7, 8 );
+                StateMachineExecutor::addStateMachine( machine );
+                auto resume = waiting.get_future().get();
+                std::thread( [&] { resume( 1 ); } ).join();
+            }
+        } );
+    for ( auto& thread : threads )
+        thread.join();
+    EXPECT_EQ( finished, 800 );
+    EXPECT_EQ( Access::count(), before );
+}

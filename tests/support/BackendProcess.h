@@ -1,0 +1,35 @@
+#pragma once
+
+#include "support/ScratchFolder.h"
+
+#include <string>
+#include <vector>
+
+namespace VX::Testing
+{
+
+/// The real back end in a process of its own, on the port that the libraries were built for, with a fresh folder.
+/// Programs of this process trust its certificate.
+class BackendProcess
+{
+public:
+    explicit BackendProcess( std::vector<std::string> options = { "--allow-anonymous" } );
+    ~BackendProcess();
+    BackendProcess( const BackendProcess& ) = delete;
+    BackendProcess& operator=( const BackendProcess& ) = delete;
+
+    /// Kills it without a chance to clean up, and starts it again on the same folder.
+    void restart();
+    void kill();
+    [[nodiscard]] const std::filesystem::path& data() const { return folder_.path(); }
+    [[nodiscard]] bool isRunning() const;
+
+private:
+    void start_();
+
+    ScratchFolder folder_;
+    std::vector<std::string> options_;
+    int pid_ = -1;
+};
+
+} // namespace VX::Testing

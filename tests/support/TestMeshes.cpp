@@ -1,0 +1,53 @@
+#include "support/TestMeshes.h"
+
+#include <VXMesh/formats/VxuFormat.h>
+
+namespace VX::Testing
+{
+
+Mesh cube( float side )
+{
+    Mesh mesh;
+    for ( int i = 0; i < 8; ++i )
+        mesh.points.push_back( { i & 1 ? side : 0, i & 2 ? side : 0, i & 4 ? side : 0 } );
+    mesh.triangles = { { 0, 2, 1 }, { 1, 2, 3 }, { 4, 5, 6 }, { 5, 7, 6 }, { 0, 1, 4 }, { 1, 5, 4 }, { 2, 6, 3 },
+        { 3, 6, 7 }, { 0, 4, 2 }, { 2, 4, 6 }, { 1, 3, 5 }, { 3, 7, 5 } };
+    return mesh;
+}
+
+Mesh wavySheet( int n )
+{
+    Mesh mesh;
+    for ( int y = 0; y <= n; ++y )
+        for ( int x = 0; x <= n; ++x )
+        {
+            const float u = float( x ) / float( n ), v = float( y ) / float( n );
+            mesh.points.push_back( { u, v, 0.1f * std::sin( u * 20 ) * std::cos( v * 20 ) } );
+        }
+    for ( int y = 0; y < n; ++y )
+        for ( int x = 0; x < n; ++x )
+        {
+            const auto a = uint32_t( y * ( n + 1 ) + x ), b = a + 1, c = a + uint32_t( n ) + 1, d = c + 1;
+            mesh.triangles.push_back( { a, b, c } );
+            mesh.triangles.push_back( { b, d, c } );
+        }
+    mesh.normals = computeVertexNormals( mesh );
+    return mesh;
+}
+
+std::shared_ptr<ObjectMesh> meshObject( const std::string& name, Mesh mesh )
+{
+    auto object = std::make_shared<ObjectMesh>();
+    object->setName( name );
+    object->setMesh( std::make_shared<const Mesh>( std::move( mesh ) ) );
+    return object;
+}
+
+std::string cubeFile()
+{
+    const std::vector<std::shared_ptr<Object>> roots{ meshObject( "Cube", cube() ) };
+    const auto bytes = writeVxu( roots ).value();
+    return { reinterpret_cast<const char*>( bytes.data() ), bytes.size() };
+}
+
+} // namespace VX::Testing

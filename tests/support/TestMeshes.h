@@ -1,0 +1,21 @@
+#pragma once
+
+#include <VXMesh/scene/VisualObjects.h>
+
+#include <string>
+
+namespace VX::Testing
+{
+
+/// A closed cube of that side, its lower corner at the origin: 8 points, 12 triangles, outward.
+[[nodiscard]] Mesh cube( float side = 1 );
+
+/// A wavy square of n by n cells, 2 * n * n triangles, with normals.
+[[nodiscard]] Mesh wavySheet( int n );
+
+[[nodiscard]] std::shared_ptr<ObjectMesh> meshObject( const std::string& name, Mesh mesh );
+
+/// The bytes of a .vxu file with one cube.
+[[nodiscard]] std::string cubeFile();
+
+} // namespace VX::Testing

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "support/ScratchFolder.h"
+
+#include <FileOpener.h>
+
+#include <VXViewer/core/OffscreenWindow.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/web/ScriptedTransport.h>
+
+#include <gtest/gtest.h>
+
+namespace VX::Testing
+{
+
+/// The whole interface of the program in a window without a display: input is fed in, frames are drawn and looked at.
+class UiFixture : public testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Turns the loop until nothing is left to do at once.
+    void settle();
+    /// Turns the loop, sleeping on its events, until a condition holds.
+    template <typename Condition>
+    void turnUntil( const Condition& condition )
+    {
+        while ( !condition() )
+            viewer().step( -1 );
+    }
+
+    /// Draws that many frames, while something else may keep the loop busy.
+    void drawFrames( int count );
+
+    void click( Vector2f position, int modifiers = 0 );
+    void drag( MouseButton button, Vector2f from, Vector2f to );
+    void press( int key, int modifiers = 0 );
+
+    /// Opens a cube from a file and waits until it stands in the scene.
+    void openCube();
+
+    [[nodiscard]] static Viewer& viewer() { return getViewerInstance(); }
+    [[nodiscard]] OffscreenWindow& window() { return dynamic_cast<OffscreenWindow&>( *viewer().window() ); }
+    /// The frame as it is shown, drawn now.
+    [[nodiscard]] Image frame();
+    /// Pixels that differ visibly between two frames of one size.
+    [[nodiscard]] static size_t difference( const Image& a, const Image& b );
+    /// Whether Dear ImGui has drawn a window whose name contains a text in the last frame.
+    [[nodiscard]] static bool isWindowShown( const std::string& name );
+    /// Middle of a window of that name.
+    [[nodiscard]] static Vector2f windowPoint( const std::string& name, float right, float bottom );
+
+    ScratchFolder folder_;
+    std::shared_ptr<ImGuiMenu> menu_;
+    std::unique_ptr<App::FileOpener> opener_;
+    std::shared_ptr<ScriptedTransport> transport_;
+    boost::signals2::scoped_connection drops_;
+};
+
+} // namespace VX::Testing

@@ -1,0 +1,126 @@
+#include "support/UiFixture.h"
+
+#include "support/TestMeshes.h"
+
+#include <VXViewer/work/ProgressBar.h>
+
+#include <GLFW/glfw3.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+using namespace VX;
+
+using Dialogs = Testing::UiFixture;
+
+TEST_F( Dialogs, MessageIsConfirmedByButtonEnterAndEscape )
+{
+    for ( const int way : { 0, 1, 2 } )
+    {
+        menu_->showModalMessage( "Something went wrong", NotificationType::Error );
+        settle();
+        ASSERT_TRUE( isWindowShown( "##modalMessage" ) );
+        if ( way == 0 )
+            click( windowPoint( "##modalMessage", 50, 30 ) );
+        else
+            press( way == 1 ? GLFW_KEY_ENTER : GLFW_KEY_ESCAPE );
+        EXPECT_FALSE( isWindowShown( "##modalMessage" ) ) << way;
+    }
+}
+
+TEST_F( Dialogs, MessagesWaitForTheirTurnAndTheSameOneIsShownOnce )
+{
+    menu_->showModalMessage( "first", NotificationType::Error );
+    menu_->showModalMessage( "second", NotificationType::Warning );
+    menu_->showModalMessage( "first", NotificationType::Error );
+    settle();
+    press( GLFW_KEY_ENTER );
+    EXPECT_TRUE( menu_->isModalShown() );
+    press( GLFW_KEY_ENTER );
+    EXPECT_FALSE( menu_->isModalShown() );
+}
+
+TEST_F( Dialogs, NotificationIsClosedByItsCross )
+{
+    menu_->pushNotification( { "Saved", "a file", NotificationType::Info, {}, {}, 1000 } );
+    settle();
+    ASSERT_TRUE( isWindowShown( "##notification" ) );
+    const auto lower = windowPoint( "##notification", 22, 0 );
+    click( { lower.x, windowPoint( "##notification", 0, 0 ).y - 40 } );
+    EXPECT_FALSE( isWindowShown( "##notification" ) );
+}
+
+TEST_F( Dialogs, ProgressIsCanceledByEscapeWithinAFrame )
+{
+    std::atomic<bool> ended{ false };
+    ProgressBar::orderWithMainThreadPostProcessing( "Opening a", [&]() -> ProgressBar::PostProcessing {
+        while ( ProgressBar::setProgress( 0.3f ) )
+            std::this_thread::yield();
+        return [&] { ended = true; };
+    } );
+    turnUntil( [] { return isWindowShown( "##progress" ); } );
+    window().pressKey( GLFW_KEY_ESCAPE, true );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    window().pressKey( GLFW_KEY_ESCAPE, false );
+    EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+    settle();
+    EXPECT_FALSE( isWindowShown( "##progress" ) );
+    EXPECT_FALSE( ended );
+    EXPECT_FALSE( menu_->isModalShown() );
+}
+
+TEST_F( Dialogs, ProgressIsCanceledByItsButton )
+{
+    ProgressBar::order( "Opening a", [] {
+        while ( ProgressBar::setProgress( 0.3f ) )
+            std::this_thread::yield();
+    } );
+    turnUntil( [] { return isWindowShown( "##progress" ); } );
+    drawFrames( 3 );
+    window().moveMouse( windowPoint( "##progress", 50, 30 ) );
+    drawFrames( 3 );
+    window().pressMouse( MouseButton::Left, true );
+    drawFrames( 3 );
+    window().pressMouse( MouseButton::Left, false );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+}
+
+TEST_F( Dialogs, AFailingJobShowsItsText )
+{
+    ProgressBar::order( "job", [] { throw std::runtime_error( "It broke" ); } );
+    turnUntil( [] { return isWindowShown( "##modalMessage" ); } );
+}
+
+TEST_F( Dialogs, FileBrowserOpensAFileByKeyboard )
+{
+    std::filesystem::create_directory( folder_.path() / "sub" );
+    folder_.write( "sub/cube.vxu", Testing::cubeFile() );
+    folder_.write( "notes.doc", "not for us" );
+    press( GLFW_KEY_O, GLFW_MOD_CONTROL );
+    ASSERT_TRUE( isWindowShown( "Open files" ) );
+    press( GLFW_KEY_DOWN );
+    // The settings' folder sorts before or after; go on until the one we want is entered.
+    press( GLFW_KEY_DOWN );
+    press( GLFW_KEY_ENTER );
+    press( GLFW_KEY_DOWN );
+    press( GLFW_KEY_ENTER );
+    turnUntil( [] { return !viewer().sceneRoot().children().empty(); } );
+    EXPECT_EQ( viewer().sceneRoot().children()[0]->name(), "Cube" );
+    EXPECT_FALSE( isWindowShown( "Open files" ) );
+}
+
+TEST_F( Dialogs, FileBrowserIsLeftByEscape )
+{
+    press( GLFW_KEY_O, GLFW_MOD_CONTROL );
+    ASSERT_TRUE( isWindowShown( "Open files" ) );
+    press( GLFW_KEY_ESCAPE );
+    EXPECT_FALSE( isWindowShown( "Open files" ) );
+}
+
+TEST_F( Dialogs, MenuOpensByMouse )
+{
+    click( { 30, 14 } );
+    EXPECT_TRUE( isWindowShown( "##Menu_00" ) );
+}

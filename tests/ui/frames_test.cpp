@@ -1,0 +1,92 @@
+#include "support/UiFixture.h"
+
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/ViewerTitle.h>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using namespace VX;
+
+using Frames = Testing::UiFixture;
+
+TEST_F( Frames, AnIdleWindowDrawsNone )
+{
+    const auto before = viewer().framesDrawn();
+    for ( int i = 0; i < 50; ++i )
+        viewer().step( 0 );
+    EXPECT_EQ( viewer().framesDrawn(), before );
+}
+
+TEST_F( Frames, APostedEventDrawsOne )
+{
+    const auto before = viewer().framesDrawn();
+    std::thread( [] { getViewerInstance().postEmptyEvent(); } ).join();
+    settle();
+    EXPECT_EQ( viewer().framesDrawn(), before + 1 );
+}
+
+TEST_F( Frames, ForcedOnesAreDrawnAndNoMore )
+{
+    const auto before = viewer().framesDrawn();
+    viewer().incrementForceRedrawFrames( 3, true );
+    settle();
+    EXPECT_EQ( viewer().framesDrawn(), before + 3 );
+}
+
+TEST_F( Frames, SignalIsEmittedOnceAFrameOnTheUiThread )
+{
+    int count = 0;
+    const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect( [&] {
+        ++count;
+        EXPECT_EQ( CommandLoop::isEmpty(), true );
+    } );
+    const auto before = viewer().framesDrawn();
+    viewer().incrementForceRedrawFrames( 2 );
+    settle();
+    EXPECT_EQ( uint64_t( count ), viewer().framesDrawn() - before );
+}
+
+TEST_F( Frames, ACommandOfAnotherThreadWakesTheLoop )
+{
+    bool ran = false;
+    std::thread other( [&] { CommandLoop::appendCommand( [&] { ran = true; } ); } );
+    turnUntil( [&] { return ran; } );
+    other.join();
+}
+
+TEST_F( Frames, AChangeOfTheSceneDrawsOne )
+{
+    openCube();
+    const auto before = viewer().framesDrawn();
+    viewer().sceneRoot().children()[0]->setVisible( false );
+    settle();
+    EXPECT_GT( viewer().framesDrawn(), before );
+}
+
+TEST_F( Frames, EveryScaleAndSizeIsDrawn )
+{
+    openCube();
+    for ( const auto& [width, height, scale] : { std::tuple( 1024, 700, 1.f ), std::tuple( 1920, 1080, 1.5f ), std::tuple( 2560, 1440, 2.f ), std::tuple( 300, 200, 1.f ) } )
+    {
+        window().resize( width, height, scale );
+        settle();
+        const auto image = frame();
+        EXPECT_EQ( image.width, width );
+        EXPECT_FLOAT_EQ( menu_->menuScaling(), scale );
+    }
+}
+
+TEST_F( Frames, TitleNamesTheProgramAndTheScene )
+{
+    openCube();
+    EXPECT_TRUE( window().title().starts_with( "cube.vxu - Orvanta" ) );
+}
+
+TEST_F( Frames, ClosingEndsTheLoop )
+{
+    window().requestClose();
+    viewer().run();
+    EXPECT_TRUE( viewer().isClosing() );
+}

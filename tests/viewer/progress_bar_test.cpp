@@ -1,0 +1,110 @@
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/work/ProgressBar.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+using namespace VX;
+
+namespace
+{
+
+class ProgressBarTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CommandLoop::open();
+        CommandLoop::processCommands();
+    }
+    void TearDown() override { EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) ); }
+
+    template <typename Condition>
+    static void turnUntil( const Condition& condition )
+    {
+        while ( !condition() )
+            CommandLoop::processCommands();
+    }
+};
+
+} // namespace
+
+TEST_F( ProgressBarTest, RunsTheJobElsewhereAndItsEndHere )
+{
+    std::thread::id jobThread, endThread;
+    ASSERT_TRUE( ProgressBar::orderWithMainThreadPostProcessing( "job", [&]() -> ProgressBar::PostProcessing {
+        jobThread = std::this_thread::get_id();
+        return [&] { endThread = std::this_thread::get_id(); };
+    } ) );
+    EXPECT_TRUE( ProgressBar::isOrdered() );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    EXPECT_NE( jobThread, std::this_thread::get_id() );
+    EXPECT_EQ( endThread, std::this_thread::get_id() );
+}
+
+TEST_F( ProgressBarTest, ShowsNameStageAndFraction )
+{
+    std::promise<void> go, reported;
+    auto goOn = go.get_future();
+    ProgressBar::order( "Opening a", [&] {
+        ProgressBar::forceSetTaskName( "Uploading" );
+        EXPECT_TRUE( ProgressBar::setProgress( 0.25f ) );
+        reported.set_value();
+        goOn.wait();
+        ProgressBar::resetTaskName();
+    } );
+    reported.get_future().wait();
+    const auto state = ProgressBar::state();
+    ASSERT_TRUE( state );
+    EXPECT_EQ( state->name, "Opening a" );
+    EXPECT_EQ( state->task, "Uploading" );
+    EXPECT_FLOAT_EQ( state->fraction, 0.25f );
+    go.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+}
+
+TEST_F( ProgressBarTest, ShowsOneJobAtATime )
+{
+    std::promise<void> go;
+    auto goOn = go.get_future();
+    ASSERT_TRUE( ProgressBar::order( "first", [&] { goOn.wait(); } ) );
+    EXPECT_FALSE( ProgressBar::order( "second", [] {} ) );
+    go.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+}
+
+TEST_F( ProgressBarTest, CancelAnswersAtOnceAndDropsTheResult )
+{
+    std::promise<void> started;
+    std::atomic<bool> told{ false }, ended{ false };
+    ProgressBar::orderWithMainThreadPostProcessing( "job", [&]() -> ProgressBar::PostProcessing {
+        started.set_value();
+        while ( ProgressBar::setProgress( 0.5f ) )
+            std::this_thread::yield();
+        told = ProgressBar::isCanceled();
+        return [&] { ended = true; };
+    } );
+    started.get_future().wait();
+    ProgressBar::cancel();
+    EXPECT_FALSE( ProgressBar::isOrdered() );
+    ASSERT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+    CommandLoop::processCommands();
+    EXPECT_TRUE( told );
+    EXPECT_FALSE( ended );
+}
+
+TEST_F( ProgressBarTest, AnExceptionEndsTheJob )
+{
+    ProgressBar::order( "job", [] { throw std::runtime_error( "broken" ); } );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+}
+
+TEST_F( ProgressBarTest, ReportsFromOutsideOfAJobAreIgnored )
+{
+    EXPECT_TRUE( ProgressBar::setProgress( 0.1f ) );
+    ProgressBar::forceSetTaskName( "nobody" );
+    EXPECT_FALSE( ProgressBar::state() );
+}

@@ -1,0 +1,130 @@
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/web/WebRequest.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+using namespace VX;
+
+namespace
+{
+
+class WebRequestTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        CommandLoop::open();
+        CommandLoop::processCommands();
+        setWebTransport( transport_ );
+    }
+    void TearDown() override { setWebTransport( nullptr ); }
+
+    std::shared_ptr<ScriptedTransport> transport_ = std::make_shared<ScriptedTransport>();
+};
+
+std::string errorOf( const tl::expected<Json::Value, std::string>& parsed )
+{
+    return parsed ? "" : parsed.error();
+}
+
+} // namespace
+
+TEST_F( WebRequestTest, CarriesEverythingThatWasSet )
+{
+    WebRequest request( "https://example.org/a" );
+    request.setMethod( WebRequest::Method::Put );
+    request.setHeaders( { { "X-A", "1" } } );
+    request.setParameters( { { "q", "a b" } } );
+    request.setBody( "body" );
+    request.setInputPath( "/in ü" );
+    request.setOutputPath( "/out" );
+    request.setTimeout( 5 );
+    request.setLogName( "log" );
+    request.send( []( const Json::Value& ) {} );
+    const auto sent = transport_->sent().at( 0 );
+    EXPECT_EQ( sent.method, WebMethod::Put );
+    EXPECT_EQ( sent.url, "https://example.org/a" );
+    EXPECT_EQ( sent.headers.at( "X-A" ), "1" );
+    EXPECT_EQ( sent.parameters.at( "q" ), "a b" );
+    EXPECT_EQ( sent.body, "body" );
+    EXPECT_EQ( sent.inputPath, "/in ü" );
+    EXPECT_EQ( sent.timeout, std::chrono::milliseconds( 5 ) );
+    EXPECT_EQ( sent.logName, "log" );
+    transport_->shutdown( {} );
+}
+
+TEST_F( WebRequestTest, TimesOutAfterTenSecondsUnlessSet )
+{
+    EXPECT_EQ( WebRequest( "https://x" ).data().timeout, std::chrono::milliseconds( 10000 ) );
+}
+
+TEST_F( WebRequestTest, DeliversOnAWorkerThreadThatMayBlock )
+{
+    std::promise<void> bothInside, secondDone;
+    std::atomic<int> inside{ 0 };
+    auto released = secondDone.get_future().share();
+    const auto blocking = [&]( const Json::Value& ) {
+        if ( ++inside == 2 )
+            bothInside.set_value();
+        released.wait();
+    };
+    WebRequest( "https://x" ).send( blocking );
+    WebRequest( "https://x" ).send( blocking );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    bothInside.get_future().wait();
+    std::promise<std::thread::id> third;
+    WebRequest( "https://x" ).send( [&]( const Json::Value& ) { third.set_value( std::this_thread::get_id() ); } );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    EXPECT_NE( third.get_future().get(), std::this_thread::get_id() );
+    secondDone.set_value();
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+}
+
+TEST_F( WebRequestTest, DeliversThroughTheCommandLoopWhenAsync )
+{
+    std::thread::id thread;
+    WebRequest request;
+    request.send( "https://x/y", "log", [&]( const Json::Value& ) { thread = std::this_thread::get_id(); }, true );
+    EXPECT_EQ( transport_->sent().at( 0 ).url, "https://x/y" );
+    std::thread( [&] { transport_->deliver( ScriptedTransport::response( 200, "" ) ); } ).join();
+    EXPECT_EQ( thread, std::thread::id() );
+    CommandLoop::processCommands();
+    EXPECT_EQ( thread, std::this_thread::get_id() );
+}
+
+TEST_F( WebRequestTest, BlocksWhenNotAsync )
+{
+    const auto answering = std::make_shared<ScriptedTransport>(
+        []( const WebRequestData& ) { return ScriptedTransport::response( 201, "now" ); } );
+    setWebTransport( answering );
+    int code = 0;
+    WebRequest request;
+    request.send( "https://x", "log", [&]( const Json::Value& r ) { code = r["code"].asInt(); }, false );
+    EXPECT_EQ( code, 201 );
+}
+
+TEST_F( WebRequestTest, AnswersWhatIsInFlightAtShutdownAndEverythingAfterIt )
+{
+    std::promise<int> first, second;
+    WebRequest( "https://x" ).send( [&]( const Json::Value& r ) { first.set_value( r["code"].asInt() ); } );
+    EXPECT_TRUE( finishWebRequests( std::chrono::milliseconds( 2000 ) ) );
+    EXPECT_EQ( first.get_future().get(), 0 );
+    WebRequest( "https://x" ).send( [&]( const Json::Value& r ) { second.set_value( r["code"].asInt() ); } );
+    EXPECT_EQ( second.get_future().get(), 0 );
+}
+
+TEST( ParseResponse, TellsAMissingAnswerFromAnAnswer )
+{
+    EXPECT_EQ( errorOf( parseResponse( ScriptedTransport::response( 0, "{}" ) ) ), "Bad internet connection." );
+    EXPECT_EQ( errorOf( parseResponse( ScriptedTransport::response( 400, R"({"message": "No."})" ) ) ), "No." );
+    EXPECT_EQ( ( *parseResponse( ScriptedTransport::response( 200, R"({"message": "Yes."})" ) ) )["message"], "Yes." );
+    EXPECT_EQ( ( *parseResponse( ScriptedTransport::response( 500, R"({"message": 1})" ) ) )["message"], 1 );
+    EXPECT_NE( errorOf( parseResponse( ScriptedTransport::response( 200, "<html>" ) ) ), "" );
+    EXPECT_NE( errorOf( parseResponse( ScriptedTransport::response( 200, "" ) ) ), "" );
+}

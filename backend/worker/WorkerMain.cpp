@@ -56,16 +56,32 @@ tl::expected<void, std::string> convert( const WorkerJob& job )
     return {};
 }
 
+/// Whether this process has come close to its limit of memory.
+bool wasShortOfMemory( uint64_t limit )
+{
+    std::ifstream status( "/proc/self/status" );
+    for ( std::string word; status >> word; )
+        if ( uint64_t kilobytes = 0; word == "VmPeak:" && status >> kilobytes )
+            return kilobytes * 1024 > limit / 100 * 85;
+    return false;
+}
+
+/// A library that runs out of memory often takes that for damage in the file.
 tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
 {
+    tl::expected<void, std::string> done;
+    bool exhausted = false;
     try
     {
-        return convert( job );
+        done = convert( job );
     }
     catch ( const std::bad_alloc& )
     {
-        return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
+        exhausted = true;
     }
+    if ( exhausted || ( !done && wasShortOfMemory( job.memory ) ) )
+        return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
+    return done;
 }
 
 } // namespace

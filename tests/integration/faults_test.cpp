@@ -55,10 +55,9 @@ protected:
 
     static std::string callOf( const std::string& request )
     {
-        for ( const char* call : { "/request", "/convert", "/status", "/up", "/down" } )
-            if ( request.substr( 0, request.find( '\r' ) ).find( call ) != std::string::npos )
-                return call;
-        return {};
+        const auto target = request.substr( 0, request.find_first_of( "?\r" ) );
+        const auto path = target.substr( 0, target.find( " HTTP" ) );
+        return path.substr( std::min( path.rfind( '/' ), path.size() ) );
     }
     [[nodiscard]] RawReply good( const std::string& request ) const
     {

@@ -23,32 +23,14 @@ std::string quoted( const std::filesystem::path& file )
     return "\"" + utf8string( file.filename() ) + "\"";
 }
 
-/// What the reader would find out only after a walk to the service and back; empty when nothing is wrong.
-std::string pathProblem( const std::filesystem::path& file )
-{
-    std::error_code ec;
-    const auto status = std::filesystem::status( file, ec );
-    if ( status.type() == std::filesystem::file_type::not_found )
-        return "it does not exist";
-    if ( std::filesystem::is_directory( status ) )
-        return "it is a folder; open a file in it instead";
-    if ( ec || !std::filesystem::is_regular_file( status ) )
-        return "it is not a regular file";
-    if ( std::filesystem::file_size( file, ec ) == 0 )
-        return "it is empty";
-    return {};
-}
-
-FileOpener::Result load( const std::filesystem::path& file, const ProgressCallback& progress )
-{
-    if ( !isStepFile( file ) )
-        return loadObjectFromFile( file, progress );
-    if ( auto problem = pathProblem( file ); !problem.empty() )
-        return tl::unexpected( std::move( problem ) );
-    return ConverterService::fromStep( file, progress );
-}
-
 } // namespace
+
+void registerStepFormat()
+{
+    FileFormats::add(
+        { "STEP model", { ".step", ".stp" }, []( const std::filesystem::path& file, const ProgressCallback& progress )
+            { return ConverterService::fromStep( file, progress ); } } );
+}
 
 bool isStepFile( const std::filesystem::path& file )
 {
@@ -125,7 +107,7 @@ void FileOpener::openUnderProgressBar_( const std::filesystem::path& file )
     ProgressBar::orderWithMainThreadPostProcessing( "Opening " + utf8string( file.filename() ),
         [this, file, token]() -> ProgressBar::PostProcessing
         {
-            auto result = std::make_shared<Result>( load( file, &ProgressBar::setProgress ) );
+            auto result = std::make_shared<Result>( loadObjectFromFile( file, &ProgressBar::setProgress ) );
             return [this, file, token, result]
             {
                 token->onCanceled = nullptr;
@@ -153,7 +135,7 @@ void FileOpener::openInBackground_( const std::filesystem::path& file )
                 finish_( file, std::move( *shared ), true );
             } );
     };
-    if ( auto problem = pathProblem( file ); !problem.empty() )
+    if ( auto problem = fileProblem( file ); !problem.empty() )
         return deliver( tl::unexpected( std::move( problem ) ) );
     ConverterService::fromStep( file, deliver, [closing = closing_]( float ) { return !*closing; } );
 }

@@ -18,6 +18,10 @@ namespace VX::App
 
 inline constexpr const char* cBackgroundImportKey = "importStepInBackground";
 
+/// Makes STEP files a format like any other, read through the conversion service. Call it once, before the viewer
+/// starts.
+void registerStepFormat();
+
 /// Whether a file is a STEP file by its name.
 [[nodiscard]] bool isStepFile( const std::filesystem::path& file );
 

@@ -68,6 +68,7 @@ int main( int argc, char** argv )
     if ( arguments->verbose )
         spdlog::set_level( spdlog::level::debug );
     setUserConfigName( "Orvanta" );
+    App::registerStepFormat();
     return arguments->screenshot ? App::takeScreenshot( *arguments, launchParams( *arguments ) )
                                  : runWindow( *arguments );
 }

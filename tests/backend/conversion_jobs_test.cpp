@@ -66,13 +66,15 @@ TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
     std::multiset<std::string> taken;
     std::vector<std::thread> threads;
     for ( int t = 0; t < 4; ++t )
-        threads.emplace_back( [&] {
-            while ( const auto job = jobs_->take() )
+        threads.emplace_back(
+            [&]
             {
-                const std::lock_guard lock( mutex );
-                taken.insert( job->id );
-            }
-        } );
+                while ( const auto job = jobs_->take() )
+                {
+                    const std::lock_guard lock( mutex );
+                    taken.insert( job->id );
+                }
+            } );
     for ( auto& thread : threads )
         thread.join();
     EXPECT_EQ( taken.size(), 100u );

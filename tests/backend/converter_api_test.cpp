@@ -40,7 +40,8 @@ protected:
         api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
     }
 
-    HttpResponse send( const std::string& method, const std::string& call, const std::string& body, const std::string& query = {} )
+    HttpResponse send(
+        const std::string& method, const std::string& call, const std::string& body, const std::string& query = {} )
     {
         HttpRequest request;
         request.method = method;
@@ -53,10 +54,16 @@ protected:
     }
     std::string message( const HttpResponse& response ) { return json( response )["error"]["message"].asString(); }
     static Json::Value json( const HttpResponse& response ) { return deserializeJsonValue( response.body ).value(); }
-    std::string newId() { return json( send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" ) )["result"]["request_id"].asString(); }
+    std::string newId()
+    {
+        return json(
+            send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" ) )["result"]["request_id"]
+            .asString();
+    }
     HttpResponse convert( const std::string& id )
     {
-        return send( "POST", "/convert", R"({"request_id":")" + id + R"(","input_format":"step","output_format":"vxu","compress_input":"zip"})" );
+        return send( "POST", "/convert",
+            R"({"request_id":")" + id + R"(","input_format":"step","output_format":"vxu","compress_input":"zip"})" );
     }
     HttpResponse status( const std::string& id ) { return send( "GET", "/status", "", "request_id=" + id ); }
     std::string uploadedId()
@@ -109,30 +116,39 @@ TEST_F( ConverterApiTest, AsksForASignIn )
     const auto refused = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
     EXPECT_EQ( refused.status, 401 );
     EXPECT_EQ( message( refused ), "Sign in to convert files" );
-    EXPECT_EQ( send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"bad"})" ).status, 401 );
-    EXPECT_EQ( send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"good"})" ).status, 200 );
+    EXPECT_EQ(
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"bad"})" ).status,
+        401 );
+    EXPECT_EQ(
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"good"})" ).status,
+        200 );
 }
 
 TEST_F( ConverterApiTest, SaysWhatIsWrongWithARequest )
 {
     const auto of = [&]( const std::string& body ) { return message( send( "POST", "/request", body ) ); };
-    EXPECT_EQ( of( R"({"input_format":"","compress_input":"zip"})" ), "The file has no extension; name it .step or .stp and try again" );
-    EXPECT_EQ( of( R"({"input_format":"doc","compress_input":"zip"})" ), "Files of type \"doc\" cannot be converted; STEP files can" );
+    EXPECT_EQ( of( R"({"input_format":"","compress_input":"zip"})" ),
+        "The file has no extension; name it .step or .stp and try again" );
+    EXPECT_EQ( of( R"({"input_format":"doc","compress_input":"zip"})" ),
+        "Files of type \"doc\" cannot be converted; STEP files can" );
     EXPECT_EQ( of( R"({"input_format":"step"})" ), "The input must be compressed as \"zip\"" );
     EXPECT_EQ( of( "garbage" ), "The request is not a JSON object" );
     EXPECT_EQ( of( "[]" ), "The request is not a JSON object" );
-    EXPECT_EQ( of( R"({"input_format":5,"compress_input":"zip"})" ), "The file has no extension; name it .step or .stp and try again" );
+    EXPECT_EQ( of( R"({"input_format":5,"compress_input":"zip"})" ),
+        "The file has no extension; name it .step or .stp and try again" );
 }
 
 TEST_F( ConverterApiTest, SaysWhatIsWrongWithAConversion )
 {
     EXPECT_EQ( message( convert( newId() ) ), "Nothing was uploaded for this conversion; open the file again" );
-    for ( const auto& id : { std::string( 32, '0' ), std::string( "../../etc" ), std::string(), std::string( 10000, 'a' ) } )
+    for ( const auto& id :
+        { std::string( 32, '0' ), std::string( "../../etc" ), std::string(), std::string( 10000, 'a' ) } )
     {
         EXPECT_EQ( message( convert( id ) ), "This conversion is not known; open the file again" );
         EXPECT_EQ( message( status( id ) ), "This conversion is not known; open the file again" );
     }
-    EXPECT_EQ( message( send( "POST", "/convert", R"({"request_id":"x","input_format":"step","output_format":"stl","compress_input":"zip"})" ) ),
+    EXPECT_EQ( message( send( "POST", "/convert",
+                   R"({"request_id":"x","input_format":"step","output_format":"stl","compress_input":"zip"})" ) ),
         "The output format must be \"vxu\"" );
 }
 

@@ -14,7 +14,8 @@ class EmbeddedStoreTest : public testing::Test
 {
 protected:
     EmbeddedStoreTest()
-        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000, [this] { return now_; } } )
+        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000,
+              [this] { return now_; } } )
     {
         store_.setEndpoint( "https://localhost:1" );
     }
@@ -50,7 +51,10 @@ protected:
         store_.handle( std::move( request ), [&]( HttpResponse response ) { out = std::move( response ); } );
         return out;
     }
-    HttpResponse put( const std::string& key, const std::string& body ) { return send( requestFor( "PUT", store_.putUrl( key, cLife ) ), body ); }
+    HttpResponse put( const std::string& key, const std::string& body )
+    {
+        return send( requestFor( "PUT", store_.putUrl( key, cLife ) ), body );
+    }
     HttpRequest getting( const std::string& key ) { return requestFor( "GET", store_.getUrl( key, cLife ) ); }
 
     static constexpr std::chrono::seconds cLife{ 100 };
@@ -107,7 +111,8 @@ TEST_F( EmbeddedStoreTest, HeadMayUseTheUrlOfAGetAndOtherMethodsNothing )
 TEST_F( EmbeddedStoreTest, ServesRanges )
 {
     put( "k", "0123456789" );
-    const auto ranged = [&]( const std::string& range ) {
+    const auto ranged = [&]( const std::string& range )
+    {
         auto request = getting( "k" );
         request.headers["range"] = range;
         return send( request );
@@ -120,7 +125,8 @@ TEST_F( EmbeddedStoreTest, ServesRanges )
     EXPECT_EQ( ranged( "bytes=8-" ).fileLength, 2u );
     EXPECT_EQ( ranged( "bytes=-3" ).fileOffset, 7u );
     EXPECT_EQ( ranged( "bytes=5-99" ).fileLength, 5u );
-    for ( const char* bad : { "bytes=10-", "bytes=5-2", "bytes=a-b", "bytes=1-2,4-5", "lines=1-2", "bytes=-0", "bytes=", "bytes=99999999999999999999-" } )
+    for ( const char* bad : { "bytes=10-", "bytes=5-2", "bytes=a-b", "bytes=1-2,4-5", "lines=1-2", "bytes=-0",
+              "bytes=", "bytes=99999999999999999999-" } )
         EXPECT_EQ( ranged( bad ).status, 416 ) << bad;
 }
 

@@ -14,8 +14,8 @@ std::chrono::sys_seconds timeOf( const std::string& amzDate )
 {
     using namespace std::chrono;
     const auto number = [&]( size_t at, size_t length ) { return std::stoi( amzDate.substr( at, length ) ); };
-    return sys_seconds( sys_days( year( number( 0, 4 ) ) / number( 4, 2 ) / number( 6, 2 ) ) ) + hours( number( 9, 2 ) ) +
-           minutes( number( 11, 2 ) ) + seconds( number( 13, 2 ) );
+    return sys_seconds( sys_days( year( number( 0, 4 ) ) / number( 4, 2 ) / number( 6, 2 ) ) ) +
+           hours( number( 9, 2 ) ) + minutes( number( 11, 2 ) ) + seconds( number( 13, 2 ) );
 }
 
 std::map<std::string, std::string> textMembers( const Json::Value& object )
@@ -60,7 +60,8 @@ PresignedRequest incoming( const Json::Value& vector )
 const Json::Value& vectors()
 {
     static const Json::Value sVectors =
-        VX::deserializeJsonValue( std::filesystem::path( ORVANTA_TEST_DATA ) / "backend" / "presign-vectors.json" ).value();
+        VX::deserializeJsonValue( std::filesystem::path( ORVANTA_TEST_DATA ) / "backend" / "presign-vectors.json" )
+            .value();
     return sVectors;
 }
 
@@ -77,9 +78,12 @@ TEST( Presigner, MakesTheUrlOfEveryVector )
     for ( const auto& vector : vectors() )
     {
         const auto url = presign( requestOf( vector ), credentialsOf( vector ) );
-        EXPECT_NE( url.find( "X-Amz-Signature=" + vector["signature"].asString() ), std::string::npos ) << vector["name"];
-        EXPECT_EQ( parseQuery( url.substr( url.find( '?' ) + 1 ) ), parseQuery( incoming( vector ).query ) ) << vector["name"];
-        EXPECT_EQ( url.substr( 0, url.find( '?' ) ), vector["url"].asString().substr( 0, vector["url"].asString().find( '?' ) ) );
+        EXPECT_NE( url.find( "X-Amz-Signature=" + vector["signature"].asString() ), std::string::npos )
+            << vector["name"];
+        EXPECT_EQ( parseQuery( url.substr( url.find( '?' ) + 1 ) ), parseQuery( incoming( vector ).query ) )
+            << vector["name"];
+        EXPECT_EQ( url.substr( 0, url.find( '?' ) ),
+            vector["url"].asString().substr( 0, vector["url"].asString().find( '?' ) ) );
     }
 }
 
@@ -92,8 +96,11 @@ TEST( Presigner, AcceptsEveryVectorUntilItExpires )
         const auto credentials = credentialsOf( vector );
         EXPECT_EQ( codeOf( verifyPresigned( incoming( vector ), credentials, time ) ), "" ) << vector["name"];
         EXPECT_EQ( codeOf( verifyPresigned( incoming( vector ), credentials, time + lifetime ) ), "" );
-        EXPECT_EQ( codeOf( verifyPresigned( incoming( vector ), credentials, time + lifetime + std::chrono::seconds( 1 ) ) ), "AccessDenied" );
-        EXPECT_EQ( codeOf( verifyPresigned( incoming( vector ), credentials, time - std::chrono::hours( 1 ) ) ), "AccessDenied" );
+        EXPECT_EQ(
+            codeOf( verifyPresigned( incoming( vector ), credentials, time + lifetime + std::chrono::seconds( 1 ) ) ),
+            "AccessDenied" );
+        EXPECT_EQ( codeOf( verifyPresigned( incoming( vector ), credentials, time - std::chrono::hours( 1 ) ) ),
+            "AccessDenied" );
     }
 }
 
@@ -103,20 +110,24 @@ TEST( Presigner, RefusesWhatWasAltered )
     {
         const auto time = timeOf( vector["amz_date"].asString() );
         const auto credentials = credentialsOf( vector );
-        const auto altered = [&]( auto&& change ) {
+        const auto altered = [&]( auto&& change )
+        {
             auto request = incoming( vector );
             change( request );
             return codeOf( verifyPresigned( request, credentials, time ) );
         };
-        EXPECT_EQ( altered( []( auto& r ) { r.method = r.method == "GET" ? "PUT" : "GET"; } ), "SignatureDoesNotMatch" );
+        EXPECT_EQ(
+            altered( []( auto& r ) { r.method = r.method == "GET" ? "PUT" : "GET"; } ), "SignatureDoesNotMatch" );
         EXPECT_EQ( altered( []( auto& r ) { r.path += "x"; } ), "SignatureDoesNotMatch" );
         EXPECT_EQ( altered( []( auto& r ) { r.query += "&extra=1"; } ), "SignatureDoesNotMatch" );
         EXPECT_EQ( altered( []( auto& r ) { r.headers["host"] = "elsewhere"; } ), "SignatureDoesNotMatch" );
         EXPECT_EQ( altered( []( auto& r ) { r.headers.clear(); } ), "SignatureDoesNotMatch" );
-        EXPECT_EQ( altered( []( auto& r ) {
-            auto& last = r.query[r.query.find( "X-Amz-Signature=" ) + 20];
-            last = last == '0' ? '1' : '0';
-        } ),
+        EXPECT_EQ( altered(
+                       []( auto& r )
+                       {
+                           auto& last = r.query[r.query.find( "X-Amz-Signature=" ) + 20];
+                           last = last == '0' ? '1' : '0';
+                       } ),
             "SignatureDoesNotMatch" );
     }
 }
@@ -142,7 +153,8 @@ TEST( Presigner, RefusesStrangersAndMissingOrOddParameters )
     {
         request = incoming( vector );
         request.query.replace( request.query.find( "X-Amz-Expires=900" ), 17, odd );
-        EXPECT_EQ( codeOf( verifyPresigned( request, credentials, time ) ), "AuthorizationQueryParametersError" ) << odd;
+        EXPECT_EQ( codeOf( verifyPresigned( request, credentials, time ) ), "AuthorizationQueryParametersError" )
+            << odd;
     }
     for ( const char* odd : { "X-Amz-Date=20240102T030405", "X-Amz-Date=20241302T030405Z", "X-Amz-Date=garbage" } )
     {

@@ -21,7 +21,10 @@ protected:
         const auto objects = read( folder_.write( "input", content ) );
         return objects ? "" : objects.error();
     }
-    static std::string sample( const char* name ) { return Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / name ); }
+    static std::string sample( const char* name )
+    {
+        return Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / name );
+    }
 
     Testing::ScratchFolder folder_;
 };
@@ -83,7 +86,8 @@ TEST_F( StepReaderTest, SaysWhatIsWrongWithAFile )
     const auto bracket = sample( "bracket.step" );
     EXPECT_EQ( errorOf( bracket.substr( 0, bracket.size() / 2 ) ), "The STEP file is cut off: its end is missing" );
     EXPECT_EQ( errorOf( "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
-                        "FILE_SCHEMA(('AUTOMOTIVE_DESIGN'));\nENDSEC;\nDATA;\n#1=CARTESIAN_POINT('',(0.,0.,0.));\nENDSEC;\nEND-ISO-10303-21;\n" ),
+                        "FILE_SCHEMA(('AUTOMOTIVE_DESIGN'));\nENDSEC;\nDATA;\n#1=CARTESIAN_POINT('',(0.,0.,0.));"
+                        "\nENDSEC;\nEND-ISO-10303-21;\n" ),
         "The STEP file holds no solids or surfaces" );
     EXPECT_NE( errorOf( "ISO-10303-21;\ngarbage((((\nEND-ISO-10303-21;\n" ), "" );
 }

@@ -45,11 +45,15 @@ protected:
     {
         return run( "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
     }
-    [[nodiscard]] std::string statusOf( const std::string& arguments ) const { return curl( "-o /dev/null -w '%{http_code}' " + arguments ).text; }
+    [[nodiscard]] std::string statusOf( const std::string& arguments ) const
+    {
+        return curl( "-o /dev/null -w '%{http_code}' " + arguments ).text;
+    }
     [[nodiscard]] static std::string uploadUrl()
     {
         return ConverterService::V2::RequestConvertContextResult::parseResponse(
-            WebRequestFuture( ConverterService::V2::requestConvertContext( "step" ) ).get() )->url;
+            WebRequestFuture( ConverterService::V2::requestConvertContext( "step" ) ).get() )
+            ->url;
     }
 
     Testing::BackendProcess backend_{ { "--allow-anonymous", "--max-upload", "1" } };
@@ -78,23 +82,30 @@ TEST_F( BackEnd, RefusesWhatIsTooLarge )
     EXPECT_EQ( statusOf( "-T " + big + " '" + uploadUrl() + "'" ), "413" );
     const auto body = folder_.write( "body", std::string( 100'000, ' ' ) ).string();
     EXPECT_EQ( statusOf( "--data-binary @" + body + " " + root() + "/converter/v2/request" ), "413" );
-    EXPECT_EQ( statusOf( "-H 'X-Long: " + std::string( 20'000, 'a' ) + "' " + root() + "/converter/v2/status" ), "431" );
+    EXPECT_EQ(
+        statusOf( "-H 'X-Long: " + std::string( 20'000, 'a' ) + "' " + root() + "/converter/v2/status" ), "431" );
 }
 
 TEST_F( BackEnd, WantsToKnowTheLengthOfAnUpload )
 {
-    EXPECT_EQ( statusOf( "-H 'Transfer-Encoding: chunked' -T " + folder_.write( "f", "data" ).string() + " '" + uploadUrl() + "'" ), "411" );
+    EXPECT_EQ( statusOf( "-H 'Transfer-Encoding: chunked' -T " + folder_.write( "f", "data" ).string() + " '" +
+                         uploadUrl() + "'" ),
+        "411" );
 }
 
 TEST_F( BackEnd, ReadsChunkedBodiesOfCalls )
 {
     const auto body = folder_.write( "f", R"({"input_format":"step","compress_input":"zip"})" ).string();
-    EXPECT_EQ( statusOf( "-X POST -H 'Transfer-Encoding: chunked' -T " + body + " " + root() + "/converter/v2/request" ), "200" );
+    EXPECT_EQ(
+        statusOf( "-X POST -H 'Transfer-Encoding: chunked' -T " + body + " " + root() + "/converter/v2/request" ),
+        "200" );
 }
 
 TEST_F( BackEnd, AnswersExpectContinue )
 {
-    EXPECT_EQ( statusOf( "-H 'Expect: 100-continue' -T " + folder_.write( "f", "data" ).string() + " '" + uploadUrl() + "'" ), "200" );
+    EXPECT_EQ(
+        statusOf( "-H 'Expect: 100-continue' -T " + folder_.write( "f", "data" ).string() + " '" + uploadUrl() + "'" ),
+        "200" );
 }
 
 TEST_F( BackEnd, UnknownPathsAreNotFound )
@@ -113,21 +124,26 @@ TEST_F( BackEnd, SpeaksModernTlsOnly )
 TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 {
     for ( const char* file : { "store-keys.json", "server-key.pem" } )
-        EXPECT_EQ( std::filesystem::status( backend_.data() / file ).permissions(), std::filesystem::perms( 0600 ) ) << file;
+        EXPECT_EQ( std::filesystem::status( backend_.data() / file ).permissions(), std::filesystem::perms( 0600 ) )
+            << file;
     EXPECT_EQ( std::filesystem::status( backend_.data() ).permissions(), std::filesystem::perms( 0700 ) );
 }
 
 TEST_F( BackEnd, SaysWhenItsPortIsTaken )
 {
     const Testing::ScratchFolder other;
-    const auto second = run( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " + std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
+    const auto second = run( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " +
+                             std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
     EXPECT_EQ( second.status, 1 );
     EXPECT_NE( second.text.find( "Cannot listen on port" ), std::string::npos );
 }
 
 TEST_F( BackEnd, ASecondStartKeepsCertificateAndKeys )
 {
-    const auto before = Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" );
+    const auto before =
+        Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" );
     backend_.restart();
-    EXPECT_EQ( Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" ), before );
+    EXPECT_EQ(
+        Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" ),
+        before );
 }

@@ -63,17 +63,20 @@ protected:
     {
         const auto call = callOf( request );
         if ( call == "/request" )
-            return RawTlsServer::answer( R"({"result":{"request_id":"id-)" + name_ + R"(","url":")" + RawTlsServer::url( "/up?sig=1" ) + "\"}}" );
+            return RawTlsServer::answer( R"({"result":{"request_id":"id-)" + name_ + R"(","url":")" +
+                                         RawTlsServer::url( "/up?sig=1" ) + "\"}}" );
         if ( call == "/convert" )
             return RawTlsServer::answer( R"({"result":{}})" );
         if ( call == "/status" )
-            return RawTlsServer::answer( R"({"result":{"state":"finished","url":")" + RawTlsServer::url( "/down?sig=2" ) + "\"}}" );
+            return RawTlsServer::answer(
+                R"({"result":{"state":"finished","url":")" + RawTlsServer::url( "/down?sig=2" ) + "\"}}" );
         return RawTlsServer::answer( call == "/down" ? Testing::cubeFile() : "" );
     }
     /// A server that is good until a call, to which it gives another reply.
     [[nodiscard]] auto except( const std::string& call, RawReply reply ) const
     {
-        return [this, call, reply]( const std::string& request ) { return callOf( request ) == call ? reply : good( request ); };
+        return [this, call, reply]( const std::string& request )
+        { return callOf( request ) == call ? reply : good( request ); };
     }
 
     static const std::filesystem::path cFolder;
@@ -93,16 +96,20 @@ TEST_P( Faults, SpeaksTheProtocolToTheByte )
     RawTlsServer server( [this]( const std::string& request ) { return good( request ); } );
     ASSERT_EQ( errorOf(), "" );
     const auto host = "Host: localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "\r\nAccept: */*\r\n";
-    const auto post = [&]( const std::string& call, const std::string& body ) {
-        return "POST /converter/v2" + call + " HTTP/1.1\r\n" + host + "Content-Type: application/json\r\nContent-Length: " +
-               std::to_string( body.size() ) + "\r\n\r\n" + body;
+    const auto post = [&]( const std::string& call, const std::string& body )
+    {
+        return "POST /converter/v2" + call + " HTTP/1.1\r\n" + host +
+               "Content-Type: application/json\r\nContent-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body;
     };
     const auto sent = server.requests();
     ASSERT_EQ( sent.size(), 5u );
     EXPECT_EQ( sent[0], post( "/request", "{\"compress_input\":\"zip\",\"input_format\":\"step\"}\n" ) );
     EXPECT_TRUE( sent[1].starts_with( "PUT /up?sig=1 HTTP/1.1\r\n" + host + "Content-Length: " ) );
     EXPECT_EQ( sent[1].substr( sent[1].find( "\r\n\r\n" ) + 4, 4 ), "PK\3\4" );
-    EXPECT_EQ( sent[2], post( "/convert", "{\"compress_input\":\"zip\",\"input_format\":\"step\",\"output_format\":\"vxu\",\"request_id\":\"id-" + name_ + "\"}\n" ) );
+    EXPECT_EQ( sent[2],
+        post( "/convert",
+            "{\"compress_input\":\"zip\",\"input_format\":\"step\",\"output_format\":\"vxu\",\"request_id\":\"id-" +
+                name_ + "\"}\n" ) );
     EXPECT_EQ( sent[3], "GET /converter/v2/status?request_id=id-" + name_ + " HTTP/1.1\r\n" + host + "\r\n" );
     EXPECT_EQ( sent[4], "GET /down?sig=2 HTTP/1.1\r\n" + host + "\r\n" );
 }
@@ -126,9 +133,10 @@ TEST_P( Faults, ConnectionCutInEveryCall )
 
 TEST_P( Faults, GarbageHalfJsonAndWrongTypes )
 {
-    const std::vector<std::pair<std::string, std::string>> bodies = {
-        { "[]", "Invalid response format" }, { "5", "Invalid response format" }, { R"({"result":null})", "Invalid response format" },
-        { R"({"result":5})", "Invalid response format" }, { R"({"error":{"message":"The disk is full"}})", "The disk is full" } };
+    const std::vector<std::pair<std::string, std::string>> bodies = { { "[]", "Invalid response format" },
+        { "5", "Invalid response format" }, { R"({"result":null})", "Invalid response format" },
+        { R"({"result":5})", "Invalid response format" },
+        { R"({"error":{"message":"The disk is full"}})", "The disk is full" } };
     for ( const auto& call : { "/request", "/status" } )
         for ( const auto& [body, text] : bodies )
         {
@@ -152,7 +160,8 @@ TEST_P( Faults, RefusedTransfers )
     {
         TearDown();
         SetUp();
-        RawTlsServer server( except( call, RawTlsServer::answer( "<Error><Code>AccessDenied</Code></Error>", "403 Forbidden" ) ) );
+        RawTlsServer server(
+            except( call, RawTlsServer::answer( "<Error><Code>AccessDenied</Code></Error>", "403 Forbidden" ) ) );
         EXPECT_EQ( errorOf(), "The server answered with status 403" );
         EXPECT_FALSE( std::filesystem::exists( cFolder / ( name_ + ".vxu" ) ) );
     }
@@ -164,4 +173,5 @@ TEST_P( Faults, AnswerThatIsNoScene )
     EXPECT_EQ( errorOf(), "Cannot read \"" + name_ + ".vxu\": This is not a scene file" );
 }
 
-INSTANTIATE_TEST_SUITE_P( Forms, Faults, testing::Bool(), []( const auto& info ) { return info.param ? "Asynchronous" : "Blocking"; } );
+INSTANTIATE_TEST_SUITE_P(
+    Forms, Faults, testing::Bool(), []( const auto& info ) { return info.param ? "Asynchronous" : "Blocking"; } );

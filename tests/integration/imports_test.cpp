@@ -44,7 +44,10 @@ protected:
         stems_.push_back( "orvanta-import-" + std::to_string( ::getpid() ) + "-" + stem );
         return folder_.write( stems_.back() + ".step", content );
     }
-    static std::string sample( const char* name ) { return Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / name ); }
+    static std::string sample( const char* name )
+    {
+        return Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / name );
+    }
     static std::string errorOf( const std::filesystem::path& path )
     {
         const auto result = fromStep( path );
@@ -63,10 +66,12 @@ protected:
     {
         size_t count = 0;
         for ( const auto& root : loaded.objects )
-            forEachObject( *root, [&]( const Object& object ) {
-                if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ) )
-                    count += mesh->mesh()->triangles.size();
-            } );
+            forEachObject( *root,
+                [&]( const Object& object )
+                {
+                    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ) )
+                        count += mesh->mesh()->triangles.size();
+                } );
         return count;
     }
 
@@ -94,11 +99,14 @@ TEST_F( Imports, AsynchronousFormRunsSeveralSideBySide )
     std::atomic<int> left{ cCount };
     std::promise<void> all;
     for ( int i = 0; i < cCount; ++i )
-        fromStep( file( "drive" + std::to_string( i ), sample( "drive.step" ) ), [&]( const Result& result ) {
-            EXPECT_EQ( result ? result->objects.at( 0 )->name() : result.error(), "Drive" );
-            if ( --left == 0 )
-                all.set_value();
-        }, {} );
+        fromStep( file( "drive" + std::to_string( i ), sample( "drive.step" ) ),
+            [&]( const Result& result )
+            {
+                EXPECT_EQ( result ? result->objects.at( 0 )->name() : result.error(), "Drive" );
+                if ( --left == 0 )
+                    all.set_value();
+            },
+            {} );
     all.get_future().wait();
 }
 
@@ -113,12 +121,17 @@ TEST_F( Imports, TellWhatIsWrongWithAFile )
     const Testing::BackendProcess backend;
     const auto bracket = sample( "bracket.step" );
     EXPECT_EQ( errorOf( file( "text", "this is a letter" ) ), "This is not a STEP file" );
-    EXPECT_EQ( errorOf( file( "half", bracket.substr( 0, bracket.size() / 2 ) ) ), "The STEP file is cut off: its end is missing" );
-    EXPECT_EQ( errorOf( file( "noSolids", "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
-                                          "FILE_SCHEMA(('AUTOMOTIVE_DESIGN'));\nENDSEC;\nDATA;\n#1=CARTESIAN_POINT('',(0.,0.,0.));\nENDSEC;\nEND-ISO-10303-21;\n" ) ),
+    EXPECT_EQ( errorOf( file( "half", bracket.substr( 0, bracket.size() / 2 ) ) ),
+        "The STEP file is cut off: its end is missing" );
+    EXPECT_EQ( errorOf( file( "noSolids",
+                   "ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION((''),'2;1');\nFILE_NAME('','',(''),(''),'','','');\n"
+                   "FILE_SCHEMA(('AUTOMOTIVE_DESIGN'));\nENDSEC;\nDATA;\n#1=CARTESIAN_POINT('',(0.,0.,0.));\nENDSEC;"
+                   "\nEND-ISO-10303-21;\n" ) ),
         "The STEP file holds no solids or surfaces" );
-    EXPECT_EQ( errorOf( folder_.write( "part.doc", "x" ) ), "Files of type \"doc\" cannot be converted; STEP files can" );
-    EXPECT_EQ( errorOf( folder_.write( "part", "x" ) ), "The file has no extension; name it .step or .stp and try again" );
+    EXPECT_EQ(
+        errorOf( folder_.write( "part.doc", "x" ) ), "Files of type \"doc\" cannot be converted; STEP files can" );
+    EXPECT_EQ(
+        errorOf( folder_.write( "part", "x" ) ), "The file has no extension; name it .step or .stp and try again" );
 }
 
 TEST_F( Imports, DamagedFilesHarmNoLaterOne )
@@ -126,7 +139,8 @@ TEST_F( Imports, DamagedFilesHarmNoLaterOne )
     Testing::BackendProcess backend;
     for ( unsigned seed = 1; seed <= 8; ++seed )
     {
-        const auto result = fromStep( file( "broken" + std::to_string( seed ), broken( sample( "bracket.step" ), seed ) ) );
+        const auto result =
+            fromStep( file( "broken" + std::to_string( seed ), broken( sample( "bracket.step" ), seed ) ) );
         EXPECT_TRUE( result || !result.error().empty() );
     }
     EXPECT_TRUE( backend.isRunning() );
@@ -150,7 +164,8 @@ TEST_F( Imports, WorkerOutOfItsMemoryIsReportedAndTheServiceLives )
 TEST_F( Imports, ArchiveThatUnpacksToTooMuchIsRefused )
 {
     Testing::BackendProcess backend( { "--allow-anonymous", "--max-upload", "4" } );
-    EXPECT_EQ( errorOf( file( "bomb", "ISO-10303-21;" + std::string( 20 << 20, ' ' ) ) ), "The archive unpacks to more than 4 MB" );
+    EXPECT_EQ( errorOf( file( "bomb", "ISO-10303-21;" + std::string( 20 << 20, ' ' ) ) ),
+        "The archive unpacks to more than 4 MB" );
     EXPECT_EQ( errorOf( file( "after", sample( "bracket.step" ) ) ), "" );
 }
 
@@ -161,13 +176,17 @@ TEST_F( Imports, AJobCutOffByACrashOfTheServiceIsRunAgain )
     Testing::ScratchFolder content;
     content.write( "input", sample( "drive.step" ) );
     ASSERT_TRUE( compressZip( zip, content.path() ) );
-    const auto context = V2::RequestConvertContextResult::parseResponse( WebRequestFuture( V2::requestConvertContext( "step" ) ).get() ).value();
+    const auto context =
+        V2::RequestConvertContextResult::parseResponse( WebRequestFuture( V2::requestConvertContext( "step" ) ).get() )
+            .value();
     ASSERT_TRUE( S3::parseResponse( WebRequestFuture( S3::uploadWithPresignedUrl( context.url, zip, {} ) ).get() ) );
-    ASSERT_TRUE( V2::StartConvertResult::parseResponse( WebRequestFuture( V2::startConvert( context.requestId, "step", "vxu" ) ).get() ) );
+    ASSERT_TRUE( V2::StartConvertResult::parseResponse(
+        WebRequestFuture( V2::startConvert( context.requestId, "step", "vxu" ) ).get() ) );
     backend.restart();
     for ( ;; )
     {
-        const auto status = V2::CheckConvertStatusResult::parseResponse( WebRequestFuture( V2::checkConvertStatus( context.requestId ) ).get() );
+        const auto status = V2::CheckConvertStatusResult::parseResponse(
+            WebRequestFuture( V2::checkConvertStatus( context.requestId ) ).get() );
         ASSERT_TRUE( status ) << status.error();
         if ( status->state == V2::CheckConvertStatusResult::State::Finished )
             break;
@@ -184,5 +203,6 @@ TEST_F( Imports, LeaveNothingBehindInTheBackEnd )
 {
     const Testing::BackendProcess backend;
     EXPECT_EQ( errorOf( file( "clean", sample( "bracket.step" ) ) ), "" );
-    EXPECT_EQ( std::distance( std::filesystem::directory_iterator( backend.data() / "objects" ), {} ), 1 ); // the result
+    EXPECT_EQ(
+        std::distance( std::filesystem::directory_iterator( backend.data() / "objects" ), {} ), 1 ); // the result
 }

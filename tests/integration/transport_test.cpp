@@ -44,8 +44,9 @@ TEST_F( Transport, SendsARequestToTheByte )
     request.setHeaders( { { "X-Test", "1" } } );
     request.setBody( "{\"a\":1}\n" );
     EXPECT_EQ( codeOf( send( request ) ), 200 );
-    EXPECT_EQ( server.requests().at( 0 ), "POST /a?b=1&q%20x=%C3%BC%26 HTTP/1.1\r\nHost: localhost:" + std::to_string( ORVANTA_TEST_PORT ) +
-                                              "\r\nAccept: */*\r\nX-Test: 1\r\nContent-Type: application/json\r\nContent-Length: 8\r\n\r\n{\"a\":1}\n" );
+    EXPECT_EQ( server.requests().at( 0 ),
+        "POST /a?b=1&q%20x=%C3%BC%26 HTTP/1.1\r\nHost: localhost:" + std::to_string( ORVANTA_TEST_PORT ) +
+            "\r\nAccept: */*\r\nX-Test: 1\r\nContent-Type: application/json\r\nContent-Length: 8\r\n\r\n{\"a\":1}\n" );
 }
 
 TEST_F( Transport, KeepsTheConnection )
@@ -67,7 +68,8 @@ TEST_F( Transport, GivesStatusBodyAndAReadableError )
 
 TEST_F( Transport, ACutAnswerIsNone )
 {
-    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
+    RawTlsServer server( []( const std::string& )
+        { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
     const auto response = get( "/" );
     EXPECT_EQ( codeOf( response ), 0 );
     EXPECT_NE( response["error"].asString(), "" );
@@ -75,7 +77,8 @@ TEST_F( Transport, ACutAnswerIsNone )
 
 TEST_F( Transport, ACutDownloadLeavesTheFormerFileAndNoPart )
 {
-    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
+    RawTlsServer server( []( const std::string& )
+        { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", true, false }; } );
     const auto file = folder_.write( "out", "former" );
     WebRequest request( RawTlsServer::url( "/" ) );
     request.setOutputPath( file.string() );
@@ -99,18 +102,29 @@ TEST_F( Transport, ARefusedDownloadLeavesTheFormerFile )
 TEST_F( Transport, StreamsFilesBothWaysWithProgress )
 {
     const std::string content( 3'000'000, 'z' );
-    RawTlsServer server( [&]( const std::string& request ) { return RawTlsServer::answer( request.starts_with( "PUT" ) ? "" : content ); } );
+    RawTlsServer server( [&]( const std::string& request )
+        { return RawTlsServer::answer( request.starts_with( "PUT" ) ? "" : content ); } );
     float up = 0, down = 0;
     WebRequest upload( RawTlsServer::url( "/up" ) );
     upload.setMethod( WebRequest::Method::Put );
     upload.setInputPath( folder_.write( "in", content ).string() );
-    upload.setUploadProgressCallback( [&]( float f ) { up = f; return true; } );
+    upload.setUploadProgressCallback(
+        [&]( float f )
+        {
+            up = f;
+            return true;
+        } );
     EXPECT_EQ( codeOf( send( upload ) ), 200 );
     EXPECT_TRUE( server.requests().at( 0 ).ends_with( content ) );
     EXPECT_EQ( up, 1 );
     WebRequest download( RawTlsServer::url( "/down" ) );
     download.setOutputPath( ( folder_.path() / "out" ).string() );
-    download.setDownloadProgressCallback( [&]( float f ) { down = f; return true; } );
+    download.setDownloadProgressCallback(
+        [&]( float f )
+        {
+            down = f;
+            return true;
+        } );
     EXPECT_EQ( codeOf( send( download ) ), 200 );
     EXPECT_EQ( Testing::readFile( folder_.path() / "out" ), content );
     EXPECT_EQ( down, 1 );
@@ -118,7 +132,8 @@ TEST_F( Transport, StreamsFilesBothWaysWithProgress )
 
 TEST_F( Transport, AFalseProgressReturnStopsTheTransfer )
 {
-    RawTlsServer server( []( const std::string& ) { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", false, true }; } );
+    RawTlsServer server( []( const std::string& )
+        { return RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf", false, true }; } );
     WebRequest request( RawTlsServer::url( "/" ) );
     request.setOutputPath( ( folder_.path() / "out" ).string() );
     request.setDownloadProgressCallback( []( float ) { return false; } );
@@ -169,16 +184,20 @@ TEST_F( Transport, SpeaksOnlyHttps )
 
 TEST_F( Transport, FollowsAFewRedirectsButNeverToPlainHttp )
 {
-    RawTlsServer server( []( const std::string& request ) {
-        const auto redirect = []( const std::string& to ) {
-            return RawReply{ "HTTP/1.1 302 Found\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n", false, false };
-        };
-        if ( request.starts_with( "GET /one" ) )
-            return redirect( "/end" );
-        if ( request.starts_with( "GET /plain" ) )
-            return redirect( "http://localhost:1/" );
-        return request.starts_with( "GET /loop" ) ? redirect( "/loop" ) : RawTlsServer::answer( "end" );
-    } );
+    RawTlsServer server(
+        []( const std::string& request )
+        {
+            const auto redirect = []( const std::string& to )
+            {
+                return RawReply{
+                    "HTTP/1.1 302 Found\r\nLocation: " + to + "\r\nContent-Length: 0\r\n\r\n", false, false };
+            };
+            if ( request.starts_with( "GET /one" ) )
+                return redirect( "/end" );
+            if ( request.starts_with( "GET /plain" ) )
+                return redirect( "http://localhost:1/" );
+            return request.starts_with( "GET /loop" ) ? redirect( "/loop" ) : RawTlsServer::answer( "end" );
+        } );
     EXPECT_EQ( get( "/one" )["text"], "end" );
     EXPECT_EQ( codeOf( get( "/plain" ) ), 0 );
     EXPECT_EQ( codeOf( get( "/loop" ) ), 0 );
@@ -188,7 +207,8 @@ TEST_F( Transport, EndsInTimeAgainstAServerThatNeverAnswers )
 {
     RawTlsServer server( []( const std::string& ) { return RawReply{ "", false, true }; } );
     std::promise<Json::Value> promise;
-    WebRequest( RawTlsServer::url( "/" ) ).send( [&]( const Json::Value& response ) { promise.set_value( response ); } );
+    WebRequest( RawTlsServer::url( "/" ) )
+        .send( [&]( const Json::Value& response ) { promise.set_value( response ); } );
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_TRUE( finishWebRequests( std::chrono::milliseconds( 300 ) ) );
     EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::milliseconds( 1500 ) );
@@ -197,9 +217,8 @@ TEST_F( Transport, EndsInTimeAgainstAServerThatNeverAnswers )
 
 TEST_F( Transport, LosesNoneOfAThousandRequests )
 {
-    RawTlsServer server( []( const std::string& request ) {
-        return RawTlsServer::answer( request.substr( 4, request.find( ' ', 4 ) - 4 ) );
-    } );
+    RawTlsServer server( []( const std::string& request )
+        { return RawTlsServer::answer( request.substr( 4, request.find( ' ', 4 ) - 4 ) ); } );
     constexpr int cCount = 1000, cParallel = 50;
     std::mutex mutex;
     std::condition_variable wake;
@@ -210,13 +229,16 @@ TEST_F( Transport, LosesNoneOfAThousandRequests )
         wake.wait( lock, [&] { return inFlight < cParallel; } );
         ++inFlight;
         const auto path = "/" + std::to_string( i );
-        WebRequest( RawTlsServer::url( path ) ).send( [&, path]( const Json::Value& response ) {
-            const std::lock_guard inner( mutex );
-            --inFlight;
-            ++done;
-            good += response["text"].asString() == path;
-            wake.notify_all();
-        } );
+        WebRequest( RawTlsServer::url( path ) )
+            .send(
+                [&, path]( const Json::Value& response )
+                {
+                    const std::lock_guard inner( mutex );
+                    --inFlight;
+                    ++done;
+                    good += response["text"].asString() == path;
+                    wake.notify_all();
+                } );
     }
     std::unique_lock lock( mutex );
     wake.wait( lock, [&] { return done == cCount; } );

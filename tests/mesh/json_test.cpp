@@ -44,7 +44,13 @@ TEST( Json, ReadsAFileAndNamesAMissingOne )
 TEST( Progress, MapsAStageOntoItsParent )
 {
     std::vector<float> seen;
-    const auto stage = subprogress( [&]( float f ) { seen.push_back( f ); return f < 0.6f; }, 0.5f, 0.75f );
+    const auto stage = subprogress(
+        [&]( float f )
+        {
+            seen.push_back( f );
+            return f < 0.6f;
+        },
+        0.5f, 0.75f );
     EXPECT_TRUE( stage( 0 ) );
     EXPECT_FALSE( stage( 1 ) );
     EXPECT_EQ( seen, ( std::vector<float>{ 0.5f, 0.75f } ) );

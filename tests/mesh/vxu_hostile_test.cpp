@@ -30,7 +30,8 @@ struct Bent
     {
         auto json = Json::FastWriter().write( root );
         json.resize( ( json.size() + 3 ) / 4 * 4, ' ' );
-        const uint32_t head[] = { 0x46546C67, 2, uint32_t( 28 + json.size() + binary.size() ), uint32_t( json.size() ), 0x4E4F534A };
+        const uint32_t head[] = {
+            0x46546C67, 2, uint32_t( 28 + json.size() + binary.size() ), uint32_t( json.size() ), 0x4E4F534A };
         const uint32_t chunk[] = { uint32_t( binary.size() ), 0x004E4942 };
         return std::string( reinterpret_cast<const char*>( head ), 20 ) + json +
                std::string( reinterpret_cast<const char*>( chunk ), 8 ) + binary;
@@ -44,7 +45,10 @@ struct Bent
         return loaded ? std::string() : loaded.error();
     }
 
-    Json::Value& compression( Json::ArrayIndex view ) { return root["bufferViews"][view]["extensions"]["EXT_meshopt_compression"]; }
+    Json::Value& compression( Json::ArrayIndex view )
+    {
+        return root["bufferViews"][view]["extensions"]["EXT_meshopt_compression"];
+    }
 
     Json::Value root;
     std::string binary;
@@ -144,7 +148,8 @@ TEST( VxuHostile, SurvivesWrongTypesEverywhere )
 {
     const Bent original;
     for ( const auto& key : original.root.getMemberNames() )
-        for ( const Json::Value& odd : { Json::Value(), Json::Value( 7 ), Json::Value( "x" ), Json::Value( Json::arrayValue ), Json::Value( Json::objectValue ) } )
+        for ( const Json::Value& odd : { Json::Value(), Json::Value( 7 ), Json::Value( "x" ),
+                  Json::Value( Json::arrayValue ), Json::Value( Json::objectValue ) } )
         {
             Bent bent;
             bent.root[key] = odd;

@@ -80,7 +80,8 @@ TEST( Vxu, KeepsColoursEdgesPointsAndLines )
     const auto lines = std::make_shared<ObjectLines>();
     lines->setLines( std::make_shared<Lines>( Lines{ { { 0, 0, 0 }, { 1, 0, 0 } }, { { 0, 1 } } } ) );
 
-    const auto loaded = roundTrip( { Testing::meshObject( "v", mesh ), Testing::meshObject( "f", faces ), cloud, lines } );
+    const auto loaded =
+        roundTrip( { Testing::meshObject( "v", mesh ), Testing::meshObject( "f", faces ), cloud, lines } );
     const auto& v = *meshAt( *loaded.objects[0] ).mesh();
     ASSERT_EQ( v.vertexColors.size(), 8u );
     for ( size_t i = 0; i < 8; ++i )
@@ -111,15 +112,18 @@ TEST( Vxu, SharesTheGeometryOfInstances )
 TEST( Vxu, StandsPlainGlbUpright )
 {
     // A node without our frame mark is Y up: its Y becomes our Z.
-    const std::string json = R"({"asset":{"version":"2.0"},"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],"meshes":[{"primitives":[)"
-                             R"({"attributes":{"POSITION":0}}]}],"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3"}],)"
-                             R"("bufferViews":[{"buffer":0,"byteLength":36}],"buffers":[{"byteLength":36}]} )";
+    const std::string json =
+        R"({"asset":{"version":"2.0"},"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],"meshes":[{"primitives":[)"
+        R"({"attributes":{"POSITION":0}}]}],"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3"}],)"
+        R"("bufferViews":[{"buffer":0,"byteLength":36}],"buffers":[{"byteLength":36}]} )";
     const float points[9] = { 0, 0, 0, 1, 0, 0, 0, 5, 0 };
     const std::string text = json + std::string( ( 4 - json.size() % 4 ) % 4, ' ' );
-    std::vector<uint32_t> words{ 0x46546C67, 2, uint32_t( 12 + 8 + text.size() + 8 + 36 ), uint32_t( text.size() ), 0x4E4F534A };
+    std::vector<uint32_t> words{
+        0x46546C67, 2, uint32_t( 12 + 8 + text.size() + 8 + 36 ), uint32_t( text.size() ), 0x4E4F534A };
     std::string bytes( reinterpret_cast<const char*>( words.data() ), 20 );
     words = { 36, 0x004E4942 };
-    bytes += text + std::string( reinterpret_cast<const char*>( words.data() ), 8 ) + std::string( reinterpret_cast<const char*>( points ), 36 );
+    bytes += text + std::string( reinterpret_cast<const char*>( words.data() ), 8 ) +
+             std::string( reinterpret_cast<const char*>( points ), 36 );
     const auto loaded = readVxu( std::as_bytes( std::span( bytes ) ) );
     ASSERT_TRUE( loaded ) << loaded.error();
     EXPECT_NEAR( loaded->objects[0]->treeBox().max.z, 5, 1e-6 );

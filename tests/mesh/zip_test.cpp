@@ -23,12 +23,14 @@ std::vector<std::string> entryNames( const std::filesystem::path& file )
     return out;
 }
 
-std::filesystem::path makeZip( const ScratchFolder& folder, const std::vector<std::pair<std::string, std::string>>& entries )
+std::filesystem::path makeZip(
+    const ScratchFolder& folder, const std::vector<std::pair<std::string, std::string>>& entries )
 {
     const auto file = folder.path() / "made.zip";
     zip_t* archive = zip_open( file.c_str(), ZIP_CREATE | ZIP_TRUNCATE, nullptr );
     for ( const auto& [name, content] : entries )
-        zip_file_add( archive, name.c_str(), zip_source_buffer( archive, content.data(), content.size(), 0 ), ZIP_FL_ENC_UTF_8 );
+        zip_file_add(
+            archive, name.c_str(), zip_source_buffer( archive, content.data(), content.size(), 0 ), ZIP_FL_ENC_UTF_8 );
     zip_close( archive );
     return file;
 }

@@ -28,8 +28,10 @@ protected:
     Outcome run( const ProgressCallback& progress = {} )
     {
         std::promise<Outcome> promise;
-        ConverterService::fromStep( file_,
-            [&]( Result result ) {
+        ConverterService::fromStep(
+            file_,
+            [&]( Result result )
+            {
                 ++deliveries_;
                 promise.set_value( { std::move( result ), std::this_thread::get_id() } );
             },
@@ -69,11 +71,18 @@ TEST_F( AsyncImport, TransfersReportNoProgress )
     scriptSuccess();
     std::mutex mutex;
     std::vector<float> seen;
-    ASSERT_TRUE( run( [&]( float f ) { const std::lock_guard lock( mutex ); seen.push_back( f ); return true; } ).result );
+    ASSERT_TRUE( run(
+        [&]( float f )
+        {
+            const std::lock_guard lock( mutex );
+            seen.push_back( f );
+            return true;
+        } ).result );
     const auto sent = transport_->sent();
     EXPECT_FALSE( sent[1].uploadProgress );
     EXPECT_FALSE( sent[4].downloadProgress );
-    EXPECT_EQ( std::vector<float>( seen.begin(), seen.begin() + 5 ), ( std::vector<float>{ 0, 0.25f, 0.25f, 0.5f, 0.75f } ) );
+    EXPECT_EQ(
+        std::vector<float>( seen.begin(), seen.begin() + 5 ), ( std::vector<float>{ 0, 0.25f, 0.25f, 0.5f, 0.75f } ) );
     EXPECT_EQ( seen.back(), 1 );
 }
 
@@ -105,7 +114,8 @@ TEST_F( AsyncImport, CancelAfterTheContextCopiesNothing )
 
 TEST_F( AsyncImport, CancelAtEachLaterBound )
 {
-    const std::vector<std::pair<float, std::string>> stops = { { 0.25f, "upload" }, { 0.5f, "status" }, { 0.75f, "download" } };
+    const std::vector<std::pair<float, std::string>> stops = {
+        { 0.25f, "upload" }, { 0.5f, "status" }, { 0.75f, "download" } };
     for ( const auto& [limit, last] : stops )
     {
         TearDown();
@@ -129,9 +139,9 @@ TEST_F( AsyncImport, AnUnknownStateEndsItEvenAfterGoodPolls )
 
 TEST_F( AsyncImport, DeliversTheTextOfEveryCallOnce )
 {
-    const std::vector<std::pair<std::string, std::string>> failures = {
-        { "request", "Connection error" }, { "upload", "Connection error" }, { "convert", "Connection error" },
-        { "status", "Connection error" }, { "download", "Connection error" } };
+    const std::vector<std::pair<std::string, std::string>> failures = { { "request", "Connection error" },
+        { "upload", "Connection error" }, { "convert", "Connection error" }, { "status", "Connection error" },
+        { "download", "Connection error" } };
     for ( const auto& [call, text] : failures )
     {
         TearDown();
@@ -159,7 +169,8 @@ TEST_F( AsyncImport, ManyRunSideBySideAndNoneIsLost )
     std::vector<std::filesystem::path> outputs;
     for ( int i = 0; i < cCount; ++i )
     {
-        script( "request", result( R"({"request_id": "id-)" + name_ + "-" + std::to_string( i ) + R"(", "url": "u"})" ) );
+        script(
+            "request", result( R"({"request_id": "id-)" + name_ + "-" + std::to_string( i ) + R"(", "url": "u"})" ) );
         script( "upload", ok( "" ) );
         script( "convert", result( "{}" ) );
         script( "status", result( R"({"state": "finished", "url": "d"})" ) );
@@ -173,7 +184,8 @@ TEST_F( AsyncImport, ManyRunSideBySideAndNoneIsLost )
         const auto file = folder_.write( stem + ".step", "x" );
         outputs.push_back( outputFile().parent_path() / ( stem + ".vxu" ) );
         ConverterService::fromStep( file,
-            [&]( const Result& result ) {
+            [&]( const Result& result )
+            {
                 EXPECT_TRUE( result ) << result.error();
                 if ( ++done == cCount )
                     all.set_value();

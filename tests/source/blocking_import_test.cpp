@@ -15,7 +15,10 @@ namespace
 class BlockingImport : public Testing::ImportFixture
 {
 protected:
-    [[nodiscard]] Result run( const ProgressCallback& progress = {} ) const { return ConverterService::fromStep( file_, progress ); }
+    [[nodiscard]] Result run( const ProgressCallback& progress = {} ) const
+    {
+        return ConverterService::fromStep( file_, progress );
+    }
     [[nodiscard]] std::string errorOf( const ProgressCallback& progress = {} ) const
     {
         const auto result = run( progress );
@@ -35,11 +38,17 @@ TEST_F( BlockingImport, GoesThroughAllStagesAndKeepsWhatItShould )
 {
     scriptSuccess();
     std::vector<float> seen;
-    const auto result = run( [&]( float f ) { seen.push_back( f ); return true; } );
+    const auto result = run(
+        [&]( float f )
+        {
+            seen.push_back( f );
+            return true;
+        } );
     ASSERT_TRUE( result ) << result.error();
     EXPECT_EQ( result->objects.at( 0 )->name(), "Cube" );
     EXPECT_EQ( calls(), ( Calls{ "request", "upload", "convert", "status", "download" } ) );
-    EXPECT_EQ( std::vector<float>( seen.begin(), seen.begin() + 5 ), ( std::vector<float>{ 0, 0.25f, 0.25f, 0.5f, 0.75f } ) );
+    EXPECT_EQ(
+        std::vector<float>( seen.begin(), seen.begin() + 5 ), ( std::vector<float>{ 0, 0.25f, 0.25f, 0.5f, 0.75f } ) );
     EXPECT_EQ( seen.back(), 1 );
     EXPECT_TRUE( std::filesystem::exists( outputFile() ) );
     EXPECT_TRUE( std::filesystem::is_empty( temporaryDir() ) );
@@ -54,7 +63,9 @@ TEST_F( BlockingImport, SendsWhatTheServiceNeeds )
     EXPECT_EQ( sent[1].url, "https://s3/up" );
     EXPECT_EQ( sent[1].inputPath, payloadFile() );
     EXPECT_TRUE( sent[1].uploadProgress );
-    EXPECT_EQ( sent[2].body, "{\"compress_input\":\"zip\",\"input_format\":\"step\",\"output_format\":\"vxu\",\"request_id\":\"" + requestId() + "\"}\n" );
+    EXPECT_EQ( sent[2].body,
+        "{\"compress_input\":\"zip\",\"input_format\":\"step\",\"output_format\":\"vxu\",\"request_id\":\"" +
+            requestId() + "\"}\n" );
     EXPECT_EQ( sent[3].parameters.at( "request_id" ), requestId() );
     EXPECT_EQ( sent[4].url, "https://s3/down" );
     EXPECT_EQ( sent[4].outputPath, outputFile() );
@@ -126,10 +137,12 @@ TEST_F( BlockingImport, PollsOnceASecondUntilItIsStopped )
     int asked = 0;
     std::vector<float> seen;
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ( errorOf( [&]( float f ) {
-        seen.push_back( f );
-        return f < 0.25f || ++asked < 4;
-    } ),
+    EXPECT_EQ( errorOf(
+                   [&]( float f )
+                   {
+                       seen.push_back( f );
+                       return f < 0.25f || ++asked < 4;
+                   } ),
         "Operation was canceled" );
     EXPECT_EQ( calls(), ( Calls{ "request", "upload", "convert", "status", "status" } ) );
     EXPECT_GE( std::chrono::steady_clock::now() - begin, std::chrono::seconds( 2 ) );
@@ -145,7 +158,8 @@ TEST_F( BlockingImport, ReturnsTheTextOfEveryCall )
         { "status", result( R"({"state": "odd"})" ) },
         { "download", ScriptedTransport::response( 0, "", "cut" ) },
     };
-    const std::vector<std::string> texts = { "quota", "The server answered with status 403", "not now", "Unknown state: odd", "Connection error" };
+    const std::vector<std::string> texts = {
+        "quota", "The server answered with status 403", "not now", "Unknown state: odd", "Connection error" };
     for ( size_t i = 0; i < failures.size(); ++i )
     {
         TearDown();

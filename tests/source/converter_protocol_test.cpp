@@ -104,7 +104,8 @@ TEST_F( ConverterProtocol, ContextFields )
     EXPECT_EQ( good->url, "u" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": 5})" ) ), "Invalid response format" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": {}})" ) ), "\"request_id\" field is missing" );
-    EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"request_id": 5, "url": "u"}})" ) ), "\"request_id\" field is missing" );
+    EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"request_id": 5, "url": "u"}})" ) ),
+        "\"request_id\" field is missing" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"request_id": "r"}})" ) ), "\"url\" field is missing" );
 }
 
@@ -121,7 +122,8 @@ TEST_F( ConverterProtocol, StatusStates )
     ASSERT_TRUE( progress );
     EXPECT_EQ( progress->state, Result::State::InProgress );
     EXPECT_FALSE( progress->url );
-    const auto notStarted = Result::parseResponse( answer( R"({"result": {"state": "not_started", "url": "early"}})" ) );
+    const auto notStarted =
+        Result::parseResponse( answer( R"({"result": {"state": "not_started", "url": "early"}})" ) );
     ASSERT_TRUE( notStarted );
     EXPECT_EQ( notStarted->state, Result::State::NotStarted );
     EXPECT_EQ( notStarted->url, "early" );
@@ -129,7 +131,8 @@ TEST_F( ConverterProtocol, StatusStates )
     ASSERT_TRUE( finished );
     EXPECT_EQ( finished->url, "u" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"state": "finished"}})" ) ), "\"url\" field is missing" );
-    EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"state": "Finished", "url": "u"}})" ) ), "Unknown state: Finished" );
+    EXPECT_EQ(
+        errorOf<Result>( answer( R"({"result": {"state": "Finished", "url": "u"}})" ) ), "Unknown state: Finished" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": {"state": 3}})" ) ), "\"state\" field is missing" );
     EXPECT_EQ( errorOf<Result>( answer( R"({"result": "finished"})" ) ), "Invalid response format" );
     EXPECT_EQ( int( Result::State::NotStarted ), 1 );

@@ -8,7 +8,12 @@ using namespace VX;
 TEST( S3, UploadStreamsTheFileByPut )
 {
     float seen = -1;
-    const auto data = S3::uploadWithPresignedUrl( "https://s3/x?sig=%2F", "/in ü.zip", [&]( float f ) { seen = f; return false; } ).data();
+    const auto data = S3::uploadWithPresignedUrl( "https://s3/x?sig=%2F", "/in ü.zip",
+        [&]( float f )
+        {
+            seen = f;
+            return false;
+        } ).data();
     EXPECT_EQ( data.method, WebMethod::Put );
     EXPECT_EQ( data.url, "https://s3/x?sig=%2F" );
     EXPECT_EQ( data.inputPath, "/in ü.zip" );
@@ -38,7 +43,8 @@ TEST( S3, AnEmptyProgressCallbackIsNotInstalled )
 
 TEST( S3, AnswersBelow400AreSuccesses )
 {
-    const auto parse = []( int code ) { return S3::parseResponse( ScriptedTransport::response( code, "ignored", "why" ) ); };
+    const auto parse = []( int code )
+    { return S3::parseResponse( ScriptedTransport::response( code, "ignored", "why" ) ); };
     EXPECT_TRUE( parse( 200 ) );
     EXPECT_TRUE( parse( 399 ) );
     EXPECT_EQ( parse( 0 ).error(), "Connection error" );

@@ -42,8 +42,14 @@ TEST( StateMachine, InitialEqualToFinalRunsNoStep )
 {
     const auto before = Access::count();
     bool ran = false;
-    StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>(
-        std::unordered_map<int, std::function<int()>>{ { 5, [&] { ran = true; return 5; } } }, 5, 5 ) );
+    StateMachineExecutor::addStateMachine(
+        std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{ { 5,
+                                                   [&]
+                                                   {
+                                                       ran = true;
+                                                       return 5;
+                                                   } } },
+            5, 5 ) );
     EXPECT_FALSE( ran );
     EXPECT_EQ( Access::count(), before );
 }
@@ -54,8 +60,20 @@ TEST( StateMachine, RegularOneRunsToItsEndAndIsDestroyed )
     std::vector<int> seen;
     std::weak_ptr<StateMachine> weak;
     {
-        auto machine = std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{
-            { 0, [&] { seen.push_back( 0 ); return 1; } }, { 1, [&] { seen.push_back( 1 ); return 2; } } }, 0, 2 );
+        auto machine = std::make_shared<RegularStateMachine>(
+            std::unordered_map<int, std::function<int()>>{ { 0,
+                                                               [&]
+                                                               {
+                                                                   seen.push_back( 0 );
+                                                                   return 1;
+                                                               } },
+                { 1,
+                    [&]
+                    {
+                        seen.push_back( 1 );
+                        return 2;
+                    } } },
+            0, 2 );
         weak = machine;
         StateMachineExecutor::addStateMachine( machine );
     }
@@ -69,9 +87,20 @@ TEST( StateMachine, ResumableOneWaitsForItsContinuation )
     const auto id = Access::nextId();
     std::function<void( int )> resume;
     std::vector<int> seen;
-    auto machine = std::make_shared<ResumableStateMachine>( Steps{
-        { 0, [&]( const auto& continuation ) { seen.push_back( 0 ); resume = continuation; return 7; } },
-        { 1, [&]( const auto& ) { seen.push_back( 1 ); return 7; } } }, 0, 7, 8 );
+    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 0,
+                                                                       [&]( const auto& continuation )
+                                                                       {
+                                                                           seen.push_back( 0 );
+                                                                           resume = continuation;
+                                                                           return 7;
+                                                                       } },
+                                                                { 1,
+                                                                    [&]( const auto& )
+                                                                    {
+                                                                        seen.push_back( 1 );
+                                                                        return 7;
+                                                                    } } },
+        0, 7, 8 );
     StateMachineExecutor::addStateMachine( machine );
     EXPECT_TRUE( Access::holds( id ) );
     resume( 1 );
@@ -93,7 +122,13 @@ TEST( StateMachine, InitialEqualToWaitingDoesNothingUntilResumed )
 {
     const auto id = Access::nextId();
     int steps = 0;
-    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 7, [&]( const auto& ) { ++steps; return 8; } } }, 7, 7, 8 );
+    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 7,
+                                                                [&]( const auto& )
+                                                                {
+                                                                    ++steps;
+                                                                    return 8;
+                                                                } } },
+        7, 7, 8 );
     StateMachineExecutor::addStateMachine( machine );
     EXPECT_EQ( steps, 0 );
     EXPECT_TRUE( Access::holds( id ) );
@@ -104,7 +139,8 @@ TEST( StateMachine, AFinishedResumableOneStaysAliveByItsOwnContinuation )
 {
     std::weak_ptr<StateMachine> weak;
     {
-        auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 0, []( const auto& ) { return 8; } } }, 0, 7, 8 );
+        auto machine =
+            std::make_shared<ResumableStateMachine>( Steps{ { 0, []( const auto& ) { return 8; } } }, 0, 7, 8 );
         weak = machine;
         StateMachineExecutor::addStateMachine( machine );
     }
@@ -115,7 +151,8 @@ TEST( StateMachine, IdsGrowAcrossFinishedMachines )
 {
     const auto first = Access::nextId();
     for ( int i = 0; i < 3; ++i )
-        StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{}, 0, 0 ) );
+        StateMachineExecutor::addStateMachine(
+            std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{}, 0, 0 ) );
     EXPECT_EQ( Access::nextId(), first + 3 );
 }
 
@@ -130,7 +167,8 @@ TEST( StateMachine, AnExceptionLeavesTheMachineRegistered )
 {
     const auto id = Access::nextId();
     auto machine = std::make_shared<RegularStateMachine>(
-        std::unordered_map<int, std::function<int()>>{ { 0, []() -> int { throw std::runtime_error( "step" ); } } }, 0, 1 );
+        std::unordered_map<int, std::function<int()>>{ { 0, []() -> int { throw std::runtime_error( "step" ); } } }, 0,
+        1 );
     EXPECT_THROW( StateMachineExecutor::addStateMachine( machine ), std::runtime_error );
     EXPECT_TRUE( Access::holds( id ) );
     Access::remove( id );
@@ -139,12 +177,21 @@ TEST( StateMachine, AnExceptionLeavesTheMachineRegistered )
 TEST( StateMachine, AStepMayAddAnotherMachine )
 {
     bool inner = false;
-    StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{
-        { 0, [&] {
-            StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>(
-                std::unordered_map<int, std::function<int()>>{ { 0, [&] { inner = true; return 1; } } }, 0, 1 ) );
-            return 1;
-        } } }, 0, 1 ) );
+    StateMachineExecutor::addStateMachine( std::make_shared<RegularStateMachine>(
+        std::unordered_map<int, std::function<int()>>{ { 0,
+            [&]
+            {
+                StateMachineExecutor::addStateMachine(
+                    std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{ { 0,
+                                                               [&]
+                                                               {
+                                                                   inner = true;
+                                                                   return 1;
+                                                               } } },
+                        0, 1 ) );
+                return 1;
+            } } },
+        0, 1 ) );
     EXPECT_TRUE( inner );
 }
 
@@ -154,18 +201,31 @@ TEST( StateMachine, ManyThreadsMayAddAndResume )
     std::atomic<int> finished{ 0 };
     std::vector<std::thread> threads;
     for ( int t = 0; t < 4; ++t )
-        threads.emplace_back( [&] {
-            for ( int i = 0; i < 200; ++i )
+        threads.emplace_back(
+            [&]
             {
-                std::promise<std::function<void( int )>> waiting;
-                auto machine = std::make_shared<ResumableStateMachine>( Steps{
-                    { 0, [&]( const auto& continuation ) { waiting.set_value( continuation ); return 7; } },
-                    { 1, [&]( const auto& ) { ++finished; return 8; } } }, 0, 7, 8 );
-                StateMachineExecutor::addStateMachine( machine );
-                auto resume = waiting.get_future().get();
-                std::thread( [&] { resume( 1 ); } ).join();
-            }
-        } );
+                for ( int i = 0; i < 200; ++i )
+                {
+                    std::promise<std::function<void( int )>> waiting;
+                    auto machine =
+                        std::make_shared<ResumableStateMachine>( Steps{ { 0,
+                                                                            [&]( const auto& continuation )
+                                                                            {
+                                                                                waiting.set_value( continuation );
+                                                                                return 7;
+                                                                            } },
+                                                                     { 1,
+                                                                         [&]( const auto& )
+                                                                         {
+                                                                             ++finished;
+                                                                             return 8;
+                                                                         } } },
+                            0, 7, 8 );
+                    StateMachineExecutor::addStateMachine( machine );
+                    auto resume = waiting.get_future().get();
+                    std::thread( [&] { resume( 1 ); } ).join();
+                }
+            } );
     for ( auto& thread : threads )
         thread.join();
     EXPECT_EQ( finished, 800 );

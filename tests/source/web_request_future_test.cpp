@@ -66,10 +66,12 @@ TEST_F( WebRequestFutureTest, GetBlocksUntilTheCallbackHasRun )
 {
     WebRequestFuture future( WebRequest( "https://x" ) );
     std::atomic<bool> delivered{ false };
-    std::thread other( [&] {
-        delivered = true;
-        transport_->deliver( ScriptedTransport::response( 204, "" ) );
-    } );
+    std::thread other(
+        [&]
+        {
+            delivered = true;
+            transport_->deliver( ScriptedTransport::response( 204, "" ) );
+        } );
     EXPECT_EQ( future.get()["code"].asInt(), 204 );
     EXPECT_TRUE( delivered );
     other.join();

@@ -31,7 +31,8 @@ BackendProcess::~BackendProcess()
 
 void BackendProcess::start_()
 {
-    std::vector<std::string> arguments{ ORVANTA_BACKEND, "serve", "--data", folder_.path().string(), "--port", std::to_string( ORVANTA_TEST_PORT ) };
+    std::vector<std::string> arguments{
+        ORVANTA_BACKEND, "serve", "--data", folder_.path().string(), "--port", std::to_string( ORVANTA_TEST_PORT ) };
     arguments.insert( arguments.end(), options_.begin(), options_.end() );
     std::vector<char*> argv;
     for ( auto& argument : arguments )

@@ -21,15 +21,17 @@ void ImportFixture::SetUp()
     name_ = "orvanta-test-" + std::to_string( ::getpid() ) + "-" + std::to_string( sCounter++ );
     file_ = folder_.write( name_ + ".step", "ISO-10303-21;" );
     answers_.clear();
-    transport_ = std::make_shared<ScriptedTransport>( [this]( const WebRequestData& request ) -> std::optional<Json::Value> {
-        const std::lock_guard lock( mutex_ );
-        auto& queue = answers_[kindOf_( request )];
-        if ( queue.empty() )
-            return failedWebResponse( "nothing scripted" );
-        auto response = std::move( queue.front() );
-        queue.pop_front();
-        return response;
-    } );
+    transport_ = std::make_shared<ScriptedTransport>(
+        [this]( const WebRequestData& request ) -> std::optional<Json::Value>
+        {
+            const std::lock_guard lock( mutex_ );
+            auto& queue = answers_[kindOf_( request )];
+            if ( queue.empty() )
+                return failedWebResponse( "nothing scripted" );
+            auto response = std::move( queue.front() );
+            queue.pop_front();
+            return response;
+        } );
     setWebTransport( transport_ );
 }
 

@@ -62,7 +62,8 @@ RawTlsServer::RawTlsServer( Script script )
     address.sin_family = AF_INET;
     address.sin_port = htons( ORVANTA_TEST_PORT );
     address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
-    if ( ::bind( listener_, reinterpret_cast<sockaddr*>( &address ), sizeof address ) != 0 || ::listen( listener_, 100 ) != 0 )
+    if ( ::bind( listener_, reinterpret_cast<sockaddr*>( &address ), sizeof address ) != 0 ||
+         ::listen( listener_, 100 ) != 0 )
         throw std::runtime_error( "cannot listen" );
     threads_.emplace_back( [this] { accept_(); } );
 }
@@ -138,7 +139,8 @@ std::vector<std::string> RawTlsServer::requests() const
 
 RawReply RawTlsServer::answer( const std::string& body, const std::string& status )
 {
-    return { "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body, false, false };
+    return { "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body, false,
+        false };
 }
 
 std::string RawTlsServer::url( const std::string& path )

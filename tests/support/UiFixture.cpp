@@ -23,6 +23,8 @@ void UiFixture::SetUp()
     ::setenv( "PATH", "/nowhere", 1 ); // no desktop dialog, no browser
     setUserConfigName( "OrvantaUiTest" );
     Config::instance().reload();
+    static const bool sRegistered = ( App::registerStepFormat(), true );
+    ASSERT_TRUE( sRegistered );
     transport_ = std::make_shared<ScriptedTransport>();
     setWebTransport( transport_ );
     menu_ = std::make_shared<ImGuiMenu>();

@@ -2,6 +2,7 @@
 
 #include "support/TestMeshes.h"
 
+#include <VXViewer/menu/FolderListing.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>
@@ -54,11 +55,13 @@ TEST_F( Dialogs, NotificationIsClosedByItsCross )
 TEST_F( Dialogs, ProgressIsCanceledByEscapeWithinAFrame )
 {
     std::atomic<bool> ended{ false };
-    ProgressBar::orderWithMainThreadPostProcessing( "Opening a", [&]() -> ProgressBar::PostProcessing {
-        while ( ProgressBar::setProgress( 0.3f ) )
-            std::this_thread::yield();
-        return [&] { ended = true; };
-    } );
+    ProgressBar::orderWithMainThreadPostProcessing( "Opening a",
+        [&]() -> ProgressBar::PostProcessing
+        {
+            while ( ProgressBar::setProgress( 0.3f ) )
+                std::this_thread::yield();
+            return [&] { ended = true; };
+        } );
     turnUntil( [] { return isWindowShown( "##progress" ); } );
     window().pressKey( GLFW_KEY_ESCAPE, true );
     turnUntil( [] { return !ProgressBar::isOrdered(); } );
@@ -72,10 +75,12 @@ TEST_F( Dialogs, ProgressIsCanceledByEscapeWithinAFrame )
 
 TEST_F( Dialogs, ProgressIsCanceledByItsButton )
 {
-    ProgressBar::order( "Opening a", [] {
-        while ( ProgressBar::setProgress( 0.3f ) )
-            std::this_thread::yield();
-    } );
+    ProgressBar::order( "Opening a",
+        []
+        {
+            while ( ProgressBar::setProgress( 0.3f ) )
+                std::this_thread::yield();
+        } );
     turnUntil( [] { return isWindowShown( "##progress" ); } );
     drawFrames( 3 );
     window().moveMouse( windowPoint( "##progress", 50, 30 ) );
@@ -109,6 +114,15 @@ TEST_F( Dialogs, FileBrowserOpensAFileByKeyboard )
     turnUntil( [] { return !viewer().sceneRoot().children().empty(); } );
     EXPECT_EQ( viewer().sceneRoot().children()[0]->name(), "Cube" );
     EXPECT_FALSE( isWindowShown( "Open files" ) );
+}
+
+TEST_F( Dialogs, FileBrowserListsStepFiles )
+{
+    folder_.write( "part.step", "x" );
+    const auto listing = FolderListing::read( folder_.path(), false );
+    ASSERT_EQ( listing.entries.size(), 2u ); // the settings' folder comes first
+    EXPECT_EQ( listing.entries[1].name, "part.step" );
+    EXPECT_EQ( listing.entries[1].size, "1 B" );
 }
 
 TEST_F( Dialogs, FileBrowserIsLeftByEscape )

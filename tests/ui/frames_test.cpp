@@ -38,10 +38,12 @@ TEST_F( Frames, ForcedOnesAreDrawnAndNoMore )
 TEST_F( Frames, SignalIsEmittedOnceAFrameOnTheUiThread )
 {
     int count = 0;
-    const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect( [&] {
-        ++count;
-        EXPECT_EQ( CommandLoop::isEmpty(), true );
-    } );
+    const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect(
+        [&]
+        {
+            ++count;
+            EXPECT_EQ( CommandLoop::isEmpty(), true );
+        } );
     const auto before = viewer().framesDrawn();
     viewer().incrementForceRedrawFrames( 2 );
     settle();
@@ -68,7 +70,8 @@ TEST_F( Frames, AChangeOfTheSceneDrawsOne )
 TEST_F( Frames, EveryScaleAndSizeIsDrawn )
 {
     openCube();
-    for ( const auto& [width, height, scale] : { std::tuple( 1024, 700, 1.f ), std::tuple( 1920, 1080, 1.5f ), std::tuple( 2560, 1440, 2.f ), std::tuple( 300, 200, 1.f ) } )
+    for ( const auto& [width, height, scale] : { std::tuple( 1024, 700, 1.f ), std::tuple( 1920, 1080, 1.5f ),
+              std::tuple( 2560, 1440, 2.f ), std::tuple( 300, 200, 1.f ) } )
     {
         window().resize( width, height, scale );
         settle();

@@ -48,21 +48,24 @@ protected:
     /// Lets every conversion succeed; the names tell which request belongs to which file.
     void answerEverything()
     {
-        transport_ = std::make_shared<ScriptedTransport>( [this]( const WebRequestData& request ) -> std::optional<Json::Value> {
-            const auto call = request.url.substr( request.url.rfind( '/' ) + 1 );
-            if ( request.logName == "S3" )
+        transport_ = std::make_shared<ScriptedTransport>(
+            [this]( const WebRequestData& request ) -> std::optional<Json::Value>
             {
-                auto response = ScriptedTransport::response( 200, "" );
-                if ( !request.outputPath.empty() )
-                    response["file"] = Testing::cubeFile();
-                return response;
-            }
-            if ( call == "request" )
-                return ScriptedTransport::response( 200, R"({"result":{"request_id":"id-)" + names_.at( next_++ ) + R"(","url":"u"}})" );
-            if ( call == "status" )
-                return ScriptedTransport::response( 200, R"({"result":{"state":"finished","url":"d"}})" );
-            return ScriptedTransport::response( 200, R"({"result":{}})" );
-        } );
+                const auto call = request.url.substr( request.url.rfind( '/' ) + 1 );
+                if ( request.logName == "S3" )
+                {
+                    auto response = ScriptedTransport::response( 200, "" );
+                    if ( !request.outputPath.empty() )
+                        response["file"] = Testing::cubeFile();
+                    return response;
+                }
+                if ( call == "request" )
+                    return ScriptedTransport::response(
+                        200, R"({"result":{"request_id":"id-)" + names_.at( next_++ ) + R"(","url":"u"}})" );
+                if ( call == "status" )
+                    return ScriptedTransport::response( 200, R"({"result":{"state":"finished","url":"d"}})" );
+                return ScriptedTransport::response( 200, R"({"result":{}})" );
+            } );
         setWebTransport( transport_ );
     }
 
@@ -124,19 +127,21 @@ TEST_F( Opening, AFailureNamesTheFileAndTheReason )
 {
     std::string error;
     opener_->onError = [&]( const std::string& text ) { error = text; };
-    const auto openAndWait = [&]( const std::filesystem::path& file ) {
+    const auto openAndWait = [&]( const std::filesystem::path& file )
+    {
         error.clear();
         opener_->open( { file } );
         turnUntil( [this] { return opener_->pending() == 0; } );
         return error;
     };
-    EXPECT_EQ( openAndWait( folder_.path() / "none.step" ), "Cannot open \"none.step\": it does not exist" );
-    EXPECT_EQ( openAndWait( folder_.write( "empty.stp", "" ) ), "Cannot open \"empty.stp\": it is empty" );
+    EXPECT_EQ( openAndWait( folder_.path() / "none.step" ), "\"none.step\" does not exist" );
+    EXPECT_EQ( openAndWait( folder_.write( "empty.stp", "" ) ), "\"empty.stp\" is empty" );
     std::filesystem::create_directory( folder_.path() / "dir.step" );
-    EXPECT_EQ( openAndWait( folder_.path() / "dir.step" ), "Cannot open \"dir.step\": it is a folder; open a file in it instead" );
+    EXPECT_EQ( openAndWait( folder_.path() / "dir.step" ), "\"dir.step\" is a folder; open a file in it instead" );
     EXPECT_EQ( openAndWait( folder_.write( "a.doc", "x" ) ), "Files of type \".doc\" cannot be opened (a.doc)" );
     const auto file = step( "down" );
-    transport_ = std::make_shared<ScriptedTransport>( []( const WebRequestData& ) { return failedWebResponse( "refused" ); } );
+    transport_ =
+        std::make_shared<ScriptedTransport>( []( const WebRequestData& ) { return failedWebResponse( "refused" ); } );
     setWebTransport( transport_ );
     EXPECT_EQ( openAndWait( file ), "Cannot open \"" + file.filename().string() + "\": Connection error" );
 }

@@ -42,7 +42,8 @@ TEST( Camera, FitShowsEveryCornerInBothProjections )
                 EXPECT_LE( p.x, float( width ) );
                 EXPECT_GE( p.y, 0 );
                 EXPECT_LE( p.y, float( height ) );
-                widest = std::max( { widest, std::abs( p.x / float( width ) - 0.5f ), std::abs( p.y / float( height ) - 0.5f ) } );
+                widest = std::max(
+                    { widest, std::abs( p.x / float( width ) - 0.5f ), std::abs( p.y / float( height ) - 0.5f ) } );
             }
             EXPECT_GT( widest, 0.35f );
         }

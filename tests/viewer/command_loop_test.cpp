@@ -57,15 +57,19 @@ TEST_F( CommandLoopTest, LosesNothingFromManyThreads )
     int count = 0;
     std::vector<std::thread> threads;
     for ( int t = 0; t < 4; ++t )
-        threads.emplace_back( [&] {
-            for ( int i = 0; i < 500; ++i )
-                CommandLoop::appendCommand( [&] { ++count; } );
+        threads.emplace_back(
+            [&]
+            {
+                for ( int i = 0; i < 500; ++i )
+                    CommandLoop::appendCommand( [&] { ++count; } );
+            } );
+    std::thread joiner(
+        [&]
+        {
+            for ( auto& thread : threads )
+                thread.join();
+            done = true;
         } );
-    std::thread joiner( [&] {
-        for ( auto& thread : threads )
-            thread.join();
-        done = true;
-    } );
     while ( !done )
         CommandLoop::processCommands();
     joiner.join();
@@ -84,10 +88,12 @@ TEST_F( CommandLoopTest, BlockingCommandOfAnotherThreadWaitsForItsTurn )
 {
     std::atomic<bool> returned{ false };
     bool ran = false;
-    std::thread other( [&] {
-        CommandLoop::runCommandFromGUIThread( [&] { ran = true; } );
-        returned = true;
-    } );
+    std::thread other(
+        [&]
+        {
+            CommandLoop::runCommandFromGUIThread( [&] { ran = true; } );
+            returned = true;
+        } );
     while ( !returned )
         CommandLoop::processCommands();
     other.join();

@@ -35,10 +35,12 @@ protected:
 TEST_F( ProgressBarTest, RunsTheJobElsewhereAndItsEndHere )
 {
     std::thread::id jobThread, endThread;
-    ASSERT_TRUE( ProgressBar::orderWithMainThreadPostProcessing( "job", [&]() -> ProgressBar::PostProcessing {
-        jobThread = std::this_thread::get_id();
-        return [&] { endThread = std::this_thread::get_id(); };
-    } ) );
+    ASSERT_TRUE( ProgressBar::orderWithMainThreadPostProcessing( "job",
+        [&]() -> ProgressBar::PostProcessing
+        {
+            jobThread = std::this_thread::get_id();
+            return [&] { endThread = std::this_thread::get_id(); };
+        } ) );
     EXPECT_TRUE( ProgressBar::isOrdered() );
     turnUntil( [] { return !ProgressBar::isOrdered(); } );
     EXPECT_NE( jobThread, std::this_thread::get_id() );
@@ -49,13 +51,15 @@ TEST_F( ProgressBarTest, ShowsNameStageAndFraction )
 {
     std::promise<void> go, reported;
     auto goOn = go.get_future();
-    ProgressBar::order( "Opening a", [&] {
-        ProgressBar::forceSetTaskName( "Uploading" );
-        EXPECT_TRUE( ProgressBar::setProgress( 0.25f ) );
-        reported.set_value();
-        goOn.wait();
-        ProgressBar::resetTaskName();
-    } );
+    ProgressBar::order( "Opening a",
+        [&]
+        {
+            ProgressBar::forceSetTaskName( "Uploading" );
+            EXPECT_TRUE( ProgressBar::setProgress( 0.25f ) );
+            reported.set_value();
+            goOn.wait();
+            ProgressBar::resetTaskName();
+        } );
     reported.get_future().wait();
     const auto state = ProgressBar::state();
     ASSERT_TRUE( state );
@@ -80,13 +84,15 @@ TEST_F( ProgressBarTest, CancelAnswersAtOnceAndDropsTheResult )
 {
     std::promise<void> started;
     std::atomic<bool> told{ false }, ended{ false };
-    ProgressBar::orderWithMainThreadPostProcessing( "job", [&]() -> ProgressBar::PostProcessing {
-        started.set_value();
-        while ( ProgressBar::setProgress( 0.5f ) )
-            std::this_thread::yield();
-        told = ProgressBar::isCanceled();
-        return [&] { ended = true; };
-    } );
+    ProgressBar::orderWithMainThreadPostProcessing( "job",
+        [&]() -> ProgressBar::PostProcessing
+        {
+            started.set_value();
+            while ( ProgressBar::setProgress( 0.5f ) )
+                std::this_thread::yield();
+            told = ProgressBar::isCanceled();
+            return [&] { ended = true; };
+        } );
     started.get_future().wait();
     ProgressBar::cancel();
     EXPECT_FALSE( ProgressBar::isOrdered() );

@@ -68,7 +68,8 @@ TEST_F( WebRequestTest, DeliversOnAWorkerThreadThatMayBlock )
     std::promise<void> bothInside, secondDone;
     std::atomic<int> inside{ 0 };
     auto released = secondDone.get_future().share();
-    const auto blocking = [&]( const Json::Value& ) {
+    const auto blocking = [&]( const Json::Value& )
+    {
         if ( ++inside == 2 )
             bothInside.set_value();
         released.wait();

@@ -41,26 +41,6 @@ std::string quoted( const std::filesystem::path& file )
     return "\"" + utf8string( file.filename() ) + "\"";
 }
 
-/// What is wrong with a path before anybody looks inside; empty when nothing is.
-std::string pathProblem( const std::filesystem::path& file )
-{
-    std::error_code ec;
-    const auto status = std::filesystem::status( file, ec );
-    if ( status.type() == std::filesystem::file_type::not_found )
-        return quoted( file ) + " does not exist";
-    if ( ec )
-        return "Cannot read " + quoted( file ) + ": " + ec.message();
-    if ( std::filesystem::is_directory( status ) )
-        return quoted( file ) + " is a folder; open a file in it instead";
-    if ( !std::filesystem::is_regular_file( status ) )
-        return quoted( file ) + " is not a regular file";
-    if ( ::access( file.c_str(), R_OK ) != 0 )
-        return "Cannot read " + quoted( file ) + ": you have no permission to open it";
-    if ( std::filesystem::file_size( file, ec ) == 0 )
-        return quoted( file ) + " is empty";
-    return {};
-}
-
 } // namespace
 
 namespace FileFormats
@@ -91,10 +71,29 @@ const FileFormat* find( const std::filesystem::path& file )
 
 } // namespace FileFormats
 
+std::string fileProblem( const std::filesystem::path& file )
+{
+    std::error_code ec;
+    const auto status = std::filesystem::status( file, ec );
+    if ( status.type() == std::filesystem::file_type::not_found )
+        return quoted( file ) + " does not exist";
+    if ( ec )
+        return "Cannot read " + quoted( file ) + ": " + ec.message();
+    if ( std::filesystem::is_directory( status ) )
+        return quoted( file ) + " is a folder; open a file in it instead";
+    if ( !std::filesystem::is_regular_file( status ) )
+        return quoted( file ) + " is not a regular file";
+    if ( ::access( file.c_str(), R_OK ) != 0 )
+        return "Cannot read " + quoted( file ) + ": you have no permission to open it";
+    if ( std::filesystem::file_size( file, ec ) == 0 )
+        return quoted( file ) + " is empty";
+    return {};
+}
+
 tl::expected<LoadedObjects, std::string> loadObjectFromFile(
     const std::filesystem::path& file, const ProgressCallback& progress )
 {
-    if ( auto problem = pathProblem( file ); !problem.empty() )
+    if ( auto problem = fileProblem( file ); !problem.empty() )
         return tl::unexpected( std::move( problem ) );
     const FileFormat* format = FileFormats::find( file );
     if ( !format )

@@ -39,6 +39,10 @@ VXMESH_API void add( FileFormat format );
 
 } // namespace FileFormats
 
+/// What is wrong with a file before anybody looks inside: missing, a folder, unreadable, empty. Names the file; empty
+/// when nothing is wrong. Any thread.
+[[nodiscard]] VXMESH_API std::string fileProblem( const std::filesystem::path& file );
+
 /// Opens a file of any registered format.
 ///
 /// Blocks; any thread. Nothing is thrown, however damaged the file is. The error names the file and says what is wrong

@@ -6,6 +6,10 @@
 #include <imgui.h>
 #include <imgui_impl_glfw.h>
 
+#include <deque>
+#include <set>
+#include <utility>
+
 namespace VX
 {
 namespace
@@ -45,8 +49,6 @@ public:
 
     ~DesktopWindow() override
     {
-        if ( imguiReady_ )
-            ImGui_ImplGlfw_Shutdown();
         if ( window_ )
             glfwDestroyWindow( window_ );
         if ( initialized_ )
@@ -82,7 +84,13 @@ public:
     {
         if ( !imguiReady_ )
             imguiReady_ = ImGui_ImplGlfw_InitForOpenGL( window_, false );
+        applyKeys_();
         ImGui_ImplGlfw_NewFrame();
+    }
+    void endImGui() override
+    {
+        if ( std::exchange( imguiReady_, false ) )
+            ImGui_ImplGlfw_Shutdown();
     }
     void present() override { glfwSwapBuffers( window_ ); }
 
@@ -113,8 +121,7 @@ private:
         glfwSetKeyCallback( window_,
             []( GLFWwindow* w, int key, int scancode, int action, int mods )
             {
-                if ( self_( w ).imguiReady_ )
-                    ImGui_ImplGlfw_KeyCallback( w, key, scancode, action, mods );
+                self_( w ).keys_.push_back( { key, scancode, action, mods } );
                 self_( w ).events.key( key, action != GLFW_RELEASE, action == GLFW_REPEAT, mods );
             } );
         glfwSetCharCallback( window_,
@@ -151,6 +158,25 @@ private:
             } );
     }
 
+    struct KeyEvent
+    {
+        int key, scancode, action, modifiers;
+    };
+
+    /// Dear ImGui looks at keys once a frame, so a key that was pressed and let go between two frames is told over two.
+    void applyKeys_()
+    {
+        std::set<int> changed;
+        while ( !keys_.empty() && changed.insert( keys_.front().key ).second )
+        {
+            const auto event = keys_.front();
+            keys_.pop_front();
+            ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
+        }
+        if ( !keys_.empty() )
+            events.refresh();
+    }
+
     void setPointerCallbacks_()
     {
         glfwSetMouseButtonCallback( window_,
@@ -180,6 +206,7 @@ private:
     }
 
     GLFWwindow* window_ = nullptr;
+    std::deque<KeyEvent> keys_;
     bool initialized_ = false;
     bool imguiReady_ = false;
 };

@@ -110,6 +110,7 @@ bool Viewer::stop()
     clean = ProgressBar::shutdown( cPatience ) && clean;
     root_ = std::make_shared<Object>();
     root_->setName( "Scene" );
+    window_->endImGui();
     drawing_.reset();
     wakeable_ = nullptr;
     while ( waking_ > 0 )

@@ -79,6 +79,8 @@ public:
     virtual void show() = 0;
     /// Tells Dear ImGui the size, the time and the input of the coming frame.
     virtual void newImGuiFrame() = 0;
+    /// Takes this window out of Dear ImGui's context, which is about to go.
+    virtual void endImGui() {}
     virtual void present() = 0;
 };
 

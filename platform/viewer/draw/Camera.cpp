@@ -127,7 +127,8 @@ void Camera::fit( const Box3f& box, Vector2f covered )
     // With perspective the size on the screen depends on where the camera stands, so a few steps lead there.
     constexpr float cFilled = 0.8f;
     // The middle of what is left free, between -1 and 1.
-    const Vector2f free{ std::clamp( covered.x / float( width_ ), 0.f, 0.9f ), -std::clamp( covered.y / float( height_ ), 0.f, 0.9f ) };
+    const Vector2f free{
+        std::clamp( covered.x / float( width_ ), 0.f, 0.9f ), -std::clamp( covered.y / float( height_ ), 0.f, 0.9f ) };
     target_ = box.center();
     distance_ = std::max( box.diagonal(), 1e-6f ) / std::tan( cFieldOfView / 2 );
     for ( int i = 0; i < 8; ++i )

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VXViewer/Export.h>
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -8,7 +10,7 @@ namespace VX
 {
 
 /// What a file browser shows of one folder: folders first, then files that can be opened, hidden ones left out.
-struct FolderListing
+struct VXVIEWER_API FolderListing
 {
     struct Entry
     {

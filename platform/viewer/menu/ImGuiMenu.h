@@ -4,6 +4,7 @@
 #include <VXViewer/Export.h>
 #include <VXViewer/menu/Notification.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>

@@ -141,8 +141,8 @@ void SceneList::draw( Object& root, float scale )
     ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
     ImGui::Begin( "##sceneList", nullptr,
         ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-            ImGuiWindowFlags_NoBringToFrontOnFocus |
-            ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoScrollWithMouse );
+            ImGuiWindowFlags_NoBringToFrontOnFocus | ImGuiWindowFlags_NoScrollbar |
+            ImGuiWindowFlags_NoScrollWithMouse );
     UI::text( Fonts::Face::SemiBold, "Scene" );
     const float footer = ImGui::GetTextLineHeightWithSpacing() + 6 * scale;
     ImGui::BeginChild( "##rows", { 0, -footer } );

@@ -1,0 +1,72 @@
+"""The program without a window: pictures, errors, help."""
+import os
+import subprocess
+
+import harness
+
+options = harness.arguments()
+sandbox = harness.Sandbox(options)
+
+
+def program(*words, **more):
+    environment = dict(sandbox.environment)
+    environment.pop("DISPLAY", None)
+    return subprocess.run([options.program, *words], env=environment, capture_output=True, text=True, timeout=60, **more)
+
+
+def size_of(picture):
+    return subprocess.run(["identify", "-format", "%wx%h %k", picture], check=True, capture_output=True, text=True).stdout.split()
+
+
+def a_picture_of_a_step_file_is_drawn_without_a_display():
+    picture = os.path.join(options.pictures, "bracket.png")
+    result = program("--screenshot", picture, "--size", "900x600", sandbox.step_file("bracket.step", "one"))
+    assert result.returncode == 0, result.stderr
+    size, colours = size_of(picture)
+    assert size == "900x600"
+    assert int(colours) > 500, "the picture is nearly empty"
+
+
+def several_files_are_drawn_together():
+    picture = os.path.join(options.pictures, "several.png")
+    result = program("--screenshot", picture, sandbox.step_file("bracket.step", "a"), sandbox.step_file("drive.step", "b"))
+    assert result.returncode == 0, result.stderr
+
+
+def a_file_that_cannot_be_opened_is_named_and_no_picture_written():
+    picture = os.path.join(sandbox.folder, "none.png")
+    result = program("--screenshot", picture, "/nowhere/part.step")
+    assert result.returncode == 1
+    assert "part.step" in result.stderr and "does not exist" in result.stderr, result.stderr
+    assert not os.path.exists(picture)
+
+
+def a_picture_that_cannot_be_written_is_an_error():
+    result = program("--screenshot", "/nowhere/a.png")
+    assert result.returncode == 1 and "/nowhere/a.png" in result.stderr
+
+
+def the_service_being_down_is_an_error():
+    sandbox.backend.terminate()
+    sandbox.backend.wait()
+    result = program("--screenshot", os.path.join(sandbox.folder, "down.png"), sandbox.step_file("bracket.step", "down"))
+    assert result.returncode == 1 and "Connection error" in result.stderr, result.stderr
+
+
+def a_missing_display_is_an_error_with_a_reason():
+    result = program()
+    assert result.returncode == 1 and "display" in result.stderr.lower(), result.stderr
+
+
+def help_and_version_are_printed():
+    assert program("--version").stdout.startswith("Orvanta 0.")
+    assert "--screenshot" in program("--help").stdout
+    assert program("--nonsense").returncode != 0
+
+
+try:
+    harness.run([a_picture_of_a_step_file_is_drawn_without_a_display, several_files_are_drawn_together,
+                 a_file_that_cannot_be_opened_is_named_and_no_picture_written, a_picture_that_cannot_be_written_is_an_error,
+                 a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed, the_service_being_down_is_an_error])
+finally:
+    sandbox.close()

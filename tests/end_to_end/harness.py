@@ -1,0 +1,147 @@
+"""What the end-to-end tests share: the back end, a display, the program in a window, and looks at what it shows."""
+import argparse
+import glob
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+WORKING_FOLDER = "/.service_output_files"
+
+
+def arguments():
+    parser = argparse.ArgumentParser()
+    for name in ("program", "backend", "dropper", "samples", "port", "pictures"):
+        parser.add_argument("--" + name, required=True)
+    options = parser.parse_args()
+    os.makedirs(options.pictures, exist_ok=True)
+    return options
+
+
+def wait_for(what, condition, seconds=40):
+    """Polls a condition until it holds; a condition that never does is the failure that is reported."""
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        value = condition()
+        if value:
+            return value
+        time.sleep(0.05)
+    raise AssertionError("never happened: " + what)
+
+
+class Sandbox:
+    """A home folder and settings of their own, the back end, and an environment that trusts it."""
+
+    def __init__(self, options):
+        self.options = options
+        self.folder = tempfile.mkdtemp(prefix="orvanta-e2e-")
+        self.data = os.path.join(self.folder, "data")
+        self.environment = dict(os.environ, HOME=os.path.join(self.folder, "home"),
+                                XDG_CONFIG_HOME=os.path.join(self.folder, "config"), PATH="/usr/bin:/bin",
+                                SSL_CERT_FILE=os.path.join(self.data, "ca.pem"))
+        os.makedirs(self.environment["HOME"])
+        self.prefix = "orvanta-e2e-%d-" % os.getpid()
+        self.backend = subprocess.Popen(
+            [options.backend, "serve", "--data", self.data, "--port", options.port, "--allow-anonymous"],
+            stdout=subprocess.PIPE, text=True)
+        line = self.backend.stdout.readline()
+        assert "is ready" in line, "the back end does not start: " + line
+
+    def step_file(self, sample, stem, folder=None):
+        folder = folder or self.folder
+        os.makedirs(folder, exist_ok=True)
+        return shutil.copy(os.path.join(self.options.samples, sample), os.path.join(folder, self.prefix + stem + ".step"))
+
+    def close(self):
+        self.backend.send_signal(signal.SIGCONT)
+        self.backend.terminate()
+        self.backend.wait()
+        for left in glob.glob(os.path.join(WORKING_FOLDER, self.prefix + "*")):
+            os.remove(left)
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+
+class Display:
+    """A virtual screen without a window manager."""
+
+    def __init__(self, sandbox):
+        read, write = os.pipe()
+        self.process = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24"],
+                                        pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as line:
+            self.name = ":" + line.readline().strip()
+        sandbox.environment["DISPLAY"] = self.name
+
+    def close(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+class Program:
+    """The program in a real window, used by mouse and keyboard."""
+
+    def __init__(self, sandbox, *files):
+        self.sandbox = sandbox
+        self.process = subprocess.Popen([sandbox.options.program, "--size", "1280x800", *files],
+                                        env=sandbox.environment, stderr=subprocess.DEVNULL)
+        self.window = self.xdotool("search", "--sync", "--onlyvisible", "--name", "Orvanta").split()[0]
+
+    def xdotool(self, *words):
+        return subprocess.run(["xdotool", *map(str, words)], env=self.sandbox.environment, check=True,
+                              capture_output=True, text=True).stdout
+
+    def title(self):
+        return self.xdotool("getwindowname", self.window).strip()
+
+    def move(self, x, y):
+        self.xdotool("mousemove", "--window", self.window, x, y)
+
+    def drag(self, button, start, end):
+        self.move(*start)
+        self.xdotool("mousedown", button)
+        steps = 5
+        for i in range(1, steps + 1):
+            self.move(*(a + (b - a) * i // steps for a, b in zip(start, end)))
+        self.xdotool("mouseup", button)
+
+    def key(self, *names):
+        self.xdotool("key", "--window", self.window, *names)
+
+    def drop(self, *files):
+        subprocess.run([self.sandbox.options.dropper, self.window, *files], env=self.sandbox.environment, check=True, timeout=20)
+
+    def picture(self, name):
+        file = os.path.join(self.sandbox.options.pictures, name + ".png")
+        subprocess.run(["import", "-window", self.window, file], env=self.sandbox.environment, check=True)
+        return file
+
+    def wait_until_changed(self, what, before, at_least):
+        """Takes pictures until one differs from `before` in so many pixels, and returns it."""
+        return wait_for(what, lambda: (lambda now: now if difference(before, now) >= at_least else None)(self.picture("now")))
+
+    def wait_until_like(self, what, before, at_most):
+        return wait_for(what, lambda: difference(before, self.picture("now")) <= at_most)
+
+
+def difference(a, b):
+    """Pixels that differ visibly."""
+    result = subprocess.run(["compare", "-metric", "AE", "-fuzz", "4%", a, b, "null:"], capture_output=True, text=True)
+    assert result.returncode in (0, 1), result.stderr
+    return int(float(result.stderr.split()[0]))
+
+
+def keep(picture, options, name):
+    return shutil.copy(picture, os.path.join(options.pictures, name + ".png"))
+
+
+def run(steps):
+    """Runs each step of a test and tells which one failed."""
+    for step in steps:
+        print("--", step.__name__.replace("_", " "), flush=True)
+        step()
+    print("all steps passed")
+    sys.exit(0)

@@ -1,6 +1,7 @@
 #include "AppMenu.h"
 #include "Arguments.h"
 #include "FileOpener.h"
+#include "ProcessTime.h"
 #include "Screenshots.h"
 
 #include <VXMesh/system/SystemInfo.h>
@@ -45,6 +46,7 @@ int runWindow( const App::Arguments& arguments )
         spdlog::error( "{}", started.error() );
         return 1;
     }
+    spdlog::debug( "First frame {:.0f} ms after the start of the process", App::secondsSinceProcessStart() * 1000 );
     // After the first frame: a window that stands at once is worth more than a file a little sooner.
     if ( !arguments.files.empty() )
         CommandLoop::appendCommand( [&] { opener.open( arguments.files ); } );

@@ -1,5 +1,5 @@
 /// Makes the sample STEP files: `make_samples FOLDER` writes "bracket.step", a machined part, and "drive.step", a
-/// coloured assembly with names and instances.
+/// coloured assembly with names and instances; `make_samples FOLDER --large` writes "panel.step", of a few megabytes.
 #include <BRepAlgoAPI_Cut.hxx>
 #include <BRepAlgoAPI_Fuse.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
@@ -10,6 +10,7 @@
 #include <BRepPrimAPI_MakeCylinder.hxx>
 #include <BRepPrimAPI_MakePrism.hxx>
 #include <BRepPrimAPI_MakeTorus.hxx>
+#include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
@@ -20,6 +21,7 @@
 #include <TDocStd_Document.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
+#include <TopoDS_Compound.hxx>
 #include <TopoDS_Edge.hxx>
 #include <XCAFApp_Application.hxx>
 #include <XCAFDoc_ColorTool.hxx>
@@ -240,18 +242,39 @@ bool writeDrive( const std::string& file )
     return document.write( file );
 }
 
+/// A panel with hundreds of countersunk holes of different depths.
+bool writePanel( const std::string& file )
+{
+    constexpr int cColumns = 18, cRows = 12;
+    TopoDS_Compound holes;
+    BRep_Builder builder;
+    builder.MakeCompound( holes );
+    for ( int x = 0; x < cColumns; ++x )
+        for ( int y = 0; y < cRows; ++y )
+        {
+            const double cx = 10 + 10 * x, cy = 10 + 10 * y;
+            builder.Add( holes, fuse( cylinder( { cx, cy, -1 }, { 0, 0, 1 }, 1.5, 10 ), cylinder( { cx, cy, 3 + 0.01 * x }, { 0, 0, 1 }, 3, 10 ) ) );
+        }
+    Document document;
+    document.part( "Panel", cut( box( { 0, 0, 0 }, { 10. + 10 * cColumns, 10. + 10 * cRows, 6 } ), holes ), srgb( 150, 164, 178 ) );
+    return document.write( file );
+}
+
 } // namespace
 
 int main( int argc, char** argv )
 {
-    if ( argc != 2 )
+    const bool large = argc == 3 && std::string( argv[2] ) == "--large";
+    if ( argc != 2 && !large )
     {
-        std::fputs( "Usage: make_samples FOLDER\n", stderr );
+        std::fputs( "Usage: make_samples FOLDER [--large]\n", stderr );
         return 2;
     }
     Message::DefaultMessenger()->ChangePrinters().Clear();
     const std::string folder = argv[1];
-    if ( writeBracket( folder + "/bracket.step" ) && writeDrive( folder + "/drive.step" ) )
+    if ( large && writePanel( folder + "/panel.step" ) )
+        return 0;
+    if ( !large && writeBracket( folder + "/bracket.step" ) && writeDrive( folder + "/drive.step" ) )
         return 0;
     std::fputs( "The samples cannot be written\n", stderr );
     return 1;

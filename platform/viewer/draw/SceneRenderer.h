@@ -46,6 +46,7 @@ public:
         return id > 0 && id <= items_.size() ? items_[id - 1].object : nullptr;
     }
 
+    [[nodiscard]] bool isEmpty() const { return items_.empty(); }
     [[nodiscard]] size_t triangleCount() const { return triangleCount_; }
 
 private:

@@ -62,7 +62,9 @@ void SceneView::updateScene_()
 void SceneView::updateTargets_()
 {
     static const bool sSoftware = isSoftware();
-    const int samples = sSoftware && renderer_.triangleCount() > cMaxTrianglesSmoothInSoftware ? 0 : cSamples;
+    const bool tooMany = sSoftware && renderer_.triangleCount() > cMaxTrianglesSmoothInSoftware;
+    // The background has no edges to smooth, and the first frame comes sooner without.
+    const int samples = tooMany || renderer_.isEmpty() ? 0 : cSamples;
     if ( targetWidth_ == width_ && targetHeight_ == height_ && samples_ == samples )
         return;
     targetWidth_ = width_;

@@ -50,8 +50,12 @@ void resumeMany( benchmark::State& state )
         waiting.reserve( cMachines );
         for ( int i = 0; i < cMachines; ++i )
             StateMachineExecutor::addStateMachine( std::make_shared<ResumableStateMachine>(
-                std::unordered_map<int, ResumableStateMachine::Step>{
-                    { 0, [&]( const auto& resume ) { waiting.push_back( resume ); return 7; } },
+                std::unordered_map<int, ResumableStateMachine::Step>{ { 0,
+                                                                          [&]( const auto& resume )
+                                                                          {
+                                                                              waiting.push_back( resume );
+                                                                              return 7;
+                                                                          } },
                     { 1, []( const auto& ) { return 8; } } },
                 0, 7, 8 ) );
         state.ResumeTiming();

@@ -19,7 +19,8 @@ std::shared_ptr<ObjectMesh> sheet( uint32_t n )
     auto mesh = std::make_shared<Mesh>();
     for ( uint32_t y = 0; y <= n; ++y )
         for ( uint32_t x = 0; x <= n; ++x )
-            mesh->points.push_back( { float( x ), float( y ), 10 * std::sin( float( x ) * 0.05f ) * std::cos( float( y ) * 0.07f ) } );
+            mesh->points.push_back(
+                { float( x ), float( y ), 10 * std::sin( float( x ) * 0.05f ) * std::cos( float( y ) * 0.07f ) } );
     for ( uint32_t y = 0; y < n; ++y )
         for ( uint32_t x = 0; x < n; ++x )
         {

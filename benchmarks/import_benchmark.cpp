@@ -73,7 +73,8 @@ double timeHere( const std::filesystem::path& file )
 double timeRemote( const std::filesystem::path& file, int round )
 {
     // A name of its own, or the result of the round before would answer.
-    const auto copy = std::filesystem::temp_directory_path() / fmt::format( "orvanta-bench-{}-{}.step", ::getpid(), round );
+    const auto copy =
+        std::filesystem::temp_directory_path() / fmt::format( "orvanta-bench-{}-{}.step", ::getpid(), round );
     std::filesystem::copy_file( file, copy, std::filesystem::copy_options::overwrite_existing );
     const auto begin = Clock::now();
     const auto result = ConverterService::fromStep( copy );
@@ -81,7 +82,8 @@ double timeRemote( const std::filesystem::path& file, int round )
     if ( !result )
         fmt::print( stderr, "{}\n", result.error() );
     std::filesystem::remove( copy );
-    std::filesystem::remove( std::filesystem::path( "/.service_output_files" ) / copy.filename().replace_extension( ".vxu" ) );
+    std::filesystem::remove(
+        std::filesystem::path( "/.service_output_files" ) / copy.filename().replace_extension( ".vxu" ) );
     // The service starts its next worker; a person does not open the next file in the same instant either.
     std::this_thread::sleep_for( std::chrono::milliseconds( 500 ) );
     return seconds;
@@ -102,8 +104,8 @@ int main( int argc, char** argv )
             here.push_back( timeHere( file ) );
             remote.push_back( timeRemote( file, round ) );
         }
-        fmt::print( "{:<28} {:>9} {:>12.3f} {:>10.3f} {:>10.3f}\n", file.filename().string(), std::filesystem::file_size( file ) / 1000,
-            median( here ), median( remote ), 0.12 + 1.05 * median( here ) );
+        fmt::print( "{:<28} {:>9} {:>12.3f} {:>10.3f} {:>10.3f}\n", file.filename().string(),
+            std::filesystem::file_size( file ) / 1000, median( here ), median( remote ), 0.12 + 1.05 * median( here ) );
     }
     finishWebRequests( std::chrono::seconds( 1 ) );
     return 0;

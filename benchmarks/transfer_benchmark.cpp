@@ -63,7 +63,11 @@ double ours( const std::string& url, bool upload, const std::string& file, std::
 {
     WebRequest request( url );
     request.setTimeout( 600'000 );
-    const auto progress = [&]( float ) { ++reports; return true; };
+    const auto progress = [&]( float )
+    {
+        ++reports;
+        return true;
+    };
     if ( upload )
     {
         request.setMethod( WebRequest::Method::Put );
@@ -83,7 +87,8 @@ double ours( const std::string& url, bool upload, const std::string& file, std::
 
 double curl( const std::string& url, bool upload, const std::string& file )
 {
-    const auto command = fmt::format( "curl -s --cacert \"$SSL_CERT_FILE\" {} '{}' '{}'", upload ? "-o /dev/null -T" : "-o", file, url );
+    const auto command =
+        fmt::format( "curl -s --cacert \"$SSL_CERT_FILE\" {} '{}' '{}'", upload ? "-o /dev/null -T" : "-o", file, url );
     const auto begin = Clock::now();
     return std::system( command.c_str() ) == 0 ? megabytesPerSecond( begin ) : -1;
 }

@@ -253,10 +253,12 @@ bool writePanel( const std::string& file )
         for ( int y = 0; y < cRows; ++y )
         {
             const double cx = 10 + 10 * x, cy = 10 + 10 * y;
-            builder.Add( holes, fuse( cylinder( { cx, cy, -1 }, { 0, 0, 1 }, 1.5, 10 ), cylinder( { cx, cy, 3 + 0.01 * x }, { 0, 0, 1 }, 3, 10 ) ) );
+            builder.Add( holes, fuse( cylinder( { cx, cy, -1 }, { 0, 0, 1 }, 1.5, 10 ),
+                                    cylinder( { cx, cy, 3 + 0.01 * x }, { 0, 0, 1 }, 3, 10 ) ) );
         }
     Document document;
-    document.part( "Panel", cut( box( { 0, 0, 0 }, { 10. + 10 * cColumns, 10. + 10 * cRows, 6 } ), holes ), srgb( 150, 164, 178 ) );
+    document.part( "Panel", cut( box( { 0, 0, 0 }, { 10. + 10 * cColumns, 10. + 10 * cRows, 6 } ), holes ),
+        srgb( 150, 164, 178 ) );
     return document.write( file );
 }
 

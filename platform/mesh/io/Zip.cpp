@@ -54,8 +54,7 @@ private:
         case ZIP_SOURCE_READ:
             return read_( data, size );
         case ZIP_SOURCE_CLOSE:
-            packed_ = {};
-            ready_ = false;
+            // libzip opens and closes a source more than once; packing again each time would double the work.
             return 0;
         case ZIP_SOURCE_STAT:
             return stat_( static_cast<zip_stat_t*>( data ) );

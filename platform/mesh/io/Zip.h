@@ -17,7 +17,8 @@ namespace VX
 /// is listed in `excludeFiles` stay out. A non-empty `password` encrypts each entry (WinZip AES-256); the names stay
 /// readable. `progress` is called on the calling thread.
 ///
-/// Blocks; any thread. On failure or when stopped no archive is left behind, a former one stays as it was, and the
+/// Blocks; any thread; holds the packed files in memory until the archive is written. On failure or when stopped no
+/// archive is left behind, a former one stays as it was, and the
 /// text says what could not be read or written ("Operation was canceled" when stopped).
 [[nodiscard]] VXMESH_API tl::expected<void, std::string> compressZip( const std::filesystem::path& zipFile,
     const std::filesystem::path& sourceFolder, const std::vector<std::filesystem::path>& excludeFiles = {},

@@ -55,8 +55,8 @@ void mergeIcons( float size )
 
 void build( float scale )
 {
-    // Latin with its extensions, Greek, Cyrillic, punctuation and arrows: what file names of our users are made of. Only
-    // the regular face shows those; rasterising all of them four times would be a third of the start.
+    // Latin with its extensions, Greek, Cyrillic, punctuation and arrows: what file names of our users are made of.
+    // Only the regular face shows those; rasterising all of them four times would be a third of the start.
     static constexpr ImWchar cOwnTexts[] = { 0x20, 0xff, 0x2010, 0x2027, 0x2190, 0x2193, 0 };
     static constexpr ImWchar cRanges[] = { 0x20, 0x24f, 0x370, 0x3ff, 0x400, 0x4ff, 0x2010, 0x2027, 0x2190, 0x2193, 0 };
     auto& atlas = *ImGui::GetIO().Fonts;
@@ -66,7 +66,9 @@ void build( float scale )
     for ( const auto& face : cFaces )
     {
         const float size = std::round( face.size * scale );
-        ImFont* font = exists( face.file ) ? atlas.AddFontFromFileTTF( face.file, size, nullptr, face.wide ? cRanges : cOwnTexts ) : nullptr;
+        ImFont* font = exists( face.file )
+                           ? atlas.AddFontFromFileTTF( face.file, size, nullptr, face.wide ? cRanges : cOwnTexts )
+                           : nullptr;
         if ( !font )
         {
             ImFontConfig config;

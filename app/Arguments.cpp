@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <charconv>
 
 namespace VX::App
@@ -27,6 +28,23 @@ std::string parseSize( const std::string& text, int& width, int& height )
     return {};
 }
 
+/// The arguments that are not ours but the library's, which have one dash and a long name: taken out, so that the rest
+/// can be read in the usual way. They stay among the viewer's arguments.
+tl::expected<std::vector<std::string>, EarlyEnd> withoutLibraryArguments( const std::vector<std::string>& all )
+{
+    std::vector<std::string> out;
+    for ( size_t i = 0; i < all.size(); ++i )
+    {
+        if ( all[i] == "-noTelemetry" )
+            continue;
+        if ( all[i] != "-creds" )
+            out.push_back( all[i] );
+        else if ( ++i == all.size() )
+            return tl::unexpected( EarlyEnd{ "-creds: a file with \"email\" and \"password\" must follow\n", 1 } );
+    }
+    return out;
+}
+
 } // namespace
 
 tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* argv )
@@ -34,15 +52,23 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
     Arguments out;
     std::string size;
     CLI::App app( "Orvanta: viewer of 3D meshes, point clouds and STEP models", "Orvanta" );
+    app.footer( "Besides: -creds FILE signs in with the \"email\" and \"password\" of a JSON file,\n"
+                "-noTelemetry keeps usage statistics off for this run." );
     app.set_version_flag( "--version", "Orvanta " + GetVXVersionString() );
     app.add_option( "files", out.files, "Files to open" );
     app.add_option( "--screenshot", out.screenshot, "Draw the files into a PNG file without a window, and end" );
     app.add_option( "--size", size, "Size of the window or picture, such as 1280x800" )
         ->check( [&out]( const std::string& text ) { return parseSize( text, out.width, out.height ); } );
+    app.add_option( "--config", out.config, "JSON configuration of the ribbon, menu and fonts" );
     app.add_flag( "--verbose", out.verbose, "Write more to the log" );
+    out.all.assign( argv + 1, argv + argc );
+    auto ours = withoutLibraryArguments( out.all );
+    if ( !ours )
+        return tl::unexpected( ours.error() );
+    std::reverse( ours->begin(), ours->end() ); // the parser takes them from the end
     try
     {
-        app.parse( argc, argv );
+        app.parse( std::move( *ours ) );
     }
     catch ( const CLI::ParseError& e )
     {
@@ -50,7 +76,6 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
         const int status = app.exit( e, text, errors );
         return tl::unexpected( EarlyEnd{ text.str() + errors.str(), status } );
     }
-    out.all.assign( argv + 1, argv + argc );
     return out;
 }
 

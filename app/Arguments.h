@@ -16,6 +16,8 @@ struct Arguments
     std::vector<std::filesystem::path> files;
     /// Draw the files into this PNG file without a window, and end.
     std::optional<std::filesystem::path> screenshot;
+    /// JSON configuration that replaces members of the program's own.
+    std::optional<std::filesystem::path> config;
     int width = 1280;
     int height = 800;
     bool verbose = false;

@@ -2,16 +2,17 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
+#include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace VX::App
 {
@@ -23,21 +24,32 @@ std::string quoted( const std::filesystem::path& file )
     return "\"" + utf8string( file.filename() ) + "\"";
 }
 
+const std::vector<std::string>& stepExtensions()
+{
+    static const std::vector<std::string> sExtensions{ ".step", ".stp" };
+    return sExtensions;
+}
+
+void notify(
+    ImGuiMenu& menu, const std::filesystem::path& file, const std::string& text, NotificationType type, float seconds )
+{
+    menu.pushNotification(
+        { .header = utf8string( file.filename() ), .text = text, .type = type, .lifeTimeSec = seconds } );
+}
+
 } // namespace
 
 void registerStepFormat()
 {
     FileFormats::add(
-        { "STEP model", { ".step", ".stp" }, []( const std::filesystem::path& file, const ProgressCallback& progress )
+        { "STEP model", stepExtensions(), []( const std::filesystem::path& file, const ProgressCallback& progress )
             { return ConverterService::fromStep( file, progress ); } } );
 }
 
 bool isStepFile( const std::filesystem::path& file )
 {
-    auto extension = utf8string( file.extension() );
-    std::transform( extension.begin(), extension.end(), extension.begin(),
-        []( unsigned char c ) { return char( std::tolower( c ) ); } );
-    return extension == ".step" || extension == ".stp";
+    const auto& known = stepExtensions();
+    return std::find( known.begin(), known.end(), toLower( utf8string( file.extension() ) ) ) != known.end();
 }
 
 FileOpener::FileOpener()
@@ -161,18 +173,15 @@ void FileOpener::finish_( const std::filesystem::path& file, Result result, bool
 void FileOpener::addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background )
 {
     auto& viewer = getViewerInstance();
-    for ( auto& object : objects.objects )
-        viewer.sceneRoot().addChild( std::move( object ) );
+    SceneEdits::add( "Open " + utf8string( file.filename() ), objects.objects );
     viewer.fitScene();
     viewer.viewerTitle()->setSceneName( utf8string( file.filename() ) );
     if ( const auto& menu = viewer.getMenuPlugin() )
     {
         if ( background )
-            menu->pushNotification(
-                { utf8string( file.filename() ), "The file is open", NotificationType::Info, {}, {}, 6 } );
+            notify( *menu, file, "The file is open", NotificationType::Info, 6 );
         if ( !objects.warnings.empty() )
-            menu->pushNotification(
-                { utf8string( file.filename() ), objects.warnings, NotificationType::Warning, {}, {}, 12 } );
+            notify( *menu, file, objects.warnings, NotificationType::Warning, 12 );
     }
     if ( onOpened )
         onOpened( file );
@@ -186,7 +195,7 @@ void FileOpener::showError_( const std::filesystem::path& file, const std::strin
         return onError( message );
     const auto& menu = getViewerInstance().getMenuPlugin();
     if ( menu && background )
-        menu->pushNotification( { utf8string( file.filename() ), text, NotificationType::Error, {}, {}, 20 } );
+        notify( *menu, file, text, NotificationType::Error, 20 );
     else if ( menu )
         menu->showModalMessage( message, NotificationType::Error );
 }

@@ -1,12 +1,16 @@
-#include "AppMenu.h"
+#include "AppSetup.h"
+#include "AppTools.h"
 #include "Arguments.h"
 #include "FileOpener.h"
 #include "ProcessTime.h"
 #include "Screenshots.h"
 
+#include <VXMesh/io/Json.h>
+#include <VXMesh/io/Path.h>
 #include <VXMesh/system/SystemInfo.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/UserDirs.h>
 
 #include <spdlog/sinks/stdout_color_sinks.h>
@@ -32,20 +36,35 @@ LaunchParams launchParams( const App::Arguments& arguments )
     return params;
 }
 
-int runWindow( const App::Arguments& arguments )
+/// Reads the document of `--config`; false, and said why, when it cannot be used.
+bool readConfig( const App::Arguments& arguments, Json::Value& config )
+{
+    if ( !arguments.config )
+        return true;
+    auto read = deserializeJsonValue( *arguments.config );
+    if ( read && read->isObject() )
+    {
+        config = std::move( *read );
+        return true;
+    }
+    spdlog::error( "The configuration \"{}\" cannot be used: {}", utf8string( *arguments.config ),
+        read ? "it is not a JSON object" : read.error() );
+    return false;
+}
+
+int runWindow( const App::Arguments& arguments, App::AppSetup& setup )
 {
     auto& viewer = getViewerInstance();
     App::FileOpener opener;
-    const auto menu = std::make_shared<ImGuiMenu>();
-    App::addAppMenu( *menu, opener );
-    viewer.setMenuPlugin( menu );
     viewer.filesDroppedSignal.connect(
         [&]( const std::vector<std::filesystem::path>& files ) { opener.open( files ); } );
-    if ( const auto started = viewer.start( launchParams( arguments ) ); !started )
+    if ( const auto started = viewer.start( launchParams( arguments ), setup ); !started )
     {
         spdlog::error( "{}", started.error() );
         return 1;
     }
+    viewer.getMenuPlugin()->setOpenAction(
+        [&]( const std::vector<std::filesystem::path>& files ) { opener.open( files ); } );
     spdlog::debug( "First frame {:.0f} ms after the start of the process", App::secondsSinceProcessStart() * 1000 );
     // After the first frame: a window that stands at once is worth more than a file a little sooner.
     if ( !arguments.files.empty() )
@@ -71,6 +90,13 @@ int main( int argc, char** argv )
         spdlog::set_level( spdlog::level::debug );
     setUserConfigName( "Orvanta" );
     App::registerStepFormat();
-    return arguments->screenshot ? App::takeScreenshot( *arguments, launchParams( *arguments ) )
-                                 : runWindow( *arguments );
+    App::registerAboutTool();
+    App::registerImportSetting();
+    if ( arguments->screenshot )
+        return App::takeScreenshot( *arguments, launchParams( *arguments ) );
+    Json::Value config;
+    if ( !readConfig( *arguments, config ) )
+        return 1;
+    App::AppSetup setup( App::mergedConfig( config ) );
+    return runWindow( *arguments, setup );
 }

@@ -26,6 +26,7 @@ pkg_check_modules(epoxy REQUIRED IMPORTED_TARGET epoxy)
 pkg_check_modules(egl REQUIRED IMPORTED_TARGET egl)
 pkg_check_modules(stb REQUIRED IMPORTED_TARGET stb)
 pkg_check_modules(seccomp REQUIRED IMPORTED_TARGET libseccomp)
+pkg_check_modules(spnav REQUIRED IMPORTED_TARGET spnav)
 pkg_check_modules(assimp REQUIRED IMPORTED_TARGET assimp)
 
 find_path(IMGUI_INCLUDE_DIR imgui.h PATH_SUFFIXES imgui REQUIRED)

@@ -1,5 +1,11 @@
 #include <VXOrvanta/account/UserInfo.h>
 
+#include <VXOrvanta/shell/OrvantaWindowTitle.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
+#include <VXOrvanta/telemetry/TelemetryConfig.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/settings/Config.h>
+
 namespace VX
 {
 
@@ -7,6 +13,30 @@ UserInfo& UserInfo::instance_()
 {
     static UserInfo sInstance;
     return sInstance;
+}
+
+const std::string& UserInfo::getEmail()
+{
+    return instance_().email_;
+}
+
+void UserInfo::setEmail( std::string email )
+{
+    if ( !email.empty() )
+    {
+        SessionLogs::allow( Config::instance().getBool( cTelemetryAllowedConfigKey, true ) );
+        SessionLogs::requestSessionId( email );
+        SessionLogs::logAction( "Sign In" );
+    }
+    else
+    {
+        SessionLogs::logAction( "Sign Out" );
+        SessionLogs::flushIfNeeded( true );
+        SessionLogs::clearSessionId();
+    }
+    if ( auto* title = dynamic_cast<OrvantaWindowTitle*>( getViewerInstance().viewerTitle().get() ) )
+        title->setEmail( email );
+    instance_().email_ = std::move( email );
 }
 
 const std::string& UserInfo::getAccessToken()

@@ -14,12 +14,19 @@ namespace VX
 class VXORVANTA_API UserInfo
 {
 public:
+    /// Empty when nobody is signed in.
+    [[nodiscard]] static const std::string& getEmail();
+    /// A sign-in, or with an empty address a sign-out: opens or closes the telemetry session with the stored consent,
+    /// and shows the address in the window's title.
+    static void setEmail( std::string email );
+
     /// The credential that services ask for; empty when nobody is signed in.
     [[nodiscard]] static const std::string& getAccessToken();
     static void setAccessToken( std::string token );
 
 private:
     static UserInfo& instance_();
+    std::string email_;
     std::string accessToken_;
 };
 

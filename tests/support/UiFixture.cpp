@@ -2,11 +2,12 @@
 
 #include "support/TestMeshes.h"
 
-#include <AppMenu.h>
+#include <AppTools.h>
 
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
+#include <VXViewer/ui/ColorTheme.h>
 
 #include <imgui.h>
 #include <imgui_internal.h>
@@ -21,32 +22,51 @@ void UiFixture::SetUp()
     ::setenv( "XDG_CONFIG_HOME", folder_.path().c_str(), 1 );
     ::setenv( "HOME", folder_.path().c_str(), 1 );
     ::setenv( "PATH", "/nowhere", 1 ); // no desktop dialog, no browser
-    setUserConfigName( "OrvantaUiTest" );
-    Config::instance().reload();
-    static const bool sRegistered = ( App::registerStepFormat(), true );
+    static const bool sRegistered =
+        ( App::registerStepFormat(), App::registerAboutTool(), App::registerImportSetting(), true );
     ASSERT_TRUE( sRegistered );
-    transport_ = std::make_shared<ScriptedTransport>();
-    setWebTransport( transport_ );
-    menu_ = std::make_shared<ImGuiMenu>();
+    start_();
+}
+
+void UiFixture::start_()
+{
+    // What the program asks by itself when it starts is left without an answer.
+    setWebTransport( std::make_shared<ScriptedTransport>() );
+    ColorTheme::setupPreset( ColorTheme::Preset::Dark );
+    setup_ = std::make_unique<App::AppSetup>( App::mergedConfig( config() ) );
     opener_ = std::make_unique<App::FileOpener>();
-    App::addAppMenu( *menu_, *opener_ );
-    viewer().setMenuPlugin( menu_ );
     LaunchParams params;
     params.appName = "Orvanta";
     params.windowless = true;
-    const auto started = viewer().start( params );
+    const auto started = viewer().start( params, *setup_ );
     ASSERT_TRUE( started ) << started.error();
+    menu_ = OrvantaRibbonMenu::instance();
+    ASSERT_TRUE( menu_ );
+    menu_->setOpenAction( [this]( const auto& files ) { opener_->open( files ); } );
     drops_ = viewer().filesDroppedSignal.connect( [this]( const auto& files ) { opener_->open( files ); } );
     settle();
+    transport_ = std::make_shared<ScriptedTransport>();
+    setWebTransport( transport_ );
 }
 
-void UiFixture::TearDown()
+void UiFixture::stop_()
 {
     drops_.disconnect();
     opener_.reset();
     EXPECT_TRUE( viewer().stop() );
     menu_.reset();
     setWebTransport( nullptr );
+}
+
+void UiFixture::TearDown()
+{
+    stop_();
+}
+
+void UiFixture::restart()
+{
+    stop_();
+    start_();
 }
 
 void UiFixture::settle()
@@ -132,6 +152,34 @@ bool UiFixture::isWindowShown( const std::string& name )
         if ( window->Active && std::string( window->Name ).find( name ) != std::string::npos )
             return true;
     return false;
+}
+
+Vector2f UiFixture::windowPointFromTop( const std::string& name, float left, float top )
+{
+    for ( const ImGuiWindow* window : ImGui::GetCurrentContext()->Windows )
+        if ( window->Active && std::string( window->Name ).find( name ) != std::string::npos )
+            return { window->Pos.x + left, window->Pos.y + top };
+    return { -1, -1 };
+}
+
+void UiFixture::type( const std::string& text )
+{
+    window().type( text );
+    settle();
+}
+
+void UiFixture::pressTool( const std::string& name )
+{
+    const auto item = RibbonSchemaHolder::findItem( name );
+    ASSERT_TRUE( item ) << name;
+    menu_->emitItemPressed( item );
+    settle();
+}
+
+bool UiFixture::isActive( const std::string& toolName )
+{
+    const auto item = RibbonSchemaHolder::findItem( toolName );
+    return item && item->isActive();
 }
 
 Vector2f UiFixture::windowPoint( const std::string& name, float right, float bottom )

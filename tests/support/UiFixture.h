@@ -2,11 +2,12 @@
 
 #include "support/ScratchFolder.h"
 
+#include <AppSetup.h>
 #include <FileOpener.h>
 
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/OffscreenWindow.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/web/ScriptedTransport.h>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,11 @@ class UiFixture : public testing::Test
 protected:
     void SetUp() override;
     void TearDown() override;
+
+    /// What the configuration of the program is replaced by, member by member; for tests to override.
+    [[nodiscard]] virtual Json::Value config() const { return {}; }
+    /// Ends the program and starts it again with the same settings.
+    void restart();
 
     /// Turns the loop until nothing is left to do at once.
     void settle();
@@ -49,14 +55,26 @@ protected:
     [[nodiscard]] static size_t difference( const Image& a, const Image& b );
     /// Whether Dear ImGui has drawn a window whose name contains a text in the last frame.
     [[nodiscard]] static bool isWindowShown( const std::string& name );
-    /// Middle of a window of that name.
+    /// A place in a window of that name, counted from its right and lower edges.
     [[nodiscard]] static Vector2f windowPoint( const std::string& name, float right, float bottom );
+    /// The same from its left and upper edges.
+    [[nodiscard]] static Vector2f windowPointFromTop( const std::string& name, float left, float top );
+    /// Types into the field that has the keyboard.
+    void type( const std::string& text );
+    /// Presses a tool as its button in the ribbon would.
+    void pressTool( const std::string& name );
+    [[nodiscard]] static bool isActive( const std::string& toolName );
 
     ScratchFolder folder_;
-    std::shared_ptr<ImGuiMenu> menu_;
+    std::shared_ptr<OrvantaRibbonMenu> menu_;
+    std::unique_ptr<App::AppSetup> setup_;
     std::unique_ptr<App::FileOpener> opener_;
     std::shared_ptr<ScriptedTransport> transport_;
     boost::signals2::scoped_connection drops_;
+
+private:
+    void start_();
+    void stop_();
 };
 
 } // namespace VX::Testing

@@ -44,11 +44,11 @@ TEST_F( Dialogs, MessagesWaitForTheirTurnAndTheSameOneIsShownOnce )
 
 TEST_F( Dialogs, NotificationIsClosedByItsCross )
 {
-    menu_->pushNotification( { "Saved", "a file", NotificationType::Info, {}, {}, 1000 } );
+    menu_->pushNotification(
+        { .header = "Saved", .text = "a file", .type = NotificationType::Info, .lifeTimeSec = 1000 } );
     settle();
     ASSERT_TRUE( isWindowShown( "##notification" ) );
-    const auto lower = windowPoint( "##notification", 22, 0 );
-    click( { lower.x, windowPoint( "##notification", 0, 0 ).y - 40 } );
+    click( { windowPoint( "##notification", 26, 0 ).x, windowPointFromTop( "##notification", 0, 22 ).y } );
     EXPECT_FALSE( isWindowShown( "##notification" ) );
 }
 
@@ -131,10 +131,4 @@ TEST_F( Dialogs, FileBrowserIsLeftByEscape )
     ASSERT_TRUE( isWindowShown( "Open files" ) );
     press( GLFW_KEY_ESCAPE );
     EXPECT_FALSE( isWindowShown( "Open files" ) );
-}
-
-TEST_F( Dialogs, MenuOpensByMouse )
-{
-    click( { 30, 14 } );
-    EXPECT_TRUE( isWindowShown( "##Menu_00" ) );
 }

@@ -77,7 +77,7 @@ TEST_F( Frames, EveryScaleAndSizeIsDrawn )
         settle();
         const auto image = frame();
         EXPECT_EQ( image.width, width );
-        EXPECT_FLOAT_EQ( menu_->menuScaling(), scale );
+        EXPECT_FLOAT_EQ( menu_->menu_scaling(), scale );
     }
 }
 

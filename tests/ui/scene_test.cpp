@@ -2,7 +2,7 @@
 
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/draw/Camera.h>
-#include <VXViewer/draw/SceneRenderer.h>
+#include <VXViewer/draw/DrawSettings.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
@@ -82,8 +82,7 @@ TEST_F( Scene, DeleteRemovesTheSelection )
 
 TEST_F( Scene, EyeInTheListHidesAndShows )
 {
-    const auto eye = windowPoint( "##rows", 22, 0 );
-    const Vector2f row{ eye.x, 82 };
+    const Vector2f row{ windowPoint( "##rows", 17, 0 ).x, windowPointFromTop( "##rows", 0, 14 ).y };
     click( row );
     EXPECT_FALSE( cube().isVisible() );
     click( row );
@@ -92,7 +91,7 @@ TEST_F( Scene, EyeInTheListHidesAndShows )
 
 TEST_F( Scene, RowInTheListSelects )
 {
-    click( { 100, 82 } );
+    click( windowPointFromTop( "##rows", 100, 14 ) );
     EXPECT_TRUE( cube().isSelected() );
 }
 

@@ -4,9 +4,9 @@
 #include <VXMesh/formats/PointFormats.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 
 #include <algorithm>
-#include <cctype>
 #include <exception>
 
 #include <unistd.h>
@@ -30,10 +30,7 @@ std::vector<FileFormat>& registry()
 
 std::string lowerCaseExtension( const std::filesystem::path& file )
 {
-    std::string extension = utf8string( file.extension() );
-    std::transform( extension.begin(), extension.end(), extension.begin(),
-        []( unsigned char c ) { return char( std::tolower( c ) ); } );
-    return extension;
+    return toLower( utf8string( file.extension() ) );
 }
 
 std::string quoted( const std::filesystem::path& file )

@@ -1,5 +1,9 @@
 #include <VXMesh/scene/Object.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
 namespace VX
 {
 namespace
@@ -78,12 +82,18 @@ void Object::select( bool on )
 
 bool Object::addChild( std::shared_ptr<Object> child )
 {
+    return insertChild( std::move( child ), SIZE_MAX );
+}
+
+bool Object::insertChild( std::shared_ptr<Object> child, size_t index )
+{
     for ( const Object* object = this; object; object = object->parent_ )
         if ( object == child.get() )
             return false;
     child->detach();
     child->parent_ = this;
-    children_.push_back( std::move( child ) );
+    const auto place = std::min( index, children_.size() );
+    children_.insert( children_.begin() + ptrdiff_t( place ), std::move( child ) );
     changed_();
     return true;
 }
@@ -93,9 +103,12 @@ std::shared_ptr<Object> Object::detach()
     auto self = weak_from_this().lock();
     if ( !parent_ )
         return self;
-    Object* parent = parent_;
-    std::erase_if( parent->children_, [this]( const auto& child ) { return child.get() == this; } );
-    parent_ = nullptr;
+    Object* parent = std::exchange( parent_, nullptr );
+    // From the end, where those stand that are taken out one after the other.
+    auto& siblings = parent->children_;
+    const auto it =
+        std::find_if( siblings.rbegin(), siblings.rend(), [this]( const auto& child ) { return child.get() == this; } );
+    siblings.erase( std::next( it ).base() );
     parent->changed_();
     return self;
 }

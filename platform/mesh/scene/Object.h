@@ -43,6 +43,8 @@ public:
     [[nodiscard]] const std::vector<std::shared_ptr<Object>>& children() const { return children_; }
     /// Appends a child, taking it from its former parent; false, and nothing done, when that would make a cycle.
     bool addChild( std::shared_ptr<Object> child );
+    /// The same at a place among the children; beyond their end it is appended.
+    bool insertChild( std::shared_ptr<Object> child, size_t index );
     /// Takes this object out of its parent; the returned pointer keeps it alive.
     std::shared_ptr<Object> detach();
 

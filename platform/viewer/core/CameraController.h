@@ -1,29 +1,30 @@
 #pragma once
 
-#include <VXViewer/core/Window.h>
+#include <VXViewer/core/Listeners.h>
 #include <VXViewer/draw/Camera.h>
+
+#include <functional>
 
 namespace VX
 {
 
 /// Turns pointer input over the scene into camera moves: left drag orbits, right or middle drag (or Shift and left)
-/// pans, the wheel zooms at the pointer; a press without a drag is a click. UI thread.
-class CameraController
+/// pans, the wheel zooms at the pointer, a 3D mouse moves and turns; a press without a drag is a click. UI thread.
+class CameraController final : public MouseDownListener,
+                               public MouseMoveListener,
+                               public MouseUpListener,
+                               public MouseScrollListener,
+                               public SpaceMouseMoveListener,
+                               public TouchpadRotateGestureUpdateListener,
+                               public TouchpadSwipeGestureUpdateListener,
+                               public TouchpadZoomGestureUpdateListener
 {
 public:
-    explicit CameraController( Camera& camera )
-        : camera_( camera )
-    {
-    }
+    CameraController( Viewer& viewer, Camera& camera );
 
     /// A click at a place; `add` with Control held.
     std::function<void( Vector2f position, bool add )> clicked;
     std::function<void( Vector2f position )> doubleClicked;
-
-    /// `captured`: the press belongs to the interface, not to the scene.
-    void mouseButton( MouseButton button, bool down, int modifiers, bool captured );
-    void mouseMove( Vector2f position );
-    void scroll( float steps );
 
 private:
     enum class Drag
@@ -33,7 +34,14 @@ private:
         Pan
     };
 
-    void release_( MouseButton button, int modifiers );
+    bool onMouseDown_( MouseButton button, int modifiers ) override;
+    bool onMouseMove_( Vector2f position ) override;
+    bool onMouseUp_( MouseButton button, int modifiers ) override;
+    bool onMouseScroll_( float steps ) override;
+    bool onSpaceMouseMove_( Vector3f shift, Vector3f turn ) override;
+    bool onTouchpadRotateGestureUpdate_( float angle ) override;
+    bool onTouchpadSwipeGestureUpdate_( Vector2f delta, bool kinetic ) override;
+    bool onTouchpadZoomGestureUpdate_( float factor, bool kinetic ) override;
 
     Camera& camera_;
     Drag drag_ = Drag::None;

@@ -124,12 +124,13 @@ private:
                 self_( w ).keys_.push_back( { key, scancode, action, mods } );
                 self_( w ).events.key( key, action != GLFW_RELEASE, action == GLFW_REPEAT, mods );
             } );
+        glfwSetCharModsCallback( window_,
+            []( GLFWwindow* w, unsigned codePoint, int mods ) { self_( w ).events.character( codePoint, mods ); } );
         glfwSetCharCallback( window_,
-            []( GLFWwindow* w, unsigned codepoint )
+            []( GLFWwindow* w, unsigned codePoint )
             {
                 if ( self_( w ).imguiReady_ )
-                    ImGui_ImplGlfw_CharCallback( w, codepoint );
-                self_( w ).events.refresh();
+                    ImGui_ImplGlfw_CharCallback( w, codePoint );
             } );
         glfwSetDropCallback( window_,
             []( GLFWwindow* w, int count, const char** names )
@@ -201,7 +202,7 @@ private:
             {
                 if ( self_( w ).imguiReady_ )
                     ImGui_ImplGlfw_CursorEnterCallback( w, entered );
-                self_( w ).events.refresh();
+                self_( w ).events.cursorEntrance( entered );
             } );
     }
 

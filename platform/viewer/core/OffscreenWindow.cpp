@@ -5,6 +5,7 @@
 #include <epoxy/egl.h>
 #include <epoxy/gl.h>
 #include <imgui.h>
+#include <imgui_internal.h>
 
 #include <chrono>
 
@@ -160,17 +161,17 @@ void OffscreenWindow::scroll( float steps )
         } );
 }
 
-void OffscreenWindow::pressKey( int key, bool down, int modifiers )
+void OffscreenWindow::pressKey( int key, bool down, int modifiers, bool repeat )
 {
     push_(
-        [this, key, down, modifiers]
+        [this, key, down, modifiers, repeat]
         {
             auto& io = ImGui::GetIO();
             io.KeysDown[key] = down;
             io.KeyShift = modifiers & ShiftModifier;
             io.KeyCtrl = modifiers & ControlModifier;
             io.KeyAlt = modifiers & AltModifier;
-            events.key( key, down, false, modifiers );
+            events.key( key, down, repeat, modifiers );
         } );
 }
 
@@ -180,13 +181,23 @@ void OffscreenWindow::type( const std::string& text )
         [this, text]
         {
             ImGui::GetIO().AddInputCharactersUTF8( text.c_str() );
-            events.refresh();
+            for ( const char* p = text.c_str(); *p; )
+            {
+                unsigned codePoint = 0;
+                p += ImTextCharFromUtf8( &codePoint, p, nullptr );
+                events.character( codePoint, 0 );
+            }
         } );
 }
 
 void OffscreenWindow::drop( std::vector<std::filesystem::path> files )
 {
     push_( [this, files = std::move( files )] { events.drop( files ); } );
+}
+
+void OffscreenWindow::enterCursor( bool entered )
+{
+    push_( [this, entered] { events.cursorEntrance( entered ); } );
 }
 
 void OffscreenWindow::requestClose()

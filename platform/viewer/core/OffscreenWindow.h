@@ -36,7 +36,8 @@ public:
     void moveMouse( Vector2f position );
     void pressMouse( MouseButton button, bool down, int modifiers = 0 );
     void scroll( float steps );
-    void pressKey( int key, bool down, int modifiers = 0 );
+    void pressKey( int key, bool down, int modifiers = 0, bool repeat = false );
+    void enterCursor( bool entered );
     void type( const std::string& text );
     void drop( std::vector<std::filesystem::path> files );
     void requestClose();

@@ -1,11 +1,17 @@
 #include <VXViewer/core/Viewer.h>
 
 #include <VXViewer/core/CameraController.h>
+#include <VXViewer/core/Clock.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/OffscreenWindow.h>
+#include <VXViewer/core/SpaceMouse.h>
+#include <VXViewer/core/ViewerSetup.h>
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/draw/SceneView.h>
+#include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiContextOwner.h>
 #include <VXViewer/web/WebRequest.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -13,18 +19,13 @@
 #include <epoxy/gl.h>
 #include <imgui.h>
 
-#include <chrono>
+#include <cmath>
 #include <thread>
 
 namespace VX
 {
 namespace
 {
-
-double now()
-{
-    return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
-}
 
 tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params )
 {
@@ -42,14 +43,15 @@ tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParam
 /// What exists only while there is a window.
 struct Viewer::Drawing
 {
-    explicit Drawing( std::shared_ptr<Object> root )
+    Drawing( Viewer& viewer, std::shared_ptr<Object> root )
         : view( std::move( root ) )
-        , controller( view.camera() )
+        , controller( viewer, view.camera() )
     {
     }
     SceneView view;
     CameraController controller;
     ImGuiContextOwner imgui;
+    SpaceMouse spaceMouse;
 };
 
 Viewer& getViewerInstance()
@@ -61,12 +63,26 @@ Viewer& getViewerInstance()
 
 Viewer::Viewer()
     : root_( std::make_shared<Object>() )
+    , history_( std::make_shared<HistoryStore>() )
     , title_( std::make_shared<ViewerTitle>() )
 {
     root_->setName( "Scene" );
 }
 
 Viewer::~Viewer() = default;
+
+tl::expected<void, std::string> Viewer::start( const LaunchParams& params, ViewerSetup& setup )
+{
+    setup_ = &setup;
+    params_ = params;
+    setup.setupSettingsManager( this, params.appName );
+    setup.setupConfiguration( this );
+    setup.setupBasePlugins( this );
+    setup.setupCommonModifiers( this );
+    setup.setupCommonPlugins( this );
+    setup.setupExtendedLibraries();
+    return start( params );
+}
 
 tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
 {
@@ -78,10 +94,9 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     window_ = std::move( *window );
     wakeable_ = window_.get();
     CommandLoop::open();
-    drawing_ = std::make_unique<Drawing>( root_ );
-    drawing_->view.settings().lineWidth = std::max( 1.f, std::round( scale() ) );
-    drawing_->imgui.setScale( scale() );
+    drawing_ = std::make_unique<Drawing>( *this, root_ );
     connectWindow_();
+    updateTheme_();
     title_->setAppName( params.appName );
     title_->setVersion( params.version );
     if ( menu_ )
@@ -90,6 +105,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     redrawFrames_ = 2;
     drawFrame_();
     window_->show();
+    drawing_->spaceMouse.start( *this );
     return {};
 }
 
@@ -108,6 +124,9 @@ bool Viewer::stop()
     CommandLoop::close();
     bool clean = finishWebRequests( cPatience );
     clean = ProgressBar::shutdown( cPatience ) && clean;
+    if ( history_ )
+        history_->clear();
+    SceneCache::invalidateAll();
     root_ = std::make_shared<Object>();
     root_->setName( "Scene" );
     window_->endImGui();
@@ -117,51 +136,80 @@ bool Viewer::stop()
         std::this_thread::yield();
     window_.reset();
     menu_.reset();
+    // What was connected for this run ends with it.
+    perFrameSignal.disconnect_all_slots();
+    if ( setup_ )
+        setup_->unloadExtendedLibraries();
+    setup_ = nullptr;
     return clean;
+}
+
+void Viewer::connectInput_()
+{
+    auto& events = window_->events;
+    const auto redraw = [this] { incrementForceRedrawFrames( 2 ); };
+    events.mouseButton = [this, redraw]( MouseButton button, bool down, int modifiers )
+    {
+        redraw();
+        if ( down )
+            signals_.mouseDown( button, modifiers );
+        else
+            signals_.mouseUp( button, modifiers );
+    };
+    events.mouseMove = [this, redraw]( Vector2f position )
+    {
+        redraw();
+        signals_.mouseMove( position );
+    };
+    events.mouseScroll = [this, redraw]( float steps )
+    {
+        redraw();
+        signals_.mouseScroll( steps );
+    };
+    events.key = [this, redraw]( int key, bool down, bool repeat, int modifiers )
+    {
+        redraw();
+        auto& signal = !down ? signals_.keyUp : repeat ? signals_.keyRepeat : signals_.keyDown;
+        signal( key, modifiers );
+    };
+    events.character = [this, redraw]( unsigned codePoint, int modifiers )
+    {
+        redraw();
+        signals_.charPressed( codePoint, modifiers );
+    };
+    events.cursorEntrance = [this, redraw]( bool entered )
+    {
+        redraw();
+        signals_.cursorEntrance( entered );
+    };
 }
 
 void Viewer::connectWindow_()
 {
+    connectInput_();
     auto& events = window_->events;
-    auto& controller = drawing_->controller;
     const auto redraw = [this] { incrementForceRedrawFrames( 2 ); };
-    events.mouseButton = [this, redraw, &controller]( MouseButton button, bool down, int modifiers )
-    {
-        redraw();
-        controller.mouseButton( button, down, modifiers, ImGui::GetIO().WantCaptureMouse );
-    };
-    events.mouseMove = [redraw, &controller]( Vector2f position )
-    {
-        redraw();
-        controller.mouseMove( position );
-    };
-    events.mouseScroll = [redraw, &controller]( float steps )
-    {
-        redraw();
-        if ( !ImGui::GetIO().WantCaptureMouse )
-            controller.scroll( steps );
-    };
-    events.key = [this, redraw]( int key, bool down, bool, int modifiers )
-    {
-        redraw();
-        onKey_( key, down, modifiers );
-    };
     events.drop = [this, redraw]( const std::vector<std::filesystem::path>& files )
     {
         redraw();
         filesDroppedSignal( files );
     };
-    events.resize = redraw;
+    events.resize = [this, redraw]
+    {
+        redraw();
+        signals_.postResize( window_->width(), window_->height() );
+    };
     events.refresh = redraw;
     events.rescale = [this, redraw]
     {
-        drawing_->imgui.setScale( scale() );
         redraw();
+        signals_.postRescale( scale() );
     };
     events.closeRequest = [this] { closing_ = true; };
+    auto& controller = drawing_->controller;
     controller.clicked = [this]( Vector2f position, bool add )
     {
-        if ( menu_ )
+        if ( !signals_.sceneClick( position, add ) && menu_ )
             menu_->onSceneClick( pick( position ), add );
     };
     controller.doubleClicked = [this]( Vector2f position )
@@ -171,10 +219,13 @@ void Viewer::connectWindow_()
     };
 }
 
-void Viewer::onKey_( int key, bool down, int modifiers )
+void Viewer::updateTheme_()
 {
-    if ( down && menu_ && !ImGui::GetIO().WantTextInput )
-        menu_->onKeyDown( key, modifiers );
+    auto& settings = drawing_->view.settings();
+    settings.backgroundTop = ColorTheme::getViewportColor( ColorTheme::ViewportTop );
+    settings.backgroundBottom = ColorTheme::getViewportColor( ColorTheme::ViewportBottom );
+    settings.highlight = ColorTheme::getViewportColor( ColorTheme::Highlight );
+    settings.lineWidth = std::max( 1.f, std::round( scale() ) );
 }
 
 void Viewer::postEmptyEvent()
@@ -195,7 +246,7 @@ void Viewer::incrementForceRedrawFrames( int frames, bool swapOnLastOnly )
 
 void Viewer::requestFrameIn( double seconds )
 {
-    const double at = now() + seconds;
+    const double at = secondsNow() + seconds;
     if ( frameDeadline_ < 0 || at < frameDeadline_ )
         frameDeadline_ = at;
 }
@@ -207,7 +258,7 @@ double Viewer::waitTime_( double most ) const
     double time = most;
     if ( frameDeadline_ >= 0 )
     {
-        const double left = std::max( frameDeadline_ - now(), 0. );
+        const double left = std::max( frameDeadline_ - secondsNow(), 0. );
         time = time < 0 ? left : std::min( time, left );
     }
     return time;
@@ -217,7 +268,7 @@ bool Viewer::needsFrame_()
 {
     bool needed = redrawFrames_ > 0 || drawing_->view.isOutdated();
     needed = framePosted_.exchange( false ) || needed;
-    if ( frameDeadline_ >= 0 && now() >= frameDeadline_ )
+    if ( frameDeadline_ >= 0 && secondsNow() >= frameDeadline_ )
     {
         frameDeadline_ = -1;
         needed = true;
@@ -235,7 +286,8 @@ void Viewer::step( double seconds )
 
 void Viewer::buildInterface_()
 {
-    drawing_->imgui.updateFonts();
+    updateTheme_();
+    drawing_->imgui.prepareFrame( menu_ ? &menu_->fontManager() : nullptr, menu_ ? menu_->menu_scaling() : scale() );
     window_->newImGuiFrame();
     ImGui::NewFrame();
     ProgressBar::update();
@@ -267,6 +319,8 @@ void Viewer::setMenuPlugin( std::shared_ptr<ImGuiMenu> menu )
 
 void Viewer::setViewerTitle( std::shared_ptr<ViewerTitle> title )
 {
+    if ( title && title_ )
+        title->takeTexts_( *title_ );
     title_ = std::move( title );
 }
 
@@ -300,6 +354,12 @@ void Viewer::fitBox( const Box3f& box )
 Object* Viewer::pick( Vector2f position )
 {
     return drawing_->view.pick( position );
+}
+
+void Viewer::setOverlays( const std::string& owner, std::vector<Overlay> overlays )
+{
+    if ( drawing_ )
+        drawing_->view.setOverlays( owner, std::move( overlays ) );
 }
 
 float Viewer::scale() const

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <VXMesh/scene/Object.h>
-#include <VXViewer/core/Window.h>
+#include <VXViewer/core/ViewerSignals.h>
+#include <VXViewer/draw/Overlay.h>
 #include <VXViewer/draw/Screenshot.h>
 
 #include <boost/signals2/signal.hpp>
@@ -15,7 +16,9 @@ namespace VX
 {
 
 class Camera;
+class HistoryStore;
 class ImGuiMenu;
+class ViewerSetup;
 class ViewerTitle;
 struct DrawSettings;
 
@@ -45,6 +48,8 @@ public:
 
     /// Opens the window, initialises the menu and draws the first frame. The error says why no window can be opened.
     [[nodiscard]] tl::expected<void, std::string> start( const LaunchParams& params );
+    /// The same after calling the hooks of a setup, which must outlive `stop`.
+    [[nodiscard]] tl::expected<void, std::string> start( const LaunchParams& params, ViewerSetup& setup );
     /// Turns the loop until the window is closed.
     void run();
     /// One turn of the loop: waits for events at most `seconds`, runs commands, draws where needed.
@@ -68,6 +73,11 @@ public:
     void setMenuPlugin( std::shared_ptr<ImGuiMenu> menu );
     [[nodiscard]] const std::shared_ptr<ImGuiMenu>& getMenuPlugin() const { return menu_; }
 
+    /// Steps that the user can take back; null when there is no history.
+    void setHistoryStore( std::shared_ptr<HistoryStore> store ) { history_ = std::move( store ); }
+    [[nodiscard]] const std::shared_ptr<HistoryStore>& getHistoryStore() const { return history_; }
+
+    /// Takes over name and version of the title that was there.
     void setViewerTitle( std::shared_ptr<ViewerTitle> title );
     [[nodiscard]] const std::shared_ptr<ViewerTitle>& viewerTitle() const { return title_; }
     void setWindowTitle( const std::string& title );
@@ -80,9 +90,12 @@ public:
     void fitBox( const Box3f& box );
     /// The object at a pixel of the window, or null.
     [[nodiscard]] Object* pick( Vector2f position );
+    /// Surfaces that a tool shows over the scene, until the owner of this name sets others.
+    void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
 
     [[nodiscard]] float scale() const;
-    [[nodiscard]] const std::vector<std::string>& arguments() const { return params_.arguments; }
+    /// The program's arguments; whoever has dealt with one may take it out.
+    [[nodiscard]] std::vector<std::string>& arguments() { return params_.arguments; }
     [[nodiscard]] Window* window() { return window_.get(); }
     [[nodiscard]] uint64_t framesDrawn() const { return framesDrawn_; }
 
@@ -90,6 +103,9 @@ public:
     [[nodiscard]] Image sceneImage();
     /// The last frame as it was shown; only of a windowless viewer.
     [[nodiscard]] Image frameImage();
+
+    /// Events of window and input devices; see `ViewerSignals` for the order in which they are heard.
+    [[nodiscard]] ViewerSignals& signals() { return signals_; }
 
     /// Once a frame, while Dear ImGui's frame is open.
     boost::signals2::signal<void()> perFrameSignal;
@@ -100,15 +116,19 @@ private:
     struct Drawing;
 
     void connectWindow_();
-    void onKey_( int key, bool down, int modifiers );
+    void connectInput_();
+    void updateTheme_();
     void drawFrame_();
     void buildInterface_();
     [[nodiscard]] double waitTime_( double most ) const;
     [[nodiscard]] bool needsFrame_();
 
     LaunchParams params_;
+    ViewerSetup* setup_ = nullptr;
+    ViewerSignals signals_;
     std::shared_ptr<Object> root_;
     std::shared_ptr<ImGuiMenu> menu_;
+    std::shared_ptr<HistoryStore> history_;
     std::shared_ptr<ViewerTitle> title_;
     std::unique_ptr<Drawing> drawing_;
     std::unique_ptr<Window> window_;

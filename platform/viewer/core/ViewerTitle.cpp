@@ -34,6 +34,13 @@ std::string ViewerTitle::compose() const
     return out;
 }
 
+void ViewerTitle::takeTexts_( const ViewerTitle& other )
+{
+    appName_ = other.appName_;
+    version_ = other.version_;
+    sceneName_ = other.sceneName_;
+}
+
 void ViewerTitle::update_()
 {
     getViewerInstance().setWindowTitle( compose() );

@@ -27,6 +27,8 @@ protected:
     friend class Viewer;
 
 private:
+    void takeTexts_( const ViewerTitle& other );
+
     std::string appName_;
     std::string version_;
     std::string sceneName_;

@@ -39,11 +39,13 @@ struct WindowEvents
     std::function<void( float steps )> mouseScroll;
     /// Key codes as GLFW numbers them.
     std::function<void( int key, bool down, bool repeat, int modifiers )> key;
+    std::function<void( unsigned codePoint, int modifiers )> character;
+    std::function<void( bool entered )> cursorEntrance;
     std::function<void( const std::vector<std::filesystem::path>& )> drop;
     std::function<void()> resize;
     std::function<void()> rescale;
     std::function<void()> closeRequest;
-    /// Anything else that asks for a frame: the pointer came or went, the window was uncovered.
+    /// Anything else that asks for a frame: the focus came or went, the window was uncovered.
     std::function<void()> refresh;
 };
 

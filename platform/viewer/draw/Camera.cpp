@@ -193,6 +193,18 @@ Matrix4f Camera::projection() const
     return out;
 }
 
+Ray Camera::ray( Vector2f pixel ) const
+{
+    const float x = ( pixel.x / float( width_ ) * 2 - 1 ) * halfHeight_() * aspect_();
+    const float y = ( 1 - pixel.y / float( height_ ) * 2 ) * halfHeight_();
+    const Vector3f onTarget = target_ + rotation_.x * x + rotation_.y * y;
+    if ( !orthographic_ )
+        return { eye(), onTarget - eye() };
+    // What is between the viewer and the target counts, however far the scene reaches.
+    const float back = distance_ + sceneBox_.diagonal();
+    return { onTarget + rotation_.z * back, -rotation_.z };
+}
+
 Vector2f Camera::project( const Vector3f& point ) const
 {
     const auto p = view()( point );

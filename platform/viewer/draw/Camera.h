@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXMesh/scene/RayCast.h>
 #include <VXViewer/Export.h>
 #include <VXViewer/draw/Matrix4.h>
 
@@ -47,6 +48,8 @@ public:
     [[nodiscard]] Vector3f eye() const;
     [[nodiscard]] AffineXf3f view() const;
     [[nodiscard]] Matrix4f projection() const;
+    /// From the viewer through a pixel, in world space.
+    [[nodiscard]] Ray ray( Vector2f pixel ) const;
     /// Pixel position of a world point.
     [[nodiscard]] Vector2f project( const Vector3f& point ) const;
 

@@ -94,13 +94,18 @@ void SceneRenderer::drawBackground_( const DrawSettings& settings )
     glEnable( GL_DEPTH_TEST );
 }
 
-void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent )
+void SceneRenderer::beginSurfaces_( const Camera& camera )
 {
     surface_.use();
     setMatrix( surface_, "projection", camera.projection() );
     const Vector3f up = camera.rotation() * Vector3f{ 0, 0, 1 };
     glUniform3f( surface_.uniform( "up" ), up.x, up.y, up.z );
     glUniform1i( surface_.uniform( "orthographic" ), camera.isOrthographic() );
+}
+
+void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent )
+{
+    beginSurfaces_( camera );
     const GLint toView = surface_.uniform( "toView" ), normalToView = surface_.uniform( "normalToView" );
     const GLint color = surface_.uniform( "color" ), highlight = surface_.uniform( "highlight" );
     const GLint flat = surface_.uniform( "flatShading" ), useColor = surface_.uniform( "useVertexColor" );
@@ -162,6 +167,55 @@ void SceneRenderer::drawPlain_( const Camera& camera, const DrawSettings& settin
     }
 }
 
+void SceneRenderer::drawShadedOverlays_( const Camera& camera )
+{
+    beginSurfaces_( camera );
+    const AffineXf3f view = camera.view();
+    for ( const auto& overlay : overlays_ )
+    {
+        if ( !overlay.shaded )
+            continue;
+        auto& gpu = cache_.get( overlay.mesh );
+        const AffineXf3f xf = view * overlay.xf;
+        setMatrix( surface_, "toView", Matrix4f::from( xf ) );
+        setNormalMatrix( surface_.uniform( "normalToView" ), xf.A );
+        setColor( surface_.uniform( "color" ), overlay.color, 1 );
+        setColor( surface_.uniform( "highlight" ), overlay.color, 0 );
+        glUniform1i( surface_.uniform( "flatShading" ), !gpu.hasOwnNormals );
+        glUniform1i( surface_.uniform( "useVertexColor" ), 0 );
+        drawGeometry( gpu );
+    }
+}
+
+void SceneRenderer::drawOverlays_( const Camera& camera )
+{
+    if ( overlays_.empty() )
+        return;
+    drawShadedOverlays_( camera );
+    plain_.use();
+    setMatrix( plain_, "projection", camera.projection() );
+    glUniform1f( plain_.uniform( "pull" ), cEdgePull );
+    glUniform1i( plain_.uniform( "useVertexColor" ), 0 );
+    const AffineXf3f view = camera.view();
+    for ( const auto& overlay : overlays_ )
+    {
+        auto& gpu = cache_.get( overlay.mesh );
+        setMatrix( plain_, "toView", Matrix4f::from( view * overlay.xf ) );
+        setColor( plain_.uniform( "highlight" ), overlay.color, 0 );
+        if ( !overlay.shaded )
+        {
+            setColor( plain_.uniform( "color" ), overlay.color, 1 );
+            drawGeometry( gpu );
+        }
+        else if ( gpu.edgeIndexCount > 0 )
+        {
+            setColor( plain_.uniform( "color" ), darker( overlay.color, 0.3f ), 1 );
+            glBindVertexArray( gpu.edges.get() );
+            glDrawElements( GL_LINES, gpu.edgeIndexCount, GL_UNSIGNED_INT, nullptr );
+        }
+    }
+}
+
 void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings )
 {
     createPrograms_();
@@ -178,6 +232,7 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings )
     glDisable( GL_POLYGON_OFFSET_FILL );
     glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     drawPlain_( camera, settings );
+    drawOverlays_( camera );
     if ( settings.edges )
         drawEdges_( camera, settings );
     glEnable( GL_BLEND );

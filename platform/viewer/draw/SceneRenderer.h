@@ -1,33 +1,14 @@
 #pragma once
 
 #include <VXViewer/draw/Camera.h>
+#include <VXViewer/draw/DrawSettings.h>
 #include <VXViewer/draw/GeometryCache.h>
+#include <VXViewer/draw/Overlay.h>
 
 #include <vector>
 
 namespace VX
 {
-
-enum class Shading
-{
-    Automatic,
-    Smooth,
-    Flat
-};
-
-/// How the scene is drawn.
-struct DrawSettings
-{
-    Shading shading = Shading::Automatic;
-    bool edges = true;
-    bool wireframe = false;
-    float lineWidth = 1;
-    float pointSize = 3;
-    Color backgroundTop{ 86, 94, 106, 255 };
-    Color backgroundBottom{ 34, 37, 43, 255 };
-    Color highlight{ 255, 158, 54, 255 };
-    bool operator==( const DrawSettings& ) const = default;
-};
 
 /// Draws a scene tree into the bound framebuffer. The list of what to draw is made when the tree changes, not when it
 /// is drawn. UI thread, with the context.
@@ -36,6 +17,8 @@ class SceneRenderer
 public:
     /// Takes the visible objects of a tree over; uploads what is new and frees what is gone.
     void setScene( Object& root );
+
+    void setOverlays( std::vector<Overlay> overlays ) { overlays_ = std::move( overlays ); }
 
     void draw( const Camera& camera, const DrawSettings& settings );
 
@@ -63,9 +46,13 @@ private:
     void drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent );
     void drawEdges_( const Camera& camera, const DrawSettings& settings );
     void drawPlain_( const Camera& camera, const DrawSettings& settings );
+    void drawOverlays_( const Camera& camera );
+    void drawShadedOverlays_( const Camera& camera );
+    void beginSurfaces_( const Camera& camera );
 
     GeometryCache cache_;
     std::vector<Item> items_;
+    std::vector<Overlay> overlays_;
     size_t triangleCount_ = 0;
     GlProgram surface_, plain_, background_, ids_;
     GlVertexArray empty_;

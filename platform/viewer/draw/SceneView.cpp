@@ -42,7 +42,23 @@ void SceneView::resize( int width, int height )
 
 SceneView::Drawn SceneView::current_() const
 {
-    return { root_->revision(), camera_.revision(), width_, height_, settings_ };
+    return { root_->revision(), camera_.revision(), overlayRevision_, width_, height_, settings_ };
+}
+
+void SceneView::setOverlays( const std::string& owner, std::vector<Overlay> overlays )
+{
+    overlays_[owner] = std::move( overlays );
+    overlayBox_ = {};
+    std::vector<Overlay> all;
+    for ( const auto& [name, list] : overlays_ )
+        for ( const auto& overlay : list )
+        {
+            overlayBox_.include( overlay.xf( overlay.mesh->box() ) );
+            all.push_back( overlay );
+        }
+    renderer_.setOverlays( std::move( all ) );
+    ++overlayRevision_;
+    sceneRevision_ = 0;
 }
 
 bool SceneView::isOutdated() const
@@ -56,7 +72,9 @@ void SceneView::updateScene_()
         return;
     sceneRevision_ = root_->revision();
     renderer_.setScene( *root_ );
-    camera_.setSceneBox( root_->treeBox( true ) );
+    Box3f box = root_->treeBox( true );
+    box.include( overlayBox_ );
+    camera_.setSceneBox( box );
 }
 
 void SceneView::updateTargets_()
@@ -64,7 +82,7 @@ void SceneView::updateTargets_()
     static const bool sSoftware = isSoftware();
     const bool tooMany = sSoftware && renderer_.triangleCount() > cMaxTrianglesSmoothInSoftware;
     // The background has no edges to smooth, and the first frame comes sooner without.
-    const int samples = tooMany || renderer_.isEmpty() ? 0 : cSamples;
+    const int samples = tooMany || ( renderer_.isEmpty() && !overlayBox_.valid() ) ? 0 : cSamples;
     if ( targetWidth_ == width_ && targetHeight_ == height_ && samples_ == samples )
         return;
     targetWidth_ = width_;

@@ -2,6 +2,9 @@
 
 #include <VXViewer/draw/SceneRenderer.h>
 
+#include <map>
+#include <string>
+
 namespace VX
 {
 
@@ -16,6 +19,9 @@ public:
     [[nodiscard]] Camera& camera() { return camera_; }
     [[nodiscard]] DrawSettings& settings() { return settings_; }
 
+    /// Shows surfaces over the scene until their owner sets others; none takes them away.
+    void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
+
     void resize( int width, int height );
     /// Whether `draw` would make a new picture.
     [[nodiscard]] bool isOutdated() const;
@@ -29,6 +35,7 @@ private:
     {
         uint64_t scene = 0;
         uint64_t camera = 0;
+        uint64_t overlays = 0;
         int width = 0;
         int height = 0;
         DrawSettings settings;
@@ -46,6 +53,9 @@ private:
     SceneRenderer renderer_;
     Drawn drawn_;
     uint64_t sceneRevision_ = 0;
+    uint64_t overlayRevision_ = 0;
+    Box3f overlayBox_;
+    std::map<std::string, std::vector<Overlay>> overlays_;
     int width_ = 1;
     int height_ = 1;
     int targetWidth_ = 0;

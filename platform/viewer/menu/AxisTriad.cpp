@@ -1,6 +1,6 @@
 #include <VXViewer/menu/AxisTriad.h>
 
-#include <VXViewer/ui/Fonts.h>
+#include <VXViewer/ui/RibbonFontManager.h>
 
 #include <imgui.h>
 
@@ -35,7 +35,9 @@ void draw( const Camera& camera, float scale )
     const ImVec2 size = ImGui::GetIO().DisplaySize;
     const ImVec2 center{ size.x - 58 * scale, size.y - 58 * scale };
     auto& list = *ImGui::GetBackgroundDrawList();
-    ImFont* font = Fonts::get( Fonts::Face::SemiBold );
+    ImFont* font = RibbonFontManager::getFontByTypeStatic( RibbonFontManager::FontType::SemiBold );
+    if ( !font )
+        font = ImGui::GetFont();
     for ( const auto& axis : axes )
     {
         const float length = 34 * scale;

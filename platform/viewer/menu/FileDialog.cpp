@@ -1,15 +1,19 @@
 #include <VXViewer/menu/FileDialog.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/FileDialogSignals.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/ChildProcess.h>
 #include <VXViewer/system/UserDirs.h>
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
+#include <imgui_stdlib.h>
 
 #include <algorithm>
 #include <sstream>
@@ -20,7 +24,6 @@ namespace VX
 namespace
 {
 
-constexpr const char* cId = "Open files##fileDialog";
 constexpr const char* cLastFolderKey = "lastOpenFolder";
 
 std::filesystem::path startFolder()
@@ -47,6 +50,27 @@ std::vector<std::filesystem::path> lines( const std::string& text )
     return out;
 }
 
+std::filesystem::path withExtension( std::filesystem::path file, const std::string& extension )
+{
+    if ( toLower( utf8string( file.extension() ) ) != extension )
+        file += extension;
+    return file;
+}
+
+void tellOpened( const std::vector<std::filesystem::path>& files, const FileDialog::Chosen& chosen )
+{
+    Config::instance().setJsonValue( cLastFolderKey, utf8string( files.front().parent_path() ) );
+    FileDialogSignals::instance().onOpenFiles( files );
+    chosen( files );
+}
+
+void tellSaved( const std::filesystem::path& file, const FileDialog::SaveChosen& chosen )
+{
+    Config::instance().setJsonValue( cLastFolderKey, utf8string( file.parent_path() ) );
+    FileDialogSignals::instance().onSaveFile( file );
+    chosen( file );
+}
+
 } // namespace
 
 void FileDialog::open( Chosen chosen )
@@ -54,10 +78,41 @@ void FileDialog::open( Chosen chosen )
     if ( shown_ )
         return;
     chosen_ = std::move( chosen );
+    saving_ = false;
     if ( isInPath( "zenity" ) )
         return openDesktopDialog_();
     shown_ = true;
     goTo_( startFolder() );
+}
+
+void FileDialog::save( const std::string& suggestedName, const std::string& extension, SaveChosen chosen )
+{
+    if ( shown_ )
+        return;
+    saveChosen_ = std::move( chosen );
+    saving_ = true;
+    name_ = suggestedName;
+    extension_ = extension;
+    if ( isInPath( "zenity" ) )
+        return saveInDesktopDialog_();
+    shown_ = true;
+    focusName_ = true;
+    goTo_( startFolder() );
+}
+
+void FileDialog::saveInDesktopDialog_()
+{
+    std::thread(
+        [chosen = saveChosen_, extension = extension_, file = utf8string( startFolder() / pathFromUtf8( name_ ) )]
+        {
+            const auto result = runChild( { "zenity", "--file-selection", "--save", "--confirm-overwrite",
+                "--title=Save", "--filename=" + file + extension } );
+            const auto files = lines( result.output );
+            if ( result.status == 0 && files.size() == 1 )
+                CommandLoop::appendCommand(
+                    [chosen, file = withExtension( files.front(), extension )] { tellSaved( file, chosen ); } );
+        } )
+        .detach();
 }
 
 void FileDialog::openDesktopDialog_()
@@ -70,12 +125,7 @@ void FileDialog::openDesktopDialog_()
             const auto files = lines( result.output );
             if ( result.status != 0 || files.empty() )
                 return;
-            CommandLoop::appendCommand(
-                [chosen, files]
-                {
-                    Config::instance().setJsonValue( cLastFolderKey, utf8string( files.front().parent_path() ) );
-                    chosen( files );
-                } );
+            CommandLoop::appendCommand( [chosen, files] { tellOpened( files, chosen ); } );
         } )
         .detach();
 }
@@ -109,23 +159,44 @@ void FileDialog::accept_()
             files.push_back( listing_.entries[i].path );
     if ( files.empty() )
         return;
-    Config::instance().setJsonValue( cLastFolderKey, utf8string( folder_ ) );
     close_();
     // The dialog may be opened again by what is called here.
     const auto chosen = std::move( chosen_ );
-    chosen( files );
+    tellOpened( files, chosen );
+}
+
+std::filesystem::path FileDialog::saveTarget_() const
+{
+    return folder_ / withExtension( pathFromUtf8( trimmed( name_ ) ), extension_ );
+}
+
+void FileDialog::acceptSave_()
+{
+    if ( trimmed( name_ ).empty() )
+        return;
+    const auto file = saveTarget_();
+    close_();
+    const auto chosen = std::move( saveChosen_ );
+    tellSaved( file, chosen );
 }
 
 void FileDialog::activate_( const FolderListing::Entry& entry )
 {
     if ( entry.isFolder )
         return goTo_( std::filesystem::path( entry.path ) );
+    if ( saving_ )
+    {
+        name_ = entry.name;
+        return;
+    }
     selected_[size_t( &entry - listing_.entries.data() )] = true;
     accept_();
 }
 
 void FileDialog::handleKeys_()
 {
+    if ( pressed( ImGuiKey_Escape ) )
+        return close_();
     if ( ImGui::GetIO().WantTextInput )
         return;
     const size_t count = listing_.entries.size();
@@ -142,8 +213,6 @@ void FileDialog::handleKeys_()
         moveTo( cursor_ > 0 ? cursor_ - 1 : 0 );
     else if ( pressed( ImGuiKey_Backspace ) )
         goTo_( folder_.parent_path() );
-    else if ( pressed( ImGuiKey_Escape ) )
-        close_();
     else if ( count > 0 && anySelected_() && pressed( ImGuiKey_Enter ) )
         activate_( listing_.entries[cursor_] );
 }
@@ -176,7 +245,7 @@ void FileDialog::drawEntry_( size_t index )
         scrollToCursor_ = false;
     }
     ImGui::TableNextColumn();
-    ImGui::TextColored( Theme::cDimText, "%s", entry.size.c_str() );
+    ImGui::TextColored( themeVec4( ColorTheme::DimText ), "%s", entry.size.c_str() );
     if ( !clicked )
         return;
     const bool keep = ImGui::GetIO().KeyCtrl;
@@ -185,6 +254,8 @@ void FileDialog::drawEntry_( size_t index )
         selected_.assign( selected_.size(), false );
     selected_[index] = !keep || !was;
     cursor_ = index;
+    if ( saving_ && !entry.isFolder )
+        name_ = entry.name;
     if ( ImGui::IsMouseDoubleClicked( ImGuiMouseButton_Left ) )
         activate_( listing_.entries[index] );
 }
@@ -194,9 +265,9 @@ void FileDialog::drawEntries_( float scale )
     const float footer = ImGui::GetFrameHeightWithSpacing() + 10 * scale;
     ImGui::BeginChild( "##entries", { 0, -footer }, true );
     if ( !listing_.error.empty() )
-        UI::wrapped( Theme::cErrorText, "This folder cannot be read: " + listing_.error );
+        UI::wrapped( themeVec4( ColorTheme::Error ), "This folder cannot be read: " + listing_.error );
     else if ( listing_.entries.empty() )
-        ImGui::TextColored( Theme::cDimText, "Nothing here can be opened" );
+        ImGui::TextColored( themeVec4( ColorTheme::DimText ), "Nothing here can be opened" );
     if ( ImGui::BeginTable( "##table", 2, ImGuiTableFlags_SizingStretchProp ) )
     {
         ImGui::TableSetupColumn( "name", 0, 1 );
@@ -208,41 +279,59 @@ void FileDialog::drawEntries_( float scale )
     ImGui::EndChild();
 }
 
-void FileDialog::drawFilter_( float scale )
+void FileDialog::drawOpenFooter_( float scale )
 {
     if ( ImGui::Checkbox( "All files", &allFiles_ ) )
         goTo_( std::filesystem::path( folder_ ) );
     const float buttons = 2 * 96 * scale + ImGui::GetStyle().ItemSpacing.x;
     ImGui::SameLine( ImGui::GetWindowContentRegionMax().x - buttons );
-    if ( UI::button( "Cancel", scale ) )
+    if ( UI::dialogButton( "Cancel", scale ) )
         close_();
     ImGui::SameLine();
     ImGui::BeginDisabled( !anySelected_() );
-    ImGui::PushStyleColor( ImGuiCol_Button, Theme::cAccent );
-    ImGui::PushStyleColor( ImGuiCol_Text, ImVec4{ 0.10f, 0.08f, 0.05f, 1 } );
-    if ( UI::button( "Open", scale ) )
+    if ( UI::button( "Open", { 96 * scale, 0 } ) )
         activate_( listing_.entries[cursor_] );
-    ImGui::PopStyleColor( 2 );
     ImGui::EndDisabled();
+}
+
+void FileDialog::drawSaveFooter_( float scale )
+{
+    const float buttons = 2 * ( 96 * scale + ImGui::GetStyle().ItemSpacing.x );
+    ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x - buttons );
+    if ( std::exchange( focusName_, false ) )
+        ImGui::SetKeyboardFocusHere();
+    const bool entered = ImGui::InputText( "##name", &name_, ImGuiInputTextFlags_EnterReturnsTrue );
+    std::error_code ec;
+    const bool exists = !trimmed( name_ ).empty() && std::filesystem::exists( saveTarget_(), ec );
+    ImGui::SameLine();
+    if ( UI::dialogButton( "Cancel", scale ) )
+        return close_();
+    ImGui::SameLine();
+    if ( UI::button( exists ? "Replace" : "Save", { 96 * scale, 0 }, { .enabled = !trimmed( name_ ).empty() } ) ||
+         ( entered && !exists ) )
+        acceptSave_();
 }
 
 void FileDialog::draw( float scale )
 {
     if ( !shown_ )
         return;
-    if ( !ImGui::IsPopupOpen( cId ) )
-        ImGui::OpenPopup( cId );
+    const char* id = saving_ ? "Save##fileDialog" : "Open files##fileDialog";
+    if ( !ImGui::IsPopupOpen( id ) )
+        ImGui::OpenPopup( id );
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     UI::centerNextWindow();
     ImGui::SetNextWindowSize(
         { std::min( 720 * scale, display.x - 32 * scale ), std::min( 480 * scale, display.y - 32 * scale ) } );
-    if ( !ImGui::BeginPopupModal(
-             cId, nullptr, ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoNav ) )
+    if ( !ImGui::BeginModalNoAnimation(
+             id, nullptr, ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoNav ) )
         return;
     drawPath_( scale );
     drawEntries_( scale );
-    if ( shown_ )
-        drawFilter_( scale );
+    if ( shown_ && saving_ )
+        drawSaveFooter_( scale );
+    else if ( shown_ )
+        drawOpenFooter_( scale );
     if ( shown_ )
         handleKeys_();
     ImGui::EndPopup();

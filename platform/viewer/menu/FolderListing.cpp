@@ -2,26 +2,14 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 
 namespace VX
 {
-namespace
-{
-
-std::string lowerCase( std::string text )
-{
-    std::transform(
-        text.begin(), text.end(), text.begin(), []( unsigned char c ) { return char( std::tolower( c ) ); } );
-    return text;
-}
-
-} // namespace
-
 std::string formatFileSize( uintmax_t bytes )
 {
     if ( bytes < 1000 )
@@ -54,7 +42,7 @@ FolderListing FolderListing::read( const std::filesystem::path& folder, bool all
     if ( ec )
         out.error = ec.message();
     std::sort( out.entries.begin(), out.entries.end(), []( const Entry& a, const Entry& b )
-        { return std::pair( !a.isFolder, lowerCase( a.name ) ) < std::pair( !b.isFolder, lowerCase( b.name ) ); } );
+        { return std::pair( !a.isFolder, toLower( a.name ) ) < std::pair( !b.isFolder, toLower( b.name ) ); } );
     return out;
 }
 

@@ -1,161 +1,291 @@
 #include <VXViewer/menu/ImGuiMenu.h>
 
+#include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/AxisTriad.h>
 #include <VXViewer/menu/FileDialog.h>
-#include <VXViewer/menu/MenuBar.h>
 #include <VXViewer/menu/ModalMessage.h>
-#include <VXViewer/menu/NotificationList.h>
 #include <VXViewer/menu/ProgressModal.h>
-#include <VXViewer/menu/SceneList.h>
-#include <VXViewer/ui/Widgets.h>
-
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/menu/ShortcutSheet.h>
+#include <VXViewer/settings/Config.h>
 
 #include <GLFW/glfw3.h>
 #include <imgui.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
 
 namespace VX
 {
-
-struct ImGuiMenu::Parts
+namespace
 {
-    MenuBar menuBar;
-    SceneList sceneList;
+
+constexpr const char* cUserScalingKey = "interfaceScale";
+
+float readUserScaling()
+{
+    const auto value = Config::instance().getJsonValue( cUserScalingKey );
+    return value.isNumeric() ? std::clamp( value.asFloat(), 0.5f, 3.f ) : 1.f;
+}
+
+} // namespace
+
+struct ImGuiMenu::Dialogs
+{
     ModalMessage modal;
-    NotificationList notifications;
-    FileDialog fileDialog;
-    std::function<void( const std::vector<std::filesystem::path>& )> open;
+    FileDialog file;
+    ShortcutSheet shortcuts;
 };
 
 ImGuiMenu::ImGuiMenu()
-    : parts_( std::make_unique<Parts>() )
+    : dialogs_( std::make_unique<Dialogs>() )
 {
 }
 
 ImGuiMenu::~ImGuiMenu() = default;
 
+void ImGuiMenu::connectListeners_()
+{
+    disconnect();
+    Viewer* viewer = viewerPtr_;
+    MouseDownListener::connect( viewer, InterfaceListeners );
+    MouseMoveListener::connect( viewer, InterfaceListeners );
+    MouseUpListener::connect( viewer, InterfaceListeners );
+    MouseScrollListener::connect( viewer, InterfaceListeners );
+    CursorEntranceListener::connect( viewer, InterfaceListeners );
+    CharPressedListener::connect( viewer, InterfaceListeners );
+    KeyDownListener::connect( viewer, InterfaceListeners );
+    KeyUpListener::connect( viewer, InterfaceListeners );
+    KeyRepeatListener::connect( viewer, InterfaceListeners );
+    SpaceMouseMoveListener::connect( viewer, InterfaceListeners );
+    SpaceMouseDownListener::connect( viewer, InterfaceListeners );
+    TouchpadRotateGestureBeginListener::connect( viewer, InterfaceListeners );
+    TouchpadRotateGestureUpdateListener::connect( viewer, InterfaceListeners );
+    TouchpadRotateGestureEndListener::connect( viewer, InterfaceListeners );
+    TouchpadSwipeGestureBeginListener::connect( viewer, InterfaceListeners );
+    TouchpadSwipeGestureUpdateListener::connect( viewer, InterfaceListeners );
+    TouchpadSwipeGestureEndListener::connect( viewer, InterfaceListeners );
+    TouchpadZoomGestureBeginListener::connect( viewer, InterfaceListeners );
+    TouchpadZoomGestureUpdateListener::connect( viewer, InterfaceListeners );
+    TouchpadZoomGestureEndListener::connect( viewer, InterfaceListeners );
+    PostResizeListener::connect( viewer, InterfaceListeners );
+    PostRescaleListener::connect( viewer, InterfaceListeners );
+}
+
 void ImGuiMenu::init( Viewer* viewer )
 {
     viewerPtr_ = viewer;
-    drawCallback = [this]
-    {
-        drawMenuBar_();
-        drawSceneList_();
-        drawHelpers_();
-        drawDialogs_();
-        drawNotifications_();
-    };
+    userScaling_ = readUserScaling();
+    connectListeners_();
+    setupShortcuts_();
+    drawCallback = [this] { draw_helpers(); };
 }
 
 void ImGuiMenu::shutdown()
 {
+    disconnect();
     drawCallback = nullptr;
+}
+
+void ImGuiMenu::setupShortcuts_()
+{
+    shortcuts_ = std::make_shared<ShortcutManager>( ShortcutManager::Commands{
+        { { GLFW_KEY_F1, 0 }, { ShortcutManager::Category::Info, "Show shortcuts", [this] { showShortcutSheet(); } } },
+        { { GLFW_KEY_ESCAPE, 0 }, { ShortcutManager::Category::Info, "Leave", [this] { onEscape_(); } } } } );
+}
+
+void ImGuiMenu::showModalMessage( const std::string& message, NotificationType type )
+{
+    dialogs_->modal.push( message, type );
+    getViewerInstance().incrementForceRedrawFrames( 2 );
+}
+
+void ImGuiMenu::pushNotification( const RibbonNotification& notification )
+{
+    spdlog::info( "{}: {}", notification.header, notification.text );
 }
 
 void ImGuiMenu::draw()
 {
     if ( drawCallback )
         drawCallback();
+    const float scale = menu_scaling();
+    if ( shortcuts_ )
+        dialogs_->shortcuts.draw( *shortcuts_, scale );
+    dialogs_->file.draw( scale );
+    ProgressModal::draw( scale );
+    dialogs_->modal.draw( scale );
 }
 
-void ImGuiMenu::showModalMessage( const std::string& message, NotificationType type )
+void ImGuiMenu::draw_helpers()
 {
-    parts_->modal.push( message, type );
-    viewer_().incrementForceRedrawFrames( 2 );
+    AxisTriad::draw( viewer_().camera(), menu_scaling() );
 }
 
-void ImGuiMenu::pushNotification( const RibbonNotification& notification )
+float ImGuiMenu::menu_scaling() const
 {
-    parts_->notifications.push( notification );
-    viewer_().incrementForceRedrawFrames( 2 );
+    return getViewerInstance().scale() * userScaling_;
 }
 
-void ImGuiMenu::addItem( const std::string& menu, MenuItem item )
+void ImGuiMenu::setUserScaling( float factor )
 {
-    parts_->menuBar.add( menu, std::move( item ) );
+    userScaling_ = std::clamp( factor, 0.5f, 3.f );
+    Config::instance().setJsonValue( cUserScalingKey, userScaling_ );
+    getViewerInstance().incrementForceRedrawFrames( 3 );
 }
 
-void ImGuiMenu::setOpenAction( std::function<void( const std::vector<std::filesystem::path>& )> open )
+void ImGuiMenu::showShortcutSheet()
 {
-    parts_->open = std::move( open );
+    dialogs_->shortcuts.open();
+    getViewerInstance().incrementForceRedrawFrames( 2 );
+}
+
+void ImGuiMenu::setOpenAction( FilesAction open )
+{
+    open_ = std::move( open );
 }
 
 void ImGuiMenu::openFileDialog()
 {
-    if ( parts_->open )
-        parts_->fileDialog.open( parts_->open );
+    if ( open_ )
+        dialogs_->file.open( open_ );
 }
 
-bool ImGuiMenu::onKeyDown( int key, int modifiers )
+void ImGuiMenu::saveFileDialog( const std::string& suggestedName, const std::string& extension,
+    std::function<void( const std::filesystem::path& )> chosen )
 {
-    if ( isModalShown() )
-        return false;
-    const bool ran = parts_->menuBar.onKeyDown( key, modifiers );
-    if ( !ran && key == GLFW_KEY_ESCAPE )
-        onSceneClick( nullptr, false );
-    return ran;
+    dialogs_->file.save( suggestedName, extension, std::move( chosen ) );
 }
 
 void ImGuiMenu::onSceneClick( Object* object, bool add )
 {
-    parts_->sceneList.select( viewer_().sceneRoot(), object, add );
-}
-
-Vector2f ImGuiMenu::coveredPixels() const
-{
-    return { SceneList::width( menuScaling() ), ImGui::GetFrameHeight() };
-}
-
-float ImGuiMenu::menuScaling() const
-{
-    return viewer_().scale();
+    if ( add && object )
+        object->select( !object->isSelected() );
+    else
+        forEachObject( viewer_().sceneRoot(), [&]( Object& other ) { other.select( &other == object ); } );
 }
 
 bool ImGuiMenu::isModalShown() const
 {
-    return parts_->modal.isShown() || parts_->fileDialog.isShown() || ProgressModal::isShown();
+    return dialogs_->modal.isShown() || dialogs_->file.isShown() || dialogs_->shortcuts.isShown() ||
+           ProgressModal::isShown();
 }
 
-void ImGuiMenu::drawMenuBar_()
+void ImGuiMenu::onEscape_()
 {
-    parts_->menuBar.draw();
+    onSceneClick( nullptr, false );
 }
 
-void ImGuiMenu::drawSceneList_()
+bool ImGuiMenu::processKey_( int key, int modifiers, bool repeated )
 {
-    parts_->sceneList.draw( viewer_().sceneRoot(), menuScaling() );
+    if ( isModalShown() || ImGui::GetIO().WantTextInput )
+        return true;
+    // An open popup has Escape and the arrows for itself.
+    if ( ImGui::IsPopupOpen( "", ImGuiPopupFlags_AnyPopupId | ImGuiPopupFlags_AnyPopupLevel ) )
+        return true;
+    return shortcuts_ && shortcuts_->processShortcut( { key, modifiers }, repeated );
 }
 
-void ImGuiMenu::drawHelpers_()
+bool ImGuiMenu::onMouseDown_( MouseButton, int )
 {
-    AxisTriad::draw( viewer_().camera(), menuScaling() );
-    if ( !viewer_().sceneRoot().children().empty() )
-        return;
-    const ImVec2 size = ImGui::GetIO().DisplaySize;
-    auto& list = *ImGui::GetBackgroundDrawList();
-    const auto line = [&]( Fonts::Face face, const char* text, float y, ImU32 color )
-    {
-        ImFont* font = Fonts::get( face );
-        const float width = font->CalcTextSizeA( font->FontSize, FLT_MAX, 0, text ).x;
-        const float center = ( size.x + SceneList::width( menuScaling() ) ) / 2;
-        list.AddText( font, font->FontSize,
-            { std::round( center - width / 2 ), std::round( size.y / 2 + y * menuScaling() ) }, color, text );
-    };
-    line( Fonts::Face::Heading, "Drop a file here", -26, ImGui::GetColorU32( ImGuiCol_Text ) );
-    line( Fonts::Face::Regular, "or press Ctrl+O to open one", 6, ImGui::GetColorU32( Theme::cDimText ) );
+    return ImGui::GetIO().WantCaptureMouse;
 }
 
-void ImGuiMenu::drawDialogs_()
+bool ImGuiMenu::onMouseMove_( Vector2f )
 {
-    parts_->fileDialog.draw( menuScaling() );
-    ProgressModal::draw( menuScaling() );
-    parts_->modal.draw( menuScaling() );
+    // A drag that began in the scene goes on over the windows.
+    return false;
 }
 
-void ImGuiMenu::drawNotifications_()
+bool ImGuiMenu::onMouseUp_( MouseButton, int )
 {
-    parts_->notifications.draw( menuScaling() );
+    return false;
 }
+
+bool ImGuiMenu::onMouseScroll_( float )
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+void ImGuiMenu::onCursorEntrance_( bool ) {}
+
+bool ImGuiMenu::onCharPressed_( unsigned, int )
+{
+    return ImGui::GetIO().WantTextInput;
+}
+
+bool ImGuiMenu::onKeyDown_( int key, int modifiers )
+{
+    return processKey_( key, modifiers, false );
+}
+
+bool ImGuiMenu::onKeyUp_( int, int )
+{
+    return false;
+}
+
+bool ImGuiMenu::onKeyRepeat_( int key, int modifiers )
+{
+    return processKey_( key, modifiers, true );
+}
+
+bool ImGuiMenu::onSpaceMouseMove_( Vector3f, Vector3f )
+{
+    return isModalShown();
+}
+
+bool ImGuiMenu::onSpaceMouseDown_( int )
+{
+    return isModalShown();
+}
+
+bool ImGuiMenu::onTouchpadRotateGestureBegin_()
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadRotateGestureUpdate_( float )
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadRotateGestureEnd_()
+{
+    return false;
+}
+
+bool ImGuiMenu::onTouchpadSwipeGestureBegin_()
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadSwipeGestureUpdate_( Vector2f, bool )
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadSwipeGestureEnd_()
+{
+    return false;
+}
+
+bool ImGuiMenu::onTouchpadZoomGestureBegin_()
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadZoomGestureUpdate_( float, bool )
+{
+    return ImGui::GetIO().WantCaptureMouse;
+}
+
+bool ImGuiMenu::onTouchpadZoomGestureEnd_()
+{
+    return false;
+}
+
+void ImGuiMenu::onPostResize_( int, int ) {}
+
+void ImGuiMenu::onPostRescale_( float ) {}
 
 } // namespace VX

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <VXMesh/scene/Object.h>
-#include <VXViewer/Export.h>
+#include <VXViewer/core/Listeners.h>
 #include <VXViewer/menu/Notification.h>
+#include <VXViewer/menu/ShortcutManager.h>
+#include <VXViewer/ui/RibbonFontManager.h>
 
 #include <filesystem>
 #include <functional>
@@ -15,75 +17,135 @@ namespace VX
 
 class Viewer;
 
-/// One entry of the menu bar.
-struct MenuItem
-{
-    std::string caption;
-    std::function<void()> action;
-    /// GLFW key code and modifier bits of its shortcut; 0 when it has none.
-    int key = 0;
-    int modifiers = 0;
-    /// Greyed out while this says no; always enabled when empty.
-    std::function<bool()> enabled;
-    /// Drawn with a check mark while this says yes; a plain entry when empty.
-    std::function<bool()> checked;
-    bool separatorBefore = false;
-};
-
-/// The interface over the scene: menu bar, scene list, dialogs, progress and notifications.
+/// The interface over the scene: fonts, scaling, shortcuts, modal messages, progress and file dialogs. A menu derived
+/// from it brings the panels.
 ///
-/// Owned by the viewer; everything runs on the UI thread.
-class VXVIEWER_API ImGuiMenu
+/// It hears of input before the tools and the scene, and keeps from them what happens over its windows and the keys of
+/// its shortcuts. Owned by the viewer; everything runs on the UI thread.
+class VXVIEWER_API ImGuiMenu : public MouseDownListener,
+                               public MouseMoveListener,
+                               public MouseUpListener,
+                               public MouseScrollListener,
+                               public CursorEntranceListener,
+                               public CharPressedListener,
+                               public KeyDownListener,
+                               public KeyUpListener,
+                               public KeyRepeatListener,
+                               public SpaceMouseMoveListener,
+                               public SpaceMouseDownListener,
+                               public TouchpadRotateGestureBeginListener,
+                               public TouchpadRotateGestureUpdateListener,
+                               public TouchpadRotateGestureEndListener,
+                               public TouchpadSwipeGestureBeginListener,
+                               public TouchpadSwipeGestureUpdateListener,
+                               public TouchpadSwipeGestureEndListener,
+                               public TouchpadZoomGestureBeginListener,
+                               public TouchpadZoomGestureUpdateListener,
+                               public TouchpadZoomGestureEndListener,
+                               public PostResizeListener,
+                               public PostRescaleListener
 {
 public:
-    ImGuiMenu();
-    virtual ~ImGuiMenu();
+    using FilesAction = std::function<void( const std::vector<std::filesystem::path>& )>;
 
-    /// Called when the viewer's window stands, before the first frame.
+    ImGuiMenu();
+    ~ImGuiMenu() override;
+
+    /// Called when the viewer's window stands, before the first frame: connects the listeners, sets the shortcuts up
+    /// and installs the draw callback.
     virtual void init( Viewer* viewer );
     /// Called before the window goes.
     virtual void shutdown();
 
-    /// Draws one frame by `drawCallback`.
-    void draw();
+protected:
+    /// Makes the shortcut manager with the set that every menu has: F1 for the sheet of shortcuts, Escape.
+    virtual void setupShortcuts_();
 
+public:
     /// Shows a text that has to be confirmed. Further texts wait for their turn.
     virtual void showModalMessage( const std::string& message, NotificationType type );
+    /// Shows a note; this menu has no place for it and writes it to the log.
     virtual void pushNotification( const RibbonNotification& notification );
 
-    /// Appends an entry to a menu of the bar, which is created by its first entry.
-    void addItem( const std::string& menu, MenuItem item );
-    /// Asks for files to open; Control+O comes here.
-    void setOpenAction( std::function<void( const std::vector<std::filesystem::path>& )> open );
-    void openFileDialog();
+    /// Draws one frame: what `drawCallback` draws, and over it the dialogs that have to be answered.
+    void draw();
 
-    /// Runs the shortcut of a key; true when there was one.
-    bool onKeyDown( int key, int modifiers );
-    /// A click in the scene: selects an object (null: none), adding to the selection where asked.
-    void onSceneClick( Object* object, bool add );
-
-    /// What the interface takes from the scene at the left and at the upper edge.
-    [[nodiscard]] virtual Vector2f coveredPixels() const;
-
-    /// How much larger than at 96 dots an inch the interface is drawn.
-    [[nodiscard]] float menuScaling() const;
-    [[nodiscard]] bool isModalShown() const;
-
-    /// Draws the whole interface of one frame; a product may replace it.
+    /// Draws the windows of one frame; a menu derived from this one installs its own in `init`.
     std::function<void()> drawCallback;
+
+    /// Draws what stands over the scene without being a panel: the axes in the corner, and a hint in an empty scene.
+    virtual void draw_helpers();
+
+    /// How much larger than at 96 dots an inch the interface is drawn: the monitor's scale times the user's choice.
+    [[nodiscard]] float menu_scaling() const;
+    /// The user's factor on the monitor's scale, 0.5 to 3; it is kept in the settings.
+    [[nodiscard]] float userScaling() const { return userScaling_; }
+    void setUserScaling( float factor );
+
+    [[nodiscard]] RibbonFontManager& fontManager() { return fonts_; }
+    /// Null until shortcuts were first set up.
+    [[nodiscard]] const std::shared_ptr<ShortcutManager>& getShortcutManager() const { return shortcuts_; }
+    void showShortcutSheet();
+
+    /// What is done with files chosen to be opened.
+    void setOpenAction( FilesAction open );
+    void openFileDialog();
+    /// Asks for a file to write; see `FileDialog::save`.
+    void saveFileDialog( const std::string& suggestedName, const std::string& extension,
+        std::function<void( const std::filesystem::path& )> chosen );
+
+    /// A click in the scene: selects an object (null: none), adding to the selection where asked.
+    virtual void onSceneClick( Object* object, bool add );
+
+    /// What the interface takes from the scene at the left and at the upper edge, in pixels.
+    [[nodiscard]] virtual Vector2f coveredPixels() const { return {}; }
+
+    /// Whether a dialog stands that has to be answered first.
+    [[nodiscard]] virtual bool isModalShown() const;
 
 protected:
     [[nodiscard]] Viewer& viewer_() const { return *viewerPtr_; }
-    void drawMenuBar_();
-    void drawSceneList_();
-    void drawHelpers_();
-    void drawDialogs_();
-    void drawNotifications_();
+    [[nodiscard]] bool hasViewer_() const { return viewerPtr_ != nullptr; }
+
+    /// Escape was pressed and no window wanted it.
+    virtual void onEscape_();
+
+    bool onMouseDown_( MouseButton button, int modifiers ) override;
+    bool onMouseMove_( Vector2f position ) override;
+    bool onMouseUp_( MouseButton button, int modifiers ) override;
+    bool onMouseScroll_( float steps ) override;
+    void onCursorEntrance_( bool entered ) override;
+    bool onCharPressed_( unsigned codePoint, int modifiers ) override;
+    bool onKeyDown_( int key, int modifiers ) override;
+    bool onKeyUp_( int key, int modifiers ) override;
+    bool onKeyRepeat_( int key, int modifiers ) override;
+    bool onSpaceMouseMove_( Vector3f shift, Vector3f turn ) override;
+    bool onSpaceMouseDown_( int button ) override;
+    bool onTouchpadRotateGestureBegin_() override;
+    bool onTouchpadRotateGestureUpdate_( float angle ) override;
+    bool onTouchpadRotateGestureEnd_() override;
+    bool onTouchpadSwipeGestureBegin_() override;
+    bool onTouchpadSwipeGestureUpdate_( Vector2f delta, bool kinetic ) override;
+    bool onTouchpadSwipeGestureEnd_() override;
+    bool onTouchpadZoomGestureBegin_() override;
+    bool onTouchpadZoomGestureUpdate_( float factor, bool kinetic ) override;
+    bool onTouchpadZoomGestureEnd_() override;
+    void onPostResize_( int width, int height ) override;
+    void onPostRescale_( float scale ) override;
+
+    std::shared_ptr<ShortcutManager> shortcuts_;
 
 private:
-    struct Parts;
+    struct Dialogs;
+
+    void connectListeners_();
+    bool processKey_( int key, int modifiers, bool repeated );
+
     Viewer* viewerPtr_ = nullptr;
-    std::unique_ptr<Parts> parts_;
+    RibbonFontManager fonts_;
+    float userScaling_ = 1;
+    FilesAction open_;
+    std::unique_ptr<Dialogs> dialogs_;
 };
 
 } // namespace VX

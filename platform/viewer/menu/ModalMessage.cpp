@@ -1,6 +1,7 @@
 #include <VXViewer/menu/ModalMessage.h>
 
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -22,11 +23,11 @@ Look lookOf( NotificationType type )
     switch ( type )
     {
     case NotificationType::Error:
-        return { Icons::cError, "Error", Theme::cErrorText };
+        return { Icons::cError, "Error", themeVec4( ColorTheme::Error ) };
     case NotificationType::Warning:
-        return { Icons::cWarning, "Warning", Theme::cWarningText };
+        return { Icons::cWarning, "Warning", themeVec4( ColorTheme::Warning ) };
     default:
-        return { Icons::cInfo, "Info", Theme::cAccent };
+        return { Icons::cInfo, "Info", themeVec4( ColorTheme::Accent ) };
     }
 }
 
@@ -51,15 +52,16 @@ void ModalMessage::draw( float scale )
     UI::centerNextWindow();
     const float width = std::min( 460 * scale, ImGui::GetIO().DisplaySize.x - 32 * scale );
     ImGui::SetNextWindowSize( { width, 0 } );
-    if ( !ImGui::BeginPopupModal(
+    if ( !ImGui::BeginModalNoAnimation(
              cId, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove ) )
         return;
     const auto look = lookOf( queue_.front().type );
-    ImGui::PushFont( Fonts::get( Fonts::Face::Heading ) );
-    ImGui::TextColored( look.color, "%s", look.icon );
-    ImGui::SameLine();
-    ImGui::TextUnformatted( look.title );
-    ImGui::PopFont();
+    {
+        const FontScope headline( RibbonFontManager::FontType::Headline );
+        UI::colored( look.color, look.icon );
+        ImGui::SameLine();
+        ImGui::TextUnformatted( look.title );
+    }
     ImGui::Dummy( { 0, 2 * scale } );
     UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), queue_.front().text );
     ImGui::Dummy( { 0, 6 * scale } );

@@ -1,7 +1,8 @@
 #include <VXViewer/menu/NotificationList.h>
 
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -14,29 +15,24 @@ namespace VX
 namespace
 {
 
-ImVec4 colorOf( NotificationType type )
+struct Look
 {
-    switch ( type )
-    {
-    case NotificationType::Error:
-        return Theme::cErrorText;
-    case NotificationType::Warning:
-        return Theme::cWarningText;
-    default:
-        return Theme::cGoodText;
-    }
-}
+    ColorTheme::RibbonColorsType color;
+    const char* icon;
+};
 
-const char* iconOf( NotificationType type )
+Look lookOf( NotificationType type )
 {
     switch ( type )
     {
     case NotificationType::Error:
-        return Icons::cError;
+        return { ColorTheme::Error, Icons::cError };
     case NotificationType::Warning:
-        return Icons::cWarning;
+        return { ColorTheme::Warning, Icons::cWarning };
+    case NotificationType::Info:
+        return { ColorTheme::Good, Icons::cInfo };
     default:
-        return Icons::cDone;
+        return { ColorTheme::Good, Icons::cDone };
     }
 }
 
@@ -59,40 +55,56 @@ void NotificationList::push( const RibbonNotification& notification )
     entries_.push_back( { notification, -1, 1, nextId_++ } );
 }
 
-float NotificationList::drawEntry_( Entry& entry, float bottom, float scale )
+bool NotificationList::drawContents_( const Entry& entry, float width, float scale )
 {
     const auto& note = entry.notification;
-    const ImVec2 display = ImGui::GetIO().DisplaySize;
-    const float margin = 16 * scale, width = 320 * scale;
-    ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
-    ImGui::SetNextWindowSize( { width, 0 } );
-    const auto id = fmt::format( "##notification{}", entry.id );
-    ImGui::Begin( id.c_str(), nullptr,
-        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-            ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
-    ImGui::TextColored( colorOf( note.type ), "%s", iconOf( note.type ) );
+    const auto look = lookOf( note.type );
+    UI::colored( themeVec4( look.color ), look.icon );
     ImGui::SameLine();
-    UI::text(
-        Fonts::Face::SemiBold, entry.count > 1 ? fmt::format( "{} ({})", note.header, entry.count ) : note.header );
+    {
+        const FontScope semiBold( RibbonFontManager::FontType::SemiBold );
+        const auto header = entry.count > 1 ? fmt::format( "{} ({})", note.header, entry.count ) : note.header;
+        ImGui::PushTextWrapPos( width - 40 * scale );
+        ImGui::TextUnformatted( header.data(), header.data() + header.size() );
+        ImGui::PopTextWrapPos();
+    }
     ImGui::SameLine( width - 34 * scale );
-    ImGui::PushStyleColor( ImGuiCol_Button, ImVec4{} );
-    bool close = ImGui::SmallButton( Icons::cClose );
-    ImGui::PopStyleColor();
+    bool close = UI::glyphButton( Icons::cClose, "close", themeVec4( ColorTheme::DimText ) );
+    UI::setTooltipIfHovered( "Dismiss", scale );
     if ( !note.text.empty() )
-        UI::wrapped( Theme::cDimText, note.text );
+        UI::wrapped( themeVec4( ColorTheme::DimText ), note.text );
     if ( !note.buttonName.empty() && ImGui::Button( note.buttonName.c_str() ) )
     {
         close = true;
         if ( note.onButtonClick )
             note.onButtonClick();
     }
+    return close;
+}
+
+float NotificationList::drawEntry_( Entry& entry, float bottom, float scale )
+{
+    const float lifeTime = entry.notification.lifeTimeSec;
+    const ImVec2 display = ImGui::GetIO().DisplaySize;
+    const float margin = 16 * scale, width = std::min( 320 * scale, display.x - 2 * margin );
+    ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
+    ImGui::SetNextWindowSize( { width, 0 } );
+    const auto id = fmt::format( "##notification{}", entry.id );
+    ImGui::Begin( id.c_str(), nullptr,
+        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
+            ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
+    const bool close = drawContents_( entry, width, scale );
     const bool hovered = ImGui::IsWindowHovered( ImGuiHoveredFlags_ChildWindows );
     const float height = ImGui::GetWindowHeight();
     ImGui::End();
     if ( entry.shownAt < 0 || hovered )
         entry.shownAt = ImGui::GetTime();
-    const double left = entry.shownAt + double( note.lifeTimeSec ) - ImGui::GetTime();
-    if ( left <= 0 || close )
+    if ( close )
+        return -1;
+    if ( lifeTime <= 0 )
+        return height;
+    const double left = entry.shownAt + double( lifeTime ) - ImGui::GetTime();
+    if ( left <= 0 )
         return -1;
     getViewerInstance().requestFrameIn( left + 0.02 );
     return height;
@@ -102,7 +114,8 @@ void NotificationList::draw( float scale )
 {
     if ( entries_.empty() )
         return;
-    float bottom = ImGui::GetIO().DisplaySize.y - 16 * scale;
+    // Above the axes in the corner.
+    float bottom = ImGui::GetIO().DisplaySize.y - 116 * scale;
     const size_t before = entries_.size();
     std::erase_if( entries_,
         [&]( Entry& entry )

@@ -14,6 +14,7 @@ public:
     void push( const RibbonNotification& notification );
     void draw( float scale );
     [[nodiscard]] size_t size() const { return entries_.size(); }
+    void clear() { entries_.clear(); }
 
 private:
     struct Entry
@@ -25,6 +26,9 @@ private:
     };
     /// Draws one above `bottom`; returns its height, or a negative number when it is to go.
     float drawEntry_( Entry& entry, float bottom, float scale );
+
+    /// Returns whether it is to go.
+    static bool drawContents_( const Entry& entry, float width, float scale );
 
     std::vector<Entry> entries_;
     int nextId_ = 0;

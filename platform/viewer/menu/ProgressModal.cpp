@@ -1,7 +1,8 @@
 #include <VXViewer/menu/ProgressModal.h>
 
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -19,14 +20,14 @@ constexpr const char* cId = "##progress";
 void drawContents( const ProgressBar::State& state, float scale, float width )
 {
     const float inner = width - 2 * ImGui::GetStyle().WindowPadding.x;
-    UI::text( Fonts::Face::SemiBold, state.name );
-    ImGui::TextColored( Theme::cDimText, "%s", state.task.empty() ? "Working" : state.task.c_str() );
+    UI::text( RibbonFontManager::FontType::SemiBold, state.name );
+    ImGui::TextColored( themeVec4( ColorTheme::DimText ), "%s", state.task.empty() ? "Working" : state.task.c_str() );
     ImGui::Dummy( { 0, 2 * scale } );
     ImGui::ProgressBar( state.fraction, { inner, 8 * scale }, "" );
     const double seconds = std::chrono::duration<double>( state.elapsed ).count();
     ImGui::AlignTextToFramePadding();
-    ImGui::TextColored(
-        Theme::cDimText, "%.0f %%   %s", double( state.fraction ) * 100, UI::formatDuration( seconds ).c_str() );
+    ImGui::TextColored( themeVec4( ColorTheme::DimText ), "%.0f %%   %s", double( state.fraction ) * 100,
+        UI::formatDuration( seconds ).c_str() );
     ImGui::SameLine( width - 96 * scale - ImGui::GetStyle().WindowPadding.x );
 }
 
@@ -45,14 +46,15 @@ void draw( float scale )
     const float width = std::min( 420 * scale, ImGui::GetIO().DisplaySize.x - 32 * scale );
     UI::centerNextWindow();
     ImGui::SetNextWindowSize( { width, 0 } );
-    if ( !ImGui::BeginPopupModal(
+    if ( !ImGui::BeginModalNoAnimation(
              cId, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove ) )
         return;
     bool close = !state;
     if ( state )
     {
         drawContents( *state, scale, width );
-        if ( UI::button( "Cancel", scale ) || ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+        if ( UI::dialogButton( "Cancel", scale ) ||
+             ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
         {
             ProgressBar::cancel();
             close = true;

@@ -1,15 +1,19 @@
 #include <VXViewer/ui/ImGuiContextOwner.h>
 
-#include <VXViewer/ui/Fonts.h>
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ColorTheme.h>
+#include <VXViewer/ui/RibbonFontManager.h>
+#include <VXViewer/ui/RibbonIcons.h>
 
 #include <imgui.h>
 #include <imgui_impl_opengl3.h>
+
+#include <utility>
 
 namespace VX
 {
 
 ImGuiContextOwner::ImGuiContextOwner()
+    : themeChanges_( ColorTheme::onChanged( [this] { themeOutdated_ = true; } ) )
 {
     ImGui::CreateContext();
     auto& io = ImGui::GetIO();
@@ -20,28 +24,29 @@ ImGuiContextOwner::ImGuiContextOwner()
 
 ImGuiContextOwner::~ImGuiContextOwner()
 {
+    RibbonIcons::clear();
     if ( rendererReady_ )
         ImGui_ImplOpenGL3_Shutdown();
     ImGui::DestroyContext();
 }
 
-void ImGuiContextOwner::setScale( float scale )
-{
-    scale_ = scale;
-    fontsOutdated_ = true;
-    Theme::apply( scale );
-}
-
-void ImGuiContextOwner::updateFonts()
+void ImGuiContextOwner::prepareFrame( RibbonFontManager* fonts, float scale )
 {
     if ( !rendererReady_ )
         rendererReady_ = ImGui_ImplOpenGL3_Init( "#version 330 core" );
-    if ( fontsOutdated_ )
+    const bool rescaled = std::exchange( scale_, scale ) != scale;
+    if ( rescaled || fonts_ != fonts || ( fonts && fonts->isOutdated() ) )
     {
-        fontsOutdated_ = false;
-        Fonts::build( scale_ );
+        fonts_ = fonts;
+        if ( fonts )
+            fonts->loadAllFonts( scale );
         ImGui_ImplOpenGL3_DestroyFontsTexture();
         ImGui_ImplOpenGL3_CreateFontsTexture();
+    }
+    if ( std::exchange( themeOutdated_, false ) || rescaled )
+    {
+        RibbonIcons::clear();
+        ColorTheme::applyToImGui( scale );
     }
     ImGui_ImplOpenGL3_NewFrame();
 }

@@ -1,19 +1,20 @@
 #include <VXViewer/ui/Widgets.h>
 
-#include <VXViewer/ui/Theme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/RibbonIcons.h>
 
 #include <fmt/format.h>
+#include <imgui_internal.h>
+
+#include <algorithm>
 
 namespace VX::UI
 {
 namespace
 {
 
-ImVec2 buttonSize( const char* label, float scale )
-{
-    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
-    return { std::max( wanted, 96 * scale ), 0 };
-}
+constexpr float cLeastButtonWidth = 96;
 
 bool enterPressed()
 {
@@ -22,41 +23,187 @@ bool enterPressed()
                ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_KeyPadEnter ), false ) );
 }
 
+ImVec4 brighter( ImVec4 color, float by )
+{
+    return { std::clamp( color.x + by, 0.f, 1.f ), std::clamp( color.y + by, 0.f, 1.f ),
+        std::clamp( color.z + by, 0.f, 1.f ), color.w };
+}
+
+void pushPrimaryColors()
+{
+    const ImVec4 accent = themeVec4( ColorTheme::Accent );
+    ImGui::PushStyleColor( ImGuiCol_Button, accent );
+    ImGui::PushStyleColor( ImGuiCol_ButtonHovered, brighter( accent, 0.08f ) );
+    ImGui::PushStyleColor( ImGuiCol_ButtonActive, brighter( accent, -0.08f ) );
+    ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::AccentText ) );
+}
+
 } // namespace
 
-bool button( const char* label, float scale )
+bool button( const char* label, const Vector2f& size, const ButtonParams& params )
 {
-    return ImGui::Button( label, buttonSize( label, scale ) );
+    if ( params.primary )
+        pushPrimaryColors();
+    ImGui::BeginDisabled( !params.enabled );
+    bool pressed = ImGui::Button( label, { size.x, size.y } );
+    ImGui::EndDisabled();
+    if ( params.primary )
+        ImGui::PopStyleColor( 4 );
+    return pressed || ( params.enabled && params.enterKey && enterPressed() );
+}
+
+bool dialogButton( const char* label, float scale )
+{
+    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
+    return button( label, { std::max( wanted, cLeastButtonWidth * scale ), 0 }, { .primary = false } );
 }
 
 bool primaryButton( const char* label, float scale )
 {
-    ImVec4 hovered = Theme::cAccent;
-    hovered.y += 0.08f;
-    hovered.z += 0.12f;
-    ImGui::PushStyleColor( ImGuiCol_Button, Theme::cAccent );
-    ImGui::PushStyleColor( ImGuiCol_ButtonHovered, hovered );
-    ImGui::PushStyleColor( ImGuiCol_ButtonActive, Theme::cAccent );
-    ImGui::PushStyleColor( ImGuiCol_Text, { 0.10f, 0.08f, 0.05f, 1 } );
-    const bool pressed = ImGui::Button( label, buttonSize( label, scale ) ) || enterPressed();
-    ImGui::PopStyleColor( 4 );
+    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
+    return button( label, { std::max( wanted, cLeastButtonWidth * scale ), 0 }, { .enterKey = true } );
+}
+
+bool buttonIconEx( const std::string& icon, const Vector2f& iconSize, const std::string& caption, const Vector2f& size,
+    bool enabled, bool active )
+{
+    ImGui::BeginDisabled( !enabled );
+    ImGui::PushID( caption.c_str() );
+    if ( active )
+        ImGui::PushStyleColor( ImGuiCol_Button, themeVec4( ColorTheme::Selection ) );
+    const bool pressed = ImGui::Button( "##icon", { size.x, size.y } );
+    if ( active )
+        ImGui::PopStyleColor();
+    const ImVec2 low = ImGui::GetItemRectMin(), high = ImGui::GetItemRectMax();
+    auto& list = *ImGui::GetWindowDrawList();
+    const float textHeight = ImGui::GetFontSize();
+    const float gap = std::round( textHeight * 0.25f );
+    const float top = std::round( ( low.y + high.y - iconSize.y - gap - textHeight ) / 2 );
+    const float middle = ( low.x + high.x ) / 2;
+    if ( const auto image = RibbonIcons::findByName(
+             icon, iconSize.x, RibbonIcons::ColorType::White, RibbonIcons::IconType::RibbonItemIcon ) )
+    {
+        const ImVec2 at{ std::round( middle - iconSize.x / 2 ), top };
+        list.AddImage( image->texture, at, { at.x + iconSize.x, at.y + iconSize.y }, image->uv0, image->uv1,
+            ImGui::GetColorU32( ImGuiCol_Text ) );
+    }
+    const float width = ImGui::CalcTextSize( caption.c_str() ).x;
+    list.AddText( { std::round( middle - width / 2 ), top + iconSize.y + gap }, ImGui::GetColorU32( ImGuiCol_Text ),
+        caption.c_str() );
+    ImGui::PopID();
+    ImGui::EndDisabled();
     return pressed;
 }
 
-void text( Fonts::Face face, const std::string& text )
+bool glyphButton( const char* glyph, const char* id, const ImVec4& color )
 {
-    ImGui::PushFont( Fonts::get( face ) );
+    ImGui::PushStyleColor( ImGuiCol_Button, ImVec4{} );
+    ImGui::PushStyleColor( ImGuiCol_Text, color );
+    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, ImVec2{} );
+    ImGui::PushID( id );
+    const bool pressed = ImGui::SmallButton( glyph );
+    ImGui::PopID();
+    ImGui::PopStyleVar();
+    ImGui::PopStyleColor( 2 );
+    return pressed;
+}
+
+bool checkbox( const char* label, bool* value )
+{
+    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding,
+        { ImGui::GetStyle().FramePadding.y * 0.5f, ImGui::GetStyle().FramePadding.y * 0.5f } );
+    ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
+    const bool changed = ImGui::Checkbox( label, value );
+    ImGui::PopStyleVar( 2 );
+    return changed;
+}
+
+bool combo( const char* label, int* value, const std::vector<std::string>& options )
+{
+    const bool known = *value >= 0 && size_t( *value ) < options.size();
+    bool changed = false;
+    if ( !ImGui::BeginCombo( label, known ? options[size_t( *value )].c_str() : "" ) )
+        return false;
+    for ( int i = 0; i < int( options.size() ); ++i )
+        if ( ImGui::Selectable( options[size_t( i )].c_str(), i == *value ) )
+        {
+            changed = i != *value;
+            *value = i;
+        }
+    ImGui::EndCombo();
+    return changed;
+}
+
+bool slider( const char* label, float* value, float least, float most, const char* format )
+{
+    return ImGui::SliderFloat( label, value, least, most, format, ImGuiSliderFlags_AlwaysClamp );
+}
+
+bool drag( const char* label, float* value, float speed, float least, float most, const char* format )
+{
+    return ImGui::DragFloat( label, value, speed, least, most, format, ImGuiSliderFlags_AlwaysClamp );
+}
+
+bool drag( const char* label, int* value, float speed, int least, int most )
+{
+    return ImGui::DragInt( label, value, speed, least, most, "%d", ImGuiSliderFlags_AlwaysClamp );
+}
+
+void setTooltipIfHovered( const std::string& text, float scale )
+{
+    if ( text.empty() || !ImGui::IsItemHovered( ImGuiHoveredFlags_AllowWhenDisabled ) || ImGui::IsItemActive() )
+        return;
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 10 * scale, 7 * scale } );
+    ImGui::BeginTooltip();
+    ImGui::PushTextWrapPos( 320 * scale );
     ImGui::TextUnformatted( text.data(), text.data() + text.size() );
-    ImGui::PopFont();
+    ImGui::PopTextWrapPos();
+    ImGui::EndTooltip();
+    ImGui::PopStyleVar();
+}
+
+void separator( const std::string& heading, float scale )
+{
+    ImGui::Dummy( { 0, 4 * scale } );
+    text( RibbonFontManager::FontType::SemiBold, heading );
+    ImGui::SameLine();
+    const ImVec2 at = ImGui::GetCursorScreenPos();
+    const float y = std::round( at.y + ImGui::GetTextLineHeight() / 2 );
+    ImGui::GetWindowDrawList()->AddLine(
+        { at.x, y }, { at.x + ImGui::GetContentRegionAvail().x, y }, themeU32( ColorTheme::Separator ) );
+    ImGui::NewLine();
+}
+
+void text( RibbonFontManager::FontType face, const std::string& text )
+{
+    const FontScope font( face );
+    ImGui::TextUnformatted( text.data(), text.data() + text.size() );
 }
 
 void wrapped( const ImVec4& color, const std::string& text )
 {
-    ImGui::PushStyleColor( ImGuiCol_Text, color );
     ImGui::PushTextWrapPos( 0 );
-    ImGui::TextUnformatted( text.data(), text.data() + text.size() );
+    colored( color, text );
     ImGui::PopTextWrapPos();
+}
+
+void colored( const ImVec4& color, const std::string& text )
+{
+    ImGui::PushStyleColor( ImGuiCol_Text, color );
+    ImGui::TextUnformatted( text.data(), text.data() + text.size() );
     ImGui::PopStyleColor();
+}
+
+std::string fitted( const std::string& text, float width )
+{
+    if ( ImGui::CalcTextSize( text.c_str() ).x <= width )
+        return text;
+    constexpr const char* cEllipsis = "...";
+    const float left = width - ImGui::CalcTextSize( cEllipsis ).x;
+    const char* end = nullptr;
+    ImFont* font = ImGui::GetFont();
+    font->CalcTextSizeA( ImGui::GetFontSize(), std::max( left, 0.f ), 0, text.data(), text.data() + text.size(), &end );
+    return std::string( text.data(), end ) + cEllipsis;
 }
 
 void centerNextWindow()
@@ -65,12 +212,39 @@ void centerNextWindow()
     ImGui::SetNextWindowPos( { size.x / 2, size.y / 2 }, ImGuiCond_Always, { 0.5f, 0.5f } );
 }
 
+bool beginToolDialog( const char* title, bool* open, float width, float scale )
+{
+    const ImVec2 display = ImGui::GetIO().DisplaySize;
+    ImGui::SetNextWindowPos(
+        { display.x - 16 * scale, std::min( 176 * scale, display.y / 3 ) }, ImGuiCond_Appearing, { 1, 0 } );
+    ImGui::SetNextWindowSize( { std::min( width * scale, display.x ), 0 } );
+    ImGui::SetNextWindowSizeConstraints( { 0, 0 }, { display.x, std::max( display.y * 0.8f, 100 * scale ) } );
+    const bool drawn = ImGui::Begin( title, open, ImGuiWindowFlags_NoCollapse | ImGuiWindowFlags_NoResize );
+    if ( ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) && !ImGui::IsAnyItemActive() &&
+         ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+        *open = false;
+    return drawn;
+}
+
 std::string formatDuration( double seconds )
 {
     const auto total = long( seconds );
     if ( total >= 3600 )
         return fmt::format( "{}:{:02}:{:02}", total / 3600, total / 60 % 60, total % 60 );
     return fmt::format( "{}:{:02}", total / 60, total % 60 );
+}
+
+std::string formatCount( size_t number )
+{
+    const auto digits = std::to_string( number );
+    std::string out;
+    for ( size_t i = 0; i < digits.size(); ++i )
+    {
+        if ( i > 0 && ( digits.size() - i ) % 3 == 0 )
+            out += ' ';
+        out += digits[i];
+    }
+    return out;
 }
 
 } // namespace VX::UI

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <VXMesh/Export.h>
+
+#include <string>
+#include <string_view>
+
+namespace VX
+{
+
+/// The text with the ASCII letters in lower case; other bytes of UTF-8 stay as they are.
+[[nodiscard]] VXMESH_API std::string toLower( std::string_view text );
+
+/// The text without white space at its ends.
+[[nodiscard]] VXMESH_API std::string trimmed( std::string_view text );
+
+} // namespace VX

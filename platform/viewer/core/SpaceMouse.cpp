@@ -1,0 +1,118 @@
+#include <VXViewer/core/SpaceMouse.h>
+
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/Viewer.h>
+
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <array>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include <poll.h>
+#include <spnav.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace VX
+{
+namespace
+{
+
+// What the daemon reports of a cap pushed to its stop.
+constexpr float cFullDeflection = 350;
+
+float toUnit( int value )
+{
+    return std::clamp( float( value ) / cFullDeflection, -1.f, 1.f );
+}
+
+struct Motion
+{
+    Vector3f shift;
+    Vector3f turn;
+};
+
+} // namespace
+
+struct SpaceMouse::Impl
+{
+    explicit Impl( Viewer& owner )
+        : viewer( owner )
+        , stopEvent( ::eventfd( 0, EFD_CLOEXEC ) )
+        , thread( [this] { listen(); } )
+    {
+    }
+    ~Impl()
+    {
+        const uint64_t one = 1;
+        if ( ::write( stopEvent, &one, sizeof( one ) ) != sizeof( one ) )
+            spdlog::error( "The thread of the 3D mouse cannot be woken" );
+        thread.join();
+        ::close( stopEvent );
+        spnav_close();
+    }
+
+    void listen()
+    {
+        std::array<pollfd, 2> files{ pollfd{ spnav_fd(), POLLIN, 0 }, pollfd{ stopEvent, POLLIN, 0 } };
+        while ( ::poll( files.data(), files.size(), -1 ) >= 0 )
+        {
+            if ( files[1].revents || ( files[0].revents & ( POLLHUP | POLLERR ) ) )
+                return;
+            spnav_event event{};
+            while ( spnav_poll_event( &event ) )
+                take( event );
+        }
+    }
+
+    void take( const spnav_event& event )
+    {
+        if ( event.type == SPNAV_EVENT_BUTTON && event.button.press )
+            CommandLoop::appendCommand(
+                [&viewer = viewer, number = event.button.bnum] { viewer.signals().spaceMouseDown( number ); } );
+        if ( event.type != SPNAV_EVENT_MOTION )
+            return;
+        const auto& m = event.motion;
+        const Motion motion{
+            { toUnit( m.x ), toUnit( m.y ), toUnit( -m.z ) }, { toUnit( m.rx ), toUnit( m.ry ), toUnit( -m.rz ) } };
+        const std::lock_guard lock( mutex );
+        // Reports that pile up during a slow frame are old news: only the latest counts.
+        if ( !std::exchange( latest, motion ) )
+            CommandLoop::appendCommand( [this] { tell(); } );
+    }
+
+    void tell()
+    {
+        std::optional<Motion> motion;
+        {
+            const std::lock_guard lock( mutex );
+            motion = std::exchange( latest, std::nullopt );
+        }
+        if ( !motion )
+            return;
+        viewer.signals().spaceMouseMove( motion->shift, motion->turn );
+        viewer.incrementForceRedrawFrames();
+    }
+
+    Viewer& viewer;
+    std::mutex mutex;
+    std::optional<Motion> latest;
+    int stopEvent;
+    std::thread thread;
+};
+
+SpaceMouse::SpaceMouse() = default;
+SpaceMouse::~SpaceMouse() = default;
+
+void SpaceMouse::start( Viewer& viewer )
+{
+    if ( impl_ || spnav_open() == -1 )
+        return;
+    spdlog::debug( "A 3D mouse is listened to" );
+    impl_ = std::make_unique<Impl>( viewer );
+}
+
+} // namespace VX

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <VXMesh/scene/Object.h>
+#include <VXViewer/Export.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace VX
+{
+
+/// Changes of the scene that the user can take back: each is done at once and appended to the viewer's history, when
+/// there is one. UI thread.
+namespace SceneEdits
+{
+
+using Objects = std::vector<std::shared_ptr<Object>>;
+
+/// Appends objects to the scene's top level.
+VXVIEWER_API void add( const std::string& actionName, const Objects& objects );
+
+/// Takes objects out of the scene; those below another one of the list go with it.
+VXVIEWER_API void remove( const std::string& actionName, const Objects& objects );
+
+VXVIEWER_API void rename( const std::shared_ptr<Object>& object, const std::string& name );
+
+/// Shows or hides objects.
+VXVIEWER_API void setVisible( const std::string& actionName, const Objects& objects, bool visible );
+
+/// "Delete part" for one object, "Delete 3 objects" for more.
+[[nodiscard]] VXVIEWER_API std::string nameFor( const std::string& verb, const Objects& objects );
+
+} // namespace SceneEdits
+
+} // namespace VX

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/RibbonMenuSearch.h>
+#include <VXViewer/menu/RibbonMenuUIConfig.h>
+#include <VXViewer/menu/RibbonSceneObjectsListDrawer.h>
+#include <VXViewer/menu/Toolbar.h>
+
+namespace VX
+{
+
+/// The menu of a program: a ribbon of tools by tabs and groups, a quick-access toolbar, the scene list, notifications
+/// and the dialogs of the tools at work. What is in it is said by `RibbonSchemaHolder`. UI thread.
+class VXVIEWER_API RibbonMenu : public ImGuiMenu
+{
+public:
+    RibbonMenu();
+    ~RibbonMenu() override;
+
+    void init( Viewer* viewer ) override;
+    void shutdown() override;
+
+protected:
+    /// The basic set, and the keys of the framework's tools that exist.
+    void setupShortcuts_() override;
+
+public:
+    void pushNotification( const RibbonNotification& notification ) override;
+
+protected:
+    /// Starts or ends a tool. With a requirement that is not met, it is told to the user and nothing is done. Returns
+    /// whether the tool did something; false for a null item.
+    virtual bool itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements );
+    /// Draws the buttons under the scene list.
+    virtual void drawSceneListButtons_();
+
+public:
+    /// A tool's button, row or shortcut was pressed.
+    virtual void emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item );
+
+protected:
+    /// Why a tool cannot be used now; empty when it can.
+    [[nodiscard]] virtual std::string getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const;
+    virtual void drawTopPanel_( bool drawTabs, bool centerItems );
+    virtual void drawActiveBlockingDialog_();
+    virtual void drawActiveNonBlockingDialogs_();
+    virtual void drawRibbonSceneList_();
+    virtual void drawRibbonViewportsLabels_();
+    /// The tools at work, over the viewport, each with a button that ends it.
+    virtual void drawActiveList_();
+    virtual void drawNotifications_();
+    /// The toolbar and its dialog.
+    void drawToolbar_();
+
+public:
+    void onSceneClick( Object* object, bool add ) override;
+    [[nodiscard]] Vector2f coveredPixels() const override;
+    [[nodiscard]] bool isModalShown() const override;
+
+    void setMenuUIConfig( const RibbonMenuUIConfig& config );
+    [[nodiscard]] const RibbonMenuUIConfig& getMenuUIConfig() const { return uiConfig_; }
+
+    /// The schema has changed: the toolbar's list is read again.
+    void schemaChanged();
+
+    [[nodiscard]] Toolbar& getToolbar() { return toolbar_; }
+    [[nodiscard]] RibbonMenuSearch& getSearch() { return search_; }
+    [[nodiscard]] const std::shared_ptr<SceneObjectsListDrawer>& getSceneObjectsList() const { return sceneList_; }
+    void selectTab( const std::string& name );
+    [[nodiscard]] const std::string& currentTab() const;
+
+    /// Whether a tool is at work.
+    [[nodiscard]] bool hasAnyActiveItem() const;
+    [[nodiscard]] size_t notificationCount() const;
+
+    /// Height of the top panel at scale 1, 0 while it is off.
+    [[nodiscard]] float getTopPanelHeight() const;
+    /// Width of the scene list in pixels, 0 while it is off.
+    [[nodiscard]] float getSceneListWidth() const;
+
+protected:
+    /// Binds a key to a tool; nothing happens when there is no such tool. A key that is taken stays with its tool, and
+    /// the log says so.
+    void addRibbonItemShortcut_( const std::string& itemName, ShortcutKey key, ShortcutManager::Category category );
+    /// Reads the list of selected objects that requirements are asked with.
+    void updateSelectedObjects_();
+    void onEscape_() override;
+
+    Toolbar toolbar_;
+
+private:
+    struct Parts;
+    class Host;
+
+    void drawAll_();
+    void updateActive_( const std::shared_ptr<RibbonMenuItem>& item );
+    void drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item );
+    void drawHint_();
+    void drawSceneCounts_() const;
+
+    RibbonMenuUIConfig uiConfig_;
+    RibbonMenuSearch search_;
+    std::unique_ptr<Host> host_;
+    std::shared_ptr<SceneObjectsListDrawer> sceneList_;
+    SelectedObjects selected_;
+    std::shared_ptr<RibbonMenuItem> activeBlocking_;
+    std::vector<std::shared_ptr<RibbonMenuItem>> activeNonBlocking_;
+    std::unique_ptr<Parts> parts_;
+};
+
+} // namespace VX

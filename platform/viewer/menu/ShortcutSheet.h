@@ -1,0 +1,24 @@
+#pragma once
+
+#include <VXViewer/menu/ShortcutManager.h>
+
+namespace VX
+{
+
+/// A dialog with all shortcuts by category, which can be searched.
+class ShortcutSheet
+{
+public:
+    void open() { openRequested_ = true; }
+    [[nodiscard]] bool isShown() const { return shown_; }
+    void draw( const ShortcutManager& manager, float scale );
+
+private:
+    void drawTable_( const ShortcutManager& manager, float scale );
+
+    bool openRequested_ = false;
+    bool shown_ = false;
+    std::string filter_;
+};
+
+} // namespace VX

@@ -1,0 +1,186 @@
+#include <VXMesh/scene/SimpleShapes.h>
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ui/Widgets.h>
+
+#include <imgui.h>
+
+#include <array>
+
+namespace VX
+{
+namespace
+{
+
+enum class Shape
+{
+    Cube,
+    Cylinder,
+    Sphere,
+    Prism,
+    Torus,
+    Arrow
+};
+
+struct ShapeLook
+{
+    const char* icon;
+    const char* name;
+};
+
+constexpr std::array<ShapeLook, 6> cShapes{ ShapeLook{ "cube", "Cube" }, { "cylinder", "Cylinder" },
+    { "sphere", "Sphere" }, { "prism", "Prism" }, { "torus", "Torus" }, { "arrow", "Arrow" } };
+
+struct Parameters
+{
+    Vector3f sides{ 1, 1, 1 };
+    float radius = 0.5f;
+    float length = 1;
+    float tubeRadius = 0.2f;
+    float headRadius = 0.15f;
+    float shaftRadius = 0.07f;
+    int corners = 6;
+    int segments = 64;
+    bool operator==( const Parameters& ) const = default;
+};
+
+Mesh make( Shape shape, const Parameters& p )
+{
+    switch ( shape )
+    {
+    case Shape::Cube:
+        return SimpleShapes::makeCuboid( p.sides );
+    case Shape::Cylinder:
+        return SimpleShapes::makeCylinder( p.radius, p.length, p.segments );
+    case Shape::Sphere:
+        return SimpleShapes::makeSphere( p.radius, p.segments );
+    case Shape::Prism:
+        return SimpleShapes::makePrism( p.corners, p.radius, p.length );
+    case Shape::Torus:
+        return SimpleShapes::makeTorus( p.radius, std::min( p.tubeRadius, p.radius ), p.segments );
+    case Shape::Arrow:
+        break;
+    }
+    return SimpleShapes::makeArrow( p.length, p.shaftRadius, std::max( p.headRadius, p.shaftRadius ), p.segments );
+}
+
+void length( const char* label, float* value )
+{
+    UI::drag( label, value, *value * 0.01f + 0.001f, 0.001f, 1e6f, "%.3f" );
+}
+
+class CreateSimpleObjects final : public StatePlugin
+{
+public:
+    CreateSimpleObjects()
+        : StatePlugin( "Create Simple Objects" )
+    {
+    }
+
+    [[nodiscard]] bool blocking() const override { return true; }
+
+    void drawDialog( float scale ) override
+    {
+        bool open = true;
+        if ( UI::beginToolDialog( "Create simple objects", &open, 300, scale ) )
+        {
+            drawShapes_( scale );
+            ImGui::PushItemWidth( 150 * scale );
+            drawParameters_();
+            ImGui::PopItemWidth();
+            ImGui::Dummy( { 0, 4 * scale } );
+            if ( UI::button(
+                     "Create", { ImGui::GetContentRegionAvail().x, 0 }, { .enterKey = !ImGui::IsAnyItemActive() } ) )
+                create_();
+        }
+        ImGui::End();
+        if ( !open )
+            enable( false );
+        else
+            updatePreview_();
+    }
+
+private:
+    void drawShapes_( float scale )
+    {
+        const float gap = ImGui::GetStyle().ItemSpacing.x;
+        const float width = ( ImGui::GetContentRegionAvail().x - 2 * gap ) / 3;
+        for ( size_t i = 0; i < cShapes.size(); ++i )
+        {
+            if ( UI::buttonIconEx( cShapes[i].icon, { 22 * scale, 22 * scale }, cShapes[i].name, { width, 56 * scale },
+                     true, size_t( shape_ ) == i ) )
+                shape_ = Shape( i );
+            if ( i % 3 != 2 )
+                ImGui::SameLine();
+        }
+    }
+
+    void drawParameters_()
+    {
+        if ( shape_ == Shape::Cube )
+        {
+            length( "Width (X)", &parameters_.sides.x );
+            length( "Depth (Y)", &parameters_.sides.y );
+            length( "Height (Z)", &parameters_.sides.z );
+            return;
+        }
+        if ( shape_ != Shape::Arrow )
+            length( "Radius", &parameters_.radius );
+        if ( shape_ == Shape::Cylinder || shape_ == Shape::Prism || shape_ == Shape::Arrow )
+            length( "Length", &parameters_.length );
+        if ( shape_ == Shape::Torus )
+            length( "Tube radius", &parameters_.tubeRadius );
+        if ( shape_ == Shape::Arrow )
+        {
+            length( "Shaft radius", &parameters_.shaftRadius );
+            length( "Head radius", &parameters_.headRadius );
+        }
+        if ( shape_ == Shape::Prism )
+            UI::drag( "Corners", &parameters_.corners, 0.1f, 3, 64 );
+        else
+            UI::drag( "Segments", &parameters_.segments, 0.5f, 8, 512 );
+    }
+
+    /// The preview is made anew only when what it shows has changed.
+    void updatePreview_()
+    {
+        if ( preview_ && previewed_ == parameters_ && previewedShape_ == shape_ )
+            return;
+        preview_ = std::make_shared<Mesh>( make( shape_, parameters_ ) );
+        previewed_ = parameters_;
+        previewedShape_ = shape_;
+        auto& viewer = getViewerInstance();
+        viewer.setOverlays( name(), { { preview_, {}, VisualObject::cDefaultColor, true } } );
+        if ( viewer.sceneRoot().children().empty() )
+            viewer.fitBox( preview_->box() );
+    }
+
+    void create_()
+    {
+        auto object = std::make_shared<ObjectMesh>();
+        object->setName( cShapes[size_t( shape_ )].name );
+        object->setMesh( std::make_shared<Mesh>( make( shape_, parameters_ ) ) );
+        SceneEdits::add( std::string( "Create " ) + cShapes[size_t( shape_ )].name, { object } );
+        getViewerInstance().fitScene();
+        enable( false );
+    }
+
+    void onDisable_() override
+    {
+        preview_ = nullptr;
+        getViewerInstance().setOverlays( name(), {} );
+    }
+
+    Shape shape_ = Shape::Cube;
+    Parameters parameters_;
+    std::shared_ptr<const Mesh> preview_;
+    Parameters previewed_;
+    Shape previewedShape_ = Shape::Cube;
+};
+
+const RibbonItemRegistrar<CreateSimpleObjects> cRegistrar;
+
+} // namespace
+} // namespace VX

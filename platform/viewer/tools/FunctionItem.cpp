@@ -1,0 +1,23 @@
+#include <VXViewer/tools/FunctionItem.h>
+
+#include <VXViewer/core/Viewer.h>
+
+namespace VX::Requirements
+{
+
+std::string anySelected( const SelectedObjects& selected )
+{
+    return selected.empty() ? "Select at least one object" : "";
+}
+
+std::string oneSelected( const SelectedObjects& selected )
+{
+    return selected.size() == 1 ? "" : "Select exactly one object";
+}
+
+std::string anyObject( const SelectedObjects& )
+{
+    return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
+}
+
+} // namespace VX::Requirements

@@ -1,0 +1,179 @@
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/draw/Camera.h>
+#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Widgets.h>
+
+#include <fmt/format.h>
+
+#include <optional>
+
+namespace VX
+{
+namespace
+{
+
+constexpr float cSnapPixels = 10;
+
+const std::vector<Vector3f>* pointsOf( const Object& object )
+{
+    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ); mesh && mesh->mesh() )
+        return &mesh->mesh()->points;
+    if ( const auto* cloud = dynamic_cast<const ObjectPoints*>( &object ); cloud && cloud->points() )
+        return &cloud->points()->points;
+    const auto* lines = dynamic_cast<const ObjectLines*>( &object );
+    return lines && lines->lines() ? &lines->lines()->points : nullptr;
+}
+
+/// Where the ray meets an object's surface, in world space.
+std::optional<Vector3f> surfacePoint( const Object& object, const Ray& ray )
+{
+    const auto* mesh = dynamic_cast<const ObjectMesh*>( &object );
+    if ( !mesh || !mesh->mesh() )
+        return {};
+    const auto xf = object.worldXf();
+    const Matrix3f inverse = xf.A.inverse();
+    const auto hit = intersect( *mesh->mesh(), { inverse * ( ray.origin - xf.b ), inverse * ray.direction } );
+    if ( !hit )
+        return {};
+    return xf( hit->point );
+}
+
+/// The object's own point nearest to a pixel, when it is near and not behind the surface that was hit.
+std::optional<Vector3f> snapPoint( const Object& object, Vector2f pixel, const std::optional<Vector3f>& surface )
+{
+    const auto* points = pointsOf( object );
+    if ( !points )
+        return {};
+    const auto& camera = getViewerInstance().camera();
+    const auto xf = object.worldXf();
+    const auto view = camera.view();
+    const float deepest = surface ? view( *surface ).z : -1e30f;
+    const float slack = object.treeBox().diagonal() * 0.01f;
+    std::optional<Vector3f> out;
+    float best = cSnapPixels * getViewerInstance().scale();
+    for ( const auto& own : *points )
+    {
+        const Vector3f point = xf( own );
+        const float distance = ( camera.project( point ) - pixel ).length();
+        if ( distance < best && view( point ).z >= deepest - slack )
+        {
+            best = distance;
+            out = point;
+        }
+    }
+    return out;
+}
+
+class MeasureDistance final : public StatePlugin
+{
+public:
+    MeasureDistance()
+        : StatePlugin( "Measure distance" )
+    {
+    }
+
+    [[nodiscard]] std::string isAvailable( const SelectedObjects& ) const override
+    {
+        return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
+    }
+
+    void drawDialog( float scale ) override
+    {
+        bool open = true;
+        if ( UI::beginToolDialog( "Measure distance", &open, 270, scale ) )
+            drawResult_();
+        ImGui::End();
+        drawOverlay_( scale );
+        if ( !open )
+            enable( false );
+    }
+
+private:
+    bool onEnable_() override
+    {
+        points_.clear();
+        clicks_ = getViewerInstance().signals().sceneClick.connect(
+            ToolListeners, [this]( Vector2f position, bool ) { return onClick_( position ); } );
+        return true;
+    }
+    void onDisable_() override { clicks_.disconnect(); }
+
+    bool onClick_( Vector2f position )
+    {
+        auto& viewer = getViewerInstance();
+        const Object* object = viewer.pick( position );
+        if ( !object )
+            return true;
+        const auto surface = surfacePoint( *object, viewer.camera().ray( position ) );
+        const auto snapped = snapPoint( *object, position, surface );
+        if ( !snapped && !surface )
+            return true;
+        if ( points_.size() == 2 )
+            points_.clear();
+        points_.push_back( snapped ? *snapped : *surface );
+        return true;
+    }
+
+    void drawResult_() const
+    {
+        if ( points_.size() < 2 )
+        {
+            UI::wrapped( themeVec4( ColorTheme::DimText ),
+                points_.empty() ? "Click the first point; corners are found near the pointer"
+                                : "Click the second point" );
+            return;
+        }
+        const Vector3f d = points_[1] - points_[0];
+        UI::text( RibbonFontManager::FontType::BigSemiBold, fmt::format( "{:.6g}", d.length() ) );
+        const auto row = []( const char* name, float value )
+        {
+            UI::colored( themeVec4( ColorTheme::DimText ), name );
+            ImGui::SameLine();
+            ImGui::TextUnformatted( fmt::format( "{:.6g}", value ).c_str() );
+        };
+        row( "X", d.x );
+        row( "Y", d.y );
+        row( "Z", d.z );
+    }
+
+    void drawOverlay_( float scale ) const
+    {
+        const auto& camera = getViewerInstance().camera();
+        auto& list = *ImGui::GetBackgroundDrawList();
+        const ImU32 accent = themeU32( ColorTheme::Accent );
+        std::vector<ImVec2> at;
+        for ( const auto& point : points_ )
+        {
+            const auto pixel = camera.project( point );
+            at.push_back( { pixel.x, pixel.y } );
+        }
+        if ( at.size() == 2 )
+            list.AddLine( at[0], at[1], accent, 2 * scale );
+        for ( const auto& place : at )
+        {
+            list.AddCircleFilled( place, 5 * scale, IM_COL32( 255, 255, 255, 255 ) );
+            list.AddCircleFilled( place, 3.5f * scale, accent );
+        }
+        if ( at.size() != 2 )
+            return;
+        const auto text = fmt::format( "{:.6g}", ( points_[1] - points_[0] ).length() );
+        const ImVec2 size = ImGui::CalcTextSize( text.c_str() );
+        const ImVec2 middle{ ( at[0].x + at[1].x ) / 2, ( at[0].y + at[1].y ) / 2 };
+        const ImVec2 low{ std::round( middle.x - size.x / 2 ), std::round( middle.y - size.y - 8 * scale ) };
+        list.AddRectFilled( { low.x - 7 * scale, low.y - 3 * scale },
+            { low.x + size.x + 7 * scale, low.y + size.y + 3 * scale }, themeU32( ColorTheme::DialogBackground ),
+            5 * scale );
+        list.AddText( low, themeU32( ColorTheme::Text ), text.c_str() );
+    }
+
+    boost::signals2::scoped_connection clicks_;
+    std::vector<Vector3f> points_;
+};
+
+const RibbonItemRegistrar<MeasureDistance> cRegistrar;
+
+} // namespace
+} // namespace VX

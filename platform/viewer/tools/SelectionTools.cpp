@@ -1,0 +1,80 @@
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/menu/RibbonMenu.h>
+#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/tools/PrimitiveSelection.h>
+
+#include <VXMesh/scene/VisualObjects.h>
+
+namespace VX
+{
+namespace
+{
+
+Object& root()
+{
+    return getViewerInstance().sceneRoot();
+}
+
+SceneEdits::Objects selected()
+{
+    return SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>();
+}
+
+void selectAll()
+{
+    forEachObject(
+        root(), []( Object& object ) { object.select( dynamic_cast<VisualObject*>( &object ) != nullptr ); } );
+}
+
+void clearSelections()
+{
+    PrimitiveSelection::instance().clear();
+    forEachObject( root(), []( Object& object ) { object.select( false ); } );
+}
+
+std::string anythingMarked( const SelectedObjects& objects )
+{
+    if ( !PrimitiveSelection::instance().empty() )
+        return {};
+    return objects.empty() ? "Nothing is selected" : "";
+}
+
+/// Marked faces first: they are what the user has just pointed at.
+void deleteSelection()
+{
+    if ( !PrimitiveSelection::instance().empty() )
+        return PrimitiveSelection::instance().deleteMarked();
+    const auto objects = selected();
+    SceneEdits::remove( SceneEdits::nameFor( "Delete", objects ), objects );
+}
+
+void hideSelected()
+{
+    const auto objects = selected();
+    SceneEdits::setVisible( SceneEdits::nameFor( "Hide", objects ), objects, false );
+}
+
+void showAll()
+{
+    SceneEdits::setVisible( "Show all", SceneCache::getAllObjects<Object, ObjectSelectivityType::Selectable>(), true );
+}
+
+void rename()
+{
+    const auto* menu = dynamic_cast<RibbonMenu*>( getViewerInstance().getMenuPlugin().get() );
+    if ( const auto objects = selected(); menu && !objects.empty() )
+        menu->getSceneObjectsList()->startRename( *objects.front() );
+}
+
+const FunctionItemRegistrar cSelectAll( FunctionItemParams{ "Select all", &selectAll, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cClear( FunctionItemParams{ "Clear Selections", &clearSelections, &anythingMarked, {} } );
+const FunctionItemRegistrar cDelete( FunctionItemParams{ "Delete Selection", &deleteSelection, &anythingMarked, {} } );
+const FunctionItemRegistrar cHide(
+    FunctionItemParams{ "Hide selected", &hideSelected, &Requirements::anySelected, {} } );
+const FunctionItemRegistrar cShow( FunctionItemParams{ "Show all", &showAll, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cRename( FunctionItemParams{ "Rename", &rename, &Requirements::oneSelected, {} } );
+
+} // namespace
+} // namespace VX

@@ -1,0 +1,178 @@
+#include <VXViewer/ui/RibbonIcons.h>
+
+#include <VXViewer/ui/ColorTheme.h>
+#include <VXViewer/ui/EmbeddedIcons.h>
+
+#include <epoxy/gl.h>
+#define STB_IMAGE_RESIZE_STATIC
+#define STB_IMAGE_RESIZE_IMPLEMENTATION
+#include <stb/stb_image.h>
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wunused-function"
+#include <stb/stb_image_resize.h>
+#pragma GCC diagnostic pop
+
+#include <cmath>
+#include <map>
+#include <memory>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+namespace VX
+{
+namespace
+{
+
+constexpr int cTextureSide = 1024;
+constexpr int cGap = 1;
+
+using Key = std::tuple<std::string, int, RibbonIcons::ColorType>;
+using Pixels = std::vector<uint8_t>;
+
+/// One texture that is filled from the top by rows of drawings.
+class Atlas
+{
+public:
+    Atlas()
+    {
+        glGenTextures( 1, &texture_ );
+        glBindTexture( GL_TEXTURE_2D, texture_ );
+        glTexParameteri( GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR );
+        glTexParameteri( GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR );
+        glTexImage2D( GL_TEXTURE_2D, 0, GL_RGBA8, cTextureSide, cTextureSide, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr );
+    }
+    ~Atlas() { glDeleteTextures( 1, &texture_ ); }
+    Atlas( const Atlas& ) = delete;
+    Atlas& operator=( const Atlas& ) = delete;
+
+    /// Nothing when the texture is full.
+    std::optional<RibbonIcons::Icon> place( const Pixels& pixels, int side )
+    {
+        if ( x_ + side > cTextureSide )
+        {
+            x_ = 0;
+            y_ += rowHeight_ + cGap;
+            rowHeight_ = 0;
+        }
+        if ( x_ + side > cTextureSide || y_ + side > cTextureSide )
+            return {};
+        glBindTexture( GL_TEXTURE_2D, texture_ );
+        glPixelStorei( GL_UNPACK_ALIGNMENT, 4 );
+        glTexSubImage2D( GL_TEXTURE_2D, 0, x_, y_, side, side, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data() );
+        const auto uv = []( int v ) { return float( v ) / cTextureSide; };
+        const RibbonIcons::Icon out{ reinterpret_cast<ImTextureID>( intptr_t( texture_ ) ), { uv( x_ ), uv( y_ ) },
+            { uv( x_ + side ), uv( y_ + side ) } };
+        x_ += side + cGap;
+        rowHeight_ = std::max( rowHeight_, side );
+        return out;
+    }
+
+private:
+    GLuint texture_ = 0;
+    int x_ = 0;
+    int y_ = 0;
+    int rowHeight_ = 0;
+};
+
+struct Store
+{
+    Store()
+    {
+        for ( const auto& [name, png] : embeddedIcons() )
+            files[name] = png;
+    }
+    std::unordered_map<std::string, std::span<const std::byte>> files;
+    std::map<Key, RibbonIcons::Icon> icons;
+    std::vector<std::unique_ptr<Atlas>> atlases;
+};
+
+Store& store()
+{
+    // Never destroyed: its textures go with the context, by clear().
+    static auto* sStore = new Store;
+    return *sStore;
+}
+
+/// The drawing's two channels, mixed from the theme's colours.
+void paint( Pixels& pixels, RibbonIcons::ColorType colorType )
+{
+    const Color main = ColorTheme::getRibbonColor( ColorTheme::Icon );
+    const Color accent = ColorTheme::getRibbonColor( ColorTheme::Accent );
+    for ( size_t i = 0; i + 3 < pixels.size(); i += 4 )
+    {
+        const int red = pixels[i], green = pixels[i + 1], sum = std::max( red + green, 1 );
+        const auto mix = [&]( uint8_t a, uint8_t b ) { return uint8_t( ( a * red + b * green ) / sum ); };
+        const bool white = colorType == RibbonIcons::ColorType::White;
+        pixels[i] = white ? 255 : mix( main.r, accent.r );
+        pixels[i + 1] = white ? 255 : mix( main.g, accent.g );
+        pixels[i + 2] = white ? 255 : mix( main.b, accent.b );
+    }
+}
+
+std::optional<Pixels> render( std::span<const std::byte> png, int side, RibbonIcons::ColorType colorType )
+{
+    int width = 0, height = 0, channels = 0;
+    const std::unique_ptr<stbi_uc, void ( * )( void* )> image(
+        stbi_load_from_memory(
+            reinterpret_cast<const stbi_uc*>( png.data() ), int( png.size() ), &width, &height, &channels, 4 ),
+        &stbi_image_free );
+    if ( !image )
+        return {};
+    Pixels pixels( size_t( side ) * size_t( side ) * 4 );
+    if ( !stbir_resize_uint8_generic( image.get(), width, height, 0, pixels.data(), side, side, 0, 4, 3, 0,
+             STBIR_EDGE_ZERO, STBIR_FILTER_MITCHELL, STBIR_COLORSPACE_LINEAR, nullptr ) )
+        return {};
+    paint( pixels, colorType );
+    return pixels;
+}
+
+std::optional<RibbonIcons::Icon> placeSomewhere( const Pixels& pixels, int side )
+{
+    auto& atlases = store().atlases;
+    if ( !atlases.empty() )
+        if ( const auto icon = atlases.back()->place( pixels, side ) )
+            return icon;
+    atlases.push_back( std::make_unique<Atlas>() );
+    return atlases.back()->place( pixels, side );
+}
+
+} // namespace
+
+std::optional<RibbonIcons::Icon> RibbonIcons::findByName(
+    const std::string& name, float width, ColorType colorType, IconType )
+{
+    const int side = int( std::lround( width ) );
+    if ( side <= 0 || side > cTextureSide )
+        return {};
+    const Key key{ name, side, colorType };
+    if ( const auto it = store().icons.find( key ); it != store().icons.end() )
+        return it->second;
+    const auto file = store().files.find( name );
+    if ( file == store().files.end() )
+        return {};
+    const auto pixels = render( file->second, side, colorType );
+    const auto icon = pixels ? placeSomewhere( *pixels, side ) : std::nullopt;
+    if ( icon )
+        store().icons.emplace( key, *icon );
+    return icon;
+}
+
+bool RibbonIcons::exists( const std::string& name )
+{
+    return store().files.contains( name );
+}
+
+void RibbonIcons::add( const std::string& name, std::span<const std::byte> png )
+{
+    store().files[name] = png;
+    std::erase_if( store().icons, [&]( const auto& entry ) { return std::get<0>( entry.first ) == name; } );
+}
+
+void RibbonIcons::clear()
+{
+    store().icons.clear();
+    store().atlases.clear();
+}
+
+} // namespace VX

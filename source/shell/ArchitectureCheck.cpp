@@ -1,0 +1,24 @@
+#include <VXOrvanta/shell/ArchitectureCheck.h>
+
+#include <VXOrvanta/shell/SitePages.h>
+#include <VXViewer/system/OpenLink.h>
+
+namespace VX
+{
+
+std::optional<RibbonNotification> architectureNotice( const std::string& platform, const std::string& cpu )
+{
+    if ( platform != "apple_x86_64" || !cpu.starts_with( "apple" ) )
+        return {};
+    return RibbonNotification{ .header = "Architecture Inconsistence",
+        .text =
+            "This version of Orvanta is for Intel x86 architecture CPUs. Please download the version of Orvanta for "
+            "Apple Silicon for the best performance.",
+        .buttonName = "Download",
+        .onButtonClick = [] { OpenLink( downloadPage() ); },
+        .type = NotificationType::Warning,
+        .lifeTimeSec = 10,
+        .tags = AllNotificationTags };
+}
+
+} // namespace VX

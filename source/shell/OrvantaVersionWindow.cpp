@@ -1,0 +1,87 @@
+#include <VXMesh/system/SystemInfo.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
+#include <VXOrvanta/shell/SitePages.h>
+#include <VXOrvanta/shell/VersionCheck.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/system/OpenLink.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Widgets.h>
+#include <VXViewer/web/WebRequest.h>
+
+#include <imgui.h>
+
+namespace VX
+{
+namespace
+{
+
+const std::string cVersionUrl = std::string( ORVANTA_API_URL ) + "/version/latesttag";
+
+constexpr ImGuiWindowFlags cFlags = ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
+                                    ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoCollapse |
+                                    ImGuiWindowFlags_AlwaysAutoResize;
+
+using FontType = RibbonFontManager::FontType;
+
+} // namespace
+
+void OrvantaRibbonMenu::requestVersion_()
+{
+    // The menu lives until the program ends, and answers come to its thread.
+    WebRequest().send(
+        cVersionUrl, "version",
+        [this]( const Json::Value& response )
+        {
+            const auto newer = newerVersion( GetVXVersionString(), response );
+            if ( !newer )
+                return;
+            latestVersion_ = *newer;
+            getViewerInstance().incrementForceRedrawFrames( 2, true );
+        },
+        true );
+}
+
+void OrvantaRibbonMenu::drawVersionWindow_()
+{
+    if ( !versionRequested_ )
+    {
+        requestVersion_();
+        versionRequested_ = true;
+    }
+    if ( latestVersion_.empty() || isWaitingForSignIn_() )
+        return;
+    const float s = menu_scaling();
+    ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::DialogBackground ) );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 4 * s );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 9 * s, 8 * s } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
+    ImGui::SetNextWindowPos(
+        { float( getViewerInstance().window()->width() ) - 320 * s, 120 * s }, ImGuiCond_Always, { 0, 0 } );
+    ImGui::Begin( "##VersionUpdateWindow", nullptr, cFlags );
+    drawVersionNotice_();
+    ImGui::End();
+    ImGui::PopStyleVar( 3 );
+    ImGui::PopStyleColor();
+}
+
+void OrvantaRibbonMenu::drawVersionNotice_()
+{
+    const float s = menu_scaling();
+    if ( ImGui::ModalExitButton( s ) )
+        return latestVersion_.clear();
+    ImGui::SameLine();
+    {
+        const FontScope semiBold( FontType::SemiBold );
+        ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::Text ) );
+        ImGui::AlignTextToFramePadding();
+        ImGui::Text( "Version %s is available", latestVersion_.c_str() );
+        ImGui::PopStyleColor();
+    }
+    ImGui::SameLine();
+    const FontScope small( FontType::Small );
+    if ( UI::button( "Get Update", { 88 * s, 24 * s } ) )
+        OpenLink( downloadPage() );
+}
+
+} // namespace VX

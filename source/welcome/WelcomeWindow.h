@@ -1,0 +1,73 @@
+#pragma once
+
+#include <VXMesh/math/Vector3.h>
+#include <VXOrvanta/Export.h>
+#include <VXViewer/menu/ViewerSettingsPlugin.h>
+
+#include <functional>
+#include <memory>
+
+namespace VX
+{
+
+class OrvantaRibbonMenu;
+class ShowWelcomeWindowSetting;
+
+inline constexpr const char* cSettingsKeyShowWindow = "cShowWelcomeWindow";
+
+/// The start screen over an empty scene: the user's choice whether it is shown, and its entry in the settings.
+/// UI thread; the menu owns it. Its panels are not here yet, so nothing is drawn.
+class VXORVANTA_API WelcomeWindow
+{
+public:
+    using ItemPressed = std::function<void( const std::shared_ptr<RibbonMenuItem>&, const std::string& )>;
+
+    WelcomeWindow() = default;
+    /// Takes the entry out of the settings.
+    ~WelcomeWindow();
+    WelcomeWindow( const WelcomeWindow& ) = delete;
+    WelcomeWindow& operator=( const WelcomeWindow& ) = delete;
+
+    /// Reads the stored choice and adds the entry to the settings. The menu must outlive this object.
+    void init( OrvantaRibbonMenu* menu, ItemPressed itemPressed );
+    void draw();
+
+    [[nodiscard]] bool isShownOnStartup() const { return showOnStartup_; }
+    [[nodiscard]] bool isVisible() const { return visible_; }
+    /// A new choice; with `applyNow` the screen is shown or hidden at once. The choice is not stored here.
+    void setShowOnStartup( bool show, bool applyNow );
+
+private:
+    friend class ShowWelcomeWindowSetting;
+
+    bool showOnStartup_ = true;
+    bool visible_ = true;
+    OrvantaRibbonMenu* menu_ = nullptr;
+    float scaling_ = 1;
+    ItemPressed itemPressed_;
+    Vector2f center_;
+    std::shared_ptr<ViewerSettingsPlugin> settings_;
+    std::shared_ptr<ShowWelcomeWindowSetting> setting_;
+};
+
+/// The entry of the settings that mirrors the choice.
+class VXORVANTA_API ShowWelcomeWindowSetting final : public ViewerSettingsPlugin::ExternalSettings
+{
+public:
+    ShowWelcomeWindowSetting( std::string name, WelcomeWindow* owner )
+        : name_( std::move( name ) )
+        , owner_( owner )
+    {
+    }
+    [[nodiscard]] const std::string& getName() const override { return name_; }
+    void draw( float menuScaling ) override;
+    /// Shows the screen again in later frames; the stored choice is kept.
+    void reset() override;
+    [[nodiscard]] const char* separatorName() const override { return "Behavior"; }
+
+private:
+    std::string name_;
+    WelcomeWindow* owner_;
+};
+
+} // namespace VX

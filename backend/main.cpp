@@ -43,6 +43,8 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, uint64_t& memo
     command.add_option( "--data", options.data, "Folder of the database, certificates, keys and objects" )->required();
     command.add_option( "--port", options.port, "TCP port on loopback; 0 takes a free one" )->capture_default_str();
     command.add_flag( "--allow-anonymous", options.allowAnonymous, "Convert files of clients that are not signed in" );
+    command.add_option( "--latest-version", options.latestVersion,
+        "Newest release, told to programs that ask; this back end's own version unless given" );
     command.add_option( "--slots", options.slots, "Conversions at a time" )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();

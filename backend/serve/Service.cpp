@@ -5,6 +5,9 @@
 #include "serve/StoreKeys.h"
 #include "storage/EmbeddedStore.h"
 #include "tls/Certificates.h"
+#include "version/VersionApi.h"
+
+#include <VXMesh/system/SystemInfo.h>
 
 #include <sys/stat.h>
 
@@ -22,8 +25,9 @@ std::chrono::sys_seconds systemTime()
 class Router final : public HttpHandler
 {
 public:
-    Router( ConverterApi& converter, EmbeddedStore& store )
+    Router( ConverterApi& converter, VersionApi& version, EmbeddedStore& store )
         : converter_( converter )
+        , version_( version )
         , store_( store )
     {
     }
@@ -49,10 +53,13 @@ private:
     {
         if ( ConverterApi::serves( path ) )
             return &converter_;
+        if ( VersionApi::serves( path ) )
+            return &version_;
         return store_.serves( path ) ? &store_ : nullptr;
     }
 
     ConverterApi& converter_;
+    VersionApi& version_;
     EmbeddedStore& store_;
 };
 
@@ -64,6 +71,7 @@ struct Service::Parts
     std::unique_ptr<ConversionJobs> jobs;
     std::unique_ptr<EmbeddedStore> store;
     std::unique_ptr<ConverterApi> api;
+    std::unique_ptr<VersionApi> version;
     std::unique_ptr<Router> router;
     std::unique_ptr<HttpServer> server;
     std::unique_ptr<ConversionRunner> runner;
@@ -112,7 +120,9 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     ConverterApiOptions api;
     api.mayConvert = [anonymous = options.allowAnonymous]( const std::string& ) { return anonymous; };
     p.api = std::make_unique<ConverterApi>( *p.jobs, *p.store, std::move( api ) );
-    p.router = std::make_unique<Router>( *p.api, *p.store );
+    p.version =
+        std::make_unique<VersionApi>( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion );
+    p.router = std::make_unique<Router>( *p.api, *p.version, *p.store );
 
     HttpServerOptions http;
     http.port = options.port;

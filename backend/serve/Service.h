@@ -20,6 +20,8 @@ struct ServiceOptions
     int slots = 2;
     WorkerLimits worker;
     std::chrono::seconds keep{ 3600 };
+    /// The newest release, told to programs that ask; this back end's own version unless set.
+    std::string latestVersion;
 };
 
 /// All services of one machine in one process.

@@ -1,5 +1,6 @@
 #include "support/BackendProcess.h"
 
+#include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/deferred/WebRequestFuture.h>
 
@@ -146,4 +147,20 @@ TEST_F( BackEnd, ASecondStartKeepsCertificateAndKeys )
     EXPECT_EQ(
         Testing::readFile( backend_.data() / "ca.pem" ) + Testing::readFile( backend_.data() / "store-keys.json" ),
         before );
+}
+
+TEST_F( BackEnd, TellsTheNewestReleaseAsPlainText )
+{
+    EXPECT_EQ( curl( root() + "/version/latesttag" ).text, GetVXVersionString() );
+    EXPECT_NE(
+        curl( "-D - -o /dev/null " + root() + "/version/latesttag" ).text.find( "text/plain" ), std::string::npos );
+    EXPECT_EQ( statusOf( "-X POST -d x " + root() + "/version/latesttag" ), "405" );
+    EXPECT_EQ( statusOf( root() + "/version/" ), "404" );
+}
+
+TEST_F( BackEnd, TellsTheReleaseThatItWasSetTo )
+{
+    backend_.setOptions( { "--latest-version", "9.8.7.6" } );
+    backend_.restart();
+    EXPECT_EQ( curl( root() + "/version/latesttag" ).text, "9.8.7.6" );
 }

@@ -55,3 +55,21 @@ TEST( Object, BoxLeavesHiddenBranchesOut )
     EXPECT_EQ( root->treeBox( true ).max.x, 1 );
     EXPECT_EQ( root->treeBox().max.x, 100 );
 }
+
+TEST( Object, AChildIsInsertedAtItsPlace )
+{
+    Object parent;
+    std::vector<std::shared_ptr<Object>> children;
+    for ( const char* name : { "a", "b", "c" } )
+    {
+        children.push_back( std::make_shared<Object>() );
+        children.back()->setName( name );
+    }
+    EXPECT_TRUE( parent.addChild( children[1] ) );
+    EXPECT_TRUE( parent.insertChild( children[0], 0 ) );
+    EXPECT_TRUE( parent.insertChild( children[2], 99 ) );
+    EXPECT_EQ( parent.children(), children );
+    EXPECT_TRUE( parent.insertChild( children[2], 0 ) );
+    EXPECT_EQ( parent.children()[0], children[2] );
+    EXPECT_EQ( parent.children().size(), 3u );
+}

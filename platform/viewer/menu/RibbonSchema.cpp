@@ -229,6 +229,9 @@ std::vector<RibbonSchemaHolder::SearchResult> RibbonSchemaHolder::search( const 
     for ( const auto& [name, info] : holder().schema.items )
     {
         int best = rank( toLower( info.caption ), typed );
+        // Captions are short where the group says the rest: "Flat" in "Shading" is the tool "Flat shading".
+        if ( const int byName = rank( toLower( name ), typed ); best < 0 || ( byName >= 0 && byName < best ) )
+            best = byName;
         if ( best < 0 && toLower( info.tooltip ).find( typed ) != std::string::npos )
             best = 4;
         if ( best >= 0 )

@@ -275,7 +275,7 @@ void RibbonTopPanel::draw(
     ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
     ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) );
-    ImGui::Begin( "##topPanel", nullptr, cPanelFlags );
+    ImGui::Begin( "##topPanel", nullptr, cPanelFlags | ImGuiWindowFlags_NoFocusOnAppearing );
     ImGui::PopStyleVar( 4 );
     ImGui::PopStyleColor();
     const float tabs = drawTabs ? cTabsHeight * scale : 0;

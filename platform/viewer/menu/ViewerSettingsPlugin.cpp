@@ -104,7 +104,8 @@ void ViewerSettingsPlugin::setActiveTab( TabType tab )
 {
     activeTab_ = tab;
     selectTab_ = true;
-    getViewerInstance().incrementForceRedrawFrames( 2 );
+    // One frame to change the tab, one to measure it, one to stand.
+    getViewerInstance().incrementForceRedrawFrames( 3 );
 }
 
 void ViewerSettingsPlugin::drawTheme_()
@@ -205,8 +206,8 @@ void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
     const auto flags = selectTab_ && activeTab_ == tab ? ImGuiTabItemFlags_SetSelected : 0;
     if ( !ImGui::BeginTabItem( cTabNames.at( size_t( tab ) ), nullptr, flags ) )
         return;
-    if ( !selectTab_ )
-        activeTab_ = tab;
+    if ( !selectTab_ && std::exchange( activeTab_, tab ) != tab )
+        getViewerInstance().incrementForceRedrawFrames( 2 );
     if ( tab == TabType::Quick )
         drawQuick_( scale );
     else if ( tab == TabType::Application )

@@ -1,0 +1,126 @@
+#include <VXViewer/menu/ShortcutManager.h>
+
+#include <GLFW/glfw3.h>
+#include <gtest/gtest.h>
+
+using namespace VX;
+
+namespace
+{
+
+using Category = ShortcutManager::Category;
+
+ShortcutManager::Command command( const std::string& name, int& count, bool repeatable = false )
+{
+    return { Category::Edit, name, [&count] { ++count; }, repeatable };
+}
+
+} // namespace
+
+TEST( ShortcutManager, RunsTheCommandOfAKeyWithItsModifiers )
+{
+    ShortcutManager manager;
+    int undo = 0, redo = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'Z', GLFW_MOD_CONTROL }, command( "Undo", undo ) ) );
+    ASSERT_TRUE( manager.setShortcut( { 'Z', GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, command( "Redo", redo ) ) );
+    EXPECT_TRUE( manager.processShortcut( { 'Z', GLFW_MOD_CONTROL }, false ) );
+    EXPECT_FALSE( manager.processShortcut( { 'Z', 0 }, false ) );
+    EXPECT_EQ( undo, 1 );
+    EXPECT_EQ( redo, 0 );
+}
+
+TEST( ShortcutManager, IgnoresLockKeysAmongTheModifiers )
+{
+    ShortcutManager manager;
+    int count = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'F', 0 }, command( "Fit", count ) ) );
+    EXPECT_TRUE( manager.processShortcut( { 'F', GLFW_MOD_CAPS_LOCK | GLFW_MOD_NUM_LOCK }, false ) );
+    EXPECT_EQ( count, 1 );
+}
+
+TEST( ShortcutManager, RefusesASecondCommandOnAKeyAndNamesBoth )
+{
+    ShortcutManager manager;
+    int first = 0, second = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'F', GLFW_MOD_CONTROL }, command( "Search", first ) ) );
+    const auto refused = manager.setShortcut( { 'F', GLFW_MOD_CONTROL }, command( "Fit", second ) );
+    ASSERT_FALSE( refused );
+    EXPECT_EQ( refused.error(), "Ctrl+F is the key of \"Search\" and cannot be that of \"Fit\", too" );
+    manager.processShortcut( { 'F', GLFW_MOD_CONTROL }, false );
+    EXPECT_EQ( first, 1 );
+    EXPECT_EQ( second, 0 );
+}
+
+TEST( ShortcutManager, BindsTheSameCommandAnew )
+{
+    ShortcutManager manager;
+    int before = 0, after = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'F', 0 }, command( "Fit", before ) ) );
+    ASSERT_TRUE( manager.setShortcut( { 'F', 0 }, command( "Fit", after ) ) );
+    manager.processShortcut( { 'F', 0 }, false );
+    EXPECT_EQ( before, 0 );
+    EXPECT_EQ( after, 1 );
+}
+
+TEST( ShortcutManager, RepeatsOnlyWhatMayBeRepeated )
+{
+    ShortcutManager manager;
+    int once = 0, often = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'A', 0 }, command( "Once", once ) ) );
+    ASSERT_TRUE( manager.setShortcut( { 'B', 0 }, command( "Often", often, true ) ) );
+    EXPECT_FALSE( manager.processShortcut( { 'A', 0 }, true ) );
+    EXPECT_TRUE( manager.processShortcut( { 'B', 0 }, true ) );
+    EXPECT_EQ( once, 0 );
+    EXPECT_EQ( often, 1 );
+}
+
+TEST( ShortcutManager, ClearKeepsTheBasicSet )
+{
+    int basic = 0, other = 0;
+    ShortcutManager manager( { { { GLFW_KEY_F1, 0 }, command( "Help", basic ) } } );
+    ASSERT_TRUE( manager.setShortcut( { 'A', 0 }, command( "Other", other ) ) );
+    manager.clear();
+    EXPECT_EQ( manager.size(), 1u );
+    EXPECT_TRUE( manager.processShortcut( { GLFW_KEY_F1, 0 }, false ) );
+    EXPECT_FALSE( manager.processShortcut( { 'A', 0 }, false ) );
+}
+
+TEST( ShortcutManager, ACommandMayBindItsOwnKeyAnew )
+{
+    ShortcutManager manager;
+    int count = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'A', 0 }, { Category::Edit, "Self", [&]
+                                                      {
+                                                          manager.clear();
+                                                          ++count;
+                                                      } } ) );
+    EXPECT_TRUE( manager.processShortcut( { 'A', 0 }, false ) );
+    EXPECT_EQ( count, 1 );
+    EXPECT_EQ( manager.size(), 0u );
+}
+
+TEST( ShortcutManager, ListsByCategoryAndName )
+{
+    ShortcutManager manager;
+    int count = 0;
+    ASSERT_TRUE( manager.setShortcut( { 'B', 0 }, { Category::View, "Fit", [] {} } ) );
+    ASSERT_TRUE( manager.setShortcut( { 'Z', 0 }, command( "Undo", count ) ) );
+    ASSERT_TRUE( manager.setShortcut( { 'Y', 0 }, command( "Redo", count ) ) );
+    std::vector<std::string> names;
+    for ( const auto& entry : manager.getShortcutList() )
+        names.push_back( entry.command->name );
+    EXPECT_EQ( names, ( std::vector<std::string>{ "Redo", "Undo", "Fit" } ) );
+    EXPECT_EQ( manager.findShortcutByName( "Redo" ), ( ShortcutKey{ 'Y', 0 } ) );
+    EXPECT_FALSE( manager.findShortcutByName( "None" ) );
+}
+
+TEST( ShortcutManager, NamesKeysAsTheyAreWrittenOnThem )
+{
+    const auto name = []( int key, int mod ) { return ShortcutManager::getKeyFullString( { key, mod } ); };
+    EXPECT_EQ( name( 'Z', GLFW_MOD_CONTROL | GLFW_MOD_SHIFT ), "Ctrl+Shift+Z" );
+    EXPECT_EQ( name( GLFW_KEY_DELETE, 0 ), "Del" );
+    EXPECT_EQ( name( GLFW_KEY_F12, GLFW_MOD_ALT ), "Alt+F12" );
+    EXPECT_EQ( name( GLFW_KEY_COMMA, GLFW_MOD_SUPER ), "Super+," );
+    EXPECT_EQ( name( GLFW_KEY_KP_7, 0 ), "Num 7" );
+    EXPECT_EQ( name( 9999, 0 ), "Key 9999" );
+}

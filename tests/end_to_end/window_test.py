@@ -45,6 +45,65 @@ def a_file_is_opened_by_the_dialog_and_the_keyboard():
     harness.keep(program.wait_until_changed("both files are drawn", before, 50_000), options, "browsed")
 
 
+def search(letters):
+    before = program.picture("before_letters")
+    program.key("ctrl+f")
+    program.wait_until_changed("the field has the keyboard", before, 1)
+    empty = program.picture("empty_field")
+    program.key(*letters)
+    program.wait_until_changed("the results are shown", empty, 2_000)
+    program.key("Return")
+
+
+def tabs_are_chosen_by_the_mouse():
+    before = program.picture("home_tab")
+    program.move(98, 20)
+    program.xdotool("click", 1)
+    harness.keep(program.wait_until_changed("the other tab's tools are shown", before, 3_000), options, "view_tab")
+
+
+def tools_are_found_by_their_letters():
+    before = program.picture("before_search")
+    search("wire")
+    harness.keep(program.wait_until_changed("the triangles' sides are drawn", before, 20_000), options, "wireframe")
+    search("wire")
+    program.wait_until_like("the surfaces are back", before, 3_000)
+
+
+def settings_and_the_toolbars_dialog_open_and_close_by_keyboard():
+    before = program.picture("before_settings")
+    program.key("ctrl+comma")
+    harness.keep(program.wait_until_changed("the settings are shown", before, 20_000), options, "settings")
+    program.key("Escape")
+    program.wait_until_like("the settings have gone", before, 3_000)
+    search("toolb")
+    harness.keep(program.wait_until_changed("the dialog is shown", before, 100_000), options, "customize")
+    program.key("Escape")
+    program.wait_until_like("the dialog has gone", before, 3_000)
+
+
+def the_theme_is_switched_while_running():
+    before = program.picture("before_theme")
+    search("theme")
+    harness.keep(program.wait_until_changed("the light theme is shown", before, 400_000), options, "light")
+    search("theme")
+    program.wait_until_like("the dark theme is back", before, 3_000)
+
+
+def a_deletion_is_taken_back_and_done_again_by_keyboard():
+    before = program.picture("before_deletion")
+    program.key("ctrl+a")
+    program.key("Delete")
+    gone = harness.keep(program.wait_until_changed("the parts have gone", before, 30_000), options, "deleted")
+    program.key("ctrl+z")
+    program.wait_until_changed("the parts are back", gone, 30_000)
+    program.key("ctrl+shift+z")
+    program.wait_until_like("the parts have gone again", gone, 3_000)
+    program.key("ctrl+z")
+    program.key("Escape")
+    program.wait_until_like("all is as before", before, 3_000)
+
+
 def an_import_is_canceled():
     before = program.picture("before_import")
     # A service that has stopped answering makes an import that never ends by itself.
@@ -78,8 +137,10 @@ def the_window_closes_by_keyboard_in_the_middle_of_an_import():
 
 try:
     harness.run([the_window_stands_and_invites_a_drop, a_dropped_step_file_is_converted_and_shown, dragging_with_the_mouse_turns_it,
-                 the_wheel_zooms, a_file_is_opened_by_the_dialog_and_the_keyboard, an_import_is_canceled,
-                 an_error_is_shown_and_confirmed, the_window_closes_by_keyboard_in_the_middle_of_an_import])
+                 the_wheel_zooms, a_file_is_opened_by_the_dialog_and_the_keyboard,
+                 tabs_are_chosen_by_the_mouse, tools_are_found_by_their_letters,
+                 settings_and_the_toolbars_dialog_open_and_close_by_keyboard, the_theme_is_switched_while_running,
+                 a_deletion_is_taken_back_and_done_again_by_keyboard, an_import_is_canceled, an_error_is_shown_and_confirmed, the_window_closes_by_keyboard_in_the_middle_of_an_import])
 finally:
     program.process.kill()
     display.close()

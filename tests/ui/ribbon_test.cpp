@@ -145,6 +145,21 @@ TEST_F( Ribbon, SearchGoesThroughItsResultsByArrows )
     EXPECT_EQ( activated, results[1].name );
 }
 
+TEST_F( Ribbon, EnterThatOpensADialogDoesNotAnswerItToo )
+{
+    press( GLFW_KEY_F, GLFW_MOD_CONTROL );
+    type( "toolb" );
+    press( GLFW_KEY_ENTER );
+    EXPECT_TRUE( isWindowShown( "Customize the toolbar" ) );
+    press( GLFW_KEY_ENTER );
+    EXPECT_FALSE( isWindowShown( "Customize the toolbar" ) );
+    press( GLFW_KEY_F, GLFW_MOD_CONTROL );
+    type( "create" );
+    press( GLFW_KEY_ENTER );
+    EXPECT_TRUE( isActive( "Create Simple Objects" ) );
+    EXPECT_TRUE( viewer().sceneRoot().children().empty() );
+}
+
 TEST_F( Ribbon, SearchIsLeftByEscapeAndTakesNoShortcuts )
 {
     openCube();

@@ -16,9 +16,10 @@ namespace
 
 constexpr float cLeastButtonWidth = 96;
 
+/// Not in the frame in which the window appears: the same press of the key has opened it.
 bool enterPressed()
 {
-    return ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) &&
+    return !ImGui::IsWindowAppearing() && ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) &&
            ( ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Enter ), false ) ||
                ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_KeyPadEnter ), false ) );
 }

@@ -8,6 +8,7 @@
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
+#include <stb/stb_image.h>
 
 #include <cstdlib>
 #include <set>
@@ -33,6 +34,58 @@ protected:
         EXPECT_TRUE( saved ) << saved.error();
     }
 
+    /// Compares the frame with an approved picture in blocks of eight by eight pixels, so that antialiasing does not
+    /// count. With ORVANTA_APPROVE set the picture is approved as it is.
+    void expectLike( const std::string& name )
+    {
+        const auto now = frame();
+        const auto file = std::filesystem::path( ORVANTA_TEST_DATA ) / "ui" / "baselines" / ( name + ".png" );
+        if ( std::getenv( "ORVANTA_APPROVE" ) )
+        {
+            ASSERT_TRUE( savePng( file, blocksOf( now ) ) );
+        }
+        const auto approved = loadPng( file );
+        ASSERT_TRUE( approved ) << approved.error();
+        const auto blocks = blocksOf( now );
+        ASSERT_EQ( blocks.width, approved->width );
+        ASSERT_EQ( blocks.height, approved->height );
+        size_t different = 0;
+        for ( size_t i = 0; i < blocks.pixels.size(); ++i )
+            different += std::abs( int( blocks.pixels[i] ) - int( approved->pixels[i] ) ) > 24;
+        EXPECT_LT( different, blocks.pixels.size() / 200 ) << name;
+    }
+
+    static tl::expected<Image, std::string> loadPng( const std::filesystem::path& file )
+    {
+        Image out;
+        int channels = 0;
+        stbi_uc* pixels = stbi_load( file.c_str(), &out.width, &out.height, &channels, 3 );
+        if ( !pixels )
+            return tl::unexpected( file.string() + " cannot be read" );
+        out.pixels.assign( pixels, pixels + size_t( out.width ) * size_t( out.height ) * 3 );
+        stbi_image_free( pixels );
+        return out;
+    }
+
+    static Image blocksOf( const Image& image )
+    {
+        constexpr int cBlock = 8;
+        Image out{ image.width / cBlock, image.height / cBlock, {} };
+        for ( int y = 0; y < out.height; ++y )
+            for ( int x = 0; x < out.width; ++x )
+                for ( int channel = 0; channel < 3; ++channel )
+                {
+                    int sum = 0;
+                    for ( int i = 0; i < cBlock * cBlock; ++i )
+                    {
+                        const int px = x * cBlock + i % cBlock, py = y * cBlock + i / cBlock;
+                        sum += image.pixels[size_t( ( py * image.width + px ) * 3 + channel )];
+                    }
+                    out.pixels.push_back( uint8_t( sum / ( cBlock * cBlock ) ) );
+                }
+        return out;
+    }
+
     void openParts()
     {
         openCube();
@@ -42,6 +95,20 @@ protected:
 };
 
 } // namespace
+
+TEST_F( Looks, AreLikeThePicturesThatWereApproved )
+{
+    for ( const auto preset : { ColorTheme::Preset::Dark, ColorTheme::Preset::Light } )
+    {
+        ColorTheme::setupPreset( preset );
+        openCube();
+        const std::string suffix = ColorTheme::getPresetName( preset );
+        expectLike( "ribbon_" + suffix );
+        pressTool( "Create Simple Objects" );
+        expectLike( "create_" + suffix );
+        restart();
+    }
+}
 
 TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
 {

@@ -1,11 +1,22 @@
 #include <VXOrvanta/welcome/WelcomeWindow.h>
 
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
+#include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/Widgets.h>
 
 namespace VX
 {
+namespace
+{
+
+// What the panels need of the free area at scale 1.
+constexpr float cLeastWidth = 898, cLeastHeight = 540;
+
+} // namespace
 
 WelcomeWindow::~WelcomeWindow()
 {
@@ -26,7 +37,30 @@ void WelcomeWindow::init( OrvantaRibbonMenu* menu, ItemPressed itemPressed )
     settings_->addComboSettings( ViewerSettingsPlugin::TabType::Application, setting_ );
 }
 
-void WelcomeWindow::draw() {}
+void WelcomeWindow::draw()
+{
+    if ( !menu_ || ( !visible_ && !showOnStartup_ ) )
+        return;
+    if ( !SceneCache::getAllObjects<VisualObject, ObjectSelectivityType::Selectable>().empty() )
+    {
+        visible_ = false;
+        return;
+    }
+    // It comes back when the scene is empty and no tool is at work.
+    visible_ = !menu_->hasAnyActiveItem();
+    if ( visible_ )
+        updateCenter_();
+}
+
+bool WelcomeWindow::updateCenter_()
+{
+    scaling_ = menu_->menu_scaling();
+    const auto* window = getViewerInstance().window();
+    const float left = menu_->getSceneListWidth(), top = menu_->getTopPanelHeight() * scaling_;
+    const float right = float( window->width() ), bottom = float( window->height() );
+    center_ = { ( left + right ) * 0.5f, ( top + bottom ) * 0.5f };
+    return right - left >= cLeastWidth * scaling_ && bottom - top >= cLeastHeight * scaling_;
+}
 
 void WelcomeWindow::setShowOnStartup( bool show, bool applyNow )
 {

@@ -30,6 +30,7 @@ public:
 
     /// Reads the stored choice and adds the entry to the settings. The menu must outlive this object.
     void init( OrvantaRibbonMenu* menu, ItemPressed itemPressed );
+    /// Once a frame: hides the screen while there is a visual object or a tool at work.
     void draw();
 
     [[nodiscard]] bool isShownOnStartup() const { return showOnStartup_; }
@@ -39,6 +40,9 @@ public:
 
 private:
     friend class ShowWelcomeWindowSetting;
+
+    /// Finds the middle of the free area; false when it is too small for the panels.
+    bool updateCenter_();
 
     bool showOnStartup_ = true;
     bool visible_ = true;

@@ -173,3 +173,14 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         restart();
     }
 }
+
+TEST_F( Looks, SmallWindowsKeepEveryToolWithinReach )
+{
+    openCube();
+    for ( const auto& [width, height] : { std::pair( 1024, 700 ), std::pair( 640, 480 ), std::pair( 300, 200 ) } )
+    {
+        window().resize( width, height );
+        settle();
+        keep( "small_" + std::to_string( width ) );
+    }
+}

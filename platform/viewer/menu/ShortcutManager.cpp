@@ -78,11 +78,9 @@ std::vector<ShortcutManager::Entry> ShortcutManager::getShortcutList() const
     std::vector<Entry> out;
     for ( const auto& [key, command] : commands_ )
         out.push_back( { key, &command } );
-    std::stable_sort( out.begin(), out.end(),
-        []( const Entry& a, const Entry& b )
-        {
-            return std::tie( a.command->category, a.command->name ) < std::tie( b.command->category, b.command->name );
-        } );
+    const auto order = []( const Entry& entry )
+    { return std::tie( entry.command->category, entry.command->name, entry.key ); };
+    std::sort( out.begin(), out.end(), [&]( const Entry& a, const Entry& b ) { return order( a ) < order( b ); } );
     return out;
 }
 

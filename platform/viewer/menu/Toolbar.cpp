@@ -119,8 +119,11 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
     ImGui::PopStyleVar( 3 );
     ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 2 * scale, 0 } );
     const auto& all = RibbonSchemaHolder::schema().items;
+    // What a narrow window has no room for is still in the ribbon.
+    const float room = ( right - left - 60 * scale ) / ( 28 * scale );
+    const size_t shown = std::min( items_.size(), size_t( std::max( room, 1.f ) ) );
     // By index: a press may change the list.
-    for ( size_t i = 0; i < items_.size(); ++i )
+    for ( size_t i = 0; i < std::min( shown, items_.size() ); ++i )
     {
         const auto it = all.find( items_[i] );
         if ( it == all.end() )

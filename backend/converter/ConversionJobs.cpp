@@ -1,7 +1,8 @@
 #include "converter/ConversionJobs.h"
 
+#include "crypto/Hex.h"
+
 #include <fmt/format.h>
-#include <openssl/rand.h>
 
 namespace VX::Backend
 {
@@ -9,16 +10,7 @@ namespace
 {
 
 constexpr int cMaxAttempts = 2;
-
-std::string randomId()
-{
-    unsigned char bytes[16];
-    RAND_bytes( bytes, sizeof bytes );
-    std::string out;
-    for ( const unsigned char b : bytes )
-        out += fmt::format( "{:02x}", b );
-    return out;
-}
+constexpr size_t cIdBytes = 16;
 
 int64_t stateNumber( JobState state )
 {
@@ -45,7 +37,7 @@ ConversionJobs::ConversionJobs( Database& database, Clock clock )
 
 ConversionJob ConversionJobs::create( const std::string& inputFormat )
 {
-    ConversionJob job{ randomId(), inputFormat, JobState::Created, {} };
+    ConversionJob job{ randomHex( cIdBytes ), inputFormat, JobState::Created, {} };
     database_.execute( "INSERT INTO conversions (id, input_format, state, created) VALUES (?, ?, ?, ?)",
         { job.id, inputFormat, stateNumber( JobState::Created ), int64_t( clock_().time_since_epoch().count() ) } );
     return job;

@@ -1,10 +1,9 @@
 #include "serve/StoreKeys.h"
 
+#include "crypto/Hex.h"
+
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>
-
-#include <fmt/format.h>
-#include <openssl/rand.h>
 
 #include <cstdlib>
 
@@ -12,18 +11,6 @@ namespace VX::Backend
 {
 namespace
 {
-
-std::string randomText( size_t bytes )
-{
-    std::string out;
-    for ( size_t i = 0; i < bytes; ++i )
-    {
-        unsigned char byte = 0;
-        RAND_bytes( &byte, 1 );
-        out += fmt::format( "{:02x}", byte );
-    }
-    return out;
-}
 
 /// The environment's value, else the stored one, else a new one; tells whether it has to be stored.
 std::string choose(
@@ -49,8 +36,8 @@ tl::expected<StoreKeys, std::string> ensureStoreKeys( const std::filesystem::pat
         stored = Json::Value( Json::objectValue );
     bool changed = false;
     StoreKeys keys;
-    keys.credentials.accessKey = choose( "ORVANTA_S3_KEY", stored, "key", "ORV" + randomText( 8 ), changed );
-    keys.credentials.secretKey = choose( "ORVANTA_S3_SECRET", stored, "secret", randomText( 24 ), changed );
+    keys.credentials.accessKey = choose( "ORVANTA_S3_KEY", stored, "key", "ORV" + randomHex( 8 ), changed );
+    keys.credentials.secretKey = choose( "ORVANTA_S3_SECRET", stored, "secret", randomHex( 24 ), changed );
     keys.bucket = choose( "ORVANTA_S3_BUCKET", stored, "bucket", "orvanta", changed );
     if ( changed )
         if ( auto written = writeFileAtomically( file, stored.toStyledString(), { .mode = 0600 } ); !written )

@@ -1,11 +1,10 @@
 #include "storage/EmbeddedStore.h"
 
+#include "crypto/Hex.h"
 #include "http/Uri.h"
 
 #include <fmt/format.h>
-#include <openssl/evp.h>
 
-#include <array>
 #include <charconv>
 
 #include <fcntl.h>
@@ -16,17 +15,6 @@ namespace VX::Backend
 {
 namespace
 {
-
-std::string hexDigest( const std::string& text )
-{
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    EVP_Digest( text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr );
-    std::string out;
-    for ( unsigned i = 0; i < size; ++i )
-        out += fmt::format( "{:02x}", digest[i] );
-    return out;
-}
 
 HttpResponse s3Failure( int status, const std::string& code )
 {
@@ -96,7 +84,7 @@ std::string EmbeddedStore::getUrl( const std::string& key, std::chrono::seconds 
 
 std::filesystem::path EmbeddedStore::fileOf_( const std::string& key ) const
 {
-    return options_.folder / hexDigest( key );
+    return options_.folder / hex( sha256( key ) );
 }
 
 std::optional<std::string> EmbeddedStore::keyOf_( const std::string& path ) const

@@ -1,5 +1,6 @@
 #include "storage/Presigner.h"
 
+#include "crypto/Hex.h"
 #include "http/Uri.h"
 
 #include <fmt/chrono.h>
@@ -23,22 +24,6 @@ using Parameters = std::map<std::string, std::string>;
 
 constexpr const char* cAlgorithm = "AWS4-HMAC-SHA256";
 constexpr auto cLongestLifetime = std::chrono::hours( 24 * 7 );
-
-std::string hex( const std::string& bytes )
-{
-    std::string out;
-    for ( const unsigned char c : bytes )
-        out += fmt::format( "{:02x}", c );
-    return out;
-}
-
-std::string sha256( const std::string& data )
-{
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    EVP_Digest( data.data(), data.size(), digest.data(), &size, EVP_sha256(), nullptr );
-    return { reinterpret_cast<const char*>( digest.data() ), size };
-}
 
 std::string hmac( const std::string& key, const std::string& data )
 {

@@ -1,5 +1,7 @@
 #include "support/TestMeshes.h"
 
+#include <VXMesh/scene/VisualObjects.h>
+
 #include <gtest/gtest.h>
 
 using namespace VX;
@@ -72,4 +74,29 @@ TEST( Object, AChildIsInsertedAtItsPlace )
     EXPECT_TRUE( parent.insertChild( children[2], 0 ) );
     EXPECT_EQ( parent.children()[0], children[2] );
     EXPECT_EQ( parent.children().size(), 3u );
+}
+
+TEST( Object, ACloneIsATreeOfItsOwnWithTheSameGeometry )
+{
+    const auto parent = std::make_shared<Object>();
+    const auto mesh = std::make_shared<ObjectMesh>();
+    mesh->setMesh(
+        std::make_shared<Mesh>( Mesh{ { { 0, 0, 0 }, { 1, 0, 0 }, { 0, 1, 0 } }, { { 0, 1, 2 } }, {}, {}, {}, {} } ) );
+    mesh->setName( "mesh" );
+    mesh->setColor( { 1, 2, 3, 4 } );
+    mesh->setXf( { {}, { 5, 6, 7 } } );
+    mesh->setVisible( false );
+    mesh->select( true );
+    parent->addChild( mesh );
+    const auto clone = cloneTree( *parent );
+    ASSERT_EQ( clone->children().size(), 1u );
+    const auto copy = std::dynamic_pointer_cast<ObjectMesh>( clone->children()[0] );
+    ASSERT_TRUE( copy );
+    EXPECT_NE( copy, mesh );
+    EXPECT_EQ( copy->mesh(), mesh->mesh() );
+    EXPECT_EQ( copy->name(), "mesh" );
+    EXPECT_EQ( copy->color(), mesh->color() );
+    EXPECT_EQ( copy->xf(), mesh->xf() );
+    EXPECT_FALSE( copy->isVisible() || copy->isSelected() );
+    EXPECT_EQ( parent->children().size(), 1u );
 }

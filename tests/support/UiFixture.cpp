@@ -100,6 +100,15 @@ void UiFixture::click( Vector2f position, int modifiers )
     settle();
 }
 
+void UiFixture::clickWhileBusy( Vector2f position )
+{
+    window().moveMouse( position );
+    drawFrames( 3 );
+    window().pressMouse( MouseButton::Left, true );
+    drawFrames( 3 );
+    window().pressMouse( MouseButton::Left, false );
+}
+
 void UiFixture::drag( MouseButton button, Vector2f from, Vector2f to )
 {
     window().moveMouse( from );

@@ -37,10 +37,20 @@ protected:
             viewer().step( -1 );
     }
 
+    /// Draws frames until a condition holds that another thread brings about without waking the loop.
+    template <typename Condition>
+    void drawUntil( const Condition& condition )
+    {
+        while ( !condition() )
+            drawFrames( 1 );
+    }
+
     /// Draws that many frames, while something else may keep the loop busy.
     void drawFrames( int count );
 
     void click( Vector2f position, int modifiers = 0 );
+    /// A click while something else keeps the loop busy, so that it never settles.
+    void clickWhileBusy( Vector2f position );
     void drag( MouseButton button, Vector2f from, Vector2f to );
     void press( int key, int modifiers = 0 );
 

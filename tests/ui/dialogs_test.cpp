@@ -83,11 +83,7 @@ TEST_F( Dialogs, ProgressIsCanceledByItsButton )
         } );
     turnUntil( [] { return isWindowShown( "##progress" ); } );
     drawFrames( 3 );
-    window().moveMouse( windowPoint( "##progress", 50, 30 ) );
-    drawFrames( 3 );
-    window().pressMouse( MouseButton::Left, true );
-    drawFrames( 3 );
-    window().pressMouse( MouseButton::Left, false );
+    clickWhileBusy( windowPoint( "##progress", 50, 30 ) );
     turnUntil( [] { return !ProgressBar::isOrdered(); } );
     EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
 }

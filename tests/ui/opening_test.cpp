@@ -74,6 +74,40 @@ protected:
     std::vector<std::filesystem::path> opened_;
 };
 
+/// An import that stops where the service no longer answers, in the stage that is named.
+class OpeningStage : public Opening, public testing::WithParamInterface<const char*>
+{
+protected:
+    void startAndWait( const std::string& stem )
+    {
+        transport_ = std::make_shared<ScriptedTransport>(
+            [this]( const WebRequestData& request ) -> std::optional<Json::Value>
+            {
+                if ( stageOf( request ) == GetParam() )
+                    return std::nullopt;
+                const auto name = names_.back();
+                if ( stageOf( request ) == "request" )
+                    return ScriptedTransport::response(
+                        200, R"({"result":{"request_id":"id-)" + name + R"(","url":"u"}})" );
+                if ( stageOf( request ) == "status" )
+                    return ScriptedTransport::response( 200, R"({"result":{"state":"finished","url":"d"}})" );
+                return ScriptedTransport::response( 200, R"({"result":{}})" );
+            } );
+        setWebTransport( transport_ );
+        opener_->open( { step( stem ) } );
+        drawUntil(
+            [this] { return !transport_->sent().empty() && stageOf( transport_->sent().back() ) == GetParam(); } );
+    }
+
+private:
+    static std::string stageOf( const WebRequestData& request )
+    {
+        if ( request.logName == "S3" )
+            return request.outputPath.empty() ? "upload" : "download";
+        return request.url.substr( request.url.rfind( '/' ) + 1 );
+    }
+};
+
 } // namespace
 
 TEST_F( Opening, ADroppedSceneFileStandsInTheScene )
@@ -152,26 +186,30 @@ TEST_F( Opening, AFailureIsShownToTheUser )
     turnUntil( [] { return isWindowShown( "##modalMessage" ); } );
 }
 
-TEST_F( Opening, ACanceledImportShowsNoError )
+TEST_P( OpeningStage, CanceledByItsButtonShowsNoErrorAndAddsNothing )
 {
-    opener_->open( { step( "cancel" ) } );
-    turnUntil( [this] { return transport_->sent().size() == 1; } );
-    ProgressBar::cancel();
+    startAndWait( "cancel" );
+    drawUntil( [] { return isWindowShown( "##progress" ); } );
+    drawFrames( 3 );
+    clickWhileBusy( windowPoint( "##progress", 50, 30 ) );
+    drawUntil( [] { return !ProgressBar::isOrdered(); } );
     transport_->deliver( failedWebResponse( "gone" ) );
-    turnUntil( [this] { return opener_->pending() == 0; } );
+    drawUntil( [this] { return opener_->pending() == 0; } );
     settle();
     EXPECT_FALSE( menu_->isModalShown() );
     EXPECT_TRUE( viewer().sceneRoot().children().empty() );
 }
 
-TEST_F( Opening, ClosingTheWindowDuringAnImportDoesNotHang )
+TEST_P( OpeningStage, ClosingTheWindowDoesNotHang )
 {
-    opener_->open( { step( "closing" ) } );
-    turnUntil( [this] { return transport_->sent().size() == 1; } );
+    startAndWait( "closing" );
     window().requestClose();
     viewer().run();
     // TearDown expects that everything has ended in time.
 }
+
+INSTANTIATE_TEST_SUITE_P( Each, OpeningStage, testing::Values( "request", "upload", "convert", "status", "download" ),
+    []( const auto& info ) { return std::string( info.param ); } );
 
 TEST_F( Opening, FilesOfOneDropAreOpenedOneAfterTheOther )
 {

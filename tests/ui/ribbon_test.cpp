@@ -1,5 +1,6 @@
 #include "support/UiFixture.h"
 
+#include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
@@ -356,6 +357,36 @@ TEST_F( Ribbon, SavingTellsTheFileAndWritesIt )
     EXPECT_EQ( told.filename(), "kept.vxu" );
     EXPECT_TRUE( std::filesystem::exists( folder_.path() / "kept.vxu" ) );
     EXPECT_TRUE( isWindowShown( "##notification" ) );
+}
+
+TEST_F( Ribbon, SelectedObjectsAreSavedByThemselves )
+{
+    openCube();
+    opener_->open( { folder_.write( "points.xyz", "0 0 0\n1 1 1\n" ) } );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    pressTool( "Clear Selections" );
+    pressTool( "Save selected" );
+    EXPECT_FALSE( isWindowShown( "Save##fileDialog" ) );
+    cube().select( true );
+    settle();
+    pressTool( "Save selected" );
+    ASSERT_TRUE( isWindowShown( "Save##fileDialog" ) );
+    type( "alone" );
+    press( GLFW_KEY_ENTER );
+    const auto loaded = loadObjectFromFile( folder_.path() / "alone.vxu" );
+    ASSERT_TRUE( loaded ) << loaded.error();
+    ASSERT_EQ( loaded->objects.size(), 1u );
+    EXPECT_EQ( loaded->objects[0]->name(), "Cube" );
+}
+
+TEST_F( Ribbon, NotificationsCanBeLeftOutByTheirTags )
+{
+    menu_->setAllowedNotificationTags( ImportantTag );
+    menu_->pushNotification( { .header = "Report", .tags = ReportTag } );
+    EXPECT_EQ( menu_->notificationCount(), 0u );
+    menu_->pushNotification( { .header = "Both", .tags = ReportTag | ImportantTag } );
+    menu_->pushNotification( { .header = "All" } );
+    EXPECT_EQ( menu_->notificationCount(), 2u );
 }
 
 TEST_F( Ribbon, FilesHaveANameInCommon )

@@ -32,4 +32,46 @@ void ObjectLines::setLines( std::shared_ptr<const Lines> lines )
     changed_();
 }
 
+namespace
+{
+
+std::shared_ptr<Object> cloneAlone( const Object& object )
+{
+    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ) )
+    {
+        auto out = std::make_shared<ObjectMesh>();
+        out->setMesh( mesh->mesh() );
+        out->setColor( mesh->color() );
+        return out;
+    }
+    if ( const auto* points = dynamic_cast<const ObjectPoints*>( &object ) )
+    {
+        auto out = std::make_shared<ObjectPoints>();
+        out->setPoints( points->points() );
+        out->setColor( points->color() );
+        return out;
+    }
+    if ( const auto* lines = dynamic_cast<const ObjectLines*>( &object ) )
+    {
+        auto out = std::make_shared<ObjectLines>();
+        out->setLines( lines->lines() );
+        out->setColor( lines->color() );
+        return out;
+    }
+    return std::make_shared<Object>();
+}
+
+} // namespace
+
+std::shared_ptr<Object> cloneTree( const Object& object )
+{
+    auto out = cloneAlone( object );
+    out->setName( object.name() );
+    out->setXf( object.xf() );
+    out->setVisible( object.isVisible() );
+    for ( const auto& child : object.children() )
+        out->addChild( cloneTree( *child ) );
+    return out;
+}
+
 } // namespace VX

@@ -58,6 +58,9 @@ private:
     Box3f box_;
 };
 
+/// A copy of an object and everything below it, with the same geometry, which is shared; nothing of it is selected.
+[[nodiscard]] VXMESH_API std::shared_ptr<Object> cloneTree( const Object& object );
+
 /// Calls `visit` with every object of a tree, parents first.
 template <typename Visit>
 void forEachObject( Object& root, const Visit& visit )

@@ -38,6 +38,29 @@ GlProgram::GlProgram( const char* vertex, const char* fragment )
     glGetProgramiv( id_, GL_LINK_STATUS, &ok );
     if ( !ok )
         spdlog::error( "A shader program does not link" );
+    readUniforms_();
+}
+
+void GlProgram::readUniforms_()
+{
+    GLint count = 0;
+    glGetProgramiv( id_, GL_ACTIVE_UNIFORMS, &count );
+    for ( GLint i = 0; i < count; ++i )
+    {
+        char name[64] = {};
+        GLint size = 0;
+        GLenum type = 0;
+        glGetActiveUniform( id_, GLuint( i ), sizeof name, nullptr, &size, &type, name );
+        uniforms_.emplace_back( name, glGetUniformLocation( id_, name ) );
+    }
+}
+
+GLint GlProgram::uniform( std::string_view name ) const
+{
+    for ( const auto& [known, location] : uniforms_ )
+        if ( known == name )
+            return location;
+    return -1;
 }
 
 GlProgram::~GlProgram()

@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace VX
 {
@@ -61,21 +63,27 @@ public:
     GlProgram( const char* vertex, const char* fragment );
     GlProgram( GlProgram&& other ) noexcept
         : id_( std::exchange( other.id_, 0 ) )
+        , uniforms_( std::move( other.uniforms_ ) )
     {
     }
     GlProgram& operator=( GlProgram&& other ) noexcept
     {
         std::swap( id_, other.id_ );
+        std::swap( uniforms_, other.uniforms_ );
         return *this;
     }
     ~GlProgram();
 
     void use() const { glUseProgram( id_ ); }
-    [[nodiscard]] GLint uniform( const char* name ) const { return glGetUniformLocation( id_, name ); }
+    /// Location of a uniform, without asking the driver; -1 when the program has none of this name.
+    [[nodiscard]] GLint uniform( std::string_view name ) const;
     explicit operator bool() const { return id_ != 0; }
 
 private:
+    void readUniforms_();
+
     GLuint id_ = 0;
+    std::vector<std::pair<std::string, GLint>> uniforms_;
 };
 
 } // namespace VX

@@ -94,7 +94,8 @@ void main()
 }
 )";
 
-// The noise hides the bands that 8 bits make of a slow gradient.
+// The noise hides the bands that 8 bits make of a slow gradient; it is Jimenez' interleaved gradient noise, which needs
+// no sine for each pixel.
 inline constexpr const char* cBackgroundFragment = R"(#version 330 core
 in vec2 place;
 uniform vec3 top;
@@ -102,7 +103,7 @@ uniform vec3 bottom;
 out vec4 result;
 void main()
 {
-    float noise = fract( sin( dot( gl_FragCoord.xy, vec2( 12.9898, 78.233 ) ) ) * 43758.5453 ) - 0.5;
+    float noise = fract( 52.9829189 * fract( dot( gl_FragCoord.xy, vec2( 0.06711056, 0.00583715 ) ) ) ) - 0.5;
     vec2 c = place - vec2( 0.5, 0.55 );
     vec3 color = mix( bottom, top, smoothstep( 0.0, 1.0, place.y ) ) * ( 1.06 - 0.32 * dot( c, c ) );
     result = vec4( color + noise / 255.0, 1.0 );

@@ -157,6 +157,8 @@ void RibbonMenu::addRibbonItemShortcut_( const std::string& itemName, ShortcutKe
 
 void RibbonMenu::pushNotification( const RibbonNotification& notification )
 {
+    if ( ( notification.tags & allowedTags_ ) == 0 )
+        return;
     parts_->notifications.push( notification );
     getViewerInstance().incrementForceRedrawFrames( 2 );
 }
@@ -213,7 +215,9 @@ std::string RibbonMenu::getRequirements_( const std::shared_ptr<RibbonMenuItem>&
 
 void RibbonMenu::updateSelectedObjects_()
 {
-    selected_ = SceneCache::getAllObjects<const Object, ObjectSelectivityType::Selected>();
+    // Copying a large selection belongs to the change of it, not to every frame.
+    if ( std::exchange( selectedRevision_, viewer_().sceneRoot().revision() ) != viewer_().sceneRoot().revision() )
+        selected_ = SceneCache::getAllObjects<const Object, ObjectSelectivityType::Selected>();
 }
 
 void RibbonMenu::drawAll_()

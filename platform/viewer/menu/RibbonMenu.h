@@ -72,6 +72,8 @@ public:
     /// Whether a tool is at work.
     [[nodiscard]] bool hasAnyActiveItem() const;
     [[nodiscard]] size_t notificationCount() const;
+    /// Notifications with none of these tags are left out; all are shown unless set.
+    void setAllowedNotificationTags( unsigned tags ) { allowedTags_ = tags; }
 
     /// Height of the top panel at scale 1, 0 while it is off.
     [[nodiscard]] float getTopPanelHeight() const;
@@ -102,7 +104,9 @@ private:
     RibbonMenuSearch search_;
     std::unique_ptr<Host> host_;
     std::shared_ptr<SceneObjectsListDrawer> sceneList_;
+    unsigned allowedTags_ = AllNotificationTags;
     SelectedObjects selected_;
+    uint64_t selectedRevision_ = 0;
     std::shared_ptr<RibbonMenuItem> activeBlocking_;
     std::vector<std::shared_ptr<RibbonMenuItem>> activeNonBlocking_;
     std::unique_ptr<Parts> parts_;

@@ -1,7 +1,9 @@
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/tools/FunctionItem.h>
 
@@ -58,6 +60,31 @@ void saveScene()
         saveSceneTo( sceneFile() );
 }
 
+bool hasSelectedAncestor( const Object& object )
+{
+    for ( const Object* parent = object.parent(); parent; parent = parent->parent() )
+        if ( parent->isSelected() )
+            return true;
+    return false;
+}
+
+void saveSelected()
+{
+    // Copies where they stand in the scene: the dialog stays open while that may change.
+    std::vector<std::shared_ptr<Object>> objects;
+    for ( const auto& object : SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>() )
+        if ( !hasSelectedAncestor( *object ) )
+        {
+            objects.push_back( cloneTree( *object ) );
+            objects.back()->setXf( object->worldXf() );
+        }
+    if ( objects.empty() )
+        return;
+    const auto name = objects.front()->name();
+    menu()->saveFileDialog( name.empty() ? "objects" : name, ".vxu",
+        [objects]( const std::filesystem::path& file ) { tellSaved( saveVxu( file, objects ), file ); } );
+}
+
 void savePicture()
 {
     // Drawn now, so that the picture is what the user sees and not what a dialog leaves of it.
@@ -70,6 +97,8 @@ const FunctionItemRegistrar cOpen( FunctionItemParams{ "Open files", [] { menu()
 const FunctionItemRegistrar cSave( FunctionItemParams{ "Save scene", &saveScene, &Requirements::anyObject, {} } );
 const FunctionItemRegistrar cSaveAs(
     FunctionItemParams{ "Save scene as", &saveSceneAs, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cSaveSelected(
+    FunctionItemParams{ "Save selected", &saveSelected, &Requirements::anySelected, {} } );
 const FunctionItemRegistrar cPicture( FunctionItemParams{ "Save picture", &savePicture, {}, {} } );
 const FunctionItemRegistrar cQuit( FunctionItemParams{ "Quit", [] { viewer().requestClose(); }, {}, {} } );
 

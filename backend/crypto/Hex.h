@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace VX::Backend
+{
+
+/// Two lower-case hexadecimal digits a byte.
+[[nodiscard]] std::string hex( std::string_view bytes );
+
+/// That many unguessable bytes as hexadecimal digits. Without a source of randomness the process ends: an id that can
+/// be guessed is worse than none.
+[[nodiscard]] std::string randomHex( size_t bytes );
+
+/// The 32 bytes of a text's SHA-256 digest.
+[[nodiscard]] std::string sha256( std::string_view text );
+
+} // namespace VX::Backend

@@ -1,12 +1,10 @@
 #include <VXOrvanta/shell/OrvantaConfig.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 
 #include <spdlog/spdlog.h>
-
-#include <algorithm>
-#include <cctype>
 
 namespace VX
 {
@@ -29,9 +27,7 @@ OrvantaMenuUIConfig readMenuLayout( const Json::Value& layout )
 void readFont( OrvantaConfig& config, FontFile slot, const std::string& text )
 {
     const auto path = pathFromUtf8( text );
-    auto extension = utf8string( path.extension() );
-    std::transform( extension.begin(), extension.end(), extension.begin(),
-        []( unsigned char c ) { return char( std::tolower( c ) ); } );
+    const auto extension = toLower( utf8string( path.extension() ) );
     std::error_code ec;
     if ( ( extension == ".ttf" || extension == ".otf" ) && std::filesystem::is_regular_file( path, ec ) )
         config.fonts[size_t( slot )] = path;

@@ -1,5 +1,6 @@
 #include <VXViewer/core/OffscreenWindow.h>
 
+#include <VXViewer/core/Clock.h>
 #include <VXViewer/ui/KeyMap.h>
 
 #include <epoxy/egl.h>
@@ -11,16 +12,6 @@
 
 namespace VX
 {
-namespace
-{
-
-double now()
-{
-    return std::chrono::duration<double>( std::chrono::steady_clock::now().time_since_epoch() ).count();
-}
-
-} // namespace
-
 tl::expected<std::unique_ptr<OffscreenWindow>, std::string> OffscreenWindow::open( const WindowOptions& options )
 {
     std::unique_ptr<OffscreenWindow> window( new OffscreenWindow );
@@ -121,7 +112,7 @@ void OffscreenWindow::newImGuiFrame()
     fillGlfwKeyMap( io );
     io.DisplaySize = { float( width_ ), float( height_ ) };
     io.DisplayFramebufferScale = { 1, 1 };
-    const double time = now();
+    const double time = secondsNow();
     io.DeltaTime = lastTime_ > 0 ? std::max( float( time - lastTime_ ), 1e-4f ) : 1.f / 60;
     lastTime_ = time;
 }

@@ -52,6 +52,7 @@ struct Viewer::Drawing
     CameraController controller;
     ImGuiContextOwner imgui;
     SpaceMouse spaceMouse;
+    boost::signals2::scoped_connection themeChanges;
 };
 
 Viewer& getViewerInstance()
@@ -97,6 +98,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     drawing_ = std::make_unique<Drawing>( *this, root_ );
     connectWindow_();
     updateTheme_();
+    drawing_->themeChanges = ColorTheme::onChanged( [this] { updateTheme_(); } );
     title_->setAppName( params.appName );
     title_->setVersion( params.version );
     if ( menu_ )
@@ -203,6 +205,7 @@ void Viewer::connectWindow_()
     events.rescale = [this, redraw]
     {
         redraw();
+        updateTheme_();
         signals_.postRescale( scale() );
     };
     events.closeRequest = [this] { closing_ = true; };
@@ -286,7 +289,6 @@ void Viewer::step( double seconds )
 
 void Viewer::buildInterface_()
 {
-    updateTheme_();
     drawing_->imgui.prepareFrame( menu_ ? &menu_->fontManager() : nullptr, menu_ ? menu_->menu_scaling() : scale() );
     window_->newImGuiFrame();
     ImGui::NewFrame();

@@ -2,6 +2,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/tools/MeshPicking.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
@@ -31,14 +32,10 @@ const std::vector<Vector3f>* pointsOf( const Object& object )
 std::optional<Vector3f> surfacePoint( const Object& object, const Ray& ray )
 {
     const auto* mesh = dynamic_cast<const ObjectMesh*>( &object );
-    if ( !mesh || !mesh->mesh() )
-        return {};
-    const auto xf = object.worldXf();
-    const Matrix3f inverse = xf.A.inverse();
-    const auto hit = intersect( *mesh->mesh(), { inverse * ( ray.origin - xf.b ), inverse * ray.direction } );
+    const auto hit = mesh ? intersectObject( *mesh, ray ) : std::nullopt;
     if ( !hit )
         return {};
-    return xf( hit->point );
+    return mesh->worldXf()( hit->point );
 }
 
 /// The object's own point nearest to a pixel, when it is near and not behind the surface that was hit.

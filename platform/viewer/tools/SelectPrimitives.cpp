@@ -1,6 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/tools/MeshPicking.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/Widgets.h>
@@ -11,12 +12,6 @@ namespace VX
 {
 namespace
 {
-
-AffineXf3f inverseOf( const AffineXf3f& xf )
-{
-    const Matrix3f inverse = xf.A.inverse();
-    return { inverse, -( inverse * xf.b ) };
-}
 
 class SelectPrimitives final : public StatePlugin
 {
@@ -81,9 +76,7 @@ private:
             area_ = PrimitiveSelection::instance().area();
             return true;
         }
-        const auto toObject = inverseOf( object->worldXf() );
-        const Ray ray = viewer.camera().ray( position );
-        const auto hit = intersect( *object->mesh(), { toObject( ray.origin ), toObject.A * ray.direction } );
+        const auto hit = intersectObject( *object, viewer.camera().ray( position ) );
         if ( !hit )
             return true;
         const auto triangles = mode_ == Mode::Triangles ? std::vector{ hit->triangle }

@@ -1,12 +1,345 @@
 #include <VXOrvanta/account/AuthWindow.h>
 
-#include <VXOrvanta/account/AuthToken.h>
+#include <VXMesh/io/Json.h>
+#include <VXMesh/io/Path.h>
+#include <VXOrvanta/account/AuthForm.h>
+#include <VXOrvanta/account/Cognito.h>
+#include <VXOrvanta/account/CredentialRules.h>
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/web/WebRequest.h>
+
+#include <spdlog/spdlog.h>
 
 namespace VX
 {
+namespace
+{
 
-void AuthWindow::drawIfNeeded( float ) {}
+constexpr int cSilentRetries = 3;
+constexpr const char* cBadInternet = "Bad internet connection.";
+constexpr const char* cUnknownError = "Unknown error.";
+constexpr const char* cExpired = "Refresh Token has expired";
+
+/// The text at a path of members; empty when one is missing or of another type.
+std::string textIn( const Json::Value& root, std::initializer_list<const char*> path )
+{
+    const auto* value = &root;
+    for ( const char* key : path )
+    {
+        if ( !value->isObject() )
+            return {};
+        value = &( *value )[key];
+    }
+    return value->isString() ? value->asString() : std::string();
+}
+
+bool isUsable( const AuthToken& token )
+{
+    return !token.token.empty() && !token.endpoint.empty();
+}
+
+void redraw()
+{
+    getViewerInstance().incrementForceRedrawFrames( 4, true );
+}
+
+} // namespace
+
+AuthWindow::AuthWindow()
+    : form_( std::make_unique<AuthForm>() )
+{
+    CommandLoop::appendCommand(
+        [this, life = std::weak_ptr( life_ )]
+        {
+            if ( !life.expired() )
+                start_();
+        } );
+}
+
+AuthWindow::~AuthWindow() = default;
+
+std::string AuthWindow::takeCredentialsArgument_()
+{
+    auto& arguments = getViewerInstance().arguments();
+    std::string file;
+    for ( auto it = arguments.begin(); it != arguments.end(); )
+    {
+        if ( *it != "-creds" )
+        {
+            ++it;
+            continue;
+        }
+        it = arguments.erase( it );
+        if ( it == arguments.end() )
+            break;
+        file = std::move( *it );
+        it = arguments.erase( it );
+    }
+    return file;
+}
+
+void AuthWindow::start_()
+{
+    if ( const auto file = takeCredentialsArgument_(); !file.empty() && signInWithFile_( file ) )
+        return;
+    const auto token = loadAuthToken();
+    email_ = token.login;
+    if ( !isUsable( token ) )
+        return redraw();
+    retriesLeft_ = cSilentRetries;
+    state_ = AuthState::Loading;
+    requestSignIn_( token );
+}
+
+bool AuthWindow::signInWithFile_( const std::string& file )
+{
+    const auto root = deserializeJsonValue( pathFromUtf8( file ) );
+    if ( !root )
+    {
+        spdlog::warn( "Cannot read credentials file: {}", root.error() );
+        return false;
+    }
+    if ( !root->isObject() || !( *root )["email"].isString() || !( *root )["password"].isString() )
+    {
+        spdlog::warn( "Credentials file is invalid" );
+        return false;
+    }
+    const auto email = ( *root )["email"].asString();
+    if ( !isEmailAddress( email ) )
+    {
+        spdlog::warn( "Credentials file: email is invalid" );
+        return false;
+    }
+    email_ = email;
+    password_ = ( *root )["password"].asString();
+    state_ = AuthState::Loading;
+    requestSignIn_( {} );
+    return true;
+}
+
+std::function<void( const Json::Value& )> AuthWindow::whileAlive_( std::function<void( const Json::Value& )> callback )
+{
+    return [life = std::weak_ptr( life_ ), callback = std::move( callback )]( const Json::Value& response )
+    {
+        if ( !life.expired() )
+            callback( response );
+    };
+}
+
+void AuthWindow::requestSignIn_( const AuthToken& token )
+{
+    requestInProgress_ = true;
+    message_.clear();
+    auto callback =
+        whileAlive_( [this, token]( const Json::Value& response ) { onSignInAnswer_( token, response ); } );
+    if ( isUsable( token ) )
+        Cognito::signInToken( token.token, token.endpoint, std::move( callback ) );
+    else
+        Cognito::signInEmail( email_, password_, std::move( callback ) );
+}
+
+void AuthWindow::onSignInAnswer_( const AuthToken& token, const Json::Value& response )
+{
+    requestInProgress_ = false;
+    const auto parsed = parseResponse( response );
+    if ( !parsed )
+        onSignInError_( token, parsed.error() );
+    else if ( parsed->isObject() && ( *parsed )["AuthenticationResult"].isObject() )
+        onSignedIn_( ( *parsed )["AuthenticationResult"] );
+    else
+    {
+        message_ = cUnknownError;
+        state_ = AuthState::Retry;
+        spdlog::warn( "Sign in error: \"{}\"", cUnknownError );
+    }
+    redraw();
+}
+
+void AuthWindow::onSignedIn_( const Json::Value& result )
+{
+    const auto refresh = textIn( result, { "RefreshToken" } );
+    if ( !rememberMe_ )
+        saveAuthToken( {} );
+    else if ( !refresh.empty() )
+        saveAuthToken( { email_, refresh, Cognito::getEndpoint( email_ ) } );
+    spdlog::info( "Signed in." );
+    const auto email = email_;
+    if ( !rememberMe_ )
+        email_.clear();
+    // Whoever signs out and leaves the machine leaves no password in the form.
+    password_.clear();
+    message_.clear();
+    state_ = AuthState::Authed;
+    if ( const auto& menu = getViewerInstance().getMenuPlugin() )
+        menu->allowInput( true );
+    UserInfo::setAccessToken( textIn( result, { "AccessToken" } ) );
+    UserInfo::setEmail( email );
+}
+
+void AuthWindow::onSignInError_( const AuthToken& token, const std::string& error )
+{
+    message_ = error;
+    const bool expired = error.find( cExpired ) != std::string::npos;
+    const bool badInternet = error == cBadInternet;
+    if ( state_ == AuthState::Loading && retriesLeft_-- > 0 && ( expired || badInternet ) )
+    {
+        spdlog::warn( "Sign in error: \"{}\", retrying ({} left)", error, retriesLeft_ );
+        return requestSignIn_( token );
+    }
+    state_ = badInternet ? AuthState::Retry : AuthState::SignIn;
+    spdlog::warn( "Sign in error: \"{}\"", error );
+    if ( expired )
+        message_ = " Session expired. Please log in again.";
+}
+
+std::function<void( const Json::Value& )> AuthWindow::answered_( Answer onSuccess )
+{
+    requestInProgress_ = true;
+    message_.clear();
+    return whileAlive_(
+        [this, onSuccess = std::move( onSuccess )]( const Json::Value& response )
+        {
+            requestInProgress_ = false;
+            if ( const auto parsed = parseResponse( response ) )
+                onSuccess( *parsed );
+            else
+            {
+                message_ = parsed.error();
+                spdlog::warn( "Auth error: \"{}\"", parsed.error() );
+            }
+            redraw();
+        } );
+}
+
+void AuthWindow::requestSignUp_()
+{
+    Cognito::signUp( email_, password_,
+        answered_(
+            [this]( const Json::Value& body )
+            {
+                codeDestination_ = textIn( body, { "CodeDeliveryDetails", "Destination" } );
+                show_( AuthState::ConfirmSignUp );
+            } ) );
+}
+
+void AuthWindow::requestConfirmSignUp_()
+{
+    Cognito::confirmSignUp(
+        email_, confirmationCode_, answered_( [this]( const Json::Value& ) { show_( AuthState::SignIn ); } ) );
+}
+
+void AuthWindow::requestResendConfirm_()
+{
+    Cognito::resendConfirmationCode( email_, answered_( []( const Json::Value& ) {} ) );
+}
+
+void AuthWindow::requestForgot_()
+{
+    Cognito::forget( email_,
+        answered_(
+            [this]( const Json::Value& body )
+            {
+                codeDestination_ = textIn( body, { "CodeDeliveryDetails", "Destination" } );
+                show_( AuthState::ConfirmForgot );
+            } ) );
+}
+
+void AuthWindow::requestConfirmForgot_()
+{
+    Cognito::confirmForget( email_, newPassword_, confirmationCode_,
+        answered_( [this]( const Json::Value& ) { show_( AuthState::SignIn ); } ) );
+}
+
+void AuthWindow::pressRetry_()
+{
+    if ( const auto token = loadAuthToken(); isUsable( token ) )
+        requestSignIn_( token );
+    else
+        signOut();
+}
+
+void AuthWindow::pressSignIn_()
+{
+    focusField_ = true;
+    saveEmail_();
+    if ( !validateEmail_() )
+        message_ = "Please enter valid email";
+    else if ( password_.empty() )
+        message_ = "Please enter your password";
+    else
+        requestSignIn_( {} );
+}
+
+void AuthWindow::pressSignUp_()
+{
+    focusField_ = true;
+    if ( !validateEmail_() )
+        message_ = "Please enter valid email";
+    else if ( validatePassword_() != 0 )
+        message_ = "Please enter valid password";
+    else
+        requestSignUp_();
+}
+
+void AuthWindow::pressForgot_()
+{
+    focusField_ = true;
+    if ( !validateEmail_() )
+        message_ = "Please enter valid email";
+    else
+        requestForgot_();
+}
+
+void AuthWindow::pressConfirmSignUp_()
+{
+    focusField_ = true;
+    saveEmail_();
+    if ( confirmationCode_.empty() )
+        message_ = "Please enter verification code";
+    else
+        requestConfirmSignUp_();
+}
+
+void AuthWindow::pressConfirmForgot_()
+{
+    focusField_ = true;
+    if ( confirmationCode_.empty() )
+        message_ = "Please enter verification code";
+    else if ( validatePassword_() != 0 )
+        message_ = "Please enter valid password";
+    else
+        requestConfirmForgot_();
+}
+
+void AuthWindow::saveEmail_()
+{
+    if ( rememberMe_ )
+        saveAuthToken( { email_, {}, {} } );
+}
+
+bool AuthWindow::validateEmail_() const
+{
+    return isEmailAddress( email_ );
+}
+
+int AuthWindow::validatePassword_() const
+{
+    return brokenPasswordRules( state_ == AuthState::ConfirmForgot ? newPassword_ : password_ );
+}
+
+void AuthWindow::show_( AuthState state )
+{
+    state_ = state;
+    message_.clear();
+    // A code serves once, and one that was mailed before serves no more.
+    confirmationCode_.clear();
+    newPassword_.clear();
+    focusField_ = true;
+    redraw();
+}
 
 void AuthWindow::signOut()
 {
@@ -20,8 +353,10 @@ void AuthWindow::cleanupOnSignOut_()
     state_ = AuthState::SignIn;
     message_.clear();
     firstFrameDone_ = false;
+    focusField_ = true;
     UserInfo::setAccessToken( {} );
     UserInfo::setEmail( {} );
+    redraw();
 }
 
 } // namespace VX

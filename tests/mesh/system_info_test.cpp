@@ -21,6 +21,9 @@ TEST( SystemInfo, SystemNameHasNoSpaces )
 
 TEST( SystemInfo, HoldsNoNameOfPersonOrHost )
 {
-    const auto info = GetSystemInfoJson();
-    EXPECT_EQ( info.getMemberNames(), ( std::vector<std::string>{ "CPU", "Cores", "OS", "RAM", "Version" } ) );
+    const auto info = GetMachineInfoJson();
+    EXPECT_EQ( info.getMemberNames(), ( std::vector<std::string>{ "CPU Info", "Memory Info", "OS Version" } ) );
+    EXPECT_TRUE( info["CPU Info"]["Concurrent threads"].isUInt() );
+    const auto memory = info["Memory Info"]["Physical memory total MB"].asString();
+    EXPECT_EQ( memory.find_first_not_of( "0123456789" ), std::string::npos ) << memory;
 }

@@ -25,19 +25,40 @@ void UiFixture::SetUp()
     static const bool sRegistered =
         ( App::registerStepFormat(), App::registerAboutTool(), App::registerImportSetting(), true );
     ASSERT_TRUE( sRegistered );
+    if ( isSignedIn() )
+    {
+        std::filesystem::create_directories( folder_.path() / "Orvanta/Token" );
+        folder_.write( "Orvanta/Token/.token", R"({"login":"ann@example.org","token":"kept","endpoint":"e"})" );
+        folder_.write( "Orvanta/config.json", R"({"telemetryDisclaimerModalShowed":0})" );
+    }
     start_();
+}
+
+std::optional<Json::Value> UiFixture::answerAtStart( const WebRequestData& request )
+{
+    return isSignedIn() && request.logName == "signInToken" ? std::optional( signedInAnswer() ) : std::nullopt;
+}
+
+Json::Value UiFixture::signedInAnswer( const std::string& refreshToken )
+{
+    Json::Value body;
+    body["AuthenticationResult"]["AccessToken"] = "access";
+    if ( !refreshToken.empty() )
+        body["AuthenticationResult"]["RefreshToken"] = refreshToken;
+    return ScriptedTransport::response( 200, body.toStyledString() );
 }
 
 void UiFixture::start_()
 {
-    // What the program asks by itself when it starts is left without an answer.
-    setWebTransport( std::make_shared<ScriptedTransport>() );
+    setWebTransport( std::make_shared<ScriptedTransport>(
+        [this]( const WebRequestData& request ) { return answerAtStart( request ); } ) );
     ColorTheme::setupPreset( ColorTheme::Preset::Dark );
     setup_ = std::make_unique<App::AppSetup>( App::mergedConfig( config() ) );
     opener_ = std::make_unique<App::FileOpener>();
     LaunchParams params;
     params.appName = "Orvanta";
     params.windowless = true;
+    params.arguments = programArguments();
     const auto started = viewer().start( params, *setup_ );
     ASSERT_TRUE( started ) << started.error();
     menu_ = OrvantaRibbonMenu::instance();

@@ -24,6 +24,13 @@ protected:
 
     /// What the configuration of the program is replaced by, member by member; for tests to override.
     [[nodiscard]] virtual Json::Value config() const { return {}; }
+    /// Whether a stored token signs the program in when it starts, and the note about statistics is answered already;
+    /// for tests to override.
+    [[nodiscard]] virtual bool isSignedIn() const { return true; }
+    /// Answers what the program asks by itself when it starts; nothing is an answer that never comes.
+    [[nodiscard]] virtual std::optional<Json::Value> answerAtStart( const WebRequestData& request );
+    /// Of the command line, as the viewer sees them; for tests to override.
+    [[nodiscard]] virtual std::vector<std::string> programArguments() const { return {}; }
     /// Ends the program and starts it again with the same settings.
     void restart();
 
@@ -74,6 +81,8 @@ protected:
     /// Presses a tool as its button in the ribbon would.
     void pressTool( const std::string& name );
     [[nodiscard]] static bool isActive( const std::string& toolName );
+    /// An answer of the identity service that signs in.
+    [[nodiscard]] static Json::Value signedInAnswer( const std::string& refreshToken = {} );
 
     ScratchFolder folder_;
     std::shared_ptr<OrvantaRibbonMenu> menu_;

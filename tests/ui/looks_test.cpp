@@ -1,3 +1,4 @@
+#include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
 #include <VXMesh/io/Path.h>
@@ -7,6 +8,7 @@
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <GLFW/glfw3.h>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <stb/stb_image.h>
 
@@ -183,4 +185,31 @@ TEST_F( Looks, SmallWindowsKeepEveryToolWithinReach )
         settle();
         keep( "small_" + std::to_string( width ) );
     }
+}
+
+TEST_F( Looks, EveryFormOfTheSignIn )
+{
+    menu_->signOut();
+    auto& auth = OrvantaMenuTestAccess::authWindow( *menu_ );
+    AuthWindowTestAccess::codeDestination( auth ) = "a***@e***.org";
+    const std::map<AuthState, std::string> forms{ { AuthState::Retry, "Bad internet connection." },
+        { AuthState::SignIn, "Incorrect username or password." }, { AuthState::SignUp, "Please enter valid password" },
+        { AuthState::ConfirmSignUp, "Please enter verification code" },
+        { AuthState::Forgot, "Attempt limit exceeded, please try after some time." },
+        { AuthState::ConfirmForgot, "Password did not conform with policy: Password must have symbol characters, and "
+                                    "so it goes on for a while until it needs a third line" } };
+    for ( const float scale : { 1.f, 1.5f, 2.f } )
+    {
+        window().resize( int( 1280 * scale ), int( 800 * scale ), scale );
+        for ( const auto& [state, message] : forms )
+        {
+            AuthWindowTestAccess::state( auth ) = state;
+            AuthWindowTestAccess::message( auth ) = message;
+            settle();
+            keep( fmt::format( "auth_{}_{}", int( state ), int( scale * 100 ) ) );
+        }
+    }
+    window().resize( 300, 240 );
+    settle();
+    keep( "auth_small_viewport" );
 }

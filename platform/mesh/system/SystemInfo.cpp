@@ -58,16 +58,18 @@ std::string GetCpuId()
     return valueInFile( "/proc/cpuinfo", "model name", ':' );
 }
 
-Json::Value GetSystemInfoJson()
+Json::Value GetMachineInfoJson()
 {
-    Json::Value out;
-    out["OS"] = GetDetailedOSName();
-    out["CPU"] = GetCpuId();
-    out["Cores"] = std::thread::hardware_concurrency();
-    out["Version"] = GetVXVersionString();
+    Json::Value out( Json::objectValue );
+    out["OS Version"] = GetDetailedOSName();
+    auto& cpu = out["CPU Info"];
+    cpu["Concurrent threads"] = std::thread::hardware_concurrency();
+    if ( const auto name = GetCpuId(); !name.empty() )
+        cpu["CPU"] = name;
     struct sysinfo memory{};
     if ( ::sysinfo( &memory ) == 0 )
-        out["RAM"] = Json::UInt64( uint64_t( memory.totalram ) * memory.mem_unit >> 30 );
+        out["Memory Info"]["Physical memory total MB"] =
+            std::to_string( uint64_t( memory.totalram ) * memory.mem_unit >> 20 );
     return out;
 }
 

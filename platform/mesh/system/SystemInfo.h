@@ -21,8 +21,8 @@ namespace VX
 /// The processor's model name; empty when the system does not tell.
 [[nodiscard]] VXMESH_API std::string GetCpuId();
 
-/// Facts about this machine for a support request: "OS", "CPU", "Cores", "RAM" (GiB), "Version". No names of people,
-/// files or hosts.
-[[nodiscard]] VXMESH_API Json::Value GetSystemInfoJson();
+/// Facts about this machine: "OS Version", "CPU Info" with "CPU" and "Concurrent threads", "Memory Info" with "Physical
+/// memory total MB" (text). A fact that the system does not tell is left out. No names of people, files or hosts.
+[[nodiscard]] VXMESH_API Json::Value GetMachineInfoJson();
 
 } // namespace VX

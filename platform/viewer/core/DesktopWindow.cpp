@@ -6,6 +6,7 @@
 #include <imgui.h>
 #include <imgui_impl_glfw.h>
 
+#include <cmath>
 #include <deque>
 #include <set>
 #include <utility>
@@ -76,6 +77,22 @@ public:
         return x > 0 ? x : 1;
     }
     [[nodiscard]] bool isMinimized() const override { return glfwGetWindowAttrib( window_, GLFW_ICONIFIED ); }
+    [[nodiscard]] std::optional<Monitor> biggestMonitor() const override
+    {
+        int count = 0;
+        GLFWmonitor** monitors = glfwGetMonitors( &count );
+        std::optional<Monitor> biggest;
+        for ( int i = 0; i < count; ++i )
+        {
+            const GLFWvidmode* mode = glfwGetVideoMode( monitors[i] );
+            if ( !mode || ( biggest && biggest->width * biggest->height >= mode->width * mode->height ) )
+                continue;
+            float x = 1, y = 1;
+            glfwGetMonitorContentScale( monitors[i], &x, &y );
+            biggest = { mode->width, mode->height, int( std::lround( x * 100 ) ) };
+        }
+        return biggest;
+    }
     [[nodiscard]] unsigned framebuffer() const override { return 0; }
     void setTitle( const std::string& title ) override { glfwSetWindowTitle( window_, title.c_str() ); }
     void show() override { glfwShowWindow( window_ ); }

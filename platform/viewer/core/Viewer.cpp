@@ -76,6 +76,8 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params, Viewe
 {
     setup_ = &setup;
     params_ = params;
+    // What the hooks queue is run once the viewer is up.
+    CommandLoop::open();
     setup.setupSettingsManager( this, params.appName );
     setup.setupConfiguration( this );
     setup.setupBasePlugins( this );

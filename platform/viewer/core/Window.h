@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -56,6 +57,14 @@ struct WindowOptions
     std::string title;
 };
 
+/// A screen in its own pixels, and how much larger than at 96 dots an inch the user wants things on it.
+struct Monitor
+{
+    int width = 0;
+    int height = 0;
+    int scalingPercent = 100;
+};
+
 /// A place to draw in with an OpenGL 3.3 core context, current on the UI thread.
 class VXVIEWER_API Window
 {
@@ -74,6 +83,8 @@ public:
     /// How much larger than at 96 dots an inch things should be drawn.
     [[nodiscard]] virtual float scale() const = 0;
     [[nodiscard]] virtual bool isMinimized() const = 0;
+    /// The screen with the most pixels; nothing where there is none.
+    [[nodiscard]] virtual std::optional<Monitor> biggestMonitor() const { return {}; }
     /// The framebuffer object to draw into.
     [[nodiscard]] virtual unsigned framebuffer() const = 0;
 

@@ -178,7 +178,7 @@ void ImGuiMenu::onEscape_()
 
 bool ImGuiMenu::processKey_( int key, int modifiers, bool repeated )
 {
-    if ( isModalShown() || ImGui::GetIO().WantTextInput )
+    if ( !inputAllowed_ || isModalShown() || ImGui::GetIO().WantTextInput )
         return true;
     // An open popup has Escape and the arrows for itself.
     if ( ImGui::IsPopupOpen( "", ImGuiPopupFlags_AnyPopupId | ImGuiPopupFlags_AnyPopupLevel ) )
@@ -231,12 +231,12 @@ bool ImGuiMenu::onKeyRepeat_( int key, int modifiers )
 
 bool ImGuiMenu::onSpaceMouseMove_( Vector3f, Vector3f )
 {
-    return isModalShown();
+    return !inputAllowed_ || isModalShown();
 }
 
 bool ImGuiMenu::onSpaceMouseDown_( int )
 {
-    return isModalShown();
+    return !inputAllowed_ || isModalShown();
 }
 
 bool ImGuiMenu::onTouchpadRotateGestureBegin_()

@@ -100,6 +100,10 @@ public:
     /// What the interface takes from the scene at the left and at the upper edge, in pixels.
     [[nodiscard]] virtual Vector2f coveredPixels() const { return {}; }
 
+    /// Without it shortcuts and the 3D mouse do nothing: for a screen that covers the whole menu.
+    void allowInput( bool allow ) { inputAllowed_ = allow; }
+    [[nodiscard]] bool isInputAllowed() const { return inputAllowed_; }
+
     /// Whether a dialog stands that has to be answered first.
     [[nodiscard]] virtual bool isModalShown() const;
 
@@ -144,6 +148,7 @@ private:
     Viewer* viewerPtr_ = nullptr;
     RibbonFontManager fonts_;
     float userScaling_ = 1;
+    bool inputAllowed_ = true;
     FilesAction open_;
     std::unique_ptr<Dialogs> dialogs_;
 };

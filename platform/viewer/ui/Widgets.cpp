@@ -8,6 +8,7 @@
 #include <imgui_internal.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace VX::UI
 {
@@ -107,6 +108,36 @@ bool glyphButton( const char* glyph, const char* id, const ImVec4& color )
     ImGui::PopStyleVar();
     ImGui::PopStyleColor( 2 );
     return pressed;
+}
+
+bool link( const char* label, const ImVec4& color )
+{
+    // On the base line of what stands before it in its row.
+    const float base = ImGui::GetCurrentWindow()->DC.CurrLineTextBaseOffset;
+    const ImVec2 size = ImGui::CalcTextSize( label, nullptr, true );
+    ImVec2 at = ImGui::GetCursorScreenPos();
+    const bool pressed = ImGui::InvisibleButton( label, { size.x, size.y + base } );
+    at.y += base;
+    auto& list = *ImGui::GetWindowDrawList();
+    const ImU32 packed = ImGui::ColorConvertFloat4ToU32( color );
+    list.AddText( at, packed, label, ImGui::FindRenderedTextEnd( label ) );
+    if ( ImGui::IsItemHovered() )
+    {
+        ImGui::SetMouseCursor( ImGuiMouseCursor_Hand );
+        list.AddLine( { at.x, at.y + size.y }, { at.x + size.x, at.y + size.y }, packed );
+    }
+    return pressed;
+}
+
+void spinner( const Vector2f& center, float radius )
+{
+    constexpr float cTurn = 2 * 3.14159265f, cSeconds = 1.2f, cArc = 0.7f * cTurn;
+    const float thickness = radius * 0.18f;
+    auto& list = *ImGui::GetWindowDrawList();
+    list.AddCircle( { center.x, center.y }, radius, themeU32( ColorTheme::Separator ), 64, thickness );
+    const float from = float( std::fmod( ImGui::GetTime(), double( cSeconds ) ) ) / cSeconds * cTurn;
+    list.PathArcTo( { center.x, center.y }, radius, from, from + cArc, 48 );
+    list.PathStroke( themeU32( ColorTheme::Accent ), 0, thickness );
 }
 
 bool checkbox( const char* label, bool* value )

@@ -36,6 +36,12 @@ struct ButtonParams
 /// A small button without a frame, of a glyph of the icon font.
 [[nodiscard]] VXVIEWER_API bool glyphButton( const char* glyph, const char* id, const ImVec4& color );
 
+/// Text that is pressed like a button, underlined while the pointer rests on it.
+[[nodiscard]] VXVIEWER_API bool link( const char* label, const ImVec4& color );
+
+/// A ring that turns while something is awaited, around a point of the screen. It asks for no frames by itself.
+VXVIEWER_API void spinner( const Vector2f& center, float radius );
+
 /// Returns whether the user has changed it, as all of the following.
 VXVIEWER_API bool checkbox( const char* label, bool* value );
 VXVIEWER_API bool combo( const char* label, int* value, const std::vector<std::string>& options );

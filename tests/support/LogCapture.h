@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace VX::Testing
+{
+
+/// Everything that is logged while this object lives, at every level, one line "level: text" each. It is not shown.
+class LogCapture
+{
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture( const LogCapture& ) = delete;
+    LogCapture& operator=( const LogCapture& ) = delete;
+
+    [[nodiscard]] std::string text() const;
+    [[nodiscard]] bool contains( const std::string& part ) const;
+    [[nodiscard]] size_t count( const std::string& part ) const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace VX::Testing

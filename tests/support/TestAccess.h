@@ -1,0 +1,51 @@
+#pragma once
+
+#include <VXOrvanta/account/AuthWindow.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
+
+#include <utility>
+
+/// What the tests look at without it being anyone else's business.
+namespace VX
+{
+
+struct SessionLogsTestAccess
+{
+    /// The names of the actions that wait to be sent, which are dropped.
+    static std::vector<std::string> take()
+    {
+        std::vector<std::string> out;
+        for ( const auto& action : SessionLogs::instance_().actions_ )
+            out.push_back( action.name );
+        SessionLogs::instance_().actions_.clear();
+        return out;
+    }
+};
+
+struct AuthWindowTestAccess
+{
+    static AuthState& state( AuthWindow& window ) { return window.state_; }
+    static std::string& email( AuthWindow& window ) { return window.email_; }
+    static std::string& password( AuthWindow& window ) { return window.password_; }
+    static std::string& newPassword( AuthWindow& window ) { return window.newPassword_; }
+    static std::string& code( AuthWindow& window ) { return window.confirmationCode_; }
+    static std::string& codeDestination( AuthWindow& window ) { return window.codeDestination_; }
+    static std::string& message( AuthWindow& window ) { return window.message_; }
+    static bool& rememberMe( AuthWindow& window ) { return window.rememberMe_; }
+    static int& retriesLeft( AuthWindow& window ) { return window.retriesLeft_; }
+    static int brokenRules( const AuthWindow& window ) { return window.validatePassword_(); }
+};
+
+struct OrvantaMenuTestAccess
+{
+    static AuthWindow& authWindow( OrvantaRibbonMenu& menu ) { return *menu.authWindow_; }
+    static void setAuthed( OrvantaRibbonMenu& menu, bool on )
+    {
+        AuthWindowTestAccess::state( *menu.authWindow_ ) = on ? AuthState::Authed : AuthState::SignIn;
+    }
+    static bool firstSignedInFrameDone( const OrvantaRibbonMenu& menu ) { return menu.firstSignedInFrameDone_; }
+    static void drawVersionWindowOf( OrvantaRibbonMenu& menu ) { menu.drawVersionWindow_(); }
+};
+
+} // namespace VX

@@ -1,14 +1,17 @@
+#include "identity/UserCommands.h"
 #include "serve/Service.h"
 #include "worker/WorkerMain.h"
 
 #include <VXMesh/system/SystemInfo.h>
 
 #include <CLI/CLI.hpp>
+#include <curl/curl.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 
 namespace
 {
@@ -56,11 +59,67 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, uint64_t& memo
         ->capture_default_str();
 }
 
+void addIdentityOptions( CLI::App& command, IdentityOptions& identity )
+{
+    command.add_option( "--smtp-url", identity.smtp.url,
+        "Mail server, smtp://host:587 or smtps://host; without one mails are files in DATA/outbox. "
+        "ORVANTA_SMTP_USER and ORVANTA_SMTP_PASSWORD are its credentials" );
+    command.add_option( "--mail-from", identity.smtp.from, "Sender's address of mails" )->needs( "--smtp-url" );
+    command.get_option( "--smtp-url" )->needs( "--mail-from" );
+    auto* endpoint = command.add_option( "--auth-endpoint", identity.gateway.endpoint,
+        "Let this service, which speaks the user-pool protocol, decide who signs in. ORVANTA_AUTH_CLIENT_SECRET is "
+        "the secret of its app client" );
+    command.add_option( "--auth-client-id", identity.gateway.clientId, "Id of its app client" )->needs( endpoint );
+    endpoint->needs( "--auth-client-id" );
+}
+
+/// Secrets come by the environment: a command line is there for everybody to read.
+void readIdentitySecrets( IdentityOptions& identity )
+{
+    const auto read = []( const char* name )
+    {
+        const char* value = std::getenv( name );
+        return std::string( value ? value : "" );
+    };
+    identity.smtp.user = read( "ORVANTA_SMTP_USER" );
+    identity.smtp.password = read( "ORVANTA_SMTP_PASSWORD" );
+    identity.gateway.clientSecret = read( "ORVANTA_AUTH_CLIENT_SECRET" );
+}
+
+void addUserCommands( CLI::App& app, UserCommand& user )
+{
+    using Action = UserCommand::Action;
+    auto* group = app.add_subcommand( "user", "Accounts of the embedded identity service" );
+    group->require_subcommand( 1 );
+    const auto add = [&]( const char* name, const char* text, Action action )
+    {
+        auto* command = group->add_subcommand( name, text );
+        command->add_option( "--data", user.data, "Folder of the service's data" )->required();
+        if ( action != Action::List )
+            command->add_option( "email", user.email )->required();
+        command->callback( [&user, action] { user.action = action; } );
+        return command;
+    };
+    const auto withPassword = [&]( CLI::App* command )
+    {
+        command->add_flag( "--password-stdin", user.passwordFromInput,
+            "Take the password from the first line of the input; a random one is printed otherwise" );
+        command->add_option( "--credentials", user.credentials,
+            "Write address and password into this file, for the program's argument -creds" );
+    };
+    withPassword( add( "add", "Add a confirmed account", Action::Add ) );
+    add( "list", "List all accounts", Action::List );
+    add( "confirm", "Confirm an account without its code", Action::Confirm );
+    withPassword( add( "reset", "Set another password and end all sign-ins", Action::Reset ) );
+    add( "remove", "Remove an account", Action::Remove );
+}
+
 } // namespace
 
 int main( int argc, char** argv )
 {
     spdlog::set_default_logger( spdlog::stderr_color_mt( "backend" ) );
+    curl_global_init( CURL_GLOBAL_DEFAULT );
     CLI::App app( "Back end of Orvanta: the services on one machine" );
     app.set_version_flag( "--version", VX::GetVXVersionString() );
     app.require_subcommand( 1 );
@@ -70,6 +129,10 @@ int main( int argc, char** argv )
     int64_t time = options.worker.time.count();
     auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS on loopback until it is told to stop" );
     addServeOptions( *serveCommand, options, memory, upload, time );
+
+    addIdentityOptions( *serveCommand, options.identity );
+    UserCommand user;
+    addUserCommands( app, user );
 
     WorkerJob job;
     auto* workerCommand = app.add_subcommand( "worker", "Convert one file; started by the service" )->group( "" );
@@ -81,6 +144,9 @@ int main( int argc, char** argv )
     CLI11_PARSE( app, argc, argv );
     if ( *workerCommand )
         return runWorker( job );
+    if ( app.got_subcommand( "user" ) )
+        return runUserCommand( user );
+    readIdentitySecrets( options.identity );
     options.worker.memory = memory << 20;
     options.worker.outputSize = options.maxUpload = upload << 20;
     options.worker.time = std::chrono::seconds( time );

@@ -116,9 +116,13 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
     const auto body = deserializeJsonValue( request.body );
     if ( !body || !body->isObject() )
         return respond( failure( 400, "The request is not a JSON object" ) );
-    if ( !options_.mayConvert( text( *body, "access_token" ) ) )
-        return respond( failure( 401, "Sign in to convert files" ) );
-    respond( call == "/request" ? request_( *body ) : convert_( *body ) );
+    options_.mayConvert( text( *body, "access_token" ),
+        [this, call, body = *body, respond]( bool good )
+        {
+            if ( !good )
+                return respond( failure( 401, "Your sign-in is not valid any more; sign out and in again" ) );
+            respond( call == "/request" ? request_( body ) : convert_( body ) );
+        } );
 }
 
 HttpResponse ConverterApi::request_( const Json::Value& body )

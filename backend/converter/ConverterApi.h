@@ -16,8 +16,8 @@ namespace VX::Backend
 
 struct ConverterApiOptions
 {
-    /// Whether a token may convert files; an empty token is that of nobody.
-    std::function<bool( const std::string& token )> mayConvert;
+    /// Tells whether a token may convert files, at once or later on another thread; an empty token is that of nobody.
+    std::function<void( const std::string& token, std::function<void( bool )> told )> mayConvert;
     /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
     std::chrono::seconds urlLifetime{ 1800 };
     /// A status call holds its answer for this long while the conversion runs.

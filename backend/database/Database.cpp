@@ -88,6 +88,27 @@ bool Database::run_( const std::string& sql, const std::vector<SqlValue>& parame
     return false;
 }
 
+Database::Transaction::Transaction( Database& database )
+    : database_( database )
+    , lock_( database.mutex_ )
+    , open_( database.execute( "BEGIN IMMEDIATE" ) >= 0 )
+{
+}
+
+Database::Transaction::~Transaction()
+{
+    if ( open_ )
+        database_.execute( "ROLLBACK" );
+}
+
+bool Database::Transaction::commit()
+{
+    if ( !open_ )
+        return false;
+    open_ = database_.execute( "COMMIT" ) < 0;
+    return !open_;
+}
+
 std::vector<SqlRow> Database::query( const std::string& sql, const std::vector<SqlValue>& parameters )
 {
     const std::lock_guard lock( mutex_ );

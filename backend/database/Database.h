@@ -23,8 +23,8 @@ using SqlRow = std::vector<SqlValue>;
 [[nodiscard]] std::string textOf( const SqlValue& value );
 [[nodiscard]] int64_t integerOf( const SqlValue& value );
 
-/// One SQLite file in WAL mode; what a finished statement wrote survives a killed process. Any thread: statements of
-/// one object run one after the other.
+/// One SQLite file in WAL mode; what a finished statement or transaction wrote survives a killed process. Any thread:
+/// statements of one object run one after the other.
 class Database
 {
 public:
@@ -38,6 +38,24 @@ public:
     /// Runs one statement and returns the number of rows it changed; -1 when it failed.
     int execute( const std::string& sql, const std::vector<SqlValue>& parameters = {} );
 
+    /// Several statements that count all or not at all: they are taken back unless `commit` is called. Other threads
+    /// wait until it ends, so nothing slow belongs into one.
+    class Transaction
+    {
+    public:
+        explicit Transaction( Database& database );
+        ~Transaction();
+        Transaction( const Transaction& ) = delete;
+        Transaction& operator=( const Transaction& ) = delete;
+        /// False when what was written could not be kept.
+        [[nodiscard]] bool commit();
+
+    private:
+        Database& database_;
+        std::unique_lock<std::recursive_mutex> lock_;
+        bool open_;
+    };
+
 private:
     explicit Database( sqlite3* handle )
         : handle_( handle )
@@ -45,7 +63,7 @@ private:
     }
     bool run_( const std::string& sql, const std::vector<SqlValue>& parameters, std::vector<SqlRow>& rows );
 
-    std::mutex mutex_;
+    std::recursive_mutex mutex_;
     sqlite3* handle_;
 };
 

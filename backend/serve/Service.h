@@ -1,6 +1,8 @@
 #pragma once
 
 #include "converter/WorkerProcess.h"
+#include "identity/EmbeddedIdentity.h"
+#include "identity/GatewayIdentity.h"
 
 #include <tl/expected.hpp>
 
@@ -10,6 +12,16 @@
 
 namespace VX::Backend
 {
+
+/// Where sign-ins are decided: here, unless the endpoint of another service is given.
+struct IdentityOptions
+{
+    EmbeddedIdentityOptions embedded;
+    std::chrono::seconds accessLife = std::chrono::hours( 8 );
+    GatewayOptions gateway;
+    /// Mails go into the folder "outbox" of the data unless it has a URL.
+    SmtpOptions smtp;
+};
 
 struct ServiceOptions
 {
@@ -22,6 +34,7 @@ struct ServiceOptions
     std::chrono::seconds keep{ 3600 };
     /// The newest release, told to programs that ask; this back end's own version unless set.
     std::string latestVersion;
+    IdentityOptions identity;
 };
 
 /// All services of one machine in one process.

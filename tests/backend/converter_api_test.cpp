@@ -35,7 +35,8 @@ protected:
         , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } )
     {
         ConverterApiOptions options;
-        options.mayConvert = [this]( const std::string& token ) { return open_ || token == "good"; };
+        options.mayConvert = [this]( const std::string& token, const std::function<void( bool )>& told )
+        { told( open_ || token == "good" ); };
         options.statusHold = std::chrono::milliseconds( 300 );
         api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
     }

@@ -1,0 +1,70 @@
+#include "identity/AuthApi.h"
+
+#include <VXMesh/io/Json.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+constexpr uint64_t cLongestBody = 64 * 1024;
+// Hashing a password fills a core and 64 MiB.
+constexpr int cThreads = 2;
+constexpr size_t cMostWaiting = 256;
+
+HttpResponse busy()
+{
+    return authFailure( "TooManyRequestsException", "Too many people are signing in; try again in a moment", 503 );
+}
+
+} // namespace
+
+AuthApi::AuthApi( IdentityService& identity )
+    : identity_( identity )
+    , pool_( std::make_shared<WorkerPool>( cThreads, cMostWaiting ) )
+{
+}
+
+void AuthApi::stop()
+{
+    std::shared_ptr<WorkerPool> pool;
+    {
+        const std::lock_guard lock( mutex_ );
+        pool.swap( pool_ );
+    }
+}
+
+BodyPlan AuthApi::planBody( const HttpRequest& head )
+{
+    BodyPlan plan;
+    plan.maxSize = cLongestBody;
+    if ( head.method == "POST" )
+        return plan;
+    plan.refusal = authFailure( "UnknownOperationException", "Operations are sent by POST", 405 );
+    plan.refusal->headers["Allow"] = "POST";
+    return plan;
+}
+
+void AuthApi::handle( HttpRequest request, Respond respond )
+{
+    constexpr std::string_view cPrefix = "AWSCognitoIdentityProviderService.";
+    const auto target = request.header( "x-amz-target" );
+    if ( !target.starts_with( cPrefix ) )
+        return respond( authFailure( "UnknownOperationException", "The header x-amz-target names no operation" ) );
+    auto body = deserializeJsonValue( request.body );
+    if ( !body || !body->isObject() )
+        return respond( authFailure( "SerializationException", "The request is not a JSON object" ) );
+    AuthCall call{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress };
+    if ( identity_.isQuick( call ) )
+        return respond( identity_.answer( call ) );
+    std::shared_ptr<WorkerPool> pool;
+    {
+        const std::lock_guard lock( mutex_ );
+        pool = pool_;
+    }
+    const auto work = [this, call = std::move( call ), respond]() { respond( identity_.answer( call ) ); };
+    if ( !pool || !pool->run( work ) )
+        respond( busy() );
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,350 @@
+#include "identity/EmbeddedIdentity.h"
+
+#include "identity/Passwords.h"
+
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+
+namespace VX::Backend
+{
+namespace
+{
+
+constexpr size_t cLongestPassword = 1024;
+
+std::string text( const Json::Value& object, const char* key )
+{
+    return object.isObject() && object[key].isString() ? object[key].asString() : std::string();
+}
+
+HttpResponse notAuthorized( const std::string& message )
+{
+    return authFailure( "NotAuthorizedException", message );
+}
+
+HttpResponse invalidParameter( const std::string& message )
+{
+    return authFailure( "InvalidParameterException", message );
+}
+
+HttpResponse unknownUser()
+{
+    return authFailure( "UserNotFoundException", "User does not exist." );
+}
+
+HttpResponse limitExceeded()
+{
+    return authFailure( "LimitExceededException", "Attempt limit exceeded, please try after some time." );
+}
+
+HttpResponse storeFailed()
+{
+    return authFailure( "InternalErrorException", "The account could not be stored; please try again", 500 );
+}
+
+HttpResponse badPassword( const std::string& problem )
+{
+    return authFailure( "InvalidPasswordException", "Password did not conform with policy: " + problem );
+}
+
+HttpResponse badCode( CodeCheck check )
+{
+    switch ( check )
+    {
+    case CodeCheck::TooManyTries:
+        return limitExceeded();
+    case CodeCheck::Expired:
+        return authFailure( "ExpiredCodeException", "Invalid code provided, please request a code again." );
+    case CodeCheck::Wrong:
+    case CodeCheck::Good:
+        break;
+    }
+    return authFailure( "CodeMismatchException", "Invalid verification code provided, please try again." );
+}
+
+/// "a***@e***" of "ann@example.org".
+std::string masked( const std::string& email )
+{
+    const auto at = email.find( '@' );
+    return email.substr( 0, 1 ) + "***@" + email.substr( at + 1, 1 ) + "***";
+}
+
+Json::Value deliveryTo( const std::string& email )
+{
+    Json::Value out;
+    out["CodeDeliveryDetails"]["AttributeName"] = "email";
+    out["CodeDeliveryDetails"]["DeliveryMedium"] = "EMAIL";
+    out["CodeDeliveryDetails"]["Destination"] = masked( email );
+    return out;
+}
+
+Mail codeMail( const std::string& email, const std::string& code, CodePurpose purpose )
+{
+    const bool reset = purpose == CodePurpose::Reset;
+    return { email, reset ? "Reset your Orvanta password" : "Confirm your Orvanta account",
+        fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to {}.\r\nIf you did not ask for it, ignore this mail.",
+            code, reset ? "choose a new password" : "confirm your account" ) };
+}
+
+} // namespace
+
+EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, Mailer& mailer,
+    EmbeddedIdentityOptions options, Clock clock )
+    : database_( database )
+    , accounts_( accounts )
+    , tokens_( tokens )
+    , mailer_( mailer )
+    , options_( options )
+    , signIns_( options.signInsPerMinute, std::chrono::minutes( 1 ), clock )
+    , mailsOfAddress_( options.mailsPerHour, std::chrono::hours( 1 ), clock )
+    , mailsOfAccount_( options.mailsPerAccount, std::chrono::minutes( 15 ), clock )
+{
+}
+
+bool EmbeddedIdentity::isQuick( const AuthCall& call ) const
+{
+    return call.operation == "GetUser" ||
+           ( call.operation == "InitiateAuth" && text( call.body, "AuthFlow" ) != "USER_PASSWORD_AUTH" );
+}
+
+HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
+{
+    using Operation = HttpResponse ( EmbeddedIdentity::* )( const AuthCall& );
+    static const std::map<std::string, Operation> sOperations{
+        { "InitiateAuth", &EmbeddedIdentity::initiateAuth_ },
+        { "SignUp", &EmbeddedIdentity::signUp_ },
+        { "ConfirmSignUp", &EmbeddedIdentity::confirmSignUp_ },
+        { "ResendConfirmationCode", &EmbeddedIdentity::resendCode_ },
+        { "ForgotPassword", &EmbeddedIdentity::forgotPassword_ },
+        { "ConfirmForgotPassword", &EmbeddedIdentity::confirmForgotPassword_ },
+        { "GetUser", &EmbeddedIdentity::getUser_ },
+    };
+    const auto found = sOperations.find( call.operation );
+    if ( found == sOperations.end() )
+        return authFailure( "UnknownOperationException", "There is no such operation" );
+    return ( this->*found->second )( call );
+}
+
+void EmbeddedIdentity::checkAccess( const std::string& accessToken, std::function<void( bool )> told )
+{
+    const auto id = tokens_.accountOf( accessToken );
+    told( id && accounts_.findById( *id ) );
+}
+
+HttpResponse EmbeddedIdentity::initiateAuth_( const AuthCall& call )
+{
+    const auto flow = text( call.body, "AuthFlow" );
+    if ( flow == "USER_PASSWORD_AUTH" )
+        return signInByPassword_( call );
+    if ( flow == "REFRESH_TOKEN_AUTH" || flow == "REFRESH_TOKEN" )
+        return signInByToken_( call );
+    return invalidParameter( "The AuthFlow is none of USER_PASSWORD_AUTH and REFRESH_TOKEN_AUTH" );
+}
+
+Json::Value EmbeddedIdentity::tokensOf_( const Account& account, const std::string& refreshToken ) const
+{
+    const TokenOwner owner{ account.id, account.email };
+    Json::Value out;
+    out["ChallengeParameters"] = Json::Value( Json::objectValue );
+    auto& result = out["AuthenticationResult"];
+    result["AccessToken"] = tokens_.accessToken( owner );
+    result["IdToken"] = tokens_.idToken( owner );
+    if ( !refreshToken.empty() )
+        result["RefreshToken"] = refreshToken;
+    result["ExpiresIn"] = Json::Int64( tokens_.life().count() );
+    result["TokenType"] = "Bearer";
+    return out;
+}
+
+HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
+{
+    const auto& parameters = call.body["AuthParameters"];
+    const auto name = text( parameters, "USERNAME" ), password = text( parameters, "PASSWORD" );
+    if ( name.empty() )
+        return invalidParameter( "Missing required parameter USERNAME" );
+    if ( password.empty() )
+        return invalidParameter( "Missing required parameter PASSWORD" );
+    if ( !signIns_.allow( call.remoteAddress ) )
+        return limitExceeded();
+    const auto email = Accounts::normalized( name );
+    if ( accounts_.isLocked( email ) )
+        return notAuthorized( "Password attempts exceeded" );
+    const auto account = email.empty() ? std::nullopt : accounts_.find( email );
+    const bool good =
+        isPasswordOf( account ? account->passwordHash : std::string(), password.substr( 0, cLongestPassword ) );
+    if ( !good )
+    {
+        accounts_.noteFailure( email );
+        return notAuthorized( "Incorrect username or password." );
+    }
+    if ( !account->confirmed )
+        return authFailure( "UserNotConfirmedException", "User is not confirmed." );
+    Database::Transaction transaction( database_ );
+    // The password may have been changed, or the account removed, while it was checked.
+    const auto now = accounts_.find( email );
+    if ( !now || now->passwordHash != account->passwordHash )
+        return notAuthorized( "Incorrect username or password." );
+    accounts_.forgetFailures( email );
+    const auto refresh = accounts_.newRefreshToken( account->id, options_.refreshLife );
+    if ( !transaction.commit() )
+        return storeFailed();
+    return authSuccess( tokensOf_( *account, refresh ) );
+}
+
+HttpResponse EmbeddedIdentity::signInByToken_( const AuthCall& call )
+{
+    const auto token = text( call.body["AuthParameters"], "REFRESH_TOKEN" );
+    if ( token.empty() )
+        return invalidParameter( "Missing required parameter REFRESH_TOKEN" );
+    Account account;
+    switch ( accounts_.checkRefreshToken( token, account ) )
+    {
+    case RefreshCheck::Good:
+        return authSuccess( tokensOf_( account, {} ) );
+    case RefreshCheck::Expired:
+        return notAuthorized( "Refresh Token has expired" );
+    case RefreshCheck::Invalid:
+        break;
+    }
+    return notAuthorized( "Invalid Refresh Token." );
+}
+
+bool EmbeddedIdentity::mayMail_( const AuthCall& call, const std::string& email )
+{
+    return mailsOfAddress_.allow( call.remoteAddress ) && mailsOfAccount_.allow( email );
+}
+
+std::string EmbeddedIdentity::newCode_( const Account& account, CodePurpose purpose )
+{
+    const auto life = purpose == CodePurpose::Reset ? options_.resetCodeLife : options_.signUpCodeLife;
+    return accounts_.newCode( account.id, purpose, life );
+}
+
+HttpResponse EmbeddedIdentity::mailCode_(
+    const std::string& email, const std::string& code, CodePurpose purpose, const Json::Value& answer )
+{
+    const auto sent = mailer_.send( codeMail( email, code, purpose ) );
+    if ( sent )
+        return authSuccess( answer );
+    spdlog::error( "{}", sent.error() );
+    return authFailure( "CodeDeliveryFailureException", "The code could not be sent; please try again later" );
+}
+
+HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
+{
+    const auto email = Accounts::normalized( text( call.body, "Username" ) );
+    const auto password = text( call.body, "Password" );
+    if ( email.empty() )
+        return invalidParameter( "Username should be an email." );
+    if ( const auto problem = passwordProblem( password ); !problem.empty() )
+        return badPassword( problem );
+    if ( !mayMail_( call, email ) )
+        return limitExceeded();
+    const auto hash = hashPassword( password );
+    if ( hash.empty() )
+        return storeFailed();
+    std::optional<Account> account;
+    std::string code;
+    {
+        Database::Transaction transaction( database_ );
+        account = accounts_.add( email, hash, false );
+        if ( !account )
+            return authFailure( "UsernameExistsException", "An account with the given email already exists." );
+        code = newCode_( *account, CodePurpose::SignUp );
+        if ( !transaction.commit() )
+            return storeFailed();
+    }
+    auto out = deliveryTo( email );
+    out["UserConfirmed"] = false;
+    out["UserSub"] = account->id;
+    auto response = mailCode_( email, code, CodePurpose::SignUp, out );
+    // Without its code the address is free again.
+    if ( response.status != 200 )
+        accounts_.remove( account->id );
+    return response;
+}
+
+HttpResponse EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
+{
+    Database::Transaction transaction( database_ );
+    const auto account = accounts_.find( Accounts::normalized( text( call.body, "Username" ) ) );
+    if ( !account )
+        return unknownUser();
+    if ( account->confirmed )
+        return notAuthorized( "User cannot be confirmed. Current status is CONFIRMED" );
+    const auto check = accounts_.takeCode( account->id, CodePurpose::SignUp, text( call.body, "ConfirmationCode" ) );
+    if ( check == CodeCheck::Good )
+        accounts_.confirm( account->id );
+    if ( !transaction.commit() )
+        return storeFailed();
+    return check == CodeCheck::Good ? authSuccess( Json::Value( Json::objectValue ) ) : badCode( check );
+}
+
+HttpResponse EmbeddedIdentity::resendCode_( const AuthCall& call )
+{
+    const auto email = Accounts::normalized( text( call.body, "Username" ) );
+    if ( !mayMail_( call, email ) )
+        return limitExceeded();
+    const auto account = accounts_.find( email );
+    if ( !account )
+        return unknownUser();
+    if ( account->confirmed )
+        return invalidParameter( "User is already confirmed." );
+    return mailCode_( email, newCode_( *account, CodePurpose::SignUp ), CodePurpose::SignUp, deliveryTo( email ) );
+}
+
+HttpResponse EmbeddedIdentity::forgotPassword_( const AuthCall& call )
+{
+    const auto email = Accounts::normalized( text( call.body, "Username" ) );
+    if ( !mayMail_( call, email ) )
+        return limitExceeded();
+    const auto account = accounts_.find( email );
+    if ( !account )
+        return unknownUser();
+    return mailCode_( email, newCode_( *account, CodePurpose::Reset ), CodePurpose::Reset, deliveryTo( email ) );
+}
+
+HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
+{
+    const auto password = text( call.body, "Password" );
+    if ( const auto problem = passwordProblem( password ); !problem.empty() )
+        return badPassword( problem );
+    if ( !signIns_.allow( call.remoteAddress ) )
+        return limitExceeded();
+    const auto hash = hashPassword( password );
+    if ( hash.empty() )
+        return storeFailed();
+    Database::Transaction transaction( database_ );
+    const auto account = accounts_.find( Accounts::normalized( text( call.body, "Username" ) ) );
+    if ( !account )
+        return unknownUser();
+    const auto check = accounts_.takeCode( account->id, CodePurpose::Reset, text( call.body, "ConfirmationCode" ) );
+    if ( check == CodeCheck::Good )
+    {
+        accounts_.setPassword( account->id, hash );
+        // Whoever has read the mail has shown that the address is theirs.
+        accounts_.confirm( account->id );
+    }
+    if ( !transaction.commit() )
+        return storeFailed();
+    return check == CodeCheck::Good ? authSuccess( Json::Value( Json::objectValue ) ) : badCode( check );
+}
+
+HttpResponse EmbeddedIdentity::getUser_( const AuthCall& call )
+{
+    const auto id = tokens_.accountOf( text( call.body, "AccessToken" ) );
+    const auto account = id ? accounts_.findById( *id ) : std::nullopt;
+    if ( !account )
+        return notAuthorized( "Invalid Access Token" );
+    Json::Value email;
+    email["Name"] = "email";
+    email["Value"] = account->email;
+    Json::Value out;
+    out["Username"] = account->id;
+    out["UserAttributes"].append( email );
+    return authSuccess( out );
+}
+
+} // namespace VX::Backend

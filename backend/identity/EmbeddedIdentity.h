@@ -1,0 +1,69 @@
+#pragma once
+
+#include "identity/AccessTokens.h"
+#include "identity/Accounts.h"
+#include "identity/IdentityService.h"
+#include "identity/RateLimiter.h"
+#include "mail/Mailer.h"
+
+namespace VX::Backend
+{
+
+struct EmbeddedIdentityOptions
+{
+    std::chrono::seconds refreshLife = std::chrono::days( 30 );
+    std::chrono::seconds signUpCodeLife = std::chrono::hours( 24 );
+    std::chrono::seconds resetCodeLife = std::chrono::hours( 1 );
+    /// Sign-ins by password from one address in a minute.
+    int signInsPerMinute = 600;
+    /// Mails that one address may cause in an hour, and how many one account gets in a quarter of it.
+    int mailsPerHour = 100;
+    int mailsPerAccount = 5;
+};
+
+/// The identity service with accounts of its own. Everything an operation changes is one transaction, so that whatever
+/// a crash cuts off leaves an account that can be used: one that was not confirmed in time by a password reset.
+///
+/// An unknown address takes as long as a wrong password and is told the same.
+class EmbeddedIdentity final : public IdentityService
+{
+public:
+    using Clock = AccessTokens::Clock;
+
+    /// What is passed must outlive this object.
+    EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, Mailer& mailer,
+        EmbeddedIdentityOptions options, Clock clock );
+
+    [[nodiscard]] bool isQuick( const AuthCall& call ) const override;
+    [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
+    void checkAccess( const std::string& accessToken, std::function<void( bool )> told ) override;
+
+private:
+    [[nodiscard]] HttpResponse initiateAuth_( const AuthCall& call );
+    [[nodiscard]] HttpResponse signInByPassword_( const AuthCall& call );
+    [[nodiscard]] HttpResponse signInByToken_( const AuthCall& call );
+    [[nodiscard]] HttpResponse signUp_( const AuthCall& call );
+    [[nodiscard]] HttpResponse confirmSignUp_( const AuthCall& call );
+    [[nodiscard]] HttpResponse resendCode_( const AuthCall& call );
+    [[nodiscard]] HttpResponse forgotPassword_( const AuthCall& call );
+    [[nodiscard]] HttpResponse confirmForgotPassword_( const AuthCall& call );
+    [[nodiscard]] HttpResponse getUser_( const AuthCall& call );
+
+    [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;
+    [[nodiscard]] bool mayMail_( const AuthCall& call, const std::string& email );
+    [[nodiscard]] std::string newCode_( const Account& account, CodePurpose purpose );
+    /// Mails a code; the answer is the given one, or says that it could not be sent.
+    [[nodiscard]] HttpResponse mailCode_(
+        const std::string& email, const std::string& code, CodePurpose purpose, const Json::Value& answer );
+
+    Database& database_;
+    Accounts& accounts_;
+    const AccessTokens& tokens_;
+    Mailer& mailer_;
+    EmbeddedIdentityOptions options_;
+    RateLimiter signIns_;
+    RateLimiter mailsOfAddress_;
+    RateLimiter mailsOfAccount_;
+};
+
+} // namespace VX::Backend

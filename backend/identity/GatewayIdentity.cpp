@@ -1,0 +1,228 @@
+#include "identity/GatewayIdentity.h"
+
+#include "crypto/Base64.h"
+#include "crypto/Hex.h"
+
+#include <VXMesh/io/Json.h>
+#include <VXMesh/io/Text.h>
+
+#include <curl/curl.h>
+#include <json/writer.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+namespace VX::Backend
+{
+namespace
+{
+
+constexpr size_t cLargestAnswer = size_t( 1 ) << 20;
+constexpr size_t cMostRemembered = 100000;
+constexpr int cThreads = 2;
+constexpr size_t cMostWaiting = 256;
+
+struct Upstream
+{
+    HttpResponse response;
+    bool tooLarge = false;
+};
+
+size_t takeBody( char* data, size_t size, size_t count, void* context )
+{
+    auto& upstream = *static_cast<Upstream*>( context );
+    upstream.tooLarge = upstream.response.body.size() + size * count > cLargestAnswer;
+    if ( upstream.tooLarge )
+        return 0;
+    upstream.response.body.append( data, size * count );
+    return size * count;
+}
+
+size_t takeHeader( char* data, size_t size, size_t count, void* context )
+{
+    auto& response = static_cast<Upstream*>( context )->response;
+    const std::string_view line( data, size * count );
+    const auto colon = line.find( ':' );
+    if ( colon == std::string_view::npos )
+        return size * count;
+    const auto name = toLower( line.substr( 0, colon ) );
+    const auto value = trimmed( line.substr( colon + 1 ) );
+    if ( name == "content-type" )
+        response.contentType = value;
+    else if ( name == "x-amzn-errortype" )
+        response.headers["x-amzn-ErrorType"] = value;
+    else if ( name == "x-amzn-requestid" )
+        response.headers["x-amzn-RequestId"] = value;
+    return size * count;
+}
+
+std::string compact( const Json::Value& value )
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    return Json::writeString( builder, value );
+}
+
+std::string text( const Json::Value& object, const char* key )
+{
+    return object.isObject() && object[key].isString() ? object[key].asString() : std::string();
+}
+
+/// The user's own name in the claims of a token that comes straight from the service.
+std::string nameInToken( const std::string& token )
+{
+    const auto first = token.find( '.' ), last = token.rfind( '.' );
+    if ( first == std::string::npos || last <= first )
+        return {};
+    const auto claims = fromBase64Url( std::string_view( token ).substr( first + 1, last - first - 1 ) );
+    return claims ? text( deserializeJsonValue( *claims ).value_or( Json::Value() ), "username" ) : std::string();
+}
+
+} // namespace
+
+GatewayIdentity::GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock )
+    : options_( std::move( options ) )
+    , clock_( std::move( clock ) )
+    , pool_( cThreads, cMostWaiting )
+{
+}
+
+std::string GatewayIdentity::secretHash(
+    const std::string& secret, const std::string& userName, const std::string& clientId )
+{
+    const auto message = userName + clientId;
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned size = 0;
+    HMAC( EVP_sha256(), secret.data(), int( secret.size() ), reinterpret_cast<const unsigned char*>( message.data() ),
+        message.size(), digest.data(), &size );
+    return base64( { reinterpret_cast<const char*>( digest.data() ), size } );
+}
+
+Json::Value GatewayIdentity::completed_( const AuthCall& call )
+{
+    auto body = call.body;
+    if ( call.operation == "GetUser" )
+        return body;
+    body["ClientId"] = options_.clientId;
+    if ( options_.clientSecret.empty() )
+        return body;
+    if ( call.operation != "InitiateAuth" )
+    {
+        body["SecretHash"] = secretHash( options_.clientSecret, text( body, "Username" ), options_.clientId );
+        return body;
+    }
+    auto& parameters = body["AuthParameters"];
+    if ( !parameters.isObject() )
+        return body;
+    const auto refresh = text( parameters, "REFRESH_TOKEN" );
+    const auto name = refresh.empty() ? text( parameters, "USERNAME" ) : nameOf_( refresh );
+    parameters["SECRET_HASH"] = secretHash( options_.clientSecret, name, options_.clientId );
+    return body;
+}
+
+HttpResponse GatewayIdentity::forward_( const std::string& operation, const Json::Value& body ) const
+{
+    const std::unique_ptr<CURL, decltype( &curl_easy_cleanup )> curl( curl_easy_init(), &curl_easy_cleanup );
+    curl_slist* list =
+        curl_slist_append( nullptr, ( "x-amz-target: AWSCognitoIdentityProviderService." + operation ).c_str() );
+    list = curl_slist_append( list, ( std::string( "content-type: " ) + cAuthContentType ).c_str() );
+    const std::unique_ptr<curl_slist, decltype( &curl_slist_free_all )> headers( list, &curl_slist_free_all );
+    const auto text = compact( body );
+    Upstream upstream;
+    curl_easy_setopt( curl.get(), CURLOPT_URL, options_.endpoint.c_str() );
+    curl_easy_setopt( curl.get(), CURLOPT_PROTOCOLS_STR, "https" );
+    curl_easy_setopt( curl.get(), CURLOPT_SSLVERSION, long( CURL_SSLVERSION_TLSv1_2 ) );
+    if ( const char* authorities = std::getenv( "SSL_CERT_FILE" ) )
+        curl_easy_setopt( curl.get(), CURLOPT_CAINFO, authorities );
+    curl_easy_setopt( curl.get(), CURLOPT_HTTPHEADER, headers.get() );
+    curl_easy_setopt( curl.get(), CURLOPT_POSTFIELDS, text.c_str() );
+    curl_easy_setopt( curl.get(), CURLOPT_POSTFIELDSIZE, long( text.size() ) );
+    curl_easy_setopt( curl.get(), CURLOPT_WRITEFUNCTION, &takeBody );
+    curl_easy_setopt( curl.get(), CURLOPT_WRITEDATA, &upstream );
+    curl_easy_setopt( curl.get(), CURLOPT_HEADERFUNCTION, &takeHeader );
+    curl_easy_setopt( curl.get(), CURLOPT_HEADERDATA, &upstream );
+    curl_easy_setopt( curl.get(), CURLOPT_TIMEOUT_MS, long( options_.timeout.count() ) );
+    curl_easy_setopt( curl.get(), CURLOPT_NOSIGNAL, 1L );
+    if ( const auto code = curl_easy_perform( curl.get() ); code != CURLE_OK )
+    {
+        spdlog::error( "The identity service cannot be reached: {}", curl_easy_strerror( code ) );
+        return authFailure(
+            "ServiceUnavailableException", "The sign-in service cannot be reached; please try again later", 503 );
+    }
+    long status = 0;
+    curl_easy_getinfo( curl.get(), CURLINFO_RESPONSE_CODE, &status );
+    upstream.response.status = int( status );
+    return upstream.response;
+}
+
+void GatewayIdentity::rememberName_( const HttpResponse& answer )
+{
+    const auto body = deserializeJsonValue( answer.body ).value_or( Json::Value() );
+    if ( !body.isObject() || !body["AuthenticationResult"].isObject() )
+        return;
+    const auto& result = body["AuthenticationResult"];
+    const auto refresh = text( result, "RefreshToken" ), name = nameInToken( text( result, "AccessToken" ) );
+    if ( refresh.empty() || name.empty() )
+        return;
+    const std::lock_guard lock( mutex_ );
+    if ( names_.size() >= cMostRemembered )
+        names_.clear();
+    names_[sha256( refresh )] = name;
+}
+
+std::string GatewayIdentity::nameOf_( const std::string& refreshToken )
+{
+    const std::lock_guard lock( mutex_ );
+    const auto found = names_.find( sha256( refreshToken ) );
+    return found == names_.end() ? std::string() : found->second;
+}
+
+HttpResponse GatewayIdentity::answer( const AuthCall& call )
+{
+    constexpr const char* cOperations[] = { "InitiateAuth", "SignUp", "ConfirmSignUp", "ResendConfirmationCode",
+        "ForgotPassword", "ConfirmForgotPassword", "GetUser" };
+    if ( std::find( std::begin( cOperations ), std::end( cOperations ), call.operation ) == std::end( cOperations ) )
+        return authFailure( "UnknownOperationException", "There is no such operation" );
+    auto response = forward_( call.operation, completed_( call ) );
+    if ( response.status == 200 && call.operation == "InitiateAuth" && !options_.clientSecret.empty() )
+        rememberName_( response );
+    return response;
+}
+
+bool GatewayIdentity::isBelieved_( const std::string& tokenHash )
+{
+    const std::lock_guard lock( mutex_ );
+    const auto found = believed_.find( tokenHash );
+    return found != believed_.end() && clock_() < found->second;
+}
+
+void GatewayIdentity::checkAccess( const std::string& accessToken, std::function<void( bool )> told )
+{
+    if ( accessToken.empty() )
+        return told( false );
+    const auto hash = sha256( accessToken );
+    if ( isBelieved_( hash ) )
+        return told( true );
+    const auto ask = [this, accessToken, hash, told]
+    {
+        Json::Value body;
+        body["AccessToken"] = accessToken;
+        const bool good = forward_( "GetUser", body ).status == 200;
+        if ( good )
+        {
+            const std::lock_guard lock( mutex_ );
+            if ( believed_.size() >= cMostRemembered )
+                believed_.clear();
+            believed_[hash] = clock_() + options_.belief;
+        }
+        told( good );
+    };
+    if ( !pool_.run( ask ) )
+        told( false );
+}
+
+} // namespace VX::Backend

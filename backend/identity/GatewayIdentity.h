@@ -1,0 +1,60 @@
+#pragma once
+
+#include "identity/AccessTokens.h"
+#include "identity/IdentityService.h"
+#include "work/WorkerPool.h"
+
+#include <mutex>
+#include <unordered_map>
+
+namespace VX::Backend
+{
+
+struct GatewayOptions
+{
+    std::string endpoint;     ///< HTTPS URL of a service that speaks the user-pool protocol
+    std::string clientId;     ///< of the app client
+    std::string clientSecret; ///< empty where the app client has none
+    std::chrono::milliseconds timeout{ 8000 };
+    /// How long a token that the service has called good is believed.
+    std::chrono::seconds belief{ 300 };
+};
+
+/// Forwards every call to another service, with the app client's id (and its proof, where it has a secret) added, and
+/// passes the answers back unchanged.
+///
+/// The proof of a refresh is made with the name that the service itself knows the user by; it is remembered from the
+/// sign-in, for this process's life. Source of the formula:
+/// https://docs.aws.amazon.com/cognito/latest/developerguide/signing-up-users-in-your-app.html
+class GatewayIdentity final : public IdentityService
+{
+public:
+    GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock );
+
+    [[nodiscard]] bool isQuick( const AuthCall& ) const override { return false; }
+    [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
+    /// Asks the service itself whose token it is.
+    void checkAccess( const std::string& accessToken, std::function<void( bool )> told ) override;
+
+    /// The proof: base64( HMAC-SHA256( secret, user name + client id ) ).
+    [[nodiscard]] static std::string secretHash(
+        const std::string& secret, const std::string& userName, const std::string& clientId );
+
+private:
+    [[nodiscard]] Json::Value completed_( const AuthCall& call );
+    [[nodiscard]] HttpResponse forward_( const std::string& operation, const Json::Value& body ) const;
+    void rememberName_( const HttpResponse& answer );
+    [[nodiscard]] std::string nameOf_( const std::string& refreshToken );
+    [[nodiscard]] bool isBelieved_( const std::string& tokenHash );
+
+    GatewayOptions options_;
+    AccessTokens::Clock clock_;
+    std::mutex mutex_;
+    /// By hash of the refresh token.
+    std::unordered_map<std::string, std::string> names_;
+    /// Until when, by hash of the access token.
+    std::unordered_map<std::string, std::chrono::sys_seconds> believed_;
+    WorkerPool pool_;
+};
+
+} // namespace VX::Backend

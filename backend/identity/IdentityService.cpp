@@ -1,0 +1,44 @@
+#include "identity/IdentityService.h"
+
+#include "crypto/Hex.h"
+
+#include <json/writer.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+HttpResponse response( const Json::Value& body )
+{
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    HttpResponse out;
+    out.contentType = cAuthContentType;
+    out.body = Json::writeString( builder, body );
+    auto id = randomHex( 16 );
+    for ( const size_t at : { 8, 13, 18, 23 } )
+        id.insert( at, "-" );
+    out.headers["x-amzn-RequestId"] = id;
+    return out;
+}
+
+} // namespace
+
+HttpResponse authSuccess( const Json::Value& body )
+{
+    return response( body );
+}
+
+HttpResponse authFailure( const std::string& type, const std::string& message, int status )
+{
+    Json::Value body;
+    body["__type"] = type;
+    body["message"] = message;
+    auto out = response( body );
+    out.status = status;
+    out.headers["x-amzn-ErrorType"] = type;
+    return out;
+}
+
+} // namespace VX::Backend

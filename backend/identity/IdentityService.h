@@ -1,0 +1,41 @@
+#pragma once
+
+#include "http/HttpServer.h"
+
+#include <json/value.h>
+
+#include <functional>
+#include <string>
+
+namespace VX::Backend
+{
+
+/// One call of the user-pool protocol.
+struct AuthCall
+{
+    std::string operation; ///< "InitiateAuth", the end of the x-amz-target header
+    Json::Value body;      ///< an object
+    std::string remoteAddress;
+};
+
+/// Who answers the calls: a store of accounts of our own, or somebody else's. Any thread.
+class IdentityService
+{
+public:
+    virtual ~IdentityService() = default;
+    /// Whether the answer takes so little time that an I/O thread can give it.
+    [[nodiscard]] virtual bool isQuick( const AuthCall& call ) const = 0;
+    /// The answer; it may block.
+    [[nodiscard]] virtual HttpResponse answer( const AuthCall& call ) = 0;
+    /// Tells whether an access token is good, at once or later on another thread.
+    virtual void checkAccess( const std::string& accessToken, std::function<void( bool good )> told ) = 0;
+};
+
+/// The content type of the protocol.
+inline constexpr const char* cAuthContentType = "application/x-amz-json-1.1";
+
+[[nodiscard]] HttpResponse authSuccess( const Json::Value& body );
+/// {"__type", "message"} with the headers that clients read; the type is like "NotAuthorizedException".
+[[nodiscard]] HttpResponse authFailure( const std::string& type, const std::string& message, int status = 400 );
+
+} // namespace VX::Backend

@@ -1,0 +1,35 @@
+#include "identity/RateLimiter.h"
+
+namespace VX::Backend
+{
+
+RateLimiter::RateLimiter( int most, std::chrono::seconds span, Clock clock )
+    : most_( most )
+    , span_( span )
+    , clock_( std::move( clock ) )
+{
+}
+
+bool RateLimiter::allow( const std::string& key )
+{
+    const auto now = clock_();
+    const std::lock_guard lock( mutex_ );
+    forgetOld_( now );
+    auto& span = spans_[key];
+    if ( span.calls == 0 || now >= span.end )
+        span = { now + span_, 0 };
+    if ( span.calls >= most_ )
+        return false;
+    ++span.calls;
+    return true;
+}
+
+void RateLimiter::forgetOld_( std::chrono::sys_seconds now )
+{
+    if ( now < nextSweep_ )
+        return;
+    nextSweep_ = now + span_;
+    std::erase_if( spans_, [&]( const auto& entry ) { return now >= entry.second.end; } );
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,163 @@
+#include "identity/UserCommands.h"
+
+#include "identity/Accounts.h"
+#include "identity/IdentityKeys.h"
+#include "identity/Passwords.h"
+
+#include <VXMesh/io/AtomicFile.h>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <iostream>
+
+namespace VX::Backend
+{
+namespace
+{
+
+using Result = tl::expected<void, std::string>;
+
+tl::unexpected<std::string> failed( std::string text )
+{
+    return tl::unexpected( std::move( text ) );
+}
+
+/// The accounts in a folder, and what they need.
+struct Store
+{
+    std::unique_ptr<Database> database;
+    std::unique_ptr<Accounts> accounts;
+};
+
+tl::expected<Store, std::string> openStore( const std::filesystem::path& data )
+{
+    std::error_code ec;
+    std::filesystem::create_directories( data, ec );
+    std::filesystem::permissions( data, std::filesystem::perms::owner_all, ec );
+    const auto keys = ensureIdentityKeys( data );
+    if ( !keys )
+        return tl::unexpected( keys.error() );
+    auto database = Database::open( data / "orvanta.db" );
+    if ( !database )
+        return tl::unexpected( database.error() );
+    Store store;
+    store.database = std::move( *database );
+    store.accounts = std::make_unique<Accounts>( *store.database, keys->codes,
+        [] { return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() ); } );
+    return store;
+}
+
+tl::expected<std::string, std::string> choosePassword( const UserCommand& command )
+{
+    auto password = randomPassword();
+    if ( command.passwordFromInput )
+        std::getline( std::cin, password );
+    if ( const auto problem = passwordProblem( password ); !problem.empty() )
+        return failed( problem );
+    return password;
+}
+
+/// Hands a new password to whoever asked for it; one that was given is known already.
+Result deliver( const UserCommand& command, const std::string& email, const std::string& password )
+{
+    if ( !command.credentials.empty() )
+    {
+        Json::Value root;
+        root["email"] = email;
+        root["password"] = password;
+        return writeFileAtomically( command.credentials, root.toStyledString(), { .mode = 0600 } );
+    }
+    if ( !command.passwordFromInput )
+        std::cout << "Password: " << password << "\n";
+    return {};
+}
+
+Result addUser( const UserCommand& command, const std::string& email, Store& store )
+{
+    const auto password = choosePassword( command );
+    if ( !password )
+        return failed( password.error() );
+    const auto hash = hashPassword( *password );
+    if ( hash.empty() )
+        return failed( "There is not enough memory to hash the password" );
+    if ( !store.accounts->add( email, hash, true ) )
+        return failed( "There is an account of " + email + " already" );
+    std::cout << "Added " << email << "\n";
+    return deliver( command, email, *password );
+}
+
+Result resetUser( const UserCommand& command, const Account& account, Store& store )
+{
+    const auto password = choosePassword( command );
+    if ( !password )
+        return failed( password.error() );
+    const auto hash = hashPassword( *password );
+    if ( hash.empty() )
+        return failed( "There is not enough memory to hash the password" );
+    Database::Transaction transaction( *store.database );
+    store.accounts->setPassword( account.id, hash );
+    if ( !transaction.commit() )
+        return failed( "The database could not be written" );
+    std::cout << "Reset the password of " << account.email << " and ended its sign-ins\n";
+    return deliver( command, account.email, *password );
+}
+
+Result listUsers( Store& store )
+{
+    for ( const auto& account : store.accounts->list() )
+        std::cout << fmt::format( "{:<40} {:<12} since {:%Y-%m-%d}\n", account.email,
+            account.confirmed ? "confirmed" : "unconfirmed", account.created );
+    return {};
+}
+
+Result confirmUser( const Account& account, Store& store )
+{
+    store.accounts->confirm( account.id );
+    std::cout << "Confirmed " << account.email << "\n";
+    return {};
+}
+
+Result removeUser( const Account& account, Store& store )
+{
+    Database::Transaction transaction( *store.database );
+    store.accounts->remove( account.id );
+    if ( !transaction.commit() )
+        return failed( "The database could not be written" );
+    std::cout << "Removed " << account.email << "\n";
+    return {};
+}
+
+Result run( const UserCommand& command )
+{
+    using Action = UserCommand::Action;
+    auto store = openStore( command.data );
+    if ( !store )
+        return failed( store.error() );
+    if ( command.action == Action::List )
+        return listUsers( *store );
+    const auto email = Accounts::normalized( command.email );
+    if ( email.empty() )
+        return failed( "\"" + command.email + "\" is no e-mail address" );
+    if ( command.action == Action::Add )
+        return addUser( command, email, *store );
+    const auto account = store->accounts->find( email );
+    if ( !account )
+        return failed( "There is no account of " + email );
+    if ( command.action == Action::Confirm )
+        return confirmUser( *account, *store );
+    return command.action == Action::Reset ? resetUser( command, *account, *store ) : removeUser( *account, *store );
+}
+
+} // namespace
+
+int runUserCommand( const UserCommand& command )
+{
+    const auto result = run( command );
+    if ( result )
+        return 0;
+    std::cerr << result.error() << "\n";
+    return 1;
+}
+
+} // namespace VX::Backend

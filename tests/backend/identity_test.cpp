@@ -1,0 +1,489 @@
+#include "support/LogCapture.h"
+#include "support/ScratchFolder.h"
+
+#include "crypto/Base64.h"
+#include "identity/AuthApi.h"
+#include "identity/EmbeddedIdentity.h"
+#include "identity/IdentityKeys.h"
+#include "identity/Passwords.h"
+
+#include <VXMesh/io/Json.h>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+constexpr const char* cAnn = "ann@example.org";
+constexpr const char* cPassword = "secret-word-1";
+
+class RecordingMailer final : public Mailer
+{
+public:
+    tl::expected<void, std::string> send( const Mail& mail ) override
+    {
+        const std::lock_guard lock( mutex );
+        if ( broken )
+            return tl::unexpected( std::string( "The mail server refuses: no" ) );
+        mails.push_back( mail );
+        return {};
+    }
+    std::mutex mutex;
+    std::vector<Mail> mails;
+    bool broken = false;
+};
+
+class Identity : public testing::Test
+{
+protected:
+    Identity()
+        : keys_( ensureIdentityKeys( folder_.path() ).value() )
+        , database_( std::move( Database::open( folder_.path() / "db" ).value() ) )
+        , clock_( [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); } )
+        , accounts_( *database_, keys_.codes, clock_ )
+        , tokens_( keys_.signing, std::chrono::hours( 1 ), clock_ )
+        , identity_( *database_, accounts_, tokens_, mailer_, options(), clock_ )
+        , api_( identity_ )
+    {
+    }
+    static EmbeddedIdentityOptions options()
+    {
+        EmbeddedIdentityOptions out;
+        out.mailsPerAccount = 8;
+        return out;
+    }
+
+    /// What a client gets for an operation.
+    HttpResponse call( const std::string& operation, const std::string& body, const std::string& address = "here" )
+    {
+        HttpRequest request;
+        request.method = "POST";
+        request.path = "/auth";
+        request.headers["x-amz-target"] = "AWSCognitoIdentityProviderService." + operation;
+        request.body = body;
+        request.remoteAddress = address;
+        std::promise<HttpResponse> promise;
+        api_.handle( request, [&]( HttpResponse response ) { promise.set_value( std::move( response ) ); } );
+        return promise.get_future().get();
+    }
+    static Json::Value json( const HttpResponse& response ) { return deserializeJsonValue( response.body ).value(); }
+    /// "Type: message" of a refusal, "" of a success.
+    static std::string problem( const HttpResponse& response )
+    {
+        EXPECT_EQ( response.contentType, "application/x-amz-json-1.1" );
+        EXPECT_EQ( response.headers.at( "x-amzn-RequestId" ).size(), 36u );
+        if ( response.status == 200 )
+            return {};
+        EXPECT_EQ( response.status, 400 );
+        const auto body = json( response );
+        EXPECT_EQ( response.headers.at( "x-amzn-ErrorType" ), body["__type"].asString() );
+        EXPECT_EQ( body.size(), 2u );
+        return body["__type"].asString() + ": " + body["message"].asString();
+    }
+
+    static std::string object( std::initializer_list<std::pair<const char*, std::string>> members )
+    {
+        Json::Value out( Json::objectValue );
+        for ( const auto& [key, value] : members )
+            out[key] = value;
+        return out.toStyledString();
+    }
+    HttpResponse signUp( const std::string& email = cAnn, const std::string& password = cPassword )
+    {
+        return call( "SignUp", object( { { "Username", email }, { "Password", password } } ) );
+    }
+    HttpResponse confirm( const std::string& code, const std::string& email = cAnn )
+    {
+        return call( "ConfirmSignUp", object( { { "Username", email }, { "ConfirmationCode", code } } ) );
+    }
+    HttpResponse forgot( const std::string& email = cAnn )
+    {
+        return call( "ForgotPassword", object( { { "Username", email } } ) );
+    }
+    HttpResponse confirmForgot( const std::string& code, const std::string& password )
+    {
+        return call( "ConfirmForgotPassword",
+            object( { { "Username", cAnn }, { "Password", password }, { "ConfirmationCode", code } } ) );
+    }
+    HttpResponse resend( const std::string& email = cAnn )
+    {
+        return call( "ResendConfirmationCode", object( { { "Username", email } } ) );
+    }
+    HttpResponse signIn( const std::string& password = cPassword, const std::string& email = cAnn )
+    {
+        Json::Value body;
+        body["AuthFlow"] = "USER_PASSWORD_AUTH";
+        body["AuthParameters"]["USERNAME"] = email;
+        body["AuthParameters"]["PASSWORD"] = password;
+        return call( "InitiateAuth", body.toStyledString() );
+    }
+    HttpResponse refresh( const std::string& token )
+    {
+        Json::Value body;
+        body["AuthFlow"] = "REFRESH_TOKEN_AUTH";
+        body["AuthParameters"]["REFRESH_TOKEN"] = token;
+        return call( "InitiateAuth", body.toStyledString() );
+    }
+    std::string mailedCode()
+    {
+        const std::lock_guard lock( mailer_.mutex );
+        const auto& text = mailer_.mails.back().text;
+        return text.substr( text.find( "code is " ) + 8, 6 );
+    }
+    static std::string wrong( const std::string& code ) { return code == "000000" ? "000001" : "000000"; }
+    void addAnn()
+    {
+        ASSERT_EQ( problem( signUp() ), "" );
+        ASSERT_EQ( problem( confirm( mailedCode() ) ), "" );
+    }
+    bool mayEnter( const std::string& token )
+    {
+        bool out = false;
+        identity_.checkAccess( token, [&]( bool good ) { out = good; } );
+        return out;
+    }
+
+    Testing::ScratchFolder folder_;
+    IdentityKeys keys_;
+    std::atomic<int64_t> now_{ 1'700'000'000 };
+    std::unique_ptr<Database> database_;
+    AccessTokens::Clock clock_;
+    Accounts accounts_;
+    AccessTokens tokens_;
+    RecordingMailer mailer_;
+    EmbeddedIdentity identity_;
+    AuthApi api_;
+};
+
+constexpr const char* cMismatch = "CodeMismatchException: Invalid verification code provided, please try again.";
+constexpr const char* cExpiredCode = "ExpiredCodeException: Invalid code provided, please request a code again.";
+constexpr const char* cLimit = "LimitExceededException: Attempt limit exceeded, please try after some time.";
+constexpr const char* cIncorrect = "NotAuthorizedException: Incorrect username or password.";
+
+} // namespace
+
+TEST_F( Identity, SignUpMailsACodeToTheMaskedAddress )
+{
+    const auto response = signUp();
+    ASSERT_EQ( problem( response ), "" );
+    const auto body = json( response );
+    EXPECT_EQ( body["CodeDeliveryDetails"]["Destination"], "a***@e***" );
+    EXPECT_EQ( body["CodeDeliveryDetails"]["DeliveryMedium"], "EMAIL" );
+    EXPECT_EQ( body["CodeDeliveryDetails"]["AttributeName"], "email" );
+    EXPECT_EQ( body["UserConfirmed"], false );
+    EXPECT_FALSE( body["UserSub"].asString().empty() );
+    ASSERT_EQ( mailer_.mails.size(), 1u );
+    EXPECT_EQ( mailer_.mails[0].to, cAnn );
+    EXPECT_EQ( mailedCode().find_first_not_of( "0123456789" ), std::string::npos );
+    EXPECT_EQ( problem( signIn() ), "UserNotConfirmedException: User is not confirmed." );
+}
+
+TEST_F( Identity, SignInGivesTokensThatOpenTheDoors )
+{
+    addAnn();
+    const auto response = signIn( cPassword, "ANN@Example.ORG" );
+    ASSERT_EQ( problem( response ), "" );
+    const auto result = json( response )["AuthenticationResult"];
+    EXPECT_EQ( result["TokenType"], "Bearer" );
+    EXPECT_EQ( result["ExpiresIn"], 3600 );
+    EXPECT_TRUE( mayEnter( result["AccessToken"].asString() ) );
+    EXPECT_FALSE( mayEnter( result["IdToken"].asString() ) ) << "it is for the client's own use";
+    EXPECT_FALSE( mayEnter( result["RefreshToken"].asString() ) );
+    const auto again = refresh( result["RefreshToken"].asString() );
+    ASSERT_EQ( problem( again ), "" );
+    EXPECT_TRUE( mayEnter( json( again )["AuthenticationResult"]["AccessToken"].asString() ) );
+    EXPECT_FALSE( json( again )["AuthenticationResult"].isMember( "RefreshToken" ) );
+    const auto user = call( "GetUser", object( { { "AccessToken", result["AccessToken"].asString() } } ) );
+    EXPECT_EQ( json( user )["UserAttributes"][0]["Value"], cAnn );
+    now_ += 3600;
+    EXPECT_FALSE( mayEnter( result["AccessToken"].asString() ) ) << "it has expired";
+    EXPECT_EQ( problem( call( "GetUser", object( { { "AccessToken", result["AccessToken"].asString() } } ) ) ),
+        "NotAuthorizedException: Invalid Access Token" );
+}
+
+TEST_F( Identity, WrongPasswordAndUnknownUserAreToldTheSame )
+{
+    addAnn();
+    EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect );
+    EXPECT_EQ( problem( signIn( cPassword, "bob@example.org" ) ), cIncorrect );
+    EXPECT_EQ( problem( signIn( cPassword, "no address" ) ), cIncorrect );
+}
+
+TEST_F( Identity, TwentyWrongPasswordsLockForLongerAndLonger )
+{
+    addAnn();
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect ) << i;
+    EXPECT_EQ( problem( signIn() ), "NotAuthorizedException: Password attempts exceeded" ) << "even the right one";
+    now_ += 1;
+    EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect );
+    now_ += 1;
+    EXPECT_EQ( problem( signIn() ), "NotAuthorizedException: Password attempts exceeded" );
+    for ( int i = 0; i < 14; ++i )
+    {
+        now_ += 900;
+        EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect ) << i;
+    }
+    now_ += 899;
+    EXPECT_EQ( problem( signIn() ), "NotAuthorizedException: Password attempts exceeded" );
+    now_ += 1;
+    EXPECT_EQ( problem( signIn() ), "" );
+    EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect ) << "a success forgets them";
+    for ( int i = 0; i < 5; ++i )
+        (void)signIn( cPassword, "bob@example.org" );
+    EXPECT_EQ( problem( signIn( cPassword, "bob@example.org" ) ), "NotAuthorizedException: Password attempts exceeded" )
+        << "whether there is such a user or not";
+}
+
+TEST_F( Identity, RefreshTokensExpireAndStrangersAreRefused )
+{
+    addAnn();
+    const auto token = json( signIn() )["AuthenticationResult"]["RefreshToken"].asString();
+    EXPECT_EQ( problem( refresh( "stranger" ) ), "NotAuthorizedException: Invalid Refresh Token." );
+    now_ += std::chrono::seconds( std::chrono::days( 30 ) ).count();
+    EXPECT_EQ( problem( refresh( token ) ), "NotAuthorizedException: Refresh Token has expired" );
+    accounts_.clean();
+    EXPECT_EQ( problem( refresh( token ) ), "NotAuthorizedException: Refresh Token has expired" );
+    now_ += std::chrono::seconds( std::chrono::days( 30 ) ).count();
+    accounts_.clean();
+    EXPECT_EQ( problem( refresh( token ) ), "NotAuthorizedException: Invalid Refresh Token." );
+}
+
+TEST_F( Identity, SecretsAreInTheDatabaseAsHashesOnly )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto code = mailedCode();
+    ASSERT_EQ( problem( confirm( code ) ), "" );
+    const auto token = json( signIn() )["AuthenticationResult"]["RefreshToken"].asString();
+    ASSERT_EQ( problem( forgot() ), "" );
+    std::string all;
+    for ( const auto& entry : std::filesystem::directory_iterator( folder_.path() ) )
+        if ( entry.path().filename().string().starts_with( "db" ) )
+            all += Testing::readFile( entry.path() );
+    EXPECT_EQ( all.find( token ), std::string::npos );
+    EXPECT_EQ( all.find( cPassword ), std::string::npos );
+    EXPECT_EQ( all.find( "\x06" + mailedCode() ), std::string::npos );
+    EXPECT_NE( all.find( "$argon2id$" ), std::string::npos );
+}
+
+TEST_F( Identity, CodesOfASignUp )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto code = mailedCode();
+    EXPECT_EQ( problem( confirm( code, "bob@example.org" ) ), "UserNotFoundException: User does not exist." );
+    EXPECT_EQ( problem( confirm( wrong( code ) ) ), cMismatch );
+    now_ += 24 * 3600;
+    EXPECT_EQ( problem( confirm( code ) ), cExpiredCode );
+    ASSERT_EQ( problem( resend() ), "" );
+    EXPECT_EQ( problem( confirm( wrong( mailedCode() ) ) ), cMismatch );
+    EXPECT_EQ( problem( confirm( mailedCode() ) ), "" );
+    EXPECT_EQ( problem( confirm( mailedCode() ) ),
+        "NotAuthorizedException: User cannot be confirmed. Current status is CONFIRMED" );
+    EXPECT_EQ( problem( resend() ), "InvalidParameterException: User is already confirmed." );
+    EXPECT_EQ( problem( resend( "bob@example.org" ) ), "UserNotFoundException: User does not exist." );
+}
+
+TEST_F( Identity, ACodeBearsFiveTries )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto code = mailedCode();
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ( problem( confirm( wrong( code ) ) ), cMismatch );
+    EXPECT_EQ( problem( confirm( code ) ), cLimit ) << "not even the right one now";
+    ASSERT_EQ( problem( resend() ), "" );
+    EXPECT_EQ( problem( confirm( mailedCode() ) ), "" );
+}
+
+TEST_F( Identity, ForgottenPasswordIsReplacedByItsCodeAndEndsTheSignIns )
+{
+    addAnn();
+    const auto token = json( signIn() )["AuthenticationResult"]["RefreshToken"].asString();
+    EXPECT_EQ( problem( forgot( "bob@example.org" ) ), "UserNotFoundException: User does not exist." );
+    EXPECT_EQ( problem( confirmForgot( "123456", "other-word-2" ) ), cExpiredCode ) << "none was asked for";
+    const auto asked = forgot();
+    ASSERT_EQ( problem( asked ), "" );
+    EXPECT_EQ( json( asked )["CodeDeliveryDetails"]["Destination"], "a***@e***" );
+    EXPECT_EQ( problem( confirmForgot( mailedCode(), "weak" ) ),
+        "InvalidPasswordException: Password did not conform with policy: Password not long enough" );
+    EXPECT_EQ( problem( confirmForgot( wrong( mailedCode() ), "other-word-2" ) ), cMismatch );
+    EXPECT_EQ( problem( signIn() ), "" ) << "the old one is good until then";
+    EXPECT_EQ( problem( confirmForgot( mailedCode(), "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( confirmForgot( mailedCode(), "other-word-3" ) ), cExpiredCode ) << "it is used up";
+    EXPECT_EQ( problem( signIn() ), cIncorrect );
+    EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( refresh( token ) ), "NotAuthorizedException: Invalid Refresh Token." );
+    ASSERT_EQ( problem( forgot() ), "" );
+    now_ += 3600;
+    EXPECT_EQ( problem( confirmForgot( mailedCode(), "other-word-3" ) ), cExpiredCode ) << "an hour is over";
+}
+
+TEST_F( Identity, AnUnconfirmedAccountIsSavedByAReset )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    EXPECT_EQ( problem( signUp() ),
+        "UsernameExistsException: An account with the given email already exists." );
+    ASSERT_EQ( problem( forgot() ), "" );
+    ASSERT_EQ( problem( confirmForgot( mailedCode(), "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
+}
+
+TEST_F( Identity, WhenTheMailCannotBeSentTheAddressIsFreeAgain )
+{
+    mailer_.broken = true;
+    const Testing::LogCapture log;
+    EXPECT_EQ( problem( signUp() ),
+        "CodeDeliveryFailureException: The code could not be sent; please try again later" );
+    EXPECT_TRUE( log.contains( "error: The mail server refuses" ) );
+    mailer_.broken = false;
+    EXPECT_EQ( problem( signUp() ), "" );
+}
+
+TEST_F( Identity, PasswordsMustKeepTheRules )
+{
+    const std::map<std::string, std::string> problems{ { "a-1", "Password not long enough" },
+        { std::string( 98, 'a' ) + "-1", "Password too long" }, { "ABCDEF-1", "Password must have lowercase characters" },
+        { "abcdefg-", "Password must have numeric characters" }, { "abcdefg1", "Password must have symbol characters" },
+        { "abcdef-1\n", "Password must not have control characters" } };
+    for ( const auto& [password, text] : problems )
+        EXPECT_EQ( problem( signUp( cAnn, password ) ),
+            "InvalidPasswordException: Password did not conform with policy: " + text );
+    EXPECT_EQ( passwordProblem( randomPassword() ), "" );
+    EXPECT_NE( randomPassword(), randomPassword() );
+}
+
+TEST_F( Identity, AddressesThatAreNone )
+{
+    for ( const std::string& email : { std::string(), std::string( "ann" ), std::string( "@b.c" ), std::string( "a@b" ),
+              std::string( "a@b@c.d" ), std::string( "a\r\nBcc: x@b.c" ), std::string( "a b@c.d" ),
+              std::string( "a@b.c\0", 6 ), std::string( "a<b@c.d" ), std::string( 10000, 'x' ) + "@b.c" } )
+        EXPECT_EQ( problem( signUp( email ) ), "InvalidParameterException: Username should be an email." ) << email;
+    for ( const char* email : { "o'brien@example.org", "\"q\"@example.org", "j\xc3\xb6rg@example.org", "';--@x.y" } )
+    {
+        EXPECT_EQ( problem( signUp( email ) ), "" ) << email;
+        EXPECT_EQ( mailer_.mails.back().to, Accounts::normalized( email ) );
+    }
+}
+
+TEST_F( Identity, MailsAreLimitedByAccountAndByAddress )
+{
+    addAnn();
+    for ( int i = 0; i < 7; ++i )
+        ASSERT_EQ( problem( forgot() ), "" );
+    EXPECT_EQ( problem( forgot() ), cLimit );
+    now_ += 900;
+    EXPECT_EQ( problem( forgot() ), "" );
+    std::string last;
+    for ( int i = 0; i < 100; ++i )
+        last = problem( call( "ForgotPassword", object( { { "Username", fmt::format( "u{}@b.c", i ) } } ), "elsewhere" ) );
+    EXPECT_EQ( last, "UserNotFoundException: User does not exist." );
+    EXPECT_EQ( problem( call( "ForgotPassword", object( { { "Username", "x@b.c" } } ), "elsewhere" ) ), cLimit );
+}
+
+TEST_F( Identity, TwoConfirmationsAtOnceHaveOneWinner )
+{
+    for ( int round = 0; round < 5; ++round )
+    {
+        const auto email = fmt::format( "u{}@example.org", round );
+        ASSERT_EQ( problem( signUp( email ) ), "" );
+        const auto code = mailedCode();
+        auto first = std::async( std::launch::async, [&] { return problem( confirm( code, email ) ); } );
+        auto second = std::async( std::launch::async, [&] { return problem( confirm( code, email ) ); } );
+        const auto a = first.get(), b = second.get();
+        EXPECT_NE( a.empty(), b.empty() ) << a << " / " << b;
+    }
+}
+
+TEST_F( Identity, WhatACrashCutsOffIsTakenBack )
+{
+    addAnn();
+    {
+        Database::Transaction transaction( *database_ );
+        const auto account = accounts_.find( cAnn );
+        accounts_.setPassword( account->id, "gone" );
+        accounts_.add( "bob@example.org", "x", true );
+    }
+    EXPECT_FALSE( accounts_.find( "bob@example.org" ) );
+    EXPECT_EQ( problem( signIn() ), "" );
+}
+
+TEST_F( Identity, RequestsThatCannotBeUnderstood )
+{
+    for ( const char* body : { "", "[]", "7", "{", "<html>" } )
+        EXPECT_EQ( problem( call( "SignUp", body ) ), "SerializationException: The request is not a JSON object" );
+    EXPECT_EQ( problem( call( "DeleteUserPool", "{}" ) ), "UnknownOperationException: There is no such operation" );
+    HttpRequest request;
+    request.body = "{}";
+    std::promise<HttpResponse> promise;
+    api_.handle( request, [&]( HttpResponse response ) { promise.set_value( std::move( response ) ); } );
+    EXPECT_EQ( problem( promise.get_future().get() ),
+        "UnknownOperationException: The header x-amz-target names no operation" );
+    request.method = "GET";
+    EXPECT_EQ( api_.planBody( request ).refusal->status, 405 );
+    const std::map<std::string, std::string> problems{
+        { "{}", "The AuthFlow is none of USER_PASSWORD_AUTH and REFRESH_TOKEN_AUTH" },
+        { R"({"AuthFlow":"USER_PASSWORD_AUTH"})", "Missing required parameter USERNAME" },
+        { R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":[]})", "Missing required parameter USERNAME" },
+        { R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"a@b.c","PASSWORD":{}}})",
+            "Missing required parameter PASSWORD" },
+        { R"({"AuthFlow":"REFRESH_TOKEN_AUTH","AuthParameters":"x"})", "Missing required parameter REFRESH_TOKEN" } };
+    for ( const auto& [body, text] : problems )
+        EXPECT_EQ( problem( call( "InitiateAuth", body ) ), "InvalidParameterException: " + text );
+}
+
+TEST_F( Identity, SecretsAreInNoLogLine )
+{
+    const Testing::LogCapture log;
+    addAnn();
+    const auto token = json( signIn() )["AuthenticationResult"]["RefreshToken"].asString();
+    (void)signIn( "wrong-word-1" );
+    (void)forgot();
+    (void)confirmForgot( "999999", "other-word-2" );
+    for ( const std::string& secret : { std::string( cPassword ), token, mailedCode(), std::string( "wrong-word-1" ) } )
+        EXPECT_FALSE( log.contains( secret ) ) << log.text();
+}
+
+TEST_F( Identity, TokensOfStrangersAreRefused )
+{
+    addAnn();
+    const auto id = accounts_.find( cAnn )->id;
+    const AccessTokens stranger( std::string( 32, 's' ), std::chrono::hours( 1 ), clock_ );
+    EXPECT_TRUE( mayEnter( tokens_.accessToken( { id, cAnn } ) ) );
+    EXPECT_FALSE( mayEnter( stranger.accessToken( { id, cAnn } ) ) );
+    EXPECT_FALSE( mayEnter( tokens_.accessToken( { "nobody", cAnn } ) ) ) << "a removed account";
+    const auto claims = base64Url( R"({"sub":")" + id + R"(","token_use":"access","exp":99999999999})" );
+    const auto none = base64Url( R"({"alg":"none","typ":"JWT"})" );
+    for ( const auto& token : { none + "." + claims + ".", none + "." + claims, claims, std::string( "." ),
+              std::string( ".." ), std::string(), std::string( 1 << 20, 'x' ),
+              base64Url( R"({"alg":"HS256"})" ) + "." + claims + "." + base64Url( std::string( 32, 'x' ) ) } )
+        EXPECT_FALSE( mayEnter( token ) );
+    auto altered = tokens_.accessToken( { id, cAnn } );
+    for ( size_t i = 0; i < altered.size(); i += 7 )
+    {
+        auto token = altered;
+        token[i] = token[i] == 'A' ? 'B' : 'A';
+        EXPECT_FALSE( mayEnter( token ) ) << i;
+    }
+}
+
+TEST( IdentityKeys, AreKeptPrivateAndADamagedFileIsNotReplaced )
+{
+    const Testing::ScratchFolder folder;
+    const auto first = ensureIdentityKeys( folder.path() ).value();
+    EXPECT_EQ( ensureIdentityKeys( folder.path() )->signing, first.signing );
+    EXPECT_EQ( first.signing.size(), 32u );
+    const auto file = folder.path() / "identity-keys.json";
+    EXPECT_EQ( int( std::filesystem::status( file ).permissions() ), 0600 );
+    for ( const char* text : { "", "[]", "{}", R"({"signing":"12","codes":"34"})" } )
+    {
+        folder.write( "identity-keys.json", text );
+        EXPECT_FALSE( ensureIdentityKeys( folder.path() ) ) << text;
+        EXPECT_EQ( Testing::readFile( file ), text );
+    }
+}

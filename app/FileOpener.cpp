@@ -3,7 +3,9 @@
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
+#include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/converter/ConverterService.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
@@ -13,6 +15,7 @@
 #include <VXViewer/work/ProgressBar.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace VX::App
 {
@@ -37,6 +40,12 @@ void notify(
         { .header = utf8string( file.filename() ), .text = text, .type = type, .lifeTimeSec = seconds } );
 }
 
+bool mustSignInFirst()
+{
+    const auto menu = OrvantaRibbonMenu::instance();
+    return menu && menu->isAuthEnabled() && UserInfo::getAccessToken().empty();
+}
+
 } // namespace
 
 void registerStepFormat()
@@ -57,6 +66,14 @@ FileOpener::FileOpener()
 {
 }
 
+void FileOpener::openWaiting_()
+{
+    if ( waitingForSignIn_.empty() || mustSignInFirst() )
+        return;
+    frames_.disconnect();
+    open( std::exchange( waitingForSignIn_, {} ) );
+}
+
 FileOpener::~FileOpener()
 {
     *closing_ = true;
@@ -64,6 +81,15 @@ FileOpener::~FileOpener()
 
 void FileOpener::open( const std::vector<std::filesystem::path>& files )
 {
+    if ( mustSignInFirst() && std::any_of( files.begin(), files.end(), isStepFile ) )
+    {
+        std::vector<std::filesystem::path> others;
+        std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
+            std::back_inserter( others ), isStepFile );
+        // A sign-in draws frames, and nothing else can end the wait.
+        frames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
+        return open( others );
+    }
     const auto steps = std::count_if( files.begin(), files.end(), isStepFile );
     const bool background = steps > 1 || Config::instance().getBool( cBackgroundImportKey, false );
     for ( const auto& file : files )

@@ -2,6 +2,7 @@
 
 #include <VXMesh/formats/LoadedObjects.h>
 
+#include <boost/signals2/connection.hpp>
 #include <tl/expected.hpp>
 
 #include <atomic>
@@ -28,7 +29,8 @@ void registerStepFormat();
 /// Opens files into the viewer's scene: STEP files through the conversion service, others by the framework's readers.
 ///
 /// One file is opened under a progress bar. Several STEP files at once, or all of them where the user prefers it, are
-/// converted side by side in the background, and a notification tells when each is ready. UI thread.
+/// converted side by side in the background, and a notification tells when each is ready. While nobody is signed in
+/// STEP files wait: the conversion service would refuse them. UI thread.
 class FileOpener
 {
 public:
@@ -42,6 +44,8 @@ public:
 
     /// Files that are still on their way.
     [[nodiscard]] size_t pending() const { return pending_; }
+    /// STEP files that wait until somebody has signed in.
+    [[nodiscard]] size_t waitingForSignIn() const { return waitingForSignIn_.size(); }
 
     /// Called with each failure instead of showing it.
     std::function<void( const std::string& )> onError;
@@ -49,6 +53,7 @@ public:
     std::function<void( const std::filesystem::path& )> onOpened;
 
 private:
+    void openWaiting_();
     void openNext_();
     void openUnderProgressBar_( const std::filesystem::path& file );
     void openInBackground_( const std::filesystem::path& file );
@@ -58,6 +63,8 @@ private:
 
     std::deque<std::filesystem::path> queue_;
     std::vector<std::filesystem::path> waitingForName_;
+    std::vector<std::filesystem::path> waitingForSignIn_;
+    boost::signals2::scoped_connection frames_;
     /// Names of files in conversion: two of one name share their working files and must not overlap.
     std::set<std::filesystem::path> converting_;
     size_t pending_ = 0;

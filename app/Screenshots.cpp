@@ -1,11 +1,13 @@
 #include "Screenshots.h"
 
 #include "FileOpener.h"
+#include "HeadlessSignIn.h"
 
 #include <VXMesh/io/Path.h>
 
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace VX::App
@@ -22,7 +24,11 @@ bool openAll( Viewer& viewer, const std::vector<std::filesystem::path>& files )
         spdlog::error( "{}", text );
         good = false;
     };
-    opener.open( files );
+    if ( std::any_of( files.begin(), files.end(), isStepFile ) )
+        if ( const auto problem = signInHeadless(); !problem.empty() )
+            opener.onError( problem );
+    if ( good )
+        opener.open( files );
     while ( opener.pending() > 0 )
         viewer.step( -1 );
     return good;

@@ -20,7 +20,7 @@ def size_of(picture):
 
 def a_picture_of_a_step_file_is_drawn_without_a_display():
     picture = os.path.join(options.pictures, "bracket.png")
-    result = program("--screenshot", picture, "--size", "900x600", sandbox.step_file("bracket.step", "one"))
+    result = program("-creds", sandbox.credentials, "--screenshot", picture, "--size", "900x600", sandbox.step_file("bracket.step", "one"))
     assert result.returncode == 0, result.stderr
     size, colours = size_of(picture)
     assert size == "900x600"
@@ -29,13 +29,13 @@ def a_picture_of_a_step_file_is_drawn_without_a_display():
 
 def several_files_are_drawn_together():
     picture = os.path.join(options.pictures, "several.png")
-    result = program("--screenshot", picture, sandbox.step_file("bracket.step", "a"), sandbox.step_file("drive.step", "b"))
+    result = program("-creds", sandbox.credentials, "--screenshot", picture, sandbox.step_file("bracket.step", "a"), sandbox.step_file("drive.step", "b"))
     assert result.returncode == 0, result.stderr
 
 
 def a_file_that_cannot_be_opened_is_named_and_no_picture_written():
     picture = os.path.join(sandbox.folder, "none.png")
-    result = program("--screenshot", picture, "/nowhere/part.step")
+    result = program("-creds", sandbox.credentials, "--screenshot", picture, "/nowhere/part.step")
     assert result.returncode == 1
     assert "part.step" in result.stderr and "does not exist" in result.stderr, result.stderr
     assert not os.path.exists(picture)
@@ -46,11 +46,26 @@ def a_picture_that_cannot_be_written_is_an_error():
     assert result.returncode == 1 and "/nowhere/a.png" in result.stderr
 
 
+def without_a_sign_in_the_service_refuses():
+    result = program("--screenshot", os.path.join(sandbox.folder, "none.png"), sandbox.step_file("bracket.step", "nobody"))
+    assert result.returncode == 1 and "sign-in is not valid" in result.stderr, result.stderr
+
+
+def credentials_of_no_use_are_an_error():
+    file = os.path.join(sandbox.folder, "bad.json")
+    for text, reason in (("{", "Cannot sign in"), ("{}", "does not hold"),
+                         ('{"email": "a@b.c", "password": "x"}', "Incorrect username or password.")):
+        with open(file, "w") as bad:
+            bad.write(text)
+        result = program("-creds", file, "--screenshot", os.path.join(sandbox.folder, "none.png"), sandbox.step_file("bracket.step", "bad"))
+        assert result.returncode == 1 and reason in result.stderr, result.stderr
+
+
 def the_service_being_down_is_an_error():
     sandbox.backend.terminate()
     sandbox.backend.wait()
-    result = program("--screenshot", os.path.join(sandbox.folder, "down.png"), sandbox.step_file("bracket.step", "down"))
-    assert result.returncode == 1 and "Connection error" in result.stderr, result.stderr
+    result = program("-creds", sandbox.credentials, "--screenshot", os.path.join(sandbox.folder, "down.png"), sandbox.step_file("bracket.step", "down"))
+    assert result.returncode == 1 and "Cannot sign in: Bad internet connection." in result.stderr, result.stderr
 
 
 def a_missing_display_is_an_error_with_a_reason():
@@ -67,6 +82,7 @@ def help_and_version_are_printed():
 try:
     harness.run([a_picture_of_a_step_file_is_drawn_without_a_display, several_files_are_drawn_together,
                  a_file_that_cannot_be_opened_is_named_and_no_picture_written, a_picture_that_cannot_be_written_is_an_error,
-                 a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed, the_service_being_down_is_an_error])
+                 a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed,
+                 without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error, the_service_being_down_is_an_error])
 finally:
     sandbox.close()

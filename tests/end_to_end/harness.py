@@ -2,6 +2,7 @@
 import argparse
 import glob
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -43,12 +44,36 @@ class Sandbox:
                                 XDG_CONFIG_HOME=os.path.join(self.folder, "config"), PATH="/usr/bin:/bin",
                                 SSL_CERT_FILE=os.path.join(self.data, "ca.pem"))
         os.makedirs(self.environment["HOME"])
+        self.settings = os.path.join(self.environment["XDG_CONFIG_HOME"], "Orvanta")
+        os.makedirs(self.settings, mode=0o700)
         self.prefix = "orvanta-e2e-%d-" % os.getpid()
+        self.backend = None
+        self.start_backend()
+        self.credentials = os.path.join(self.folder, "credentials.json")
+        subprocess.run([options.backend, "user", "add", "tester@example.org", "--data", self.data, "--credentials",
+                        self.credentials], check=True, capture_output=True)
+
+    def start_backend(self):
         self.backend = subprocess.Popen(
-            [options.backend, "serve", "--data", self.data, "--port", options.port, "--allow-anonymous"],
-            stdout=subprocess.PIPE, text=True)
+            [self.options.backend, "serve", "--data", self.data, "--port", self.options.port], stdout=subprocess.PIPE, text=True)
         line = self.backend.stdout.readline()
         assert "is ready" in line, "the back end does not start: " + line
+
+    def stop_backend(self):
+        self.backend.kill()
+        self.backend.wait()
+
+    def set_settings(self, text):
+        with open(os.path.join(self.settings, "config.json"), "w") as file:
+            file.write(text)
+
+    def newest_code(self, mails):
+        """The code in the newest mail, once there are so many of them."""
+        outbox = os.path.join(self.data, "outbox")
+        names = wait_for("a mail", lambda: (lambda found: found if len(found) >= mails else None)(
+            sorted(os.listdir(outbox)) if os.path.isdir(outbox) else []))
+        with open(os.path.join(outbox, names[-1])) as mail:
+            return re.search(r"code is (\d{6})", mail.read()).group(1)
 
     def step_file(self, sample, stem, folder=None):
         folder = folder or self.folder
@@ -56,9 +81,10 @@ class Sandbox:
         return shutil.copy(os.path.join(self.options.samples, sample), os.path.join(folder, self.prefix + stem + ".step"))
 
     def close(self):
-        self.backend.send_signal(signal.SIGCONT)
-        self.backend.terminate()
-        self.backend.wait()
+        if self.backend.poll() is None:
+            self.backend.send_signal(signal.SIGCONT)
+            self.backend.terminate()
+            self.backend.wait()
         for left in glob.glob(os.path.join(WORKING_FOLDER, self.prefix + "*")):
             os.remove(left)
         shutil.rmtree(self.folder, ignore_errors=True)
@@ -90,6 +116,18 @@ class Program:
                                         env=sandbox.environment, stderr=subprocess.DEVNULL)
         self.window = self.xdotool("search", "--sync", "--onlyvisible", "--name", "Orvanta").split()[0]
 
+    def type(self, text):
+        self.xdotool("type", "--window", self.window, text)
+
+    def click(self, x, y):
+        self.move(x, y)
+        self.xdotool("click", 1)
+
+    def close(self):
+        # The window goes between the key's two halves, which xdotool takes for a failure.
+        subprocess.run(["xdotool", "key", "--window", self.window, "ctrl+q"], env=self.sandbox.environment, capture_output=True)
+        assert self.process.wait(timeout=20) == 0
+
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *map(str, words)], env=self.sandbox.environment, check=True,
                               capture_output=True, text=True).stdout
@@ -119,6 +157,16 @@ class Program:
         subprocess.run(["import", "-window", self.window, file], env=self.sandbox.environment, check=True)
         return file
 
+    def search(self, letters):
+        """Starts a tool by letters of its name."""
+        before = self.picture("before_letters")
+        self.key("ctrl+f")
+        self.wait_until_changed("the field has the keyboard", before, 1)
+        empty = self.picture("empty_field")
+        self.key(*letters)
+        self.wait_until_changed("the results are shown", empty, 2_000)
+        self.key("Return")
+
     def wait_until_changed(self, what, before, at_least):
         """Takes pictures until one differs from `before` in so many pixels, and returns it."""
         return wait_for(what, lambda: (lambda now: now if difference(before, now) >= at_least else None)(self.picture("now")))
@@ -132,6 +180,22 @@ def difference(a, b):
     result = subprocess.run(["compare", "-metric", "AE", "-fuzz", "4%", a, b, "null:"], capture_output=True, text=True)
     assert result.returncode in (0, 1), result.stderr
     return int(float(result.stderr.split()[0]))
+
+
+def pixel(picture, x, y):
+    """Red, green and blue of one pixel."""
+    text = subprocess.run(["convert", picture, "-format", "%%[fx:int(255*p{%d,%d}.r)],%%[fx:int(255*p{%d,%d}.g)],%%[fx:int(255*p{%d,%d}.b)]"
+                           % (x, y, x, y, x, y), "info:"], check=True, capture_output=True, text=True).stdout
+    return tuple(int(value) for value in text.split(","))
+
+
+def wait_until_still(program):
+    """Waits until two pictures after each other are the same, and returns the last."""
+    def same():
+        first = keep(program.picture("still"), program.sandbox.options, "still_before")
+        second = program.picture("still")
+        return second if difference(first, second) == 0 else None
+    return wait_for("the window stands still", same)
 
 
 def keep(picture, options, name):

@@ -7,8 +7,10 @@ from harness import wait_for
 
 options = harness.arguments()
 sandbox = harness.Sandbox(options)
+sandbox.set_settings('{"telemetryDisclaimerModalShowed": 0, "cShowWelcomeWindow": false}')
 display = harness.Display(sandbox)
-program = harness.Program(sandbox)
+program = harness.Program(sandbox, "-creds", sandbox.credentials)
+wait_for("the title names the user", lambda: "tester@example.org" in program.title())
 start = program.picture("start")
 state = {}
 
@@ -45,16 +47,6 @@ def a_file_is_opened_by_the_dialog_and_the_keyboard():
     harness.keep(program.wait_until_changed("both files are drawn", before, 50_000), options, "browsed")
 
 
-def search(letters):
-    before = program.picture("before_letters")
-    program.key("ctrl+f")
-    program.wait_until_changed("the field has the keyboard", before, 1)
-    empty = program.picture("empty_field")
-    program.key(*letters)
-    program.wait_until_changed("the results are shown", empty, 2_000)
-    program.key("Return")
-
-
 def tabs_are_chosen_by_the_mouse():
     before = program.picture("home_tab")
     program.move(98, 20)
@@ -64,9 +56,9 @@ def tabs_are_chosen_by_the_mouse():
 
 def tools_are_found_by_their_letters():
     before = program.picture("before_search")
-    search("wire")
+    program.search("wire")
     harness.keep(program.wait_until_changed("the triangles' sides are drawn", before, 20_000), options, "wireframe")
-    search("wire")
+    program.search("wire")
     program.wait_until_like("the surfaces are back", before, 3_000)
 
 
@@ -76,7 +68,7 @@ def settings_and_the_toolbars_dialog_open_and_close_by_keyboard():
     harness.keep(program.wait_until_changed("the settings are shown", before, 20_000), options, "settings")
     program.key("Escape")
     program.wait_until_like("the settings have gone", before, 3_000)
-    search("toolb")
+    program.search("toolb")
     harness.keep(program.wait_until_changed("the dialog is shown", before, 100_000), options, "customize")
     program.key("Escape")
     program.wait_until_like("the dialog has gone", before, 3_000)
@@ -84,9 +76,9 @@ def settings_and_the_toolbars_dialog_open_and_close_by_keyboard():
 
 def the_theme_is_switched_while_running():
     before = program.picture("before_theme")
-    search("theme")
+    program.search("theme")
     harness.keep(program.wait_until_changed("the light theme is shown", before, 400_000), options, "light")
-    search("theme")
+    program.search("theme")
     program.wait_until_like("the dark theme is back", before, 3_000)
 
 

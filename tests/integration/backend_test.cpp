@@ -1,4 +1,5 @@
 #include "support/BackendProcess.h"
+#include "support/Command.h"
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
@@ -6,31 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <sys/wait.h>
-
 using namespace VX;
 
 namespace
 {
 
-struct Output
-{
-    int status = -1;
-    std::string text;
-};
-
-Output run( const std::string& command )
-{
-    Output out;
-    FILE* pipe = ::popen( command.c_str(), "r" );
-    char buffer[4096];
-    for ( size_t n = 0; ( n = std::fread( buffer, 1, sizeof buffer, pipe ) ) > 0; )
-        out.text.append( buffer, n );
-    const int status = ::pclose( pipe );
-    out.status = WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
-    return out;
-}
+using Output = Testing::CommandOutput;
 
 /// The real back end as another client, curl, sees it.
 class BackEnd : public testing::Test
@@ -44,7 +26,7 @@ protected:
     static std::string root() { return "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ); }
     [[nodiscard]] Output curl( const std::string& arguments ) const
     {
-        return run( "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
+        return Testing::runCommand( "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
     }
     [[nodiscard]] std::string statusOf( const std::string& arguments ) const
     {
@@ -119,7 +101,7 @@ TEST_F( BackEnd, UnknownPathsAreNotFound )
 TEST_F( BackEnd, SpeaksModernTlsOnly )
 {
     EXPECT_NE( curl( "--tls-max 1.1 " + root() + "/" ).status, 0 );
-    EXPECT_NE( run( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" ).status, 0 );
+    EXPECT_NE( Testing::runCommand( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" ).status, 0 );
 }
 
 TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
@@ -133,7 +115,7 @@ TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 TEST_F( BackEnd, SaysWhenItsPortIsTaken )
 {
     const Testing::ScratchFolder other;
-    const auto second = run( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " +
+    const auto second = Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " +
                              std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
     EXPECT_EQ( second.status, 1 );
     EXPECT_NE( second.text.find( "Cannot listen on port" ), std::string::npos );

@@ -219,6 +219,23 @@ TEST_F( SignIn, RememberedAddressLeavesThePasswordToBeTyped )
     EXPECT_EQ( Access::password( auth() ), "secret-1" );
 }
 
+TEST_F( SignIn, TextIsSelectedReplacedAndPastedByKeyboard )
+{
+    settle();
+    type( "nobody" );
+    press( GLFW_KEY_A, GLFW_MOD_CONTROL );
+    type( "ann" );
+    EXPECT_EQ( Access::email( auth() ), "ann" );
+    press( GLFW_KEY_A, GLFW_MOD_CONTROL );
+    press( GLFW_KEY_C, GLFW_MOD_CONTROL );
+    press( GLFW_KEY_TAB );
+    press( GLFW_KEY_V, GLFW_MOD_CONTROL );
+    EXPECT_EQ( Access::password( auth() ), "ann" );
+    press( GLFW_KEY_TAB, GLFW_MOD_SHIFT );
+    type( "bob" );
+    EXPECT_EQ( Access::email( auth() ), "bob" ) << "Tab marks the whole field";
+}
+
 TEST_F( SignIn, SpinnerTurnsWhileTheAnswerIsAwaited )
 {
     signInByForm();

@@ -101,7 +101,7 @@ public:
     {
         if ( !imguiReady_ )
             imguiReady_ = ImGui_ImplGlfw_InitForOpenGL( window_, false );
-        applyKeys_();
+        applyTyped_();
         ImGui_ImplGlfw_NewFrame();
     }
     void endImGui() override
@@ -138,7 +138,7 @@ private:
         glfwSetKeyCallback( window_,
             []( GLFWwindow* w, int key, int scancode, int action, int mods )
             {
-                self_( w ).keys_.push_back( { key, scancode, action, mods } );
+                self_( w ).typed_.push_back( { key, scancode, action, mods } );
                 self_( w ).events.key( key, action != GLFW_RELEASE, action == GLFW_REPEAT, mods );
             } );
         glfwSetCharModsCallback( window_,
@@ -146,8 +146,8 @@ private:
         glfwSetCharCallback( window_,
             []( GLFWwindow* w, unsigned codePoint )
             {
-                if ( self_( w ).imguiReady_ )
-                    ImGui_ImplGlfw_CharCallback( w, codePoint );
+                self_( w ).typed_.push_back( { 0, 0, 0, 0, codePoint } );
+                self_( w ).events.refresh();
             } );
         glfwSetDropCallback( window_,
             []( GLFWwindow* w, int count, const char** names )
@@ -176,22 +176,43 @@ private:
             } );
     }
 
-    struct KeyEvent
+    /// A key's event, or a character when `codePoint` is not 0.
+    struct TypedEvent
     {
         int key, scancode, action, modifiers;
+        unsigned codePoint = 0;
+
+        /// Whether it is a key that acts by itself, as Tab, Enter and Ctrl+V do, and not one that types a character.
+        [[nodiscard]] bool isCommand() const
+        {
+            const bool withControl = modifiers & ( GLFW_MOD_CONTROL | GLFW_MOD_ALT | GLFW_MOD_SUPER );
+            return codePoint == 0 && !isModifier() && ( key >= GLFW_KEY_ESCAPE || withControl );
+        }
+        [[nodiscard]] bool isModifier() const { return key >= GLFW_KEY_LEFT_SHIFT && key <= GLFW_KEY_RIGHT_SUPER; }
     };
 
-    /// Dear ImGui looks at keys once a frame, so a key that was pressed and let go between two frames is told over two.
-    void applyKeys_()
+    /// Dear ImGui looks at the keyboard once a frame and knows no order within it. So a key that was pressed and let go
+    /// between two frames is told over two, and so are characters before and after one that acts by itself.
+    void applyTyped_()
     {
         std::set<int> changed;
-        while ( !keys_.empty() && changed.insert( keys_.front().key ).second )
+        bool characters = false, commands = false;
+        for ( ; !typed_.empty(); typed_.pop_front() )
         {
-            const auto event = keys_.front();
-            keys_.pop_front();
-            ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
+            const auto& event = typed_.front();
+            const bool command = event.isCommand();
+            if ( ( command && characters ) || ( event.codePoint != 0 && commands ) )
+                break;
+            if ( ( command || event.isModifier() ) && !changed.insert( event.key ).second )
+                break;
+            characters = characters || event.codePoint != 0;
+            commands = commands || command;
+            if ( event.codePoint != 0 )
+                ImGui_ImplGlfw_CharCallback( window_, event.codePoint );
+            else
+                ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
         }
-        if ( !keys_.empty() )
+        if ( !typed_.empty() )
             events.refresh();
     }
 
@@ -224,7 +245,7 @@ private:
     }
 
     GLFWwindow* window_ = nullptr;
-    std::deque<KeyEvent> keys_;
+    std::deque<TypedEvent> typed_;
     bool initialized_ = false;
     bool imguiReady_ = false;
 };

@@ -114,7 +114,7 @@ void AuthForm::field( const char* caption, std::string& value, bool masked, bool
         ImGui::SetKeyboardFocusHere();
     ImGui::PushID( caption );
     ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
-    ImGui::InputText( "##field", &value, masked ? ImGuiInputTextFlags_Password : 0 );
+    ImGui::InputText( "##field", &value, masked ? ImGuiInputTextFlags_Password | ImGuiInputTextFlags_AutoSelectAll : 0 );
     ImGui::PopStyleVar();
     ImGui::PopID();
 }

@@ -2,6 +2,7 @@
 
 #include "support/TestMeshes.h"
 
+#include <VXOrvanta/account/UserInfo.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -135,6 +136,22 @@ TEST_F( Opening, SeveralStepFilesAreConvertedInTheBackgroundWithANotificationEac
     EXPECT_FALSE( ProgressBar::isOrdered() );
     EXPECT_TRUE( isWindowShown( "##notification" ) );
     EXPECT_EQ( viewer().sceneRoot().children().size(), 3u );
+}
+
+TEST_F( Opening, StepFilesWaitUntilSomebodyHasSignedIn )
+{
+    menu_->signOut();
+    answerEverything();
+    opener_->open( { step( "a" ), folder_.write( "cube.vxu", Testing::cubeFile() ), step( "b" ) } );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    settle();
+    EXPECT_EQ( opened_, std::vector<std::filesystem::path>{ "cube.vxu" } ) << "what needs no service is open at once";
+    EXPECT_EQ( opener_->waitingForSignIn(), 2u );
+    UserInfo::setAccessToken( "access" );
+    (void)frame();
+    EXPECT_EQ( opener_->waitingForSignIn(), 0u );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    EXPECT_EQ( opened_.size(), 3u );
 }
 
 TEST_F( Opening, TheSettingSendsASingleFileToTheBackgroundToo )

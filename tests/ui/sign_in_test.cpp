@@ -236,6 +236,22 @@ TEST_F( SignIn, TextIsSelectedReplacedAndPastedByKeyboard )
     EXPECT_EQ( Access::email( auth() ), "bob" ) << "Tab marks the whole field";
 }
 
+TEST_F( SignIn, ARefusedPasswordIsTypedAnewAtOnce )
+{
+    store( R"({"login":"ann@example.org","token":"","endpoint":""})" );
+    restart();
+    type( "wrong-word-1" );
+    enter();
+    refuse( "Incorrect username or password." );
+    type( "right" );
+    EXPECT_EQ( Access::password( auth() ), "right" ) << "the whole field was marked";
+    enter();
+    refuse( "Incorrect username or password." );
+    press( GLFW_KEY_A, GLFW_MOD_CONTROL );
+    type( "again" );
+    EXPECT_EQ( Access::password( auth() ), "again" );
+}
+
 TEST_F( SignIn, SpinnerTurnsWhileTheAnswerIsAwaited )
 {
     signInByForm();

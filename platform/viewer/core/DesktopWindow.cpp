@@ -191,6 +191,13 @@ private:
         [[nodiscard]] bool isModifier() const { return key >= GLFW_KEY_LEFT_SHIFT && key <= GLFW_KEY_RIGHT_SUPER; }
     };
 
+    void tell_( const TypedEvent& event )
+    {
+        if ( event.codePoint != 0 )
+            return ImGui_ImplGlfw_CharCallback( window_, event.codePoint );
+        ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
+    }
+
     /// Dear ImGui looks at the keyboard once a frame and knows no order within it. So a key that was pressed and let go
     /// between two frames is told over two, and so are characters before and after one that acts by itself.
     void applyTyped_()
@@ -201,16 +208,15 @@ private:
         {
             const auto& event = typed_.front();
             const bool command = event.isCommand();
-            if ( ( command && characters ) || ( event.codePoint != 0 && commands ) )
+            if ( ( command && characters ) || ( commands && ( event.codePoint != 0 || event.isModifier() ) ) )
                 break;
-            if ( ( command || event.isModifier() ) && !changed.insert( event.key ).second )
+            if ( event.codePoint == 0 && changed.contains( event.key ) )
                 break;
+            if ( command || event.isModifier() )
+                changed.insert( event.key );
             characters = characters || event.codePoint != 0;
             commands = commands || command;
-            if ( event.codePoint != 0 )
-                ImGui_ImplGlfw_CharCallback( window_, event.codePoint );
-            else
-                ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
+            tell_( event );
         }
         if ( !typed_.empty() )
             events.refresh();

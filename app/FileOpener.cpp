@@ -199,7 +199,8 @@ void FileOpener::finish_( const std::filesystem::path& file, Result result, bool
 void FileOpener::addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background )
 {
     auto& viewer = getViewerInstance();
-    SceneEdits::add( "Open " + utf8string( file.filename() ), objects.objects );
+    // Without the file's name: what is done is reported by this text.
+    SceneEdits::add( "Open File", objects.objects );
     viewer.fitScene();
     viewer.viewerTitle()->setSceneName( utf8string( file.filename() ) );
     if ( const auto& menu = viewer.getMenuPlugin() )

@@ -1,6 +1,7 @@
 #include <VXOrvanta/account/UserInfo.h>
 
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
+#include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/telemetry/TelemetryConfig.h>
 #include <VXViewer/core/Viewer.h>
@@ -26,11 +27,11 @@ void UserInfo::setEmail( std::string email )
     {
         SessionLogs::allow( Config::instance().getBool( cTelemetryAllowedConfigKey, true ) );
         SessionLogs::requestSessionId( email );
-        SessionLogs::logAction( "Sign In" );
+        SessionLogs::logAction( Actions::cSignIn );
     }
     else
     {
-        SessionLogs::logAction( "Sign Out" );
+        SessionLogs::logAction( Actions::cSignOut );
         SessionLogs::flushIfNeeded( true );
         SessionLogs::clearSessionId();
     }

@@ -4,6 +4,7 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/shell/ArchitectureCheck.h>
+#include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/SceneCache.h>
@@ -64,7 +65,7 @@ void OrvantaRibbonMenu::init( Viewer* viewer )
 
 void OrvantaRibbonMenu::shutdown()
 {
-    SessionLogs::logAction( "Close Application" );
+    SessionLogs::logAction( Actions::cCloseApplication );
     SessionLogs::flushIfNeeded( true );
     RibbonMenu::shutdown();
     authWindow_.reset();
@@ -165,9 +166,9 @@ void OrvantaRibbonMenu::showModalMessage( const std::string& message, Notificati
     if ( message != "Operation was canceled" )
     {
         if ( type == NotificationType::Error )
-            SessionLogs::logAction( "Error Modal" );
+            SessionLogs::logAction( Actions::cErrorModal );
         else if ( type == NotificationType::Warning )
-            SessionLogs::logAction( "Warning Modal" );
+            SessionLogs::logAction( Actions::cWarningModal );
     }
     ImGuiMenu::showModalMessage( message, type );
 }
@@ -175,7 +176,7 @@ void OrvantaRibbonMenu::showModalMessage( const std::string& message, Notificati
 void OrvantaRibbonMenu::pushNotification( const RibbonNotification& notification )
 {
     if ( notification.type == NotificationType::Error )
-        SessionLogs::logAction( "Error Notification" );
+        SessionLogs::logAction( Actions::cErrorNotification );
     RibbonMenu::pushNotification( notification );
 }
 
@@ -191,9 +192,9 @@ bool OrvantaRibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& ite
     if ( wasActive || !RibbonSchemaHolder::schema().items.contains( item->name() ) )
         return done;
     if ( done )
-        SessionLogs::logAction( fmt::format( "Tool Activated: {}", item->name() ) );
+        SessionLogs::logAction( fmt::format( Actions::cToolActivated, item->name() ) );
     else if ( !requirements.empty() )
-        SessionLogs::logAction( fmt::format( "Requirements Faced: {}", item->name() ) );
+        SessionLogs::logAction( fmt::format( Actions::cRequirementsFaced, item->name() ) );
     return done;
 }
 

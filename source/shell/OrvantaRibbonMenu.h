@@ -49,6 +49,8 @@ public:
     void emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item ) override;
 
 protected:
+    /// Not where the welcome window is.
+    [[nodiscard]] bool isHintWanted_() const override { return !welcomeWindow_.isDrawn(); }
     /// Nothing while the user still has to sign in.
     virtual void drawWelcomeWindow_();
     /// Asks once in a run for the newest release, and tells of it when it is newer.
@@ -57,6 +59,7 @@ protected:
 public:
     /// Takes the switches over, and registers the shortcuts anew when they were registered before.
     void setOrvantaMenuConfig( const OrvantaMenuUIConfig& config );
+    [[nodiscard]] const OrvantaMenuUIConfig& getOrvantaMenuConfig() const { return menuConfig_; }
 
     [[nodiscard]] bool isAuthEnabled() const { return true; }
     /// Whether the sign-in has a request in flight; false without a sign-in window.

@@ -8,4 +8,9 @@ std::string downloadPage()
     return std::string( ORVANTA_SITE_URL ) + "/download";
 }
 
+std::string onboardingVideoPage()
+{
+    return std::string( ORVANTA_SITE_URL ) + "/inappvideo/onboarding_first_session";
+}
+
 } // namespace VX

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include <ctime>
+
 namespace VX
 {
 namespace
@@ -18,10 +20,9 @@ namespace
 const std::string cUrl = std::string( ORVANTA_API_URL ) + "/stats/log";
 constexpr auto cFlushPeriod = std::chrono::seconds( 60 );
 
-int64_t timestampNow()
+int64_t wholeSeconds( std::chrono::nanoseconds time )
 {
-    return std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() )
-        .count();
+    return std::chrono::duration_cast<std::chrono::seconds>( time ).count();
 }
 
 void post( const Json::Value& body, const char* logName, WebRequest::ResponseCallback callback )
@@ -43,6 +44,14 @@ WebRequest::ResponseCallback reportFailure( const char* operation )
 }
 
 } // namespace
+
+std::chrono::nanoseconds SessionLogs::systemTime_()
+{
+    // Reading the exact clock takes longer than all else that is done here.
+    timespec time{};
+    ::clock_gettime( CLOCK_REALTIME_COARSE, &time );
+    return std::chrono::seconds( time.tv_sec ) + std::chrono::nanoseconds( time.tv_nsec );
+}
 
 SessionLogs& SessionLogs::instance_()
 {
@@ -78,9 +87,10 @@ bool SessionLogs::isAllowed()
 void SessionLogs::allow( bool allow )
 {
     auto& self = instance_();
-    self.allowed_ = allow;
+    // The stored consent of a user does not outdo the command line.
+    self.allowed_ = allow && self.enabled_;
     if ( !allow )
-        self.actions_ = { { "Forbid Telemetry", timestampNow() } };
+        self.actions_ = { { "Forbid Telemetry", wholeSeconds( self.now_() ) } };
 }
 
 void SessionLogs::requestSessionId( const std::string& email )
@@ -103,7 +113,7 @@ void SessionLogs::requestSessionId( const std::string& email )
             auto& self = instance_();
             if ( parsed->isObject() && ( *parsed )["sessionId"].isInt64() )
                 self.sessionId_ = ( *parsed )["sessionId"].asInt64();
-            self.lastFlush_ = Clock::now();
+            self.lastFlush_ = self.now_();
         } );
 }
 
@@ -119,7 +129,7 @@ void SessionLogs::logAction( std::string name )
 {
     auto& self = instance_();
     if ( self.allowed_ )
-        self.actions_.push_back( { std::move( name ), timestampNow() } );
+        self.actions_.push_back( { std::move( name ), wholeSeconds( self.now_() ) } );
 }
 
 void SessionLogs::flushIfNeeded( bool force )
@@ -127,7 +137,7 @@ void SessionLogs::flushIfNeeded( bool force )
     auto& self = instance_();
     if ( self.sessionId_ == -1 || self.actions_.empty() )
         return;
-    const auto now = Clock::now();
+    const auto now = self.now_();
     if ( !force && now - self.lastFlush_ < cFlushPeriod )
         return;
     self.lastFlush_ = now;

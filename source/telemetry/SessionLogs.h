@@ -42,8 +42,10 @@ private:
         std::string name;
         int64_t timestamp; ///< seconds since the Unix epoch
     };
-    using Clock = std::chrono::system_clock;
+    /// The system's time since the Unix epoch, a few milliseconds coarse.
+    using Clock = std::chrono::nanoseconds ( * )();
 
+    static std::chrono::nanoseconds systemTime_();
     static SessionLogs& instance_();
     static void checkNoTelemetryFlag_();
     void sendActions_();
@@ -53,8 +55,9 @@ private:
     bool allowed_ = true;
     bool platformSent_ = false;
     int64_t sessionId_ = -1;
-    Clock::time_point lastFlush_{};
+    std::chrono::nanoseconds lastFlush_{};
     std::vector<StoredAction> actions_;
+    Clock now_ = &systemTime_;
 };
 
 } // namespace VX

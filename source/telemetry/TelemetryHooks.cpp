@@ -1,4 +1,5 @@
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
+#include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/telemetry/TelemetryConfig.h>
 #include <VXViewer/core/Viewer.h>
@@ -53,7 +54,7 @@ void onHistoryChanged( const HistoryStore& store, HistoryStore::ChangeType type 
 {
     if ( type == HistoryStore::ChangeType::AppendAction )
         SessionLogs::logAction(
-            fmt::format( "History Added: {}", store.getLastActionName( HistoryAction::Type::Undo ) ) );
+            fmt::format( Actions::cHistoryAdded, store.getLastActionName( HistoryAction::Type::Undo ) ) );
 }
 
 } // namespace
@@ -62,20 +63,20 @@ void OrvantaRibbonMenu::setupSessionLogs_()
 {
     if ( const auto& history = getViewerInstance().getHistoryStore() )
         connections_.emplace_back( history->changedSignal.connect( &onHistoryChanged ) );
-    connections_.emplace_back( getSearch().onFocus.connect( [] { SessionLogs::logAction( "Search Focused" ); } ) );
+    connections_.emplace_back( getSearch().onFocus.connect( [] { SessionLogs::logAction( Actions::cSearchFocused ); } ) );
     connections_.emplace_back( getSearch().onToolActivate.connect(
-        []( const std::shared_ptr<RibbonMenuItem>& ) { SessionLogs::logAction( "Search Tool Activated" ); } ) );
+        []( const std::shared_ptr<RibbonMenuItem>& ) { SessionLogs::logAction( Actions::cSearchToolActivated ); } ) );
     if ( auto* list = dynamic_cast<RibbonSceneObjectsListDrawer*>( getSceneObjectsList().get() ) )
         connections_.emplace_back( list->onDrawContextSignal.connect(
             []
             {
                 if ( ImGui::IsWindowAppearing() )
-                    SessionLogs::logAction( "Scene Context Opened" );
+                    SessionLogs::logAction( Actions::cSceneContextOpened );
             } ) );
     connections_.emplace_back(
-        ColorTheme::onChanged( [] { SessionLogs::logAction( "Color Theme Changed: " + themeName() ); } ) );
+        ColorTheme::onChanged( [] { SessionLogs::logAction( fmt::format( Actions::cColorThemeChanged, themeName() ) ); } ) );
     connections_.emplace_back( FileDialogSignals::instance().onSaveFile.connect( []( const std::filesystem::path& file )
-        { SessionLogs::logAction( "Save " + commonFilesName( { file } ) ); } ) );
+        { SessionLogs::logAction( fmt::format( Actions::cSave, commonFilesName( { file } ) ) ); } ) );
     if ( auto* settings = ViewerSettingsPlugin::instance(); settings && SessionLogs::isEnabled() )
     {
         // One entry, however often a menu is made in this process.

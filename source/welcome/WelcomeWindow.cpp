@@ -39,6 +39,7 @@ void WelcomeWindow::init( OrvantaRibbonMenu* menu, ItemPressed itemPressed )
 
 void WelcomeWindow::draw()
 {
+    drawn_ = false;
     if ( !menu_ || ( !visible_ && !showOnStartup_ ) )
         return;
     if ( !SceneCache::getAllObjects<VisualObject, ObjectSelectivityType::Selectable>().empty() )
@@ -48,8 +49,10 @@ void WelcomeWindow::draw()
     }
     // It comes back when the scene is empty and no tool is at work.
     visible_ = !menu_->hasAnyActiveItem();
-    if ( visible_ )
-        updateCenter_();
+    if ( !visible_ || !updateCenter_() )
+        return;
+    drawPanels_();
+    drawn_ = true;
 }
 
 bool WelcomeWindow::updateCenter_()

@@ -4,6 +4,7 @@
 #include <VXOrvanta/Export.h>
 #include <VXViewer/menu/ViewerSettingsPlugin.h>
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -15,8 +16,8 @@ class ShowWelcomeWindowSetting;
 
 inline constexpr const char* cSettingsKeyShowWindow = "cShowWelcomeWindow";
 
-/// The start screen over an empty scene: the user's choice whether it is shown, and its entry in the settings.
-/// UI thread; the menu owns it. Its panels are not here yet, so nothing is drawn.
+/// The start screen over an empty scene: four panels around the middle of the free area, the user's choice whether they
+/// are shown, and its entry in the settings. UI thread; the menu owns it.
 class VXORVANTA_API WelcomeWindow
 {
 public:
@@ -35,6 +36,8 @@ public:
 
     [[nodiscard]] bool isShownOnStartup() const { return showOnStartup_; }
     [[nodiscard]] bool isVisible() const { return visible_; }
+    /// Whether the last frame had it: not while there is too little room, either.
+    [[nodiscard]] bool isDrawn() const { return drawn_; }
     /// A new choice; with `applyNow` the screen is shown or hidden at once. The choice is not stored here.
     void setShowOnStartup( bool show, bool applyNow );
 
@@ -43,6 +46,17 @@ private:
 
     /// Finds the middle of the free area; false when it is too small for the panels.
     bool updateCenter_();
+    void drawPanels_();
+    void drawDragDropArea_();
+    void drawQuickstart_();
+    void drawCreateSimpleObject_();
+    void drawCheckbox_();
+    /// A window that stands still at a place of the screen; end it with `ImGui::End` whatever is returned.
+    bool beginSubwindow_( const char* name, Vector2f pos, Vector2f size );
+    /// A heading and three lines below it, as two of the panels have them.
+    void drawTexts_( const char* heading, const std::array<const char*, 3>& lines ) const;
+    /// The button in the lower left corner of the two.
+    [[nodiscard]] bool drawButton_( const char* caption ) const;
 
     bool showOnStartup_ = true;
     bool visible_ = true;
@@ -52,6 +66,7 @@ private:
     Vector2f center_;
     std::shared_ptr<ViewerSettingsPlugin> settings_;
     std::shared_ptr<ShowWelcomeWindowSetting> setting_;
+    bool drawn_ = false;
 };
 
 /// The entry of the settings that mirrors the choice.

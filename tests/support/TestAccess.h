@@ -21,6 +21,22 @@ struct SessionLogsTestAccess
         SessionLogs::instance_().actions_.clear();
         return out;
     }
+    /// A new client that knows the command line's veto, with a clock of the test.
+    static void reset( std::chrono::nanoseconds ( *clock )() = nullptr )
+    {
+        (void)SessionLogs::isEnabled();
+        auto& self = SessionLogs::instance_();
+        self = SessionLogs();
+        if ( clock )
+            self.now_ = clock;
+    }
+    /// As after "-noTelemetry".
+    static void veto() { SessionLogs::instance_().enabled_ = SessionLogs::instance_().allowed_ = false; }
+    static int64_t sessionId() { return SessionLogs::instance_().sessionId_; }
+    static void setSessionId( int64_t id ) { SessionLogs::instance_().sessionId_ = id; }
+    static bool platformSent() { return SessionLogs::instance_().platformSent_; }
+    static std::chrono::nanoseconds lastFlush() { return SessionLogs::instance_().lastFlush_; }
+    static size_t actionSize() { return sizeof( SessionLogs::StoredAction ); }
 };
 
 struct AuthWindowTestAccess
@@ -40,6 +56,7 @@ struct AuthWindowTestAccess
 struct OrvantaMenuTestAccess
 {
     static AuthWindow& authWindow( OrvantaRibbonMenu& menu ) { return *menu.authWindow_; }
+    static WelcomeWindow& welcomeWindow( OrvantaRibbonMenu& menu ) { return menu.welcomeWindow_; }
     static void setAuthed( OrvantaRibbonMenu& menu, bool on )
     {
         AuthWindowTestAccess::state( *menu.authWindow_ ) = on ? AuthState::Authed : AuthState::SignIn;

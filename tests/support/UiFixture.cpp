@@ -25,12 +25,12 @@ void UiFixture::SetUp()
     static const bool sRegistered =
         ( App::registerStepFormat(), App::registerAboutTool(), App::registerImportSetting(), true );
     ASSERT_TRUE( sRegistered );
+    std::filesystem::create_directories( folder_.path() / "Orvanta/Token" );
     if ( isSignedIn() )
     {
-        std::filesystem::create_directories( folder_.path() / "Orvanta/Token" );
         folder_.write( "Orvanta/Token/.token", R"({"login":"ann@example.org","token":"kept","endpoint":"e"})" );
-        folder_.write( "Orvanta/config.json", R"({"telemetryDisclaimerModalShowed":0})" );
     }
+    folder_.write( "Orvanta/config.json", settings() );
     start_();
 }
 

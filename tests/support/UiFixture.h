@@ -24,8 +24,12 @@ protected:
 
     /// What the configuration of the program is replaced by, member by member; for tests to override.
     [[nodiscard]] virtual Json::Value config() const { return {}; }
-    /// Whether a stored token signs the program in when it starts, and the note about statistics is answered already;
-    /// for tests to override.
+    /// The settings of the first start: nothing in the way of what is tested. For tests to override.
+    [[nodiscard]] virtual std::string settings() const
+    {
+        return R"({"telemetryDisclaimerModalShowed":0,"cShowWelcomeWindow":false})";
+    }
+    /// Whether a stored token signs the program in when it starts; for tests to override.
     [[nodiscard]] virtual bool isSignedIn() const { return true; }
     /// Answers what the program asks by itself when it starts; nothing is an answer that never comes.
     [[nodiscard]] virtual std::optional<Json::Value> answerAtStart( const WebRequestData& request );

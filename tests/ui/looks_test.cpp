@@ -213,3 +213,21 @@ TEST_F( Looks, EveryFormOfTheSignIn )
     settle();
     keep( "auth_small_viewport" );
 }
+
+TEST_F( Looks, WelcomeWindowAndPrivacyInBothThemes )
+{
+    OrvantaMenuTestAccess::welcomeWindow( *menu_ ).setShowOnStartup( true, true );
+    for ( const auto theme : { ColorTheme::Preset::Dark, ColorTheme::Preset::Light } )
+    {
+        ColorTheme::setupPreset( theme );
+        window().resize( 1280, 800 );
+        keep( std::string( "welcome_" ) + ColorTheme::getPresetName( theme ) );
+        expectLike( std::string( "welcome_" ) + ColorTheme::getPresetName( theme ) );
+        window().resize( 2560, 1600, 2 );
+        keep( std::string( "welcome_large_" ) + ColorTheme::getPresetName( theme ) );
+    }
+    window().resize( 1280, 800 );
+    pressTool( "Privacy" );
+    keep( "privacy" );
+    pressTool( "Privacy" );
+}

@@ -34,12 +34,6 @@ protected:
         atStart_.push_back( request );
         return startAnswer_;
     }
-    void SetUp() override
-    {
-        std::filesystem::create_directories( folder_.path() / "Orvanta/Token" );
-        folder_.write( "Orvanta/config.json", R"({"telemetryDisclaimerModalShowed":0})" );
-        UiFixture::SetUp();
-    }
     void TearDown() override
     {
         UserInfo::setAccessToken( {} );

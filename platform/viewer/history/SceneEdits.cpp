@@ -176,7 +176,7 @@ void setVisible( const std::string& actionName, const Objects& objects, bool vis
 std::string nameFor( const std::string& verb, const Objects& objects )
 {
     if ( objects.size() == 1 )
-        return verb + " " + objects.front()->name();
+        return verb + " object";
     return verb + " " + std::to_string( objects.size() ) + " objects";
 }
 

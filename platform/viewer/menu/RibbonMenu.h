@@ -87,6 +87,8 @@ protected:
     /// Reads the list of selected objects that requirements are asked with.
     void updateSelectedObjects_();
     void onEscape_() override;
+    /// Whether an empty scene tells how to open a file; not where a menu has more to say there.
+    [[nodiscard]] virtual bool isHintWanted_() const { return true; }
 
     Toolbar toolbar_;
 

@@ -37,7 +37,8 @@ void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object, float scale
 
 void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object, float scale )
 {
-    if ( ImGui::IsItemClicked( ImGuiMouseButton_Right ) )
+    // When the button is let go, as the menu of the list itself: it would open over this one otherwise.
+    if ( ImGui::IsItemHovered() && ImGui::IsMouseReleased( ImGuiMouseButton_Right ) )
     {
         // The menu is about what is selected; a row outside of the selection becomes it.
         if ( !object.isSelected() )

@@ -39,8 +39,11 @@ public:
     /// The tool in the schema, or null when there is none.
     [[nodiscard]] static ViewerSettingsPlugin* instance();
 
+    using Entries = std::vector<std::shared_ptr<ExternalSettings>>;
+
     void addComboSettings( TabType tab, std::shared_ptr<ExternalSettings> settings );
     void delComboSettings( TabType tab, const std::shared_ptr<ExternalSettings>& settings );
+    [[nodiscard]] const Entries& comboSettings( TabType tab ) const { return external_.at( size_t( tab ) ); }
     void setActiveTab( TabType tab );
     [[nodiscard]] TabType activeTab() const { return activeTab_; }
 
@@ -48,8 +51,6 @@ public:
     void drawDialog( float menuScaling ) override;
 
 private:
-    using Entries = std::vector<std::shared_ptr<ExternalSettings>>;
-
     void drawTab_( TabType tab, float scale );
     void drawApplication_( float scale );
     static void drawTheme_();

@@ -1,0 +1,239 @@
+#include "support/TestAccess.h"
+#include "support/UiFixture.h"
+
+#include <VXMesh/io/Json.h>
+#include <VXOrvanta/account/UserInfo.h>
+#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/menu/FileDialogSignals.h>
+#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/settings/Config.h>
+#include <VXViewer/ui/ColorTheme.h>
+
+#include <GLFW/glfw3.h>
+#include <gtest/gtest.h>
+#include <imgui.h>
+
+using namespace VX;
+
+namespace
+{
+
+using Names = std::vector<std::string>;
+
+/// The hooks on what a user does, and the note about them.
+class Telemetry : public Testing::UiFixture
+{
+protected:
+    [[nodiscard]] std::string settings() const override { return R"({"cShowWelcomeWindow":false})"; }
+    void SetUp() override
+    {
+        SessionLogsTestAccess::reset();
+        UiFixture::SetUp();
+        SessionLogsTestAccess::take();
+    }
+    void TearDown() override
+    {
+        UserInfo::setAccessToken( {} );
+        UiFixture::TearDown();
+        SessionLogsTestAccess::reset();
+    }
+    static Names logged() { return SessionLogsTestAccess::take(); }
+    static bool isNoteShown() { return isWindowShown( "TelemetryDisclaimer##TelemetryDisclaimer" ); }
+    /// The note is opened once in a process, so each test that wants it has a program of its own.
+    [[nodiscard]] std::string storedAnswer() const
+    {
+        return deserializeJsonValue( folder_.path() / "Orvanta/config.json" )
+            .value()["telemetryDisclaimerModalShowed"]
+            .toStyledString();
+    }
+    static bool storedConsent() { return Config::instance().getBool( "allowSimpleTelemetry", true ); }
+};
+
+class AnsweredTelemetry : public Telemetry
+{
+protected:
+    [[nodiscard]] std::string settings() const override
+    {
+        return R"({"telemetryDisclaimerModalShowed":0,"cShowWelcomeWindow":false})";
+    }
+};
+
+class OddAnswer : public Telemetry, public testing::WithParamInterface<const char*>
+{
+protected:
+    [[nodiscard]] std::string settings() const override
+    {
+        return std::string( R"({"cShowWelcomeWindow":false,"telemetryDisclaimerModalShowed":)" ) + GetParam() + "}";
+    }
+};
+
+} // namespace
+
+TEST_F( Telemetry, NoteStandsInTheMiddleAndOkIsConsent )
+{
+    (void)frame();
+    ASSERT_TRUE( isNoteShown() );
+    const auto low = windowPointFromTop( "TelemetryDisclaimer", 0, 0 ), high = windowPoint( "TelemetryDisclaimer", 0, 0 );
+    EXPECT_EQ( low.x, ( 1280 - 800 ) / 2 );
+    EXPECT_EQ( low.y, ( 800 - 190 ) / 2 );
+    EXPECT_EQ( high.x - low.x, 800 );
+    EXPECT_EQ( high.y - low.y, 190 );
+    SessionLogs::allow( false );
+    click( windowPointFromTop( "TelemetryDisclaimer", 270, 155 ) );
+    EXPECT_FALSE( isNoteShown() );
+    EXPECT_TRUE( SessionLogs::isAllowed() );
+    EXPECT_TRUE( storedConsent() );
+    EXPECT_EQ( storedAnswer(), "0\n" );
+}
+
+TEST_F( Telemetry, NoteIsAnsweredByEnter )
+{
+    (void)frame();
+    ASSERT_TRUE( isNoteShown() );
+    press( GLFW_KEY_ENTER );
+    EXPECT_FALSE( isNoteShown() );
+    EXPECT_EQ( storedAnswer(), "0\n" );
+}
+
+TEST_F( Telemetry, NoteLeadsToTheSettingsAndLeavesTheConsent )
+{
+    Config::instance().setBool( "allowSimpleTelemetry", false );
+    (void)frame();
+    ASSERT_TRUE( isNoteShown() );
+    click( windowPointFromTop( "TelemetryDisclaimer", 530, 155 ) );
+    EXPECT_FALSE( isNoteShown() );
+    EXPECT_TRUE( ViewerSettingsPlugin::instance()->isActive() );
+    EXPECT_FALSE( storedConsent() );
+    EXPECT_EQ( storedAnswer(), "0\n" );
+    pressTool( "Viewer settings" );
+}
+
+TEST_F( Telemetry, NoteClosedOtherwiseIsNotAnswered )
+{
+    (void)frame();
+    ASSERT_TRUE( isNoteShown() );
+    menu_->signOut();
+    (void)frame();
+    EXPECT_FALSE( isNoteShown() );
+    EXPECT_EQ( storedAnswer(), "null\n" );
+    UserInfo::setAccessToken( "access" );
+    OrvantaMenuTestAccess::setAuthed( *menu_, true );
+    (void)frame();
+    EXPECT_FALSE( isNoteShown() ) << "it comes again with the next start";
+}
+
+TEST_P( OddAnswer, IsNone )
+{
+    (void)frame();
+    EXPECT_TRUE( isNoteShown() );
+    press( GLFW_KEY_ENTER );
+}
+
+INSTANTIATE_TEST_SUITE_P( Values, OddAnswer, testing::Values( "1", "-1", "\"0\"", "null", "false", "0.5", "[0]" ) );
+
+TEST_F( AnsweredTelemetry, NoteIsNotShownAgain )
+{
+    (void)frame();
+    EXPECT_FALSE( isNoteShown() );
+}
+
+TEST_F( AnsweredTelemetry, EachHookFiresForWhatTheUserDoes )
+{
+    SceneEdits::add( "Create Cube", {} );
+    openCube();
+    EXPECT_EQ( logged(), ( Names{ "History Added: Create Cube", "History Added: Open File" } ) );
+    pressTool( "Undo" );
+    EXPECT_EQ( logged(), Names{ "Tool Activated: Undo" } ) << "only what is added";
+    pressTool( "Redo" );
+    logged();
+
+    press( 'F', GLFW_MOD_CONTROL );
+    EXPECT_EQ( logged(), Names{ "Search Focused" } );
+    type( "theme" );
+    press( GLFW_KEY_ENTER );
+    EXPECT_EQ( logged(), ( Names{ "Search Tool Activated", "Color Theme Changed: Light",
+                             "Tool Activated: Switch theme" } ) );
+
+    FileDialogSignals::instance().onSaveFile( "/home/ann/secret plans.stl" );
+    EXPECT_EQ( logged(), Names{ "Save " + commonFilesName( { "part.stl" } ) } ) << "the kind of file, not its name";
+    ColorTheme::setupPreset( ColorTheme::Preset::Dark );
+    EXPECT_EQ( logged(), Names{ "Color Theme Changed: Dark" } );
+}
+
+TEST_F( AnsweredTelemetry, ContextMenuIsReportedOnceForEachOpening )
+{
+    openCube();
+    logged();
+    const auto row = Vector2f{ 60, 170 };
+    window().moveMouse( row );
+    settle();
+    window().pressMouse( MouseButton::Right, true );
+    settle();
+    window().pressMouse( MouseButton::Right, false );
+    settle();
+    drawFrames( 10 );
+    EXPECT_EQ( logged(), Names{ "Scene Context Opened" } );
+}
+
+TEST_F( AnsweredTelemetry, EntryOfTheSettings )
+{
+    pressTool( "Viewer settings" );
+    ViewerSettingsPlugin::instance()->setActiveTab( ViewerSettingsPlugin::TabType::Application );
+    (void)frame();
+    const auto& entries = ViewerSettingsPlugin::instance()->comboSettings( ViewerSettingsPlugin::TabType::Application );
+    const auto entry = std::find_if(
+        entries.begin(), entries.end(), []( const auto& e ) { return e->getName() == "Collect Usage Statistics"; } );
+    ASSERT_NE( entry, entries.end() );
+    EXPECT_STREQ( ( *entry )->separatorName(), "Behavior" );
+    Config::instance().setBool( "allowSimpleTelemetry", false );
+    SessionLogs::allow( false );
+    ( *entry )->reset();
+    EXPECT_TRUE( SessionLogs::isAllowed() );
+    EXPECT_FALSE( storedConsent() ) << "until the next sign-in reads it again";
+    UserInfo::setEmail( "ann@example.org" );
+    EXPECT_FALSE( SessionLogs::isAllowed() );
+    pressTool( "Viewer settings" );
+}
+
+TEST_F( AnsweredTelemetry, StepsOfTheHistoryNameNoObjectAndNoFile )
+{
+    openCube();
+    pressTool( "Select all" );
+    pressTool( "Hide selected" );
+    pressTool( "Select all" );
+    pressTool( "Delete Selection" );
+    for ( const auto& name : logged() )
+        EXPECT_EQ( name.find( "cube" ), std::string::npos ) << name;
+}
+
+namespace
+{
+
+/// Started with "-noTelemetry".
+class Vetoed : public Telemetry
+{
+protected:
+    void SetUp() override
+    {
+        SessionLogsTestAccess::reset();
+        SessionLogsTestAccess::veto();
+        UiFixture::SetUp();
+    }
+};
+
+} // namespace
+
+TEST_F( Vetoed, NoNoteNoEntryAndNothingWaits )
+{
+    (void)frame();
+    EXPECT_FALSE( isNoteShown() );
+    for ( const auto& entry :
+        ViewerSettingsPlugin::instance()->comboSettings( ViewerSettingsPlugin::TabType::Application ) )
+        EXPECT_NE( entry->getName(), "Collect Usage Statistics" );
+    SessionLogsTestAccess::take();
+    SceneEdits::add( "Create Cube", {} );
+    pressTool( "Switch theme" );
+    // A sign-in asks for the stored consent; without a session nothing of it is ever sent.
+    for ( const auto& request : transport_->sent() )
+        EXPECT_FALSE( request.url.ends_with( "/stats/log" ) );
+}

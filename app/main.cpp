@@ -8,7 +8,7 @@
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/system/SystemInfo.h>
-#include <VXViewer/core/CommandLoop.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/UserDirs.h>
@@ -52,6 +52,31 @@ bool readConfig( const App::Arguments& arguments, Json::Value& config )
     return false;
 }
 
+/// Opens the files of the command line. The welcome window, which is for an empty scene, waits until none of them is on
+/// its way any more.
+boost::signals2::scoped_connection openFirstFiles(
+    App::FileOpener& opener, const std::vector<std::filesystem::path>& files )
+{
+    const auto menu = OrvantaRibbonMenu::instance();
+    if ( files.empty() || !menu )
+        return {};
+    const auto config = menu->getOrvantaMenuConfig();
+    auto without = config;
+    without.drawWelcomeWindow = false;
+    menu->setOrvantaMenuConfig( without );
+    opener.open( files );
+    return getViewerInstance().perFrameSignal.connect_extended(
+        [menu = std::weak_ptr( menu ), config, &opener]( const boost::signals2::connection& self )
+        {
+            if ( opener.pending() > 0 || opener.waitingForSignIn() > 0 )
+                return;
+            self.disconnect();
+            if ( const auto alive = menu.lock() )
+                alive->setOrvantaMenuConfig( config );
+            getViewerInstance().incrementForceRedrawFrames();
+        } );
+}
+
 int runWindow( const App::Arguments& arguments, App::AppSetup& setup )
 {
     auto& viewer = getViewerInstance();
@@ -67,8 +92,7 @@ int runWindow( const App::Arguments& arguments, App::AppSetup& setup )
         [&]( const std::vector<std::filesystem::path>& files ) { opener.open( files ); } );
     spdlog::debug( "First frame {:.0f} ms after the start of the process", App::secondsSinceProcessStart() * 1000 );
     // After the first frame: a window that stands at once is worth more than a file a little sooner.
-    if ( !arguments.files.empty() )
-        CommandLoop::appendCommand( [&] { opener.open( arguments.files ); } );
+    const auto firstFiles = openFirstFiles( opener, arguments.files );
     viewer.run();
     if ( !viewer.stop() )
         std::_Exit( 0 );

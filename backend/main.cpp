@@ -1,5 +1,6 @@
 #include "identity/UserCommands.h"
 #include "serve/Service.h"
+#include "statistics/StatsReport.h"
 #include "worker/WorkerMain.h"
 
 #include <VXMesh/system/SystemInfo.h>
@@ -130,6 +131,16 @@ int main( int argc, char** argv )
     auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS on loopback until it is told to stop" );
     addServeOptions( *serveCommand, options, memory, upload, time );
 
+    int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
+    serveCommand->add_option( "--keep-statistics", statisticsDays, "Days after which statistics are deleted" )
+        ->check( CLI::Range( 1, 36500 ) )
+        ->capture_default_str();
+    StatsReportOptions report;
+    auto* statsCommand = app.add_subcommand( "stats", "Print what the statistics say" );
+    statsCommand->add_option( "--data", report.data, "Folder of the service's data" )->required();
+    statsCommand->add_option( "--days", report.days, "How many days back" )->check( CLI::Range( 1, 36500 ) )->capture_default_str();
+    statsCommand->add_option( "--actions", report.actions, "How many actions" )->check( CLI::Range( 1, 100000 ) )->capture_default_str();
+    statsCommand->add_flag( "--csv", report.csv, "For a spreadsheet" );
     addIdentityOptions( *serveCommand, options.identity );
     UserCommand user;
     addUserCommands( app, user );
@@ -146,6 +157,9 @@ int main( int argc, char** argv )
         return runWorker( job );
     if ( app.got_subcommand( "user" ) )
         return runUserCommand( user );
+    if ( *statsCommand )
+        return printStatsReport( report );
+    options.keepStatistics = std::chrono::days( statisticsDays );
     readIdentitySecrets( options.identity );
     options.worker.memory = memory << 20;
     options.worker.outputSize = options.maxUpload = upload << 20;

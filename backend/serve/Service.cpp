@@ -4,12 +4,16 @@
 #include "converter/ConverterApi.h"
 #include "identity/AuthApi.h"
 #include "identity/IdentityKeys.h"
+#include "monitor/MonitorApi.h"
 #include "serve/StoreKeys.h"
+#include "statistics/StatsApi.h"
 #include "storage/EmbeddedStore.h"
 #include "tls/Certificates.h"
 #include "version/VersionApi.h"
 
 #include <VXMesh/system/SystemInfo.h>
+
+#include <algorithm>
 
 #include <sys/stat.h>
 
@@ -23,22 +27,47 @@ std::chrono::sys_seconds systemTime()
     return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() );
 }
 
-/// Sends each request to the service that its path names.
+/// What stands behind a beginning of the paths; the name is for the metrics.
+struct Door
+{
+    const char* name;
+    std::function<bool( const std::string& path )> serves;
+    HttpHandler* handler;
+};
+
+/// Sends each request to the service that its path names, and counts the answers.
 class Router final : public HttpHandler
 {
 public:
-    Router( AuthApi& auth, ConverterApi& converter, VersionApi& version, EmbeddedStore& store )
-        : auth_( auth )
-        , converter_( converter )
-        , version_( version )
-        , store_( store )
+    Router( std::vector<Door> doors, RequestCounts& counts )
+        : doors_( std::move( doors ) )
+        , counts_( counts )
     {
     }
 
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override
     {
-        if ( auto* handler = handlerOf_( head.path ) )
-            return handler->planBody( head );
+        const auto* door = doorOf_( head.path );
+        auto plan = door ? door->handler->planBody( head ) : nothingHere();
+        if ( plan.refusal )
+            counts_.add( door ? door->name : "none", plan.refusal->status );
+        return plan;
+    }
+
+    void handle( HttpRequest request, Respond respond ) override
+    {
+        const auto* door = doorOf_( request.path );
+        door->handler->handle( std::move( request ),
+            [this, name = door->name, respond = std::move( respond )]( HttpResponse response )
+            {
+                counts_.add( name, response.status );
+                respond( std::move( response ) );
+            } );
+    }
+
+private:
+    static BodyPlan nothingHere()
+    {
         BodyPlan plan;
         plan.refusal = HttpResponse{};
         plan.refusal->status = 404;
@@ -46,27 +75,14 @@ public:
         return plan;
     }
 
-    void handle( HttpRequest request, Respond respond ) override
+    [[nodiscard]] const Door* doorOf_( const std::string& path ) const
     {
-        handlerOf_( request.path )->handle( std::move( request ), std::move( respond ) );
+        const auto found = std::find_if( doors_.begin(), doors_.end(), [&]( const Door& d ) { return d.serves( path ); } );
+        return found == doors_.end() ? nullptr : &*found;
     }
 
-private:
-    HttpHandler* handlerOf_( const std::string& path )
-    {
-        if ( AuthApi::serves( path ) )
-            return &auth_;
-        if ( ConverterApi::serves( path ) )
-            return &converter_;
-        if ( VersionApi::serves( path ) )
-            return &version_;
-        return store_.serves( path ) ? &store_ : nullptr;
-    }
-
-    AuthApi& auth_;
-    ConverterApi& converter_;
-    VersionApi& version_;
-    EmbeddedStore& store_;
+    std::vector<Door> doors_;
+    RequestCounts& counts_;
 };
 
 /// Without mail it is in the outbox that a developer finds the codes.
@@ -89,7 +105,11 @@ struct Service::Parts
     std::unique_ptr<IdentityService> identity;
     std::unique_ptr<AuthApi> auth;
     std::unique_ptr<ConverterApi> api;
+    std::unique_ptr<StatsStore> statsStore;
+    std::unique_ptr<StatsApi> stats;
     std::unique_ptr<VersionApi> version;
+    RequestCounts counts;
+    std::unique_ptr<MonitorApi> monitor;
     std::unique_ptr<Router> router;
     std::unique_ptr<HttpServer> server;
     std::unique_ptr<ConversionRunner> runner;
@@ -106,6 +126,8 @@ Service::~Service()
     parts_->runner.reset();
     if ( parts_->auth )
         parts_->auth->stop();
+    if ( parts_->stats )
+        parts_->stats->stop();
     parts_->api.reset();
     if ( parts_->server )
         parts_->server->stop();
@@ -161,7 +183,19 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.api = std::make_unique<ConverterApi>( *p.jobs, *p.store, std::move( api ) );
     p.version =
         std::make_unique<VersionApi>( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion );
-    p.router = std::make_unique<Router>( *p.auth, *p.api, *p.version, *p.store );
+    p.statsStore = std::make_unique<StatsStore>( *p.database, &systemTime );
+    StatsOptions stats;
+    stats.userKey = identityKeys->codes;
+    stats.keep = options.keepStatistics;
+    p.stats = std::make_unique<StatsApi>( *p.statsStore, std::move( stats ) );
+    p.monitor = std::make_unique<MonitorApi>( *p.database, p.counts );
+    p.router = std::make_unique<Router>(
+        std::vector<Door>{ { "auth", &AuthApi::serves, p.auth.get() }, { "converter", &ConverterApi::serves, p.api.get() },
+            { "statistics", &StatsApi::serves, p.stats.get() }, { "version", &VersionApi::serves, p.version.get() },
+            { "monitor", &MonitorApi::serves, p.monitor.get() },
+            { "storage", [store = p.store.get()]( const std::string& path ) { return store->serves( path ); },
+                p.store.get() } },
+        p.counts );
 
     HttpServerOptions http;
     http.port = options.port;

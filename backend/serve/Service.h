@@ -35,6 +35,7 @@ struct ServiceOptions
     /// The newest release, told to programs that ask; this back end's own version unless set.
     std::string latestVersion;
     IdentityOptions identity;
+    std::chrono::seconds keepStatistics = std::chrono::days( 400 );
 };
 
 /// All services of one machine in one process.

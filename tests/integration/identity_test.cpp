@@ -9,6 +9,7 @@
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/deferred/WebRequestFuture.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/CommandLoop.h>
 
 #include <gtest/gtest.h>
@@ -172,6 +173,26 @@ TEST_F( IdentityService, AnswersInTheProtocolsForm )
     const auto big = folder.write( "big", std::string( 100'000, 'x' ) ).string();
     EXPECT_EQ( runCommand( curl + "-o /dev/null -w '%{http_code}' --data-binary @" + big + " " + target + url + "/auth" ).text,
         "413" );
+}
+
+TEST_F( IdentityService, StatisticsOfASessionSurviveAKill )
+{
+    const auto waitForAnswers = []
+    {
+        EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+        setWebTransport( nullptr );
+        CommandLoop::processCommands();
+    };
+    UserInfo::setEmail( cAnn );
+    waitForAnswers();
+    SessionLogs::logAction( "Tool Activated: Undo" );
+    UserInfo::setEmail( {} );
+    waitForAnswers();
+    backend_.restart();
+    const auto report = runCommand( ORVANTA_BACKEND " stats --csv --data '" + backend_.data().string() + "'" ).text;
+    for ( const char* line : { "actions,Sign In,1\n", "actions,Tool Activated: Undo,1\n", "actions,Sign Out,1\n" } )
+        EXPECT_NE( report.find( line ), std::string::npos ) << report;
+    EXPECT_NE( report.find( "versions," ), std::string::npos );
 }
 
 TEST_F( IdentityService, OperatorsCommands )

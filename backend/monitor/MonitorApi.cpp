@@ -1,0 +1,101 @@
+#include "monitor/MonitorApi.h"
+
+#include <fmt/format.h>
+
+#include <fstream>
+
+#include <unistd.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+/// Bytes of memory that this process has in use; 0 when the system does not tell.
+uint64_t residentBytes()
+{
+    std::ifstream in( "/proc/self/statm" );
+    uint64_t total = 0, resident = 0;
+    in >> total >> resident;
+    return resident * uint64_t( ::sysconf( _SC_PAGESIZE ) );
+}
+
+} // namespace
+
+void RequestCounts::add( const std::string& service, int status )
+{
+    const std::lock_guard lock( mutex_ );
+    ++counts_[{ service, status / 100 }];
+}
+
+std::map<std::pair<std::string, int>, uint64_t> RequestCounts::all() const
+{
+    const std::lock_guard lock( mutex_ );
+    return counts_;
+}
+
+MonitorApi::MonitorApi( Database& database, const RequestCounts& counts )
+    : database_( database )
+    , counts_( counts )
+{
+}
+
+BodyPlan MonitorApi::planBody( const HttpRequest& head )
+{
+    BodyPlan plan;
+    plan.maxSize = 0;
+    if ( head.method == "GET" || head.method == "HEAD" )
+        return plan;
+    plan.refusal = HttpResponse{};
+    plan.refusal->status = 405;
+    plan.refusal->headers["Allow"] = "GET, HEAD";
+    plan.refusal->body = R"({"error":{"message":"This can only be read"}})";
+    return plan;
+}
+
+void MonitorApi::handle( HttpRequest request, Respond respond )
+{
+    respond( request.path == "/healthz" ? health_() : metrics_() );
+}
+
+HttpResponse MonitorApi::health_()
+{
+    HttpResponse out;
+    const auto rows = database_.query( "SELECT count(*) FROM sqlite_master" );
+    out.status = rows.empty() ? 503 : 200;
+    out.body = rows.empty() ? R"({"status":"the database does not answer"})" : R"({"status":"ok"})";
+    return out;
+}
+
+HttpResponse MonitorApi::metrics_()
+{
+    std::string text;
+    const auto family = [&]( const char* name, const char* type, const char* help )
+    { text += fmt::format( "# HELP {0} {1}\n# TYPE {0} {2}\n", name, help, type ); };
+    family( "orvanta_requests_total", "counter", "Requests answered, by service and class of status." );
+    for ( const auto& [key, count] : counts_.all() )
+        text += fmt::format(
+            "orvanta_requests_total{{service=\"{}\",status=\"{}xx\"}} {}\n", key.first, key.second, count );
+    const auto rows = [&]( const char* sql )
+    {
+        const auto found = database_.query( sql );
+        return found.empty() ? int64_t( 0 ) : integerOf( found[0][0] );
+    };
+    family( "orvanta_conversions_waiting", "gauge", "Conversions that are queued or running." );
+    text += fmt::format( "orvanta_conversions_waiting {}\n", rows( "SELECT count(*) FROM conversions WHERE state IN (1, 2)" ) );
+    family( "orvanta_accounts", "gauge", "Accounts of the embedded identity service." );
+    text += fmt::format( "orvanta_accounts {}\n", rows( "SELECT count(*) FROM accounts" ) );
+    family( "orvanta_stats_sessions", "gauge", "Sessions whose statistics are kept." );
+    text += fmt::format( "orvanta_stats_sessions {}\n", rows( "SELECT count(*) FROM stats_sessions" ) );
+    family( "process_resident_memory_bytes", "gauge", "Memory in use." );
+    text += fmt::format( "process_resident_memory_bytes {}\n", residentBytes() );
+    family( "orvanta_uptime_seconds", "gauge", "Time since the service was started." );
+    const auto up = std::chrono::duration_cast<std::chrono::seconds>( std::chrono::steady_clock::now() - started_ );
+    text += fmt::format( "orvanta_uptime_seconds {}\n", up.count() );
+    HttpResponse out;
+    out.contentType = "text/plain; version=0.0.4; charset=utf-8";
+    out.body = std::move( text );
+    return out;
+}
+
+} // namespace VX::Backend

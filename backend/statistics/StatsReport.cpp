@@ -1,0 +1,110 @@
+#include "statistics/StatsReport.h"
+
+#include "database/Database.h"
+#include "statistics/StatsStore.h"
+
+#include <fmt/format.h>
+
+#include <iostream>
+
+namespace VX::Backend
+{
+namespace
+{
+
+struct Section
+{
+    const char* name;
+    const char* title;
+    std::vector<SqlRow> rows;
+};
+
+std::chrono::sys_seconds now()
+{
+    return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() );
+}
+
+std::string csvField( const std::string& text )
+{
+    if ( text.find_first_of( ",\"\r\n" ) == std::string::npos )
+        return text;
+    std::string out = "\"";
+    for ( const char c : text )
+        out += c == '"' ? std::string( "\"\"" ) : std::string( 1, c );
+    return out + "\"";
+}
+
+/// Reported texts may hold anything; a terminal gets none of its commands.
+std::string printable( std::string text )
+{
+    for ( char& c : text )
+        if ( static_cast<unsigned char>( c ) < ' ' || c == 0x7f )
+            c = '?';
+    return text;
+}
+
+std::vector<Section> readSections( Database& database, const StatsReportOptions& options )
+{
+    const auto since = int64_t( ( now() - std::chrono::days( options.days ) ).time_since_epoch().count() );
+    return {
+        { "sessions", "Sessions a day",
+            database.query( "SELECT date(created, 'unixepoch'), count(*) FROM stats_sessions WHERE created >= ? GROUP "
+                            "BY 1 ORDER BY 1",
+                { since } ) },
+        { "users", "Users a day",
+            database.query( "SELECT date(created, 'unixepoch'), count(DISTINCT user) FROM stats_sessions WHERE created "
+                            ">= ? GROUP BY 1 ORDER BY 1",
+                { since } ) },
+        { "actions", "Actions",
+            database.query( "SELECT name, count(*) FROM stats_actions WHERE stored >= ? GROUP BY 1 ORDER BY 2 DESC, 1 "
+                            "LIMIT ?",
+                { since, int64_t( options.actions ) } ) },
+        { "versions", "Versions",
+            database.query( "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY "
+                            "1 ORDER BY 2 DESC, 1",
+                { since } ) },
+        { "platforms", "Platforms",
+            database.query( "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP "
+                            "BY 1 ORDER BY 2 DESC, 1",
+                { since } ) },
+    };
+}
+
+} // namespace
+
+int printStatsReport( const StatsReportOptions& options )
+{
+    std::error_code ec;
+    const auto file = options.data / "orvanta.db";
+    if ( !std::filesystem::exists( file, ec ) )
+    {
+        std::cerr << "There is no database in \"" << options.data.string() << "\"\n";
+        return 1;
+    }
+    auto database = Database::open( file );
+    if ( !database )
+    {
+        std::cerr << database.error() << "\n";
+        return 1;
+    }
+    const StatsStore makesTables( **database, &now );
+    if ( options.csv )
+        std::cout << "section,key,count\n";
+    for ( const auto& section : readSections( **database, options ) )
+    {
+        if ( !options.csv )
+            std::cout << section.title << "\n";
+        for ( const auto& row : section.rows )
+        {
+            const auto key = printable( textOf( row[0] ) );
+            std::cout << ( options.csv
+                               ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
+                               : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
+        }
+        if ( !options.csv )
+            std::cout << "\n";
+    }
+    return 0;
+}
+
+} // namespace VX::Backend

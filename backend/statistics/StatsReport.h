@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+
+namespace VX::Backend
+{
+
+struct StatsReportOptions
+{
+    std::filesystem::path data;
+    /// How many days back, and how many lines of actions at most.
+    int days = 30;
+    int actions = 20;
+    /// Lines of "section,key,count" for a spreadsheet.
+    bool csv = false;
+};
+
+/// Prints sessions and users a day, the actions that were reported most, versions and platforms; the exit status.
+[[nodiscard]] int printStatsReport( const StatsReportOptions& options );
+
+} // namespace VX::Backend

@@ -1,0 +1,113 @@
+#include "statistics/StatsStore.h"
+
+#include <sodium.h>
+
+namespace VX::Backend
+{
+namespace
+{
+
+constexpr size_t cMostRemembered = 100000;
+
+/// A number that nobody can guess and every JSON reader can hold.
+int64_t randomSession()
+{
+    constexpr uint64_t cLargest = ( uint64_t( 1 ) << 53 ) - 1;
+    uint64_t out = 0;
+    do
+    {
+        randombytes_buf( &out, sizeof out );
+        out &= cLargest;
+    } while ( out == 0 );
+    return int64_t( out );
+}
+
+} // namespace
+
+StatsStore::StatsStore( Database& database, Clock clock )
+    : database_( database )
+    , clock_( std::move( clock ) )
+{
+    for ( const char* sql : {
+              "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
+              "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
+              "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
+              "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
+              "NULL, stored INTEGER NOT NULL)",
+              "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
+          } )
+        database_.execute( sql );
+}
+
+std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
+{
+    std::vector<Stored> out;
+    out.reserve( reports.size() );
+    Database::Transaction transaction( database_ );
+    for ( const auto& report : reports )
+        out.push_back( std::visit( [this]( const auto& value ) { return store_( value ); }, report ) );
+    if ( !transaction.commit() )
+    {
+        // What is remembered may be of sessions that were taken back.
+        users_.clear();
+        out.clear();
+    }
+    return out;
+}
+
+Stored StatsStore::store_( const NewSession& report )
+{
+    const auto id = randomSession();
+    database_.execute( "INSERT INTO stats_sessions(id, user, created) VALUES(?, ?, ?)",
+        { id, report.user, int64_t( clock_().time_since_epoch().count() ) } );
+    if ( users_.size() >= cMostRemembered )
+        users_.clear();
+    users_[id] = report.user;
+    return { true, id };
+}
+
+const std::string& StatsStore::userOf_( int64_t session )
+{
+    static const std::string sNobody;
+    if ( const auto found = users_.find( session ); found != users_.end() )
+        return found->second;
+    const auto rows = database_.query( "SELECT user FROM stats_sessions WHERE id = ?", { session } );
+    if ( rows.empty() )
+        return sNobody;
+    if ( users_.size() >= cMostRemembered )
+        users_.clear();
+    return users_[session] = textOf( rows[0][0] );
+}
+
+Stored StatsStore::store_( const ReportedActions& report )
+{
+    const auto& user = userOf_( report.session );
+    if ( user.empty() || user != report.user )
+        return { false, 0 };
+    const auto now = int64_t( clock_().time_since_epoch().count() );
+    for ( const auto& action : report.actions )
+        database_.execute(
+            "INSERT INTO stats_actions VALUES(?, ?, ?, ?)", { report.session, action.name, action.at, now } );
+    return {};
+}
+
+Stored StatsStore::store_( const ReportedPlatform& report )
+{
+    if ( userOf_( report.session ).empty() )
+        return { false, 0 };
+    database_.execute( "UPDATE stats_sessions SET platform = ?, version = ? WHERE id = ?",
+        { report.platform, report.version, report.session } );
+    return {};
+}
+
+void StatsStore::forget( std::chrono::seconds age )
+{
+    const auto before = int64_t( ( clock_() - age ).time_since_epoch().count() );
+    Database::Transaction transaction( database_ );
+    database_.execute( "DELETE FROM stats_actions WHERE stored < ?", { before } );
+    database_.execute( "DELETE FROM stats_sessions WHERE created < ?", { before } );
+    if ( transaction.commit() )
+        users_.clear();
+}
+
+} // namespace VX::Backend

@@ -42,8 +42,12 @@ tl::expected<Json::Value, std::string> signInWithFile( const std::string& file )
         return tl::unexpected( root.error() );
     if ( !root->isObject() || !( *root )["email"].isString() || !( *root )["password"].isString() )
         return tl::unexpected( "\"" + file + "\" does not hold an e-mail address and a password" );
-    return waitFor( [&]( Cognito::Callback callback )
-        { Cognito::signInEmail( ( *root )["email"].asString(), ( *root )["password"].asString(), std::move( callback ) ); } );
+    return waitFor(
+        [&]( Cognito::Callback callback )
+        {
+            Cognito::signInEmail(
+                ( *root )["email"].asString(), ( *root )["password"].asString(), std::move( callback ) );
+        } );
 }
 
 } // namespace

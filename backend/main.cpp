@@ -138,8 +138,12 @@ int main( int argc, char** argv )
     StatsReportOptions report;
     auto* statsCommand = app.add_subcommand( "stats", "Print what the statistics say" );
     statsCommand->add_option( "--data", report.data, "Folder of the service's data" )->required();
-    statsCommand->add_option( "--days", report.days, "How many days back" )->check( CLI::Range( 1, 36500 ) )->capture_default_str();
-    statsCommand->add_option( "--actions", report.actions, "How many actions" )->check( CLI::Range( 1, 100000 ) )->capture_default_str();
+    statsCommand->add_option( "--days", report.days, "How many days back" )
+        ->check( CLI::Range( 1, 36500 ) )
+        ->capture_default_str();
+    statsCommand->add_option( "--actions", report.actions, "How many actions" )
+        ->check( CLI::Range( 1, 100000 ) )
+        ->capture_default_str();
     statsCommand->add_flag( "--csv", report.csv, "For a spreadsheet" );
     addIdentityOptions( *serveCommand, options.identity );
     UserCommand user;

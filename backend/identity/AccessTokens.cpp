@@ -54,8 +54,8 @@ std::string AccessTokens::signed_( Json::Value claims, const char* use ) const
     claims["exp"] = Json::Int64( ( now + life_ ).count() );
     const auto text = sHeader + "." + base64Url( compact( claims ) );
     std::string signature( crypto_sign_BYTES, '\0' );
-    crypto_sign_detached( reinterpret_cast<unsigned char*>( signature.data() ), nullptr, bytes( text ), text.size(),
-        secretKey_.data() );
+    crypto_sign_detached(
+        reinterpret_cast<unsigned char*>( signature.data() ), nullptr, bytes( text ), text.size(), secretKey_.data() );
     return text + "." + base64Url( signature );
 }
 

@@ -115,8 +115,7 @@ void Accounts::setPassword( const std::string& id, const std::string& passwordHa
 {
     database_.execute( "UPDATE accounts SET password = ? WHERE id = ?", { passwordHash, id } );
     database_.execute( "DELETE FROM refresh_tokens WHERE account = ?", { id } );
-    database_.execute(
-        "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)", { id } );
+    database_.execute( "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)", { id } );
 }
 
 void Accounts::remove( const std::string& id )
@@ -186,8 +185,7 @@ RefreshCheck Accounts::checkRefreshToken( const std::string& token, Account& acc
 
 bool Accounts::isLocked( const std::string& email )
 {
-    const auto rows =
-        database_.query( "SELECT failures, last FROM failed_sign_ins WHERE email = ?", { email } );
+    const auto rows = database_.query( "SELECT failures, last FROM failed_sign_ins WHERE email = ?", { email } );
     if ( rows.empty() || integerOf( rows[0][0] ) < cFreeFailures )
         return false;
     const auto beyond = std::min<int64_t>( integerOf( rows[0][0] ) - cFreeFailures, 30 );

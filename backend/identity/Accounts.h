@@ -85,8 +85,7 @@ public:
     void clean();
 
 private:
-    [[nodiscard]] std::string codeHash_(
-        const std::string& id, CodePurpose purpose, const std::string& code ) const;
+    [[nodiscard]] std::string codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const;
 
     Database& database_;
     std::string codeKey_;

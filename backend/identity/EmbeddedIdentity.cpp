@@ -84,8 +84,9 @@ Mail codeMail( const std::string& email, const std::string& code, CodePurpose pu
 {
     const bool reset = purpose == CodePurpose::Reset;
     return { email, reset ? "Reset your Orvanta password" : "Confirm your Orvanta account",
-        fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to {}.\r\nIf you did not ask for it, ignore this mail.",
-            code, reset ? "choose a new password" : "confirm your account" ) };
+        fmt::format(
+            "Your code is {}\r\n\r\nEnter it in Orvanta to {}.\r\nIf you did not ask for it, ignore this mail.", code,
+            reset ? "choose a new password" : "confirm your account" ) };
 }
 
 } // namespace

@@ -40,7 +40,8 @@ tl::expected<IdentityKeys, std::string> ensureIdentityKeys( const std::filesyste
             keys = { keyIn( ( *root )["signing"] ), keyIn( ( *root )["codes"] ) };
         // New ones in their place would end every sign-in there is without a word.
         if ( keys.signing.empty() || keys.codes.empty() )
-            return tl::unexpected( "\"" + file.string() + "\" is damaged; restore it, or remove it to end all sign-ins" );
+            return tl::unexpected(
+                "\"" + file.string() + "\" is damaged; restore it, or remove it to end all sign-ins" );
         return keys;
     }
     Json::Value root;

@@ -78,8 +78,7 @@ public:
         Outgoing outgoing{ message( mail, options_.from ) };
         curl_easy_setopt( curl.get(), CURLOPT_URL, options_.url.c_str() );
         curl_easy_setopt( curl.get(), CURLOPT_PROTOCOLS_STR, "smtp,smtps" );
-        curl_easy_setopt(
-            curl.get(), CURLOPT_USE_SSL, long( options_.allowPlain ? CURLUSESSL_TRY : CURLUSESSL_ALL ) );
+        curl_easy_setopt( curl.get(), CURLOPT_USE_SSL, long( options_.allowPlain ? CURLUSESSL_TRY : CURLUSESSL_ALL ) );
         curl_easy_setopt( curl.get(), CURLOPT_MAIL_FROM, ( "<" + options_.from + ">" ).c_str() );
         curl_easy_setopt( curl.get(), CURLOPT_MAIL_RCPT, to.get() );
         if ( !options_.user.empty() )

@@ -82,7 +82,8 @@ HttpResponse MonitorApi::metrics_()
         return found.empty() ? int64_t( 0 ) : integerOf( found[0][0] );
     };
     family( "orvanta_conversions_waiting", "gauge", "Conversions that are queued or running." );
-    text += fmt::format( "orvanta_conversions_waiting {}\n", rows( "SELECT count(*) FROM conversions WHERE state IN (1, 2)" ) );
+    text += fmt::format(
+        "orvanta_conversions_waiting {}\n", rows( "SELECT count(*) FROM conversions WHERE state IN (1, 2)" ) );
     family( "orvanta_accounts", "gauge", "Accounts of the embedded identity service." );
     text += fmt::format( "orvanta_accounts {}\n", rows( "SELECT count(*) FROM accounts" ) );
     family( "orvanta_stats_sessions", "gauge", "Sessions whose statistics are kept." );

@@ -77,7 +77,8 @@ private:
 
     [[nodiscard]] const Door* doorOf_( const std::string& path ) const
     {
-        const auto found = std::find_if( doors_.begin(), doors_.end(), [&]( const Door& d ) { return d.serves( path ); } );
+        const auto found =
+            std::find_if( doors_.begin(), doors_.end(), [&]( const Door& d ) { return d.serves( path ); } );
         return found == doors_.end() ? nullptr : &*found;
     }
 
@@ -190,9 +191,9 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.stats = std::make_unique<StatsApi>( *p.statsStore, std::move( stats ) );
     p.monitor = std::make_unique<MonitorApi>( *p.database, p.counts );
     p.router = std::make_unique<Router>(
-        std::vector<Door>{ { "auth", &AuthApi::serves, p.auth.get() }, { "converter", &ConverterApi::serves, p.api.get() },
-            { "statistics", &StatsApi::serves, p.stats.get() }, { "version", &VersionApi::serves, p.version.get() },
-            { "monitor", &MonitorApi::serves, p.monitor.get() },
+        std::vector<Door>{ { "auth", &AuthApi::serves, p.auth.get() },
+            { "converter", &ConverterApi::serves, p.api.get() }, { "statistics", &StatsApi::serves, p.stats.get() },
+            { "version", &VersionApi::serves, p.version.get() }, { "monitor", &MonitorApi::serves, p.monitor.get() },
             { "storage", [store = p.store.get()]( const std::string& path ) { return store->serves( path ); },
                 p.store.get() } },
         p.counts );

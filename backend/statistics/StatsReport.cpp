@@ -60,8 +60,9 @@ std::vector<Section> readSections( Database& database, const StatsReportOptions&
                             "LIMIT ?",
                 { since, int64_t( options.actions ) } ) },
         { "versions", "Versions",
-            database.query( "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY "
-                            "1 ORDER BY 2 DESC, 1",
+            database.query(
+                "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY "
+                "1 ORDER BY 2 DESC, 1",
                 { since } ) },
         { "platforms", "Platforms",
             database.query( "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP "
@@ -97,9 +98,8 @@ int printStatsReport( const StatsReportOptions& options )
         for ( const auto& row : section.rows )
         {
             const auto key = printable( textOf( row[0] ) );
-            std::cout << ( options.csv
-                               ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
-                               : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
+            std::cout << ( options.csv ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
+                                       : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
         }
         if ( !options.csv )
             std::cout << "\n";

@@ -59,8 +59,8 @@ void AuthForm::end()
     const float gaps = float( rows_ - 1 );
     const float rows = ImGui::GetCursorPosY() - gap_ - top_ - gaps * gap_;
     // Whole pixels, as Dear ImGui places its rows, or the two would chase each other for ever.
-    const float gap = std::floor(
-        std::clamp( ( innerHeight_ - rows ) / gaps, cSmallestGap * scaling_, cLargestGap * scaling_ ) );
+    const float gap =
+        std::floor( std::clamp( ( innerHeight_ - rows ) / gaps, cSmallestGap * scaling_, cLargestGap * scaling_ ) );
     const float offset = std::max( 0.f, std::round( ( innerHeight_ - rows - gaps * gap ) * 0.5f ) );
     if ( std::abs( gap - gap_ ) > 0.5f || std::abs( offset - offset_ ) > 0.5f )
         getViewerInstance().incrementForceRedrawFrames( 2 );
@@ -114,7 +114,8 @@ void AuthForm::field( const char* caption, std::string& value, bool masked, bool
         ImGui::SetKeyboardFocusHere();
     ImGui::PushID( caption );
     ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
-    ImGui::InputText( "##field", &value, masked ? ImGuiInputTextFlags_Password | ImGuiInputTextFlags_AutoSelectAll : 0 );
+    ImGui::InputText(
+        "##field", &value, masked ? ImGuiInputTextFlags_Password | ImGuiInputTextFlags_AutoSelectAll : 0 );
     ImGui::PopStyleVar();
     ImGui::PopID();
 }

@@ -73,7 +73,8 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
     drawBackground( viewport, toFront );
 
     // The whole of it shrinks in a window that is too small for it.
-    const float fit = std::min( { 1.f, viewport.x / ( cWidth * menuScaling ), viewport.y / ( cHeight * menuScaling ) } );
+    const float fit =
+        std::min( { 1.f, viewport.x / ( cWidth * menuScaling ), viewport.y / ( cHeight * menuScaling ) } );
     const float scaling = menuScaling * fit;
     const Vector2f size{ cWidth * scaling, cHeight * scaling };
     ImGui::SetNextWindowSize( { size.x, size.y } );
@@ -108,8 +109,7 @@ void AuthWindow::drawSpinner_( const Vector2f& windowSize, float scaling )
 
 void AuthWindow::drawForm_( const Vector2f& windowSize, float scaling )
 {
-    form_->begin(
-        windowSize, { cPadding.x * scaling, cPadding.y * scaling }, scaling, !ImGui::GetTopMostPopupModal() );
+    form_->begin( windowSize, { cPadding.x * scaling, cPadding.y * scaling }, scaling, !ImGui::GetTopMostPopupModal() );
     const bool focused = focusField_;
     switch ( state_ )
     {

@@ -133,8 +133,7 @@ void AuthWindow::requestSignIn_( const AuthToken& token )
 {
     requestInProgress_ = true;
     message_.clear();
-    auto callback =
-        whileAlive_( [this, token]( const Json::Value& response ) { onSignInAnswer_( token, response ); } );
+    auto callback = whileAlive_( [this, token]( const Json::Value& response ) { onSignInAnswer_( token, response ); } );
     if ( isUsable( token ) )
         Cognito::signInToken( token.token, token.endpoint, std::move( callback ) );
     else
@@ -238,13 +237,12 @@ void AuthWindow::requestResendConfirm_()
 
 void AuthWindow::requestForgot_()
 {
-    Cognito::forget( email_,
-        answered_(
-            [this]( const Json::Value& body )
-            {
-                codeDestination_ = textIn( body, { "CodeDeliveryDetails", "Destination" } );
-                show_( AuthState::ConfirmForgot );
-            } ) );
+    Cognito::forget( email_, answered_(
+                                 [this]( const Json::Value& body )
+                                 {
+                                     codeDestination_ = textIn( body, { "CodeDeliveryDetails", "Destination" } );
+                                     show_( AuthState::ConfirmForgot );
+                                 } ) );
 }
 
 void AuthWindow::requestConfirmForgot_()

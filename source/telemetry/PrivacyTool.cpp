@@ -1,7 +1,7 @@
 #include "PrivacyText.h"
 
-#include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/Widgets.h>

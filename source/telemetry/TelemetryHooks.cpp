@@ -63,7 +63,8 @@ void OrvantaRibbonMenu::setupSessionLogs_()
 {
     if ( const auto& history = getViewerInstance().getHistoryStore() )
         connections_.emplace_back( history->changedSignal.connect( &onHistoryChanged ) );
-    connections_.emplace_back( getSearch().onFocus.connect( [] { SessionLogs::logAction( Actions::cSearchFocused ); } ) );
+    connections_.emplace_back(
+        getSearch().onFocus.connect( [] { SessionLogs::logAction( Actions::cSearchFocused ); } ) );
     connections_.emplace_back( getSearch().onToolActivate.connect(
         []( const std::shared_ptr<RibbonMenuItem>& ) { SessionLogs::logAction( Actions::cSearchToolActivated ); } ) );
     if ( auto* list = dynamic_cast<RibbonSceneObjectsListDrawer*>( getSceneObjectsList().get() ) )
@@ -73,8 +74,8 @@ void OrvantaRibbonMenu::setupSessionLogs_()
                 if ( ImGui::IsWindowAppearing() )
                     SessionLogs::logAction( Actions::cSceneContextOpened );
             } ) );
-    connections_.emplace_back(
-        ColorTheme::onChanged( [] { SessionLogs::logAction( fmt::format( Actions::cColorThemeChanged, themeName() ) ); } ) );
+    connections_.emplace_back( ColorTheme::onChanged(
+        [] { SessionLogs::logAction( fmt::format( Actions::cColorThemeChanged, themeName() ) ); } ) );
     connections_.emplace_back( FileDialogSignals::instance().onSaveFile.connect( []( const std::filesystem::path& file )
         { SessionLogs::logAction( fmt::format( Actions::cSave, commonFilesName( { file } ) ) ); } ) );
     if ( auto* settings = ViewerSettingsPlugin::instance(); settings && SessionLogs::isEnabled() )

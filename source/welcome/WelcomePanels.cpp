@@ -31,10 +31,10 @@ struct Shape
     Vector2f place;
 };
 
-constexpr std::array<Shape, 6> cShapes{ { { "cube", "Cube", { 273, 40.2f } },
-    { "cylinder", "Cylinder", { 345, 40.2f } }, { "sphere", "Sphere", { 273, 98.2f } },
-    { "prism", "Prism", { 345, 98.2f } }, { "torus", "Torus", { 273, 156.2f } },
-    { "arrow", "Arrow", { 345, 156.2f } } } };
+constexpr std::array<Shape, 6> cShapes{
+    { { "cube", "Cube", { 273, 40.2f } }, { "cylinder", "Cylinder", { 345, 40.2f } },
+        { "sphere", "Sphere", { 273, 98.2f } }, { "prism", "Prism", { 345, 98.2f } },
+        { "torus", "Torus", { 273, 156.2f } }, { "arrow", "Arrow", { 345, 156.2f } } } };
 
 /// A line in the middle of a panel, at the cursor's height.
 void centered( const char* text, float width )
@@ -46,8 +46,8 @@ void centered( const char* text, float width )
 /// A drawing in the colour of icons, made for `nameSize` pixels and shown at another size.
 void drawIcon( const char* name, float nameSize, ImVec2 size )
 {
-    const auto icon =
-        RibbonIcons::findByName( name, nameSize, RibbonIcons::ColorType::White, RibbonIcons::IconType::IndependentIcons );
+    const auto icon = RibbonIcons::findByName(
+        name, nameSize, RibbonIcons::ColorType::White, RibbonIcons::IconType::IndependentIcons );
     if ( icon )
         ImGui::Image( icon->texture, size, icon->uv0, icon->uv1, themeVec4( ColorTheme::Icon ) );
 }
@@ -58,8 +58,8 @@ bool WelcomeWindow::beginSubwindow_( const char* name, Vector2f pos, Vector2f si
 {
     ImGui::SetNextWindowPos( { pos.x, pos.y }, ImGuiCond_Always, { 0, 0 } );
     ImGui::SetNextWindowSize( { size.x, size.y }, ImGuiCond_Always );
-    return ImGui::Begin( name, &visible_,
-        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoScrollbar );
+    return ImGui::Begin(
+        name, &visible_, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoScrollbar );
 }
 
 void WelcomeWindow::drawPanels_()
@@ -117,10 +117,11 @@ bool WelcomeWindow::drawButton_( const char* caption ) const
 void WelcomeWindow::drawQuickstart_()
 {
     const float s = scaling_;
-    if ( beginSubwindow_( "##Quickstart", center_ + Vector2f{ 8, -238 } * s, Vector2f{ cPanelWidth, cPanelHeight } * s ) )
+    if ( beginSubwindow_(
+             "##Quickstart", center_ + Vector2f{ 8, -238 } * s, Vector2f{ cPanelWidth, cPanelHeight } * s ) )
     {
-        drawTexts_( "Quickstart", { "This curated video collection will", "quickly and efficiently guide you",
-                                      "through the essentials." } );
+        drawTexts_( "Quickstart",
+            { "This curated video collection will", "quickly and efficiently guide you", "through the essentials." } );
         ImGui::SetCursorPos( { 308 * s, 95.2f * s } );
         drawIcon( "Youtube", 130, { 130 * s, 128 * s } );
         if ( drawButton_( "Watch Video" ) )

@@ -327,8 +327,7 @@ TEST_F( Identity, ForgottenPasswordIsReplacedByItsCodeAndEndsTheSignIns )
 TEST_F( Identity, AnUnconfirmedAccountIsSavedByAReset )
 {
     ASSERT_EQ( problem( signUp() ), "" );
-    EXPECT_EQ( problem( signUp() ),
-        "UsernameExistsException: An account with the given email already exists." );
+    EXPECT_EQ( problem( signUp() ), "UsernameExistsException: An account with the given email already exists." );
     ASSERT_EQ( problem( forgot() ), "" );
     ASSERT_EQ( problem( confirmForgot( mailedCode(), "other-word-2" ) ), "" );
     EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
@@ -338,8 +337,8 @@ TEST_F( Identity, WhenTheMailCannotBeSentTheAddressIsFreeAgain )
 {
     mailer_.broken = true;
     const Testing::LogCapture log;
-    EXPECT_EQ( problem( signUp() ),
-        "CodeDeliveryFailureException: The code could not be sent; please try again later" );
+    EXPECT_EQ(
+        problem( signUp() ), "CodeDeliveryFailureException: The code could not be sent; please try again later" );
     EXPECT_TRUE( log.contains( "error: The mail server refuses" ) );
     mailer_.broken = false;
     EXPECT_EQ( problem( signUp() ), "" );
@@ -348,7 +347,8 @@ TEST_F( Identity, WhenTheMailCannotBeSentTheAddressIsFreeAgain )
 TEST_F( Identity, PasswordsMustKeepTheRules )
 {
     const std::map<std::string, std::string> problems{ { "a-1", "Password not long enough" },
-        { std::string( 98, 'a' ) + "-1", "Password too long" }, { "ABCDEF-1", "Password must have lowercase characters" },
+        { std::string( 98, 'a' ) + "-1", "Password too long" },
+        { "ABCDEF-1", "Password must have lowercase characters" },
         { "abcdefg-", "Password must have numeric characters" }, { "abcdefg1", "Password must have symbol characters" },
         { "abcdef-1\n", "Password must not have control characters" } };
     for ( const auto& [password, text] : problems )
@@ -381,7 +381,8 @@ TEST_F( Identity, MailsAreLimitedByAccountAndByAddress )
     EXPECT_EQ( problem( forgot() ), "" );
     std::string last;
     for ( int i = 0; i < 100; ++i )
-        last = problem( call( "ForgotPassword", object( { { "Username", fmt::format( "u{}@b.c", i ) } } ), "elsewhere" ) );
+        last =
+            problem( call( "ForgotPassword", object( { { "Username", fmt::format( "u{}@b.c", i ) } } ), "elsewhere" ) );
     EXPECT_EQ( last, "UserNotFoundException: User does not exist." );
     EXPECT_EQ( problem( call( "ForgotPassword", object( { { "Username", "x@b.c" } } ), "elsewhere" ) ), cLimit );
 }

@@ -51,7 +51,10 @@ protected:
                          email, actions ) )
             .status;
     }
-    int64_t count( const std::string& table ) { return integerOf( database_->query( "SELECT count(*) FROM " + table )[0][0] ); }
+    int64_t count( const std::string& table )
+    {
+        return integerOf( database_->query( "SELECT count(*) FROM " + table )[0][0] );
+    }
 
     Testing::ScratchFolder folder_;
     std::atomic<int64_t> now_{ 1'700'000'000 };
@@ -68,14 +71,17 @@ TEST_F( Statistics, SessionActionsAndPlatformAreKept )
     EXPECT_GT( session, 0 );
     EXPECT_NE( session, newSession() );
     EXPECT_EQ( report( session, R"([{"name":"Sign In","ts":1700000000},{"name":"x","ts":1700000001}])" ), 200 );
-    EXPECT_EQ( send( fmt::format( R"({{"type":"setPlatform","sessionId":{},"platform":"Debian","version":"1.2"}})", session ) )
-                   .body,
+    EXPECT_EQ(
+        send( fmt::format( R"({{"type":"setPlatform","sessionId":{},"platform":"Debian","version":"1.2"}})", session ) )
+            .body,
         "{}" );
-    const auto actions = database_->query( "SELECT name, at FROM stats_actions WHERE session = ? ORDER BY at", { session } );
+    const auto actions =
+        database_->query( "SELECT name, at FROM stats_actions WHERE session = ? ORDER BY at", { session } );
     ASSERT_EQ( actions.size(), 2u );
     EXPECT_EQ( textOf( actions[1][0] ), "x" );
     EXPECT_EQ( integerOf( actions[1][1] ), 1700000001 );
-    const auto sessions = database_->query( "SELECT platform, version, user FROM stats_sessions WHERE id = ?", { session } );
+    const auto sessions =
+        database_->query( "SELECT platform, version, user FROM stats_sessions WHERE id = ?", { session } );
     EXPECT_EQ( textOf( sessions[0][0] ), "Debian" );
     EXPECT_EQ( textOf( sessions[0][1] ), "1.2" );
     EXPECT_EQ( textOf( sessions[0][2] ).find( "ann" ), std::string::npos ) << "a code, not the address";
@@ -173,7 +179,8 @@ TEST_F( Statistics, AfterTheEndReportsAreToldToComeLater )
 
 TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
 {
-    now_ = std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
+    now_ =
+        std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
     const auto session = newSession();
     report( session, R"([{"name":"a,\"b\"","ts":1},{"name":"a,\"b\"","ts":1},{"name":"c\u001b[2J","ts":1}])" );
     send( fmt::format( R"({{"type":"setPlatform","sessionId":{},"platform":"Debian","version":"1.2"}})", session ) );

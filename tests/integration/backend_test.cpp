@@ -26,7 +26,8 @@ protected:
     static std::string root() { return "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ); }
     [[nodiscard]] Output curl( const std::string& arguments ) const
     {
-        return Testing::runCommand( "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
+        return Testing::runCommand(
+            "curl -s --max-time 30 --cacert '" + ( backend_.data() / "ca.pem" ).string() + "' " + arguments );
     }
     [[nodiscard]] std::string statusOf( const std::string& arguments ) const
     {
@@ -101,7 +102,10 @@ TEST_F( BackEnd, UnknownPathsAreNotFound )
 TEST_F( BackEnd, SpeaksModernTlsOnly )
 {
     EXPECT_NE( curl( "--tls-max 1.1 " + root() + "/" ).status, 0 );
-    EXPECT_NE( Testing::runCommand( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" ).status, 0 );
+    EXPECT_NE(
+        Testing::runCommand( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" )
+            .status,
+        0 );
 }
 
 TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
@@ -115,8 +119,8 @@ TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 TEST_F( BackEnd, SaysWhenItsPortIsTaken )
 {
     const Testing::ScratchFolder other;
-    const auto second = Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " +
-                             std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
+    const auto second = Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() +
+                                             " --port " + std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
     EXPECT_EQ( second.status, 1 );
     EXPECT_NE( second.text.find( "Cannot listen on port" ), std::string::npos );
 }

@@ -86,8 +86,8 @@ protected:
     }
     [[nodiscard]] Testing::CommandOutput user( const std::string& arguments, const std::string& before = {} ) const
     {
-        return runCommand( before + ORVANTA_BACKEND " user " + arguments + " --data '" + backend_.data().string() +
-                           "' 2>&1" );
+        return runCommand(
+            before + ORVANTA_BACKEND " user " + arguments + " --data '" + backend_.data().string() + "' 2>&1" );
     }
     static std::string conversionProblem()
     {
@@ -156,22 +156,24 @@ TEST_F( IdentityService, AnswersInTheProtocolsForm )
     const auto target = std::string( "-H 'X-Amz-Target: AWSCognitoIdentityProviderService.InitiateAuth' " );
     for ( const char* path : { "/auth", "/auth/" } )
     {
-        const auto answer = runCommand( curl + "-i -d '{\"AuthFlow\":\"USER_PASSWORD_AUTH\",\"AuthParameters\":{"
-                                               "\"USERNAME\":\"x@y.z\",\"PASSWORD\":\"p\"}}' " +
+        const auto answer = runCommand( curl +
+                                        "-i -d '{\"AuthFlow\":\"USER_PASSWORD_AUTH\",\"AuthParameters\":{"
+                                        "\"USERNAME\":\"x@y.z\",\"PASSWORD\":\"p\"}}' " +
                                         target + url + path )
                                 .text;
         EXPECT_TRUE( answer.starts_with( "HTTP/1.1 400 Bad Request\r\n" ) ) << answer;
         EXPECT_NE( answer.find( "application/x-amz-json-1.1" ), std::string::npos );
         EXPECT_NE( answer.find( "x-amzn-ErrorType: NotAuthorizedException" ), std::string::npos );
         EXPECT_NE( answer.find( "x-amzn-RequestId: " ), std::string::npos );
-        EXPECT_TRUE( answer.ends_with(
-            R"({"__type":"NotAuthorizedException","message":"Incorrect username or password."})" ) )
+        EXPECT_TRUE(
+            answer.ends_with( R"({"__type":"NotAuthorizedException","message":"Incorrect username or password."})" ) )
             << answer;
     }
     EXPECT_EQ( runCommand( curl + "-o /dev/null -w '%{http_code}' " + url + "/auth" ).text, "405" );
     const Testing::ScratchFolder folder;
     const auto big = folder.write( "big", std::string( 100'000, 'x' ) ).string();
-    EXPECT_EQ( runCommand( curl + "-o /dev/null -w '%{http_code}' --data-binary @" + big + " " + target + url + "/auth" ).text,
+    EXPECT_EQ(
+        runCommand( curl + "-o /dev/null -w '%{http_code}' --data-binary @" + big + " " + target + url + "/auth" ).text,
         "413" );
 }
 
@@ -287,7 +289,8 @@ TEST( Gateway, AddsTheClientAndPassesAnswersBackUnchanged )
 TEST( Gateway, ProvesTheSecretToo )
 {
     // printf 'ann@example.orgclient' | openssl dgst -sha256 -hmac secret -binary | base64 says the same.
-    const auto known = runCommand( "printf 'ann@example.orgclient' | openssl dgst -sha256 -hmac secret -binary | base64" );
+    const auto known =
+        runCommand( "printf 'ann@example.orgclient' | openssl dgst -sha256 -hmac secret -binary | base64" );
     EXPECT_EQ( GatewayIdentity::secretHash( "secret", cAnn, "client" ) + "\n", known.text );
 
     Testing::RawTlsServer server(
@@ -333,8 +336,7 @@ TEST( Gateway, AsksTheServiceWhoseTokenItIsAndBelievesItForAWhile )
     GatewayOptions options;
     options.endpoint = "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/auth";
     options.clientId = "client";
-    GatewayIdentity gateway(
-        options, [&] { return std::chrono::sys_seconds( std::chrono::seconds( now.load() ) ); } );
+    GatewayIdentity gateway( options, [&] { return std::chrono::sys_seconds( std::chrono::seconds( now.load() ) ); } );
     const auto good = [&]( const std::string& token )
     {
         std::promise<bool> told;
@@ -353,7 +355,9 @@ TEST( Gateway, AsksTheServiceWhoseTokenItIsAndBelievesItForAWhile )
     EXPECT_TRUE( good( token ) );
     EXPECT_FALSE( good( token + "x" ) );
     EXPECT_FALSE( good( "" ) );
-    EXPECT_EQ( runCommand( ORVANTA_BACKEND " user remove ann@example.org --data '" + backend.data().string() + "'" ).status, 0 );
+    EXPECT_EQ(
+        runCommand( ORVANTA_BACKEND " user remove ann@example.org --data '" + backend.data().string() + "'" ).status,
+        0 );
     EXPECT_TRUE( good( token ) ) << "it was good a moment ago";
     now += 300;
     EXPECT_FALSE( good( token ) );

@@ -37,10 +37,7 @@ protected:
         std::ofstream( tokenFolder() / ".token", std::ios::binary ) << text;
         return loadAuthToken();
     }
-    static void expectEmpty( const AuthToken& token )
-    {
-        EXPECT_EQ( token.login + token.token + token.endpoint, "" );
-    }
+    static void expectEmpty( const AuthToken& token ) { EXPECT_EQ( token.login + token.token + token.endpoint, "" ); }
     Testing::ScratchFolder folder_;
 };
 
@@ -78,9 +75,9 @@ TEST_F( TokenFile, OfNoUseIsNoSignInAndNotWorthALine )
 {
     const Testing::LogCapture log;
     expectEmpty( loadAuthToken() );
-    for ( const char* text : { "", "{", "7", "[]", "null", R"({"login":"a","token":1,"endpoint":"e"})",
-              R"({"login":"a","token":"t"})", R"({"login":"a","token":"t","endpoint":null})",
-              R"({"login":"a","endpoint":"e"})" } )
+    for ( const char* text :
+        { "", "{", "7", "[]", "null", R"({"login":"a","token":1,"endpoint":"e"})", R"({"login":"a","token":"t"})",
+            R"({"login":"a","token":"t","endpoint":null})", R"({"login":"a","endpoint":"e"})" } )
         expectEmpty( load( text ) );
     expectEmpty( load( std::string( size_t( 100 ) << 20, 'x' ) ) );
     expectEmpty( load( std::string( "\x00\x01\xff", 3 ) ) );
@@ -124,7 +121,8 @@ TEST_F( TokenFile, LiesInAPrivateFolder )
 
 TEST( Credentials, EmailAddresses )
 {
-    for ( const char* good : { "a@b.c", "ann@example.org", "a.b+c@d.e.f", "\xc3\xa9@b.c", "a@b..c", "a\"b@c.d", "a@.x.y" } )
+    for ( const char* good :
+        { "a@b.c", "ann@example.org", "a.b+c@d.e.f", "\xc3\xa9@b.c", "a@b..c", "a\"b@c.d", "a@.x.y" } )
         EXPECT_TRUE( isEmailAddress( good ) ) << good;
     for ( const char* bad : { "", "a", "@", "a@b", "@b.c", "a@.c", "a@b.", "a b@c.d", "a@b@c.d", "a/b@c.d", "a\\b@c.d",
               "a@b.c ", " a@b.c", "a@b.c-d", "a.b@c", "a@b c.d" } )

@@ -159,7 +159,8 @@ TEST_F( CognitoTest, AnswersComeOnTheUiThreadUntouched )
 
 TEST( ClientMetadata, HoldsEveryKnownFactAsText )
 {
-    const auto info = deserializeJsonValue( std::string( R"({"OS Version":"Debian","CPU Info":{"CPU":"Fast","Concurrent threads":8},
+    const auto info =
+        deserializeJsonValue( std::string( R"({"OS Version":"Debian","CPU Info":{"CPU":"Fast","Concurrent threads":8},
         "Graphics Info":{"OpenGL Renderer":"Card","OpenGL Version":"4.6"},
         "Memory Info":{"Physical memory total MB":"16000"},
         "Window Info":{"BiggestMonitor":{"Width":3840,"Height":2160,"ScalingPercent":150}}})" ) );
@@ -186,18 +187,19 @@ TEST( ClientMetadata, WithoutAWindowThereIsNoScreen )
 TEST( ClientMetadata, ThreadsAreLeftOutWhenTheyAreNoNumber )
 {
     for ( const char* threads : { "-1", "\"8\"", "1.5", "null", "[]" } )
-        EXPECT_EQ( clientMetadata( deserializeJsonValue( std::string( R"({"CPU Info":{"CPU":"Fast","Concurrent threads":)" ) +
-                                                         threads + "}}" )
-                                       .value() )["cpu"],
+        EXPECT_EQ( clientMetadata( deserializeJsonValue(
+                       std::string( R"({"CPU Info":{"CPU":"Fast","Concurrent threads":)" ) + threads + "}}" )
+                           .value() )["cpu"],
             "Fast" )
             << threads;
 }
 
 TEST( ClientMetadata, HostileObjectsAreOnlyLeftOut )
 {
-    for ( const char* text : { "[]", "7", "null", "\"x\"", R"({"CPU Info":[1],"Graphics Info":7,"Memory Info":"x",
+    for ( const char* text :
+        { "[]", "7", "null", "\"x\"", R"({"CPU Info":[1],"Graphics Info":7,"Memory Info":"x",
               "Window Info":{"BiggestMonitor":[]},"OS Version":{}})",
-              R"({"CPU Info":{"CPU":7},"Graphics Info":{"OpenGL Renderer":[]},"Memory Info":{"Physical memory total MB":1},
+            R"({"CPU Info":{"CPU":7},"Graphics Info":{"OpenGL Renderer":[]},"Memory Info":{"Physical memory total MB":1},
               "Window Info":{"BiggestMonitor":{"Width":"1","Height":1e300,"ScalingPercent":null}}})" } )
     {
         const auto data = clientMetadata( deserializeJsonValue( std::string( text ) ).value() );

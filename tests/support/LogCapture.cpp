@@ -17,8 +17,8 @@ struct LogCapture::Impl
 LogCapture::LogCapture()
     : impl_( std::make_unique<Impl>() )
 {
-    auto logger =
-        std::make_shared<spdlog::logger>( "capture", std::make_shared<spdlog::sinks::ostream_sink_mt>( impl_->stream ) );
+    auto logger = std::make_shared<spdlog::logger>(
+        "capture", std::make_shared<spdlog::sinks::ostream_sink_mt>( impl_->stream ) );
     logger->set_pattern( "%l: %v" );
     logger->set_level( spdlog::level::trace );
     spdlog::set_default_logger( std::move( logger ) );

@@ -325,7 +325,8 @@ TEST_F( SignIn, AnswerWithoutAResultIsAnUnknownError )
 TEST_F( SignIn, AnswersThatAreNoJsonAreShownAsTheParsersText )
 {
     const std::string huge( 5 << 20, 'x' );
-    for ( const std::string& text : { std::string( "<html>no</html>" ), std::string(), std::string( "{\"a\":" ), huge } )
+    for ( const std::string& text :
+        { std::string( "<html>no</html>" ), std::string(), std::string( "{\"a\":" ), huge } )
     {
         show( AuthState::SignIn );
         signInByForm();
@@ -376,8 +377,8 @@ TEST_F( SignIn, ExpiredTokenIsTriedThreeTimesMoreThenTheFormIsShown )
     restart();
     EXPECT_EQ( atStart_.size(), 4u );
     for ( const char* left : { "2", "1", "0" } )
-        EXPECT_TRUE( log_.contains( std::string( "warning: Sign in error: \"Refresh Token has expired\", retrying (" ) +
-                                    left + " left)" ) )
+        EXPECT_TRUE( log_.contains(
+            std::string( "warning: Sign in error: \"Refresh Token has expired\", retrying (" ) + left + " left)" ) )
             << left;
     EXPECT_EQ( log_.count( "retrying" ), 3u );
     EXPECT_EQ( state(), AuthState::SignIn );
@@ -541,8 +542,7 @@ TEST_F( SignIn, SignUpThenTheCodeThenTheForm )
     refuse( "Invalid verification code provided, please try again." );
     EXPECT_EQ( state(), AuthState::ConfirmSignUp );
     EXPECT_EQ( message(), "Invalid verification code provided, please try again." );
-    EXPECT_TRUE(
-        log_.contains( "warning: Auth error: \"Invalid verification code provided, please try again.\"" ) );
+    EXPECT_TRUE( log_.contains( "warning: Auth error: \"Invalid verification code provided, please try again.\"" ) );
     enter();
     answer( 200, "{}" );
     EXPECT_EQ( state(), AuthState::SignIn );

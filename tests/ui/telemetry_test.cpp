@@ -73,7 +73,8 @@ TEST_F( Telemetry, NoteStandsInTheMiddleAndOkIsConsent )
 {
     (void)frame();
     ASSERT_TRUE( isNoteShown() );
-    const auto low = windowPointFromTop( "TelemetryDisclaimer", 0, 0 ), high = windowPoint( "TelemetryDisclaimer", 0, 0 );
+    const auto low = windowPointFromTop( "TelemetryDisclaimer", 0, 0 ),
+               high = windowPoint( "TelemetryDisclaimer", 0, 0 );
     EXPECT_EQ( low.x, ( 1280 - 800 ) / 2 );
     EXPECT_EQ( low.y, ( 800 - 190 ) / 2 );
     EXPECT_EQ( high.x - low.x, 800 );
@@ -151,8 +152,8 @@ TEST_F( AnsweredTelemetry, EachHookFiresForWhatTheUserDoes )
     EXPECT_EQ( logged(), Names{ "Search Focused" } );
     type( "theme" );
     press( GLFW_KEY_ENTER );
-    EXPECT_EQ( logged(), ( Names{ "Search Tool Activated", "Color Theme Changed: Light",
-                             "Tool Activated: Switch theme" } ) );
+    EXPECT_EQ(
+        logged(), ( Names{ "Search Tool Activated", "Color Theme Changed: Light", "Tool Activated: Switch theme" } ) );
 
     FileDialogSignals::instance().onSaveFile( "/home/ann/secret plans.stl" );
     EXPECT_EQ( logged(), Names{ "Save " + commonFilesName( { "part.stl" } ) } ) << "the kind of file, not its name";

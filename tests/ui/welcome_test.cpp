@@ -8,6 +8,7 @@
 #include <VXViewer/menu/ViewerSettingsPlugin.h>
 #include <VXViewer/settings/Config.h>
 
+#include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 #include <imgui_internal.h>
 
@@ -157,8 +158,8 @@ TEST_F( Welcome, StoredChoicesOfOtherTypesAreNone )
 {
     for ( const char* value : { "\"no\"", "0", "null", "[]", "{}" } )
     {
-        folder_.write( "Orvanta/config.json", std::string( R"({"telemetryDisclaimerModalShowed":0,"cShowWelcomeWindow":)" ) +
-                                                  value + "}" );
+        folder_.write( "Orvanta/config.json",
+            std::string( R"({"telemetryDisclaimerModalShowed":0,"cShowWelcomeWindow":)" ) + value + "}" );
         restart();
         EXPECT_TRUE( welcome().isShownOnStartup() ) << value;
     }
@@ -175,10 +176,23 @@ TEST_F( Welcome, CreateObjectStartsTheToolAndIsReported )
 {
     click( windowPointFromTop( "##CreateSimpleObject", 90, 188 ) );
     EXPECT_TRUE( isActive( "Create Simple Objects" ) );
-    EXPECT_EQ( SessionLogsTestAccess::take(), ( Names{ "Welcome Screen: \"Create Object\" Clicked",
-                                                  "Tool Activated: Create Simple Objects" } ) );
+    EXPECT_EQ( SessionLogsTestAccess::take(),
+        ( Names{ "Welcome Screen: \"Create Object\" Clicked", "Tool Activated: Create Simple Objects" } ) );
     (void)frame();
     EXPECT_FALSE( isShown() );
+}
+
+TEST_F( Welcome, AnObjectThatWasMadeAndDeletedLeavesNothingBehind )
+{
+    (void)frame();
+    const auto before = viewer().sceneImage();
+    click( windowPointFromTop( "##CreateSimpleObject", 90, 188 ) );
+    press( GLFW_KEY_ENTER );
+    ASSERT_EQ( viewer().sceneRoot().children().size(), 1u );
+    EXPECT_GT( difference( before, viewer().sceneImage() ), 10000u );
+    clearScene();
+    EXPECT_TRUE( isShown() );
+    EXPECT_LT( difference( before, viewer().sceneImage() ), 100u );
 }
 
 TEST_F( Welcome, WithoutTheToolTheButtonIsOnlyReported )
@@ -279,8 +293,7 @@ TEST_F( Welcome, LogoIsMadeOfItsCurves )
     const std::vector<ImVec2> ends{ { 12.001f, 33.542f }, { 14.517f, 20.114f }, { 32.762f, 17.999f },
         { 52.294f, 20.734f }, { 53.994f, 33.542f }, { 51.961f, 45.652f }, { 32.762f, 48 }, { 14.217f, 45.652f } };
     for ( const auto& end : ends )
-        EXPECT_TRUE( std::any_of( points.begin(), points.end() - 3,
-            [&]( ImVec2 p )
+        EXPECT_TRUE( std::any_of( points.begin(), points.end() - 3, [&]( ImVec2 p )
             { return std::abs( p.x - 100 - 2 * end.x ) < 0.05f && std::abs( p.y - 200 - 2 * end.y ) < 0.05f; } ) )
             << end.x << " " << end.y;
     for ( size_t i = 0; i < points.size() - 3; ++i )

@@ -28,8 +28,8 @@ VXVIEWER_API void rename( const std::shared_ptr<Object>& object, const std::stri
 /// Shows or hides objects.
 VXVIEWER_API void setVisible( const std::string& actionName, const Objects& objects, bool visible );
 
-/// "Delete object" for one object, "Delete 3 objects" for more: names of steps hold no names of objects, which a product
-/// may report.
+/// "Delete object" for one object, "Delete 3 objects" for more: names of steps hold no names of objects, which a
+/// product may report.
 [[nodiscard]] VXVIEWER_API std::string nameFor( const std::string& verb, const Objects& objects );
 
 } // namespace SceneEdits

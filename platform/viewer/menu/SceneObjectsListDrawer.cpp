@@ -170,8 +170,8 @@ void SceneObjectsListDrawer::drawEye_( Object& object, float x )
     ImGui::SameLine( x );
     if ( UI::glyphButton(
              object.isVisible() ? Icons::cEye : Icons::cEyeSlash, "eye", themeVec4( ColorTheme::DimText ) ) )
-        SceneEdits::setVisible( object.isVisible() ? "Hide object" : "Show object",
-            { object.shared_from_this() }, !object.isVisible() );
+        SceneEdits::setVisible(
+            object.isVisible() ? "Hide object" : "Show object", { object.shared_from_this() }, !object.isVisible() );
     if ( ImGui::IsItemHovered() )
         ImGui::SetTooltip( "%s", object.isVisible() ? "Hide" : "Show" );
 }

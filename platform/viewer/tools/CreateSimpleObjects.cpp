@@ -98,7 +98,7 @@ public:
         ImGui::End();
         if ( !open )
             enable( false );
-        else
+        else if ( isActive() )
             updatePreview_();
     }
 

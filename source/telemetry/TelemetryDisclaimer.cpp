@@ -20,7 +20,7 @@ constexpr const char* cText =
     "To help us understand how you use Orvanta and make it better, we'll collect data on the tools you click on. This "
     "will give us insights to improve functionality and usability.\n\nNo personal info or file data is collected, and "
     "you can opt out anytime in the settings.";
-constexpr float cWidth = 800, cHeight = 190, cButtonsWidth = 500;
+constexpr float cWidth = 800, cHeight = 190, cButtonsWidth = 500, cHeadingLift = 12;
 
 bool isAnswered()
 {
@@ -59,6 +59,8 @@ void drawText( float scale )
         ImGui::SetCursorPosX( ( cWidth * scale - ImGui::CalcTextSize( cTitle ).x ) * 0.5f );
         ImGui::TextUnformatted( cTitle );
     }
+    // The window's height leaves no room for the whole gap.
+    ImGui::SetCursorPosY( ImGui::GetCursorPosY() - cHeadingLift * scale );
     ImGui::TextWrapped( "%s", cText );
 }
 
@@ -90,7 +92,7 @@ void OrvantaRibbonMenu::telemetryDisclaimerModal_( float menuScaling )
         if ( UI::button( "Ok", { width, 0 }, { .enterKey = true } ) )
             accept();
         ImGui::SameLine();
-        if ( UI::button( "Manage Settings", { width, 0 } ) )
+        if ( UI::button( "Manage Settings", { width, 0 }, { .primary = false } ) )
             openSettings( *this );
         ImGui::PopStyleVar();
         ImGui::EndPopup();

@@ -2,6 +2,7 @@
 import json
 import os
 import stat
+import subprocess
 
 import harness
 from harness import wait_for
@@ -15,6 +16,9 @@ sandbox = harness.Sandbox(options)
 sandbox.set_settings('{"cShowWelcomeWindow": false}')
 display = harness.Display(sandbox)
 program = harness.Program(sandbox)
+
+
+secrets = [PASSWORD, NEW_PASSWORD]
 
 
 def settings():
@@ -59,6 +63,7 @@ def a_new_account_is_asked_for():
 
 def its_code_confirms_it():
     code = sandbox.newest_code(1)
+    secrets.append(code)
     form = harness.wait_until_still(program)
     harness.keep(form, options, "account_code")
     program.type(code)
@@ -72,6 +77,7 @@ def the_user_signs_in():
     program.key("Return")
     wait_for("signed in", is_signed_in)
     assert token()["login"] == EMAIL and token()["token"]
+    secrets.append(token()["token"])
     assert stat.S_IMODE(os.stat(sandbox.settings).st_mode) == 0o700
 
 
@@ -114,6 +120,7 @@ def a_forgotten_password_is_replaced():
     form = harness.wait_until_still(program)
     program.key("Return")
     code = sandbox.newest_code(2)
+    secrets.append(code)
     program.wait_until_changed("the form of the code", form, 2_000)
     form = harness.wait_until_still(program)
     program.type(code)
@@ -152,12 +159,28 @@ def a_step_file_from_the_command_line_waits_for_the_sign_in():
     harness.keep(harness.wait_until_still(program), options, "account_part")
 
 
+def two_programs_start_at_once_with_one_token():
+    program.close()
+    both = [subprocess.Popen([options.program, "--screenshot", os.path.join(sandbox.folder, "%d.png" % i),
+                              sandbox.step_file("bracket.step", "twin%d" % i)], env=sandbox.environment) for i in range(2)]
+    assert [one.wait(timeout=60) for one in both] == [0, 0]
+    assert token()["token"]
+
+
+def no_log_holds_a_secret():
+    text = sandbox.log()
+    assert "Signed in." in text
+    for secret in secrets:
+        assert secret not in text, "a secret is in the log"
+
+
 try:
     harness.run([the_sign_in_covers_the_viewer, a_new_account_is_asked_for, its_code_confirms_it, the_user_signs_in,
                  the_note_about_statistics_is_answered, a_restart_signs_in_silently, without_the_service_there_is_a_retry,
                  signing_out_forgets_the_token, a_forgotten_password_is_replaced,
                  the_new_password_signs_in_and_the_old_one_does_not,
-                 a_step_file_from_the_command_line_waits_for_the_sign_in])
+                 a_step_file_from_the_command_line_waits_for_the_sign_in, two_programs_start_at_once_with_one_token,
+                 no_log_holds_a_secret])
 finally:
     program.process.kill()
     display.close()

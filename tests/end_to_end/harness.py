@@ -54,8 +54,10 @@ class Sandbox:
                         self.credentials], check=True, capture_output=True)
 
     def start_backend(self):
-        self.backend = subprocess.Popen(
-            [self.options.backend, "serve", "--data", self.data, "--port", self.options.port], stdout=subprocess.PIPE, text=True)
+        with open(os.path.join(self.folder, "backend.log"), "a") as log:
+            self.backend = subprocess.Popen(
+                [self.options.backend, "serve", "--data", self.data, "--port", self.options.port], stdout=subprocess.PIPE,
+                stderr=log, text=True)
         line = self.backend.stdout.readline()
         assert "is ready" in line, "the back end does not start: " + line
 
@@ -66,6 +68,14 @@ class Sandbox:
     def set_settings(self, text):
         with open(os.path.join(self.settings, "config.json"), "w") as file:
             file.write(text)
+
+    def log(self):
+        """What the back end and all programs have logged."""
+        text = ""
+        for name in ("backend.log", "programs.log"):
+            with open(os.path.join(self.folder, name)) as file:
+                text += file.read()
+        return text
 
     def newest_code(self, mails):
         """The code in the newest mail, once there are so many of them."""
@@ -112,8 +122,9 @@ class Program:
 
     def __init__(self, sandbox, *files):
         self.sandbox = sandbox
-        self.process = subprocess.Popen([sandbox.options.program, "--size", "1280x800", *files],
-                                        env=sandbox.environment, stderr=subprocess.DEVNULL)
+        with open(os.path.join(sandbox.folder, "programs.log"), "a") as log:
+            self.process = subprocess.Popen([sandbox.options.program, "--verbose", "--size", "1280x800", *files],
+                                            env=sandbox.environment, stderr=log)
         self.window = self.xdotool("search", "--sync", "--onlyvisible", "--name", "Orvanta").split()[0]
 
     def type(self, text):

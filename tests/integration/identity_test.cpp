@@ -12,6 +12,7 @@
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/CommandLoop.h>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -136,6 +137,38 @@ TEST_F( IdentityService, ConverterAsksForAValidToken )
     UserInfo::setAccessToken( result["AccessToken"].asString() );
     EXPECT_EQ( user( std::string( "remove " ) + cAnn ).status, 0 );
     EXPECT_NE( conversionProblem(), "" ) << "nobody there any more";
+}
+
+TEST_F( IdentityService, AKillInTheMiddleLeavesAccountsThatCanBeUsed )
+{
+    constexpr int cUsers = 12;
+    std::atomic<int> answered{ 0 };
+    for ( int i = 0; i < cUsers; ++i )
+        Cognito::signUp( fmt::format( "u{}@example.org", i ), cPassword, [&]( const Json::Value& ) { ++answered; } );
+    while ( answered == 0 )
+        CommandLoop::processCommands();
+    backend_.restart();
+    while ( answered < cUsers )
+        CommandLoop::processCommands();
+    int whole = 0;
+    for ( int i = 0; i < cUsers; ++i )
+    {
+        const auto email = fmt::format( "u{}@example.org", i );
+        if ( ask( [&]( auto callback ) { Cognito::forget( email, callback ); } ) )
+        {
+            const auto code = mailedCode();
+            EXPECT_TRUE(
+                ask( [&]( auto callback ) { Cognito::confirmForget( email, "other-word-2", code, callback ); } ) );
+            EXPECT_TRUE( signIn( "other-word-2", email ) ) << email;
+            ++whole;
+        }
+        else
+        {
+            EXPECT_TRUE( signUp( email ) ) << email << " is neither there nor free";
+        }
+    }
+    EXPECT_GT( whole, 0 );
+    EXPECT_LT( whole, cUsers ) << "the kill came too late to prove anything";
 }
 
 TEST_F( IdentityService, DownIsBadInternet )

@@ -11,7 +11,7 @@
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
-#include <imgui.h>
+#include <imgui_internal.h>
 
 using namespace VX;
 
@@ -79,6 +79,7 @@ TEST_F( Telemetry, NoteStandsInTheMiddleAndOkIsConsent )
     EXPECT_EQ( low.y, ( 800 - 190 ) / 2 );
     EXPECT_EQ( high.x - low.x, 800 );
     EXPECT_EQ( high.y - low.y, 190 );
+    EXPECT_EQ( ImGui::FindWindowByName( "TelemetryDisclaimer##TelemetryDisclaimer" )->ScrollMax.y, 0 ) << "all fits";
     SessionLogs::allow( false );
     click( windowPointFromTop( "TelemetryDisclaimer", 270, 155 ) );
     EXPECT_FALSE( isNoteShown() );

@@ -1,14 +1,12 @@
 #include "converter/ConverterApi.h"
 
+#include "http/JsonText.h"
 #include "http/Uri.h"
 
 #include <VXMesh/io/Json.h>
+#include <VXMesh/io/Text.h>
 
-#include <json/writer.h>
 #include <spdlog/spdlog.h>
-
-#include <algorithm>
-#include <cctype>
 
 namespace VX::Backend
 {
@@ -18,19 +16,12 @@ namespace
 // Jobs may be finished by another process, of which no hint comes.
 constexpr auto cLookAgain = std::chrono::milliseconds( 20 );
 
-std::string compact( const Json::Value& value )
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString( builder, value );
-}
-
 HttpResponse success( Json::Value result )
 {
     Json::Value envelope;
     envelope["result"] = std::move( result );
     HttpResponse out;
-    out.body = compact( envelope );
+    out.body = compactJson( envelope );
     return out;
 }
 
@@ -40,32 +31,19 @@ HttpResponse failure( int status, const std::string& message )
     envelope["error"]["message"] = message;
     HttpResponse out;
     out.status = status;
-    out.body = compact( envelope );
+    out.body = compactJson( envelope );
     return out;
-}
-
-std::string text( const Json::Value& body, const char* key )
-{
-    const auto& member = body[key];
-    return member.isString() ? member.asString() : std::string();
-}
-
-std::string lowerCase( std::string value )
-{
-    std::transform(
-        value.begin(), value.end(), value.begin(), []( unsigned char c ) { return char( std::tolower( c ) ); } );
-    return value;
 }
 
 /// What is wrong with a request's formats; empty when nothing is.
 std::string formatProblem( const Json::Value& body )
 {
-    const auto format = lowerCase( text( body, "input_format" ) );
+    const auto format = toLower( textMember( body, "input_format" ) );
     if ( format.empty() )
         return "The file has no extension; name it .step or .stp and try again";
     if ( format != "step" && format != "stp" )
         return "Files of type \"" + format.substr( 0, 32 ) + "\" cannot be converted; STEP files can";
-    if ( text( body, "compress_input" ) != "zip" )
+    if ( textMember( body, "compress_input" ) != "zip" )
         return "The input must be compressed as \"zip\"";
     return {};
 }
@@ -116,11 +94,13 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
     const auto body = deserializeJsonValue( request.body );
     if ( !body || !body->isObject() )
         return respond( failure( 400, "The request is not a JSON object" ) );
-    options_.mayConvert( text( *body, "access_token" ),
-        [this, call, body = *body, respond]( bool good )
+    const auto token = textMember( *body, "access_token" );
+    options_.mayConvert( token,
+        [this, call, body = *body, respond, nobody = token.empty()]( bool good )
         {
             if ( !good )
-                return respond( failure( 401, "Your sign-in is not valid any more; sign out and in again" ) );
+                return respond( failure( 401, nobody ? "Sign in to convert files"
+                                                     : "Your sign-in is not valid any more; sign out and in again" ) );
             respond( call == "/request" ? request_( body ) : convert_( body ) );
         } );
 }
@@ -129,7 +109,7 @@ HttpResponse ConverterApi::request_( const Json::Value& body )
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
-    const auto job = jobs_.create( lowerCase( text( body, "input_format" ) ) );
+    const auto job = jobs_.create( toLower( textMember( body, "input_format" ) ) );
     Json::Value result;
     result["request_id"] = job.id;
     result["url"] = store_.putUrl( job.uploadKey(), options_.urlLifetime );
@@ -140,9 +120,9 @@ HttpResponse ConverterApi::convert_( const Json::Value& body )
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
-    if ( text( body, "output_format" ) != "vxu" )
+    if ( textMember( body, "output_format" ) != "vxu" )
         return failure( 400, "The output format must be \"vxu\"" );
-    const auto id = text( body, "request_id" );
+    const auto id = textMember( body, "request_id" );
     const auto job = isRequestId( id ) ? jobs_.find( id ) : std::nullopt;
     if ( !job )
         return failure( 404, "This conversion is not known; open the file again" );

@@ -59,6 +59,9 @@ struct BodyPlan
     std::optional<HttpResponse> refusal;
 };
 
+/// For what can only be read: anything but GET and HEAD is refused with a message.
+[[nodiscard]] BodyPlan planReading( const HttpRequest& head, const std::string& message );
+
 /// What the server serves; called on its I/O threads, which must not be blocked for long.
 class HttpHandler
 {

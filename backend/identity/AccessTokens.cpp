@@ -2,10 +2,10 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
+#include "http/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 
-#include <json/writer.h>
 #include <sodium.h>
 
 namespace VX::Backend
@@ -14,13 +14,6 @@ namespace
 {
 
 constexpr size_t cLongestToken = 4096;
-
-std::string compact( const Json::Value& value )
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString( builder, value );
-}
 
 const unsigned char* bytes( std::string_view text )
 {
@@ -52,7 +45,7 @@ std::string AccessTokens::signed_( Json::Value claims, const char* use ) const
     claims["jti"] = randomHex( 16 );
     claims["iat"] = Json::Int64( now.count() );
     claims["exp"] = Json::Int64( ( now + life_ ).count() );
-    const auto text = sHeader + "." + base64Url( compact( claims ) );
+    const auto text = sHeader + "." + base64Url( compactJson( claims ) );
     std::string signature( crypto_sign_BYTES, '\0' );
     crypto_sign_detached(
         reinterpret_cast<unsigned char*>( signature.data() ), nullptr, bytes( text ), text.size(), secretKey_.data() );

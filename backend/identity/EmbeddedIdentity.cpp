@@ -1,5 +1,6 @@
 #include "identity/EmbeddedIdentity.h"
 
+#include "http/JsonText.h"
 #include "identity/Passwords.h"
 
 #include <fmt/format.h>
@@ -13,11 +14,6 @@ namespace
 {
 
 constexpr size_t cLongestPassword = 1024;
-
-std::string text( const Json::Value& object, const char* key )
-{
-    return object.isObject() && object[key].isString() ? object[key].asString() : std::string();
-}
 
 HttpResponse notAuthorized( const std::string& message )
 {
@@ -107,7 +103,7 @@ EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, cons
 bool EmbeddedIdentity::isQuick( const AuthCall& call ) const
 {
     return call.operation == "GetUser" ||
-           ( call.operation == "InitiateAuth" && text( call.body, "AuthFlow" ) != "USER_PASSWORD_AUTH" );
+           ( call.operation == "InitiateAuth" && textMember( call.body, "AuthFlow" ) != "USER_PASSWORD_AUTH" );
 }
 
 HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
@@ -136,7 +132,7 @@ void EmbeddedIdentity::checkAccess( const std::string& accessToken, std::functio
 
 HttpResponse EmbeddedIdentity::initiateAuth_( const AuthCall& call )
 {
-    const auto flow = text( call.body, "AuthFlow" );
+    const auto flow = textMember( call.body, "AuthFlow" );
     if ( flow == "USER_PASSWORD_AUTH" )
         return signInByPassword_( call );
     if ( flow == "REFRESH_TOKEN_AUTH" || flow == "REFRESH_TOKEN" )
@@ -162,7 +158,7 @@ Json::Value EmbeddedIdentity::tokensOf_( const Account& account, const std::stri
 HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
 {
     const auto& parameters = call.body["AuthParameters"];
-    const auto name = text( parameters, "USERNAME" ), password = text( parameters, "PASSWORD" );
+    const auto name = textMember( parameters, "USERNAME" ), password = textMember( parameters, "PASSWORD" );
     if ( name.empty() )
         return invalidParameter( "Missing required parameter USERNAME" );
     if ( password.empty() )
@@ -196,7 +192,7 @@ HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
 
 HttpResponse EmbeddedIdentity::signInByToken_( const AuthCall& call )
 {
-    const auto token = text( call.body["AuthParameters"], "REFRESH_TOKEN" );
+    const auto token = textMember( call.body["AuthParameters"], "REFRESH_TOKEN" );
     if ( token.empty() )
         return invalidParameter( "Missing required parameter REFRESH_TOKEN" );
     Account account;
@@ -235,8 +231,8 @@ HttpResponse EmbeddedIdentity::mailCode_(
 
 HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
 {
-    const auto email = Accounts::normalized( text( call.body, "Username" ) );
-    const auto password = text( call.body, "Password" );
+    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
+    const auto password = textMember( call.body, "Password" );
     if ( email.empty() )
         return invalidParameter( "Username should be an email." );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
@@ -270,12 +266,13 @@ HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
 HttpResponse EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
 {
     Database::Transaction transaction( database_ );
-    const auto account = accounts_.find( Accounts::normalized( text( call.body, "Username" ) ) );
+    const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return unknownUser();
     if ( account->confirmed )
         return notAuthorized( "User cannot be confirmed. Current status is CONFIRMED" );
-    const auto check = accounts_.takeCode( account->id, CodePurpose::SignUp, text( call.body, "ConfirmationCode" ) );
+    const auto check =
+        accounts_.takeCode( account->id, CodePurpose::SignUp, textMember( call.body, "ConfirmationCode" ) );
     if ( check == CodeCheck::Good )
         accounts_.confirm( account->id );
     if ( !transaction.commit() )
@@ -285,7 +282,7 @@ HttpResponse EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
 
 HttpResponse EmbeddedIdentity::resendCode_( const AuthCall& call )
 {
-    const auto email = Accounts::normalized( text( call.body, "Username" ) );
+    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     if ( !mayMail_( call, email ) )
         return limitExceeded();
     const auto account = accounts_.find( email );
@@ -298,7 +295,7 @@ HttpResponse EmbeddedIdentity::resendCode_( const AuthCall& call )
 
 HttpResponse EmbeddedIdentity::forgotPassword_( const AuthCall& call )
 {
-    const auto email = Accounts::normalized( text( call.body, "Username" ) );
+    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     if ( !mayMail_( call, email ) )
         return limitExceeded();
     const auto account = accounts_.find( email );
@@ -309,7 +306,7 @@ HttpResponse EmbeddedIdentity::forgotPassword_( const AuthCall& call )
 
 HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
 {
-    const auto password = text( call.body, "Password" );
+    const auto password = textMember( call.body, "Password" );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );
     if ( !signIns_.allow( call.remoteAddress ) )
@@ -318,10 +315,11 @@ HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
     if ( hash.empty() )
         return storeFailed();
     Database::Transaction transaction( database_ );
-    const auto account = accounts_.find( Accounts::normalized( text( call.body, "Username" ) ) );
+    const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return unknownUser();
-    const auto check = accounts_.takeCode( account->id, CodePurpose::Reset, text( call.body, "ConfirmationCode" ) );
+    const auto check =
+        accounts_.takeCode( account->id, CodePurpose::Reset, textMember( call.body, "ConfirmationCode" ) );
     if ( check == CodeCheck::Good )
     {
         accounts_.setPassword( account->id, hash );
@@ -335,7 +333,7 @@ HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
 
 HttpResponse EmbeddedIdentity::getUser_( const AuthCall& call )
 {
-    const auto id = tokens_.accountOf( text( call.body, "AccessToken" ) );
+    const auto id = tokens_.accountOf( textMember( call.body, "AccessToken" ) );
     const auto account = id ? accounts_.findById( *id ) : std::nullopt;
     if ( !account )
         return notAuthorized( "Invalid Access Token" );

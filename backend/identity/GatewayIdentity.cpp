@@ -2,12 +2,12 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
+#include "http/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
 
 #include <curl/curl.h>
-#include <json/writer.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <spdlog/spdlog.h>
@@ -60,18 +60,6 @@ size_t takeHeader( char* data, size_t size, size_t count, void* context )
     return size * count;
 }
 
-std::string compact( const Json::Value& value )
-{
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString( builder, value );
-}
-
-std::string text( const Json::Value& object, const char* key )
-{
-    return object.isObject() && object[key].isString() ? object[key].asString() : std::string();
-}
-
 /// The user's own name in the claims of a token that comes straight from the service.
 std::string nameInToken( const std::string& token )
 {
@@ -79,7 +67,7 @@ std::string nameInToken( const std::string& token )
     if ( first == std::string::npos || last <= first )
         return {};
     const auto claims = fromBase64Url( std::string_view( token ).substr( first + 1, last - first - 1 ) );
-    return claims ? text( deserializeJsonValue( *claims ).value_or( Json::Value() ), "username" ) : std::string();
+    return claims ? textMember( deserializeJsonValue( *claims ).value_or( Json::Value() ), "username" ) : std::string();
 }
 
 } // namespace
@@ -112,14 +100,14 @@ Json::Value GatewayIdentity::completed_( const AuthCall& call )
         return body;
     if ( call.operation != "InitiateAuth" )
     {
-        body["SecretHash"] = secretHash( options_.clientSecret, text( body, "Username" ), options_.clientId );
+        body["SecretHash"] = secretHash( options_.clientSecret, textMember( body, "Username" ), options_.clientId );
         return body;
     }
     auto& parameters = body["AuthParameters"];
     if ( !parameters.isObject() )
         return body;
-    const auto refresh = text( parameters, "REFRESH_TOKEN" );
-    const auto name = refresh.empty() ? text( parameters, "USERNAME" ) : nameOf_( refresh );
+    const auto refresh = textMember( parameters, "REFRESH_TOKEN" );
+    const auto name = refresh.empty() ? textMember( parameters, "USERNAME" ) : nameOf_( refresh );
     parameters["SECRET_HASH"] = secretHash( options_.clientSecret, name, options_.clientId );
     return body;
 }
@@ -131,7 +119,7 @@ HttpResponse GatewayIdentity::forward_( const std::string& operation, const Json
         curl_slist_append( nullptr, ( "x-amz-target: AWSCognitoIdentityProviderService." + operation ).c_str() );
     list = curl_slist_append( list, ( std::string( "content-type: " ) + cAuthContentType ).c_str() );
     const std::unique_ptr<curl_slist, decltype( &curl_slist_free_all )> headers( list, &curl_slist_free_all );
-    const auto text = compact( body );
+    const auto text = compactJson( body );
     Upstream upstream;
     curl_easy_setopt( curl.get(), CURLOPT_URL, options_.endpoint.c_str() );
     curl_easy_setopt( curl.get(), CURLOPT_PROTOCOLS_STR, "https" );
@@ -165,7 +153,8 @@ void GatewayIdentity::rememberName_( const HttpResponse& answer )
     if ( !body.isObject() || !body["AuthenticationResult"].isObject() )
         return;
     const auto& result = body["AuthenticationResult"];
-    const auto refresh = text( result, "RefreshToken" ), name = nameInToken( text( result, "AccessToken" ) );
+    const auto refresh = textMember( result, "RefreshToken" ),
+               name = nameInToken( textMember( result, "AccessToken" ) );
     if ( refresh.empty() || name.empty() )
         return;
     const std::lock_guard lock( mutex_ );

@@ -1,8 +1,7 @@
 #include "identity/IdentityService.h"
 
 #include "crypto/Hex.h"
-
-#include <json/writer.h>
+#include "http/JsonText.h"
 
 namespace VX::Backend
 {
@@ -11,11 +10,9 @@ namespace
 
 HttpResponse response( const Json::Value& body )
 {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
     HttpResponse out;
     out.contentType = cAuthContentType;
-    out.body = Json::writeString( builder, body );
+    out.body = compactJson( body );
     auto id = randomHex( 16 );
     for ( const size_t at : { 8, 13, 18, 23 } )
         id.insert( at, "-" );

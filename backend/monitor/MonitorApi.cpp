@@ -42,15 +42,7 @@ MonitorApi::MonitorApi( Database& database, const RequestCounts& counts )
 
 BodyPlan MonitorApi::planBody( const HttpRequest& head )
 {
-    BodyPlan plan;
-    plan.maxSize = 0;
-    if ( head.method == "GET" || head.method == "HEAD" )
-        return plan;
-    plan.refusal = HttpResponse{};
-    plan.refusal->status = 405;
-    plan.refusal->headers["Allow"] = "GET, HEAD";
-    plan.refusal->body = R"({"error":{"message":"This can only be read"}})";
-    return plan;
+    return planReading( head, "This can only be read" );
 }
 
 void MonitorApi::handle( HttpRequest request, Respond respond )

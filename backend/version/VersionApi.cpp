@@ -5,15 +5,7 @@ namespace VX::Backend
 
 BodyPlan VersionApi::planBody( const HttpRequest& head )
 {
-    BodyPlan plan;
-    plan.maxSize = 0;
-    if ( head.method == "GET" || head.method == "HEAD" )
-        return plan;
-    plan.refusal = HttpResponse{};
-    plan.refusal->status = 405;
-    plan.refusal->headers["Allow"] = "GET, HEAD";
-    plan.refusal->body = R"({"error":{"message":"The version can only be read"}})";
-    return plan;
+    return planReading( head, "The version can only be read" );
 }
 
 void VersionApi::handle( HttpRequest, Respond respond )

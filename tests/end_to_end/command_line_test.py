@@ -48,7 +48,7 @@ def a_picture_that_cannot_be_written_is_an_error():
 
 def without_a_sign_in_the_service_refuses():
     result = program("--screenshot", os.path.join(sandbox.folder, "none.png"), sandbox.step_file("bracket.step", "nobody"))
-    assert result.returncode == 1 and "sign-in is not valid" in result.stderr, result.stderr
+    assert result.returncode == 1 and "Sign in to convert files" in result.stderr, result.stderr
 
 
 def credentials_of_no_use_are_an_error():

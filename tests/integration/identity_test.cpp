@@ -128,12 +128,12 @@ TEST_F( IdentityService, WholeLifeOfAnAccount )
 TEST_F( IdentityService, ConverterAsksForAValidToken )
 {
     addAnn();
-    EXPECT_EQ( conversionProblem(), "Your sign-in is not valid any more; sign out and in again" );
+    EXPECT_EQ( conversionProblem(), "Sign in to convert files" );
     const auto result = signIn().value()["AuthenticationResult"];
     UserInfo::setAccessToken( result["AccessToken"].asString() );
     EXPECT_EQ( conversionProblem(), "" );
     UserInfo::setAccessToken( result["IdToken"].asString() );
-    EXPECT_NE( conversionProblem(), "" );
+    EXPECT_EQ( conversionProblem(), "Your sign-in is not valid any more; sign out and in again" );
     UserInfo::setAccessToken( result["AccessToken"].asString() );
     EXPECT_EQ( user( std::string( "remove " ) + cAnn ).status, 0 );
     EXPECT_NE( conversionProblem(), "" ) << "nobody there any more";

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <future>
+#include <thread>
 
 #include <unistd.h>
 
@@ -203,6 +204,11 @@ TEST_F( Imports, LeaveNothingBehindInTheBackEnd )
 {
     const Testing::BackendProcess backend;
     EXPECT_EQ( errorOf( file( "clean", sample( "bracket.step" ) ) ), "" );
-    EXPECT_EQ(
-        std::distance( std::filesystem::directory_iterator( backend.data() / "objects" ), {} ), 1 ); // the result
+    // The upload goes after the result was announced, so that a crash in between never loses both.
+    const auto kept = [&]
+    { return std::distance( std::filesystem::directory_iterator( backend.data() / "objects" ), {} ); };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 10 );
+    while ( kept() != 1 && std::chrono::steady_clock::now() < deadline )
+        std::this_thread::yield();
+    EXPECT_EQ( kept(), 1 ) << "the result";
 }

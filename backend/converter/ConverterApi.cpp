@@ -65,13 +65,19 @@ ConverterApi::ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterA
 
 ConverterApi::~ConverterApi()
 {
+    stop();
+}
+
+void ConverterApi::stop()
+{
     {
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
     }
     arrived_.notify_all();
     jobs_.notifyChange();
-    thread_.join();
+    if ( thread_.joinable() )
+        thread_.join();
 }
 
 BodyPlan ConverterApi::planBody( const HttpRequest& )

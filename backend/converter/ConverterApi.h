@@ -35,6 +35,9 @@ public:
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
 
+    /// Answers the status calls that are held, and holds none after it.
+    void stop();
+
 private:
     using Clock = std::chrono::steady_clock;
     struct Waiter

@@ -75,7 +75,7 @@ std::string nameInToken( const std::string& token )
 GatewayIdentity::GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock )
     : options_( std::move( options ) )
     , clock_( std::move( clock ) )
-    , pool_( cThreads, cMostWaiting )
+    , pool_( std::make_shared<WorkerPool>( cThreads, cMostWaiting ) )
 {
 }
 
@@ -210,8 +210,22 @@ void GatewayIdentity::checkAccess( const std::string& accessToken, std::function
         }
         told( good );
     };
-    if ( !pool_.run( ask ) )
+    std::shared_ptr<WorkerPool> pool;
+    {
+        const std::lock_guard lock( mutex_ );
+        pool = pool_;
+    }
+    if ( !pool || !pool->run( ask ) )
         told( false );
+}
+
+void GatewayIdentity::stop()
+{
+    std::shared_ptr<WorkerPool> pool;
+    {
+        const std::lock_guard lock( mutex_ );
+        pool.swap( pool_ );
+    }
 }
 
 } // namespace VX::Backend

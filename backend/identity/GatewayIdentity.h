@@ -4,6 +4,7 @@
 #include "identity/IdentityService.h"
 #include "work/WorkerPool.h"
 
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
@@ -35,6 +36,7 @@ public:
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
     /// Asks the service itself whose token it is.
     void checkAccess( const std::string& accessToken, std::function<void( bool )> told ) override;
+    void stop() override;
 
     /// The proof: base64( HMAC-SHA256( secret, user name + client id ) ).
     [[nodiscard]] static std::string secretHash(
@@ -54,7 +56,7 @@ private:
     std::unordered_map<std::string, std::string> names_;
     /// Until when, by hash of the access token.
     std::unordered_map<std::string, std::chrono::sys_seconds> believed_;
-    WorkerPool pool_;
+    std::shared_ptr<WorkerPool> pool_;
 };
 
 } // namespace VX::Backend

@@ -29,6 +29,8 @@ public:
     [[nodiscard]] virtual HttpResponse answer( const AuthCall& call ) = 0;
     /// Tells whether an access token is good, at once or later on another thread.
     virtual void checkAccess( const std::string& accessToken, std::function<void( bool good )> told ) = 0;
+    /// Tells what is still to be told, and nothing later than at once after it.
+    virtual void stop() {}
 };
 
 /// The content type of the protocol.

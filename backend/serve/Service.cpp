@@ -123,13 +123,17 @@ Service::Service()
 
 Service::~Service()
 {
-    // The runner first: it may wait for a worker. The server before what it calls.
+    // The runner first: it may wait for a worker. Then what answers later, then the server; what the server calls stays
+    // until it has ended.
     parts_->runner.reset();
     if ( parts_->auth )
         parts_->auth->stop();
+    if ( parts_->identity )
+        parts_->identity->stop();
     if ( parts_->stats )
         parts_->stats->stop();
-    parts_->api.reset();
+    if ( parts_->api )
+        parts_->api->stop();
     if ( parts_->server )
         parts_->server->stop();
 }

@@ -514,6 +514,30 @@ TEST_F( SignIn, CheckBoxByTheMouse )
     EXPECT_FALSE( Access::rememberMe( auth() ) );
 }
 
+TEST_F( SignIn, RulesTurnGreenAsTheyAreMet )
+{
+    show( AuthState::SignUp );
+    const auto count = [this]( size_t channel )
+    {
+        const auto image = frame();
+        size_t out = 0;
+        for ( size_t i = 0; i + 2 < image.pixels.size(); i += 3 )
+            out += image.pixels[i + channel] > 200 && image.pixels[i + ( channel + 1 ) % 2] < 60 &&
+                   image.pixels[i + 2] < 60;
+        return out;
+    };
+    const auto red = count( 0 );
+    EXPECT_GT( red, 50u );
+    EXPECT_EQ( count( 1 ), 0u );
+    fill( Access::password( auth() ), "abc" );
+    const auto some = count( 1 );
+    EXPECT_GT( some, 10u ) << "the letter";
+    EXPECT_LT( count( 0 ), red );
+    fill( Access::password( auth() ), "abcdef-1" );
+    EXPECT_GT( count( 1 ), some );
+    EXPECT_EQ( count( 0 ), 0u );
+}
+
 TEST_F( SignIn, SignUpThenTheCodeThenTheForm )
 {
     show( AuthState::SignUp );

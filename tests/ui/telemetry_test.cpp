@@ -162,6 +162,18 @@ TEST_F( AnsweredTelemetry, EachHookFiresForWhatTheUserDoes )
     EXPECT_EQ( logged(), Names{ "Color Theme Changed: Dark" } );
 }
 
+TEST_F( AnsweredTelemetry, SavingByTheDialogTellsTheKindOfFile )
+{
+    openCube();
+    pressTool( "Save scene as" );
+    ASSERT_TRUE( isWindowShown( "Save" ) );
+    logged();
+    press( GLFW_KEY_ENTER );
+    drawUntil( [this] { return std::filesystem::exists( folder_.path() / "cube.vxu" ) && !isWindowShown( "Save" ); } );
+    const auto names = logged();
+    EXPECT_EQ( std::count( names.begin(), names.end(), "Save VXU file" ), 1 ) << testing::PrintToString( names );
+}
+
 TEST_F( AnsweredTelemetry, ContextMenuIsReportedOnceForEachOpening )
 {
     openCube();

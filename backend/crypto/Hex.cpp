@@ -1,6 +1,7 @@
 #include "crypto/Hex.h"
 
 #include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <openssl/rand.h>
 #include <spdlog/spdlog.h>
 
@@ -40,6 +41,15 @@ std::string sha256( std::string_view text )
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     unsigned size = 0;
     EVP_Digest( text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr );
+    return { reinterpret_cast<const char*>( digest.data() ), size };
+}
+
+std::string hmacSha256( std::string_view key, std::string_view text )
+{
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned size = 0;
+    HMAC( EVP_sha256(), key.data(), int( key.size() ), reinterpret_cast<const unsigned char*>( text.data() ),
+        text.size(), digest.data(), &size );
     return { reinterpret_cast<const char*>( digest.data() ), size };
 }
 

@@ -16,4 +16,7 @@ namespace VX::Backend
 /// The 32 bytes of a text's SHA-256 digest.
 [[nodiscard]] std::string sha256( std::string_view text );
 
+/// The 32 bytes of a text's HMAC with SHA-256 (RFC 2104).
+[[nodiscard]] std::string hmacSha256( std::string_view key, std::string_view text );
+
 } // namespace VX::Backend

@@ -1,5 +1,7 @@
 #include "http/HttpServer.h"
 
+#include <VXMesh/io/Text.h>
+
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -17,7 +19,6 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
-#include <cctype>
 #include <thread>
 #include <vector>
 
@@ -109,10 +110,8 @@ HttpRequest toRequest( const http::request_header<>& header, const std::string& 
         out.query = target.substr( mark + 1 );
     for ( const auto& field : header )
     {
-        std::string name( field.name_string() );
-        std::transform(
-            name.begin(), name.end(), name.begin(), []( unsigned char c ) { return char( std::tolower( c ) ); } );
-        out.headers[name] = std::string( field.value() );
+        const std::string_view name( field.name_string().data(), field.name_string().size() );
+        out.headers[toLower( name )] = std::string( field.value() );
     }
     out.remoteAddress = remote;
     return out;

@@ -8,12 +8,9 @@
 #include <VXMesh/io/Text.h>
 
 #include <curl/curl.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 
 namespace VX::Backend
@@ -82,12 +79,7 @@ GatewayIdentity::GatewayIdentity( GatewayOptions options, AccessTokens::Clock cl
 std::string GatewayIdentity::secretHash(
     const std::string& secret, const std::string& userName, const std::string& clientId )
 {
-    const auto message = userName + clientId;
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    HMAC( EVP_sha256(), secret.data(), int( secret.size() ), reinterpret_cast<const unsigned char*>( message.data() ),
-        message.size(), digest.data(), &size );
-    return base64( { reinterpret_cast<const char*>( digest.data() ), size } );
+    return base64( hmacSha256( secret, userName + clientId ) );
 }
 
 Json::Value GatewayIdentity::completed_( const AuthCall& call )

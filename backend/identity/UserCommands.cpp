@@ -1,5 +1,6 @@
 #include "identity/UserCommands.h"
 
+#include "clock/SystemTime.h"
 #include "identity/Accounts.h"
 #include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
@@ -43,19 +44,27 @@ tl::expected<Store, std::string> openStore( const std::filesystem::path& data )
         return tl::unexpected( database.error() );
     Store store;
     store.database = std::move( *database );
-    store.accounts = std::make_unique<Accounts>( *store.database, keys->codes,
-        [] { return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() ); } );
+    store.accounts = std::make_unique<Accounts>( *store.database, keys->codes, &systemTime );
     return store;
 }
 
-tl::expected<std::string, std::string> choosePassword( const UserCommand& command )
+struct NewPassword
+{
+    std::string text;
+    std::string hash;
+};
+
+tl::expected<NewPassword, std::string> choosePassword( const UserCommand& command )
 {
     auto password = randomPassword();
     if ( command.passwordFromInput )
         std::getline( std::cin, password );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return failed( problem );
-    return password;
+    auto hash = hashPassword( password );
+    if ( hash.empty() )
+        return failed( "There is not enough memory to hash the password" );
+    return NewPassword{ std::move( password ), std::move( hash ) };
 }
 
 /// Hands a new password to whoever asked for it; one that was given is known already.
@@ -78,13 +87,10 @@ Result addUser( const UserCommand& command, const std::string& email, Store& sto
     const auto password = choosePassword( command );
     if ( !password )
         return failed( password.error() );
-    const auto hash = hashPassword( *password );
-    if ( hash.empty() )
-        return failed( "There is not enough memory to hash the password" );
-    if ( !store.accounts->add( email, hash, true ) )
+    if ( !store.accounts->add( email, password->hash, true ) )
         return failed( "There is an account of " + email + " already" );
     std::cout << "Added " << email << "\n";
-    return deliver( command, email, *password );
+    return deliver( command, email, password->text );
 }
 
 Result resetUser( const UserCommand& command, const Account& account, Store& store )
@@ -92,15 +98,12 @@ Result resetUser( const UserCommand& command, const Account& account, Store& sto
     const auto password = choosePassword( command );
     if ( !password )
         return failed( password.error() );
-    const auto hash = hashPassword( *password );
-    if ( hash.empty() )
-        return failed( "There is not enough memory to hash the password" );
     Database::Transaction transaction( *store.database );
-    store.accounts->setPassword( account.id, hash );
+    store.accounts->setPassword( account.id, password->hash );
     if ( !transaction.commit() )
         return failed( "The database could not be written" );
     std::cout << "Reset the password of " << account.email << " and ended its sign-ins\n";
-    return deliver( command, account.email, *password );
+    return deliver( command, account.email, password->text );
 }
 
 Result listUsers( Store& store )

@@ -1,5 +1,6 @@
 #include "serve/Service.h"
 
+#include "clock/SystemTime.h"
 #include "converter/ConversionRunner.h"
 #include "converter/ConverterApi.h"
 #include "identity/AuthApi.h"
@@ -21,11 +22,6 @@ namespace VX::Backend
 {
 namespace
 {
-
-std::chrono::sys_seconds systemTime()
-{
-    return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() );
-}
 
 /// What stands behind a beginning of the paths; the name is for the metrics.
 struct Door

@@ -1,5 +1,6 @@
 #include "statistics/StatsReport.h"
 
+#include "clock/SystemTime.h"
 #include "database/Database.h"
 #include "statistics/StatsStore.h"
 
@@ -18,11 +19,6 @@ struct Section
     const char* title;
     std::vector<SqlRow> rows;
 };
-
-std::chrono::sys_seconds now()
-{
-    return std::chrono::time_point_cast<std::chrono::seconds>( std::chrono::system_clock::now() );
-}
 
 std::string csvField( const std::string& text )
 {
@@ -45,7 +41,7 @@ std::string printable( std::string text )
 
 std::vector<Section> readSections( Database& database, const StatsReportOptions& options )
 {
-    const auto since = int64_t( ( now() - std::chrono::days( options.days ) ).time_since_epoch().count() );
+    const auto since = int64_t( ( systemTime() - std::chrono::days( options.days ) ).time_since_epoch().count() );
     return {
         { "sessions", "Sessions a day",
             database.query( "SELECT date(created, 'unixepoch'), count(*) FROM stats_sessions WHERE created >= ? GROUP "
@@ -88,7 +84,7 @@ int printStatsReport( const StatsReportOptions& options )
         std::cerr << database.error() << "\n";
         return 1;
     }
-    const StatsStore makesTables( **database, &now );
+    const StatsStore makesTables( **database, &systemTime );
     if ( options.csv )
         std::cout << "section,key,count\n";
     for ( const auto& section : readSections( **database, options ) )

@@ -6,10 +6,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <openssl/crypto.h>
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 
-#include <array>
 #include <charconv>
 #include <optional>
 #include <sstream>
@@ -24,15 +21,6 @@ using Parameters = std::map<std::string, std::string>;
 
 constexpr const char* cAlgorithm = "AWS4-HMAC-SHA256";
 constexpr auto cLongestLifetime = std::chrono::hours( 24 * 7 );
-
-std::string hmac( const std::string& key, const std::string& data )
-{
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    HMAC( EVP_sha256(), key.data(), int( key.size() ), reinterpret_cast<const unsigned char*>( data.data() ),
-        data.size(), digest.data(), &size );
-    return { reinterpret_cast<const char*>( digest.data() ), size };
-}
 
 std::string queryText( const Parameters& parameters )
 {
@@ -75,8 +63,8 @@ std::string signature( const Canonical& c, const S3Credentials& credentials, con
     const auto toSign = std::string( cAlgorithm ) + "\n" + amzDate + "\n" + scope + "\n" + hex( sha256( request ) );
     std::string key = "AWS4" + credentials.secretKey;
     for ( const auto& part : { day, credentials.region, std::string( "s3" ), std::string( "aws4_request" ) } )
-        key = hmac( key, part );
-    return hex( hmac( key, toSign ) );
+        key = hmacSha256( key, part );
+    return hex( hmacSha256( key, toSign ) );
 }
 
 std::string hostOf( const std::string& endpoint )

@@ -5,6 +5,9 @@
 namespace VX::Actions
 {
 
+// That somebody has said no; the last one that is sent of them.
+inline constexpr const char* cForbidTelemetry = "Forbid Telemetry";
+
 // How long people work, and how often they come back.
 inline constexpr const char* cSignIn = "Sign In";
 inline constexpr const char* cSignOut = "Sign Out";

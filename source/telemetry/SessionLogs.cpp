@@ -1,7 +1,9 @@
 #include <VXOrvanta/telemetry/SessionLogs.h>
 
 #include <VXMesh/system/SystemInfo.h>
+#include <VXOrvanta/account/Cognito.h>
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -90,7 +92,7 @@ void SessionLogs::allow( bool allow )
     // The stored consent of a user does not outdo the command line.
     self.allowed_ = allow && self.enabled_;
     if ( !allow )
-        self.actions_ = { { "Forbid Telemetry", wholeSeconds( self.now_() ) } };
+        self.actions_ = { { Actions::cForbidTelemetry, wholeSeconds( self.now_() ) } };
 }
 
 void SessionLogs::requestSessionId( const std::string& email )
@@ -169,13 +171,11 @@ void SessionLogs::sendActions_()
 void SessionLogs::sendPlatform_()
 {
     platformSent_ = true;
-    auto version = GetVXVersionString();
-    std::replace( version.begin(), version.end(), ' ', '-' );
     Json::Value body( Json::objectValue );
     body["type"] = "setPlatform";
     body["sessionId"] = Json::Int64( sessionId_ );
     body["platform"] = GetDetailedOSName();
-    body["version"] = version;
+    body["version"] = Cognito::versionNoSpaces();
     post( body, "setPlatform", reportFailure( "setPlatform" ) );
 }
 

@@ -317,6 +317,8 @@ TEST( ActionNames, AreUsedByTheCodeAndNothingElseIs )
                 continue;
             const auto text = Testing::readFile( entry.path() );
             const bool isClient = entry.path().filename().string().starts_with( "SessionLogs." );
+            if ( isClient && text.find( "Actions::cForbidTelemetry" ) != std::string::npos )
+                used.insert( "cForbidTelemetry" );
             for ( auto at = text.find( "logAction(" ); at != std::string::npos && !isClient;
                 at = text.find( "logAction(", at + 1 ) )
             {

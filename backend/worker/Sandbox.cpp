@@ -111,6 +111,10 @@ bool filterSystemCalls()
     for ( const int call : cAllowed )
         if ( seccomp_rule_add( filter.get(), SCMP_ACT_ALLOW, call, 0 ) != 0 )
             return false;
+    // A copy of this process asks to end with it.
+    if ( seccomp_rule_add(
+             filter.get(), SCMP_ACT_ALLOW, SCMP_SYS( prctl ), 1, SCMP_A0( SCMP_CMP_EQ, PR_SET_PDEATHSIG ) ) != 0 )
+        return false;
     if ( seccomp_rule_add( filter.get(), SCMP_ACT_ERRNO( ENOSYS ), SCMP_SYS( clone3 ), 0 ) != 0 )
         return false;
     return seccomp_load( filter.get() ) == 0;

@@ -3,10 +3,10 @@
 #include <BRep_Tool.hxx>
 #include <GeomLib.hxx>
 #include <Geom_Surface.hxx>
+#include <NCollection_IndexedDataMap.hxx>
 #include <Poly_PolygonOnTriangulation.hxx>
 #include <Poly_Triangulation.hxx>
 #include <TopExp_Explorer.hxx>
-#include <TopTools_MapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <TopoDS_Edge.hxx>
 
@@ -28,34 +28,68 @@ Vector3f toVector( const gp_XYZ& v )
     return { float( v.X() ), float( v.Y() ), float( v.Z() ) };
 }
 
+struct Line
+{
+    Handle( Poly_PolygonOnTriangulation ) polygon;
+    uint32_t first = 0;    ///< of its face's points
+    bool reversed = false; ///< as seen from its first face, which lies to the left
+    bool shared = false;   ///< by two faces
+};
+
+Vector3d toDouble( const Vector3f& v )
+{
+    return { v.x, v.y, v.z };
+}
+
+/// What the triangles from one on add to the volume of a closed mesh.
+double volumeFrom( const Mesh& mesh, size_t first )
+{
+    double sum = 0;
+    for ( size_t i = first; i < mesh.triangles.size(); ++i )
+    {
+        const auto& t = mesh.triangles[i];
+        sum +=
+            dot( toDouble( mesh.points[t[0]] ), cross( toDouble( mesh.points[t[1]] ), toDouble( mesh.points[t[2]] ) ) );
+    }
+    return sum / 6;
+}
+
 class ShapeMesher
 {
 public:
-    ShapeMesher( const FaceColors& colors, Color fallback )
+    ShapeMesher( const FaceColors& colors, Color fallback, const FaceRoles& roles )
         : colors_( colors )
-        , fallback_( fallback )
+        , roles_( roles )
     {
+        part_.color = fallback;
     }
 
     void add( const TopoDS_Face& face )
     {
+        const FaceRole* role = roles_.IsEmpty() ? nullptr : roles_.Seek( face.Located( TopLoc_Location() ) );
+        if ( role && *role == FaceRole::Placeholder )
+            return;
         TopLoc_Location location;
         const Handle( Poly_Triangulation ) triangulation = BRep_Tool::Triangulation( face, location );
         if ( triangulation.IsNull() || triangulation->NbTriangles() == 0 )
             return;
         const uint32_t first = uint32_t( mesh_->points.size() );
         addPoints_( face, triangulation, location.Transformation() );
+        const size_t firstTriangle = mesh_->triangles.size();
         addTriangles_( face, *triangulation, first );
+        if ( role )
+            part_.cutVolume += volumeFrom( *mesh_, firstTriangle );
         addEdges_( face, triangulation, location, first );
         if ( !colors_.empty() )
-            mesh_->vertexColors.resize( mesh_->points.size(), colors_.of( face, fallback_ ) );
+            mesh_->vertexColors.resize( mesh_->points.size(), colors_.of( face, part_.color ) );
     }
 
-    std::shared_ptr<const Mesh> take()
+    PartMesh take()
     {
-        if ( mesh_->triangles.empty() )
-            return nullptr;
-        return std::move( mesh_ );
+        addOutlines_();
+        if ( !mesh_->triangles.empty() )
+            part_.mesh = std::move( mesh_ );
+        return std::move( part_ );
     }
 
 private:
@@ -97,23 +131,46 @@ private:
         for ( TopExp_Explorer explorer( face, TopAbs_EDGE ); explorer.More(); explorer.Next() )
         {
             const TopoDS_Edge& edge = TopoDS::Edge( explorer.Current() );
-            // An edge is drawn with the first of its faces.
-            if ( BRep_Tool::Degenerated( edge ) || BRep_Tool::IsClosed( edge, face ) || !edges_.Add( edge ) )
+            if ( BRep_Tool::Degenerated( edge ) || BRep_Tool::IsClosed( edge, face ) )
                 continue;
-            const Handle( Poly_PolygonOnTriangulation ) polygon =
-                BRep_Tool::PolygonOnTriangulation( edge, triangulation, location );
-            if ( polygon.IsNull() )
-                continue;
-            for ( int i = 1; i < polygon->NbNodes(); ++i )
-                mesh_->edges.push_back(
-                    { first + uint32_t( polygon->Node( i ) ) - 1, first + uint32_t( polygon->Node( i + 1 ) ) - 1 } );
+            // An edge is drawn with the first of its faces, at the end: only then it is known whether it has two.
+            if ( Line* known = lines_.ChangeSeek( edge ) )
+                known->shared = true;
+            else if ( const Handle( Poly_PolygonOnTriangulation ) polygon =
+                          BRep_Tool::PolygonOnTriangulation( edge, triangulation, location );
+                !polygon.IsNull() )
+                lines_.Add( edge, { polygon, first, edge.Orientation() == TopAbs_REVERSED, false } );
+        }
+    }
+
+    void addOutlines_()
+    {
+        for ( const bool shared : { true, false } )
+        {
+            part_.firstOutline = mesh_->edges.size();
+            for ( const auto& line : lines_ )
+                if ( line.shared == shared )
+                    addLine_( line );
+        }
+    }
+
+    void addLine_( const Line& line )
+    {
+        for ( int i = 1; i < line.polygon->NbNodes(); ++i )
+        {
+            Segment segment{ line.first + uint32_t( line.polygon->Node( i ) ) - 1,
+                line.first + uint32_t( line.polygon->Node( i + 1 ) ) - 1 };
+            if ( line.reversed )
+                std::swap( segment[0], segment[1] );
+            mesh_->edges.push_back( segment );
         }
     }
 
     const FaceColors& colors_;
-    Color fallback_;
+    const FaceRoles& roles_;
+    PartMesh part_;
     std::shared_ptr<Mesh> mesh_ = std::make_shared<Mesh>();
-    TopTools_MapOfShape edges_;
+    NCollection_IndexedDataMap<TopoDS_Shape, Line, TopTools_ShapeMapHasher> lines_;
 };
 
 } // namespace
@@ -142,9 +199,9 @@ Color FaceColors::of( const TopoDS_Face& face, Color fallback ) const
     return entry ? entry->color : fallback;
 }
 
-std::shared_ptr<const Mesh> meshFromShape( const TopoDS_Shape& shape, const FaceColors& colors, Color fallback )
+PartMesh meshFromShape( const TopoDS_Shape& shape, const FaceColors& colors, Color fallback, const FaceRoles& roles )
 {
-    ShapeMesher mesher( colors, fallback );
+    ShapeMesher mesher( colors, fallback, roles );
     for ( TopExp_Explorer explorer( shape, TopAbs_FACE ); explorer.More(); explorer.Next() )
         mesher.add( TopoDS::Face( explorer.Current() ) );
     return mesher.take();

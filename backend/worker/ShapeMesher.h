@@ -1,5 +1,8 @@
 #pragma once
 
+#include "worker/FaceShares.h"
+#include "worker/PartMesh.h"
+
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <NCollection_DataMap.hxx>
@@ -31,9 +34,10 @@ private:
     NCollection_DataMap<TopoDS_Shape, Entry, TopTools_ShapeMapHasher> colors_;
 };
 
-/// The mesh of a shape whose faces have been tessellated; null when it has none. Faces keep their own points, so that
-/// creases stay sharp; the edges between faces become lines, seams and degenerate edges left out.
-[[nodiscard]] std::shared_ptr<const Mesh> meshFromShape(
-    const TopoDS_Shape& shape, const FaceColors& colors, Color fallback );
+/// The mesh of a shape whose faces have been tessellated; its mesh is null when it has none. Faces keep their own
+/// points, so that creases stay sharp; the edges between faces become lines, seams and degenerate edges left out.
+/// Placeholders are left out.
+[[nodiscard]] PartMesh meshFromShape(
+    const TopoDS_Shape& shape, const FaceColors& colors, Color fallback, const FaceRoles& roles );
 
 } // namespace VX::Backend

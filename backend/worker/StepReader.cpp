@@ -1,32 +1,17 @@
 #include "worker/StepReader.h"
 
-#include "worker/ShapeMesher.h"
+#include "worker/ShareProcess.h"
+#include "worker/StepDocument.h"
 
-#include <BRepBndLib.hxx>
-#include <BRepMesh_IncrementalMesh.hxx>
-#include <BRep_Builder.hxx>
-#include <Bnd_Box.hxx>
-#include <IMeshTools_Parameters.hxx>
-#include <Interface_Static.hxx>
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
-#include <STEPCAFControl_Reader.hxx>
 #include <Standard_Failure.hxx>
-#include <TDF_Tool.hxx>
-#include <TDataStd_Name.hxx>
-#include <TDocStd_Document.hxx>
-#include <TopExp_Explorer.hxx>
-#include <TopoDS_Compound.hxx>
-#include <XCAFApp_Application.hxx>
-#include <XCAFDoc_ColorTool.hxx>
-#include <XCAFDoc_DocumentTool.hxx>
-#include <XCAFDoc_ShapeTool.hxx>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
-#include <optional>
-#include <unordered_map>
+#include <tuple>
 
 namespace VX::Backend
 {
@@ -35,6 +20,11 @@ namespace
 
 // Healing that looks for self-intersections takes up to a fifth of the time and has not changed a triangle of the files
 // it was compared on; switching all of it off would lose most faces of some.
+constexpr const char* cAllHealing = R"(FromSTEP.exec.op : FixShape
+FromSTEP.FixShape.Tolerance3d : &Runtime.Tolerance
+FromSTEP.FixShape.MaxTolerance3d : &Runtime.MaxTolerance
+FromSTEP.FixShape.MinTolerance3d : 1.e-7
+)";
 constexpr const char* cHealing = R"(FromSTEP.exec.op : FixShape
 FromSTEP.FixShape.Tolerance3d : &Runtime.Tolerance
 FromSTEP.FixShape.MaxTolerance3d : &Runtime.MaxTolerance
@@ -46,9 +36,9 @@ FromSTEP.FixShape.FixIntersectingEdgesMode : 0
 FromSTEP.FixShape.FixNonAdjacentIntersectingEdgesMode : 0
 )";
 
-void configure( const std::filesystem::path& scratch )
+void configure( const std::filesystem::path& scratch, bool allHealing )
 {
-    std::ofstream( scratch / "STEP" ) << cHealing;
+    std::ofstream( scratch / "STEP" ) << ( allHealing ? cAllHealing : cHealing );
     ::setenv( "CSF_STEPDefaults", scratch.c_str(), 1 );
     Message::DefaultMessenger()->ChangePrinters().Clear();
 }
@@ -80,203 +70,162 @@ std::string quickProblem( const std::filesystem::path& file )
     return {};
 }
 
-std::string nameOf( const TDF_Label& label )
+/// In numbers that may be handed to another process.
+struct Extent
 {
-    Handle( TDataStd_Name ) name;
-    if ( !label.FindAttribute( TDataStd_Name::GetID(), name ) )
-        return {};
-    const TCollection_ExtendedString& text = name->Get();
-    std::string out( size_t( text.LengthOfCString() ) + 1, '\0' );
-    Standard_PCharacter buffer = out.data();
-    out.resize( size_t( std::max( text.ToUTF8CString( buffer ), 0 ) ) );
+    std::array<double, 3> min, max;
+    bool empty = true;
+
+    void add( const Extent& other )
+    {
+        if ( other.empty )
+            return;
+        for ( size_t i = 0; i < 3; ++i )
+        {
+            min[i] = empty ? other.min[i] : std::min( min[i], other.min[i] );
+            max[i] = empty ? other.max[i] : std::max( max[i], other.max[i] );
+        }
+        empty = false;
+    }
+    [[nodiscard]] double deflection( const StepOptions& options ) const
+    {
+        return std::max( { max[0] - min[0], max[1] - min[1], max[2] - min[2], 1e-6 } ) * options.deflection;
+    }
+};
+
+Extent extentOf( const StepDocument& document )
+{
+    Extent out{};
+    const Bnd_Box box = document.box();
+    out.empty = box.IsVoid();
+    if ( !out.empty )
+        box.Get( out.min[0], out.min[1], out.min[2], out.max[0], out.max[1], out.max[2] );
     return out;
 }
 
-AffineXf3f toXf( const TopLoc_Location& location )
+std::filesystem::path fileOfShare( const std::filesystem::path& scratch, int share )
 {
-    const gp_Trsf t = location.Transformation();
-    const auto row = [&]( int r )
-    { return Vector3f{ float( t.Value( r, 1 ) ), float( t.Value( r, 2 ) ), float( t.Value( r, 3 ) ) }; };
-    return { { row( 1 ), row( 2 ), row( 3 ) },
-        { float( t.Value( 1, 4 ) ), float( t.Value( 2, 4 ) ), float( t.Value( 3, 4 ) ) } };
+    return scratch / ( "share" + std::to_string( share ) );
 }
 
-class StepDocument
+/// The work of a process that was forked after the file was read. It just ends where it cannot go on.
+void convertShare( ShareLink& link, StepDocument& document, FaceShares& shares, int share,
+    const std::filesystem::path& result, const StepOptions& options )
 {
-public:
-    StepDocument()
-    {
-        XCAFApp_Application::GetApplication()->NewDocument( "BinXCAF", document_ );
-        shapes_ = XCAFDoc_DocumentTool::ShapeTool( document_->Main() );
-        colors_ = XCAFDoc_DocumentTool::ColorTool( document_->Main() );
-    }
+    shares.keepOnly( share );
+    if ( !document.transfer() )
+        return;
+    const auto roles = shares.roles();
+    if ( !roles || !link.send( extentOf( document ) ) )
+        return;
+    const auto whole = link.receive<Extent>();
+    if ( !whole )
+        return;
+    document.tessellate( whole->deflection( options ), options.angle, false );
+    std::ofstream out( result, std::ios::binary );
+    write( out, document.meshes( *roles ) );
+    out.close();
+    if ( out )
+        std::ignore = link.send( true );
+}
 
-    [[nodiscard]] tl::expected<void, std::string> read( const std::filesystem::path& file )
+/// The file's parts with every process's share of them; nothing where some did not get through, or where healing has
+/// judged a shell by a half of it.
+std::optional<PartMeshes> convertInShares(
+    StepDocument& document, FaceShares& shares, const std::filesystem::path& scratch, const StepOptions& options )
+{
+    std::vector<ShareLink> links;
+    for ( int i = 1; i < shares.count(); ++i )
     {
-        STEPCAFControl_Reader reader;
-        reader.SetColorMode( true );
-        reader.SetNameMode( true );
-        reader.SetLayerMode( false );
-        reader.SetPropsMode( false );
-        reader.SetGDTMode( false );
-        reader.SetMatMode( false );
-        reader.SetViewMode( false );
-        if ( reader.ReadFile( file.c_str() ) != IFSelect_RetDone )
-            return tl::unexpected( std::string( "The STEP file is damaged and cannot be read" ) );
-        if ( !reader.Transfer( document_ ) )
-            return tl::unexpected( std::string( "The STEP file holds no solids or surfaces" ) );
-        shapes_->GetFreeShapes( roots_ );
-        return {};
-    }
-
-    /// Meshes every part once, all faces side by side.
-    void tessellate( const Tessellation& tessellation )
-    {
-        TopoDS_Compound all;
-        BRep_Builder builder;
-        builder.MakeCompound( all );
-        Bnd_Box box;
-        for ( const TDF_Label& root : roots_ )
-        {
-            const TopoDS_Shape shape = XCAFDoc_ShapeTool::GetShape( root );
-            BRepBndLib::AddClose( shape, box );
-            builder.Add( all, shape );
-        }
-        if ( box.IsVoid() )
-            return;
-        double x0 = 0, y0 = 0, z0 = 0, x1 = 0, y1 = 0, z1 = 0;
-        box.Get( x0, y0, z0, x1, y1, z1 );
-        IMeshTools_Parameters parameters;
-        parameters.Deflection = std::max( { x1 - x0, y1 - y0, z1 - z0, 1e-6 } ) * tessellation.deflection;
-        parameters.Angle = tessellation.angle;
-        parameters.Relative = false;
-        parameters.InParallel = true;
-        const BRepMesh_IncrementalMesh mesher( all, parameters );
-    }
-
-    [[nodiscard]] std::vector<std::shared_ptr<Object>> objects()
-    {
-        std::vector<std::shared_ptr<Object>> out;
-        for ( const TDF_Label& root : roots_ )
-            if ( auto object = object_( root, std::nullopt ) )
-                out.push_back( std::move( object ) );
-        return out;
-    }
-
-private:
-    struct Part
-    {
-        std::shared_ptr<const Mesh> mesh; ///< null when there is nothing to draw
-        Color color;
-    };
-
-    [[nodiscard]] std::optional<Color> colorOf_( const TDF_Label& label ) const
-    {
-        Quantity_Color color;
-        if ( !colors_->GetColor( label, XCAFDoc_ColorSurf, color ) &&
-             !colors_->GetColor( label, XCAFDoc_ColorGen, color ) )
+        auto link = startShare(
+            [&]( ShareLink& l ) { convertShare( l, document, shares, i, fileOfShare( scratch, i ), options ); } );
+        if ( !link )
             return {};
-        return toColor( color );
+        links.push_back( std::move( *link ) );
     }
-
-    /// Null for branches without surfaces.
-    std::shared_ptr<Object> object_( const TDF_Label& label, std::optional<Color> inherited )
+    shares.keepOnly( 0 );
+    const auto transferred = document.transfer();
+    const auto roles = shares.roles();
+    if ( !transferred || !roles )
+        return {};
+    Extent whole = extentOf( document );
+    for ( auto& link : links )
     {
-        TDF_Label product = label;
-        if ( XCAFDoc_ShapeTool::IsReference( label ) )
-            XCAFDoc_ShapeTool::GetReferredShape( label, product );
-        if ( const auto own = colorOf_( label ) )
-            inherited = own;
-        auto object =
-            XCAFDoc_ShapeTool::IsAssembly( product ) ? assembly_( product, inherited ) : part_( product, inherited );
-        if ( !object )
-            return nullptr;
-        object->setXf( toXf( XCAFDoc_ShapeTool::GetLocation( label ) ) );
-        auto name = nameOf( product );
-        if ( name.empty() )
-            name = nameOf( label );
-        object->setName( name.empty() ? "Part" : name );
-        return object;
+        const auto extent = link.receive<Extent>();
+        if ( !extent )
+            return {};
+        whole.add( *extent );
     }
-
-    std::shared_ptr<Object> assembly_( const TDF_Label& product, std::optional<Color> inherited )
+    for ( auto& link : links )
+        if ( !link.send( whole ) )
+            return {};
+    document.tessellate( whole.deflection( options ), options.angle, true );
+    auto parts = document.meshes( *roles );
+    for ( int i = 1; i < shares.count(); ++i )
     {
-        auto object = std::make_shared<Object>();
-        TDF_LabelSequence components;
-        XCAFDoc_ShapeTool::GetComponents( product, components );
-        for ( const TDF_Label& component : components )
-            if ( auto child = object_( component, inherited ) )
-                object->addChild( std::move( child ) );
-        return object->children().empty() ? nullptr : object;
+        PartMeshes others;
+        if ( !links[size_t( i ) - 1].receive<bool>() )
+            return {};
+        std::ifstream in( fileOfShare( scratch, i ), std::ios::binary );
+        if ( !read( in, others ) || !join( parts, others ) )
+            return {};
     }
+    // A whole closed shell would have been turned right side out.
+    if ( std::any_of( parts.begin(), parts.end(), []( const auto& part ) { return part.second.cutVolume < 0; } ) )
+        return {};
+    return parts;
+}
 
-    std::shared_ptr<Object> part_( const TDF_Label& product, std::optional<Color> inherited )
+tl::expected<PartMeshes, std::string> convertWhole( StepDocument& document, const StepOptions& options )
+{
+    if ( auto transferred = document.transfer(); !transferred )
+        return tl::unexpected( std::move( transferred.error() ) );
+    const Extent extent = extentOf( document );
+    if ( !extent.empty )
+        document.tessellate( extent.deflection( options ), options.angle, true );
+    return document.meshes( {} );
+}
+
+tl::expected<std::vector<std::shared_ptr<Object>>, std::string> convert(
+    const std::filesystem::path& file, const std::filesystem::path& scratch, const StepOptions& options )
+{
+    StepDocument document;
+    if ( auto read = document.read( file ); !read )
+        return tl::unexpected( std::move( read.error() ) );
+    FaceShares shares( document.session(), options.processes, options.leastShare );
+    if ( shares.count() > 1 )
     {
-        const Part& part = meshOf_( product );
-        if ( !part.mesh )
-            return nullptr;
-        auto object = std::make_shared<ObjectMesh>();
-        object->setMesh( part.mesh );
-        object->setColor( inherited.value_or( part.color ) );
-        return object;
+        if ( const auto parts = convertInShares( document, shares, scratch, options ) )
+            return document.objects( *parts );
+        // What went wrong is for the whole file to say, if it goes wrong with that too.
+        StepOptions alone = options;
+        alone.processes = 1;
+        return convert( file, scratch, alone );
     }
-
-    const Part& meshOf_( const TDF_Label& product )
-    {
-        const auto key = entryOf_( product );
-        if ( const auto it = parts_.find( key ); it != parts_.end() )
-            return it->second;
-        FaceColors faceColors;
-        TDF_LabelSequence subshapes;
-        XCAFDoc_ShapeTool::GetSubShapes( product, subshapes );
-        for ( const TDF_Label& sub : subshapes )
-            if ( const auto color = colorOf_( sub ) )
-                faceColors.add( XCAFDoc_ShapeTool::GetShape( sub ), *color );
-        Part part{ nullptr, colorOf_( product ).value_or( VisualObject::cDefaultColor ) };
-        TopoDS_Shape shape = XCAFDoc_ShapeTool::GetShape( product );
-        // Where the part stands is the object's business.
-        shape.Location( TopLoc_Location() );
-        part.mesh = meshFromShape( shape, faceColors, part.color );
-        return parts_.emplace( key, std::move( part ) ).first->second;
-    }
-
-    static std::string entryOf_( const TDF_Label& label )
-    {
-        TCollection_AsciiString entry;
-        TDF_Tool::Entry( label, entry );
-        return entry.ToCString();
-    }
-
-    Handle( TDocStd_Document ) document_;
-    Handle( XCAFDoc_ShapeTool ) shapes_;
-    Handle( XCAFDoc_ColorTool ) colors_;
-    TDF_LabelSequence roots_;
-    std::unordered_map<std::string, Part> parts_;
-};
+    const auto parts = convertWhole( document, options );
+    if ( !parts )
+        return tl::unexpected( parts.error() );
+    return document.objects( *parts );
+}
 
 } // namespace
 
 void warmUpStepReader( const std::filesystem::path& scratch )
 {
-    configure( scratch );
+    configure( scratch, false );
     const StepDocument document;
-    const STEPCAFControl_Reader reader;
 }
 
 tl::expected<std::vector<std::shared_ptr<Object>>, std::string> readStep(
-    const std::filesystem::path& file, const std::filesystem::path& scratch, const Tessellation& tessellation )
+    const std::filesystem::path& file, const std::filesystem::path& scratch, const StepOptions& options )
 {
     if ( auto problem = quickProblem( file ); !problem.empty() )
         return tl::unexpected( std::move( problem ) );
-    configure( scratch );
+    configure( scratch, options.allHealing );
     try
     {
-        StepDocument document;
-        if ( auto read = document.read( file ); !read )
-            return tl::unexpected( read.error() );
-        document.tessellate( tessellation );
-        auto objects = document.objects();
-        if ( objects.empty() )
+        auto objects = convert( file, scratch, options );
+        if ( objects && objects->empty() )
             return tl::unexpected( std::string( "The STEP file holds no solids or surfaces" ) );
         return objects;
     }

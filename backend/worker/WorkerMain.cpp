@@ -42,7 +42,9 @@ tl::expected<void, std::string> convert( const WorkerJob& job )
     limits.maxEntrySize = job.outputSize;
     if ( auto unpacked = extractSingleFile( job.folder / "input.zip", input, limits ); !unpacked )
         return unpacked;
-    const auto objects = readStep( input, job.folder );
+    StepOptions options;
+    options.processes = int( std::thread::hardware_concurrency() );
+    const auto objects = readStep( input, job.folder, options );
     if ( !objects )
         return tl::unexpected( objects.error() );
     const auto bytes = writeVxu( *objects );

@@ -1,4 +1,6 @@
-/// The native format with a million triangles, and packing of STEP text.
+/// The native format with a million triangles, STL and PLY with five, and packing of STEP text.
+#include "support/TestMeshes.h"
+
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Zip.h>
@@ -52,6 +54,17 @@ void loadMillionTriangles( benchmark::State& state )
     state.counters["MB"] = double( std::filesystem::file_size( file ) ) / 1e6;
 }
 
+void loadFiveMillion( benchmark::State& state, const char* name, std::string ( *bytesOf )( const Mesh& ) )
+{
+    const auto file = std::filesystem::temp_directory_path() / name;
+    std::ofstream( file, std::ios::binary ) << bytesOf( *sheet( 1581 )->mesh() );
+    for ( auto _ : state )
+        if ( !loadObjectFromFile( file ) )
+            state.SkipWithError( "cannot load" );
+    state.counters["MB"] = double( std::filesystem::file_size( file ) ) / 1e6;
+    std::filesystem::remove( file );
+}
+
 void writeMillionTriangles( benchmark::State& state )
 {
     const std::vector<std::shared_ptr<Object>> roots{ sheet( 707 ) };
@@ -80,6 +93,12 @@ void packStepText( benchmark::State& state )
 }
 
 BENCHMARK( loadMillionTriangles )->Unit( benchmark::kMillisecond );
+BENCHMARK_CAPTURE( loadFiveMillion, stl, "orvanta-five.stl", &Testing::binaryStl )
+    ->Unit( benchmark::kMillisecond )
+    ->UseRealTime();
+BENCHMARK_CAPTURE( loadFiveMillion, ply, "orvanta-five.ply", &Testing::binaryPly )
+    ->Unit( benchmark::kMillisecond )
+    ->UseRealTime();
 BENCHMARK( writeMillionTriangles )->Unit( benchmark::kMillisecond );
 BENCHMARK( packStepText )->Unit( benchmark::kMillisecond );
 

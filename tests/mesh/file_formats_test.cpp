@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 using namespace VX;
 using VX::Testing::ScratchFolder;
 
@@ -19,21 +17,6 @@ const Mesh& meshOf( const LoadedObjects& loaded )
     if ( !object )
         throw std::runtime_error( "the first object is not a mesh" );
     return *object->mesh();
-}
-
-std::string binaryStl( const Mesh& mesh )
-{
-    std::string out( 84, '\0' );
-    const auto count = uint32_t( mesh.triangles.size() );
-    std::memcpy( out.data() + 80, &count, 4 );
-    for ( const auto& t : mesh.triangles )
-    {
-        char record[50] = {};
-        for ( size_t k = 0; k < 3; ++k )
-            std::memcpy( record + 12 + k * 12, &mesh.points[t[k]], 12 );
-        out.append( record, 50 );
-    }
-    return out;
 }
 
 std::string errorOf( const std::filesystem::path& file )
@@ -77,7 +60,8 @@ TEST( FileFormats, FindsAFormatInAnyCaseOfTheExtension )
 TEST( FileFormats, WeldsABinaryStl )
 {
     const ScratchFolder folder;
-    const auto loaded = loadObjectFromFile( folder.write( "cube ü \"quoted\".stl", binaryStl( Testing::cube( 2 ) ) ) );
+    const auto loaded =
+        loadObjectFromFile( folder.write( "cube ü \"quoted\".stl", Testing::binaryStl( Testing::cube( 2 ) ) ) );
     ASSERT_TRUE( loaded ) << loaded.error();
     EXPECT_EQ( meshOf( *loaded ).points.size(), 8u );
     EXPECT_NEAR( computeVolume( meshOf( *loaded ) ), 8, 1e-6 );
@@ -87,7 +71,7 @@ TEST( FileFormats, WeldsABinaryStl )
 TEST( FileFormats, RefusesAnStlWithALyingCount )
 {
     const ScratchFolder folder;
-    auto bytes = binaryStl( Testing::cube() );
+    auto bytes = Testing::binaryStl( Testing::cube() );
     bytes[83] = '\x7f';
     EXPECT_FALSE( loadObjectFromFile( folder.write( "part.stl", bytes ) ) );
 }

@@ -4,6 +4,16 @@
 
 namespace VX::Testing
 {
+namespace
+{
+
+template <typename T>
+void append( std::string& out, const T& value )
+{
+    out.append( reinterpret_cast<const char*>( &value ), sizeof value );
+}
+
+} // namespace
 
 Mesh cube( float side )
 {
@@ -48,6 +58,49 @@ std::string cubeFile()
     const std::vector<std::shared_ptr<Object>> roots{ meshObject( "Cube", cube() ) };
     const auto bytes = writeVxu( roots ).value();
     return { reinterpret_cast<const char*>( bytes.data() ), bytes.size() };
+}
+
+std::string binaryStl( const Mesh& mesh )
+{
+    std::string out( 80, '\0' );
+    const auto count = uint32_t( mesh.triangles.size() );
+    append( out, count );
+    out.reserve( 84 + size_t( count ) * 50 );
+    for ( const auto& t : mesh.triangles )
+    {
+        append( out, Vector3f{} );
+        for ( const uint32_t corner : t )
+            append( out, mesh.points[corner] );
+        append( out, uint16_t( 0 ) );
+    }
+    return out;
+}
+
+std::string binaryPly( const Mesh& mesh )
+{
+    std::string out = "ply\nformat binary_little_endian 1.0\ncomment made for a test\n";
+    out += "element vertex " + std::to_string( mesh.points.size() ) + "\n";
+    out += "property float x\nproperty float y\nproperty float z\n";
+    if ( !mesh.normals.empty() )
+        out += "property float nx\nproperty float ny\nproperty float nz\n";
+    if ( !mesh.vertexColors.empty() )
+        out += "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty uchar alpha\n";
+    out += "element face " + std::to_string( mesh.triangles.size() ) + "\nproperty list uchar int vertex_indices\n";
+    out += "end_header\n";
+    for ( size_t i = 0; i < mesh.points.size(); ++i )
+    {
+        append( out, mesh.points[i] );
+        if ( !mesh.normals.empty() )
+            append( out, mesh.normals[i] );
+        if ( !mesh.vertexColors.empty() )
+            append( out, mesh.vertexColors[i] );
+    }
+    for ( const auto& t : mesh.triangles )
+    {
+        append( out, uint8_t( 3 ) );
+        append( out, t );
+    }
+    return out;
 }
 
 } // namespace VX::Testing

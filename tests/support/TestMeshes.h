@@ -18,4 +18,10 @@ namespace VX::Testing
 /// The bytes of a .vxu file with one cube.
 [[nodiscard]] std::string cubeFile();
 
+/// The bytes of a binary STL file with the mesh's triangles.
+[[nodiscard]] std::string binaryStl( const Mesh& mesh );
+
+/// The bytes of a binary PLY file with the mesh's points, triangles, and normals and colours if it has them.
+[[nodiscard]] std::string binaryPly( const Mesh& mesh );
+
 } // namespace VX::Testing

@@ -1,7 +1,9 @@
 #include <VXMesh/formats/AssimpFormats.h>
 
+#include <VXMesh/formats/BinaryPly.h>
+#include <VXMesh/formats/BinaryStl.h>
+#include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/Path.h>
-#include <VXMesh/scene/FeatureEdges.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <assimp/Importer.hpp>
@@ -14,8 +16,6 @@ namespace VX
 namespace
 {
 
-// Looking for creases costs more than the reader itself on large scans, and there they only make noise.
-constexpr size_t cMaxTrianglesWithEdges = 500'000;
 constexpr int cMaxDepth = 200;
 
 class ProgressAdapter final : public Assimp::ProgressHandler
@@ -87,8 +87,7 @@ std::shared_ptr<Mesh> surfaceOf( const aiMesh& source )
             mesh->triangles.push_back( { face.mIndices[0], face.mIndices[1], face.mIndices[2] } );
     if ( !isConsistent( *mesh ) )
         return nullptr;
-    if ( mesh->triangles.size() <= cMaxTrianglesWithEdges )
-        mesh->edges = findFeatureEdges( *mesh );
+    addCreases( *mesh );
     return mesh;
 }
 
@@ -194,7 +193,7 @@ tl::expected<LoadedObjects, std::string> loadWithAssimp(
     if ( adapter->canceled() )
         return tl::unexpected( std::string( cOperationCanceled ) );
     if ( !scene || !scene->mRootNode )
-        return tl::unexpected( "Cannot read \"" + utf8string( file.filename() ) + "\": " + importer.GetErrorString() );
+        return tl::unexpected( cannotRead( file, importer.GetErrorString() ) );
     auto root = SceneConverter( *scene ).convert( utf8string( file.stem() ) );
     if ( !root )
         return tl::unexpected( "\"" + utf8string( file.filename() ) + "\" holds no meshes or points" );
@@ -205,14 +204,27 @@ tl::expected<LoadedObjects, std::string> loadWithAssimp(
     return out;
 }
 
+/// The kinds of files that people open all day, read at the speed of memory; others of the same name the slow way.
+tl::expected<LoadedObjects, std::string> loadStl( const std::filesystem::path& file, const ProgressCallback& progress )
+{
+    auto binary = loadBinaryStl( file, progress );
+    return binary ? std::move( *binary ) : loadWithAssimp( file, progress );
+}
+
+tl::expected<LoadedObjects, std::string> loadPly( const std::filesystem::path& file, const ProgressCallback& progress )
+{
+    auto binary = loadBinaryPly( file, progress );
+    return binary ? std::move( *binary ) : loadWithAssimp( file, progress );
+}
+
 } // namespace
 
 std::vector<FileFormat> assimpFormats()
 {
     return {
-        { "Stereolithography", { ".stl" }, &loadWithAssimp },
+        { "Stereolithography", { ".stl" }, &loadStl },
         { "Wavefront object", { ".obj" }, &loadWithAssimp },
-        { "Stanford polygon file", { ".ply" }, &loadWithAssimp },
+        { "Stanford polygon file", { ".ply" }, &loadPly },
         { "Object file format", { ".off" }, &loadWithAssimp },
         { "glTF", { ".gltf" }, &loadWithAssimp },
         { "3D manufacturing format", { ".3mf" }, &loadWithAssimp },

@@ -1,8 +1,8 @@
 #include <VXMesh/formats/PointFormats.h>
 
+#include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/io/Path.h>
-#include <VXMesh/scene/VisualObjects.h>
 
 #include <charconv>
 #include <string_view>
@@ -71,11 +71,7 @@ tl::expected<LoadedObjects, std::string> loadPoints(
     if ( !colored )
         cloud->colors.clear();
 
-    auto object = std::make_shared<ObjectPoints>();
-    object->setName( utf8string( file.stem() ) );
-    object->setPoints( std::move( cloud ) );
-    LoadedObjects out;
-    out.objects.push_back( std::move( object ) );
+    LoadedObjects out = pointsOfFile( file, std::move( cloud ) );
     if ( skipped > 1 )
         out.warnings = std::to_string( skipped ) + " lines without a point were left out";
     return out;

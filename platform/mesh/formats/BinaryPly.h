@@ -1,0 +1,17 @@
+#pragma once
+
+#include <VXMesh/formats/FileFormats.h>
+
+#include <optional>
+
+namespace VX
+{
+
+/// Reads a binary little-endian PLY file of points, or of points and triangles, as scanners and most programs write it.
+/// Blocks; uses all cores.
+///
+/// Nothing when the file is text, big-endian, has polygons or elements in another order: other readers know those.
+[[nodiscard]] std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
+    const std::filesystem::path& file, const ProgressCallback& progress );
+
+} // namespace VX

@@ -42,7 +42,13 @@ int serve( const ServiceOptions& options )
     return 0;
 }
 
-void addServeOptions( CLI::App& command, ServiceOptions& options, uint64_t& memory, uint64_t& upload, int64_t& time )
+/// Sizes as the command line takes them.
+struct Mebibytes
+{
+    uint64_t memory, upload, stored;
+};
+
+void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& sizes, int64_t& time )
 {
     command.add_option( "--data", options.data, "Folder of the database, certificates, keys and objects" )->required();
     command.add_option( "--port", options.port, "TCP port on loopback; 0 takes a free one" )->capture_default_str();
@@ -52,11 +58,14 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, uint64_t& memo
     command.add_option( "--slots", options.slots, "Conversions at a time" )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();
-    command.add_option( "--worker-memory", memory, "MiB of address space of one conversion" )->capture_default_str();
+    command.add_option( "--worker-memory", sizes.memory, "MiB of address space of one conversion" )
+        ->capture_default_str();
     command.add_option( "--worker-time", time, "Seconds that one conversion may take" )
         ->check( CLI::Range( 1, 86400 ) )
         ->capture_default_str();
-    command.add_option( "--max-upload", upload, "MiB of the largest upload and of what it may unpack to" )
+    command.add_option( "--max-stored", sizes.stored, "MiB of all uploads and results together; the oldest go first" )
+        ->capture_default_str();
+    command.add_option( "--max-upload", sizes.upload, "MiB of the largest upload and of what it may unpack to" )
         ->capture_default_str();
 }
 
@@ -126,10 +135,10 @@ int main( int argc, char** argv )
     app.require_subcommand( 1 );
 
     ServiceOptions options;
-    uint64_t memory = options.worker.memory >> 20, upload = options.maxUpload >> 20;
+    Mebibytes sizes{ options.worker.memory >> 20, options.maxUpload >> 20, options.maxStored >> 20 };
     int64_t time = options.worker.time.count();
     auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS on loopback until it is told to stop" );
-    addServeOptions( *serveCommand, options, memory, upload, time );
+    addServeOptions( *serveCommand, options, sizes, time );
 
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
     serveCommand->add_option( "--keep-statistics", statisticsDays, "Days after which statistics are deleted" )
@@ -165,8 +174,9 @@ int main( int argc, char** argv )
         return printStatsReport( report );
     options.keepStatistics = std::chrono::days( statisticsDays );
     readIdentitySecrets( options.identity );
-    options.worker.memory = memory << 20;
-    options.worker.outputSize = options.maxUpload = upload << 20;
+    options.worker.memory = sizes.memory << 20;
+    options.worker.outputSize = options.maxUpload = sizes.upload << 20;
+    options.maxStored = sizes.stored << 20;
     options.worker.time = std::chrono::seconds( time );
     return serve( options );
 }

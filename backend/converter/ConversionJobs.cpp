@@ -101,6 +101,15 @@ std::vector<ConversionJob> ConversionJobs::expire( std::chrono::seconds age )
     return out;
 }
 
+std::optional<ConversionJob> ConversionJobs::expireOldest()
+{
+    const auto rows =
+        database_.query( "DELETE FROM conversions WHERE id = (SELECT id FROM conversions WHERE state NOT "
+                         "IN (?, ?) ORDER BY created, rowid LIMIT 1) RETURNING id, input_format, state, error",
+            { stateNumber( JobState::Queued ), stateNumber( JobState::Running ) } );
+    return rows.empty() ? std::nullopt : std::optional( toJob( rows.front() ) );
+}
+
 void ConversionJobs::waitForChange( std::chrono::milliseconds most )
 {
     std::unique_lock lock( mutex_ );

@@ -56,6 +56,9 @@ public:
     /// Removes jobs older than that and returns them.
     [[nodiscard]] std::vector<ConversionJob> expire( std::chrono::seconds age );
 
+    /// Removes the oldest that is not waiting for a worker or running, and returns it.
+    [[nodiscard]] std::optional<ConversionJob> expireOldest();
+
     /// Returns when a job of this process may have changed, or after that time.
     void waitForChange( std::chrono::milliseconds most );
     void notifyChange();

@@ -9,7 +9,7 @@ namespace
 
 // Another process may queue a job, of which no hint comes.
 constexpr auto cLookAgain = std::chrono::milliseconds( 1000 );
-constexpr auto cExpireEvery = std::chrono::seconds( 60 );
+constexpr auto cTidyEvery = std::chrono::seconds( 60 );
 
 int64_t monotonicSeconds()
 {
@@ -54,10 +54,10 @@ void ConversionRunner::runSlot_()
     auto worker = freshWorker_();
     while ( !stopping_ )
     {
+        tidy_();
         const auto job = jobs_.take();
         if ( !job )
         {
-            expireOld_();
             jobs_.waitForChange( cLookAgain );
             continue;
         }
@@ -96,17 +96,30 @@ void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerPro
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
 }
 
-void ConversionRunner::expireOld_()
+void ConversionRunner::tidy_()
 {
     const auto now = monotonicSeconds();
-    auto due = nextExpiry_.load();
-    if ( now < due || !nextExpiry_.compare_exchange_strong( due, now + cExpireEvery.count() ) )
+    auto due = nextTidying_.load();
+    if ( now < due || !nextTidying_.compare_exchange_strong( due, now + cTidyEvery.count() ) )
         return;
     for ( const auto& job : jobs_.expire( options_.keep ) )
+        removeObjects_( job );
+    // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
+    store_.removeOlder( 2 * options_.keep );
+    while ( store_.excess() > 0 )
     {
-        store_.remove( job.uploadKey() );
-        store_.remove( job.resultKey() );
+        const auto oldest = jobs_.expireOldest();
+        if ( !oldest )
+            break;
+        spdlog::warn( "Conversion: the store is full, the oldest job is removed" );
+        removeObjects_( *oldest );
     }
+}
+
+void ConversionRunner::removeObjects_( const ConversionJob& job )
+{
+    store_.remove( job.uploadKey() );
+    store_.remove( job.resultKey() );
 }
 
 } // namespace VX::Backend

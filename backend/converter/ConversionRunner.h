@@ -33,14 +33,15 @@ public:
 private:
     void runSlot_();
     void run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker );
-    void expireOld_();
+    void tidy_();
+    void removeObjects_( const ConversionJob& job );
     [[nodiscard]] std::unique_ptr<WorkerProcess> freshWorker_();
 
     ConversionJobs& jobs_;
     ObjectStore& store_;
     RunnerOptions options_;
     std::atomic<bool> stopping_{ false };
-    std::atomic<int64_t> nextExpiry_{ 0 };
+    std::atomic<int64_t> nextTidying_{ 0 };
     std::vector<std::thread> threads_;
 };
 

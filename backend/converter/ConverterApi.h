@@ -20,8 +20,9 @@ struct ConverterApiOptions
     std::function<void( const std::string& token, std::function<void( bool )> told )> mayConvert;
     /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
     std::chrono::seconds urlLifetime{ 1800 };
-    /// A status call holds its answer for this long while the conversion runs.
-    std::chrono::milliseconds statusHold{ 800 };
+    /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two
+    /// calls, and give one up after ten.
+    std::chrono::milliseconds statusHold{ 5000 };
 };
 
 /// "/converter/v2/request", "/convert" and "/status", in the envelope {"result": …} or {"error": {"message": …}}.

@@ -151,6 +151,17 @@ private:
 
     void expireAfter_( std::chrono::milliseconds time ) { beast::get_lowest_layer( stream_ ).expires_after( time ); }
 
+    using Moment = std::chrono::steady_clock::time_point;
+
+    /// Before each part of a body: time to wait, but never so much that a byte now and then holds the connection.
+    void expireBodyAfter_( Moment begin, uint64_t received )
+    {
+        const auto earned = std::chrono::milliseconds( received * 1000 / std::max<uint64_t>( options_.leastRate, 1 ) );
+        const Moment now = std::chrono::steady_clock::now();
+        beast::get_lowest_layer( stream_ ).expires_at(
+            std::min( now + options_.patience, begin + options_.patience + earned ) );
+    }
+
     /// Reads and answers one request; false ends the connection.
     asio::awaitable<bool> serveOne_()
     {
@@ -224,10 +235,11 @@ private:
     asio::awaitable<int> readToMemory_( Parser& parser, const BodyPlan& plan, HttpRequest& request )
     {
         parser.body_limit( plan.maxSize );
+        const Moment begin = std::chrono::steady_clock::now();
         while ( !parser.is_done() )
         {
             error_code ec;
-            expireAfter_( options_.patience );
+            expireBodyAfter_( begin, parser.get().body().size() );
             co_await http::async_read_some( stream_, buffer_, parser, asio::redirect_error( asio::use_awaitable, ec ) );
             if ( ec == http::error::body_limit )
                 co_return 413;
@@ -249,6 +261,7 @@ private:
         buffer_.consume( early );
         uint64_t left = length - early;
         std::vector<char> chunk( size_t( std::min<uint64_t>( std::max<uint64_t>( left, 1 ), cChunk ) ) );
+        const Moment begin = std::chrono::steady_clock::now();
         while ( written && left > 0 )
         {
             size_t filled = 0;
@@ -256,7 +269,7 @@ private:
             while ( filled < wanted )
             {
                 error_code ec;
-                expireAfter_( options_.patience );
+                expireBodyAfter_( begin, length - left + filled );
                 filled += co_await stream_.async_read_some( asio::buffer( chunk.data() + filled, wanted - filled ),
                     asio::redirect_error( asio::use_awaitable, ec ) );
                 if ( ec )
@@ -400,6 +413,8 @@ public:
             tls_.set_options( asio::ssl::context::default_workarounds | asio::ssl::context::no_sslv2 |
                               asio::ssl::context::no_sslv3 | asio::ssl::context::no_tlsv1 |
                               asio::ssl::context::no_tlsv1_1 );
+            // What a lost key does not open afterwards, and nobody can change on the way.
+            SSL_CTX_set_cipher_list( tls_.native_handle(), "ECDHE+AESGCM:ECDHE+CHACHA20" );
             tls_.use_certificate_chain_file( options_.certificateFile.string() );
             tls_.use_private_key_file( options_.keyFile.string(), asio::ssl::context::pem );
             const asio::ip::tcp::endpoint endpoint( asio::ip::address_v4::loopback(), options_.port );

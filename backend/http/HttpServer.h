@@ -81,6 +81,8 @@ struct HttpServerOptions
     /// A client that is silent for this long in the middle of a request is cut off.
     std::chrono::milliseconds patience{ 30000 };
     std::chrono::milliseconds headerPatience{ 15000 };
+    /// Bytes a second that a body must come in with, after the patience.
+    uint64_t leastRate = 1024;
     std::chrono::milliseconds keepAlive{ 60000 };
     size_t maxHeaderSize = 16 * 1024;
 };

@@ -161,8 +161,8 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     auto& p = *service->parts_;
     p.database = std::move( *database );
     p.jobs = std::make_unique<ConversionJobs>( *p.database, &systemTime );
-    p.store = std::make_unique<EmbeddedStore>( EmbeddedStoreOptions{
-        options.data / "objects", keys->bucket, keys->credentials, options.maxUpload, &systemTime } );
+    p.store = std::make_unique<EmbeddedStore>( EmbeddedStoreOptions{ options.data / "objects", keys->bucket,
+        keys->credentials, options.maxUpload, options.maxStored, &systemTime } );
     p.mailer = makeMailer( options );
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
     p.accounts->clean();

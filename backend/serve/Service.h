@@ -29,6 +29,7 @@ struct ServiceOptions
     uint16_t port = 8443;
     bool allowAnonymous = false;
     uint64_t maxUpload = uint64_t( 2 ) << 30;
+    uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
     int slots = 2;
     WorkerLimits worker;
     std::chrono::seconds keep{ 3600 };

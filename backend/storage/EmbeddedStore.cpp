@@ -47,6 +47,15 @@ std::optional<std::pair<uint64_t, uint64_t>> parseRange( const std::string& text
     return std::pair( *first, std::min( last.value_or( size - 1 ), size - 1 ) );
 }
 
+/// What a request says of the length of its body; 0 when it does not.
+uint64_t lengthOf( const HttpRequest& head )
+{
+    const auto text = head.header( "content-length" );
+    uint64_t out = 0;
+    std::from_chars( text.data(), text.data() + text.size(), out );
+    return out;
+}
+
 } // namespace
 
 EmbeddedStore::EmbeddedStore( EmbeddedStoreOptions options )
@@ -114,7 +123,9 @@ BodyPlan EmbeddedStore::planBody( const HttpRequest& head )
         return plan;
     }
     plan.maxSize = head.method == "PUT" ? options_.maxObjectSize : 0;
-    if ( head.method == "PUT" )
+    if ( head.method == "PUT" && !fits_( lengthOf( head ) ) )
+        plan.refusal = s3Failure( 507, "InsufficientStorage" );
+    else if ( head.method == "PUT" )
         plan.file = options_.folder / ( "upload-" + std::to_string( uploads_++ ) );
     return plan;
 }
@@ -202,6 +213,37 @@ void EmbeddedStore::remove( const std::string& key )
 {
     std::error_code ec;
     std::filesystem::remove( fileOf_( key ), ec );
+}
+
+void EmbeddedStore::removeOlder( std::chrono::seconds age )
+{
+    const auto limit = std::filesystem::file_time_type::clock::now() - age;
+    std::error_code ec;
+    for ( const auto& entry : std::filesystem::directory_iterator( options_.folder, ec ) )
+        if ( const auto written = entry.last_write_time( ec ); !ec && written < limit )
+            std::filesystem::remove( entry.path(), ec );
+}
+
+uint64_t EmbeddedStore::excess()
+{
+    const uint64_t total = totalSize_();
+    return total - std::min( total, options_.maxTotalSize );
+}
+
+bool EmbeddedStore::fits_( uint64_t length ) const
+{
+    // What is too large in itself is told so by the server.
+    return length > options_.maxObjectSize || totalSize_() + length <= options_.maxTotalSize;
+}
+
+uint64_t EmbeddedStore::totalSize_() const
+{
+    uint64_t sum = 0;
+    std::error_code ec;
+    for ( const auto& entry : std::filesystem::directory_iterator( options_.folder, ec ) )
+        if ( const auto size = entry.file_size( ec ); !ec )
+            sum += size;
+    return sum;
 }
 
 } // namespace VX::Backend

@@ -17,6 +17,8 @@ struct EmbeddedStoreOptions
     std::string bucket = "orvanta";
     S3Credentials credentials;
     uint64_t maxObjectSize = uint64_t( 2 ) << 30;
+    /// Of all objects together. Uploads that would not fit are refused.
+    uint64_t maxTotalSize = uint64_t( 16 ) << 30;
     /// The time that URLs are signed with and checked against.
     std::function<std::chrono::sys_seconds()> clock;
 };
@@ -46,8 +48,12 @@ public:
     [[nodiscard]] tl::expected<void, std::string> store(
         const std::string& key, const std::filesystem::path& file ) override;
     void remove( const std::string& key ) override;
+    void removeOlder( std::chrono::seconds age ) override;
+    [[nodiscard]] uint64_t excess() override;
 
 private:
+    [[nodiscard]] uint64_t totalSize_() const;
+    [[nodiscard]] bool fits_( uint64_t length ) const;
     [[nodiscard]] std::string url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const;
     [[nodiscard]] std::filesystem::path fileOf_( const std::string& key ) const;
     [[nodiscard]] std::optional<std::string> keyOf_( const std::string& path ) const;

@@ -27,6 +27,11 @@ public:
     [[nodiscard]] virtual tl::expected<void, std::string> store(
         const std::string& key, const std::filesystem::path& file ) = 0;
     virtual void remove( const std::string& key ) = 0;
+
+    /// Removes whatever has not been written for so long, known or not.
+    virtual void removeOlder( std::chrono::seconds age ) = 0;
+    /// Bytes over what the store is meant to hold in all; 0 while there is room.
+    [[nodiscard]] virtual uint64_t excess() = 0;
 };
 
 } // namespace VX::Backend

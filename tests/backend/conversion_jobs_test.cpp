@@ -127,3 +127,14 @@ TEST_F( ConversionJobsTest, OldOnesExpireButNotWhileTheyRun )
     EXPECT_TRUE( jobs_->find( running ) );
     EXPECT_TRUE( jobs_->find( fresh ) );
 }
+
+TEST_F( ConversionJobsTest, TheOldestGoesFirstWhenThereIsTooMuch )
+{
+    const auto first = jobs_->create( "step" ).id;
+    const auto second = queued();
+    const auto third = jobs_->create( "step" ).id;
+    EXPECT_EQ( jobs_->expireOldest().value().id, first );
+    EXPECT_EQ( jobs_->expireOldest().value().id, third );
+    EXPECT_FALSE( jobs_->expireOldest() ) << "what waits for a worker stays";
+    EXPECT_TRUE( jobs_->find( second ) );
+}

@@ -24,6 +24,8 @@ public:
     tl::expected<void, std::string> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
     tl::expected<void, std::string> store( const std::string&, const std::filesystem::path& ) override { return {}; }
     void remove( const std::string& key ) override { objects.erase( key ); }
+    void removeOlder( std::chrono::seconds ) override {}
+    uint64_t excess() override { return 0; }
     std::set<std::string> objects;
 };
 

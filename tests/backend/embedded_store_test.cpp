@@ -14,7 +14,7 @@ class EmbeddedStoreTest : public testing::Test
 {
 protected:
     EmbeddedStoreTest()
-        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000,
+        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000, 5000,
               [this] { return now_; } } )
     {
         store_.setEndpoint( "https://localhost:1" );
@@ -166,4 +166,32 @@ TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
     std::filesystem::create_symlink( folder_.path() / "secret", folder_.path() / "result" );
     EXPECT_FALSE( store_.store( "r", folder_.path() / "result" ) );
     EXPECT_FALSE( store_.exists( "r" ) );
+}
+
+TEST_F( EmbeddedStoreTest, LimitsTheSizeOfAllObjectsTogether )
+{
+    for ( const char* key : { "a", "b", "c", "d", "e" } )
+        EXPECT_EQ( put( key, std::string( 900, 'x' ) ).status, 200 );
+    auto request = requestFor( "PUT", store_.putUrl( "f", cLife ) );
+    request.headers["content-length"] = "501";
+    EXPECT_EQ( refusal( request ), 507 );
+    request.headers["content-length"] = "500";
+    EXPECT_EQ( refusal( request ), 0 );
+    EXPECT_EQ( store_.excess(), 0u );
+    ASSERT_TRUE( store_.store( "f", folder_.write( "result", std::string( 800, 'x' ) ) ) );
+    EXPECT_EQ( store_.excess(), 300u );
+    store_.remove( "a" );
+    EXPECT_EQ( store_.excess(), 0u );
+}
+
+TEST_F( EmbeddedStoreTest, ForgetsWhatHasLainForLong )
+{
+    put( "old", "x" );
+    for ( const auto& entry : std::filesystem::directory_iterator( folder_.path() / "objects" ) )
+        std::filesystem::last_write_time(
+            entry.path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours( 3 ) );
+    put( "new", "x" );
+    store_.removeOlder( std::chrono::hours( 2 ) );
+    EXPECT_FALSE( store_.exists( "old" ) );
+    EXPECT_TRUE( store_.exists( "new" ) );
 }

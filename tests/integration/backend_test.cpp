@@ -40,7 +40,7 @@ protected:
             ->url;
     }
 
-    Testing::BackendProcess backend_{ { "--allow-anonymous", "--max-upload", "1" } };
+    Testing::BackendProcess backend_{ { "--allow-anonymous", "--max-upload", "4", "--max-stored", "5" } };
     Testing::ScratchFolder folder_;
 };
 
@@ -62,12 +62,19 @@ TEST_F( BackEnd, TakesAnUploadOnlyAsItWasSigned )
 
 TEST_F( BackEnd, RefusesWhatIsTooLarge )
 {
-    const auto big = folder_.write( "big", std::string( 3 << 20, 'x' ) ).string();
+    const auto big = folder_.write( "big", std::string( 6 << 20, 'x' ) ).string();
     EXPECT_EQ( statusOf( "-T " + big + " '" + uploadUrl() + "'" ), "413" );
     const auto body = folder_.write( "body", std::string( 100'000, ' ' ) ).string();
     EXPECT_EQ( statusOf( "--data-binary @" + body + " " + root() + "/converter/v2/request" ), "413" );
     EXPECT_EQ(
         statusOf( "-H 'X-Long: " + std::string( 20'000, 'a' ) + "' " + root() + "/converter/v2/status" ), "431" );
+}
+
+TEST_F( BackEnd, TakesNoMoreThanItMayHoldInAll )
+{
+    const auto file = folder_.write( "f", std::string( 3 << 20, 'x' ) ).string();
+    EXPECT_EQ( statusOf( "-T " + file + " '" + uploadUrl() + "'" ), "200" );
+    EXPECT_EQ( statusOf( "-T " + file + " '" + uploadUrl() + "'" ), "507" );
 }
 
 TEST_F( BackEnd, WantsToKnowTheLengthOfAnUpload )
@@ -101,7 +108,14 @@ TEST_F( BackEnd, UnknownPathsAreNotFound )
 
 TEST_F( BackEnd, SpeaksModernTlsOnly )
 {
-    EXPECT_NE( curl( "--tls-max 1.1 " + root() + "/" ).status, 0 );
+    EXPECT_NE( curl( "--tls-max 1.1 --ciphers ALL:@SECLEVEL=0 " + root() + "/" ).status, 0 );
+    EXPECT_EQ( curl( "--tls-max 1.2 " + root() + "/" ).status, 0 );
+    EXPECT_EQ( curl( "--tlsv1.3 " + root() + "/" ).status, 0 );
+    // Of the older version only what keeps former traffic secret when the key is lost, and is authenticated.
+    for ( const char* cipher : { "AES128-GCM-SHA256", "ECDHE-ECDSA-AES128-SHA", "ECDHE-RSA-AES128-SHA" } )
+        EXPECT_NE(
+            curl( "--tls-max 1.2 --ciphers " + std::string( cipher ) + ":@SECLEVEL=0 " + root() + "/" ).status, 0 )
+            << cipher;
     EXPECT_NE(
         Testing::runCommand( "curl -s --max-time 5 http://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/" )
             .status,

@@ -1,0 +1,165 @@
+#include "support/ScratchFolder.h"
+
+#include "http/HttpServer.h"
+#include "tls/Certificates.h"
+
+#include <gtest/gtest.h>
+#include <openssl/bio.h>
+#include <openssl/ssl.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+class Greeter final : public HttpHandler
+{
+public:
+    BodyPlan planBody( const HttpRequest& head ) override
+    {
+        BodyPlan plan;
+        if ( head.method == "PUT" )
+            plan.file = file;
+        return plan;
+    }
+    void handle( HttpRequest, Respond respond ) override
+    {
+        HttpResponse response;
+        response.body = "hello";
+        respond( std::move( response ) );
+    }
+    std::filesystem::path file;
+};
+
+/// A connection to the server that sends what it is told to, at the pace it is told to.
+class Client
+{
+public:
+    explicit Client( uint16_t port )
+        : context_( SSL_CTX_new( TLS_client_method() ), SSL_CTX_free )
+        , bio_( BIO_new_ssl_connect( context_.get() ), BIO_free_all )
+    {
+        BIO_set_conn_hostname( bio_.get(), ( "localhost:" + std::to_string( port ) ).c_str() );
+        EXPECT_EQ( BIO_do_handshake( bio_.get() ), 1 );
+    }
+    bool send( const std::string& text ) { return BIO_write( bio_.get(), text.data(), int( text.size() ) ) > 0; }
+    /// What the server says until it ends the connection.
+    std::string readAll()
+    {
+        std::string out;
+        char buffer[4096];
+        for ( int n = 0; ( n = BIO_read( bio_.get(), buffer, sizeof buffer ) ) > 0; )
+            out.append( buffer, size_t( n ) );
+        return out;
+    }
+    /// Sends a text byte by byte, over and over, until the server has enough; seconds until then.
+    double trickle( const std::string& text )
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        const auto passed = [&]
+        { return std::chrono::duration<double>( std::chrono::steady_clock::now() - begin ).count(); };
+        for ( size_t i = 0; passed() < 30 && send( text.substr( i % text.size(), 1 ) ); ++i )
+            std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) ); // the pace of a rude client
+        return passed();
+    }
+
+private:
+    std::unique_ptr<SSL_CTX, decltype( &SSL_CTX_free )> context_;
+    std::unique_ptr<BIO, decltype( &BIO_free_all )> bio_;
+};
+
+class RudeClients : public testing::Test
+{
+protected:
+    RudeClients()
+    {
+        std::signal( SIGPIPE, SIG_IGN ); // the server ends connections while they are written to
+        const auto certificate = ensureCertificate( folder_.path() ).value();
+        handler_.file = folder_.path() / "upload";
+        HttpServerOptions options;
+        options.port = 0;
+        options.certificateFile = certificate.chain;
+        options.keyFile = certificate.key;
+        options.patience = options.headerPatience = std::chrono::milliseconds( 400 );
+        options.keepAlive = std::chrono::milliseconds( 600 );
+        server_ = std::move( HttpServer::start( options, handler_ ).value() );
+    }
+    [[nodiscard]] uint16_t port() const { return server_->port(); }
+    /// Whether others are served.
+    void expectAlive() const
+    {
+        Client client( port() );
+        client.send( "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" );
+        EXPECT_TRUE( client.readAll().ends_with( "hello" ) );
+    }
+
+    Testing::ScratchFolder folder_;
+    Greeter handler_;
+    std::unique_ptr<HttpServer> server_;
+};
+
+} // namespace
+
+TEST_F( RudeClients, SilenceAfterTheHandshakeIsCutOff )
+{
+    Client client( port() );
+    EXPECT_EQ( client.readAll(), "" );
+    expectAlive();
+}
+
+TEST_F( RudeClients, SilenceInTheHeadIsCutOff )
+{
+    Client client( port() );
+    client.send( "GET / HTTP/1.1\r\nHost: loc" );
+    EXPECT_EQ( client.readAll(), "" );
+    expectAlive();
+}
+
+TEST_F( RudeClients, AHeadByteByByteIsCutOff )
+{
+    Client client( port() );
+    client.send( "GET / HTTP/1.1\r\n" );
+    EXPECT_LT( client.trickle( "X-Slow: 1\r\n" ), 20 );
+    expectAlive();
+}
+
+TEST_F( RudeClients, SilenceInTheBodyIsCutOff )
+{
+    Client client( port() );
+    client.send( "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 100\r\n\r\nten bytes." );
+    EXPECT_EQ( client.readAll(), "" );
+    expectAlive();
+}
+
+TEST_F( RudeClients, ABodyByteByByteIsCutOff )
+{
+    Client client( port() );
+    client.send( "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1000000\r\n\r\n" );
+    EXPECT_LT( client.trickle( "slow" ), 20 );
+    expectAlive();
+}
+
+TEST_F( RudeClients, AnUploadByteByByteIsCutOffAndLeavesNothing )
+{
+    Client client( port() );
+    client.send( "PUT / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1000000\r\n\r\n" );
+    EXPECT_LT( client.trickle( "slow" ), 20 );
+    expectAlive();
+    EXPECT_FALSE( std::filesystem::exists( handler_.file ) );
+}
+
+TEST_F( RudeClients, WhoNeverReadsHoldsNobodyUp )
+{
+    std::vector<std::unique_ptr<Client>> clients;
+    for ( int i = 0; i < 50; ++i )
+    {
+        clients.push_back( std::make_unique<Client>( port() ) );
+        clients.back()->send( "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n" );
+    }
+    expectAlive();
+}

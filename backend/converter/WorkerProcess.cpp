@@ -158,6 +158,13 @@ bool hasBubblewrap()
     return sWorks;
 }
 
+std::vector<std::string> workerCommand( const std::filesystem::path& folder, const std::vector<std::string>& program )
+{
+    auto out = hasBubblewrap() ? bubblewrap( folder ) : std::vector<std::string>{};
+    out.insert( out.end(), program.begin(), program.end() );
+    return out;
+}
+
 tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
     const std::filesystem::path& root, const WorkerLimits& limits )
 {
@@ -171,13 +178,11 @@ tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
     if ( ec || !pipes.open() )
         return tl::unexpected( std::string( "No folder for a worker can be made" ) );
 
-    auto arguments = hasBubblewrap() ? bubblewrap( worker->folder_ ) : std::vector<std::string>{};
-    const auto folder = arguments.empty() ? worker->folder_.string() : std::string( "/job" );
-    for ( const auto& argument :
-        { ownProgram().string(), std::string( "worker" ), folder, std::to_string( limits.memory ),
-            std::to_string( limits.outputSize ), std::to_string( limits.time.count() ) } )
-        arguments.push_back( argument );
-    worker->pid_ = spawn( arguments, workerEnvironment(), &pipes );
+    const auto folder = hasBubblewrap() ? std::string( "/job" ) : worker->folder_.string();
+    const auto command = workerCommand(
+        worker->folder_, { ownProgram().string(), "worker", folder, std::to_string( limits.memory ),
+                             std::to_string( limits.outputSize ), std::to_string( limits.time.count() ) } );
+    worker->pid_ = spawn( command, workerEnvironment(), &pipes );
     if ( worker->pid_ <= 0 )
         return tl::unexpected( std::string( "No worker can be started" ) );
     worker->control_ = std::exchange( pipes.control[1], -1 );

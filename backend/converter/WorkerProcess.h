@@ -57,6 +57,11 @@ private:
     int report_ = -1;  ///< our end of its standard output
 };
 
+/// The command line that runs a program as a worker is run: where bubblewrap can be used it sees the system's libraries
+/// read-only, the back end's own folder, and `folder` as /job; no network, no other process and no one's files.
+[[nodiscard]] std::vector<std::string> workerCommand(
+    const std::filesystem::path& folder, const std::vector<std::string>& program );
+
 /// Whether bubblewrap can be used here; tried once.
 [[nodiscard]] bool hasBubblewrap();
 

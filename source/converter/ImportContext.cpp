@@ -11,6 +11,18 @@ namespace VX::ConverterService
 const std::filesystem::path cOutputDir = "/.service_output_files/";
 const std::string cOutputFormat = "vxu";
 
+namespace
+{
+
+/// Whether a text can be the name of a folder in another, and of none elsewhere.
+bool isFolderName( const std::string& text )
+{
+    return !text.empty() && text != "." && text != ".." && text.find( '/' ) == std::string::npos &&
+           text.find( '\0' ) == std::string::npos;
+}
+
+} // namespace
+
 Context Context::fromFilePath( std::filesystem::path path, ProgressCallback progress )
 {
     std::error_code ignored;
@@ -34,6 +46,9 @@ std::string errnoText( const std::error_code& code )
 
 tl::expected<void, std::string> packInput( const Context& context )
 {
+    // The service chose the id, and all that is in the folder is sent to it.
+    if ( !isFolderName( context.requestId ) )
+        return tl::unexpected( errnoText( std::make_error_code( std::errc::invalid_argument ) ) );
     const auto dir = context.temporaryDir();
     std::error_code ec;
     if ( !std::filesystem::exists( dir, ec ) )

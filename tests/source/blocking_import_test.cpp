@@ -206,6 +206,16 @@ TEST_F( BlockingImport, ReportsARequestIdThatCannotBeAFolder )
     EXPECT_EQ( errorOf(), "errno 36" );
 }
 
+TEST_F( BlockingImport, ARequestIdLeadsToNoOtherFolder )
+{
+    for ( const char* id : { "", ".", "..", "../etc", "/etc", "a/../../etc", "a/b" } )
+    {
+        script( "request", result( std::string( R"({"request_id": ")" ) + id + R"(", "url": "u"})" ) );
+        EXPECT_EQ( errorOf(), "errno 22" ) << id;
+    }
+    EXPECT_EQ( calls().back(), "request" ) << "nothing was sent";
+}
+
 TEST_F( BlockingImport, WorksWithSpacesQuotesAndUnicodeInTheName )
 {
     scriptSuccess();

@@ -182,7 +182,7 @@ void OrvantaRibbonMenu::pushNotification( const RibbonNotification& notification
 
 void OrvantaRibbonMenu::emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item )
 {
-    itemPressed_( item, getRequirements_( item ) );
+    itemPressed_( item, std::string( getRequirements_( item ) ) );
 }
 
 bool OrvantaRibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements )

@@ -24,7 +24,8 @@ constexpr float cWidth = 800, cHeight = 190, cButtonsWidth = 500, cHeadingLift =
 
 bool isAnswered()
 {
-    const auto value = Config::instance().getJsonValue( cShowTelemetryDisclaimerModalConfigKey );
+    static const std::string sKey = cShowTelemetryDisclaimerModalConfigKey;
+    const auto value = Config::instance().getJsonValue( sKey );
     return value.isInt() && value.asInt() == 0;
 }
 

@@ -1,3 +1,4 @@
+#include "support/AllocationCount.h"
 #include "support/UiFixture.h"
 
 #include <VXViewer/core/CommandLoop.h>
@@ -65,6 +66,17 @@ TEST_F( Frames, AChangeOfTheSceneDrawsOne )
     viewer().sceneRoot().children()[0]->setVisible( false );
     settle();
     EXPECT_GT( viewer().framesDrawn(), before );
+}
+
+TEST_F( Frames, OneInWhichNothingChangedAllocatesNothing )
+{
+    if ( !Testing::cCountsAllocations )
+        GTEST_SKIP() << "this build has an allocator of its own";
+    openCube();
+    drawFrames( 10 );
+    const auto before = Testing::allocationCount();
+    drawFrames( 10 );
+    EXPECT_EQ( Testing::allocationCount() - before, 0u );
 }
 
 TEST_F( Frames, EveryScaleAndSizeIsDrawn )

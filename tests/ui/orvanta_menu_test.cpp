@@ -141,7 +141,7 @@ class FailingItem final : public RibbonMenuItem
 public:
     using RibbonMenuItem::RibbonMenuItem;
     bool action() override { return false; }
-    [[nodiscard]] std::string isAvailable( const SelectedObjects& ) const override { return requirement; }
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override { return requirement; }
     std::string requirement;
 };
 

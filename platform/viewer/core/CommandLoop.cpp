@@ -67,12 +67,13 @@ void CommandLoop::runCommandFromGUIThread( Command command )
 void CommandLoop::processCommands()
 {
     auto& impl = instance_();
+    std::unique_lock lock( impl.mutex );
+    impl.uiThread = std::this_thread::get_id();
+    if ( impl.commands.empty() )
+        return;
     std::deque<Command> commands;
-    {
-        const std::lock_guard lock( impl.mutex );
-        impl.uiThread = std::this_thread::get_id();
-        commands.swap( impl.commands );
-    }
+    commands.swap( impl.commands );
+    lock.unlock();
     for ( auto& command : commands )
     {
         try

@@ -107,7 +107,13 @@ void drawContents( const MenuItemInfo& info, Kind kind, ImVec2 low, ImVec2 size,
             ImGui::GetColorU32( ImGuiCol_Text ), info.caption.c_str() );
 }
 
-void drawTooltip( const MenuItemInfo& info, const std::string& requirements, RibbonItemHost& host, float scale )
+/// Whether a narrow part beside the button opens a list of further tools.
+bool hasStrip( const MenuItemInfo& info, Kind kind )
+{
+    return kind != Kind::Alone && !info.dropList.empty();
+}
+
+void drawTooltip( const MenuItemInfo& info, std::string_view requirements, RibbonItemHost& host, float scale )
 {
     if ( !ImGui::IsItemHovered( ImGuiHoveredFlags_AllowWhenDisabled ) || ImGui::IsItemActive() )
         return;
@@ -128,7 +134,7 @@ void drawTooltip( const MenuItemInfo& info, const std::string& requirements, Rib
     if ( !text.empty() )
         UI::colored( themeVec4( ColorTheme::DimText ), text );
     if ( !requirements.empty() )
-        UI::colored( themeVec4( ColorTheme::Warning ), requirements );
+        UI::colored( themeVec4( ColorTheme::Warning ), std::string( requirements ) );
     ImGui::PopTextWrapPos();
     ImGui::EndTooltip();
     ImGui::PopStyleVar( 2 );
@@ -167,7 +173,7 @@ void drawStrip( const MenuItemInfo& info, ImVec2 low, ImVec2 size, RibbonItemHos
 ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale )
 {
     const FontScope font( FontType::Small );
-    const float strip = info.dropList.empty() ? 0 : cStrip * scale;
+    const float strip = hasStrip( info, kind ) ? cStrip * scale : 0;
     if ( kind == Kind::Large )
     {
         const auto caption = splitCaption( info.caption );
@@ -186,7 +192,7 @@ bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scal
     const bool enabled = active || requirements.empty();
     const ImVec2 low = ImGui::GetCursorScreenPos();
     const ImVec2 whole = sizeOf( info, kind, scale );
-    const ImVec2 main{ whole.x - ( info.dropList.empty() ? 0 : cStrip * scale ), whole.y };
+    const ImVec2 main{ whole.x - ( hasStrip( info, kind ) ? cStrip * scale : 0 ), whole.y };
     ImGui::PushID( info.item->name().c_str() );
     ImGui::ItemSize( ImRect( low, { low.x + whole.x, low.y + whole.y } ) );
     // One that cannot be used can still be pressed: the press tells what is missing.
@@ -197,7 +203,7 @@ bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scal
     drawContents( info, kind, low, main, enabled, scale );
     if ( !enabled )
         ImGui::PopStyleColor();
-    if ( !info.dropList.empty() )
+    if ( hasStrip( info, kind ) )
         drawStrip( info, { low.x + main.x, low.y }, whole, host, scale );
     ImGui::PopID();
     if ( pressed )

@@ -11,7 +11,8 @@ enum class Kind
 {
     Large, ///< drawing over a caption of up to two lines
     Row,   ///< small drawing and caption in one line
-    Icon   ///< small drawing alone
+    Icon,  ///< small drawing alone
+    Alone  ///< the same without the list of further tools
 };
 
 /// Size of a button at a scale, in the current fonts.

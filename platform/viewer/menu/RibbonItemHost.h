@@ -13,7 +13,7 @@ public:
     /// The button of a tool was pressed.
     virtual void press( const std::shared_ptr<RibbonMenuItem>& item ) = 0;
     /// Why a tool cannot be used now; empty when it can.
-    [[nodiscard]] virtual std::string requirements( const std::shared_ptr<RibbonMenuItem>& item ) = 0;
+    [[nodiscard]] virtual std::string_view requirements( const std::shared_ptr<RibbonMenuItem>& item ) = 0;
     /// "Ctrl+Z", or empty.
     [[nodiscard]] virtual std::string shortcut( const std::string& itemName ) = 0;
 };

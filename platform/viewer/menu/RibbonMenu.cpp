@@ -89,7 +89,7 @@ public:
     {
     }
     void press( const std::shared_ptr<RibbonMenuItem>& item ) override { menu_.emitItemPressed( item ); }
-    std::string requirements( const std::shared_ptr<RibbonMenuItem>& item ) override
+    std::string_view requirements( const std::shared_ptr<RibbonMenuItem>& item ) override
     {
         return menu_.getRequirements_( item );
     }
@@ -205,10 +205,10 @@ bool RibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, cons
 
 void RibbonMenu::emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item )
 {
-    itemPressed_( item, item ? getRequirements_( item ) : std::string() );
+    itemPressed_( item, item ? std::string( getRequirements_( item ) ) : std::string() );
 }
 
-std::string RibbonMenu::getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const
+std::string_view RibbonMenu::getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const
 {
     return item->isAvailable( selected_ );
 }
@@ -291,13 +291,15 @@ void RibbonMenu::drawRibbonSceneList_()
     ImGui::End();
 }
 
-void RibbonMenu::drawSceneCounts_() const
+void RibbonMenu::drawSceneCounts_()
 {
-    const size_t objects = sceneList_->objectCount();
+    const size_t objects = sceneList_->objectCount(), triangles = sceneList_->triangleCount();
+    if ( sceneCounts_.text.empty() || sceneCounts_.objects != objects || sceneCounts_.triangles != triangles )
+        sceneCounts_ = { objects, triangles,
+            fmt::format( "{} object{}, {} triangles", UI::formatCount( objects ), objects == 1 ? "" : "s",
+                UI::formatCount( triangles ) ) };
     const FontScope small( RibbonFontManager::FontType::Small );
-    UI::colored( themeVec4( ColorTheme::DimText ),
-        fmt::format( "{} object{}, {} triangles", UI::formatCount( objects ), objects == 1 ? "" : "s",
-            UI::formatCount( sceneList_->triangleCount() ) ) );
+    UI::colored( themeVec4( ColorTheme::DimText ), sceneCounts_.text );
 }
 
 void RibbonMenu::drawSceneListButtons_()

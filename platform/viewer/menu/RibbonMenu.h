@@ -40,7 +40,7 @@ public:
 
 protected:
     /// Why a tool cannot be used now; empty when it can.
-    [[nodiscard]] virtual std::string getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const;
+    [[nodiscard]] virtual std::string_view getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const;
     virtual void drawTopPanel_( bool drawTabs, bool centerItems );
     virtual void drawActiveBlockingDialog_();
     virtual void drawActiveNonBlockingDialogs_();
@@ -100,12 +100,19 @@ private:
     void updateActive_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawHint_();
-    void drawSceneCounts_() const;
+    void drawSceneCounts_();
 
     RibbonMenuUIConfig uiConfig_;
     RibbonMenuSearch search_;
     std::unique_ptr<Host> host_;
+    struct SceneCounts
+    {
+        size_t objects = 0, triangles = 0;
+        std::string text;
+    };
+
     std::shared_ptr<SceneObjectsListDrawer> sceneList_;
+    SceneCounts sceneCounts_;
     unsigned allowedTags_ = AllNotificationTags;
     SelectedObjects selected_;
     uint64_t selectedRevision_ = 0;

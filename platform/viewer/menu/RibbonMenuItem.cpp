@@ -10,7 +10,7 @@ RibbonMenuItem::RibbonMenuItem( std::string name )
 
 RibbonMenuItem::~RibbonMenuItem() = default;
 
-std::string RibbonMenuItem::isAvailable( const SelectedObjects& ) const
+std::string_view RibbonMenuItem::isAvailable( const SelectedObjects& ) const
 {
     return {};
 }

@@ -30,8 +30,9 @@ public:
     /// Its button was pressed, or its shortcut. Returns whether something was done.
     virtual bool action() = 0;
 
-    /// Why it cannot be used now: "Select at least one object". Empty when it can.
-    [[nodiscard]] virtual std::string isAvailable( const SelectedObjects& selected ) const;
+    /// Why it cannot be used now: "Select at least one object". Empty when it can. Asked in every frame, so the text is
+    /// a constant, or the item keeps it until it is asked again.
+    [[nodiscard]] virtual std::string_view isAvailable( const SelectedObjects& selected ) const;
 
     /// Whether it is at work until pressed again: its button is shown as pressed.
     [[nodiscard]] virtual bool isActive() const { return false; }

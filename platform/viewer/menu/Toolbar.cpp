@@ -128,9 +128,7 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
         const auto it = all.find( items_[i] );
         if ( it == all.end() )
             continue;
-        MenuItemInfo info = it->second;
-        info.dropList.clear();
-        RibbonItemButton::draw( info, RibbonItemButton::Kind::Icon, host, scale );
+        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Alone, host, scale );
         ImGui::SameLine();
     }
     const float height = 22 * scale;

@@ -5,17 +5,17 @@
 namespace VX::Requirements
 {
 
-std::string anySelected( const SelectedObjects& selected )
+std::string_view anySelected( const SelectedObjects& selected )
 {
     return selected.empty() ? "Select at least one object" : "";
 }
 
-std::string oneSelected( const SelectedObjects& selected )
+std::string_view oneSelected( const SelectedObjects& selected )
 {
     return selected.size() == 1 ? "" : "Select exactly one object";
 }
 
-std::string anyObject( const SelectedObjects& )
+std::string_view anyObject( const SelectedObjects& )
 {
     return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
 }

@@ -13,7 +13,7 @@ struct FunctionItemParams
     std::string name;
     std::function<void()> action;
     /// Why it cannot be used now; empty, or no function: it can.
-    std::function<std::string( const SelectedObjects& )> requirements;
+    std::function<std::string_view( const SelectedObjects& )> requirements;
     /// For switches: whether it is on.
     std::function<bool()> isOn;
 };
@@ -32,9 +32,9 @@ public:
         params_.action();
         return true;
     }
-    [[nodiscard]] std::string isAvailable( const SelectedObjects& selected ) const override
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& selected ) const override
     {
-        return params_.requirements ? params_.requirements( selected ) : std::string();
+        return params_.requirements ? params_.requirements( selected ) : std::string_view();
     }
     [[nodiscard]] bool isActive() const override { return params_.isOn && params_.isOn(); }
     [[nodiscard]] bool isToggle() const override { return bool( params_.isOn ); }
@@ -49,9 +49,9 @@ using FunctionItemRegistrar = RibbonItemRegistrar<FunctionItem>;
 namespace Requirements
 {
 
-[[nodiscard]] VXVIEWER_API std::string anySelected( const SelectedObjects& selected );
-[[nodiscard]] VXVIEWER_API std::string oneSelected( const SelectedObjects& selected );
-[[nodiscard]] VXVIEWER_API std::string anyObject( const SelectedObjects& selected );
+[[nodiscard]] VXVIEWER_API std::string_view anySelected( const SelectedObjects& selected );
+[[nodiscard]] VXVIEWER_API std::string_view oneSelected( const SelectedObjects& selected );
+[[nodiscard]] VXVIEWER_API std::string_view anyObject( const SelectedObjects& selected );
 
 } // namespace Requirements
 

@@ -21,7 +21,7 @@ public:
         const auto& history = getViewerInstance().getHistoryStore();
         return history && ( type_ == HistoryAction::Type::Undo ? history->undo() : history->redo() );
     }
-    [[nodiscard]] std::string isAvailable( const SelectedObjects& ) const override
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override
     {
         const auto& history = getViewerInstance().getHistoryStore();
         const bool can = history && ( type_ == HistoryAction::Type::Undo ? history->canUndo() : history->canRedo() );

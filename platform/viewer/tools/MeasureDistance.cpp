@@ -72,7 +72,7 @@ public:
     {
     }
 
-    [[nodiscard]] std::string isAvailable( const SelectedObjects& ) const override
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override
     {
         return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
     }

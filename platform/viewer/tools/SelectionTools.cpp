@@ -34,7 +34,7 @@ void clearSelections()
     forEachObject( root(), []( Object& object ) { object.select( false ); } );
 }
 
-std::string anythingMarked( const SelectedObjects& objects )
+std::string_view anythingMarked( const SelectedObjects& objects )
 {
     if ( !PrimitiveSelection::instance().empty() )
         return {};

@@ -83,7 +83,7 @@ struct Store
             files[name] = png;
     }
     std::unordered_map<std::string, std::span<const std::byte>> files;
-    std::map<Key, RibbonIcons::Icon> icons;
+    std::map<Key, RibbonIcons::Icon, std::less<>> icons; ///< looked up without a copy of the name
     std::vector<std::unique_ptr<Atlas>> atlases;
 };
 
@@ -145,7 +145,7 @@ std::optional<RibbonIcons::Icon> RibbonIcons::findByName(
     const int side = int( std::lround( width ) );
     if ( side <= 0 || side > cTextureSide )
         return {};
-    const Key key{ name, side, colorType };
+    const std::tuple<std::string_view, int, ColorType> key{ name, side, colorType };
     if ( const auto it = store().icons.find( key ); it != store().icons.end() )
         return it->second;
     const auto file = store().files.find( name );
@@ -154,7 +154,7 @@ std::optional<RibbonIcons::Icon> RibbonIcons::findByName(
     const auto pixels = render( file->second, side, colorType );
     const auto icon = pixels ? placeSomewhere( *pixels, side ) : std::nullopt;
     if ( icon )
-        store().icons.emplace( key, *icon );
+        store().icons.emplace( Key{ name, side, colorType }, *icon );
     return icon;
 }
 

@@ -181,7 +181,7 @@ bool drag( const char* label, int* value, float speed, int least, int most )
     return ImGui::DragInt( label, value, speed, least, most, "%d", ImGuiSliderFlags_AlwaysClamp );
 }
 
-void setTooltipIfHovered( const std::string& text, float scale )
+void setTooltipIfHovered( std::string_view text, float scale )
 {
     if ( text.empty() || !ImGui::IsItemHovered( ImGuiHoveredFlags_AllowWhenDisabled ) || ImGui::IsItemActive() )
         return;

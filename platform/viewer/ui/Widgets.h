@@ -50,7 +50,7 @@ VXVIEWER_API bool drag( const char* label, float* value, float speed, float leas
 VXVIEWER_API bool drag( const char* label, int* value, float speed, int least, int most );
 
 /// Shows a text at the pointer while it rests on the last widget, enabled or not.
-VXVIEWER_API void setTooltipIfHovered( const std::string& text, float scale );
+VXVIEWER_API void setTooltipIfHovered( std::string_view text, float scale );
 
 /// A line with a heading.
 VXVIEWER_API void separator( const std::string& heading, float scale );

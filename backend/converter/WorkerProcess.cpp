@@ -25,6 +25,11 @@ namespace
 
 constexpr size_t cMaxReport = 4096;
 constexpr const char* cAllocator = "/usr/lib/x86_64-linux-gnu/libmimalloc.so.2.0";
+#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
+constexpr bool cFastAllocator = false; // a sanitizer has one of its own
+#else
+constexpr bool cFastAllocator = true;
+#endif
 
 std::filesystem::path ownProgram()
 {
@@ -116,7 +121,7 @@ std::vector<std::string> bubblewrap( const std::filesystem::path& folder )
 std::vector<std::string> workerEnvironment()
 {
     std::vector<std::string> out = { "PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8", "HOME=/tmp" };
-    if ( ::access( cAllocator, R_OK ) == 0 )
+    if ( cFastAllocator && ::access( cAllocator, R_OK ) == 0 )
         out.push_back( std::string( "LD_PRELOAD=" ) + cAllocator );
     for ( const char* name : { "ORVANTA_WORKER_STDERR", "ASAN_OPTIONS", "TSAN_OPTIONS" } )
         if ( const char* value = std::getenv( name ) )

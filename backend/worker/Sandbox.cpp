@@ -124,12 +124,7 @@ bool filterSystemCalls()
 
 std::string enterSandbox( const SandboxLimits& limits )
 {
-#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
-    // A sanitizer's shadow memory is larger than any sensible limit of the address space.
-    const bool memoryLimited = true;
-#else
-    const bool memoryLimited = limit( RLIMIT_AS, limits.memory );
-#endif
+    const bool memoryLimited = !cLimitsMemory || limit( RLIMIT_AS, limits.memory );
     if ( !memoryLimited || !limit( RLIMIT_FSIZE, limits.outputSize ) || !limit( RLIMIT_CPU, limits.cpuSeconds ) ||
          !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )
         return "The limits cannot be set";

@@ -6,6 +6,13 @@
 namespace VX::Backend
 {
 
+/// A sanitizer's shadow memory is larger than any sensible limit of the address space.
+#if defined( __SANITIZE_ADDRESS__ ) || defined( __SANITIZE_THREAD__ )
+inline constexpr bool cLimitsMemory = false;
+#else
+inline constexpr bool cLimitsMemory = true;
+#endif
+
 struct SandboxLimits
 {
     uint64_t memory = 0;     ///< bytes of address space

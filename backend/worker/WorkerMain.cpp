@@ -81,7 +81,7 @@ tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
     {
         exhausted = true;
     }
-    if ( exhausted || ( !done && wasShortOfMemory( job.memory ) ) )
+    if ( exhausted || ( !done && cLimitsMemory && wasShortOfMemory( job.memory ) ) )
         return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
     return done;
 }

@@ -1,5 +1,7 @@
 #include "support/BackendProcess.h"
 
+#include "worker/Sandbox.h"
+
 #include <VXMesh/io/Zip.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
@@ -150,6 +152,8 @@ TEST_F( Imports, DamagedFilesHarmNoLaterOne )
 
 TEST_F( Imports, WorkerOutOfItsMemoryIsReportedAndTheServiceLives )
 {
+    if ( !Backend::cLimitsMemory )
+        GTEST_SKIP() << "a sanitizer needs all of it";
     Testing::BackendProcess backend( { "--allow-anonymous", "--worker-memory", "300" } );
     std::string huge = sample( "drive.step" );
     const auto end = huge.rfind( "ENDSEC;" );

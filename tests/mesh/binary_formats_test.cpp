@@ -194,6 +194,21 @@ TEST_F( BinaryFormats, PlyOfPolygonsOrTextIsRead )
     EXPECT_EQ( meshFrom( "quad.ply", binary ).triangles.size(), 2u );
 }
 
+TEST_F( BinaryFormats, PlyWithoutTheEndOfItsHeaderIsRefused )
+{
+    EXPECT_EQ( errorFrom( "a.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_\n0 0 0\n" ),
+        "Cannot read \"a.ply\": its header is damaged or missing" );
+    EXPECT_EQ( errorFrom( "b.ply", "no ply at all" ), "Cannot read \"b.ply\": its header is damaged or missing" );
+}
+
+TEST_F( BinaryFormats, FacesWithoutCornersAreRefused )
+{
+    EXPECT_EQ( errorFrom( "empty.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                                       "property float z\nelement face 1\nproperty list uchar int vertex_indices\n"
+                                       "end_header\n0 0 0\n1 0 0\n0 1 0\n0\n" ),
+        "Cannot read \"empty.ply\": a face has no corners" );
+}
+
 TEST_F( BinaryFormats, PlyThatIsCutOffIsRefused )
 {
     auto bytes = Testing::binaryPly( Testing::cube() );

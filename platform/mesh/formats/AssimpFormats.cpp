@@ -176,6 +176,16 @@ bool isYUp( const std::filesystem::path& file )
     return extension == ".gltf" || extension == ".GLTF";
 }
 
+/// The library takes such a face for a polygon, looks for corners in it and ends the process in an assertion.
+bool hasEmptyFace( const aiScene& scene )
+{
+    for ( unsigned m = 0; m < scene.mNumMeshes; ++m )
+        for ( unsigned i = 0; i < scene.mMeshes[m]->mNumFaces; ++i )
+            if ( scene.mMeshes[m]->mFaces[i].mNumIndices == 0 )
+                return true;
+    return false;
+}
+
 tl::expected<LoadedObjects, std::string> loadWithAssimp(
     const std::filesystem::path& file, const ProgressCallback& progress )
 {
@@ -187,9 +197,13 @@ tl::expected<LoadedObjects, std::string> loadWithAssimp(
     importer.SetPropertyInteger(
         AI_CONFIG_PP_RVC_FLAGS, aiComponent_TANGENTS_AND_BITANGENTS | aiComponent_TEXCOORDS | facetNormals );
     importer.SetPropertyBool( AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false );
-    const aiScene* scene = importer.ReadFile(
-        file.string(), aiProcess_RemoveComponent | aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
-                           aiProcess_SortByPType | aiProcess_ValidateDataStructure );
+    const aiScene* scene = importer.ReadFile( file.string(), 0 );
+    if ( scene && hasEmptyFace( *scene ) )
+        return tl::unexpected( cannotRead( file, "a face has no corners" ) );
+    if ( scene )
+        scene = importer.ApplyPostProcessing( aiProcess_RemoveComponent | aiProcess_Triangulate |
+                                              aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
+                                              aiProcess_ValidateDataStructure );
     if ( adapter->canceled() )
         return tl::unexpected( std::string( cOperationCanceled ) );
     if ( !scene || !scene->mRootNode )

@@ -52,6 +52,12 @@ size_t sizeOf( Type type )
     return cSizes[size_t( type )];
 }
 
+bool hasHeaderEnd( std::string_view text )
+{
+    return text.find( "\nend_header\n" ) != std::string_view::npos ||
+           text.find( "\nend_header\r" ) != std::string_view::npos;
+}
+
 /// The words of a line; at most five are of interest.
 std::array<std::string_view, 5> wordsOf( std::string_view line )
 {
@@ -259,8 +265,12 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
     if ( !mapped )
         return tl::unexpected( mapped.error() );
     const auto bytes = mapped->bytes();
+    const std::string_view text( reinterpret_cast<const char*>( bytes.data() ), bytes.size() );
+    // Other readers look for the end for ever.
+    if ( !text.starts_with( "ply" ) || !hasHeaderEnd( text.substr( 0, cMaxHeader ) ) )
+        return tl::unexpected( cannotRead( file, "its header is damaged or missing" ) );
     Header header;
-    if ( !header.parse( { reinterpret_cast<const char*>( bytes.data() ), bytes.size() } ) )
+    if ( !header.parse( text ) )
         return {};
     if ( !reportProgress( progress, 0.f ) )
         return tl::unexpected( std::string( cOperationCanceled ) );

@@ -11,7 +11,7 @@ namespace VX
 /// Blocks; uses all cores.
 ///
 /// Nothing when the file is text, big-endian, has polygons or elements in another order: other readers know those.
-[[nodiscard]] std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
+[[nodiscard]] VXMESH_API std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
     const std::filesystem::path& file, const ProgressCallback& progress );
 
 } // namespace VX

@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <sys/ptrace.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,6 +55,8 @@ TEST( Sandbox, NoNetworkNoProgramsNoOtherProcesses )
     EXPECT_EQ( inSandbox( [] { return errorOf( ::socket( AF_UNIX, SOCK_STREAM, 0 ) ); } ), EPERM );
     EXPECT_EQ( inSandbox( [] { return errorOf( ::execl( "/bin/true", "true", nullptr ) ); } ), EPERM );
     EXPECT_EQ( inSandbox( [] { return errorOf( ::kill( ::getppid(), 0 ) ); } ), EPERM );
+    EXPECT_EQ( inSandbox( [] { return errorOf( ::syscall( SYS_tgkill, ::getppid(), ::getppid(), 0 ) ); } ), EPERM );
+    EXPECT_EQ( inSandbox( [] { return errorOf( ::syscall( SYS_tgkill, ::getpid(), ::getpid(), 0 ) ); } ), 0 );
     EXPECT_EQ( inSandbox( [] { return errorOf( ::ptrace( PTRACE_ATTACH, ::getppid(), nullptr, nullptr ) ); } ), EPERM );
 }
 

@@ -85,8 +85,8 @@ protected:
         options.port = 0;
         options.certificateFile = certificate.chain;
         options.keyFile = certificate.key;
-        options.patience = options.headerPatience = std::chrono::milliseconds( 400 );
-        options.keepAlive = std::chrono::milliseconds( 600 );
+        options.patience = options.headerPatience = std::chrono::milliseconds( 1000 );
+        options.keepAlive = std::chrono::milliseconds( 1200 );
         server_ = std::move( HttpServer::start( options, handler_ ).value() );
     }
     [[nodiscard]] uint16_t port() const { return server_->port(); }

@@ -80,8 +80,9 @@ class Sandbox:
     def newest_code(self, mails):
         """The code in the newest mail, once there are so many of them."""
         outbox = os.path.join(self.data, "outbox")
+        # A mail that is being written has another name.
         names = wait_for("a mail", lambda: (lambda found: found if len(found) >= mails else None)(
-            sorted(os.listdir(outbox)) if os.path.isdir(outbox) else []))
+            sorted(name for name in os.listdir(outbox) if name.endswith(".eml")) if os.path.isdir(outbox) else []))
         with open(os.path.join(outbox, names[-1])) as mail:
             return re.search(r"code is (\d{6})", mail.read()).group(1)
 

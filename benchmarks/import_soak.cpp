@@ -37,11 +37,16 @@ size_t openDescriptors()
     return count;
 }
 
-/// Says no at a random call of it, or never.
-ProgressCallback cancelSometime( std::mt19937& random )
+/// Says no at a random call of it, or never, and tells that it did: a transfer that is stopped fails with a text of its
+/// own.
+ProgressCallback cancelSometime( std::mt19937& random, bool& stopped )
 {
     const int calls = random() % 3 == 0 ? int( random() % 8 ) : -1;
-    return [calls, seen = 0]( float ) mutable { return calls < 0 || seen++ < calls; };
+    return [calls, seen = 0, &stopped]( float ) mutable
+    {
+        stopped = stopped || ( calls >= 0 && seen++ >= calls );
+        return !stopped;
+    };
 }
 
 } // namespace
@@ -64,8 +69,8 @@ int main( int argc, char** argv )
     fmt::print( "{:>8} {:>8} {:>12}\n", "imports", "MB", "descriptors" );
     for ( int i = 1; i <= imports; ++i )
     {
-        const auto loaded = ConverterService::fromStep( copy, cancelSometime( random ) );
-        const bool stopped = !loaded && loaded.error() == cOperationCanceled;
+        bool stopped = false;
+        const auto loaded = ConverterService::fromStep( copy, cancelSometime( random, stopped ) );
         ( loaded ? done : stopped ? canceled : failed ) += 1;
         if ( !loaded && !stopped )
             fmt::print( stderr, "{}\n", loaded.error() );

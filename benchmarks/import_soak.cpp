@@ -1,6 +1,5 @@
 /// Hundreds of imports in a row, a third of them canceled at a random moment, and what memory they leave:
 /// import_soak FILE [IMPORTS]     (benchmarks/imports --soak starts the back end for it)
-#include <VXMesh/io/Path.h>
 #include <VXMesh/io/Progress.h>
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXViewer/web/WebRequest.h>

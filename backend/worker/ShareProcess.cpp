@@ -30,6 +30,24 @@ namespace
     ::_exit( 0 );
 }
 
+/// Calls `move`, which is read or write, until it has moved all bytes; false when it cannot.
+template <typename Byte>
+bool moveAll( ssize_t ( *move )( int, std::conditional_t<std::is_const_v<Byte>, const void*, void*>, size_t ), int fd,
+    Byte* at, size_t size )
+{
+    while ( size > 0 )
+    {
+        const ssize_t done = move( fd, at, size );
+        if ( done < 0 && errno == EINTR )
+            continue;
+        if ( done <= 0 )
+            return false;
+        at += done;
+        size -= size_t( done );
+    }
+    return true;
+}
+
 } // namespace
 
 ShareLink::~ShareLink()
@@ -41,34 +59,12 @@ ShareLink::~ShareLink()
 
 bool ShareLink::write_( const void* data, size_t size )
 {
-    auto* at = static_cast<const char*>( data );
-    while ( size > 0 )
-    {
-        const ssize_t done = ::write( out_, at, size );
-        if ( done < 0 && errno == EINTR )
-            continue;
-        if ( done <= 0 )
-            return false;
-        at += done;
-        size -= size_t( done );
-    }
-    return true;
+    return moveAll( ::write, out_, static_cast<const char*>( data ), size );
 }
 
 bool ShareLink::read_( void* data, size_t size )
 {
-    auto* at = static_cast<char*>( data );
-    while ( size > 0 )
-    {
-        const ssize_t done = ::read( in_, at, size );
-        if ( done < 0 && errno == EINTR )
-            continue;
-        if ( done <= 0 )
-            return false;
-        at += done;
-        size -= size_t( done );
-    }
-    return true;
+    return moveAll( ::read, in_, static_cast<char*>( data ), size );
 }
 
 std::optional<ShareLink> startShare( const std::function<void( ShareLink& )>& work )

@@ -1,10 +1,9 @@
 /// Feeds any bytes to our own readers of meshes and points; the first byte picks which. Formats that are read by a
 /// library are not here: docs/security.md says why.
-#include "Scratch.h"
+#include "CheckScene.h"
 
 #include <VXMesh/formats/BinaryPly.h>
 #include <VXMesh/formats/BinaryStl.h>
-#include <VXMesh/scene/VisualObjects.h>
 
 #include <array>
 
@@ -22,14 +21,6 @@ std::optional<tl::expected<LoadedObjects, std::string>> read( size_t pick, const
     return pick == 0 ? loadBinaryStl( file, {} ) : loadBinaryPly( file, {} );
 }
 
-void check( const Object& object )
-{
-    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ); mesh && mesh->mesh() )
-        Fuzz::require( isConsistent( *mesh->mesh() ), "a mesh that was read is consistent" );
-    for ( const auto& child : object.children() )
-        check( *child );
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
@@ -44,6 +35,6 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
     Fuzz::require( *loaded || !loaded->error().empty(), "a refusal says why" );
     if ( *loaded )
         for ( const auto& root : ( *loaded )->objects )
-            check( *root );
+            Fuzz::checkScene( *root );
     return 0;
 }

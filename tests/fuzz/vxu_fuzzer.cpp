@@ -1,23 +1,9 @@
 /// Feeds any bytes to the reader of the native format. What it accepts must be sound, and survive being written.
-#include "Scratch.h"
+#include "CheckScene.h"
 
 #include <VXMesh/formats/VxuFormat.h>
-#include <VXMesh/scene/VisualObjects.h>
 
 using namespace VX;
-
-namespace
-{
-
-void check( const Object& object )
-{
-    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ); mesh && mesh->mesh() )
-        Fuzz::require( isConsistent( *mesh->mesh() ), "a mesh that was read is consistent" );
-    for ( const auto& child : object.children() )
-        check( *child );
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
 {
@@ -25,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
     if ( !loaded )
         return 0;
     for ( const auto& root : loaded->objects )
-        check( *root );
+        Fuzz::checkScene( *root );
     (void)writeVxu( loaded->objects );
     return 0;
 }

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <VXMesh/system/ChildProcess.h>
+
 #include <tl/expected.hpp>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,9 +55,7 @@ private:
 
     std::filesystem::path folder_;
     WorkerLimits limits_;
-    int pid_ = -1;
-    int control_ = -1; ///< our end of its standard input
-    int report_ = -1;  ///< our end of its standard output
+    std::optional<ChildProcess> process_;
 };
 
 /// The command line that runs a program as a worker is run: where bubblewrap can be used it sees the system's libraries

@@ -1,10 +1,11 @@
 #include "worker/WorkerMain.h"
 
-#include "worker/Sandbox.h"
 #include "worker/StepReader.h"
 
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Zip.h>
+#include <VXMesh/system/Sandbox.h>
+#include <VXMesh/system/Sanitizer.h>
 
 #include <json/writer.h>
 
@@ -81,7 +82,7 @@ tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
     {
         exhausted = true;
     }
-    if ( exhausted || ( !done && cLimitsMemory && wasShortOfMemory( job.memory ) ) )
+    if ( exhausted || ( !done && !cHasSanitizer && wasShortOfMemory( job.memory ) ) )
         return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
     return done;
 }
@@ -93,7 +94,7 @@ int runWorker( const WorkerJob& job )
     const int report = takeStandardOutput();
     warmUpStepReader( job.folder );
     const auto threads = std::max( std::thread::hardware_concurrency(), 1u );
-    const auto refused = enterSandbox( { job.memory, job.outputSize, job.seconds * threads } );
+    const auto refused = enterSandbox( { job.memory, job.outputSize, job.seconds * threads }, SandboxFiles::Write );
     if ( !waitForJob() )
         return 0;
 

@@ -2,7 +2,9 @@
 #include "support/ScratchFolder.h"
 
 #include "converter/WorkerProcess.h"
-#include "worker/Sandbox.h"
+
+#include <VXMesh/system/Sandbox.h>
+#include <VXMesh/system/Sanitizer.h>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +13,7 @@
 #include <fstream>
 #include <functional>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -29,12 +32,13 @@ namespace
 constexpr SandboxLimits cLimits{ uint64_t( 1 ) << 40, 4096, 5 };
 
 /// Does something in a process that has entered the sandbox; its exit code, or the negative signal that ended it.
-int inSandbox( const std::function<int()>& work, const SandboxLimits& limits = cLimits )
+int inSandbox(
+    const std::function<int()>& work, const SandboxLimits& limits = cLimits, SandboxFiles files = SandboxFiles::Write )
 {
     const pid_t child = ::fork();
     if ( child == 0 )
     {
-        const bool entered = enterSandbox( limits ).empty();
+        const bool entered = enterSandbox( limits, files ).empty();
         ::_exit( entered ? work() : 99 );
     }
     int status = 0;
@@ -72,6 +76,31 @@ TEST( Sandbox, NoLinksModesOrMounts )
     EXPECT_EQ( inSandbox( [&] { return errorOf( ::setuid( 0 ) ); } ), EPERM );
 }
 
+TEST( Sandbox, AReaderChangesNoFileAndHasNoCopies )
+{
+    const Testing::ScratchFolder folder;
+    const auto file = folder.write( "f", "x" ).string();
+    const auto other = ( folder.path() / "g" ).string();
+    const auto reading = []( const std::function<int()>& work )
+    { return inSandbox( work, cLimits, SandboxFiles::Read ); };
+    const auto open = [&]( int flags ) { return errorOf( ::open( file.c_str(), flags, 0600 ) ); };
+    EXPECT_EQ( reading( [&] { return open( O_RDONLY | O_CLOEXEC ); } ), 0 );
+    for ( const int flags : { O_WRONLY, O_RDWR, O_RDONLY | O_TRUNC, O_RDONLY | O_CREAT } )
+        EXPECT_EQ( reading( [&] { return open( flags ); } ), EPERM ) << flags;
+    EXPECT_EQ( reading( [&] { return errorOf( ::unlink( file.c_str() ) ); } ), EPERM );
+    EXPECT_EQ( reading( [&] { return errorOf( ::rename( file.c_str(), other.c_str() ) ); } ), EPERM );
+    EXPECT_EQ( reading( [&] { return errorOf( ::truncate( file.c_str(), 0 ) ); } ), EPERM );
+    EXPECT_EQ( reading( [] { return errorOf( ::fork() ); } ), EPERM );
+    const auto inThread = []
+    {
+        int out = 1;
+        std::thread( [&] { out = 0; } ).join();
+        return out;
+    };
+    EXPECT_EQ( reading( inThread ), 0 );
+    EXPECT_EQ( std::filesystem::file_size( file ), 1u );
+}
+
 TEST( Sandbox, FilesOfALimitedSize )
 {
     const Testing::ScratchFolder folder;
@@ -100,7 +129,7 @@ TEST( Sandbox, TimeEnds )
 
 TEST( Sandbox, MemoryEnds )
 {
-    if ( !cLimitsMemory )
+    if ( cHasSanitizer )
         GTEST_SKIP() << "a sanitizer needs all of it";
     const auto allocate = []
     {

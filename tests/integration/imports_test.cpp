@@ -1,9 +1,8 @@
 #include "support/BackendProcess.h"
 
-#include "worker/Sandbox.h"
-
 #include <VXMesh/io/Zip.h>
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXMesh/system/Sanitizer.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXOrvanta/converter/S3.h>
@@ -152,7 +151,7 @@ TEST_F( Imports, DamagedFilesHarmNoLaterOne )
 
 TEST_F( Imports, WorkerOutOfItsMemoryIsReportedAndTheServiceLives )
 {
-    if ( !Backend::cLimitsMemory )
+    if ( cHasSanitizer )
         GTEST_SKIP() << "a sanitizer needs all of it";
     Testing::BackendProcess backend( { "--allow-anonymous", "--worker-memory", "300" } );
     std::string huge = sample( "drive.step" );

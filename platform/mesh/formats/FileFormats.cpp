@@ -1,6 +1,6 @@
 #include <VXMesh/formats/FileFormats.h>
 
-#include <VXMesh/formats/AssimpFormats.h>
+#include <VXMesh/formats/ForeignFormats.h>
 #include <VXMesh/formats/PointFormats.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Path.h>
@@ -20,7 +20,7 @@ std::vector<FileFormat>& registry()
 {
     static std::vector<FileFormat> sFormats = []
     {
-        std::vector<FileFormat> formats = assimpFormats();
+        std::vector<FileFormat> formats = foreignFormats();
         formats.push_back( pointsFormat() );
         formats.push_back( vxuFormat() );
         return formats;

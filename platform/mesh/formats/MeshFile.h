@@ -10,7 +10,7 @@ namespace VX
 
 /// Finds the creases to draw over a mesh from a file, but not over large scans: there it costs more than reading does,
 /// and they only make noise.
-void addCreases( Mesh& mesh );
+VXMESH_API void addCreases( Mesh& mesh );
 
 /// The one object of a file, named after it.
 [[nodiscard]] LoadedObjects meshOfFile(

@@ -22,4 +22,12 @@ std::string trimmed( std::string_view text )
     return std::string( text.substr( first, text.find_last_not_of( cSpace ) - first + 1 ) );
 }
 
+std::string printable( std::string_view text, size_t maxLength )
+{
+    std::string out( text );
+    std::erase_if( out, []( unsigned char c ) { return c < 0x20 || c > 0x7e; } );
+    out.resize( std::min( out.size(), maxLength ) );
+    return out;
+}
+
 } // namespace VX

@@ -14,4 +14,7 @@ namespace VX
 /// The text without white space at its ends.
 [[nodiscard]] VXMESH_API std::string trimmed( std::string_view text );
 
+/// What a stranger's program has said, fit to be shown: its printable ASCII characters, cut at `maxLength`.
+[[nodiscard]] VXMESH_API std::string printable( std::string_view text, size_t maxLength );
+
 } // namespace VX

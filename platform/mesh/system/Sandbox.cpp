@@ -1,29 +1,31 @@
-#include "worker/Sandbox.h"
+#include <VXMesh/system/Sandbox.h>
 
+#include <VXMesh/system/Sanitizer.h>
+
+#include <fcntl.h>
+#include <sched.h>
 #include <seccomp.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <span>
 
-namespace VX::Backend
+namespace VX
 {
 namespace
 {
 
-// What memory, threads, time and files in one folder need. Networks, other processes, mounts, links and keys are not
-// here.
+// What memory, time and the reading of files need. Networks, other processes, mounts, links and keys are not here.
 constexpr int cAllowed[] = {
     SCMP_SYS( read ),
     SCMP_SYS( write ),
     SCMP_SYS( readv ),
     SCMP_SYS( writev ),
     SCMP_SYS( pread64 ),
-    SCMP_SYS( pwrite64 ),
-    SCMP_SYS( open ),
-    SCMP_SYS( openat ),
     SCMP_SYS( close ),
     SCMP_SYS( lseek ),
     SCMP_SYS( fstat ),
@@ -37,9 +39,6 @@ constexpr int cAllowed[] = {
     SCMP_SYS( fcntl ),
     SCMP_SYS( fsync ),
     SCMP_SYS( fdatasync ),
-    SCMP_SYS( ftruncate ),
-    SCMP_SYS( rename ),
-    SCMP_SYS( unlink ),
     SCMP_SYS( getdents64 ),
     SCMP_SYS( readlink ),
     SCMP_SYS( readlinkat ),
@@ -59,7 +58,6 @@ constexpr int cAllowed[] = {
     SCMP_SYS( get_mempolicy ),
     SCMP_SYS( membarrier ),
     SCMP_SYS( futex ),
-    SCMP_SYS( clone ),
     SCMP_SYS( set_robust_list ),
     SCMP_SYS( rseq ),
     SCMP_SYS( set_tid_address ),
@@ -96,29 +94,60 @@ constexpr int cAllowed[] = {
     SCMP_SYS( restart_syscall ),
 };
 
+constexpr int cAllowedToWrite[] = {
+    SCMP_SYS( open ),
+    SCMP_SYS( openat ),
+    SCMP_SYS( pwrite64 ),
+    SCMP_SYS( ftruncate ),
+    SCMP_SYS( rename ),
+    SCMP_SYS( unlink ),
+    SCMP_SYS( clone ),
+};
+
 bool limit( __rlimit_resource resource, uint64_t value )
 {
     const rlimit both{ value, value };
     return setrlimit( resource, &both ) == 0;
 }
 
-bool filterSystemCalls()
+bool limitTo( __rlimit_resource resource, uint64_t value )
 {
-    // glibc falls back from calls that "do not exist", clone3 above all, but takes a refusal for an error.
+    return value == 0 || limit( resource, value );
+}
+
+bool allow( scmp_filter_ctx filter, std::span<const int> calls )
+{
+    return std::all_of( calls.begin(), calls.end(),
+        [&]( int call ) { return seccomp_rule_add( filter, SCMP_ACT_ALLOW, call, 0 ) == 0; } );
+}
+
+bool allowWith( scmp_filter_ctx filter, int call, const scmp_arg_cmp& argument )
+{
+    return seccomp_rule_add_array( filter, SCMP_ACT_ALLOW, call, 1, &argument ) == 0;
+}
+
+bool allowReading( scmp_filter_ctx filter )
+{
+    constexpr uint64_t cChanging = O_ACCMODE | O_CREAT | O_TRUNC;
+    return allowWith( filter, SCMP_SYS( open ), { 1, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } ) &&
+           allowWith( filter, SCMP_SYS( openat ), { 2, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } ) &&
+           allowWith( filter, SCMP_SYS( clone ), { 0, SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD } );
+}
+
+bool filterSystemCalls( SandboxFiles files )
+{
     const std::unique_ptr<void, void ( * )( void* )> filter( seccomp_init( SCMP_ACT_ERRNO( EPERM ) ), seccomp_release );
-    if ( !filter )
+    if ( !filter || !allow( filter.get(), cAllowed ) )
         return false;
-    for ( const int call : cAllowed )
-        if ( seccomp_rule_add( filter.get(), SCMP_ACT_ALLOW, call, 0 ) != 0 )
-            return false;
+    if ( files == SandboxFiles::Write ? !allow( filter.get(), cAllowedToWrite ) : !allowReading( filter.get() ) )
+        return false;
     // A failed assertion signals itself, and nobody else.
-    if ( seccomp_rule_add( filter.get(), SCMP_ACT_ALLOW, SCMP_SYS( tgkill ), 1,
-             SCMP_A0( SCMP_CMP_EQ, scmp_datum_t( ::getpid() ) ) ) != 0 )
+    if ( !allowWith( filter.get(), SCMP_SYS( tgkill ), { 0, SCMP_CMP_EQ, scmp_datum_t( ::getpid() ), 0 } ) )
         return false;
     // A copy of this process asks to end with it.
-    if ( seccomp_rule_add(
-             filter.get(), SCMP_ACT_ALLOW, SCMP_SYS( prctl ), 1, SCMP_A0( SCMP_CMP_EQ, PR_SET_PDEATHSIG ) ) != 0 )
+    if ( !allowWith( filter.get(), SCMP_SYS( prctl ), { 0, SCMP_CMP_EQ, PR_SET_PDEATHSIG, 0 } ) )
         return false;
+    // glibc falls back from calls that "do not exist", clone3 above all, but takes a refusal for an error.
     if ( seccomp_rule_add( filter.get(), SCMP_ACT_ERRNO( ENOSYS ), SCMP_SYS( clone3 ), 0 ) != 0 )
         return false;
     return seccomp_load( filter.get() ) == 0;
@@ -126,17 +155,17 @@ bool filterSystemCalls()
 
 } // namespace
 
-std::string enterSandbox( const SandboxLimits& limits )
+std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files )
 {
-    const bool memoryLimited = !cLimitsMemory || limit( RLIMIT_AS, limits.memory );
-    if ( !memoryLimited || !limit( RLIMIT_FSIZE, limits.outputSize ) || !limit( RLIMIT_CPU, limits.cpuSeconds ) ||
+    const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );
+    if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTo( RLIMIT_CPU, limits.cpuSeconds ) ||
          !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )
         return "The limits cannot be set";
     if ( prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 )
         return "Privileges cannot be given up";
-    if ( !filterSystemCalls() )
+    if ( !filterSystemCalls( files ) )
         return "System calls cannot be filtered";
     return {};
 }
 
-} // namespace VX::Backend
+} // namespace VX

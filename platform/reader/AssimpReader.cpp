@@ -1,15 +1,17 @@
-#include <VXMesh/formats/AssimpFormats.h>
+#include "AssimpReader.h"
 
-#include <VXMesh/formats/BinaryPly.h>
-#include <VXMesh/formats/BinaryStl.h>
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
+
+#include <algorithm>
+#include <cmath>
 
 namespace VX
 {
@@ -27,14 +29,11 @@ public:
     }
     bool Update( float fraction ) override
     {
-        canceled_ = canceled_ || ( fraction >= 0 && !reportProgress( progress_, std::min( fraction, 1.f ) ) );
-        return !canceled_;
+        return fraction < 0 || reportProgress( progress_, std::min( fraction, 1.f ) );
     }
-    [[nodiscard]] bool canceled() const { return canceled_; }
 
 private:
     ProgressCallback progress_;
-    bool canceled_ = false;
 };
 
 Vector3f toVector( const aiVector3D& v )
@@ -172,8 +171,7 @@ private:
 
 bool isYUp( const std::filesystem::path& file )
 {
-    const auto extension = file.extension();
-    return extension == ".gltf" || extension == ".GLTF";
+    return toLower( utf8string( file.extension() ) ) == ".gltf";
 }
 
 /// The library takes such a face for a polygon, looks for corners in it and ends the process in an assertion.
@@ -186,66 +184,33 @@ bool hasEmptyFace( const aiScene& scene )
     return false;
 }
 
-tl::expected<LoadedObjects, std::string> loadWithAssimp(
+} // namespace
+
+tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
     const std::filesystem::path& file, const ProgressCallback& progress )
 {
     Assimp::Importer importer;
-    auto* adapter = new ProgressAdapter( progress );
-    importer.SetProgressHandler( adapter ); // takes ownership
+    importer.SetProgressHandler( new ProgressAdapter( progress ) ); // takes ownership
     // Facet normals would keep the corners of an STL file apart; smooth ones are made when the mesh is drawn.
-    const int facetNormals = file.extension() == ".stl" ? int( aiComponent_NORMALS ) : 0;
+    const int facetNormals = toLower( utf8string( file.extension() ) ) == ".stl" ? int( aiComponent_NORMALS ) : 0;
     importer.SetPropertyInteger(
         AI_CONFIG_PP_RVC_FLAGS, aiComponent_TANGENTS_AND_BITANGENTS | aiComponent_TEXCOORDS | facetNormals );
     importer.SetPropertyBool( AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false );
     const aiScene* scene = importer.ReadFile( file.string(), 0 );
     if ( scene && hasEmptyFace( *scene ) )
-        return tl::unexpected( cannotRead( file, "a face has no corners" ) );
+        return tl::unexpected( std::string( "a face has no corners" ) );
     if ( scene )
         scene = importer.ApplyPostProcessing( aiProcess_RemoveComponent | aiProcess_Triangulate |
                                               aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
                                               aiProcess_ValidateDataStructure );
-    if ( adapter->canceled() )
-        return tl::unexpected( std::string( cOperationCanceled ) );
     if ( !scene || !scene->mRootNode )
-        return tl::unexpected( cannotRead( file, importer.GetErrorString() ) );
+        return tl::unexpected( std::string( importer.GetErrorString() ) );
     auto root = SceneConverter( *scene ).convert( utf8string( file.stem() ) );
     if ( !root )
-        return tl::unexpected( "\"" + utf8string( file.filename() ) + "\" holds no meshes or points" );
+        return tl::unexpected( std::string( "it holds no meshes or points" ) );
     if ( isYUp( file ) )
         root->setXf( AffineXf3f{ { { 1, 0, 0 }, { 0, 0, -1 }, { 0, 1, 0 } }, {} } * root->xf() );
-    LoadedObjects out;
-    out.objects.push_back( std::move( root ) );
-    return out;
-}
-
-/// The kinds of files that people open all day, read at the speed of memory; others of the same name the slow way.
-tl::expected<LoadedObjects, std::string> loadStl( const std::filesystem::path& file, const ProgressCallback& progress )
-{
-    auto binary = loadBinaryStl( file, progress );
-    return binary ? std::move( *binary ) : loadWithAssimp( file, progress );
-}
-
-tl::expected<LoadedObjects, std::string> loadPly( const std::filesystem::path& file, const ProgressCallback& progress )
-{
-    auto binary = loadBinaryPly( file, progress );
-    return binary ? std::move( *binary ) : loadWithAssimp( file, progress );
-}
-
-} // namespace
-
-std::vector<FileFormat> assimpFormats()
-{
-    return {
-        { "Stereolithography", { ".stl" }, &loadStl },
-        { "Wavefront object", { ".obj" }, &loadWithAssimp },
-        { "Stanford polygon file", { ".ply" }, &loadPly },
-        { "Object file format", { ".off" }, &loadWithAssimp },
-        { "glTF", { ".gltf" }, &loadWithAssimp },
-        { "3D manufacturing format", { ".3mf" }, &loadWithAssimp },
-        { "COLLADA", { ".dae" }, &loadWithAssimp },
-        { "Filmbox", { ".fbx" }, &loadWithAssimp },
-        { "3D Studio", { ".3ds" }, &loadWithAssimp },
-    };
+    return root;
 }
 
 } // namespace VX

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace VX
+{
+
+/// What a process that reads strangers' files may use; 0 is no limit.
+struct SandboxLimits
+{
+    uint64_t memory = 0;     ///< bytes of address space; not held where a sanitizer needs more
+    uint64_t outputSize = 0; ///< bytes of any one file
+    uint64_t cpuSeconds = 0; ///< of all threads together
+};
+
+enum class SandboxFiles
+{
+    Write, ///< files can be made, changed, renamed and removed
+    Read,  ///< files can be opened for reading alone, and the process has no copies
+};
+
+/// Takes from this process what reading a file does not need: limits on memory, time, files and core dumps, no new
+/// privileges, and a filter under which other system calls fail. The error says what could not be taken.
+[[nodiscard]] std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files );
+
+} // namespace VX

@@ -1,0 +1,116 @@
+/// Reads one mesh file and writes it to standard output as a scene, for VX::readInProcess. The library that it reads
+/// with is not to be trusted with strangers' files, so this process gives up all that reading does not need, first.
+#include "AssimpReader.h"
+
+#include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/system/Sandbox.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <new>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+using namespace VX;
+
+namespace
+{
+
+constexpr float cParsing = 0.8f; // of the whole time; packing takes the rest
+
+/// Keeps standard output for what we say: libraries print to it.
+int takeStandardOutput()
+{
+    const int out = ::dup( STDOUT_FILENO );
+    const int nowhere = ::open( "/dev/null", O_WRONLY );
+    ::dup2( nowhere, STDOUT_FILENO );
+    return out;
+}
+
+class Speaker
+{
+public:
+    explicit Speaker( int out )
+        : out_( out )
+    {
+    }
+
+    /// False when nobody listens any more.
+    bool say( std::string line ) const
+    {
+        std::replace( line.begin(), line.end(), '\n', ' ' );
+        line += '\n';
+        return send( line.data(), line.size() );
+    }
+
+    bool send( const void* data, size_t size ) const
+    {
+        const auto* bytes = static_cast<const char*>( data );
+        while ( size > 0 )
+        {
+            const ssize_t n = ::write( out_, bytes, size );
+            if ( n <= 0 )
+                return false;
+            bytes += n;
+            size -= size_t( n );
+        }
+        return true;
+    }
+
+    bool progress( float fraction )
+    {
+        constexpr float cStep = 0.01f;
+        if ( fraction < said_ + cStep )
+            return true;
+        said_ = fraction;
+        return say( "progress " + std::to_string( fraction ) );
+    }
+
+private:
+    int out_;
+    float said_ = 0;
+};
+
+tl::expected<std::vector<std::byte>, std::string> sceneOf(
+    const std::filesystem::path& file, const ProgressCallback& progress )
+try
+{
+    const auto root = readWithAssimp( file, subprogress( progress, 0, cParsing ) );
+    if ( !root )
+        return tl::unexpected( root.error() );
+    return writeVxu( { &*root, 1 }, subprogress( progress, cParsing, 1 ) );
+}
+catch ( const std::bad_alloc& )
+{
+    return tl::unexpected( std::string( "there is not enough memory" ) );
+}
+catch ( const std::exception& e )
+{
+    return tl::unexpected( std::string( e.what() ) );
+}
+
+uint64_t physicalMemory()
+{
+    return uint64_t( std::max( ::sysconf( _SC_PHYS_PAGES ), 0L ) ) * uint64_t( ::sysconf( _SC_PAGESIZE ) );
+}
+
+} // namespace
+
+int main( int argc, char** argv )
+{
+    if ( argc != 2 )
+        return 2;
+    Speaker speaker( takeStandardOutput() );
+    ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+    const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read );
+    const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
+                                       : tl::unexpected( refused );
+    const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) &&
+                                  speaker.send( scene->data(), scene->size() )
+                            : speaker.say( "error " + scene.error() );
+    // Destructors would only give memory back that goes with the process, or stumble over what a file has damaged.
+    ::_exit( told ? 0 : 1 );
+}

@@ -92,6 +92,14 @@ catch ( const std::exception& e )
     return tl::unexpected( std::string( e.what() ) );
 }
 
+/// A file that makes us eat all memory shall cost nobody else their process.
+void offerToDieFirst()
+{
+    const int score = ::open( "/proc/self/oom_score_adj", O_WRONLY );
+    if ( score >= 0 && ::write( score, "1000", 4 ) == 4 )
+        ::close( score );
+}
+
 uint64_t physicalMemory()
 {
     return uint64_t( std::max( ::sysconf( _SC_PHYS_PAGES ), 0L ) ) * uint64_t( ::sysconf( _SC_PAGESIZE ) );
@@ -105,6 +113,7 @@ int main( int argc, char** argv )
         return 2;
     Speaker speaker( takeStandardOutput() );
     ::prctl( PR_SET_PDEATHSIG, SIGKILL );
+    offerToDieFirst();
     const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read );
     const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
                                        : tl::unexpected( refused );

@@ -1,5 +1,4 @@
-/// Feeds any bytes to our own readers of meshes and points; the first byte picks which. Formats that are read by a
-/// library are not here: docs/security.md says why.
+/// Feeds any bytes to our own readers of meshes and points; the first byte picks which.
 #include "CheckScene.h"
 
 #include <VXMesh/formats/BinaryPly.h>

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <optional>
+#include <span>
 
 #include <dlfcn.h>
 
@@ -95,8 +95,8 @@ private:
     tl::expected<Scene, std::string> bytes_( size_t size )
     {
         constexpr size_t cStep = size_t( 16 ) << 20;
-        Scene out( std::min( size, pending_.size() ) );
-        std::memcpy( out.data(), pending_.data(), out.size() );
+        const auto here = std::as_bytes( std::span( pending_ ).first( std::min( size, pending_.size() ) ) );
+        Scene out( here.begin(), here.end() );
         for ( size_t filled = out.size(); filled < size; )
         {
             if ( filled == out.size() )

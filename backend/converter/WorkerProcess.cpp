@@ -75,8 +75,8 @@ bool hasBubblewrap()
 {
     static const bool sWorks = []
     {
-        auto trial = ChildProcess::start(
-            { { "bwrap", "--unshare-all", "--ro-bind", "/", "/", "true" }, { "PATH=/usr/bin:/bin" } } );
+        auto trial = ChildProcess::start( { { "bwrap", "--unshare-all", "--ro-bind", "/", "/", "true" },
+            std::vector<std::string>{ "PATH=/usr/bin:/bin" } } );
         const bool works = trial && trial->wait() == 0;
         if ( !works )
             spdlog::warn( "bubblewrap cannot be used here: workers run with limits and a system-call filter alone" );
@@ -110,7 +110,10 @@ tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
                              std::to_string( limits.outputSize ), std::to_string( limits.time.count() ) } );
     auto process = ChildProcess::start( { command, workerEnvironment(), showsErrors() } );
     if ( !process )
-        return tl::unexpected( process.error() );
+    {
+        spdlog::error( "{}", process.error() );
+        return tl::unexpected( std::string( "No worker can be started" ) );
+    }
     worker->process_.emplace( std::move( *process ) );
     return worker;
 }

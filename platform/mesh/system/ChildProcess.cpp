@@ -12,6 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+extern char** environ;
+
 namespace VX
 {
 namespace
@@ -67,8 +69,9 @@ int spawn( const ChildProcess::Setup& setup, int input, int output, pid_t& pid )
     posix_spawnattr_setsigmask( &attributes, &none );
     posix_spawnattr_setflags( &attributes, POSIX_SPAWN_SETSIGMASK );
     auto argv = pointersTo( setup.command );
-    auto envp = pointersTo( setup.environment );
-    const int error = ::posix_spawnp( &pid, argv[0], &actions, &attributes, argv.data(), envp.data() );
+    auto variables = setup.environment ? pointersTo( *setup.environment ) : std::vector<char*>{};
+    char** const envp = setup.environment ? variables.data() : environ;
+    const int error = ::posix_spawnp( &pid, argv[0], &actions, &attributes, argv.data(), envp );
     ::posix_spawnattr_destroy( &attributes );
     ::posix_spawn_file_actions_destroy( &actions );
     return error;

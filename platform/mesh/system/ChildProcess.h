@@ -4,6 +4,7 @@
 
 #include <tl/expected.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,8 +20,8 @@ public:
     {
         /// The program, looked up in PATH when it has no slash, and its arguments.
         std::vector<std::string> command;
-        /// "NAME=value" each; the program sees no other variables.
-        std::vector<std::string> environment;
+        /// "NAME=value" each, the only variables that the program sees; ours when this is not given.
+        std::optional<std::vector<std::string>> environment;
         /// Whether its standard error goes where ours goes, and not to nowhere.
         bool showsErrors = false;
     };

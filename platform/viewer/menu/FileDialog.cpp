@@ -6,7 +6,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/FileDialogSignals.h>
 #include <VXViewer/settings/Config.h>
-#include <VXViewer/system/ChildProcess.h>
+#include <VXViewer/system/Programs.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>

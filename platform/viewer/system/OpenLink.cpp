@@ -1,6 +1,6 @@
 #include <VXViewer/system/OpenLink.h>
 
-#include <VXViewer/system/ChildProcess.h>
+#include <VXViewer/system/Programs.h>
 
 #include <spdlog/spdlog.h>
 

@@ -38,7 +38,16 @@ public:
         // The scene is drawn into a framebuffer of its own, which has its depth and its samples.
         glfwWindowHint( GLFW_DEPTH_BITS, 0 );
         glfwWindowHint( GLFW_STENCIL_BITS, 0 );
-        window_ = glfwCreateWindow( options.width, options.height, options.title.c_str(), nullptr, nullptr );
+        if ( options.scaleExpected )
+            options.scaleExpected( expectedScale_() );
+        // The other way asks for each property of each of the display's hundreds of visuals, which takes longer than
+        // all the rest; but it is there on every display.
+        for ( const int api : { GLFW_EGL_CONTEXT_API, GLFW_NATIVE_CONTEXT_API } )
+        {
+            glfwWindowHint( GLFW_CONTEXT_CREATION_API, api );
+            if ( !window_ )
+                window_ = glfwCreateWindow( options.width, options.height, options.title.c_str(), nullptr, nullptr );
+        }
         if ( !window_ )
             return tl::unexpected( glfwFailure( "No window with OpenGL 3.3 can be opened" ) );
         glfwMakeContextCurrent( window_ );
@@ -115,6 +124,14 @@ private:
     static DesktopWindow& self_( GLFWwindow* window )
     {
         return *static_cast<DesktopWindow*>( glfwGetWindowUserPointer( window ) );
+    }
+
+    static float expectedScale_()
+    {
+        float x = 1, y = 1;
+        if ( GLFWmonitor* monitor = glfwGetPrimaryMonitor() )
+            glfwGetMonitorContentScale( monitor, &x, &y );
+        return x > 0 ? x : 1;
     }
 
     [[nodiscard]] std::pair<int, int> framebufferSize_() const

@@ -18,6 +18,8 @@ tl::expected<std::unique_ptr<OffscreenWindow>, std::string> OffscreenWindow::ope
     window->width_ = options.width;
     window->height_ = options.height;
     window->title_ = options.title;
+    if ( options.scaleExpected )
+        options.scaleExpected( window->scale_ );
     if ( auto created = window->createContext_(); !created )
         return tl::unexpected( created.error() );
     window->createFramebuffer_();

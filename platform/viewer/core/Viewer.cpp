@@ -27,9 +27,12 @@ namespace VX
 namespace
 {
 
-tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params )
+/// Opens the window, while another thread rasterises the fonts of its menu.
+tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params, ImGuiMenu* menu )
 {
-    const WindowOptions options{ params.width, params.height, params.appName };
+    WindowOptions options{ params.width, params.height, params.appName, {} };
+    if ( menu )
+        options.scaleExpected = [menu]( float scale ) { menu->loadFontsAhead( scale ); };
     if ( !params.windowless )
         return openDesktopWindow( options );
     auto window = OffscreenWindow::open( options );
@@ -91,10 +94,12 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
 {
     params_ = params;
     closing_ = false;
-    auto window = openWindow( params );
+    auto window = openWindow( params, menu_.get() );
     if ( !window )
         return tl::unexpected( window.error() );
     window_ = std::move( *window );
+    if ( menu_ )
+        menu_->fontManager().finishAhead();
     wakeable_ = window_.get();
     CommandLoop::open();
     drawing_ = std::make_unique<Drawing>( *this, root_ );

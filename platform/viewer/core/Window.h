@@ -55,6 +55,8 @@ struct WindowOptions
     int width = 1280;
     int height = 800;
     std::string title;
+    /// Told the scale that the window will most likely have, before the long part of opening it begins; may be empty.
+    std::function<void( float )> scaleExpected;
 };
 
 /// A screen in its own pixels, and how much larger than at 96 dots an inch the user wants things on it.

@@ -26,6 +26,22 @@ void attach( GLenum attachment, GlRenderbuffer& buffer, GLenum format, int sampl
     glFramebufferRenderbuffer( GL_FRAMEBUFFER, attachment, GL_RENDERBUFFER, buffer.get() );
 }
 
+/// A new texture as the colours of the bound framebuffer; its kind depends on the samples.
+void attachColors( GlTexture& texture, int samples, int width, int height )
+{
+    texture = {};
+    const GLenum target = samples > 0 ? GL_TEXTURE_2D_MULTISAMPLE : GL_TEXTURE_2D;
+    glBindTexture( target, texture.get() );
+    if ( samples > 0 )
+        glTexImage2DMultisample( target, samples, GL_RGBA8, width, height, GL_TRUE );
+    else
+    {
+        glTexImage2D( target, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr );
+        glTexParameteri( target, GL_TEXTURE_MIN_FILTER, GL_NEAREST );
+    }
+    glFramebufferTexture2D( GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, target, texture.get(), 0 );
+}
+
 } // namespace
 
 SceneView::SceneView( std::shared_ptr<Object> root )
@@ -88,13 +104,23 @@ void SceneView::updateTargets_()
     targetWidth_ = width_;
     targetHeight_ = height_;
     samples_ = samples;
-    glBindFramebuffer( GL_FRAMEBUFFER, multisampled_.get() );
-    attach( GL_COLOR_ATTACHMENT0, color_, GL_RGBA8, samples, width_, height_ );
+    glBindFramebuffer( GL_FRAMEBUFFER, drawing_.get() );
+    attachColors( color_, samples, width_, height_ );
     attach( GL_DEPTH_ATTACHMENT, depth_, GL_DEPTH_COMPONENT24, samples, width_, height_ );
     if ( glCheckFramebufferStatus( GL_FRAMEBUFFER ) != GL_FRAMEBUFFER_COMPLETE )
         spdlog::error( "No framebuffer of {}x{} pixels can be made", width_, height_ );
+    if ( samples == 0 )
+        return;
     glBindFramebuffer( GL_FRAMEBUFFER, resolved_.get() );
-    attach( GL_COLOR_ATTACHMENT0, resolvedColor_, GL_RGBA8, 0, width_, height_ );
+    attachColors( resolvedColor_, 0, width_, height_ );
+}
+
+void SceneView::resolve_()
+{
+    if ( samples_ == 0 )
+        return;
+    glBindFramebuffer( GL_FRAMEBUFFER, resolved_.get() );
+    copy_.draw( color_.get(), samples_ );
 }
 
 void SceneView::render_()
@@ -106,11 +132,9 @@ void SceneView::render_()
     glDisable( GL_BLEND );
     glDisable( GL_CULL_FACE );
     glDepthMask( GL_TRUE );
-    glBindFramebuffer( GL_FRAMEBUFFER, multisampled_.get() );
+    glBindFramebuffer( GL_FRAMEBUFFER, drawing_.get() );
     renderer_.draw( camera_, settings_ );
-    glBindFramebuffer( GL_READ_FRAMEBUFFER, multisampled_.get() );
-    glBindFramebuffer( GL_DRAW_FRAMEBUFFER, resolved_.get() );
-    glBlitFramebuffer( 0, 0, width_, height_, 0, 0, width_, height_, GL_COLOR_BUFFER_BIT, GL_NEAREST );
+    resolve_();
     drawn_ = current_();
 }
 
@@ -118,11 +142,9 @@ void SceneView::draw( GLuint framebuffer )
 {
     if ( isOutdated() )
         render_();
-    glBindFramebuffer( GL_READ_FRAMEBUFFER, resolved_.get() );
-    glBindFramebuffer( GL_DRAW_FRAMEBUFFER, framebuffer );
-    glDisable( GL_SCISSOR_TEST );
-    glBlitFramebuffer( 0, 0, width_, height_, 0, 0, width_, height_, GL_COLOR_BUFFER_BIT, GL_NEAREST );
     glBindFramebuffer( GL_FRAMEBUFFER, framebuffer );
+    glViewport( 0, 0, width_, height_ );
+    copy_.draw( samples_ > 0 ? resolvedColor_.get() : color_.get(), 0 );
 }
 
 Object* SceneView::pick( Vector2f position )

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXViewer/draw/PictureCopy.h>
 #include <VXViewer/draw/SceneRenderer.h>
 
 #include <map>
@@ -46,6 +47,7 @@ private:
     void updateScene_();
     void updateTargets_();
     void render_();
+    void resolve_();
 
     std::shared_ptr<Object> root_;
     Camera camera_;
@@ -61,8 +63,10 @@ private:
     int targetWidth_ = 0;
     int targetHeight_ = 0;
     int samples_ = 0;
-    GlFramebuffer multisampled_, resolved_, ids_;
-    GlRenderbuffer color_, depth_, resolvedColor_, idColor_, idDepth_;
+    PictureCopy copy_;
+    GlFramebuffer drawing_, resolved_, ids_;
+    GlTexture color_, resolvedColor_;
+    GlRenderbuffer depth_, idColor_, idDepth_;
 };
 
 } // namespace VX

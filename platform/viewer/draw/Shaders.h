@@ -110,6 +110,35 @@ void main()
 }
 )";
 
+inline constexpr const char* cCopyVertex = R"(#version 330 core
+void main()
+{
+    gl_Position = vec4( vec2( gl_VertexID & 1, gl_VertexID >> 1 ) * 4.0 - 1.0, 0.0, 1.0 );
+}
+)";
+
+inline constexpr const char* cCopyFragment = R"(#version 330 core
+uniform sampler2D picture;
+out vec4 result;
+void main()
+{
+    result = texelFetch( picture, ivec2( gl_FragCoord.xy ), 0 );
+}
+)";
+
+inline constexpr const char* cAveragingFragment = R"(#version 330 core
+uniform sampler2DMS picture;
+uniform int samples;
+out vec4 result;
+void main()
+{
+    vec4 sum = vec4( 0.0 );
+    for ( int i = 0; i < samples; ++i )
+        sum += texelFetch( picture, ivec2( gl_FragCoord.xy ), i );
+    result = sum / float( samples );
+}
+)";
+
 inline constexpr const char* cIdFragment = R"(#version 330 core
 uniform uint id;
 out uint result;

@@ -127,6 +127,11 @@ float ImGuiMenu::menu_scaling() const
     return getViewerInstance().scale() * userScaling_;
 }
 
+void ImGuiMenu::loadFontsAhead( float screenScale )
+{
+    fonts_.loadAhead( screenScale * readUserScaling() );
+}
+
 void ImGuiMenu::setUserScaling( float factor )
 {
     userScaling_ = std::clamp( factor, 0.5f, 3.f );

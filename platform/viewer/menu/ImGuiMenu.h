@@ -83,6 +83,8 @@ public:
     void setUserScaling( float factor );
 
     [[nodiscard]] RibbonFontManager& fontManager() { return fonts_; }
+    /// Starts to rasterise the fonts on another thread, for a window that is being opened on a screen of this scale.
+    void loadFontsAhead( float screenScale );
     /// Null until shortcuts were first set up.
     [[nodiscard]] const std::shared_ptr<ShortcutManager>& getShortcutManager() const { return shortcuts_; }
     void showShortcutSheet();

@@ -8,6 +8,8 @@
 
 #include <cmath>
 #include <fstream>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace VX
@@ -56,28 +58,118 @@ bool isReadableFont( const std::filesystem::path& path )
     return text == "OTTO" || text == "true" || text == "ttcf" || text == std::string_view( "\0\1\0\0", 4 );
 }
 
-ImFont* addFont( const std::filesystem::path& path, float size, const ImWchar* ranges, const ImFontConfig* config )
-{
-    return ImGui::GetIO().Fonts->AddFontFromFileTTF( utf8string( path ).c_str(), size, config, ranges );
-}
+using Fonts = std::array<ImFont*, size_t( Type::Count )>;
 
-ImFont* addOwnLetters( float size )
+/// Fills an atlas with all types at a scale. It needs no Dear ImGui context.
+class AtlasMaker
 {
-    ImFontConfig config;
-    config.SizePixels = size;
-    return ImGui::GetIO().Fonts->AddFontDefault( &config );
-}
+public:
+    AtlasMaker( ImFontAtlas& atlas, const RibbonFontManager::FontPaths& paths )
+        : atlas_( atlas )
+        , paths_( paths )
+    {
+        for ( size_t i = 0; i < usable_.size(); ++i )
+        {
+            usable_[i] = isReadableFont( paths_[i] );
+            if ( !usable_[i] )
+                spdlog::warn( "The font {} is missing or no font", utf8string( paths_[i] ) );
+        }
+    }
 
-void mergeIcons( const std::filesystem::path& path, float size )
-{
-    ImFontConfig config;
-    config.MergeMode = true;
-    config.GlyphMinAdvanceX = std::round( size * 1.2f );
-    config.GlyphOffset.y = std::round( size * 0.06f );
-    addFont( path, size, cIconGlyphs, &config );
-}
+    Fonts make( float scale )
+    {
+        Fonts out{};
+        atlas_.Clear();
+        atlas_.FontBuilderIO = ImGuiFreeType::GetBuilderForFreeType();
+        atlas_.FontBuilderFlags = ImGuiFreeTypeBuilderFlags_LightHinting;
+        for ( size_t i = 0; i < cTypes.size(); ++i )
+            out[i] = addType_( Type( i ), std::max( std::round( cTypes[i].size * scale ), 4.f ) );
+        if ( !atlas_.Build() )
+        {
+            spdlog::error( "The fonts cannot be rasterised" );
+            atlas_.Clear();
+            out.fill( addOwnLetters_( 13 * scale ) );
+            atlas_.Build();
+        }
+        return out;
+    }
+
+private:
+    ImFont* addType_( Type type, float size )
+    {
+        const File file = cTypes[size_t( type )].file;
+        const auto* ranges = file == File::Icons ? cIconGlyphs : type == Type::Default ? cNames : cOwnTexts;
+        ImFont* font = usable_[size_t( file )] ? addFile_( file, size, ranges, nullptr ) : addOwnLetters_( size );
+        if ( usable_[size_t( File::Icons )] && file != File::Icons && file != File::Monospace )
+            mergeIcons_( size );
+        return font;
+    }
+
+    ImFont* addFile_( File file, float size, const ImWchar* ranges, const ImFontConfig* config )
+    {
+        return atlas_.AddFontFromFileTTF( utf8string( paths_[size_t( file )] ).c_str(), size, config, ranges );
+    }
+
+    ImFont* addOwnLetters_( float size )
+    {
+        ImFontConfig config;
+        config.SizePixels = size;
+        return atlas_.AddFontDefault( &config );
+    }
+
+    void mergeIcons_( float size )
+    {
+        ImFontConfig config;
+        config.MergeMode = true;
+        config.GlyphMinAdvanceX = std::round( size * 1.2f );
+        config.GlyphOffset.y = std::round( size * 0.06f );
+        addFile_( File::Icons, size, cIconGlyphs, &config );
+    }
+
+    ImFontAtlas& atlas_;
+    const RibbonFontManager::FontPaths& paths_;
+    std::array<bool, size_t( File::Count )> usable_{};
+};
 
 } // namespace
+
+/// An atlas that is made before it can be used.
+struct RibbonFontManager::Ahead
+{
+    Ahead( const FontPaths& fontPaths, float fontScale )
+        : paths( fontPaths )
+        , scale( fontScale )
+        , thread(
+              [this]
+              {
+                  fonts = AtlasMaker( *atlas, paths ).make( scale );
+                  // What the renderer asks for, a third of the work.
+                  unsigned char* pixels = nullptr;
+                  int width = 0, height = 0;
+                  atlas->GetTexDataAsRGBA32( &pixels, &width, &height );
+              } )
+    {
+    }
+    ~Ahead()
+    {
+        finish();
+        IM_DELETE( atlas );
+    }
+    Ahead( const Ahead& ) = delete;
+    Ahead& operator=( const Ahead& ) = delete;
+
+    void finish()
+    {
+        if ( thread.joinable() )
+            thread.join();
+    }
+
+    FontPaths paths;
+    float scale;
+    ImFontAtlas* atlas = IM_NEW( ImFontAtlas );
+    Fonts fonts{};
+    std::thread thread;
+};
 
 RibbonFontManager::RibbonFontManager()
     : paths_{ VX_FONT_ROOT "/opentype/inter/Inter-Regular.otf", VX_FONT_ROOT "/opentype/inter/Inter-SemiBold.otf",
@@ -99,37 +191,30 @@ void RibbonFontManager::setNewFontPaths( const FontPaths& paths )
     outdated_ = true;
 }
 
+void RibbonFontManager::loadAhead( float scale )
+{
+    ahead_ = std::make_unique<Ahead>( paths_, scale );
+}
+
+void RibbonFontManager::finishAhead()
+{
+    if ( ahead_ )
+        ahead_->finish();
+}
+
 void RibbonFontManager::loadAllFonts( float scale )
 {
     outdated_ = false;
-    std::array<bool, size_t( File::Count )> usable{};
-    for ( size_t i = 0; i < usable.size(); ++i )
+    const auto ahead = std::exchange( ahead_, nullptr );
+    if ( ahead && ahead->scale == scale && ahead->paths == paths_ )
     {
-        usable[i] = isReadableFont( paths_[i] );
-        if ( !usable[i] )
-            spdlog::warn( "The font {} is missing or no font", utf8string( paths_[i] ) );
+        ahead->finish();
+        fonts_ = ahead->fonts;
+        // The context deletes the one that it has at its end.
+        std::swap( ImGui::GetIO().Fonts, ahead->atlas );
+        return;
     }
-    auto& atlas = *ImGui::GetIO().Fonts;
-    atlas.Clear();
-    atlas.FontBuilderIO = ImGuiFreeType::GetBuilderForFreeType();
-    atlas.FontBuilderFlags = ImGuiFreeTypeBuilderFlags_LightHinting;
-    for ( size_t i = 0; i < cTypes.size(); ++i )
-    {
-        const auto [file, unscaled] = cTypes[i];
-        const float size = std::max( std::round( unscaled * scale ), 4.f );
-        const auto* ranges = file == File::Icons ? cIconGlyphs : Type( i ) == Type::Default ? cNames : cOwnTexts;
-        fonts_[i] =
-            usable[size_t( file )] ? addFont( paths_[size_t( file )], size, ranges, nullptr ) : addOwnLetters( size );
-        if ( usable[size_t( File::Icons )] && file != File::Icons && file != File::Monospace )
-            mergeIcons( paths_[size_t( File::Icons )], size );
-    }
-    if ( !atlas.Build() )
-    {
-        spdlog::error( "The fonts cannot be rasterised" );
-        atlas.Clear();
-        fonts_.fill( addOwnLetters( 13 * scale ) );
-        atlas.Build();
-    }
+    fonts_ = AtlasMaker( *ImGui::GetIO().Fonts, paths_ ).make( scale );
 }
 
 ImFont* RibbonFontManager::getFontByType( FontType type ) const

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <filesystem>
+#include <memory>
 
 struct ImFont;
 
@@ -50,6 +51,11 @@ public:
     /// Takes other files; they are shown from the next frame on.
     void setNewFontPaths( const FontPaths& paths );
 
+    /// Starts to rasterise on a thread of its own, before there is a Dear ImGui context, for a first `loadAllFonts` of
+    /// the same scale.
+    void loadAhead( float scale );
+    /// Waits for the thread of `loadAhead`; to be called before a Dear ImGui context is made.
+    void finishAhead();
     /// Rasterises all types into Dear ImGui's atlas. A file that is missing or is no font is replaced by Dear ImGui's
     /// own letters, and said so in the log.
     void loadAllFonts( float scale );
@@ -65,8 +71,12 @@ public:
     [[nodiscard]] static ImFont* getFontByTypeStatic( FontType type );
 
 private:
+    using Fonts = std::array<ImFont*, size_t( FontType::Count )>;
+    struct Ahead;
+
     FontPaths paths_;
-    std::array<ImFont*, size_t( FontType::Count )> fonts_{};
+    Fonts fonts_{};
+    std::unique_ptr<Ahead> ahead_;
     bool outdated_ = true;
 };
 

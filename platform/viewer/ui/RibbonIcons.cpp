@@ -12,6 +12,7 @@
 #include <stb/stb_image_resize.h>
 #pragma GCC diagnostic pop
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <memory>
@@ -110,18 +111,62 @@ void paint( Pixels& pixels, RibbonIcons::ColorType colorType )
     }
 }
 
-std::optional<Pixels> render( std::span<const std::byte> png, int side, RibbonIcons::ColorType colorType )
+/// A drawing as it was made, of four channels with straight alpha.
+struct Drawing
 {
-    int width = 0, height = 0, channels = 0;
+    Pixels pixels;
+    int width = 0;
+    int height = 0;
+};
+
+std::optional<Drawing> decode( std::span<const std::byte> png )
+{
+    Drawing out;
+    int channels = 0;
     const std::unique_ptr<stbi_uc, void ( * )( void* )> image(
         stbi_load_from_memory(
-            reinterpret_cast<const stbi_uc*>( png.data() ), int( png.size() ), &width, &height, &channels, 4 ),
+            reinterpret_cast<const stbi_uc*>( png.data() ), int( png.size() ), &out.width, &out.height, &channels, 4 ),
         &stbi_image_free );
     if ( !image )
         return {};
+    out.pixels.assign( image.get(), image.get() + size_t( out.width ) * size_t( out.height ) * 4 );
+    return out;
+}
+
+/// Each pixel the mean of four, weighted by their alpha.
+Drawing halved( const Drawing& from )
+{
+    Drawing out{ {}, from.width / 2, from.height / 2 };
+    out.pixels.resize( size_t( out.width ) * size_t( out.height ) * 4 );
+    const size_t row = size_t( from.width ) * 4;
+    for ( size_t y = 0; y < size_t( out.height ); ++y )
+        for ( size_t x = 0; x < size_t( out.width ); ++x )
+        {
+            const uint8_t* first = from.pixels.data() + y * 2 * row + x * 8;
+            const uint8_t* const four[] = { first, first + 4, first + row, first + row + 4 };
+            uint8_t* to = out.pixels.data() + ( y * size_t( out.width ) + x ) * 4;
+            const int alpha = four[0][3] + four[1][3] + four[2][3] + four[3][3];
+            for ( int c = 0; c < 3 && alpha > 0; ++c )
+            {
+                const int sum = four[0][c] * four[0][3] + four[1][c] * four[1][3] + four[2][c] * four[2][3] +
+                                four[3][c] * four[3][3];
+                to[c] = uint8_t( ( sum + alpha / 2 ) / alpha );
+            }
+            to[3] = uint8_t( ( alpha + 2 ) / 4 );
+        }
+    return out;
+}
+
+std::optional<Pixels> render( std::span<const std::byte> png, int side, RibbonIcons::ColorType colorType )
+{
+    auto drawing = decode( png );
+    // The filter's cost is that of what it reads, and twice the pixels are all that it can make use of.
+    while ( drawing && std::min( drawing->width, drawing->height ) >= 4 * side )
+        drawing = halved( *drawing );
     Pixels pixels( size_t( side ) * size_t( side ) * 4 );
-    if ( !stbir_resize_uint8_generic( image.get(), width, height, 0, pixels.data(), side, side, 0, 4, 3, 0,
-             STBIR_EDGE_ZERO, STBIR_FILTER_MITCHELL, STBIR_COLORSPACE_LINEAR, nullptr ) )
+    if ( !drawing ||
+         !stbir_resize_uint8_generic( drawing->pixels.data(), drawing->width, drawing->height, 0, pixels.data(), side,
+             side, 0, 4, 3, 0, STBIR_EDGE_ZERO, STBIR_FILTER_MITCHELL, STBIR_COLORSPACE_LINEAR, nullptr ) )
         return {};
     paint( pixels, colorType );
     return pixels;

@@ -3,9 +3,12 @@
 #include <VXMesh/io/AtomicFile.h>
 
 #include <epoxy/gl.h>
-#include <stb/stb_image_write.h>
+#include <spng.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <span>
 
 namespace VX
 {
@@ -25,12 +28,25 @@ Image readFramebuffer( unsigned framebuffer, int width, int height )
 
 tl::expected<void, std::string> savePng( const std::filesystem::path& file, const Image& image )
 {
-    std::string png;
-    const auto append = []( void* out, void* data, int size )
-    { static_cast<std::string*>( out )->append( static_cast<const char*>( data ), size_t( size ) ); };
-    if ( !stbi_write_png_to_func( append, &png, image.width, image.height, 3, image.pixels.data(), image.width * 3 ) )
-        return tl::unexpected( std::string( "The picture cannot be encoded" ) );
-    return writeFileAtomically( file, png );
+    // Pictures of the scene are smooth or of one colour: packing finds that by itself, sooner and better than with the
+    // filters of the format.
+    constexpr int cFastLevel = 3;
+    const std::unique_ptr<spng_ctx, void ( * )( spng_ctx* )> png( spng_ctx_new( SPNG_CTX_ENCODER ), spng_ctx_free );
+    spng_ihdr header{ uint32_t( image.width ), uint32_t( image.height ), 8, SPNG_COLOR_TYPE_TRUECOLOR, 0, 0, 0 };
+    spng_set_option( png.get(), SPNG_ENCODE_TO_BUFFER, 1 );
+    spng_set_option( png.get(), SPNG_IMG_COMPRESSION_LEVEL, cFastLevel );
+    spng_set_option( png.get(), SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_NONE );
+    int error = spng_set_ihdr( png.get(), &header );
+    if ( error == 0 )
+        error = spng_encode_image(
+            png.get(), image.pixels.data(), image.pixels.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE );
+    size_t size = 0;
+    const std::unique_ptr<void, void ( * )( void* )> bytes(
+        error == 0 ? spng_get_png_buffer( png.get(), &size, &error ) : nullptr, std::free );
+    if ( !bytes )
+        return tl::unexpected( std::string( "The picture cannot be encoded: " ) + spng_strerror( error ) );
+    const std::span<const std::byte> part( static_cast<const std::byte*>( bytes.get() ), size );
+    return writeFileAtomically( file, { &part, 1 } );
 }
 
 } // namespace VX

@@ -4,9 +4,9 @@
 #include <VXViewer/ui/EmbeddedIcons.h>
 
 #include <epoxy/gl.h>
+#include <spng.h>
 #define STB_IMAGE_RESIZE_STATIC
 #define STB_IMAGE_RESIZE_IMPLEMENTATION
-#include <stb/stb_image.h>
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wunused-function"
 #include <stb/stb_image_resize.h>
@@ -121,15 +121,17 @@ struct Drawing
 
 std::optional<Drawing> decode( std::span<const std::byte> png )
 {
-    Drawing out;
-    int channels = 0;
-    const std::unique_ptr<stbi_uc, void ( * )( void* )> image(
-        stbi_load_from_memory(
-            reinterpret_cast<const stbi_uc*>( png.data() ), int( png.size() ), &out.width, &out.height, &channels, 4 ),
-        &stbi_image_free );
-    if ( !image )
+    const std::unique_ptr<spng_ctx, void ( * )( spng_ctx* )> reader( spng_ctx_new( 0 ), spng_ctx_free );
+    spng_ihdr header{};
+    size_t size = 0;
+    spng_set_image_limits( reader.get(), cTextureSide, cTextureSide );
+    if ( spng_set_png_buffer( reader.get(), png.data(), png.size() ) != 0 ||
+         spng_get_ihdr( reader.get(), &header ) != 0 ||
+         spng_decoded_image_size( reader.get(), SPNG_FMT_RGBA8, &size ) != 0 )
         return {};
-    out.pixels.assign( image.get(), image.get() + size_t( out.width ) * size_t( out.height ) * 4 );
+    Drawing out{ Pixels( size ), int( header.width ), int( header.height ) };
+    if ( spng_decode_image( reader.get(), out.pixels.data(), size, SPNG_FMT_RGBA8, SPNG_DECODE_TRNS ) != 0 )
+        return {};
     return out;
 }
 

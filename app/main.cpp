@@ -31,7 +31,7 @@ LaunchParams launchParams( const App::Arguments& arguments )
     params.version = GetVXVersionString();
     params.width = arguments.width;
     params.height = arguments.height;
-    params.windowless = arguments.screenshot.has_value();
+    params.windowless = params.picturesOnly = arguments.screenshot.has_value();
     params.arguments = arguments.all;
     return params;
 }

@@ -110,9 +110,12 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     title_->setVersion( params.version );
     if ( menu_ )
         menu_->init( this );
-    // The layout of a window settles in its second frame.
-    redrawFrames_ = 2;
-    drawFrame_();
+    if ( !params_.picturesOnly )
+    {
+        // The layout of a window settles in its second frame.
+        redrawFrames_ = 2;
+        drawFrame_();
+    }
     window_->show();
     drawing_->spaceMouse.start( *this );
     return {};
@@ -250,7 +253,8 @@ void Viewer::postEmptyEvent()
 
 void Viewer::incrementForceRedrawFrames( int frames, bool swapOnLastOnly )
 {
-    redrawFrames_ = std::max( redrawFrames_, frames );
+    if ( !params_.picturesOnly )
+        redrawFrames_ = std::max( redrawFrames_, frames );
     swapOnLastOnly_ = swapOnLastOnly;
 }
 
@@ -283,7 +287,7 @@ bool Viewer::needsFrame_()
         frameDeadline_ = -1;
         needed = true;
     }
-    return needed && !window_->isMinimized();
+    return needed && !params_.picturesOnly && !window_->isMinimized();
 }
 
 void Viewer::step( double seconds )

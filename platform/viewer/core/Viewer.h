@@ -30,6 +30,8 @@ struct LaunchParams
     int height = 800;
     /// Draws without a display, for pictures and tests.
     bool windowless = false;
+    /// Draws no frames but the pictures that are asked for with `sceneImage`.
+    bool picturesOnly = false;
     /// The program's arguments, without its name.
     std::vector<std::string> arguments;
 };

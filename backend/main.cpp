@@ -58,7 +58,7 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& siz
     command.add_option( "--slots", options.slots, "Conversions at a time" )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();
-    command.add_option( "--worker-memory", sizes.memory, "MiB of address space of one conversion" )
+    command.add_option( "--worker-memory", sizes.memory, "MiB of address space of each process of a conversion" )
         ->capture_default_str();
     command.add_option( "--worker-time", time, "Seconds that one conversion may take" )
         ->check( CLI::Range( 1, 86400 ) )

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <vector>
 
+#include <malloc.h>
+
 namespace
 {
 
@@ -46,6 +48,7 @@ void resumeMany( benchmark::State& state )
     for ( auto _ : state )
     {
         state.PauseTiming();
+        const auto before = mallinfo2().uordblks;
         std::vector<std::function<void( int )>> waiting;
         waiting.reserve( cMachines );
         for ( int i = 0; i < cMachines; ++i )
@@ -58,6 +61,7 @@ void resumeMany( benchmark::State& state )
                                                                           } },
                     { 1, []( const auto& ) { return 8; } } },
                 0, 7, 8 ) );
+        state.counters["MiB waiting"] = double( mallinfo2().uordblks - before ) / ( 1 << 20 );
         state.ResumeTiming();
         for ( const auto& resume : waiting )
             resume( 1 );

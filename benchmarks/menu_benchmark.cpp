@@ -2,12 +2,15 @@
 #include <AppSetup.h>
 #include <AppTools.h>
 
+#include "support/TestMeshes.h"
+
 #include <VXMesh/scene/SimpleShapes.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/OffscreenWindow.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/draw/Camera.h>
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/web/ScriptedTransport.h>
@@ -64,6 +67,28 @@ void interfaceWhenTheSceneHasChanged( benchmark::State& state )
         object.select( !object.isSelected() );
         buildFrame();
     }
+}
+
+/// A frame of a turning scan of a million triangles, drawn to the end.
+void turnMillionTriangles( benchmark::State& state )
+{
+    const auto scan = std::make_shared<ObjectMesh>();
+    scan->setMesh( std::make_shared<Mesh>( Testing::wavySheet( 707 ) ) );
+    const auto shown = viewer().sceneRoot().children();
+    for ( const auto& object : shown )
+        object->setVisible( false );
+    viewer().sceneRoot().addChild( scan );
+    viewer().fitScene();
+    for ( auto _ : state )
+    {
+        viewer().camera().orbit( { 5, 0 } );
+        viewer().incrementForceRedrawFrames( 1 );
+        viewer().step( 0 );
+    }
+    state.counters["triangles"] = double( scan->mesh()->triangles.size() );
+    scan->detach();
+    for ( const auto& object : shown )
+        object->setVisible( true );
 }
 
 void selectAll( benchmark::State& state )
@@ -132,6 +157,7 @@ void fillScene()
 
 BENCHMARK( interfaceOfTheWholeMenu )->Unit( benchmark::kMicrosecond );
 BENCHMARK( interfaceWhenTheSceneHasChanged )->Unit( benchmark::kMicrosecond );
+BENCHMARK( turnMillionTriangles )->Unit( benchmark::kMillisecond )->UseRealTime();
 BENCHMARK( selectAll )->Unit( benchmark::kMillisecond );
 BENCHMARK( hideAllAndUndo )->Unit( benchmark::kMillisecond );
 BENCHMARK( deleteAllAndUndo )->Unit( benchmark::kMillisecond );

@@ -1,5 +1,5 @@
 /// Transfers of one large file each way through the web layer, beside the curl command, against the same back end.
-/// Usage: transfer_benchmark DATA_FOLDER PORT (benchmarks/transfers starts the back end for it)
+/// Usage: transfer_benchmark DATA_FOLDER PORT [NGINX_URL] (benchmarks/transfers starts the servers for it)
 #include "serve/StoreKeys.h"
 #include "storage/Presigner.h"
 
@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <future>
@@ -97,7 +98,7 @@ double curl( const std::string& url, bool upload, const std::string& file )
 
 int main( int argc, char** argv )
 {
-    if ( argc != 3 )
+    if ( argc < 3 )
         return 2;
     spdlog::set_level( spdlog::level::warn );
     const Urls urls( argv[1], argv[2] );
@@ -112,13 +113,16 @@ int main( int argc, char** argv )
     }
     const long before = residentKilobytes();
     std::atomic<int> reports{ 0 };
-    fmt::print( "{:<10} {:>10} {:>10} {:>7}\n", "1 GiB", "ours MB/s", "curl MB/s", "ratio" );
+    fmt::print( "{:<10} {:>10} {:>10} {:>7} {:>14} {:>7}\n", "1 GiB", "ours MB/s", "curl MB/s", "ratio", "curl, nginx",
+        "ratio" );
     for ( const bool upload : { true, false, true, false } )
     {
         const auto url = urls.of( upload ? "PUT" : "GET" );
         const double a = ours( url, upload, upload ? in : out, reports );
         const double b = curl( url, upload, upload ? in : out );
-        fmt::print( "{:<10} {:>10.0f} {:>10.0f} {:>7.2f}\n", upload ? "up" : "down", a, b, a / b );
+        const double c = argc > 3 ? curl( argv[3], upload, upload ? in : out ) : std::nan( "" );
+        fmt::print(
+            "{:<10} {:>10.0f} {:>10.0f} {:>7.2f} {:>14.0f} {:>7.2f}\n", upload ? "up" : "down", a, b, a / b, c, b / c );
     }
     fmt::print( "memory grew by {:.1f} MiB, progress was reported {} times in 4 transfers\n",
         double( residentKilobytes() - before ) / 1024, reports.load() );

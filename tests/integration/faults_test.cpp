@@ -1,4 +1,5 @@
 #include "support/RawTlsServer.h"
+#include "support/SmallDisk.h"
 #include "support/TestMeshes.h"
 
 #include <VXOrvanta/converter/ConverterService.h>
@@ -171,6 +172,22 @@ TEST_P( Faults, AnswerThatIsNoScene )
 {
     RawTlsServer server( except( "/down", RawTlsServer::answer( "<html>proxy</html>" ) ) );
     EXPECT_EQ( errorOf(), "Cannot read \"" + name_ + ".vxu\": This is not a scene file" );
+}
+
+TEST_P( Faults, ResultThatDoesNotFitOnTheDisk )
+{
+    RawTlsServer server( except( "/down", RawTlsServer::answer( std::string( 1 << 20, 'x' ) ) ) );
+    const auto result = Testing::onSmallDisk( cFolder, 256 << 10,
+        [this]
+        {
+            const auto error = errorOf();
+            const bool resultIsThere = std::filesystem::exists( cFolder / ( name_ + ".vxu" ) );
+            return error + ( resultIsThere ? ", and it is there" : ", and nothing is there" );
+        } );
+    if ( !result )
+        GTEST_SKIP() << "mounting is not allowed here";
+    EXPECT_EQ( *result, "Cannot write \"" + ( cFolder / ( name_ + ".vxu" ) ).string() +
+                            "\": No space left on device, and nothing is there" );
 }
 
 INSTANTIATE_TEST_SUITE_P(

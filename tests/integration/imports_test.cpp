@@ -173,6 +173,45 @@ TEST_F( Imports, ArchiveThatUnpacksToTooMuchIsRefused )
     EXPECT_EQ( errorOf( file( "after", sample( "bracket.step" ) ) ), "" );
 }
 
+TEST_F( Imports, CanceledInTheMiddleOfTheUploadLeaveNothingOfItInTheBackEnd )
+{
+    const Testing::BackendProcess backend;
+    const auto large = folder_.write( "large.zip", "" );
+    std::filesystem::resize_file( large, 256 << 20 );
+    const auto context =
+        V2::RequestConvertContextResult::parseResponse( WebRequestFuture( V2::requestConvertContext( "step" ) ).get() )
+            .value();
+    float reached = 0;
+    const auto untilUnderWay = [&]( float fraction )
+    {
+        reached = fraction;
+        return fraction == 0;
+    };
+    const auto sent =
+        S3::parseResponse( WebRequestFuture( S3::uploadWithPresignedUrl( context.url, large, untilUnderWay ) ).get() );
+    ASSERT_FALSE( sent );
+    EXPECT_EQ( sent.error(), "Connection error" ) << "a transfer that was stopped looks like one that broke off";
+    EXPECT_LT( reached, 1 ) << "the upload was still under way";
+    const auto kept = [&]
+    { return std::distance( std::filesystem::directory_iterator( backend.data() / "objects" ), {} ); };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds( 10 );
+    while ( kept() != 0 && std::chrono::steady_clock::now() < deadline )
+        std::this_thread::yield();
+    EXPECT_EQ( kept(), 0 );
+    EXPECT_EQ( errorOf( file( "after", sample( "bracket.step" ) ) ), "" );
+}
+
+TEST_F( Imports, CanceledWhenTheDownloadHasBegunLeaveNoResult )
+{
+    const Testing::BackendProcess backend;
+    int calls = 0;
+    const auto untilDownload = [&]( float fraction ) { return fraction < 0.5f || ++calls == 1; };
+    const auto result = fromStep( file( "canceled-download", sample( "drive.step" ) ), untilDownload );
+    ASSERT_FALSE( result );
+    EXPECT_TRUE( result.error() == "Connection error" || result.error() == cOperationCanceled ) << result.error();
+    EXPECT_EQ( errorOf( file( "after", sample( "bracket.step" ) ) ), "" );
+}
+
 TEST_F( Imports, AJobCutOffByACrashOfTheServiceIsRunAgain )
 {
     Testing::BackendProcess backend;

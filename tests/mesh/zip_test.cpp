@@ -132,6 +132,8 @@ TEST( Unzip, StopsAtTheLimitAndLeavesNothing )
 TEST( Unzip, RefusesWhatIsNoArchive )
 {
     const ScratchFolder folder;
-    EXPECT_FALSE( extractSingleFile( folder.write( "a.zip", "PK\3\4 not really" ), folder.path() / "out" ) );
+    const auto refused = extractSingleFile( folder.write( "a.zip", "PK\3\4 not really" ), folder.path() / "out" );
+    ASSERT_FALSE( refused );
+    EXPECT_EQ( refused.error(), "The archive cannot be opened: Not a zip archive" );
     EXPECT_FALSE( extractSingleFile( folder.path() / "missing.zip", folder.path() / "out" ) );
 }

@@ -308,7 +308,9 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryStl(
     addCreases( *mesh );
     std::string warnings;
     if ( reader.skipped() > 0 )
-        warnings = std::to_string( reader.skipped() ) + " triangles whose corners are not numbers were left out";
+        warnings = reader.skipped() == 1
+                       ? "A triangle whose corners are not numbers was left out"
+                       : std::to_string( reader.skipped() ) + " triangles whose corners are not numbers were left out";
     return meshOfFile( file, std::move( mesh ), std::move( warnings ) );
 }
 

@@ -22,6 +22,8 @@ constexpr size_t cMaxTextSize = size_t( 64 ) << 20;
 constexpr long cBufferSize = 512L << 10;
 constexpr auto cReportInterval = std::chrono::milliseconds( 100 );
 
+constexpr int cInsufficientStorage = 507;
+
 std::string fileFailure( const char* what, const std::filesystem::path& file )
 {
     return std::string( what ) + " \"" + utf8string( file ) + "\": " + std::generic_category().message( errno );
@@ -216,6 +218,7 @@ size_t CurlTransfer::write_( const char* data, size_t size, size_t count, void* 
         if ( n < 0 )
         {
             t.ownError_ = fileFailure( "Cannot write", t.request_.outputPath );
+            t.cannotStore_ = true;
             return 0;
         }
         written += size_t( n );
@@ -275,7 +278,10 @@ void CurlTransfer::fail( const std::string& error )
 {
     discardOutput_();
     spdlog::debug( "{}: {}", request_.logName, error );
-    done_( failedWebResponse( error ) );
+    auto response = failedWebResponse( error );
+    if ( cannotStore_ )
+        response["code"] = cInsufficientStorage;
+    done_( std::move( response ) );
 }
 
 void CurlTransfer::finish( CURLcode result )
@@ -295,6 +301,7 @@ void CurlTransfer::finish( CURLcode result )
         {
             const auto error = fileFailure( "Cannot write", request_.outputPath );
             ::unlink( partFile_.c_str() );
+            cannotStore_ = true;
             return fail( error );
         }
     }

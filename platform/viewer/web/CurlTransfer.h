@@ -59,6 +59,7 @@ private:
     std::string text_;
     std::string ownError_;
     bool canceled_ = false;
+    bool cannotStore_ = false; ///< the answer is there, but its file cannot be written
     Clock::time_point lastReport_{};
     std::array<char, CURL_ERROR_SIZE> curlError_{};
 };

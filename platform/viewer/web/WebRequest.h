@@ -15,7 +15,8 @@ namespace VX
 ///     request.setLogName( "example" );
 ///     request.send( []( const Json::Value& response ) { use( parseResponse( response ) ); } );
 ///
-/// A response is an object with "code" (HTTP status, 0 when no whole answer arrived), "error" and "text".
+/// A response is an object with "code" (HTTP status; 0 when no whole answer arrived; 507 when one did, but its file
+/// could not be written), "error" and "text".
 class VXVIEWER_API WebRequest
 {
 public:

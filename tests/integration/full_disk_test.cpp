@@ -1,0 +1,111 @@
+#include "support/BackendProcess.h"
+#include "support/SmallDisk.h"
+#include "support/TestMeshes.h"
+
+#include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/io/AtomicFile.h>
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXOrvanta/converter/ConverterService.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include <unistd.h>
+
+using namespace VX;
+
+namespace
+{
+
+const std::filesystem::path cWorkingFolder = "/.service_output_files";
+
+/// What stands below a folder, with its sizes, a line each.
+std::string listing( const std::filesystem::path& folder )
+{
+    std::string out;
+    for ( const auto& entry : std::filesystem::recursive_directory_iterator( folder ) )
+        if ( entry.is_regular_file() )
+            out += entry.path().filename().string() + " " + std::to_string( entry.file_size() ) + "\n";
+    return out;
+}
+
+std::string sample( const char* name )
+{
+    return Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / name );
+}
+
+std::string errorOf( const std::filesystem::path& file )
+{
+    const auto result = ConverterService::fromStep( file );
+    return result ? "" : result.error();
+}
+
+/// A STEP file that cannot be packed well.
+std::string noise( size_t size )
+{
+    std::mt19937 random( 7 );
+    std::string out = "ISO-10303-21;";
+    while ( out.size() < size )
+        out += char( 32 + random() % 90 );
+    return out;
+}
+
+} // namespace
+
+#define SKIP_IF_NO_DISK( result )                                                                                      \
+    if ( !( result ) )                                                                                                 \
+    GTEST_SKIP() << "mounting is not allowed here"
+
+TEST( FullDisk, ASceneThatCannotBeSavedLeavesTheFormerOne )
+{
+    const Testing::ScratchFolder folder;
+    const auto result = Testing::onSmallDisk( folder.path(), 64 << 10,
+        [&]
+        {
+            const auto file = folder.write( "scene.vxu", "the former one" );
+            const auto object = std::make_shared<ObjectMesh>();
+            object->setMesh( std::make_shared<Mesh>( Testing::wavySheet( 200 ) ) );
+            const std::shared_ptr<Object> root = object;
+            const auto saved = saveVxu( file, { &root, 1 } );
+            return ( saved ? "saved" : saved.error() ) + "\n" + listing( folder.path() );
+        } );
+    SKIP_IF_NO_DISK( result );
+    EXPECT_EQ( *result,
+        "Cannot write \"" + ( folder.path() / "scene.vxu" ).string() + "\": No space left on device\nscene.vxu 14\n" );
+}
+
+TEST( FullDisk, AnArchiveThatDoesNotFitIsReportedAndRemoved )
+{
+    const Testing::BackendProcess backend;
+    const Testing::ScratchFolder folder;
+    const auto file = folder.write( "full-archive.step", noise( 300'000 ) );
+    const auto result = Testing::onSmallDisk(
+        cWorkingFolder, 64 << 10, [&] { return errorOf( file ) + "\n" + listing( cWorkingFolder ); } );
+    SKIP_IF_NO_DISK( result );
+    EXPECT_TRUE( result->starts_with( "errno " ) ) << *result;
+    EXPECT_EQ( result->find( ".zip" ), std::string::npos ) << *result;
+}
+
+TEST( FullDisk, TheBackEndRefusesAnUploadKeepsNothingOfItAndLives )
+{
+    const Testing::ScratchFolder disk, files;
+    const auto large = files.write( "full-backend-large.step", noise( 12 << 20 ) );
+    const auto small = files.write( "full-backend-small.step", sample( "bracket.step" ) );
+    for ( const auto& file : { large, small } )
+        std::filesystem::remove( cWorkingFolder / ( file.stem().string() + ".vxu" ) );
+    const auto result = Testing::onSmallDisk( disk.path(), 8 << 20,
+        [&]
+        {
+            const Testing::BackendProcess backend;
+            const auto first = errorOf( large );
+            std::string kept;
+            for ( const auto& entry : std::filesystem::directory_iterator( backend.data() / "objects" ) )
+                kept += entry.path().filename().string();
+            return first + "|" + kept + "|" + errorOf( small );
+        } );
+    std::error_code ec;
+    std::filesystem::remove( cWorkingFolder / "full-backend-small.vxu", ec );
+    SKIP_IF_NO_DISK( result );
+    EXPECT_EQ( *result, "The server answered with status 507||" );
+}

@@ -321,6 +321,8 @@ void Viewer::drawFrame_()
         return;
     swapOnLastOnly_ = swapOnLastOnly_ && !last;
     drawing_->view.draw( window_->framebuffer() );
+    if ( drawing_->view.isCoarse() )
+        requestFrameIn( SceneView::cStandsStill );
     drawing_->imgui.drawInterface();
     window_->present();
 }
@@ -383,7 +385,7 @@ float Viewer::scale() const
 Image Viewer::sceneImage()
 {
     drawing_->view.resize( window_->width(), window_->height() );
-    drawing_->view.draw( window_->framebuffer() );
+    drawing_->view.draw( window_->framebuffer(), SceneView::Detail::Full );
     return readFramebuffer( window_->framebuffer(), window_->width(), window_->height() );
 }
 

@@ -1,5 +1,9 @@
 #include <VXViewer/draw/GeometryCache.h>
 
+#include <VXMesh/scene/CoarseMesh.h>
+
+#include <utility>
+
 namespace VX
 {
 namespace
@@ -148,6 +152,24 @@ GpuGeometry& GeometryCache::get( const std::shared_ptr<const Lines>& lines )
     fill( gpu.indices, GL_ELEMENT_ARRAY_BUFFER, lines->segments );
     glBindVertexArray( 0 );
     return gpu;
+}
+
+void GeometryCache::addCoarse( const std::shared_ptr<const Mesh>& mesh )
+{
+    auto& gpu = get( mesh );
+    if ( std::exchange( gpu.coarseIsMade, true ) || !mesh->faceColors.empty() )
+        return;
+    const auto triangles = coarseTriangles( *mesh );
+    if ( triangles.empty() )
+        return;
+    glBindVertexArray( gpu.coarse.get() );
+    bindFloats( gpu.positions, PositionAttribute );
+    bindFloats( gpu.normals, NormalAttribute );
+    if ( gpu.hasColors )
+        bindColors( gpu.colors );
+    fill( gpu.coarseIndices, GL_ELEMENT_ARRAY_BUFFER, triangles );
+    gpu.coarseIndexCount = GLsizei( triangles.size() * 3 );
+    glBindVertexArray( 0 );
 }
 
 void GeometryCache::prune()

@@ -14,16 +14,20 @@ struct GpuGeometry
 {
     GlVertexArray vertices;
     GlVertexArray edges;
+    GlVertexArray coarse;
     GlBuffer positions;
     GlBuffer normals;
     GlBuffer colors;
     GlBuffer indices;
     GlBuffer edgeIndices;
+    GlBuffer coarseIndices;
     GlBuffer edgePositions; ///< only where the triangles have corners of their own
     GLenum mode = GL_TRIANGLES;
     GLsizei indexCount = 0; ///< 0: drawn without indices
     GLsizei vertexCount = 0;
     GLsizei edgeIndexCount = 0;
+    GLsizei coarseIndexCount = 0; ///< 0: none was asked for, or it cannot be had
+    bool coarseIsMade = false;
     bool hasOwnNormals = false;
     bool hasColors = false;
 };
@@ -36,6 +40,9 @@ public:
     GpuGeometry& get( const std::shared_ptr<const Mesh>& mesh );
     GpuGeometry& get( const std::shared_ptr<const PointCloud>& cloud );
     GpuGeometry& get( const std::shared_ptr<const Lines>& lines );
+
+    /// Makes fewer triangles for hurried frames, once for each mesh that is in the cache.
+    void addCoarse( const std::shared_ptr<const Mesh>& mesh );
 
     /// Frees what no object holds any more.
     void prune();

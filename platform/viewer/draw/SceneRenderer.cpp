@@ -33,6 +33,12 @@ Color darker( Color c, float k )
     return { uint8_t( float( c.r ) * k ), uint8_t( float( c.g ) * k ), uint8_t( float( c.b ) * k ), c.a };
 }
 
+void drawCoarse( GpuGeometry& gpu )
+{
+    glBindVertexArray( gpu.coarse.get() );
+    glDrawElements( GL_TRIANGLES, gpu.coarseIndexCount, GL_UNSIGNED_INT, nullptr );
+}
+
 void drawGeometry( GpuGeometry& gpu )
 {
     glBindVertexArray( gpu.vertices.get() );
@@ -103,7 +109,15 @@ void SceneRenderer::beginSurfaces_( const Camera& camera )
     glUniform1i( surface_.uniform( "orthographic" ), camera.isOrthographic() );
 }
 
-void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent )
+void SceneRenderer::addCoarse_()
+{
+    for ( const auto& item : items_ )
+        if ( !item.gpu->coarseIsMade && item.gpu->mode == GL_TRIANGLES )
+            if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( item.object ) )
+                cache_.addCoarse( mesh->mesh() );
+}
+
+void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent, bool coarse )
 {
     beginSurfaces_( camera );
     const GLint toView = surface_.uniform( "toView" ), normalToView = surface_.uniform( "normalToView" );
@@ -123,7 +137,10 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         glUniform1i( flat, settings.shading == Shading::Flat ||
                                ( settings.shading == Shading::Automatic && !item.gpu->hasOwnNormals ) );
         glUniform1i( useColor, item.gpu->hasColors );
-        drawGeometry( *item.gpu );
+        if ( coarse && item.gpu->coarseIndexCount > 0 )
+            drawCoarse( *item.gpu );
+        else
+            drawGeometry( *item.gpu );
     }
 }
 
@@ -216,9 +233,11 @@ void SceneRenderer::drawOverlays_( const Camera& camera )
     }
 }
 
-void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings )
+void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings, bool coarse )
 {
     createPrograms_();
+    if ( coarse )
+        addCoarse_();
     glClearDepth( 1 );
     glClear( GL_DEPTH_BUFFER_BIT );
     drawBackground_( settings );
@@ -228,17 +247,17 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings )
     // Edges lie exactly in the surfaces, which therefore step back by their slope in depth.
     glEnable( GL_POLYGON_OFFSET_FILL );
     glPolygonOffset( 1, 1 );
-    drawSurfaces_( camera, settings, false );
+    drawSurfaces_( camera, settings, false, coarse );
     glDisable( GL_POLYGON_OFFSET_FILL );
     glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     drawPlain_( camera, settings );
     drawOverlays_( camera );
-    if ( settings.edges )
+    if ( settings.edges && !coarse )
         drawEdges_( camera, settings );
     glEnable( GL_BLEND );
     glBlendFunc( GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA );
     glDepthMask( GL_FALSE );
-    drawSurfaces_( camera, settings, true );
+    drawSurfaces_( camera, settings, true, coarse );
     glDepthMask( GL_TRUE );
     glDisable( GL_BLEND );
     glBindVertexArray( 0 );

@@ -20,7 +20,8 @@ public:
 
     void setOverlays( std::vector<Overlay> overlays ) { overlays_ = std::move( overlays ); }
 
-    void draw( const Camera& camera, const DrawSettings& settings );
+    /// A coarse drawing has fewer triangles where a mesh has many, and no edges.
+    void draw( const Camera& camera, const DrawSettings& settings, bool coarse = false );
 
     /// Draws the objects' numbers into a framebuffer of unsigned integers: 0 is nothing, i is `pickable()[i - 1]`.
     void drawIds( const Camera& camera );
@@ -43,7 +44,8 @@ private:
     void collect_( Object& object, const AffineXf3f& xf );
     void createPrograms_();
     void drawBackground_( const DrawSettings& settings );
-    void drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent );
+    void addCoarse_();
+    void drawSurfaces_( const Camera& camera, const DrawSettings& settings, bool transparent, bool coarse );
     void drawEdges_( const Camera& camera, const DrawSettings& settings );
     void drawPlain_( const Camera& camera, const DrawSettings& settings );
     void drawOverlays_( const Camera& camera );

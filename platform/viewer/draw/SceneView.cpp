@@ -1,5 +1,7 @@
 #include <VXViewer/draw/SceneView.h>
 
+#include <VXViewer/core/Clock.h>
+
 #include <spdlog/spdlog.h>
 
 #include <cstring>
@@ -9,14 +11,19 @@ namespace VX
 namespace
 {
 
-// A software rasteriser pays for every sample; beyond this many triangles frames come before smooth edges.
-constexpr size_t cMaxTrianglesSmoothInSoftware = 300'000;
+// A software rasteriser pays for every sample; beyond this many triangles frames come before smooth edges, and before
+// triangles while the camera moves.
+constexpr size_t cMaxTrianglesInSoftware = 300'000;
 constexpr int cSamples = 4;
 
 bool isSoftware()
 {
-    const auto* name = reinterpret_cast<const char*>( glGetString( GL_RENDERER ) );
-    return name && std::strstr( name, "llvmpipe" );
+    static const bool sSoftware = []
+    {
+        const auto* name = reinterpret_cast<const char*>( glGetString( GL_RENDERER ) );
+        return name && std::strstr( name, "llvmpipe" );
+    }();
+    return sSoftware;
 }
 
 void attach( GLenum attachment, GlRenderbuffer& buffer, GLenum format, int samples, int width, int height )
@@ -79,7 +86,14 @@ void SceneView::setOverlays( const std::string& owner, std::vector<Overlay> over
 
 bool SceneView::isOutdated() const
 {
-    return current_() != drawn_;
+    return current_() != drawn_ || ( coarse_ && secondsNow() - movedAt_ >= cStandsStill );
+}
+
+bool SceneView::onlyCameraMoved_() const
+{
+    auto before = drawn_;
+    before.camera = camera_.revision();
+    return drawn_.camera != camera_.revision() && before == current_();
 }
 
 void SceneView::updateScene_()
@@ -95,8 +109,7 @@ void SceneView::updateScene_()
 
 void SceneView::updateTargets_()
 {
-    static const bool sSoftware = isSoftware();
-    const bool tooMany = sSoftware && renderer_.triangleCount() > cMaxTrianglesSmoothInSoftware;
+    const bool tooMany = isSoftware() && renderer_.triangleCount() > cMaxTrianglesInSoftware;
     // The background has no edges to smooth, and the first frame comes sooner without.
     const int samples = tooMany || ( renderer_.isEmpty() && !overlayBox_.valid() ) ? 0 : cSamples;
     if ( targetWidth_ == width_ && targetHeight_ == height_ && samples_ == samples )
@@ -123,9 +136,12 @@ void SceneView::resolve_()
     copy_.draw( color_.get(), samples_ );
 }
 
-void SceneView::render_()
+void SceneView::render_( Detail detail )
 {
     updateScene_();
+    coarse_ = detail == Detail::InTime && onlyCameraMoved_() && isSoftware() &&
+              renderer_.triangleCount() > cMaxTrianglesInSoftware;
+    movedAt_ = secondsNow();
     updateTargets_();
     glViewport( 0, 0, width_, height_ );
     glDisable( GL_SCISSOR_TEST );
@@ -133,15 +149,15 @@ void SceneView::render_()
     glDisable( GL_CULL_FACE );
     glDepthMask( GL_TRUE );
     glBindFramebuffer( GL_FRAMEBUFFER, drawing_.get() );
-    renderer_.draw( camera_, settings_ );
+    renderer_.draw( camera_, settings_, coarse_ );
     resolve_();
     drawn_ = current_();
 }
 
-void SceneView::draw( GLuint framebuffer )
+void SceneView::draw( GLuint framebuffer, Detail detail )
 {
-    if ( isOutdated() )
-        render_();
+    if ( isOutdated() || ( coarse_ && detail == Detail::Full ) )
+        render_( detail );
     glBindFramebuffer( GL_FRAMEBUFFER, framebuffer );
     glViewport( 0, 0, width_, height_ );
     copy_.draw( samples_ > 0 ? resolvedColor_.get() : color_.get(), 0 );

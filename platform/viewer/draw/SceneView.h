@@ -24,10 +24,20 @@ public:
     void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
 
     void resize( int width, int height );
+    enum class Detail
+    {
+        InTime, ///< coarse while the camera moves, where a software driver could not draw all of it in time
+        Full
+    };
+    /// Seconds after which a camera that has not moved stands still.
+    static constexpr double cStandsStill = 0.2;
+
     /// Whether `draw` would make a new picture.
     [[nodiscard]] bool isOutdated() const;
+    /// Whether the picture is coarse, and becomes outdated when the camera stands still.
+    [[nodiscard]] bool isCoarse() const { return coarse_; }
     /// Copies the picture, made anew where needed, to a framebuffer of the view's size.
-    void draw( GLuint framebuffer );
+    void draw( GLuint framebuffer, Detail detail = Detail::InTime );
     /// The object at a pixel, or null.
     [[nodiscard]] Object* pick( Vector2f position );
 
@@ -46,7 +56,8 @@ private:
     [[nodiscard]] Drawn current_() const;
     void updateScene_();
     void updateTargets_();
-    void render_();
+    [[nodiscard]] bool onlyCameraMoved_() const;
+    void render_( Detail detail );
     void resolve_();
 
     std::shared_ptr<Object> root_;
@@ -63,6 +74,8 @@ private:
     int targetWidth_ = 0;
     int targetHeight_ = 0;
     int samples_ = 0;
+    bool coarse_ = false;
+    double movedAt_ = 0;
     PictureCopy copy_;
     GlFramebuffer drawing_, resolved_, ids_;
     GlTexture color_, resolvedColor_;

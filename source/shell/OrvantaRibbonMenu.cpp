@@ -130,6 +130,11 @@ void OrvantaRibbonMenu::drawFrame_()
     updateSelectedObjects_();
 }
 
+bool OrvantaRibbonMenu::isHintWanted_() const
+{
+    return !menuConfig_.drawWelcomeWindow || isWaitingForSignIn_() || !welcomeWindow_.isDue();
+}
+
 void OrvantaRibbonMenu::drawWelcomeWindow_()
 {
     if ( !isWaitingForSignIn_() )

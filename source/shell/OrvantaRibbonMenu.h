@@ -50,7 +50,7 @@ public:
 
 protected:
     /// Not where the welcome window is.
-    [[nodiscard]] bool isHintWanted_() const override { return !welcomeWindow_.isDrawn(); }
+    [[nodiscard]] bool isHintWanted_() const override;
     /// Nothing while the user still has to sign in.
     virtual void drawWelcomeWindow_();
     /// Asks once in a run for the newest release, and tells of it when it is newer.

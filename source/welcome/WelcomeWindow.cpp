@@ -39,7 +39,6 @@ void WelcomeWindow::init( OrvantaRibbonMenu* menu, ItemPressed itemPressed )
 
 void WelcomeWindow::draw()
 {
-    drawn_ = false;
     if ( !menu_ || ( !visible_ && !showOnStartup_ ) )
         return;
     if ( !SceneCache::getAllObjects<VisualObject, ObjectSelectivityType::Selectable>().empty() )
@@ -52,17 +51,34 @@ void WelcomeWindow::draw()
     if ( !visible_ || !updateCenter_() )
         return;
     drawPanels_();
-    drawn_ = true;
+}
+
+bool WelcomeWindow::isDue() const
+{
+    return menu_ && ( visible_ || showOnStartup_ ) && !menu_->hasAnyActiveItem() && hasRoom_();
+}
+
+Vector2f WelcomeWindow::coveredPixels_() const
+{
+    return { menu_->getSceneListWidth(), menu_->getTopPanelHeight() * menu_->menu_scaling() };
+}
+
+bool WelcomeWindow::hasRoom_() const
+{
+    const auto* window = getViewerInstance().window();
+    const auto covered = coveredPixels_();
+    const float scale = menu_->menu_scaling();
+    return float( window->width() ) - covered.x >= cLeastWidth * scale &&
+           float( window->height() ) - covered.y >= cLeastHeight * scale;
 }
 
 bool WelcomeWindow::updateCenter_()
 {
     scaling_ = menu_->menu_scaling();
     const auto* window = getViewerInstance().window();
-    const float left = menu_->getSceneListWidth(), top = menu_->getTopPanelHeight() * scaling_;
-    const float right = float( window->width() ), bottom = float( window->height() );
-    center_ = { ( left + right ) * 0.5f, ( top + bottom ) * 0.5f };
-    return right - left >= cLeastWidth * scaling_ && bottom - top >= cLeastHeight * scaling_;
+    const auto covered = coveredPixels_();
+    center_ = { ( covered.x + float( window->width() ) ) * 0.5f, ( covered.y + float( window->height() ) ) * 0.5f };
+    return hasRoom_();
 }
 
 void WelcomeWindow::setShowOnStartup( bool show, bool applyNow )

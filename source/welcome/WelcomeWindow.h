@@ -36,8 +36,8 @@ public:
 
     [[nodiscard]] bool isShownOnStartup() const { return showOnStartup_; }
     [[nodiscard]] bool isVisible() const { return visible_; }
-    /// Whether the last frame had it: not while there is too little room, either.
-    [[nodiscard]] bool isDrawn() const { return drawn_; }
+    /// Whether an empty scene has it: not while a tool is at work, or where there is too little room.
+    [[nodiscard]] bool isDue() const;
     /// A new choice; with `applyNow` the screen is shown or hidden at once. The choice is not stored here.
     void setShowOnStartup( bool show, bool applyNow );
 
@@ -46,6 +46,9 @@ private:
 
     /// Finds the middle of the free area; false when it is too small for the panels.
     bool updateCenter_();
+    /// From the upper left corner to the free area.
+    [[nodiscard]] Vector2f coveredPixels_() const;
+    [[nodiscard]] bool hasRoom_() const;
     void drawPanels_();
     void drawDragDropArea_();
     void drawQuickstart_();
@@ -66,7 +69,6 @@ private:
     Vector2f center_;
     std::shared_ptr<ViewerSettingsPlugin> settings_;
     std::shared_ptr<ShowWelcomeWindowSetting> setting_;
-    bool drawn_ = false;
 };
 
 /// The entry of the settings that mirrors the choice.

@@ -37,7 +37,9 @@ std::optional<std::string> onSmallDisk(
         if ( !mountDisk( folder, bytes ) )
             ::_exit( cNotAllowed );
         ::setenv( "TMPDIR", folder.c_str(), 1 );
-        // Nothing may get past this place: it would go on with the tests of the original.
+        // Nothing may get past this place: it would go on with the tests of the original. Nor may it hang for ever, as
+        // it does when it waits for a thread that only the original has.
+        ::alarm( 60 );
         std::string result;
         try
         {

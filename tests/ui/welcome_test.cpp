@@ -68,6 +68,19 @@ void expectPanel( ImVec4 panel, Vector2f middle, Vector2f offset, Vector2f size,
 
 } // namespace
 
+TEST_F( Welcome, FirstFrameWithItHasNoHintBehindIt )
+{
+    const auto config = menu_->getOrvantaMenuConfig();
+    auto without = config;
+    without.drawWelcomeWindow = false;
+    const auto before = frame();
+    menu_->setOrvantaMenuConfig( without );
+    EXPECT_GT( difference( before, frame() ), 0u ) << "the hint alone";
+    menu_->setOrvantaMenuConfig( config );
+    drawFrames( 1 );
+    EXPECT_EQ( difference( before, viewer().frameImage() ), 0u );
+}
+
 TEST_F( Welcome, PanelsStandAroundTheMiddleOfTheFreeAreaAtEveryScale )
 {
     for ( const float s : { 0.5f, 1.f, 1.5f, 2.f, 3.f } )

@@ -226,7 +226,11 @@ private:
         if ( failure < 0 )
             co_return false;
         if ( failure > 0 )
-            co_return co_await send_( plainFailure( failure ), false, false );
+        {
+            const bool goesOn = co_await send_( plainFailure( failure ), false, false );
+            co_await drain_( length.value_or( UINT64_MAX ) );
+            co_return goesOn;
+        }
         HttpResponse response = co_await answer_( std::move( request ) );
         co_return co_await send_( std::move( response ), keepAlive, head );
     }
@@ -309,11 +313,10 @@ private:
         const bool small = bodyLength <= buffer_.size();
         if ( small )
             buffer_.consume( size_t( bodyLength ) );
-        const bool sent = co_await send_( std::move( response ), small, false );
-        if ( small || !sent )
-            co_return sent;
-        co_await drain_( bodyLength );
-        co_return false;
+        const bool goesOn = co_await send_( std::move( response ), small, false );
+        if ( !small )
+            co_await drain_( bodyLength );
+        co_return goesOn;
     }
 
     /// Closing with unread bytes resets the connection, and the client may lose the answer that explains why.

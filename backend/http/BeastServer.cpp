@@ -1,6 +1,7 @@
 #include "http/HttpServer.h"
 
 #include <VXMesh/io/Text.h>
+#include <VXMesh/io/WriteAll.h>
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
@@ -60,17 +61,7 @@ public:
     [[nodiscard]] bool isOpen() const { return fd_ >= 0; }
     [[nodiscard]] bool write( const char* data, size_t size ) const
     {
-        while ( size > 0 )
-        {
-            const ssize_t n = ::write( fd_, data, size );
-            if ( n < 0 && errno == EINTR )
-                continue;
-            if ( n < 0 )
-                return false;
-            data += n;
-            size -= size_t( n );
-        }
-        return true;
+        return writeAll( fd_, { reinterpret_cast<const std::byte*>( data ), size } ) == 0;
     }
     void keep() { kept_ = true; }
 

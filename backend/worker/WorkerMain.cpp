@@ -6,6 +6,7 @@
 #include <VXMesh/io/Zip.h>
 #include <VXMesh/system/Sandbox.h>
 #include <VXMesh/system/Sanitizer.h>
+#include <VXMesh/system/StandardOutput.h>
 
 #include <json/writer.h>
 
@@ -13,22 +14,12 @@
 #include <new>
 #include <thread>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace VX::Backend
 {
 namespace
 {
-
-/// Keeps standard output for the report: Open CASCADE prints to it.
-int takeStandardOutput()
-{
-    const int report = ::dup( STDOUT_FILENO );
-    const int nowhere = ::open( "/dev/null", O_WRONLY );
-    ::dup2( nowhere, STDOUT_FILENO );
-    return report;
-}
 
 bool waitForJob()
 {

@@ -3,12 +3,14 @@
 #include "AssimpReader.h"
 
 #include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/io/WriteAll.h>
 #include <VXMesh/system/Sandbox.h>
+#include <VXMesh/system/StandardOutput.h>
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <new>
+#include <span>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -20,15 +22,6 @@ namespace
 {
 
 constexpr float cParsing = 0.8f; // of the whole time; packing takes the rest
-
-/// Keeps standard output for what we say: libraries print to it.
-int takeStandardOutput()
-{
-    const int out = ::dup( STDOUT_FILENO );
-    const int nowhere = ::open( "/dev/null", O_WRONLY );
-    ::dup2( nowhere, STDOUT_FILENO );
-    return out;
-}
 
 class Speaker
 {
@@ -43,22 +36,10 @@ public:
     {
         std::replace( line.begin(), line.end(), '\n', ' ' );
         line += '\n';
-        return send( line.data(), line.size() );
+        return send( std::as_bytes( std::span( line ) ) );
     }
 
-    bool send( const void* data, size_t size ) const
-    {
-        const auto* bytes = static_cast<const char*>( data );
-        while ( size > 0 )
-        {
-            const ssize_t n = ::write( out_, bytes, size );
-            if ( n <= 0 )
-                return false;
-            bytes += n;
-            size -= size_t( n );
-        }
-        return true;
-    }
+    bool send( std::span<const std::byte> bytes ) const { return writeAll( out_, bytes ) == 0; }
 
     bool progress( float fraction )
     {
@@ -117,8 +98,7 @@ int main( int argc, char** argv )
     const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read );
     const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
                                        : tl::unexpected( refused );
-    const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) &&
-                                  speaker.send( scene->data(), scene->size() )
+    const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) && speaker.send( *scene )
                             : speaker.say( "error " + scene.error() );
     // Destructors would only give memory back that goes with the process, or stumble over what a file has damaged.
     ::_exit( told ? 0 : 1 );

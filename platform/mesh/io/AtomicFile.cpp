@@ -1,6 +1,7 @@
 #include <VXMesh/io/AtomicFile.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/WriteAll.h>
 
 #include <atomic>
 #include <cerrno>
@@ -13,20 +14,6 @@ namespace VX
 {
 namespace
 {
-
-int writeAll( int fd, std::span<const std::byte> bytes )
-{
-    while ( !bytes.empty() )
-    {
-        const ssize_t n = ::write( fd, bytes.data(), bytes.size() );
-        if ( n < 0 && errno == EINTR )
-            continue;
-        if ( n < 0 )
-            return errno;
-        bytes = bytes.subspan( size_t( n ) );
-    }
-    return 0;
-}
 
 int writeParts( int fd, std::span<const std::span<const std::byte>> parts, bool flush )
 {

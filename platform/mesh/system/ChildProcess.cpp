@@ -1,5 +1,7 @@
 #include <VXMesh/system/ChildProcess.h>
 
+#include <VXMesh/io/WriteAll.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -123,18 +125,7 @@ ChildProcess::~ChildProcess()
 
 bool ChildProcess::write( const void* data, size_t size ) const
 {
-    const auto* bytes = static_cast<const char*>( data );
-    while ( size > 0 )
-    {
-        const ssize_t n = ::write( input_, bytes, size );
-        if ( n < 0 && errno == EINTR )
-            continue;
-        if ( n <= 0 )
-            return false;
-        bytes += n;
-        size -= size_t( n );
-    }
-    return true;
+    return writeAll( input_, { static_cast<const std::byte*>( data ), size } ) == 0;
 }
 
 ChildProcess::Output ChildProcess::waitForOutput( int milliseconds ) const

@@ -1,6 +1,7 @@
 #include <VXViewer/web/CurlTransfer.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/WriteAll.h>
 
 #include <spdlog/spdlog.h>
 
@@ -210,18 +211,11 @@ size_t CurlTransfer::write_( const char* data, size_t size, size_t count, void* 
         t.text_.append( data, total );
         return total;
     }
-    for ( size_t written = 0; written < total; )
+    if ( writeAll( t.output_, { reinterpret_cast<const std::byte*>( data ), total } ) != 0 )
     {
-        const ssize_t n = ::write( t.output_, data + written, total - written );
-        if ( n < 0 && errno == EINTR )
-            continue;
-        if ( n < 0 )
-        {
-            t.ownError_ = fileFailure( "Cannot write", t.request_.outputPath );
-            t.cannotStore_ = true;
-            return 0;
-        }
-        written += size_t( n );
+        t.ownError_ = fileFailure( "Cannot write", t.request_.outputPath );
+        t.cannotStore_ = true;
+        return 0;
     }
     return total;
 }

@@ -145,7 +145,7 @@ void FileOpener::openUnderProgressBar_( const std::filesystem::path& file )
     ProgressBar::orderWithMainThreadPostProcessing( "Opening " + utf8string( file.filename() ),
         [this, file, token]() -> ProgressBar::PostProcessing
         {
-            auto result = std::make_shared<Result>( loadObjectFromFile( file, &ProgressBar::setProgress ) );
+            auto result = std::make_shared<Result>( loadObjectFromFile( file, ProgressBar::jobProgress() ) );
             return [this, file, token, result]
             {
                 token->onCanceled = nullptr;

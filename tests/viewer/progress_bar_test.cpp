@@ -102,6 +102,48 @@ TEST_F( ProgressBarTest, CancelAnswersAtOnceAndDropsTheResult )
     EXPECT_FALSE( ended );
 }
 
+TEST_F( ProgressBarTest, ATransferOfTheJobOnAnotherThreadIsShownAndHearsOfTheCancel )
+{
+    std::promise<void> reported, canceled, answered;
+    std::atomic<bool> goesOn{ true };
+    ProgressBar::order( "Opening a",
+        [&]
+        {
+            std::thread(
+                [&, progress = subprogress( ProgressBar::jobProgress(), 0, 0.25f )]
+                {
+                    EXPECT_TRUE( progress( 0.5f ) );
+                    reported.set_value();
+                    canceled.get_future().wait();
+                    goesOn = progress( 0.6f );
+                    answered.set_value();
+                } )
+                .join();
+        } );
+    reported.get_future().wait();
+    const auto state = ProgressBar::state();
+    ASSERT_TRUE( state );
+    EXPECT_FLOAT_EQ( state->fraction, 0.125f );
+    ProgressBar::cancel();
+    canceled.set_value();
+    answered.get_future().wait();
+    EXPECT_FALSE( goesOn );
+}
+
+TEST_F( ProgressBarTest, ProgressOfAJobThatHasEndedReachesNoOtherJob )
+{
+    ProgressCallback former;
+    ProgressBar::order( "first", [&] { former = ProgressBar::jobProgress(); } );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    std::promise<void> go;
+    ProgressBar::order( "second", [&] { go.get_future().wait(); } );
+    EXPECT_TRUE( former( 0.7f ) );
+    EXPECT_FLOAT_EQ( ProgressBar::state()->fraction, 0 );
+    go.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    EXPECT_FALSE( ProgressBar::jobProgress() ) << "there is no job here";
+}
+
 TEST_F( ProgressBarTest, AnExceptionEndsTheJob )
 {
     ProgressBar::order( "job", [] { throw std::runtime_error( "broken" ); } );

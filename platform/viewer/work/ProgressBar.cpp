@@ -45,7 +45,7 @@ Jobs& jobs()
     return *sJobs;
 }
 
-thread_local Job* tJob = nullptr;
+thread_local std::shared_ptr<Job> tJob;
 
 void showError( const std::string& text )
 {
@@ -70,7 +70,7 @@ void runJob( const std::shared_ptr<Job>& job, const std::function<ProgressBar::P
 {
     ProgressBar::PostProcessing post;
     std::string error;
-    tJob = job.get();
+    tJob = job;
     try
     {
         post = work();
@@ -83,7 +83,7 @@ void runJob( const std::shared_ptr<Job>& job, const std::function<ProgressBar::P
     {
         error = "Unknown error";
     }
-    tJob = nullptr;
+    tJob.reset();
     CommandLoop::appendCommand(
         [job, post = std::move( post ), error = std::move( error )] { finish( job, post, error ); } );
 }
@@ -96,6 +96,13 @@ void wakeSometimes( Job& job )
     auto last = job.lastWake.load();
     if ( now - Clock::duration( last ) >= cInterval && job.lastWake.compare_exchange_strong( last, now.count() ) )
         getViewerInstance().postEmptyEvent();
+}
+
+bool report( Job& job, float fraction )
+{
+    job.fraction = fraction;
+    wakeSometimes( job );
+    return !job.canceled;
 }
 
 void setTask( std::string name )
@@ -155,11 +162,14 @@ bool ProgressBar::isOrdered()
 
 bool ProgressBar::setProgress( float fraction )
 {
+    return !tJob || report( *tJob, fraction );
+}
+
+ProgressCallback ProgressBar::jobProgress()
+{
     if ( !tJob )
-        return true;
-    tJob->fraction = fraction;
-    wakeSometimes( *tJob );
-    return !tJob->canceled;
+        return {};
+    return [job = tJob]( float fraction ) { return report( *job, fraction ); };
 }
 
 bool ProgressBar::isCanceled()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXMesh/io/Progress.h>
 #include <VXViewer/Export.h>
 
 #include <chrono>
@@ -14,7 +15,8 @@ namespace VX
 /// taken and a Cancel button.
 ///
 /// One job is shown at a time. A canceled one leaves the screen at once: it runs on until it next reports progress and
-/// is told to stop, and its result is dropped. Reports and stage names of a job come from its own thread.
+/// is told to stop, and its result is dropped. Stage names of a job come from its own thread; its progress may come
+/// from any.
 class VXVIEWER_API ProgressBar
 {
 public:
@@ -32,6 +34,9 @@ public:
     /// For the job's thread: reports a fraction 0..1 and tells whether to go on. Elsewhere it does nothing and says
     /// yes.
     static bool setProgress( float fraction );
+    /// For the job's thread: the job's own `setProgress`, for work of it that goes on elsewhere. It may be called from
+    /// any thread, also when the job has ended. Empty outside of a job.
+    [[nodiscard]] static ProgressCallback jobProgress();
     [[nodiscard]] static bool isCanceled();
     /// For the job's thread: the stage shown under the name, until it is reset.
     static void forceSetTaskName( std::string name );

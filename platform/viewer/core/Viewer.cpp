@@ -13,6 +13,7 @@
 #include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiContextOwner.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/web/WebRequest.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -303,10 +304,13 @@ void Viewer::buildInterface_()
     drawing_->imgui.prepareFrame( menu_ ? &menu_->fontManager() : nullptr, menu_ ? menu_->menu_scaling() : scale() );
     window_->newImGuiFrame();
     ImGui::NewFrame();
+    UI::beginModals();
     ProgressBar::update();
     if ( menu_ )
         menu_->draw();
     perFrameSignal();
+    if ( UI::endModals() )
+        incrementForceRedrawFrames( 2 );
     ImGui::Render();
 }
 

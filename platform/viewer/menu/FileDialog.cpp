@@ -10,6 +10,7 @@
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -317,8 +318,7 @@ void FileDialog::draw( float scale )
     if ( !shown_ )
         return;
     const char* id = saving_ ? "Save##fileDialog" : "Open files##fileDialog";
-    if ( !ImGui::IsPopupOpen( id ) )
-        ImGui::OpenPopup( id );
+    UI::openModalInTurn( id );
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     UI::centerNextWindow();
     ImGui::SetNextWindowSize(

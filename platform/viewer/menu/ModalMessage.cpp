@@ -2,6 +2,7 @@
 
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -47,8 +48,7 @@ void ModalMessage::draw( float scale )
     if ( queue_.empty() )
         return;
     constexpr const char* cId = "##modalMessage";
-    if ( !ImGui::IsPopupOpen( cId ) )
-        ImGui::OpenPopup( cId );
+    UI::openModalInTurn( cId );
     UI::centerNextWindow();
     const float width = std::min( 460 * scale, ImGui::GetIO().DisplaySize.x - 32 * scale );
     ImGui::SetNextWindowSize( { width, 0 } );

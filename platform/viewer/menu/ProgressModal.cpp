@@ -3,6 +3,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -41,8 +42,8 @@ bool isShown()
 void draw( float scale )
 {
     const auto state = ProgressBar::state();
-    if ( state && !ImGui::IsPopupOpen( cId ) )
-        ImGui::OpenPopup( cId );
+    if ( state )
+        UI::openModalInTurn( cId );
     const float width = std::min( 420 * scale, ImGui::GetIO().DisplaySize.x - 32 * scale );
     UI::centerNextWindow();
     ImGui::SetNextWindowSize( { width, 0 } );

@@ -5,6 +5,7 @@
 #include <VXViewer/menu/RibbonSchema.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui_stdlib.h>
@@ -63,10 +64,10 @@ void ShortcutSheet::drawTable_( const ShortcutManager& manager, float scale )
 
 void ShortcutSheet::draw( const ShortcutManager& manager, float scale )
 {
-    if ( std::exchange( openRequested_, false ) )
+    if ( openRequested_ && UI::openModalInTurn( cId ) )
     {
+        openRequested_ = false;
         filter_.clear();
-        ImGui::OpenPopup( cId );
     }
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     UI::centerNextWindow();

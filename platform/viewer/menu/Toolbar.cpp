@@ -6,6 +6,7 @@
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -193,10 +194,10 @@ void Toolbar::drawAll_( float scale )
 
 void Toolbar::drawCustomize( float scale )
 {
-    if ( std::exchange( customizeRequested_, false ) )
+    if ( customizeRequested_ && UI::openModalInTurn( cCustomizeId ) )
     {
+        customizeRequested_ = false;
         filter_.clear();
-        ImGui::OpenPopup( cCustomizeId );
     }
     UI::centerNextWindow();
     ImGui::SetNextWindowSize( { std::min( 560 * scale, ImGui::GetIO().DisplaySize.x ), 0 } );

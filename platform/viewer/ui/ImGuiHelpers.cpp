@@ -11,7 +11,12 @@ bool BeginModalNoAnimation( const char* name, bool* open, ImGuiWindowFlags flags
 {
     // Dear ImGui fades the dimming in over several frames; a viewer that draws only on events would stop in the middle.
     GetCurrentContext()->DimBgRatio = 1;
-    return BeginPopupModal( name, open, flags );
+    const bool begun = BeginPopupModal( name, open, flags );
+    // A window that appears after a modal in the modal's first frame is put behind it, and Dear ImGui asserts when it
+    // takes the modal for one that has not been drawn yet.
+    if ( ImGuiWindow* window = FindWindowByName( name ); window && window->Active )
+        window->WasActive = true;
+    return begun;
 }
 
 bool ModalExitButton( float scale )

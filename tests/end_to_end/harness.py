@@ -15,8 +15,9 @@ WORKING_FOLDER = "/.service_output_files"
 
 def arguments():
     parser = argparse.ArgumentParser()
-    for name in ("program", "backend", "dropper", "samples", "port", "pictures"):
+    for name in ("program", "backend", "dropper", "samples", "port", "pictures", "build"):
         parser.add_argument("--" + name, required=True)
+    parser.add_argument("--approve", action="store_true", help="make the pictures of this run the approved ones")
     options = parser.parse_args()
     os.makedirs(options.pictures, exist_ok=True)
     return options
@@ -34,9 +35,11 @@ def wait_for(what, condition, seconds=40):
 
 
 class Sandbox:
-    """A home folder and settings of their own, the back end, and an environment that trusts it."""
+    """A home folder and settings of their own, the back end, and an environment that trusts it.
 
-    def __init__(self, options):
+    A fresh one is the machine of somebody who has just installed the program: an empty home, and no account."""
+
+    def __init__(self, options, fresh=False):
         self.options = options
         self.folder = tempfile.mkdtemp(prefix="orvanta-e2e-")
         self.data = os.path.join(self.folder, "data")
@@ -45,10 +48,14 @@ class Sandbox:
                                 SSL_CERT_FILE=os.path.join(self.data, "ca.pem"))
         os.makedirs(self.environment["HOME"])
         self.settings = os.path.join(self.environment["XDG_CONFIG_HOME"], "Orvanta")
-        os.makedirs(self.settings, mode=0o700)
         self.prefix = "orvanta-e2e-%d-" % os.getpid()
         self.backend = None
         self.start_backend()
+        if fresh:
+            del self.environment["XDG_CONFIG_HOME"]
+            self.settings = os.path.join(self.environment["HOME"], ".config", "Orvanta")
+            return
+        os.makedirs(self.settings, mode=0o700)
         self.credentials = os.path.join(self.folder, "credentials.json")
         subprocess.run([options.backend, "user", "add", "tester@example.org", "--data", self.data, "--credentials",
                         self.credentials], check=True, capture_output=True)
@@ -121,12 +128,23 @@ class Display:
 class Program:
     """The program in a real window, used by mouse and keyboard."""
 
-    def __init__(self, sandbox, *files):
+    def __init__(self, sandbox, *files, another=False):
         self.sandbox = sandbox
+        known = self.windows() if another else []
         with open(os.path.join(sandbox.folder, "programs.log"), "a") as log:
             self.process = subprocess.Popen([sandbox.options.program, "--verbose", "--size", "1280x800", *files],
                                             env=sandbox.environment, stderr=log)
-        self.window = self.xdotool("search", "--sync", "--onlyvisible", "--name", "Orvanta").split()[0]
+        self.window = wait_for("a window", lambda: [window for window in self.windows() if window not in known])[0]
+
+    def windows(self):
+        # Without a window the search fails.
+        return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "Orvanta"], env=self.sandbox.environment,
+                              capture_output=True, text=True).stdout.split()
+
+    def end(self):
+        """Ends it without asking."""
+        self.process.kill()
+        self.process.wait()
 
     def type(self, text):
         self.xdotool("type", "--window", self.window, text)
@@ -212,6 +230,17 @@ def wait_until_still(program):
 
 def keep(picture, options, name):
     return shutil.copy(picture, os.path.join(options.pictures, name + ".png"))
+
+
+def compare_with_approved(picture, options, name, at_most=400):
+    """Keeps a picture, and fails when it differs from the one that somebody has looked at and approved."""
+    kept = keep(picture, options, name)
+    approved = os.path.join(os.path.dirname(os.path.abspath(__file__)), "approved", name + ".png")
+    if options.approve:
+        subprocess.run(["convert", kept, "-strip", approved], check=True)
+    pixels = difference(approved, kept)
+    assert pixels <= at_most, "%s differs from %s in %d pixels" % (kept, approved, pixels)
+    return kept
 
 
 def run(steps):

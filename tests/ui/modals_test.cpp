@@ -101,6 +101,12 @@ class FirstStart : public Modals
 {
 protected:
     [[nodiscard]] std::string settings() const override { return "{}"; }
+    [[nodiscard]] std::optional<Json::Value> answerAtStart( const WebRequestData& request ) override
+    {
+        asked_.push_back( request.logName );
+        return Modals::answerAtStart( request );
+    }
+    std::vector<std::string> asked_;
 };
 
 /// The same, and nobody has signed in yet.
@@ -176,6 +182,16 @@ TEST_F( FirstStart, NoteAndWelcomeWindowStandTogetherAndAreUsedOneAfterTheOther 
     click( windowPointFromTop( "##CreateSimpleObject", 36 + 55, 0.74f * 230 + 18 ) );
     EXPECT_TRUE( isActive( "Create Simple Objects" ) );
     tool( "Create Simple Objects" );
+}
+
+TEST_F( FirstStart, BeforeTheNoteIsAnsweredNothingIsSentButTheSessionOfTheSignIn )
+{
+    ASSERT_TRUE( isWindowShown( cNote ) );
+    menu_->showModalMessage( "It went wrong", NotificationType::Error );
+    (void)frame();
+    std::sort( asked_.begin(), asked_.end() );
+    EXPECT_EQ( asked_, ( std::vector<std::string>{ "requestSessionId", "signInToken", "version" } ) );
+    EXPECT_TRUE( transport_->sent().empty() );
 }
 
 TEST_F( FirstStart, NoteIsNotEndedByWhatIsOpenedUnderIt )

@@ -7,6 +7,7 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/system/PrivateMemory.h>
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
@@ -103,6 +104,7 @@ int runWindow( const App::Arguments& arguments, App::AppSetup& setup )
 
 int main( int argc, char** argv )
 {
+    keepMemoryPrivate();
     spdlog::set_default_logger( spdlog::stderr_color_mt( "Orvanta" ) );
     const auto arguments = App::parseArguments( argc, argv );
     if ( !arguments )

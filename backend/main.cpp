@@ -3,6 +3,7 @@
 #include "statistics/StatsReport.h"
 #include "worker/WorkerMain.h"
 
+#include <VXMesh/system/PrivateMemory.h>
 #include <VXMesh/system/SystemInfo.h>
 
 #include <CLI/CLI.hpp>
@@ -128,6 +129,7 @@ void addUserCommands( CLI::App& app, UserCommand& user )
 
 int main( int argc, char** argv )
 {
+    VX::keepMemoryPrivate();
     spdlog::set_default_logger( spdlog::stderr_color_mt( "backend" ) );
     curl_global_init( CURL_GLOBAL_DEFAULT );
     CLI::App app( "Back end of Orvanta: the services on one machine" );

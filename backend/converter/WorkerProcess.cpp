@@ -79,7 +79,7 @@ bool hasBubblewrap()
             std::vector<std::string>{ "PATH=/usr/bin:/bin" } } );
         const bool works = trial && trial->wait() == 0;
         if ( !works )
-            spdlog::warn( "bubblewrap cannot be used here: workers run with limits and a system-call filter alone" );
+            spdlog::warn( "bubblewrap cannot be used here: workers run with limits and the kernel's filters alone" );
         return works;
     }();
     return sWorks;

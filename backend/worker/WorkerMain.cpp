@@ -50,10 +50,9 @@ tl::expected<void, std::string> convert( const WorkerJob& job )
     return {};
 }
 
-/// Whether this process has come close to its limit of memory.
-bool wasShortOfMemory( uint64_t limit )
+/// Whether this process has come close to its limit of memory, by its own status as it is now.
+bool wasShortOfMemory( std::ifstream& status, uint64_t limit )
 {
-    std::ifstream status( "/proc/self/status" );
     for ( std::string word; status >> word; )
         if ( uint64_t kilobytes = 0; word == "VmPeak:" && status >> kilobytes )
             return kilobytes * 1024 > limit / 100 * 85;
@@ -61,7 +60,7 @@ bool wasShortOfMemory( uint64_t limit )
 }
 
 /// A library that runs out of memory often takes that for damage in the file.
-tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
+tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job, std::ifstream& status )
 {
     tl::expected<void, std::string> done;
     bool exhausted = false;
@@ -73,9 +72,15 @@ tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job )
     {
         exhausted = true;
     }
-    if ( exhausted || ( !done && !cHasSanitizer && wasShortOfMemory( job.memory ) ) )
+    if ( exhausted || ( !done && !cHasSanitizer && wasShortOfMemory( status, job.memory ) ) )
         return tl::unexpected( std::string( "The file needs more memory than a conversion may use" ) );
     return done;
+}
+
+/// The system's libraries and what they come with, and the folder of the job.
+FileView viewOf( const WorkerJob& job )
+{
+    return { { "/usr", "/lib", "/lib64", "/etc/ld.so.cache", "/etc/alternatives" }, { job.folder } };
 }
 
 } // namespace
@@ -85,13 +90,15 @@ int runWorker( const WorkerJob& job )
     const int report = takeStandardOutput();
     warmUpStepReader( job.folder );
     const auto threads = std::max( std::thread::hardware_concurrency(), 1u );
-    const auto refused = enterSandbox( { job.memory, job.outputSize, job.seconds * threads }, SandboxFiles::Write );
+    std::ifstream status( "/proc/self/status" ); // it cannot be opened later
+    const auto refused =
+        enterSandbox( { job.memory, job.outputSize, job.seconds * threads }, SandboxFiles::Write, viewOf( job ) );
     if ( !waitForJob() )
         return 0;
 
     Json::Value result;
     const tl::expected<void, std::string> done =
-        refused.empty() ? convertWithinMemory( job ) : tl::unexpected( refused );
+        refused.empty() ? convertWithinMemory( job, status ) : tl::unexpected( refused );
     if ( done )
         result["done"] = true;
     else

@@ -3,11 +3,14 @@
 #include "AssimpReader.h"
 
 #include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXMesh/io/WriteAll.h>
 #include <VXMesh/system/Sandbox.h>
 #include <VXMesh/system/StandardOutput.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <new>
 #include <span>
@@ -86,6 +89,22 @@ uint64_t physicalMemory()
     return uint64_t( std::max( ::sysconf( _SC_PHYS_PAGES ), 0L ) ) * uint64_t( ::sysconf( _SC_PAGESIZE ) );
 }
 
+/// Files of these kinds name others: materials, buffers and the like.
+bool namesOthers( const std::filesystem::path& file )
+{
+    constexpr std::array cKinds = { ".obj", ".gltf", ".dae", ".fbx", ".3ds" };
+    const auto kind = toLower( utf8string( file.extension() ) );
+    return std::find( cKinds.begin(), cKinds.end(), kind ) != cKinds.end();
+}
+
+FileView viewOf( const std::filesystem::path& file )
+{
+    FileView out{ { file }, {} };
+    if ( namesOthers( file ) )
+        out.readable.push_back( file.has_parent_path() ? file.parent_path() : "." );
+    return out;
+}
+
 } // namespace
 
 int main( int argc, char** argv )
@@ -95,7 +114,7 @@ int main( int argc, char** argv )
     Speaker speaker( takeStandardOutput() );
     ::prctl( PR_SET_PDEATHSIG, SIGKILL );
     offerToDieFirst();
-    const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read );
+    const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read, viewOf( argv[1] ) );
     const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
                                        : tl::unexpected( refused );
     const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) && speaker.send( *scene )

@@ -4,6 +4,7 @@
 #include <VXMesh/formats/ReaderProcess.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXMesh/system/FileView.h>
 
 #include <gtest/gtest.h>
 
@@ -176,6 +177,42 @@ TEST( ReaderProcess, TheOneOfTheLibraryReadsNamesOfAllKinds )
         ASSERT_TRUE( loaded ) << loaded.error();
         EXPECT_EQ( loaded->objects.at( 0 )->name(), name.substr( 0, name.size() - 4 ) );
     }
+}
+
+TEST( ReaderProcess, TheOneOfTheLibraryReadsWhatLiesBesideItsFileAndNothingElse )
+{
+    if ( !canNarrowFiles() )
+        GTEST_SKIP() << "this kernel cannot hide files";
+    const ScratchFolder own, other;
+    const float points[] = { 0, 0, 0, 1, 0, 0, 0, 1, 0 };
+    const std::string bytes( reinterpret_cast<const char*>( points ), sizeof points );
+    const auto strange = other.write( "strange.bin", bytes );
+    own.write( "own.bin", bytes );
+    const auto error = [&]( const std::string& buffer )
+    {
+        const auto file = own.write( "part.gltf",
+            R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0}],"meshes":[{"primitives":)"
+            R"([{"attributes":{"POSITION":0}}]}],"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":)"
+            R"("VEC3","min":[0,0,0],"max":[1,1,0]}],"bufferViews":[{"buffer":0,"byteLength":36}],"buffers":[)"
+            R"({"byteLength":36,"uri":")" +
+                buffer + R"("}]})" );
+        const auto loaded = readInProcess( readerProgram(), file, {} );
+        return loaded ? "" : loaded.error();
+    };
+    EXPECT_EQ( error( "own.bin" ), "" );
+    EXPECT_NE( error( "../" + other.path().filename().string() + "/strange.bin" ), "" );
+    EXPECT_NE( error( strange.string() ), "" );
+    std::filesystem::create_symlink( strange, own.path() / "link.bin" );
+    EXPECT_NE( error( "link.bin" ), "" );
+}
+
+TEST( ReaderProcess, TheOneOfTheLibraryFollowsALinkToItsFile )
+{
+    const ScratchFolder own, other;
+    const auto link = own.path() / "link.obj";
+    std::filesystem::create_symlink( other.write( "a.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n" ), link );
+    const auto loaded = readInProcess( readerProgram(), link, {} );
+    EXPECT_TRUE( loaded ) << loaded.error();
 }
 
 TEST( ReaderProcess, TheOneOfTheLibraryStopsAtOnceOnALargeFile )

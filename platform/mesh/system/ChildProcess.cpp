@@ -69,7 +69,8 @@ int spawn( const ChildProcess::Setup& setup, int input, int output, pid_t& pid )
     sigset_t none;
     sigemptyset( &none );
     posix_spawnattr_setsigmask( &attributes, &none );
-    posix_spawnattr_setflags( &attributes, POSIX_SPAWN_SETSIGMASK );
+    // In a session of its own it has no terminal on which it could type for us.
+    posix_spawnattr_setflags( &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSID );
     auto argv = pointersTo( setup.command );
     auto variables = setup.environment ? pointersTo( *setup.environment ) : std::vector<char*>{};
     char** const envp = setup.environment ? variables.data() : environ;

@@ -5,12 +5,14 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <seccomp.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <initializer_list>
 #include <memory>
 #include <span>
 
@@ -36,14 +38,12 @@ constexpr int cAllowed[] = {
     SCMP_SYS( access ),
     SCMP_SYS( faccessat ),
     SCMP_SYS( faccessat2 ),
-    SCMP_SYS( fcntl ),
     SCMP_SYS( fsync ),
     SCMP_SYS( fdatasync ),
     SCMP_SYS( getdents64 ),
     SCMP_SYS( readlink ),
     SCMP_SYS( readlinkat ),
     SCMP_SYS( getcwd ),
-    SCMP_SYS( ioctl ),
     SCMP_SYS( poll ),
     SCMP_SYS( dup ),
     SCMP_SYS( umask ),
@@ -68,7 +68,6 @@ constexpr int cAllowed[] = {
     SCMP_SYS( exit_group ),
     SCMP_SYS( sched_yield ),
     SCMP_SYS( sched_getaffinity ),
-    SCMP_SYS( sched_setaffinity ),
     SCMP_SYS( sched_getparam ),
     SCMP_SYS( sched_getscheduler ),
     SCMP_SYS( clock_gettime ),
@@ -94,6 +93,13 @@ constexpr int cAllowed[] = {
     SCMP_SYS( restart_syscall ),
 };
 
+// Both calls are doors to much else: what is typed on a terminal, who gets which signal, attributes and locks of files.
+constexpr int cDeviceCommands[] = { TCGETS, FIONREAD, FIOCLEX };
+constexpr int cDescriptorCommands[] = { F_GETFD, F_SETFD, F_GETFL, F_DUPFD, F_DUPFD_CLOEXEC };
+
+constexpr uint64_t cNamespaces =
+    CLONE_NEWNS | CLONE_NEWCGROUP | CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET;
+
 constexpr int cAllowedToWrite[] = {
     SCMP_SYS( open ),
     SCMP_SYS( openat ),
@@ -101,7 +107,6 @@ constexpr int cAllowedToWrite[] = {
     SCMP_SYS( ftruncate ),
     SCMP_SYS( rename ),
     SCMP_SYS( unlink ),
-    SCMP_SYS( clone ),
 };
 
 bool limit( __rlimit_resource resource, uint64_t value )
@@ -121,31 +126,53 @@ bool allow( scmp_filter_ctx filter, std::span<const int> calls )
         [&]( int call ) { return seccomp_rule_add( filter, SCMP_ACT_ALLOW, call, 0 ) == 0; } );
 }
 
-bool allowWith( scmp_filter_ctx filter, int call, const scmp_arg_cmp& argument )
+bool allowWith( scmp_filter_ctx filter, int call, std::initializer_list<scmp_arg_cmp> arguments )
 {
-    return seccomp_rule_add_array( filter, SCMP_ACT_ALLOW, call, 1, &argument ) == 0;
+    return seccomp_rule_add_array( filter, SCMP_ACT_ALLOW, call, unsigned( arguments.size() ), arguments.begin() ) == 0;
+}
+
+bool allowCommands( scmp_filter_ctx filter, int call, std::span<const int> commands )
+{
+    return std::all_of( commands.begin(), commands.end(),
+        [&]( int command ) { return allowWith( filter, call, { { 1, SCMP_CMP_EQ, scmp_datum_t( command ), 0 } } ); } );
+}
+
+/// Calls whose arguments decide what they can do to others.
+bool allowForItself( scmp_filter_ctx filter )
+{
+    const auto self = scmp_datum_t( ::getpid() );
+    return allowCommands( filter, SCMP_SYS( ioctl ), cDeviceCommands ) &&
+           allowCommands( filter, SCMP_SYS( fcntl ), cDescriptorCommands ) &&
+           allowWith(
+               filter, SCMP_SYS( fcntl ), { { 1, SCMP_CMP_EQ, F_SETFL, 0 }, { 2, SCMP_CMP_MASKED_EQ, O_ASYNC, 0 } } ) &&
+           allowWith( filter, SCMP_SYS( sched_setaffinity ), { { 0, SCMP_CMP_EQ, 0, 0 } } ) &&
+           // A failed assertion signals itself, and nobody else.
+           allowWith( filter, SCMP_SYS( tgkill ), { { 0, SCMP_CMP_EQ, self, 0 } } ) &&
+           // A copy of this process asks to end with it.
+           allowWith( filter, SCMP_SYS( prctl ), { { 0, SCMP_CMP_EQ, PR_SET_PDEATHSIG, 0 } } );
 }
 
 bool allowReading( scmp_filter_ctx filter )
 {
     constexpr uint64_t cChanging = O_ACCMODE | O_CREAT | O_TRUNC;
-    return allowWith( filter, SCMP_SYS( open ), { 1, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } ) &&
-           allowWith( filter, SCMP_SYS( openat ), { 2, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } ) &&
-           allowWith( filter, SCMP_SYS( clone ), { 0, SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD } );
+    return allowWith( filter, SCMP_SYS( open ), { { 1, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } } ) &&
+           allowWith( filter, SCMP_SYS( openat ), { { 2, SCMP_CMP_MASKED_EQ, cChanging, O_RDONLY } } ) &&
+           allowWith(
+               filter, SCMP_SYS( clone ), { { 0, SCMP_CMP_MASKED_EQ, CLONE_THREAD | cNamespaces, CLONE_THREAD } } );
+}
+
+bool allowWriting( scmp_filter_ctx filter )
+{
+    return allow( filter, cAllowedToWrite ) &&
+           allowWith( filter, SCMP_SYS( clone ), { { 0, SCMP_CMP_MASKED_EQ, cNamespaces, 0 } } );
 }
 
 bool filterSystemCalls( SandboxFiles files )
 {
     const std::unique_ptr<void, void ( * )( void* )> filter( seccomp_init( SCMP_ACT_ERRNO( EPERM ) ), seccomp_release );
-    if ( !filter || !allow( filter.get(), cAllowed ) )
+    if ( !filter || !allow( filter.get(), cAllowed ) || !allowForItself( filter.get() ) )
         return false;
-    if ( files == SandboxFiles::Write ? !allow( filter.get(), cAllowedToWrite ) : !allowReading( filter.get() ) )
-        return false;
-    // A failed assertion signals itself, and nobody else.
-    if ( !allowWith( filter.get(), SCMP_SYS( tgkill ), { 0, SCMP_CMP_EQ, scmp_datum_t( ::getpid() ), 0 } ) )
-        return false;
-    // A copy of this process asks to end with it.
-    if ( !allowWith( filter.get(), SCMP_SYS( prctl ), { 0, SCMP_CMP_EQ, PR_SET_PDEATHSIG, 0 } ) )
+    if ( files == SandboxFiles::Write ? !allowWriting( filter.get() ) : !allowReading( filter.get() ) )
         return false;
     // glibc falls back from calls that "do not exist", clone3 above all, but takes a refusal for an error.
     if ( seccomp_rule_add( filter.get(), SCMP_ACT_ERRNO( ENOSYS ), SCMP_SYS( clone3 ), 0 ) != 0 )
@@ -155,7 +182,7 @@ bool filterSystemCalls( SandboxFiles files )
 
 } // namespace
 
-std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files )
+std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const FileView& view )
 {
     const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );
     if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTo( RLIMIT_CPU, limits.cpuSeconds ) ||
@@ -163,6 +190,10 @@ std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files )
         return "The limits cannot be set";
     if ( prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 )
         return "Privileges cannot be given up";
+    if ( prctl( PR_SET_DUMPABLE, 0, 0, 0, 0 ) != 0 )
+        return "The memory cannot be closed to others";
+    if ( !narrowFiles( view ) )
+        return "Other files cannot be hidden";
     if ( !filterSystemCalls( files ) )
         return "System calls cannot be filtered";
     return {};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VXMesh/system/FileView.h>
+
 #include <cstdint>
 #include <string>
 
@@ -21,7 +23,9 @@ enum class SandboxFiles
 };
 
 /// Takes from this process what reading a file does not need: limits on memory, time, files and core dumps, no new
-/// privileges, and a filter under which other system calls fail. The error says what could not be taken.
-[[nodiscard]] std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files );
+/// privileges, no look at its memory for others, no files but those of the view where the kernel can hide them, and a
+/// filter under which other system calls fail. To be called before the first thread starts. The error says what could
+/// not be taken.
+[[nodiscard]] std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const FileView& view );
 
 } // namespace VX

@@ -60,6 +60,18 @@ std::string cubeFile()
     return { reinterpret_cast<const char*>( bytes.data() ), bytes.size() };
 }
 
+std::string glbFile( std::string json, std::string binary )
+{
+    json.resize( ( json.size() + 3 ) / 4 * 4, ' ' );
+    binary.resize( ( binary.size() + 3 ) / 4 * 4, '\0' );
+    std::string out;
+    append( out, std::array{ 0x46546C67u, 2u, uint32_t( 28 + json.size() + binary.size() ) } );
+    append( out, std::array{ uint32_t( json.size() ), 0x4E4F534Au } );
+    out += json;
+    append( out, std::array{ uint32_t( binary.size() ), 0x004E4942u } );
+    return out + binary;
+}
+
 std::string binaryStl( const Mesh& mesh )
 {
     std::string out( 80, '\0' );

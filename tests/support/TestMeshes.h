@@ -18,6 +18,9 @@ namespace VX::Testing
 /// The bytes of a .vxu file with one cube.
 [[nodiscard]] std::string cubeFile();
 
+/// The bytes of a binary glTF file with this description and this data.
+[[nodiscard]] std::string glbFile( std::string json, std::string binary );
+
 /// The bytes of a binary STL file with the mesh's triangles.
 [[nodiscard]] std::string binaryStl( const Mesh& mesh );
 

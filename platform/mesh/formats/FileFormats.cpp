@@ -6,8 +6,11 @@
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
 
+#include <spdlog/spdlog.h>
+
 #include <algorithm>
 #include <exception>
+#include <new>
 
 #include <unistd.h>
 
@@ -100,9 +103,14 @@ tl::expected<LoadedObjects, std::string> loadObjectFromFile(
     {
         return format->load( file, progress );
     }
+    catch ( const std::bad_alloc& )
+    {
+        return tl::unexpected( "Cannot read " + quoted( file ) + ": there is not enough memory" );
+    }
     catch ( const std::exception& e )
     {
-        return tl::unexpected( "Cannot read " + quoted( file ) + ": " + e.what() );
+        spdlog::warn( "The reader of {} failed: {}", quoted( file ), e.what() );
+        return tl::unexpected( "Cannot read " + quoted( file ) + ": it may be damaged" );
     }
 }
 

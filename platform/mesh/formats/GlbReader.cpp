@@ -1,6 +1,12 @@
 #include <VXMesh/formats/GlbReader.h>
 
 #include <VXMesh/formats/GltfColor.h>
+#include <VXMesh/formats/GltfLimits.h>
+#include <VXMesh/formats/GltfPrimitives.h>
+
+#include <algorithm>
+#include <numeric>
+#include <unordered_map>
 
 namespace VX::Gltf
 {
@@ -8,13 +14,7 @@ namespace
 {
 
 constexpr int cMaxDepth = 150;
-
-enum class Mode : int64_t
-{
-    Points = 0,
-    Lines = 1,
-    Triangles = 4
-};
+constexpr size_t cBetweenLooks = 256; // nodes
 
 tl::unexpected<std::string> damaged( const char* what )
 {
@@ -71,16 +71,6 @@ bool extraFlag( const Json::Value& node, const char* key, bool fallback )
     return extras.isObject() && extras[key].isBool() ? extras[key].asBool() : fallback;
 }
 
-Mode modeOf( const Json::Value& primitive )
-{
-    return Mode( integerMember( primitive, "mode", int64_t( Mode::Triangles ) ) );
-}
-
-int64_t attribute( const Json::Value& primitive, const char* name )
-{
-    return integerMember( primitive["attributes"], name, -1 );
-}
-
 template <typename Element>
 bool inRange( const std::vector<Element>& elements, size_t count )
 {
@@ -89,24 +79,6 @@ bool inRange( const std::vector<Element>& elements, size_t count )
             if ( index >= count )
                 return false;
     return true;
-}
-
-template <size_t N>
-std::vector<std::array<uint32_t, N>> grouped( const std::vector<uint32_t>& flat )
-{
-    std::vector<std::array<uint32_t, N>> out( flat.size() / N );
-    for ( size_t i = 0; i < out.size(); ++i )
-        for ( size_t k = 0; k < N; ++k )
-            out[i][k] = flat[i * N + k];
-    return out;
-}
-
-std::vector<uint32_t> countingUp( size_t count )
-{
-    std::vector<uint32_t> out( count );
-    for ( size_t i = 0; i < count; ++i )
-        out[i] = uint32_t( i );
-    return out;
 }
 
 template <typename PartType>
@@ -139,7 +111,7 @@ std::shared_ptr<VisualObject> makeObject( const PartType& part )
 
 GlbReader::GlbReader( const Json::Value& root, std::span<const std::byte> binary, ProgressCallback progress )
     : root_( root )
-    , accessors_( root, binary )
+    , accessors_( root, binary, [this] { return goesOn_(); } )
     , progress_( std::move( progress ) )
 {
 }
@@ -181,52 +153,47 @@ tl::expected<void, std::string> GlbReader::attributes_( const Json::Value& primi
     return {};
 }
 
+/// As the primitive names them, or one after the other.
+tl::expected<std::vector<uint32_t>, std::string> GlbReader::indices_( const Json::Value& primitive, size_t pointCount )
+{
+    if ( const auto id = integerMember( primitive, "indices", -1 ); id >= 0 )
+        return accessors_.indices( id );
+    std::vector<uint32_t> out( pointCount );
+    std::iota( out.begin(), out.end(), 0u );
+    return out;
+}
+
 tl::expected<std::vector<Segment>, std::string> GlbReader::segments_( const Json::Value& primitive, size_t pointCount )
 {
-    std::vector<uint32_t> flat;
-    if ( const auto id = integerMember( primitive, "indices", -1 ); id >= 0 )
-    {
-        auto read = accessors_.indices( id );
-        if ( !read )
-            return tl::unexpected( read.error() );
-        flat = std::move( *read );
-    }
-    else
-        flat = countingUp( pointCount );
-    auto segments = grouped<2>( flat );
+    const auto corners = indices_( primitive, pointCount );
+    if ( !corners )
+        return tl::unexpected( corners.error() );
+    auto segments = segmentsOf( modeOf( primitive ), *corners );
     if ( !inRange( segments, pointCount ) )
         return damaged( "a line refers to a point that is not there" );
     return segments;
 }
 
-tl::expected<GlbReader::Part, std::string> GlbReader::surface_(
-    const Json::Value& primitive, const Json::Value& primitives )
+tl::expected<GlbReader::Part, std::string> GlbReader::surface_( const Json::Value& primitive, const Json::Value* edges )
 {
-    const auto position = attribute( primitive, "POSITION" );
-    auto points = accessors_.vectors( position );
+    auto points = accessors_.vectors( attribute( primitive, "POSITION" ) );
     if ( !points )
         return tl::unexpected( points.error() );
     auto mesh = std::make_shared<Mesh>();
     mesh->points = std::move( *points );
-    if ( const auto id = integerMember( primitive, "indices", -1 ); id >= 0 )
-    {
-        const auto flat = accessors_.indices( id );
-        if ( !flat )
-            return tl::unexpected( flat.error() );
-        mesh->triangles = grouped<3>( *flat );
-    }
-    else
-        mesh->triangles = grouped<3>( countingUp( mesh->points.size() ) );
+    const auto corners = indices_( primitive, mesh->points.size() );
+    if ( !corners )
+        return tl::unexpected( corners.error() );
+    mesh->triangles = trianglesOf( modeOf( primitive ), *corners );
     if ( auto read = attributes_( primitive, *mesh ); !read )
         return tl::unexpected( read.error() );
-    for ( const auto& other : primitives )
-        if ( other.isObject() && modeOf( other ) == Mode::Lines && attribute( other, "POSITION" ) == position )
-        {
-            auto edges = segments_( other, mesh->points.size() );
-            if ( !edges )
-                return tl::unexpected( edges.error() );
-            mesh->edges = std::move( *edges );
-        }
+    if ( edges )
+    {
+        auto segments = segments_( *edges, mesh->points.size() );
+        if ( !segments )
+            return tl::unexpected( segments.error() );
+        mesh->edges = std::move( *segments );
+    }
     if ( !isConsistent( *mesh ) )
         return damaged( "a surface refers to a point that is not there" );
     return Part{ .mesh = std::move( mesh ), .points = {}, .lines = {}, .color = materialColor_( primitive ) };
@@ -263,36 +230,57 @@ tl::expected<GlbReader::Part, std::string> GlbReader::lines_( const Json::Value&
     return Part{ .mesh = {}, .points = {}, .lines = std::move( lines ), .color = materialColor_( primitive ) };
 }
 
+tl::expected<GlbReader::Part, std::string> GlbReader::part_( const Json::Value& primitive, const Json::Value* edges )
+{
+    const Mode mode = modeOf( primitive );
+    return mode == Mode::Points ? cloud_( primitive )
+           : isSurface( mode )  ? surface_( primitive, edges )
+                                : lines_( primitive );
+}
+
 tl::expected<GlbReader::Parts, std::string> GlbReader::readParts_( const Json::Value& mesh )
 {
     Parts parts;
     const auto& primitives = mesh["primitives"];
     if ( !primitives.isArray() )
         return parts;
-    std::unordered_set<int64_t> surfaces;
-    for ( const auto& primitive : primitives )
-        if ( primitive.isObject() && modeOf( primitive ) == Mode::Triangles )
-            surfaces.insert( attribute( primitive, "POSITION" ) );
+    const EdgesBySurface edges( primitives );
     for ( const auto& primitive : primitives )
     {
+        if ( !goesOn_() )
+            return tl::unexpected( std::string( cOperationCanceled ) );
         if ( !primitive.isObject() )
             return damaged( "a primitive is not an object" );
-        const auto mode = modeOf( primitive );
-        if ( mode == Mode::Lines && surfaces.contains( attribute( primitive, "POSITION" ) ) )
+        if ( edges.belongToASurface( primitive ) )
             continue;
-        if ( mode != Mode::Triangles && mode != Mode::Points && mode != Mode::Lines )
+        if ( !isKnown( modeOf( primitive ) ) )
         {
             ++skippedPrimitives_;
             continue;
         }
-        auto part = mode == Mode::Triangles ? surface_( primitive, primitives )
-                    : mode == Mode::Points  ? cloud_( primitive )
-                                            : lines_( primitive );
+        auto part = part_( primitive, edges.of( primitive ) );
         if ( !part )
             return tl::unexpected( part.error() );
         parts.push_back( std::move( *part ) );
     }
     return parts;
+}
+
+/// By the description alone: instances of a mesh of many parts cost a few bytes each there.
+bool GlbReader::asksForTooMuch_() const
+{
+    const auto& nodes = root_["nodes"];
+    std::unordered_map<int64_t, size_t> parts;
+    size_t objects = 0;
+    for ( Json::ArrayIndex i = 0; nodes.isArray() && i < nodes.size() && objects <= cMaxObjects; ++i )
+    {
+        const auto index = integerMember( nodes[i], "mesh", -1 );
+        const auto [known, isNew] = parts.try_emplace( index, 0 );
+        if ( isNew )
+            known->second = partCount( element( root_, "meshes", index ) );
+        objects += known->second > 1 ? known->second + 1 : 1;
+    }
+    return objects > cMaxObjects;
 }
 
 tl::expected<const GlbReader::Parts*, std::string> GlbReader::parts_( int64_t mesh )
@@ -307,8 +295,7 @@ tl::expected<const GlbReader::Parts*, std::string> GlbReader::parts_( int64_t me
         return tl::unexpected( parts.error() );
     const auto total = std::max<size_t>( root_["meshes"].size(), 1 );
     const auto& stored = partsByMesh_.emplace( mesh, std::move( *parts ) ).first->second;
-    if ( !reportProgress( progress_, float( partsByMesh_.size() ) / float( total ) ) )
-        return tl::unexpected( std::string( cOperationCanceled ) );
+    fraction_ = float( partsByMesh_.size() ) / float( total );
     return &stored;
 }
 
@@ -334,6 +321,8 @@ GlbReader::Result GlbReader::node_( int64_t index, int depth )
         return damaged( "a node is missing" );
     if ( depth > cMaxDepth || !visited_.insert( index ).second )
         return damaged( "its tree of nodes has a cycle or is too deep" );
+    if ( visited_.size() % cBetweenLooks == 1 && !goesOn_() )
+        return tl::unexpected( std::string( cOperationCanceled ) );
 
     std::shared_ptr<Object> object;
     const auto meshIndex = integerMember( node, "mesh", -1 );
@@ -373,9 +362,11 @@ tl::expected<void, std::string> GlbReader::addRoot_( int64_t index, LoadedObject
         return tl::unexpected( object.error() );
     if ( extraFlag( element( root_, "nodes", index ), "frame", false ) )
     {
-        const auto children = ( *object )->children();
-        for ( const auto& child : children )
-            out.objects.push_back( child->detach() );
+        // Taking the last one away is quick, however many there are.
+        const auto first = ptrdiff_t( out.objects.size() );
+        while ( !( *object )->children().empty() )
+            out.objects.push_back( ( *object )->children().back()->detach() );
+        std::reverse( out.objects.begin() + first, out.objects.end() );
         return {};
     }
     ( *object )->setXf( yUpToZUp() * ( *object )->xf() );
@@ -390,11 +381,13 @@ tl::expected<LoadedObjects, std::string> GlbReader::read()
     const auto& nodes = scene.isObject() ? scene["nodes"] : Json::Value::nullSingleton();
     if ( !nodes.isArray() || nodes.empty() )
         return tl::unexpected( std::string( "The file holds no scene" ) );
+    if ( asksForTooMuch_() )
+        return tl::unexpected( "It asks for more than " + std::to_string( cMaxObjects ) + " objects" );
     for ( const auto& node : nodes )
         if ( auto added = addRoot_( node.isInt64() ? node.asInt64() : -1, out ); !added )
             return tl::unexpected( added.error() );
     if ( skippedPrimitives_ > 0 )
-        out.warnings = std::to_string( skippedPrimitives_ ) + " strips, fans or line loops were left out";
+        out.warnings = std::to_string( skippedPrimitives_ ) + " parts of an unknown kind were left out";
     return out;
 }
 

@@ -36,12 +36,16 @@ private:
     tl::expected<void, std::string> addChildren_( Object& object, const Json::Value& node, int depth );
     tl::expected<const Parts*, std::string> parts_( int64_t mesh );
     tl::expected<Parts, std::string> readParts_( const Json::Value& mesh );
-    tl::expected<Part, std::string> surface_( const Json::Value& primitive, const Json::Value& primitives );
+    tl::expected<Part, std::string> part_( const Json::Value& primitive, const Json::Value* edges );
+    tl::expected<Part, std::string> surface_( const Json::Value& primitive, const Json::Value* edges );
     tl::expected<void, std::string> attributes_( const Json::Value& primitive, Mesh& mesh );
     tl::expected<Part, std::string> cloud_( const Json::Value& primitive );
     tl::expected<Part, std::string> lines_( const Json::Value& primitive );
+    tl::expected<std::vector<uint32_t>, std::string> indices_( const Json::Value& primitive, size_t pointCount );
     tl::expected<std::vector<Segment>, std::string> segments_( const Json::Value& primitive, size_t pointCount );
     Color materialColor_( const Json::Value& primitive ) const;
+    [[nodiscard]] bool asksForTooMuch_() const;
+    [[nodiscard]] bool goesOn_() { return reportProgress( progress_, fraction_ ); }
     [[nodiscard]] tl::expected<void, std::string> addRoot_( int64_t index, LoadedObjects& out );
 
     const Json::Value& root_;
@@ -50,6 +54,7 @@ private:
     std::map<int64_t, Parts> partsByMesh_;
     std::unordered_set<int64_t> visited_;
     size_t skippedPrimitives_ = 0;
+    float fraction_ = 0;
 };
 
 } // namespace VX::Gltf

@@ -1,9 +1,11 @@
 #include <VXMesh/formats/GltfAccessors.h>
 
 #include <VXMesh/formats/GltfColor.h>
+#include <VXMesh/io/Progress.h>
 
 #include <meshoptimizer.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace VX::Gltf
@@ -13,10 +15,16 @@ namespace
 
 // The codec spends at least this share of the unpacked size: 4 header bytes for every 256 values of a byte column.
 constexpr uint64_t cLargestRatio = 64;
+constexpr size_t cBetweenLooks = size_t( 1 ) << 18; // at whether to go on
 
 tl::unexpected<std::string> damaged( std::string what )
 {
     return tl::unexpected( "The file is damaged: " + std::move( what ) );
+}
+
+tl::unexpected<std::string> canceled()
+{
+    return tl::unexpected( std::string( cOperationCanceled ) );
 }
 
 size_t componentSize( int type )
@@ -141,9 +149,10 @@ const Json::Value& element( const Json::Value& root, const char* array, int64_t 
     return member[Json::ArrayIndex( index )];
 }
 
-Accessors::Accessors( const Json::Value& root, std::span<const std::byte> binary )
+Accessors::Accessors( const Json::Value& root, std::span<const std::byte> binary, std::function<bool()> goesOn )
     : root_( root )
     , binary_( binary )
+    , goesOn_( std::move( goesOn ) )
     // A small file can name one block of bytes many times over; this bounds what it can make us hold.
     , budget_( ( uint64_t( 64 ) << 20 ) + binary.size() * 200 )
 {
@@ -154,6 +163,20 @@ bool Accessors::spend_( uint64_t bytes )
     if ( bytes > budget_ )
         return false;
     budget_ -= bytes;
+    return true;
+}
+
+/// False when it was stopped.
+template <typename Each>
+bool Accessors::forAll_( size_t count, const Each& each ) const
+{
+    for ( size_t begin = 0; begin < count; begin += cBetweenLooks )
+    {
+        if ( !goesOn_() )
+            return false;
+        for ( size_t i = begin; i < std::min( begin + cBetweenLooks, count ); ++i )
+            each( i );
+    }
     return true;
 }
 
@@ -258,13 +281,15 @@ tl::expected<std::vector<Vector3f>, std::string> Accessors::vectors( int64_t acc
         return out;
     }
     const size_t size = componentSize( e->componentType );
-    for ( size_t i = 0; i < out.size(); ++i )
+    const auto convert = [&]( size_t i )
     {
         const std::byte* p = e->bytes.data() + i * e->stride;
         out[i] = { component( p, e->componentType, e->normalized ),
             component( p + size, e->componentType, e->normalized ),
             component( p + 2 * size, e->componentType, e->normalized ) };
-    }
+    };
+    if ( !forAll_( out.size(), convert ) )
+        return canceled();
     return out;
 }
 
@@ -278,13 +303,15 @@ tl::expected<std::vector<Color>, std::string> Accessors::colors( int64_t accesso
     const size_t size = componentSize( e->componentType );
     const bool normalized = e->componentType != 5126;
     std::vector<Color> out( e->count );
-    for ( size_t i = 0; i < out.size(); ++i )
+    const auto convert = [&]( size_t i )
     {
         std::array<float, 4> c{ 0, 0, 0, 1 };
         for ( size_t k = 0; k < size_t( e->components ); ++k )
             c[k] = component( e->bytes.data() + i * e->stride + k * size, e->componentType, normalized );
         out[i] = fromLinear( c );
-    }
+    };
+    if ( !forAll_( out.size(), convert ) )
+        return canceled();
     return out;
 }
 
@@ -297,13 +324,15 @@ tl::expected<std::vector<uint32_t>, std::string> Accessors::indices( int64_t acc
     if ( e->components != 1 || !known )
         return damaged( "an accessor of indices has an unknown type" );
     std::vector<uint32_t> out( e->count );
-    for ( size_t i = 0; i < out.size(); ++i )
+    const auto convert = [&]( size_t i )
     {
         const std::byte* p = e->bytes.data() + i * e->stride;
         out[i] = e->componentType == 5125   ? load<uint32_t>( p )
                  : e->componentType == 5123 ? load<uint16_t>( p )
                                             : load<uint8_t>( p );
-    }
+    };
+    if ( !forAll_( out.size(), convert ) )
+        return canceled();
     return out;
 }
 

@@ -7,6 +7,7 @@
 #include <tl/expected.hpp>
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -27,8 +28,8 @@ namespace VX::Gltf
 class Accessors
 {
 public:
-    /// Both must outlive this object.
-    Accessors( const Json::Value& root, std::span<const std::byte> binary );
+    /// The first two must outlive this object. `goesOn` is asked often; once it is false, what is read is canceled.
+    Accessors( const Json::Value& root, std::span<const std::byte> binary, std::function<bool()> goesOn );
 
     [[nodiscard]] tl::expected<std::vector<Vector3f>, std::string> vectors( int64_t accessor );
     [[nodiscard]] tl::expected<std::vector<Color>, std::string> colors( int64_t accessor );
@@ -57,10 +58,13 @@ private:
     tl::expected<std::span<const std::byte>, std::string> slice_( const Json::Value& view );
     tl::expected<Elements, std::string> elements_( int64_t accessor );
     bool spend_( uint64_t bytes );
+    template <typename Each>
+    bool forAll_( size_t count, const Each& each ) const;
 
     const Json::Value& root_;
     std::span<const std::byte> binary_;
     std::unordered_map<int64_t, View> views_;
+    std::function<bool()> goesOn_;
     uint64_t budget_;
 };
 

@@ -1,17 +1,21 @@
 #include <VXMesh/formats/VxuFormat.h>
 
 #include <VXMesh/formats/GlbReader.h>
+#include <VXMesh/formats/GltfLimits.h>
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/io/Path.h>
 
 #include <cstring>
+#include <new>
 
 namespace VX
 {
 namespace
 {
+
+constexpr const char* cTooLarge = "The file describes too much: it is damaged, or the scene is too large";
 
 constexpr uint32_t cMagic = 0x46546C67;       // "glTF"
 constexpr uint32_t cJsonChunk = 0x4E4F534A;   // "JSON"
@@ -48,6 +52,8 @@ tl::expected<Chunks, std::string> splitChunks( std::span<const std::byte> bytes 
         if ( length > bytes.size() - offset )
             return tl::unexpected( std::string( "The file is cut off" ) );
         const auto chunk = bytes.subspan( offset, length );
+        if ( type == cJsonChunk && length > Gltf::cMaxDescription )
+            return tl::unexpected( std::string( cTooLarge ) );
         if ( type == cJsonChunk && out.json.empty() )
             out.json.assign( reinterpret_cast<const char*>( chunk.data() ), chunk.size() );
         else if ( type == cBinaryChunk && out.binary.empty() )
@@ -76,24 +82,30 @@ FileFormat vxuFormat()
 }
 
 tl::expected<LoadedObjects, std::string> readVxu( std::span<const std::byte> bytes, const ProgressCallback& progress )
+try
 {
     const auto chunks = splitChunks( bytes );
     if ( !chunks )
         return tl::unexpected( chunks.error() );
+    if ( !Gltf::isModest( chunks->json ) )
+        return tl::unexpected( std::string( cTooLarge ) );
+    if ( !reportProgress( progress, 0 ) )
+        return tl::unexpected( std::string( cOperationCanceled ) );
     const auto root = deserializeJsonValue( chunks->json );
     if ( !root )
-        return tl::unexpected( "The file is damaged: " + root.error() );
+        return tl::unexpected( std::string( "The file is damaged: its description is not valid JSON" ) );
     if ( !root->isObject() )
         return tl::unexpected( std::string( "The file is damaged: its description is not a JSON object" ) );
-    try
-    {
-        return Gltf::GlbReader( *root, chunks->binary, progress ).read();
-    }
-    // Json::Value reports by exception what a check has missed; hostile bytes must not get further than this.
-    catch ( const std::exception& e )
-    {
-        return tl::unexpected( std::string( "The file is damaged: " ) + e.what() );
-    }
+    return Gltf::GlbReader( *root, chunks->binary, progress ).read();
+}
+catch ( const std::bad_alloc& )
+{
+    return tl::unexpected( std::string( "There is not enough memory for this file" ) );
+}
+// Json::Value reports by exception what a check has missed; hostile bytes must not get further than this.
+catch ( const std::exception& )
+{
+    return tl::unexpected( std::string( "The file is damaged: its description makes no sense" ) );
 }
 
 tl::expected<void, std::string> saveVxu( const std::filesystem::path& file,

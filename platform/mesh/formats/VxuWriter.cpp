@@ -1,4 +1,5 @@
 #include <VXMesh/formats/GltfColor.h>
+#include <VXMesh/formats/GltfLimits.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/VisualObjects.h>
 
@@ -15,6 +16,7 @@ namespace VX
 namespace
 {
 
+constexpr const char* cTooManyObjects = "The scene has too many objects for one file";
 constexpr int cNormalBits = 12; // bits of an octahedral normal: errors stay under 0.05 degrees
 
 enum ComponentType
@@ -167,6 +169,9 @@ public:
     {
         for ( const auto& root : roots )
             forEachObject( *root, [this]( Object& ) { ++objectCount_; } );
+        // With the frame.
+        if ( objectCount_ >= Gltf::cMaxObjects )
+            return tl::unexpected( std::string( cTooManyObjects ) );
         progress_ = progress;
 
         Json::Value frame;
@@ -395,6 +400,8 @@ private:
         builder["indentation"] = "";
         builder["precision"] = 9;
         std::string json = Json::writeString( builder, document_() );
+        if ( !Gltf::isModest( json ) )
+            return tl::unexpected( std::string( cTooManyObjects ) );
         json.resize( ( json.size() + 3 ) / 4 * 4, ' ' );
 
         const uint64_t total = 12 + 8 + json.size() + 8 + packer_.bytes.size();

@@ -5,6 +5,11 @@
 
 #include <spdlog/spdlog.h>
 
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace VX::ConverterService
 {
 
@@ -19,6 +24,39 @@ bool isFolderName( const std::string& text )
 {
     return !text.empty() && text != "." && text != ".." && text.find( '/' ) == std::string::npos &&
            text.find( '\0' ) == std::string::npos;
+}
+
+/// A folder that nobody else can look into, even though everybody may write to the one around it. One that stands there
+/// already has to be ours: what is copied into it goes to whoever owns it.
+std::error_code makePrivateFolder( const std::filesystem::path& dir )
+{
+    std::error_code ec;
+    if ( std::filesystem::create_directories( dir.parent_path(), ec ); ec )
+        return ec;
+    struct stat info{};
+    if ( ::lstat( dir.c_str(), &info ) != 0 )
+    {
+        spdlog::info( "STEP loader: creating a temporary directory" );
+        return ::mkdir( dir.c_str(), S_IRWXU ) == 0 ? std::error_code()
+                                                    : std::error_code( errno, std::generic_category() );
+    }
+    if ( !S_ISDIR( info.st_mode ) )
+        return std::make_error_code( std::errc::not_a_directory );
+    if ( info.st_uid != ::geteuid() )
+        return std::make_error_code( std::errc::operation_not_permitted );
+    std::filesystem::permissions( dir, std::filesystem::perms::owner_all, ec );
+    return ec;
+}
+
+/// Copies a file to where none is, for its owner alone.
+std::error_code copyPrivately( const std::filesystem::path& from, const std::filesystem::path& to )
+{
+    using std::filesystem::perms;
+    std::error_code ec;
+    std::filesystem::copy_file( from, to, ec );
+    if ( !ec )
+        std::filesystem::permissions( to, perms::owner_read | perms::owner_write, ec );
+    return ec;
 }
 
 } // namespace
@@ -50,18 +88,11 @@ tl::expected<void, std::string> packInput( const Context& context )
     if ( !isFolderName( context.requestId ) )
         return tl::unexpected( errnoText( std::make_error_code( std::errc::invalid_argument ) ) );
     const auto dir = context.temporaryDir();
-    std::error_code ec;
-    if ( !std::filesystem::exists( dir, ec ) )
-    {
-        spdlog::info( "STEP loader: creating a temporary directory" );
-        std::filesystem::create_directories( dir, ec );
-        if ( ec )
-            return tl::unexpected( errnoText( ec ) );
-    }
+    if ( const auto ec = makePrivateFolder( dir ) )
+        return tl::unexpected( errnoText( ec ) );
     const auto copy = dir / "input";
     spdlog::info( "STEP loader: copying the file to the temporary directory" );
-    std::filesystem::copy_file( context.inputPath, copy, ec );
-    if ( ec )
+    if ( const auto ec = copyPrivately( context.inputPath, copy ) )
         return tl::unexpected( errnoText( ec ) );
 
     spdlog::info( "STEP loader: compressing the file" );
@@ -69,6 +100,7 @@ tl::expected<void, std::string> packInput( const Context& context )
         return packed;
 
     spdlog::info( "STEP loader: removing the temporary copy" );
+    std::error_code ec;
     std::filesystem::remove( copy, ec );
     if ( ec )
         return tl::unexpected( errnoText( ec ) );

@@ -38,7 +38,8 @@ struct Context
 /// "errno " and the code of a failed file operation.
 [[nodiscard]] std::string errnoText( const std::error_code& code );
 
-/// Copies the input into its temporary folder and packs it at the payload path; the copy is removed again.
+/// Copies the input into its temporary folder and packs it at the payload path; the copy is removed again. Folder, copy
+/// and archive are for their owner alone, whatever the mode of the input.
 [[nodiscard]] tl::expected<void, std::string> packInput( const Context& context );
 
 /// Removes the archive that was uploaded.

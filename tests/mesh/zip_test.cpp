@@ -101,6 +101,22 @@ TEST( Zip, LeavesTheFormerArchiveWhenStopped )
     EXPECT_EQ( std::distance( std::filesystem::directory_iterator( target.path() ), {} ), 1 );
 }
 
+TEST( Zip, IsForItsOwnerAloneAndNeverWrittenThroughALink )
+{
+    using std::filesystem::perms;
+    const ScratchFolder source, target;
+    source.write( "input", "private" );
+    const auto diary = target.write( "diary", "precious" );
+    const auto file = target.path() / "a.zip";
+    std::filesystem::create_symlink( diary, file );
+    const auto packed = compressZip( file, source.path() );
+    ASSERT_TRUE( packed ) << packed.error();
+    EXPECT_EQ( Testing::readFile( diary ), "precious" );
+    EXPECT_FALSE( std::filesystem::is_symlink( file ) );
+    EXPECT_EQ( std::filesystem::status( file ).permissions(), perms::owner_read | perms::owner_write );
+    EXPECT_EQ( std::distance( std::filesystem::directory_iterator( target.path() ), {} ), 2 );
+}
+
 TEST( Unzip, RefusesAnArchiveOfSeveralFiles )
 {
     const ScratchFolder folder;

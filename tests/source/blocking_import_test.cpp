@@ -71,6 +71,46 @@ TEST_F( BlockingImport, SendsWhatTheServiceNeeds )
     EXPECT_EQ( sent[4].outputPath, outputFile() );
 }
 
+TEST_F( BlockingImport, KeepsAPrivateFilePrivateOnItsWay )
+{
+    using std::filesystem::perms;
+    scriptSuccess();
+    perms folder = perms::unknown, archive = perms::unknown;
+    std::filesystem::permissions( file_, perms( 0644 ) );
+    ASSERT_TRUE( run(
+        [&]( float fraction )
+        {
+            if ( fraction == 0.25f && archive == perms::unknown )
+            {
+                folder = std::filesystem::status( temporaryDir() ).permissions();
+                archive = std::filesystem::status( payloadFile() ).permissions();
+            }
+            return true;
+        } ) );
+    EXPECT_EQ( folder, perms( 0700 ) );
+    EXPECT_EQ( archive, perms( 0600 ) );
+}
+
+TEST_F( BlockingImport, TheCopyIsPrivateToo )
+{
+    using std::filesystem::perms;
+    scriptSuccess();
+    std::filesystem::permissions( file_, perms( 0644 ) );
+    // Where the archive cannot be put, the copy stays.
+    std::filesystem::create_directory( payloadFile() );
+    EXPECT_NE( errorOf(), "" );
+    EXPECT_EQ( std::filesystem::status( temporaryDir() / "input" ).permissions(), perms( 0600 ) );
+}
+
+TEST_F( BlockingImport, CopiesNothingIntoAFolderThatLeadsElsewhere )
+{
+    scriptSuccess();
+    const Testing::ScratchFolder elsewhere;
+    std::filesystem::create_directory_symlink( elsewhere.path(), temporaryDir() );
+    EXPECT_EQ( errorOf(), "errno 20" );
+    EXPECT_TRUE( std::filesystem::is_empty( elsewhere.path() ) );
+}
+
 TEST_F( BlockingImport, RefusesItsOwnOutputFormatBeforeAnyRequest )
 {
     file_ = folder_.write( "scene.vxu", "x" );

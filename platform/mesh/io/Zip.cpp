@@ -2,6 +2,7 @@
 
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/TemporaryFile.h>
 
 #include <libdeflate.h>
 #include <zip.h>
@@ -275,16 +276,23 @@ tl::expected<void, std::string> compressZip( const std::filesystem::path& zipFil
     auto files = filesBelow( sourceFolder, excludeFiles );
     if ( !files )
         return tl::unexpected( files.error() );
-    // libzip works on the parent folder of a path that does not exist yet, so a bad one shows only when it is written.
+    // libzip gives what it writes the mode of the file that it replaces.
+    auto temporary = TemporaryFile::createFor( zipFile );
+    if ( !temporary )
+        return tl::unexpected( "Cannot write \"" + utf8string( zipFile ) + "\": " + temporary.error().message() );
     int code = 0;
-    ZipHandle archive( zip_open( zipFile.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &code ) );
+    ZipHandle archive( zip_open( temporary->path().c_str(), ZIP_CREATE | ZIP_TRUNCATE, &code ) );
     if ( !archive )
         return tl::unexpected( "Cannot open \"" + utf8string( zipFile ) + "\": " + reasonOf( code ) );
     for ( const auto& file : *files )
         if ( auto added = addFile( archive.get(), file, sourceFolder, password ); !added )
             return added;
     WriteProgress state{ std::move( progress ) };
-    return writeArchive( std::move( archive ), zipFile, state );
+    if ( auto written = writeArchive( std::move( archive ), zipFile, state ); !written )
+        return written;
+    if ( const auto error = temporary->moveTo( zipFile ) )
+        return tl::unexpected( "Cannot write \"" + utf8string( zipFile ) + "\": " + error.message() );
+    return {};
 }
 
 tl::expected<void, std::string> extractSingleFile(

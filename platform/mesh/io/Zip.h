@@ -11,15 +11,16 @@
 namespace VX
 {
 
-/// Packs every regular file below `sourceFolder` into a new archive at `zipFile`, replacing what was there.
+/// Packs every regular file below `sourceFolder` into a new archive at `zipFile`, replacing what was there. The archive
+/// is for its owner alone (mode 0600), and is never written through a link.
 ///
 /// Entry names are the paths relative to `sourceFolder`, in UTF-8; symbolic links are not followed. Files whose path
 /// is listed in `excludeFiles` stay out. A non-empty `password` encrypts each entry (WinZip AES-256); the names stay
 /// readable. `progress` is called on the calling thread.
 ///
 /// Blocks; any thread; holds the packed files in memory until the archive is written. On failure or when stopped no
-/// archive is left behind, a former one stays as it was, and the
-/// text says what could not be read or written ("Operation was canceled" when stopped).
+/// archive is left behind, a former one stays as it was, and the text says what could not be read or written
+/// ("Operation was canceled" when stopped).
 [[nodiscard]] VXMESH_API tl::expected<void, std::string> compressZip( const std::filesystem::path& zipFile,
     const std::filesystem::path& sourceFolder, const std::vector<std::filesystem::path>& excludeFiles = {},
     const char* password = nullptr, ProgressCallback progress = {} );

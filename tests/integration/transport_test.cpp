@@ -1,10 +1,14 @@
 #include "support/RawTlsServer.h"
 
+#include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXViewer/web/WebRequest.h>
 
 #include <gtest/gtest.h>
 
 #include <future>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace VX;
 using Testing::RawReply;
@@ -97,6 +101,78 @@ TEST_F( Transport, ARefusedDownloadLeavesTheFormerFile )
     EXPECT_EQ( codeOf( response ), 403 );
     EXPECT_EQ( response["text"], "<Error/>" );
     EXPECT_EQ( Testing::readFile( file ), "former" );
+}
+
+TEST_F( Transport, ADownloadIsForItsOwnerAloneAndWrittenThroughNoLink )
+{
+    using std::filesystem::perms;
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "scene" ); } );
+    const auto diary = folder_.write( "diary", "precious" );
+    const auto file = folder_.path() / "out";
+    std::filesystem::create_symlink( diary, file );
+    // Where a neighbour could expect the unfinished file of this process.
+    for ( int i = 0; i < 10; ++i )
+        std::filesystem::create_symlink(
+            diary, file.string() + "." + std::to_string( ::getpid() ) + "-" + std::to_string( i ) + ".part" );
+    WebRequest request( RawTlsServer::url( "/" ) );
+    request.setOutputPath( file.string() );
+    EXPECT_EQ( codeOf( send( request ) ), 200 );
+    EXPECT_EQ( Testing::readFile( diary ), "precious" );
+    EXPECT_FALSE( std::filesystem::is_symlink( file ) );
+    EXPECT_EQ( Testing::readFile( file ), "scene" );
+    EXPECT_EQ( std::filesystem::status( file ).permissions(), perms::owner_read | perms::owner_write );
+}
+
+TEST_F( Transport, NeverWaitsForAFifoInPlaceOfAFile )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "x" ); } );
+    const auto fifo = folder_.path() / "fifo";
+    ASSERT_EQ( ::mkfifo( fifo.c_str(), 0666 ), 0 );
+    WebRequest upload( RawTlsServer::url( "/" ) );
+    upload.setMethod( WebRequest::Method::Put );
+    upload.setInputPath( fifo.string() );
+    EXPECT_EQ( send( upload )["error"], "Cannot read \"" + fifo.string() + "\": it is not a regular file" );
+    WebRequest download( RawTlsServer::url( "/" ) );
+    download.setOutputPath( fifo.string() );
+    EXPECT_EQ( codeOf( send( download ) ), 200 );
+    EXPECT_EQ( Testing::readFile( fifo ), "x" );
+}
+
+TEST_F( Transport, AnswersOverAMegabyteAreNotKept )
+{
+    RawTlsServer server( []( const std::string& request )
+        { return RawTlsServer::answer( std::string( ( 1 << 20 ) + request.starts_with( "GET /large" ), 'x' ) ); } );
+    EXPECT_EQ( get( "/small" )["text"].asString().size(), size_t( 1 ) << 20 );
+    const auto response = get( "/large" );
+    EXPECT_EQ( codeOf( response ), 507 );
+    EXPECT_EQ( response["error"], "The answer of the server is larger than 1 MB" );
+    EXPECT_FALSE( response.isMember( "text" ) );
+    const auto converted = ConverterService::V2::StartConvertResult::parseResponse( response );
+    EXPECT_EQ( converted ? "" : converted.error(), "The answer of the server is larger than 1 MB" );
+}
+
+TEST_F( Transport, ADownloadOverItsLimitIsStoppedAndNothingOfItIsKept )
+{
+    RawTlsServer server(
+        []( const std::string& request )
+        {
+            // One says how long it is, the other goes on for ever.
+            return request.starts_with( "GET /announced" )
+                       ? RawReply{ "HTTP/1.1 200 OK\r\nContent-Length: 999999999\r\n\r\nx", false, true }
+                       : RawReply{ "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + std::string( 2'000'000, 'x' ),
+                             false, true };
+        } );
+    for ( const char* path : { "/announced", "/endless" } )
+    {
+        WebRequest request( RawTlsServer::url( path ) );
+        const auto file = folder_.path() / "out";
+        request.setOutputPath( file.string() );
+        request.setMaxOutputSize( 1 << 20 );
+        const auto response = send( request );
+        EXPECT_EQ( codeOf( response ), 507 ) << path;
+        EXPECT_EQ( response["error"], "Cannot write \"" + file.string() + "\": the answer is larger than 1 MB" );
+        EXPECT_TRUE( std::filesystem::is_empty( folder_.path() ) );
+    }
 }
 
 TEST_F( Transport, StreamsFilesBothWaysWithProgress )
@@ -201,6 +277,40 @@ TEST_F( Transport, FollowsAFewRedirectsButNeverToPlainHttp )
     EXPECT_EQ( get( "/one" )["text"], "end" );
     EXPECT_EQ( codeOf( get( "/plain" ) ), 0 );
     EXPECT_EQ( codeOf( get( "/loop" ) ), 0 );
+}
+
+TEST_F( Transport, RedirectsTakeNothingButTheAddressOrAFileToAnotherHost )
+{
+    RawTlsServer server(
+        []( const std::string& request )
+        {
+            return request.find( "/elsewhere" ) == std::string::npos
+                       ? RawReply{ "HTTP/1.1 307 Temporary Redirect\r\nLocation: /elsewhere\r\nContent-Length: "
+                                   "2\r\n\r\nno",
+                             false, false }
+                       : RawTlsServer::answer( "elsewhere" );
+        } );
+    WebRequest post( RawTlsServer::url( "/converter" ) );
+    post.setMethod( WebRequest::Method::Post );
+    post.setBody( R"({"access_token":"secret"})" );
+    const auto refused = send( post );
+    EXPECT_EQ( codeOf( refused ), 307 );
+    EXPECT_NE( refused["error"].asString(), "" );
+    EXPECT_FALSE( refused.isMember( "text" ) );
+    WebRequest withHeader( RawTlsServer::url( "/get" ) );
+    withHeader.setHeaders( { { "X-Token", "secret" } } );
+    withHeader.setOutputPath( ( folder_.path() / "out" ).string() );
+    EXPECT_EQ( codeOf( send( withHeader ) ), 307 );
+    EXPECT_TRUE( std::filesystem::is_empty( folder_.path() ) );
+    EXPECT_EQ( server.requests().size(), 2u );
+
+    WebRequest put( RawTlsServer::url( "/storage" ) );
+    put.setMethod( WebRequest::Method::Put );
+    put.setInputPath( folder_.write( "in", "archive" ).string() );
+    EXPECT_EQ( codeOf( send( put ) ), 200 );
+    EXPECT_TRUE( server.requests().back().starts_with( "PUT /elsewhere" ) );
+    EXPECT_TRUE( server.requests().back().ends_with( "archive" ) );
+    EXPECT_EQ( get( "/status" )["text"], "elsewhere" );
 }
 
 TEST_F( Transport, EndsInTimeAgainstAServerThatNeverAnswers )

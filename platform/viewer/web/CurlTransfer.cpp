@@ -1,14 +1,14 @@
 #include <VXViewer/web/CurlTransfer.h>
 
 #include <VXMesh/io/Path.h>
-#include <VXMesh/io/WriteAll.h>
 
 #include <spdlog/spdlog.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,15 +19,38 @@ namespace VX
 namespace
 {
 
-constexpr size_t cMaxTextSize = size_t( 64 ) << 20;
+// The answers of services are short; a long one would take many times its size when it is parsed.
+constexpr size_t cMaxTextSize = size_t( 1 ) << 20;
+// What the program and its neighbours need to go on working beside a download.
+constexpr uint64_t cDiskReserve = uint64_t( 256 ) << 20;
 constexpr long cBufferSize = 512L << 10;
 constexpr auto cReportInterval = std::chrono::milliseconds( 100 );
 
 constexpr int cInsufficientStorage = 507;
 
-std::string fileFailure( const char* what, const std::filesystem::path& file )
+std::string cannotRead( const std::filesystem::path& file, const std::string& why )
 {
-    return std::string( what ) + " \"" + utf8string( file ) + "\": " + std::generic_category().message( errno );
+    return "Cannot read \"" + utf8string( file ) + "\": " + why;
+}
+
+std::string lastError()
+{
+    return std::generic_category().message( errno );
+}
+
+bool isRedirect( long status )
+{
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+/// Whether a request may be sent again to wherever the server says: one that tells nothing but its address, or a file
+/// on its way into a storage. Bodies and headers hold tokens and passwords, which are for the first host alone.
+bool mayBeRedirected( const WebRequestData& request )
+{
+    if ( !request.headers.empty() )
+        return false;
+    return request.method == WebMethod::Get ? request.body.empty() && request.inputPath.empty()
+                                            : request.method == WebMethod::Put && !request.inputPath.empty();
 }
 
 const char* methodName( WebMethod method )
@@ -56,57 +79,47 @@ std::string escaped( CURL* handle, const std::string& text )
     return out;
 }
 
-std::filesystem::path partFileFor( const std::filesystem::path& output )
-{
-    static std::atomic<unsigned> sCounter{ 0 };
-    auto out = output;
-    out += "." + std::to_string( getpid() ) + "-" + std::to_string( sCounter++ ) + ".part";
-    return out;
-}
-
 } // namespace
 
 CurlTransfer::CurlTransfer( WebRequestData request, WebTransport::Done done )
     : request_( std::move( request ) )
     , done_( std::move( done ) )
+    , follows_( mayBeRedirected( request_ ) )
 {
 }
 
 CurlTransfer::~CurlTransfer()
 {
-    discardOutput_();
     if ( input_ >= 0 )
         ::close( input_ );
     curl_slist_free_all( headers_ );
     curl_easy_cleanup( handle_ );
 }
 
-void CurlTransfer::discardOutput_()
+tl::expected<void, std::string> CurlTransfer::openInput_()
 {
-    if ( output_ < 0 )
-        return;
-    ::close( output_ );
-    ::unlink( partFile_.c_str() );
-    output_ = -1;
+    // Others may put a FIFO there, on which this thread, and with it every other request, would wait for ever.
+    input_ = ::open( request_.inputPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
+    struct stat info{};
+    if ( input_ < 0 || ::fstat( input_, &info ) != 0 )
+        return tl::unexpected( cannotRead( request_.inputPath, lastError() ) );
+    if ( !S_ISREG( info.st_mode ) )
+        return tl::unexpected( cannotRead( request_.inputPath, "it is not a regular file" ) );
+    inputSize_ = info.st_size;
+    return {};
 }
 
 tl::expected<void, std::string> CurlTransfer::openFiles_()
 {
     if ( !request_.inputPath.empty() )
-    {
-        input_ = ::open( request_.inputPath.c_str(), O_RDONLY | O_CLOEXEC );
-        struct stat info{};
-        if ( input_ < 0 || ::fstat( input_, &info ) != 0 )
-            return tl::unexpected( fileFailure( "Cannot read", request_.inputPath ) );
-        inputSize_ = info.st_size;
-    }
-    if ( !request_.outputPath.empty() )
-    {
-        partFile_ = partFileFor( request_.outputPath );
-        output_ = ::open( partFile_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666 );
-        if ( output_ < 0 )
-            return tl::unexpected( fileFailure( "Cannot write", request_.outputPath ) );
-    }
+        if ( auto opened = openInput_(); !opened )
+            return opened;
+    if ( request_.outputPath.empty() )
+        return {};
+    auto output = DownloadFile::create( request_.outputPath, { request_.maxOutputSize, cDiskReserve } );
+    if ( !output )
+        return tl::unexpected( output.error() );
+    output_ = std::move( *output );
     return {};
 }
 
@@ -169,7 +182,7 @@ void CurlTransfer::configureSecurity_()
 {
     curl_easy_setopt( handle_, CURLOPT_PROTOCOLS_STR, "https" );
     curl_easy_setopt( handle_, CURLOPT_REDIR_PROTOCOLS_STR, "https" );
-    curl_easy_setopt( handle_, CURLOPT_FOLLOWLOCATION, 1L );
+    curl_easy_setopt( handle_, CURLOPT_FOLLOWLOCATION, follows_ ? 1L : 0L );
     curl_easy_setopt( handle_, CURLOPT_MAXREDIRS, 5L );
     curl_easy_setopt( handle_, CURLOPT_SSL_VERIFYPEER, 1L );
     curl_easy_setopt( handle_, CURLOPT_SSL_VERIFYHOST, 2L );
@@ -194,6 +207,36 @@ tl::expected<CURL*, std::string> CurlTransfer::prepare()
     return handle_;
 }
 
+bool CurlTransfer::keepText_( std::string_view data )
+{
+    if ( text_.size() + data.size() <= cMaxTextSize )
+    {
+        text_ += data;
+        return true;
+    }
+    ownError_ = "The answer of the server is larger than 1 MB";
+    cannotKeep_ = true;
+    return false;
+}
+
+bool CurlTransfer::store_( std::span<const std::byte> data )
+{
+    tl::expected<void, std::string> stored;
+    if ( !std::exchange( storing_, true ) )
+    {
+        curl_off_t size = 0;
+        curl_easy_getinfo( handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &size );
+        stored = output_->expectSize( uint64_t( std::max<curl_off_t>( size, 0 ) ) );
+    }
+    if ( stored )
+        stored = output_->write( data );
+    if ( stored )
+        return true;
+    ownError_ = stored.error();
+    cannotKeep_ = true;
+    return false;
+}
+
 size_t CurlTransfer::write_( const char* data, size_t size, size_t count, void* self )
 {
     auto& t = *static_cast<CurlTransfer*>( self );
@@ -201,23 +244,10 @@ size_t CurlTransfer::write_( const char* data, size_t size, size_t count, void* 
     long status = 0;
     curl_easy_getinfo( t.handle_, CURLINFO_RESPONSE_CODE, &status );
     // The body of a refusal is its explanation, not the file that was asked for.
-    if ( t.output_ < 0 || status >= 400 )
-    {
-        if ( t.text_.size() + total > cMaxTextSize )
-        {
-            t.ownError_ = "The answer is too large";
-            return 0;
-        }
-        t.text_.append( data, total );
-        return total;
-    }
-    if ( writeAll( t.output_, { reinterpret_cast<const std::byte*>( data ), total } ) != 0 )
-    {
-        t.ownError_ = fileFailure( "Cannot write", t.request_.outputPath );
-        t.cannotStore_ = true;
-        return 0;
-    }
-    return total;
+    const bool asText = !t.output_ || status >= 400 || isRedirect( status );
+    const bool kept =
+        asText ? t.keepText_( { data, total } ) : t.store_( { reinterpret_cast<const std::byte*>( data ), total } );
+    return kept ? total : 0;
 }
 
 size_t CurlTransfer::read_( char* data, size_t size, size_t count, void* self )
@@ -229,7 +259,7 @@ size_t CurlTransfer::read_( char* data, size_t size, size_t count, void* self )
     while ( n < 0 && errno == EINTR );
     if ( n >= 0 )
         return size_t( n );
-    t.ownError_ = fileFailure( "Cannot read", t.request_.inputPath );
+    t.ownError_ = cannotRead( t.request_.inputPath, lastError() );
     return CURL_READFUNC_ABORT;
 }
 
@@ -270,11 +300,26 @@ std::string CurlTransfer::failureText_( CURLcode result ) const
 
 void CurlTransfer::fail( const std::string& error )
 {
-    discardOutput_();
+    output_.reset();
     spdlog::debug( "{}: {}", request_.logName, error );
     auto response = failedWebResponse( error );
-    if ( cannotStore_ )
+    if ( cannotKeep_ )
+    {
         response["code"] = cInsufficientStorage;
+        response.removeMember( "text" );
+    }
+    done_( std::move( response ) );
+}
+
+void CurlTransfer::failRedirected_( long status )
+{
+    output_.reset();
+    const auto error = "The server sends this request to another address (status " + std::to_string( status ) +
+                       "), where it is not sent: it may hold what is for this server alone";
+    spdlog::warn( "{}: {}", request_.logName, error );
+    auto response = failedWebResponse( error );
+    response["code"] = Json::Int64( status );
+    response.removeMember( "text" );
     done_( std::move( response ) );
 }
 
@@ -287,18 +332,15 @@ void CurlTransfer::finish( CURLcode result )
 
     long status = 0;
     curl_easy_getinfo( handle_, CURLINFO_RESPONSE_CODE, &status );
-    if ( output_ >= 0 && status < 400 )
-    {
-        const bool moved = ::close( output_ ) == 0 && ::rename( partFile_.c_str(), request_.outputPath.c_str() ) == 0;
-        output_ = -1;
-        if ( !moved )
+    if ( isRedirect( status ) && !follows_ )
+        return failRedirected_( status );
+    if ( output_ && status < 400 )
+        if ( const auto moved = output_->finish(); !moved )
         {
-            const auto error = fileFailure( "Cannot write", request_.outputPath );
-            ::unlink( partFile_.c_str() );
-            cannotStore_ = true;
-            return fail( error );
+            cannotKeep_ = true;
+            return fail( moved.error() );
         }
-    }
+    output_.reset();
     Json::Value response;
     response["code"] = Json::Int64( status );
     response["error"] = status >= 400 ? "The server answered with status " + std::to_string( status ) : std::string();

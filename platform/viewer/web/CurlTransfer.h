@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXViewer/web/DownloadFile.h>
 #include <VXViewer/web/WebTransport.h>
 
 #include <curl/curl.h>
@@ -8,6 +9,9 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
 
 namespace VX
 {
@@ -39,6 +43,7 @@ private:
     static int seek_( void* self, curl_off_t offset, int origin );
     static int progress_( void* self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal, curl_off_t up );
 
+    [[nodiscard]] tl::expected<void, std::string> openInput_();
     [[nodiscard]] tl::expected<void, std::string> openFiles_();
     void configureUrl_();
     void configureBody_();
@@ -46,7 +51,11 @@ private:
     void configureSecurity_();
     [[nodiscard]] bool report_( curl_off_t downTotal, curl_off_t down, curl_off_t upTotal, curl_off_t up );
     [[nodiscard]] std::string failureText_( CURLcode result ) const;
-    void discardOutput_();
+    /// Both take a piece of the answer's body; false when it is too much.
+    [[nodiscard]] bool keepText_( std::string_view data );
+    [[nodiscard]] bool store_( std::span<const std::byte> data );
+    /// Delivers the failure of a request that the server wants sent to another address.
+    void failRedirected_( long status );
 
     WebRequestData request_;
     WebTransport::Done done_;
@@ -54,12 +63,13 @@ private:
     curl_slist* headers_ = nullptr;
     int input_ = -1;
     curl_off_t inputSize_ = 0;
-    int output_ = -1;
-    std::filesystem::path partFile_;
+    std::optional<DownloadFile> output_;
+    bool storing_ = false;
+    bool follows_ = false;
     std::string text_;
     std::string ownError_;
     bool canceled_ = false;
-    bool cannotStore_ = false; ///< the answer is there, but its file cannot be written
+    bool cannotKeep_ = false; ///< the answer is there, but is too large or cannot be written to its file
     Clock::time_point lastReport_{};
     std::array<char, CURL_ERROR_SIZE> curlError_{};
 };

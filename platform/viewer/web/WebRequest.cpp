@@ -45,6 +45,11 @@ void WebRequest::setOutputPath( const std::string& path )
     data_.outputPath = pathFromUtf8( path );
 }
 
+void WebRequest::setMaxOutputSize( uint64_t bytes )
+{
+    data_.maxOutputSize = bytes;
+}
+
 void WebRequest::setUploadProgressCallback( ProgressCallback callback )
 {
     data_.uploadProgress = std::move( callback );

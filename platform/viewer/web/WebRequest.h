@@ -15,8 +15,11 @@ namespace VX
 ///     request.setLogName( "example" );
 ///     request.send( []( const Json::Value& response ) { use( parseResponse( response ) ); } );
 ///
-/// A response is an object with "code" (HTTP status; 0 when no whole answer arrived; 507 when one did, but its file
-/// could not be written), "error" and "text".
+/// A response is an object with "code" (HTTP status; 0 when no whole answer arrived; 507 when one did, but was larger
+/// than 1 MB or could not be written to its file), "error" and "text" (absent with 507).
+///
+/// Redirects are followed where nothing but the address is told: GET without headers, and PUT of a file without any.
+/// All others answer with the status of the redirect and an "error", and nothing is sent to the other address.
 class VXVIEWER_API WebRequest
 {
 public:
@@ -33,8 +36,11 @@ public:
     void setBody( std::string body );
     /// UTF-8 path of a file that is streamed as the body.
     void setInputPath( const std::string& path );
-    /// UTF-8 path of a file that receives the body of an answer below 400; it is replaced in one step at the end.
+    /// UTF-8 path of a file that receives the body of an answer below 400; it is replaced in one step at the end, by a
+    /// file of mode 0600. A download that would leave its disk with less than 256 MB is stopped.
     void setOutputPath( const std::string& path );
+    /// Largest size of that file, in bytes; 4 GiB unless set. A larger answer is stopped, and nothing of it is kept.
+    void setMaxOutputSize( uint64_t bytes );
     /// Fractions 0..1 about ten times a second on the transport's thread; a false return stops the transfer.
     void setUploadProgressCallback( ProgressCallback callback );
     void setDownloadProgressCallback( ProgressCallback callback );

@@ -36,8 +36,10 @@ struct WebRequestData
     /// Streamed as the body instead of `body` when not empty.
     std::filesystem::path inputPath;
     /// Where the answer's body goes instead of "text" when not empty: a complete answer below 400 replaces the file in
-    /// one step, anything else leaves it as it was.
+    /// one step, anything else leaves it as it was. The new file has mode 0600.
     std::filesystem::path outputPath;
+    /// Largest size of that file, in bytes: what a scene file can hold at most.
+    uint64_t maxOutputSize = uint64_t( 4 ) << 30;
     /// Called on the transport's thread at most about ten times a second, and with 1 at the end; must not block.
     ProgressCallback uploadProgress;
     ProgressCallback downloadProgress;
@@ -51,7 +53,7 @@ class VXVIEWER_API WebTransport
 {
 public:
     /// Receives an object with "code" (HTTP status, 0 when no whole answer arrived), "error" (why not, or what the
-    /// status means from 400 up; else empty) and "text" (the body).
+    /// status means from 400 up; else empty) and "text" (the body; absent when it was not kept).
     using Done = std::function<void( Json::Value response )>;
 
     virtual ~WebTransport() = default;

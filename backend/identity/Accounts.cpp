@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 #include <sodium.h>
+#include <spdlog/spdlog.h>
 
 #include <algorithm>
 
@@ -57,8 +58,8 @@ Accounts::Accounts( Database& database, std::string codeKey, Clock clock )
     for ( const char* sql : {
               "CREATE TABLE IF NOT EXISTS accounts(id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT "
               "NULL, confirmed INTEGER NOT NULL, created INTEGER NOT NULL)",
-              "CREATE TABLE IF NOT EXISTS codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT NULL, "
-              "expires INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose))",
+              "CREATE TABLE IF NOT EXISTS mailed_codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT "
+              "NULL, expires INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash))",
               "CREATE TABLE IF NOT EXISTS refresh_tokens(hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER "
               "NOT NULL) WITHOUT ROWID",
               "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
@@ -66,6 +67,19 @@ Accounts::Accounts( Database& database, std::string codeKey, Clock clock )
               "INTEGER NOT NULL) WITHOUT ROWID",
           } )
         database_.execute( sql );
+    takeOverOldCodes_();
+}
+
+// In the table of older data folders there is one code of a purpose, and only one can be.
+void Accounts::takeOverOldCodes_()
+{
+    Database::Transaction transaction( database_ );
+    if ( database_.query( "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'codes'" ).empty() )
+        return;
+    database_.execute( "INSERT OR IGNORE INTO mailed_codes SELECT account, purpose, hash, expires, tries FROM codes" );
+    database_.execute( "DROP TABLE codes" );
+    if ( !transaction.commit() )
+        spdlog::error( "Codes that were mailed by an older version cannot be taken over" );
 }
 
 std::string Accounts::normalized( const std::string& email )
@@ -109,19 +123,23 @@ std::vector<Account> Accounts::list()
 void Accounts::confirm( const std::string& id )
 {
     database_.execute( "UPDATE accounts SET confirmed = 1 WHERE id = ?", { id } );
+    database_.execute( "DELETE FROM mailed_codes WHERE account = ? AND purpose = ?",
+        { id, std::string( nameOf( CodePurpose::SignUp ) ) } );
 }
 
 void Accounts::setPassword( const std::string& id, const std::string& passwordHash )
 {
     database_.execute( "UPDATE accounts SET password = ? WHERE id = ?", { passwordHash, id } );
-    database_.execute( "DELETE FROM refresh_tokens WHERE account = ?", { id } );
+    for ( const char* sql :
+        { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?" } )
+        database_.execute( sql, { id } );
     database_.execute( "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)", { id } );
 }
 
 void Accounts::remove( const std::string& id )
 {
-    for ( const char* sql : { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM codes WHERE account = ?",
-              "DELETE FROM accounts WHERE id = ?" } )
+    for ( const char* sql : { "DELETE FROM refresh_tokens WHERE account = ?",
+              "DELETE FROM mailed_codes WHERE account = ?", "DELETE FROM accounts WHERE id = ?" } )
         database_.execute( sql, { id } );
 }
 
@@ -138,28 +156,51 @@ std::string Accounts::codeHash_( const std::string& id, CodePurpose purpose, con
 std::string Accounts::newCode( const std::string& id, CodePurpose purpose, seconds life )
 {
     const auto code = fmt::format( "{:06}", randombytes_uniform( 1000000 ) );
-    database_.execute( "INSERT OR REPLACE INTO codes VALUES(?, ?, ?, ?, 0)",
+    database_.execute( "INSERT OR REPLACE INTO mailed_codes VALUES(?, ?, ?, ?, 0)",
         { id, std::string( nameOf( purpose ) ), codeHash_( id, purpose, code ), count( clock_() + life ) } );
     return code;
 }
 
-CodeCheck Accounts::takeCode( const std::string& id, CodePurpose purpose, const std::string& code )
+CodeCheck Accounts::takeCode(
+    const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code )
+{
+    auto result = CodeCheck::Expired;
+    for ( const auto purpose : purposes )
+    {
+        const auto check = takeCodeOf_( id, purpose, code );
+        if ( check == CodeCheck::Good )
+            return check;
+        // Where codes of one purpose may still be tried it is this code that is wrong.
+        if ( result == CodeCheck::Expired || check == CodeCheck::Wrong )
+            result = check;
+    }
+    return result;
+}
+
+CodeCheck Accounts::takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code )
 {
     const std::string name = nameOf( purpose );
-    const auto rows =
-        database_.query( "SELECT hash, expires, tries FROM codes WHERE account = ? AND purpose = ?", { id, name } );
-    if ( rows.empty() || integerOf( rows[0][1] ) <= count( clock_() ) )
+    const auto rows = database_.query( "SELECT hash, tries FROM mailed_codes WHERE account = ? AND purpose = ? AND "
+                                       "expires > ?",
+        { id, name, count( clock_() ) } );
+    if ( rows.empty() )
         return CodeCheck::Expired;
-    if ( integerOf( rows[0][2] ) >= cCodeTries )
-        return CodeCheck::TooManyTries;
-    const auto wanted = textOf( rows[0][0] ), given = codeHash_( id, purpose, code );
-    if ( wanted.size() != given.size() || sodium_memcmp( wanted.data(), given.data(), given.size() ) != 0 )
+    const auto given = codeHash_( id, purpose, code );
+    bool alive = false, good = false;
+    for ( const auto& row : rows )
     {
-        database_.execute( "UPDATE codes SET tries = tries + 1 WHERE account = ? AND purpose = ?", { id, name } );
-        return CodeCheck::Wrong;
+        const auto wanted = textOf( row[0] );
+        const bool tried = integerOf( row[1] ) >= cCodeTries;
+        alive |= !tried;
+        good |=
+            !tried && wanted.size() == given.size() && sodium_memcmp( wanted.data(), given.data(), given.size() ) == 0;
     }
-    database_.execute( "DELETE FROM codes WHERE account = ? AND purpose = ?", { id, name } );
-    return CodeCheck::Good;
+    if ( good )
+        database_.execute( "DELETE FROM mailed_codes WHERE account = ? AND purpose = ?", { id, name } );
+    else if ( alive )
+        database_.execute(
+            "UPDATE mailed_codes SET tries = tries + 1 WHERE account = ? AND purpose = ?", { id, name } );
+    return good ? CodeCheck::Good : alive ? CodeCheck::Wrong : CodeCheck::TooManyTries;
 }
 
 std::string Accounts::newRefreshToken( const std::string& id, seconds life )
@@ -208,7 +249,7 @@ void Accounts::forgetFailures( const std::string& email )
 void Accounts::clean()
 {
     const auto now = clock_();
-    database_.execute( "DELETE FROM codes WHERE expires <= ?", { count( now ) } );
+    database_.execute( "DELETE FROM mailed_codes WHERE expires <= ?", { count( now ) } );
     database_.execute( "DELETE FROM refresh_tokens WHERE expires <= ?", { count( now - cExpiredMemory ) } );
     database_.execute( "DELETE FROM failed_sign_ins WHERE last <= ?", { count( now - cFailureMemory ) } );
 }

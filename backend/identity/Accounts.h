@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -62,16 +63,19 @@ public:
     [[nodiscard]] std::optional<Account> find( const std::string& email );
     [[nodiscard]] std::optional<Account> findById( const std::string& id );
     [[nodiscard]] std::vector<Account> list();
+    /// Its sign-up codes end with it.
     void confirm( const std::string& id );
-    /// Also ends all sign-ins and forgets failed ones.
+    /// Also ends all sign-ins and codes, and forgets failed sign-ins.
     void setPassword( const std::string& id, const std::string& passwordHash );
     /// With everything that belongs to it.
     void remove( const std::string& id );
 
-    /// A new code of 6 digits in place of the one before.
+    /// A new code of 6 digits. Those mailed before stay good: nobody knows in which order mails are read.
     [[nodiscard]] std::string newCode( const std::string& id, CodePurpose purpose, std::chrono::seconds life );
-    /// A good one is used up; a wrong one counts.
-    [[nodiscard]] CodeCheck takeCode( const std::string& id, CodePurpose purpose, const std::string& code );
+    /// Looks for the code among the account's codes of these purposes. A good one is used up with all of its purpose; a
+    /// wrong one counts against each of them, so that a mailed code never bears more than its own few tries.
+    [[nodiscard]] CodeCheck takeCode(
+        const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code );
 
     [[nodiscard]] std::string newRefreshToken( const std::string& id, std::chrono::seconds life );
     [[nodiscard]] RefreshCheck checkRefreshToken( const std::string& token, Account& account );
@@ -85,6 +89,8 @@ public:
     void clean();
 
 private:
+    void takeOverOldCodes_();
+    [[nodiscard]] CodeCheck takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code );
     [[nodiscard]] std::string codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const;
 
     Database& database_;

@@ -76,13 +76,25 @@ Json::Value deliveryTo( const std::string& email )
     return out;
 }
 
+// People and programs look for the code as the one number of six digits, so nothing else of a mail, the address
+// included, is put beside it.
 Mail codeMail( const std::string& email, const std::string& code, CodePurpose purpose )
 {
-    const bool reset = purpose == CodePurpose::Reset;
-    return { email, reset ? "Reset your Orvanta password" : "Confirm your Orvanta account",
-        fmt::format(
-            "Your code is {}\r\n\r\nEnter it in Orvanta to {}.\r\nIf you did not ask for it, ignore this mail.", code,
-            reset ? "choose a new password" : "confirm your account" ) };
+    if ( purpose == CodePurpose::Reset )
+        return { email, "Reset your Orvanta password",
+            fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to choose a new password.\r\n"
+                         "If you did not ask for it, ignore this mail.",
+                code ) };
+    return { email, "Confirm your Orvanta account",
+        fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to confirm your account.\r\n\r\n"
+                     "Was Orvanta closed before that? Then go on like this:\r\n"
+                     "1. Start Orvanta and press \"password?\" behind \"Forgot your\".\r\n"
+                     "2. Enter this e-mail address and press \"Reset My Password\".\r\n"
+                     "3. Enter this code, choose a password, and press \"Change Password\".\r\n"
+                     "   One more mail comes meanwhile; the code in either is good.\r\n"
+                     "4. Sign in with that password. Your account is confirmed.\r\n\r\n"
+                     "If you did not ask for it, ignore this mail.",
+            code ) };
 }
 
 } // namespace
@@ -97,6 +109,7 @@ EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, cons
     , signIns_( options.signInsPerMinute, std::chrono::minutes( 1 ), clock )
     , mailsOfAddress_( options.mailsPerHour, std::chrono::hours( 1 ), clock )
     , mailsOfAccount_( options.mailsPerAccount, std::chrono::minutes( 15 ), clock )
+    , reminders_( std::max( options.mailsPerAccount - 2, 1 ), std::chrono::minutes( 15 ), clock )
 {
 }
 
@@ -177,7 +190,10 @@ HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
         return notAuthorized( "Incorrect username or password." );
     }
     if ( !account->confirmed )
+    {
+        remind_( call, *account );
         return authFailure( "UserNotConfirmedException", "User is not confirmed." );
+    }
     Database::Transaction transaction( database_ );
     // The password may have been changed, or the account removed, while it was checked.
     const auto now = accounts_.find( email );
@@ -229,6 +245,16 @@ HttpResponse EmbeddedIdentity::mailCode_(
     return authFailure( "CodeDeliveryFailureException", "The code could not be sent; please try again later" );
 }
 
+void EmbeddedIdentity::remind_( const AuthCall& call, const Account& account )
+{
+    if ( !reminders_.allow( account.email ) || !mayMail_( call, account.email ) )
+        return;
+    const auto sent =
+        mailer_.send( codeMail( account.email, newCode_( account, CodePurpose::SignUp ), CodePurpose::SignUp ) );
+    if ( !sent )
+        spdlog::error( "{}", sent.error() );
+}
+
 HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
 {
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
@@ -272,7 +298,7 @@ HttpResponse EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
     if ( account->confirmed )
         return notAuthorized( "User cannot be confirmed. Current status is CONFIRMED" );
     const auto check =
-        accounts_.takeCode( account->id, CodePurpose::SignUp, textMember( call.body, "ConfirmationCode" ) );
+        accounts_.takeCode( account->id, { CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
     if ( check == CodeCheck::Good )
         accounts_.confirm( account->id );
     if ( !transaction.commit() )
@@ -318,8 +344,9 @@ HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return unknownUser();
-    const auto check =
-        accounts_.takeCode( account->id, CodePurpose::Reset, textMember( call.body, "ConfirmationCode" ) );
+    // The mail of a sign-up leads here whoever closed the program before they confirmed.
+    const auto check = accounts_.takeCode(
+        account->id, { CodePurpose::Reset, CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
     if ( check == CodeCheck::Good )
     {
         accounts_.setPassword( account->id, hash );

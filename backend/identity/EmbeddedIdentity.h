@@ -51,6 +51,9 @@ private:
 
     [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;
     [[nodiscard]] bool mayMail_( const AuthCall& call, const std::string& email );
+    /// Mails a code once more to somebody who knows the password of an account that is not confirmed. Whether it could
+    /// be sent is for the log alone.
+    void remind_( const AuthCall& call, const Account& account );
     [[nodiscard]] std::string newCode_( const Account& account, CodePurpose purpose );
     /// Mails a code; the answer is the given one, or says that it could not be sent.
     [[nodiscard]] HttpResponse mailCode_(
@@ -64,6 +67,8 @@ private:
     RateLimiter signIns_;
     RateLimiter mailsOfAddress_;
     RateLimiter mailsOfAccount_;
+    /// Leaves of an account's mails one for the sign-up and one for the reset that the reminder itself leads to.
+    RateLimiter reminders_;
 };
 
 } // namespace VX::Backend

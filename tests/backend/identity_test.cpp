@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <regex>
 #include <thread>
 
 using namespace VX;
@@ -331,6 +332,108 @@ TEST_F( Identity, AnUnconfirmedAccountIsSavedByAReset )
     ASSERT_EQ( problem( forgot() ), "" );
     ASSERT_EQ( problem( confirmForgot( mailedCode(), "other-word-2" ) ), "" );
     EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
+}
+
+TEST_F( Identity, MailsOfCodesHoldOneNumberAndSayHowToGoOn )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    ASSERT_EQ( problem( forgot() ), "" );
+    ASSERT_EQ( mailer_.mails.size(), 2u );
+    for ( const auto& mail : mailer_.mails )
+    {
+        const std::regex six( R"((^|\D)\d{6}(?!\d))" );
+        EXPECT_EQ( std::distance( std::sregex_iterator( mail.text.begin(), mail.text.end(), six ), {} ), 1 )
+            << mail.text;
+    }
+    for ( const char* words : { "Was Orvanta closed", "\"password?\" behind \"Forgot your\"", "\"Reset My Password\"",
+              "\"Change Password\"" } )
+        EXPECT_NE( mailer_.mails[0].text.find( words ), std::string::npos ) << words;
+}
+
+TEST_F( Identity, TheCodeOfASignUpIsGoodInTheResetFormWhateverWasMailedAfterIt )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto first = mailedCode();
+    ASSERT_EQ( problem( resend() ), "" );
+    ASSERT_EQ( problem( forgot() ), "" );
+    const auto last = mailedCode();
+    ASSERT_EQ( problem( confirmForgot( first, "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( confirmForgot( first, "other-word-3" ) ), cExpiredCode ) << "it is used up";
+    EXPECT_EQ( problem( confirmForgot( last, "other-word-3" ) ), cExpiredCode ) << "and so are those beside it";
+}
+
+TEST_F( Identity, AResetCodeConfirmsNoSignUpAndAConfirmedAccountHasNoSignUpCodeLeft )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto first = mailedCode();
+    ASSERT_EQ( problem( resend() ), "" );
+    const auto second = mailedCode();
+    ASSERT_EQ( problem( forgot() ), "" );
+    ASSERT_TRUE( mailedCode() != first && mailedCode() != second ) << "once in half a million times they are the same";
+    EXPECT_EQ( problem( confirm( mailedCode() ) ), cMismatch );
+    ASSERT_EQ( problem( confirm( second ) ), "" ) << "the later of two is good, too";
+    EXPECT_EQ( problem( signIn() ), "" );
+    now_ += 3600; // the reset code ends
+    EXPECT_EQ( problem( confirmForgot( first, "other-word-2" ) ), cExpiredCode );
+}
+
+TEST_F( Identity, ACodeBearsFiveTriesInBothFormsTogether )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    const auto code = mailedCode();
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ(
+            problem( i % 2 ? confirm( wrong( code ) ) : confirmForgot( wrong( code ), "other-word-2" ) ), cMismatch );
+    EXPECT_EQ( problem( confirm( code ) ), cLimit );
+    EXPECT_EQ( problem( confirmForgot( code, "other-word-2" ) ), cLimit );
+    ASSERT_EQ( problem( forgot() ), "" );
+    const auto reset = mailedCode();
+    ASSERT_NE( reset, code ) << "once in a million times they are the same";
+    EXPECT_EQ( problem( confirmForgot( code, "other-word-2" ) ), cMismatch ) << "a new one does not revive it";
+    EXPECT_EQ( problem( confirmForgot( reset, "other-word-2" ) ), "" );
+}
+
+TEST_F( Identity, ARightPasswordOfAnUnconfirmedAccountMailsTheCodeAgainWithinLimits )
+{
+    constexpr const char* cUnconfirmed = "UserNotConfirmedException: User is not confirmed.";
+    ASSERT_EQ( problem( signUp() ), "" );
+    EXPECT_EQ( problem( signIn( "wrong-word-1" ) ), cIncorrect );
+    EXPECT_EQ( mailer_.mails.size(), 1u ) << "whoever does not know the password sends nothing";
+    EXPECT_EQ( problem( signIn() ), cUnconfirmed );
+    ASSERT_EQ( mailer_.mails.size(), 2u );
+    EXPECT_EQ( mailer_.mails[1].to, cAnn );
+    EXPECT_EQ( mailer_.mails[1].subject, mailer_.mails[0].subject );
+    for ( int i = 0; i < 20; ++i )
+        EXPECT_EQ( problem( signIn() ), cUnconfirmed ) << i;
+    EXPECT_EQ( mailer_.mails.size(), 7u );
+    EXPECT_EQ( problem( forgot() ), "" ) << "the way out is not barred by it";
+    now_ += 900;
+    EXPECT_EQ( problem( signIn() ), cUnconfirmed );
+    EXPECT_EQ( mailer_.mails.size(), 9u );
+    ASSERT_EQ( problem( confirmForgot( mailedCode(), "other-word-2" ) ), "" );
+    EXPECT_EQ( problem( signIn( "other-word-2" ) ), "" );
+    EXPECT_EQ( mailer_.mails.size(), 9u );
+}
+
+TEST_F( Identity, AReminderThatCannotBeMailedChangesNoAnswer )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    mailer_.broken = true;
+    const Testing::LogCapture log;
+    EXPECT_EQ( problem( signIn() ), "UserNotConfirmedException: User is not confirmed." );
+    EXPECT_TRUE( log.contains( "error: The mail server refuses" ) );
+}
+
+TEST_F( Identity, CodesMailedByAnOlderVersionStayGood )
+{
+    ASSERT_EQ( problem( signUp() ), "" );
+    database_->execute( "CREATE TABLE codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT NULL, expires "
+                        "INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose))" );
+    database_->execute( "INSERT INTO codes SELECT account, purpose, hash, expires, tries FROM mailed_codes" );
+    database_->execute( "DROP TABLE mailed_codes" );
+    const Accounts reopened( *database_, keys_.codes, clock_ );
+    EXPECT_EQ( problem( confirm( mailedCode() ) ), "" );
 }
 
 TEST_F( Identity, WhenTheMailCannotBeSentTheAddressIsFreeAgain )

@@ -125,6 +125,25 @@ TEST_F( IdentityService, WholeLifeOfAnAccount )
     EXPECT_TRUE( signIn( "other-word-2" ) );
 }
 
+TEST_F( IdentityService, AForgottenSignUpIsFinishedThroughItsMail )
+{
+    ASSERT_TRUE( signUp() );
+    const auto mails = [this]
+    {
+        const std::filesystem::directory_iterator all( backend_.data() / "outbox" );
+        return std::distance( begin( all ), end( all ) );
+    };
+    EXPECT_EQ( signIn( "wrong-word-1" ).error(), "Incorrect username or password." );
+    EXPECT_EQ( mails(), 1 );
+    backend_.restart();
+    EXPECT_EQ( signIn().error(), "User is not confirmed." );
+    ASSERT_EQ( mails(), 2 );
+    const auto code = mailedCode();
+    ASSERT_TRUE( ask( [&]( auto callback ) { Cognito::forget( cAnn, callback ); } ) );
+    ASSERT_TRUE( ask( [&]( auto callback ) { Cognito::confirmForget( cAnn, cPassword, code, callback ); } ) );
+    EXPECT_TRUE( signIn() );
+}
+
 TEST_F( IdentityService, ConverterAsksForAValidToken )
 {
     addAnn();

@@ -1,3 +1,4 @@
+#include "converter/ConvertCommand.h"
 #include "identity/UserCommands.h"
 #include "serve/Service.h"
 #include "statistics/StatsReport.h"
@@ -125,6 +126,24 @@ void addUserCommands( CLI::App& app, UserCommand& user )
     add( "remove", "Remove an account", Action::Remove );
 }
 
+void addConvertCommand( CLI::App& app, ConvertCommand& convert, uint64_t& memory, int64_t& time )
+{
+    auto* command = app.add_subcommand( "convert", "Convert a STEP file into a scene file, without a service" );
+    command->add_option( "input", convert.input, "STEP file" )->required();
+    command->add_option( "output", convert.output, "Scene file to write, OUT.vxu" )->required();
+    command->add_option( "--worker-memory", memory, "MiB of address space of each process of the conversion" )
+        ->capture_default_str();
+    command->add_option( "--worker-time", time, "Seconds that the conversion may take" )
+        ->check( CLI::Range( 1, 86400 ) )
+        ->capture_default_str();
+    command->add_flag( "--for-program", convert.forProgram, "Speak to a program on standard input and output" )
+        ->group( "" );
+    command->footer(
+        "Tells how far it is on standard error. The status is 0 when the scene was written, 1 when it could "
+        "not be, with the\nreason on standard error, and 130 after Ctrl+C. A file that was there stays until "
+        "the new one is whole." );
+}
+
 } // namespace
 
 int main( int argc, char** argv )
@@ -167,7 +186,16 @@ int main( int argc, char** argv )
     workerCommand->add_option( "output", job.outputSize )->required();
     workerCommand->add_option( "seconds", job.seconds )->required();
 
+    ConvertCommand convert;
+    addConvertCommand( app, convert, sizes.memory, time );
+
     CLI11_PARSE( app, argc, argv );
+    if ( app.got_subcommand( "convert" ) )
+    {
+        convert.limits.memory = sizes.memory << 20;
+        convert.limits.time = std::chrono::seconds( time );
+        return runConvertCommand( convert );
+    }
     if ( *workerCommand )
         return runWorker( job );
     if ( app.got_subcommand( "user" ) )

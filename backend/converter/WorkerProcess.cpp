@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
@@ -18,8 +19,9 @@ namespace VX::Backend
 namespace
 {
 
-constexpr size_t cMaxReport = 4096;
+constexpr size_t cMaxLine = 4096;
 constexpr size_t cMaxWords = 300;
+constexpr const char* cCouldNotFinish = "The converter could not finish this file";
 constexpr const char* cAllocator = "/usr/lib/x86_64-linux-gnu/libmimalloc.so.2.0";
 
 std::filesystem::path ownProgram()
@@ -59,14 +61,34 @@ std::vector<std::string> workerEnvironment()
     return out;
 }
 
-tl::expected<void, std::string> endText( int status, bool timedOut )
+/// One line of a worker: its last words, or how far it is.
+struct ReportLine
 {
-    if ( timedOut )
-        return tl::unexpected( std::string( "The conversion took too long and was stopped" ) );
+    std::optional<WorkerReport> last;
+    float progress = 0;
+};
+
+ReportLine lineOf( const std::string& text )
+{
+    const auto json = deserializeJsonValue( text );
+    ReportLine out;
+    if ( !json || !json->isObject() )
+        out.last = WorkerReport{ WorkerReport::End::Failed, cCouldNotFinish };
+    else if ( ( *json )["done"].isBool() && ( *json )["done"].asBool() )
+        out.last = WorkerReport{ WorkerReport::End::Done, {} };
+    else if ( ( *json )["error"].isString() )
+        out.last = WorkerReport{ WorkerReport::End::Failed, ( *json )["error"].asString() };
+    else if ( ( *json )["progress"].isNumeric() )
+        out.progress = float( std::clamp( ( *json )["progress"].asDouble(), 0., 1. ) );
+    return out;
+}
+
+tl::expected<void, std::string> endText( int status )
+{
     if ( WIFSIGNALED( status ) || ( WIFEXITED( status ) && WEXITSTATUS( status ) > 128 ) )
         return tl::unexpected( std::string(
             "The converter ran out of its limits or crashed on this file; it may be damaged or too large" ) );
-    return tl::unexpected( std::string( "The converter could not finish this file" ) );
+    return tl::unexpected( std::string( cCouldNotFinish ) );
 }
 
 } // namespace
@@ -130,41 +152,57 @@ bool WorkerProcess::isAlive() const
     return process_ && process_->waitForOutput( 0 ) == ChildProcess::Output::Silent;
 }
 
-std::string WorkerProcess::readReport_() const
-{
-    std::string out;
-    char buffer[1024];
-    for ( size_t n = 0; out.size() < cMaxReport && ( n = process_->read( buffer, sizeof buffer ) ) > 0; )
-        out.append( buffer, n );
-    return out;
-}
-
-bool WorkerProcess::waitForReport_( const std::atomic<bool>& stop ) const
+WorkerReport WorkerProcess::report_( const std::atomic<bool>& stop, const Progress& progress ) const
 {
     constexpr int cSlice = 100; // ms between two looks at `stop`
     const auto deadline = std::chrono::steady_clock::now() + limits_.time;
+    std::string pending;
+    float done = 0;
     while ( !stop && std::chrono::steady_clock::now() < deadline )
-        if ( process_->waitForOutput( cSlice ) == ChildProcess::Output::Ready )
-            return true;
-    return false;
+    {
+        if ( process_->waitForOutput( cSlice ) == ChildProcess::Output::Silent )
+            continue;
+        char buffer[1024];
+        const auto n = process_->read( buffer, sizeof buffer );
+        pending.append( buffer, n );
+        for ( size_t end = 0; ( end = pending.find( '\n' ) ) != pending.npos; pending.erase( 0, end + 1 ) )
+        {
+            const auto line = lineOf( pending.substr( 0, end ) );
+            if ( line.last )
+                return *line.last;
+            done = std::max( done, line.progress );
+            if ( progress )
+                progress( done );
+        }
+        if ( pending.size() > cMaxLine )
+            return { WorkerReport::End::Failed, cCouldNotFinish };
+        if ( n == 0 )
+            return {};
+    }
+    return { WorkerReport::End::Stopped, {} };
 }
 
-tl::expected<void, std::string> WorkerProcess::convert( const std::atomic<bool>& stop )
+tl::expected<void, std::string> WorkerProcess::convert( const std::atomic<bool>& stop, const Progress& progress )
 {
     const char go = '\n';
-    const bool started = process_->write( &go, 1 );
-    const bool inTime = !started || waitForReport_( stop );
-    if ( !inTime )
-        process_->kill();
-    const auto json = deserializeJsonValue( readReport_() );
-    // The result is whole once its report has come; tearing a large process down can wait.
-    if ( inTime && json && json->isObject() && ( *json )["done"].isBool() && ( *json )["done"].asBool() )
+    const auto report = process_->write( &go, 1 ) ? report_( stop, progress ) : WorkerReport{};
+    switch ( report.end )
+    {
+    case WorkerReport::End::Done:
+        // The result is whole once its report has come; tearing a large process down can wait.
         return {};
-    const int status = process_->wait();
-    // What a hostile file may have made of a worker speaks here, and users read it.
-    if ( inTime && json && json->isObject() && ( *json )["error"].isString() )
-        return tl::unexpected( printable( ( *json )["error"].asString(), cMaxWords ) );
-    return endText( status, !inTime );
+    case WorkerReport::End::Failed:
+        // What a hostile file may have made of a worker speaks here, and users read it.
+        return tl::unexpected( printable( report.error, cMaxWords ) );
+    case WorkerReport::End::Stopped:
+        process_->kill();
+        return tl::unexpected( std::string( "The conversion took too long and was stopped" ) );
+    case WorkerReport::End::Silent:
+        break;
+    }
+    // One that only closed its mouth would keep us waiting; for one that is ending already this changes nothing.
+    process_->kill();
+    return endText( process_->wait() );
 }
 
 } // namespace VX::Backend

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +22,20 @@ struct WorkerLimits
     uint64_t memory = uint64_t( 8 ) << 30;     ///< bytes of address space
     uint64_t outputSize = uint64_t( 2 ) << 30; ///< bytes of any file it writes, the unpacked input included
     std::chrono::seconds time{ 600 };          ///< from the start of the job
+};
+
+/// The last words of a worker.
+struct WorkerReport
+{
+    enum class End
+    {
+        Done,
+        Failed, ///< for the reason of `error`
+        Silent, ///< it ended without a word
+        Stopped ///< it is out of time, or was to stop
+    };
+    End end = End::Silent;
+    std::string error;
 };
 
 /// A process of its own that converts one file and ends. It is started ahead of its job, with Open CASCADE loaded, so
@@ -41,17 +56,22 @@ public:
 
     /// Where its input archive has to be put before `convert`.
     [[nodiscard]] std::filesystem::path inputFile() const { return folder_ / "input.zip"; }
+    /// The same for an input that is not packed.
+    [[nodiscard]] std::filesystem::path plainInputFile() const { return folder_ / "input.step"; }
     [[nodiscard]] std::filesystem::path resultFile() const { return folder_ / "result.vxu"; }
     [[nodiscard]] bool isAlive() const;
 
+    /// Gets the part that is done, 0 to 1, on the calling thread; never less than before.
+    using Progress = std::function<void( float )>;
+
     /// Converts and blocks until the result is there; the error is a text for the user. A worker that is out of time is
     /// killed, and so is one when `stop` becomes true.
-    [[nodiscard]] tl::expected<void, std::string> convert( const std::atomic<bool>& stop );
+    [[nodiscard]] tl::expected<void, std::string> convert(
+        const std::atomic<bool>& stop, const Progress& progress = {} );
 
 private:
     WorkerProcess() = default;
-    [[nodiscard]] std::string readReport_() const;
-    [[nodiscard]] bool waitForReport_( const std::atomic<bool>& stop ) const;
+    [[nodiscard]] WorkerReport report_( const std::atomic<bool>& stop, const Progress& progress ) const;
 
     std::filesystem::path folder_;
     WorkerLimits limits_;

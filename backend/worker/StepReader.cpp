@@ -99,6 +99,15 @@ Extent extentOf( const StepDocument& document )
     return out;
 }
 
+// Parts of the whole time that have passed after each stage, as measured on files of 3 to 9 MB.
+constexpr float cRead = 0.2f, cTransferred = 0.8f, cTessellated = 0.95f;
+
+void tell( const StepOptions& options, float done )
+{
+    if ( options.progress )
+        options.progress( done );
+}
+
 std::filesystem::path fileOfShare( const std::filesystem::path& scratch, int share )
 {
     return scratch / ( "share" + std::to_string( share ) );
@@ -155,7 +164,9 @@ std::optional<PartMeshes> convertInShares(
     for ( auto& link : links )
         if ( !link.send( whole ) )
             return {};
+    tell( options, cTransferred );
     document.tessellate( whole.deflection( options ), options.angle, true );
+    tell( options, cTessellated );
     auto parts = document.meshes( *roles );
     for ( int i = 1; i < shares.count(); ++i )
     {
@@ -176,9 +187,11 @@ tl::expected<PartMeshes, std::string> convertWhole( StepDocument& document, cons
 {
     if ( auto transferred = document.transfer(); !transferred )
         return tl::unexpected( std::move( transferred.error() ) );
+    tell( options, cTransferred );
     const Extent extent = extentOf( document );
     if ( !extent.empty )
         document.tessellate( extent.deflection( options ), options.angle, true );
+    tell( options, cTessellated );
     return document.meshes( {} );
 }
 
@@ -188,6 +201,7 @@ tl::expected<std::vector<std::shared_ptr<Object>>, std::string> convert(
     StepDocument document;
     if ( auto read = document.read( file ); !read )
         return tl::unexpected( std::move( read.error() ) );
+    tell( options, cRead );
     FaceShares shares( document.session(), options.processes, options.leastShare );
     if ( shares.count() > 1 )
     {

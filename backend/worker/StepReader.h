@@ -5,6 +5,7 @@
 #include <tl/expected.hpp>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,8 @@ struct StepOptions
     int processes = 1;       ///< that share a large file: this one and copies of it
     double leastShare = 300; ///< edges of faces, about, below which another process is not worth its start
     bool allHealing = false; ///< also the kinds that no known file needs
+    /// Gets the part that is done, 0 to 1, as the work goes on; it may fall back where the work begins anew.
+    std::function<void( float )> progress;
 };
 
 /// Reads a STEP file into object trees: names, colours and placements, one mesh a part however often it is used, the

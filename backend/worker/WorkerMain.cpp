@@ -13,6 +13,7 @@
 #include <fstream>
 #include <new>
 #include <thread>
+#include <tuple>
 
 #include <unistd.h>
 
@@ -27,15 +28,36 @@ bool waitForJob()
     return ::read( STDIN_FILENO, &byte, 1 ) == 1;
 }
 
-tl::expected<void, std::string> convert( const WorkerJob& job )
+/// Writes a line of JSON; false when nobody reads.
+bool say( int report, const char* key, const Json::Value& value )
 {
-    const auto input = job.folder / "input.step";
+    Json::Value object;
+    object[key] = value;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    const auto line = Json::writeString( builder, object ) + "\n";
+    return ::write( report, line.data(), line.size() ) == ssize_t( line.size() );
+}
+
+tl::expected<void, std::string> unpack( const WorkerJob& job, const std::filesystem::path& input )
+{
+    const auto archive = job.folder / "input.zip";
+    std::error_code ec;
+    if ( !std::filesystem::exists( archive, ec ) )
+        return {};
     UnzipLimits limits;
     limits.maxEntrySize = job.outputSize;
-    if ( auto unpacked = extractSingleFile( job.folder / "input.zip", input, limits ); !unpacked )
+    return extractSingleFile( archive, input, limits );
+}
+
+tl::expected<void, std::string> convert( const WorkerJob& job, int report )
+{
+    const auto input = job.folder / "input.step";
+    if ( auto unpacked = unpack( job, input ); !unpacked )
         return unpacked;
     StepOptions options;
     options.processes = int( std::thread::hardware_concurrency() );
+    options.progress = [report]( float done ) { std::ignore = say( report, "progress", double( done ) ); };
     const auto objects = readStep( input, job.folder, options );
     if ( !objects )
         return tl::unexpected( objects.error() );
@@ -60,13 +82,13 @@ bool wasShortOfMemory( std::ifstream& status, uint64_t limit )
 }
 
 /// A library that runs out of memory often takes that for damage in the file.
-tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job, std::ifstream& status )
+tl::expected<void, std::string> convertWithinMemory( const WorkerJob& job, int report, std::ifstream& status )
 {
     tl::expected<void, std::string> done;
     bool exhausted = false;
     try
     {
-        done = convert( job );
+        done = convert( job, report );
     }
     catch ( const std::bad_alloc& )
     {
@@ -96,17 +118,9 @@ int runWorker( const WorkerJob& job )
     if ( !waitForJob() )
         return 0;
 
-    Json::Value result;
     const tl::expected<void, std::string> done =
-        refused.empty() ? convertWithinMemory( job, status ) : tl::unexpected( refused );
-    if ( done )
-        result["done"] = true;
-    else
-        result["error"] = done.error();
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    const auto line = Json::writeString( builder, result ) + "\n";
-    const bool told = ::write( report, line.data(), line.size() ) == ssize_t( line.size() );
+        refused.empty() ? convertWithinMemory( job, report, status ) : tl::unexpected( refused );
+    const bool told = done ? say( report, "done", true ) : say( report, "error", done.error() );
     // Destructors would only give memory back that goes with the process.
     ::_exit( told ? 0 : 1 );
 }

@@ -14,7 +14,9 @@ struct WorkerJob
 };
 
 /// The life of a worker process: warm up, enter the sandbox, wait for a byte on standard input, convert "input.zip" of
-/// the folder into "result.vxu", and write one line of JSON to standard output, {"done": true} or {"error": text}.
+/// the folder, or "input.step" where there is no archive, into "result.vxu", and write lines of JSON to standard
+/// output:
+/// {"progress": 0 to 1} as it goes on, and at last {"done": true} or {"error": text}.
 int runWorker( const WorkerJob& job );
 
 } // namespace VX::Backend

@@ -60,6 +60,8 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
     app.add_option( "--size", size, "Size of the window or picture, such as 1280x800" )
         ->check( [&out]( const std::string& text ) { return parseSize( text, out.width, out.height ); } );
     app.add_option( "--config", out.config, "JSON configuration of the ribbon, menu and fonts" );
+    app.add_flag( "--local", out.local,
+        "Without an account and a network; STEP files are converted on this machine by orvanta-backend" );
     app.add_flag( "--verbose", out.verbose, "Write more to the log" );
     out.all.assign( argv + 1, argv + argc );
     auto ours = withoutLibraryArguments( out.all );
@@ -76,6 +78,8 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
         const int status = app.exit( e, text, errors );
         return tl::unexpected( EarlyEnd{ text.str() + errors.str(), status } );
     }
+    if ( out.local && std::find( out.all.begin(), out.all.end(), "-creds" ) != out.all.end() )
+        return tl::unexpected( EarlyEnd{ "--local needs no account: leave -creds out, or --local\n", 1 } );
     return out;
 }
 

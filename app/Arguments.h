@@ -21,6 +21,8 @@ struct Arguments
     int width = 1280;
     int height = 800;
     bool verbose = false;
+    /// Without an account and a network.
+    bool local = false;
     /// All arguments as they came, for whoever else looks at them.
     std::vector<std::string> all;
 };

@@ -61,8 +61,9 @@ bool isStepFile( const std::filesystem::path& file )
     return std::find( known.begin(), known.end(), toLower( utf8string( file.extension() ) ) ) != known.end();
 }
 
-FileOpener::FileOpener()
-    : closing_( std::make_shared<std::atomic<bool>>( false ) )
+FileOpener::FileOpener( StepConversion conversion )
+    : conversion_( conversion )
+    , closing_( std::make_shared<std::atomic<bool>>( false ) )
 {
 }
 
@@ -91,7 +92,8 @@ void FileOpener::open( const std::vector<std::filesystem::path>& files )
         return open( others );
     }
     const auto steps = std::count_if( files.begin(), files.end(), isStepFile );
-    const bool background = steps > 1 || Config::instance().getBool( cBackgroundImportKey, false );
+    const bool background = conversion_ == StepConversion::ByService &&
+                            ( steps > 1 || Config::instance().getBool( cBackgroundImportKey, false ) );
     for ( const auto& file : files )
     {
         ++pending_;

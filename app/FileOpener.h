@@ -37,7 +37,14 @@ public:
     /// What became of one file; the error is a text for the user.
     using Result = tl::expected<LoadedObjects, std::string>;
 
-    FileOpener();
+    /// Who converts STEP files: the service, or this machine, under the progress bar and for anybody.
+    enum class StepConversion
+    {
+        ByService,
+        Here
+    };
+
+    explicit FileOpener( StepConversion conversion = StepConversion::ByService );
     ~FileOpener();
 
     void open( const std::vector<std::filesystem::path>& files );
@@ -61,6 +68,7 @@ private:
     void addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background );
     void showError_( const std::filesystem::path& file, const std::string& text, bool background );
 
+    StepConversion conversion_;
     std::deque<std::filesystem::path> queue_;
     std::vector<std::filesystem::path> waitingForName_;
     std::vector<std::filesystem::path> waitingForSignIn_;

@@ -15,16 +15,17 @@ namespace VX::App
 namespace
 {
 
-bool openAll( Viewer& viewer, const std::vector<std::filesystem::path>& files )
+bool openAll( Viewer& viewer, const Arguments& arguments )
 {
-    FileOpener opener;
+    const auto& files = arguments.files;
+    FileOpener opener( arguments.local ? FileOpener::StepConversion::Here : FileOpener::StepConversion::ByService );
     bool good = true;
     opener.onError = [&]( const std::string& text )
     {
         spdlog::error( "{}", text );
         good = false;
     };
-    if ( std::any_of( files.begin(), files.end(), isStepFile ) )
+    if ( !arguments.local && std::any_of( files.begin(), files.end(), isStepFile ) )
         if ( const auto problem = signInHeadless(); !problem.empty() )
             opener.onError( problem );
     if ( good )
@@ -44,7 +45,7 @@ int takeScreenshot( const Arguments& arguments, const LaunchParams& params )
         spdlog::error( "{}", started.error() );
         return 1;
     }
-    bool good = openAll( viewer, arguments.files );
+    bool good = openAll( viewer, arguments );
     if ( good )
     {
         const auto saved = savePng( *arguments.screenshot, viewer.sceneImage() );

@@ -2,6 +2,9 @@
 #include "AppTools.h"
 #include "Arguments.h"
 #include "FileOpener.h"
+#include "LocalConverter.h"
+#include "LocalSetup.h"
+#include "NoNetwork.h"
 #include "ProcessTime.h"
 #include "Screenshots.h"
 
@@ -60,7 +63,10 @@ boost::signals2::scoped_connection openFirstFiles(
 {
     const auto menu = OrvantaRibbonMenu::instance();
     if ( files.empty() || !menu )
+    {
+        opener.open( files );
         return {};
+    }
     const auto config = menu->getOrvantaMenuConfig();
     auto without = config;
     without.drawWelcomeWindow = false;
@@ -78,10 +84,11 @@ boost::signals2::scoped_connection openFirstFiles(
         } );
 }
 
-int runWindow( const App::Arguments& arguments, App::AppSetup& setup )
+int runWindow( const App::Arguments& arguments, ViewerSetup& setup )
 {
+    using Conversion = App::FileOpener::StepConversion;
     auto& viewer = getViewerInstance();
-    App::FileOpener opener;
+    App::FileOpener opener( arguments.local ? Conversion::Here : Conversion::ByService );
     viewer.filesDroppedSignal.connect(
         [&]( const std::vector<std::filesystem::path>& files ) { opener.open( files ); } );
     if ( const auto started = viewer.start( launchParams( arguments ), setup ); !started )
@@ -115,14 +122,27 @@ int main( int argc, char** argv )
     if ( arguments->verbose )
         spdlog::set_level( spdlog::level::debug );
     setUserConfigName( "Orvanta" );
-    App::registerStepFormat();
     App::registerAboutTool();
-    App::registerImportSetting();
+    if ( arguments->local )
+    {
+        App::forbidNetwork();
+        App::registerLocalStepFormat();
+    }
+    else
+    {
+        App::registerStepFormat();
+        App::registerImportSetting();
+    }
     if ( arguments->screenshot )
         return App::takeScreenshot( *arguments, launchParams( *arguments ) );
     Json::Value config;
     if ( !readConfig( *arguments, config ) )
         return 1;
+    if ( arguments->local )
+    {
+        App::LocalSetup setup( App::mergedConfig( config ) );
+        return runWindow( *arguments, setup );
+    }
     App::AppSetup setup( App::mergedConfig( config ) );
     return runWindow( *arguments, setup );
 }

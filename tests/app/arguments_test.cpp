@@ -26,6 +26,16 @@ TEST( Arguments, TakesFilesSizeAndScreenshot )
     EXPECT_EQ( parsed->all.size(), 6u );
 }
 
+TEST( Arguments, LocalNeedsNoAccountAndTakesNone )
+{
+    EXPECT_FALSE( parse( { "a.step" } )->local );
+    EXPECT_TRUE( parse( { "--local", "a.step", "-noTelemetry" } )->local );
+    const auto both = parse( { "--local", "-creds", "me.json" } );
+    ASSERT_FALSE( both );
+    EXPECT_EQ( both.error().text, "--local needs no account: leave -creds out, or --local\n" );
+    EXPECT_EQ( both.error().status, 1 );
+}
+
 TEST( Arguments, HelpAndVersionEndWell )
 {
     EXPECT_EQ( parse( { "--version" } ).error().status, 0 );

@@ -1,5 +1,6 @@
 """The program without a window: pictures, errors, help."""
 import os
+import shutil
 import subprocess
 
 import harness
@@ -61,6 +62,24 @@ def credentials_of_no_use_are_an_error():
         assert result.returncode == 1 and reason in result.stderr, result.stderr
 
 
+def a_local_program_needs_no_service_and_opens_no_socket():
+    sandbox.backend.terminate()
+    sandbox.backend.wait()
+    picture, trace = (os.path.join(sandbox.folder, name) for name in ("local.png", "trace"))
+    words = ["--local", "--screenshot", picture, sandbox.step_file("bracket.step", "local")]
+    result = program(*words)
+    assert result.returncode == 0, result.stderr
+    assert int(size_of(picture)[1]) > 500, "the picture is nearly empty"
+    assert not os.path.exists(os.path.join(harness.WORKING_FOLDER, sandbox.prefix + "local.vxu")), "it is not the service's folder"
+    if shutil.which("strace"):
+        subprocess.run(["strace", "-f", "-e", "trace=socket", "-o", trace, options.program, *words],
+                       env=sandbox.environment, check=True, timeout=60)
+        with open(trace) as lines:
+            assert not [line for line in lines if "AF_INET" in line], "a socket of the network was opened"
+    result = program("--local", "--screenshot", picture, "/nowhere/part.step")
+    assert result.returncode == 1 and "does not exist" in result.stderr, result.stderr
+
+
 def the_service_being_down_is_an_error():
     sandbox.backend.terminate()
     sandbox.backend.wait()
@@ -83,6 +102,6 @@ try:
     harness.run([a_picture_of_a_step_file_is_drawn_without_a_display, several_files_are_drawn_together,
                  a_file_that_cannot_be_opened_is_named_and_no_picture_written, a_picture_that_cannot_be_written_is_an_error,
                  a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed,
-                 without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error, the_service_being_down_is_an_error])
+                 without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error, a_local_program_needs_no_service_and_opens_no_socket, the_service_being_down_is_an_error])
 finally:
     sandbox.close()

@@ -1,5 +1,8 @@
 #include "FileOpener.h"
 
+#include "ImportLeftovers.h"
+#include "StepImport.h"
+
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
@@ -52,7 +55,8 @@ void registerStepFormat()
 {
     FileFormats::add(
         { "STEP model", stepExtensions(), []( const std::filesystem::path& file, const ProgressCallback& progress )
-            { return ConverterService::fromStep( file, progress ); } } );
+            { return importStep( file, progress ); } } );
+    ConverterService::setFolderObserver( &ImportLeftovers::noteFolder );
 }
 
 bool isStepFile( const std::filesystem::path& file )

@@ -37,4 +37,22 @@ using ImportCallback = std::function<void( tl::expected<LoadedObjects, std::stri
 VXORVANTA_API void fromStep(
     const std::filesystem::path& path, ImportCallback callback, const ProgressCallback& progress );
 
+/// Paths of an import in the working folder.
+struct WorkingFiles
+{
+    /// The archive that is uploaded.
+    std::filesystem::path payload;
+    /// What the service sends back; it stays and answers later imports of a file with this name.
+    std::filesystem::path converted;
+};
+
+/// Where an import of `file` works; two files whose names differ in folder or extension alone share it. Any thread.
+[[nodiscard]] VXORVANTA_API WorkingFiles workingFiles( const std::filesystem::path& file );
+
+/// Hears which folder of the working folder an import is about to make, before it is made: the import leaves it.
+using FolderObserver = std::function<void( const std::filesystem::path& file, const std::filesystem::path& folder )>;
+
+/// Sets who hears of such folders, on the threads of the imports; set it before the first import.
+VXORVANTA_API void setFolderObserver( FolderObserver observer );
+
 } // namespace VX::ConverterService

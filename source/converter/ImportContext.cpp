@@ -1,5 +1,7 @@
 #include <VXOrvanta/converter/ImportContext.h>
 
+#include <VXOrvanta/converter/ConverterService.h>
+
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Zip.h>
 
@@ -59,7 +61,24 @@ std::error_code copyPrivately( const std::filesystem::path& from, const std::fil
     return ec;
 }
 
+FolderObserver& folderObserver()
+{
+    static FolderObserver sObserver;
+    return sObserver;
+}
+
 } // namespace
+
+WorkingFiles workingFiles( const std::filesystem::path& file )
+{
+    return { cOutputDir / file.filename().replace_extension( ".input.zip" ),
+        cOutputDir / file.filename().replace_extension( "." + cOutputFormat ) };
+}
+
+void setFolderObserver( FolderObserver observer )
+{
+    folderObserver() = std::move( observer );
+}
 
 Context Context::fromFilePath( std::filesystem::path path, ProgressCallback progress )
 {
@@ -70,8 +89,9 @@ Context Context::fromFilePath( std::filesystem::path path, ProgressCallback prog
     const auto extension = utf8string( path.extension() );
     context.inputFormat = extension.empty() ? extension : extension.substr( 1 );
     context.outputFormat = cOutputFormat;
-    context.payloadPath = cOutputDir / path.filename().replace_extension( ".input.zip" );
-    context.outputPath = cOutputDir / path.filename().replace_extension( "." + cOutputFormat );
+    auto files = workingFiles( path );
+    context.payloadPath = std::move( files.payload );
+    context.outputPath = std::move( files.converted );
     context.inputPath = std::move( path );
     context.progress = std::move( progress );
     return context;
@@ -88,6 +108,8 @@ tl::expected<void, std::string> packInput( const Context& context )
     if ( !isFolderName( context.requestId ) )
         return tl::unexpected( errnoText( std::make_error_code( std::errc::invalid_argument ) ) );
     const auto dir = context.temporaryDir();
+    if ( folderObserver() )
+        folderObserver()( context.inputPath, dir );
     if ( const auto ec = makePrivateFolder( dir ) )
         return tl::unexpected( errnoText( ec ) );
     const auto copy = dir / "input";

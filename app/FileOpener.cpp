@@ -5,7 +5,6 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
-#include <VXMesh/io/Text.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
@@ -14,10 +13,12 @@
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace VX::App
@@ -25,23 +26,10 @@ namespace VX::App
 namespace
 {
 
-std::string quoted( const std::filesystem::path& file )
-{
-    return "\"" + utf8string( file.filename() ) + "\"";
-}
+FileOpener* sInstance = nullptr;
 
-const std::vector<std::string>& stepExtensions()
-{
-    static const std::vector<std::string> sExtensions{ ".step", ".stp" };
-    return sExtensions;
-}
-
-void notify(
-    ImGuiMenu& menu, const std::filesystem::path& file, const std::string& text, NotificationType type, float seconds )
-{
-    menu.pushNotification(
-        { .header = utf8string( file.filename() ), .text = text, .type = type, .lifeTimeSec = seconds } );
-}
+/// Of what a note tells about a job.
+constexpr auto cInterval = std::chrono::milliseconds( 100 );
 
 bool mustSignInFirst()
 {
@@ -49,39 +37,98 @@ bool mustSignInFirst()
     return menu && menu->isAuthEnabled() && UserInfo::getAccessToken().empty();
 }
 
+std::string titleOf( OpenBatch& batch )
+{
+    if ( batch.size() == 1 )
+        return utf8string( batch.files().front().path.filename() );
+    return std::to_string( batch.size() ) + " files";
+}
+
+bool belongsInBackground( OpenBatch& batch )
+{
+    const auto& files = batch.files();
+    const auto steps =
+        std::count_if( files.begin(), files.end(), []( const auto& file ) { return isStepFile( file.path ); } );
+    return steps > 1 || ( steps == 1 && Config::instance().getBool( cBackgroundImportKey, false ) );
+}
+
+/// Calls back when it goes, unless it was told that it need not.
+struct AtEnd
+{
+    explicit AtEnd( std::function<void()> call )
+        : function( std::move( call ) )
+    {
+    }
+    AtEnd( const AtEnd& ) = delete;
+    AtEnd& operator=( const AtEnd& ) = delete;
+    ~AtEnd()
+    {
+        if ( function )
+            function();
+    }
+    std::function<void()> function;
+};
+
 } // namespace
 
 void registerStepFormat()
 {
     FileFormats::add(
-        { "STEP model", stepExtensions(), []( const std::filesystem::path& file, const ProgressCallback& progress )
+        { "STEP model", { ".step", ".stp" }, []( const std::filesystem::path& file, const ProgressCallback& progress )
             { return importStep( file, progress ); } } );
     ConverterService::setFolderObserver( &ImportLeftovers::noteFolder );
-}
-
-bool isStepFile( const std::filesystem::path& file )
-{
-    const auto& known = stepExtensions();
-    return std::find( known.begin(), known.end(), toLower( utf8string( file.extension() ) ) ) != known.end();
 }
 
 FileOpener::FileOpener( StepConversion conversion )
     : conversion_( conversion )
     , closing_( std::make_shared<std::atomic<bool>>( false ) )
+    , watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
 {
+    sInstance = this;
+}
+
+FileOpener::~FileOpener()
+{
+    *closing_ = true;
+    if ( shown_ )
+        shown_->cancel();
+    for ( auto& background : backgrounds_ )
+        background.batch->cancel();
+    for ( auto& background : backgrounds_ )
+        background.thread.join();
+    if ( tidying_.joinable() )
+        tidying_.join();
+    if ( sInstance == this )
+        sInstance = nullptr;
+}
+
+FileOpener* FileOpener::instance()
+{
+    return sInstance;
+}
+
+void FileOpener::later_( std::function<void()> command )
+{
+    CommandLoop::appendCommand(
+        [closing = closing_, command = std::move( command )]
+        {
+            if ( !*closing )
+                command();
+        } );
+}
+
+void FileOpener::tidyLeftovers()
+{
+    if ( !tidying_.joinable() )
+        tidying_ = std::thread( &ImportLeftovers::tidy );
 }
 
 void FileOpener::openWaiting_()
 {
     if ( waitingForSignIn_.empty() || mustSignInFirst() )
         return;
-    frames_.disconnect();
+    signInFrames_.disconnect();
     open( std::exchange( waitingForSignIn_, {} ) );
-}
-
-FileOpener::~FileOpener()
-{
-    *closing_ = true;
 }
 
 void FileOpener::open( const std::vector<std::filesystem::path>& files )
@@ -92,145 +139,309 @@ void FileOpener::open( const std::vector<std::filesystem::path>& files )
         std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
             std::back_inserter( others ), isStepFile );
         // A sign-in draws frames, and nothing else can end the wait.
-        frames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
+        signInFrames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
         return open( others );
     }
-    const auto steps = std::count_if( files.begin(), files.end(), isStepFile );
-    const bool background = conversion_ == StepConversion::ByService &&
-                            ( steps > 1 || Config::instance().getBool( cBackgroundImportKey, false ) );
-    for ( const auto& file : files )
-    {
-        ++pending_;
-        if ( background && isStepFile( file ) )
-            openInBackground_( file );
-        else
-            queue_.push_back( file );
-    }
+    if ( !files.empty() )
+        start_( std::make_shared<OpenBatch>( files ) );
+}
+
+void FileOpener::reopen( const std::vector<std::filesystem::path>& files, OpenBatch::Mode mode )
+{
+    if ( !files.empty() )
+        start_( std::make_shared<OpenBatch>( files, mode ) );
+}
+
+void FileOpener::start_( const Batch& batch )
+{
+    pending_ += batch->size();
+    if ( conversion_ == StepConversion::ByService && belongsInBackground( *batch ) )
+        return openInBackground_( batch );
+    dropCanceled_();
+    queue_.push_back( batch );
     openNext_();
+}
+
+/// Cancel is meant for all that wait behind what is shown.
+void FileOpener::dropCanceled_()
+{
+    if ( !shown_ || ProgressBar::isOrdered() )
+        return;
+    shown_->cancel();
+    shown_.reset();
+    for ( const auto& batch : std::exchange( queue_, {} ) )
+        pending_ -= batch->size();
 }
 
 void FileOpener::openNext_()
 {
-    if ( queue_.empty() || ProgressBar::isOrdered() )
+    barFrames_.disconnect();
+    if ( queue_.empty() )
         return;
-    const auto file = std::move( queue_.front() );
+    if ( ProgressBar::isOrdered() )
+    {
+        // The bar draws frames while it is shown, and one more when it goes.
+        barFrames_ = getViewerInstance().perFrameSignal.connect(
+            [this]
+            {
+                if ( !ProgressBar::isOrdered() && !shown_ )
+                    later_( [this] { openNext_(); } );
+            } );
+        return;
+    }
+    auto batch = std::move( queue_.front() );
     queue_.pop_front();
-    openUnderProgressBar_( file );
+    openUnderProgressBar_( batch );
 }
 
-void FileOpener::openUnderProgressBar_( const std::filesystem::path& file )
+void FileOpener::openUnderProgressBar_( const Batch& batch )
 {
-    // The token dies with a canceled job, whose file then no longer counts as pending.
-    struct Token
+    shown_ = batch;
+    const auto ended = [this, batch]
     {
-        explicit Token( std::function<void()> canceled )
-            : onCanceled( std::move( canceled ) )
-        {
-        }
-        Token( const Token& ) = delete;
-        Token& operator=( const Token& ) = delete;
-        ~Token()
-        {
-            if ( onCanceled )
-                onCanceled();
-        }
-        std::function<void()> onCanceled;
+        pending_ -= batch->size();
+        if ( shown_ == batch )
+            dropCanceled_();
+        openNext_();
     };
-    const auto canceled = [this, closing = closing_]
-    {
-        CommandLoop::appendCommand(
-            [this, closing]
+    // It goes with a canceled job, whose end nobody else tells, and which may outlive this object.
+    auto token = std::make_shared<AtEnd>(
+        [closing = closing_, ended]
+        {
+            CommandLoop::appendCommand(
+                [closing, ended]
+                {
+                    if ( !*closing )
+                        ended();
+                } );
+        } );
+    ProgressBar::orderWithMainThreadPostProcessing( "Opening " + titleOf( *batch ),
+        [this, closing = closing_, batch, token]() -> ProgressBar::PostProcessing
+        {
+            batch->run( { ProgressBar::jobProgress(), &ProgressBar::forceSetTaskName } );
+            return [this, closing, batch, token]
             {
+                token->function = nullptr;
                 if ( *closing )
                     return;
-                --pending_;
+                shown_.reset();
+                pending_ -= batch->size();
+                finish_( batch, false );
                 openNext_();
-            } );
-    };
-    auto token = std::make_shared<Token>( canceled );
-    ProgressBar::orderWithMainThreadPostProcessing( "Opening " + utf8string( file.filename() ),
-        [this, file, token]() -> ProgressBar::PostProcessing
-        {
-            auto result = std::make_shared<Result>( loadObjectFromFile( file, ProgressBar::jobProgress() ) );
-            return [this, file, token, result]
-            {
-                token->onCanceled = nullptr;
-                finish_( file, std::move( *result ), false );
             };
         } );
 }
 
-void FileOpener::openInBackground_( const std::filesystem::path& file )
+void FileOpener::openInBackground_( const Batch& batch )
 {
-    if ( !converting_.insert( file.filename() ).second )
+    using Clock = std::chrono::steady_clock;
+    const auto key = "opening " + std::to_string( ++batches_ );
+    showProgress_( batch, key, batch->size() == 1 ? "Converting" : "0 of " + titleOf( *batch ) + " are ready", 0 );
+    auto work = [this, batch, key]
     {
-        waitingForName_.push_back( file );
+        std::string stage, shown;
+        auto last = Clock::now();
+        const auto report = [&, this]( float fraction )
+        {
+            // Ten a second at most, but no stage is left out that lasts.
+            if ( const auto now = Clock::now(); now - last >= cInterval || stage != shown )
+            {
+                last = now;
+                shown = stage;
+                later_( [this, batch, key, stage, fraction] { showProgress_( batch, key, stage, fraction ); } );
+            }
+            return true;
+        };
+        batch->runSideBySide( { report, [&]( const std::string& text ) { stage = text; } } );
+        later_( [this, batch] { endBackground_( batch ); } );
+    };
+    backgrounds_.push_back( { batch, key, std::thread( std::move( work ) ) } );
+}
+
+void FileOpener::showProgress_( const Batch& batch, const std::string& key, const std::string& stage, float fraction )
+{
+    const auto& menu = getViewerInstance().getMenuPlugin();
+    if ( !menu || batch->isCanceled() )
+        return;
+    const auto cancel = [weak = std::weak_ptr( batch )]
+    {
+        if ( const auto alive = weak.lock() )
+            alive->cancel();
+    };
+    RibbonNotification note{ .header = "Opening " + titleOf( *batch ),
+        .text = stage,
+        .buttonName = "Cancel",
+        .onButtonClick = cancel,
+        .lifeTimeSec = 0 };
+    note.key = key;
+    note.progress = fraction;
+    menu->pushNotification( note );
+}
+
+void FileOpener::endBackground_( const Batch& batch )
+{
+    const auto it = std::find_if(
+        backgrounds_.begin(), backgrounds_.end(), [&]( const auto& background ) { return background.batch == batch; } );
+    if ( it == backgrounds_.end() )
+        return;
+    it->thread.join();
+    if ( const auto& menu = getViewerInstance().getMenuPlugin() )
+        menu->removeNotification( it->key );
+    backgrounds_.erase( it );
+    pending_ -= batch->size();
+    if ( !batch->isCanceled() )
+        finish_( batch, true );
+}
+
+void FileOpener::finish_( const Batch& batch, bool background )
+{
+    addToScene_( *batch );
+    showNotice_( *batch, background );
+    std::vector<OpenFailure> failures;
+    for ( const auto& file : batch->files() )
+        if ( file.result && !*file.result )
+            failures.push_back( { file.path, file.result->error() } );
+    if ( !failures.empty() )
+        showFailures_( failures, batch->size(), background );
+    if ( !onOpened )
+        return;
+    for ( const auto& file : batch->files() )
+        if ( file.result && *file.result )
+            onOpened( file.path );
+}
+
+void FileOpener::addToScene_( OpenBatch& batch )
+{
+    SceneEdits::Objects objects, former;
+    std::string last;
+    for ( const auto& file : batch.files() )
+    {
+        if ( !file.result || !*file.result )
+            continue;
+        const auto path = fullPath( file.path );
+        if ( batch.mode() != OpenBatch::Mode::Open )
+            for ( auto& object : opened_.objectsOf( path ) )
+                former.push_back( std::move( object ) );
+        const auto& loaded = ( *file.result )->objects;
+        objects.insert( objects.end(), loaded.begin(), loaded.end() );
+        opened_.add( path, file.identity, loaded );
+        watch_.watch( path );
+        last = utf8string( file.path.filename() );
+    }
+    if ( last.empty() )
+        return;
+    auto& viewer = getViewerInstance();
+    if ( batch.mode() != OpenBatch::Mode::Open )
+        return SceneEdits::replace( "Reload File", former, objects );
+    // Without the file's name: what is done is reported by this text.
+    SceneEdits::add( "Open File", objects );
+    viewer.fitScene();
+    viewer.viewerTitle()->setSceneName( last );
+}
+
+void FileOpener::showNotice_( OpenBatch& batch, bool background )
+{
+    const auto& menu = getViewerInstance().getMenuPlugin();
+    std::vector<std::filesystem::path> files;
+    std::vector<std::string> warnings;
+    for ( const auto& file : batch.files() )
+        if ( file.result && *file.result )
+        {
+            files.push_back( file.path );
+            warnings.push_back( ( *file.result )->warnings );
+        }
+    const auto notice = openedNotice( files, warnings, batch.size(), background || batch.size() > 1 );
+    if ( menu && !notice.header.empty() )
+        menu->pushNotification( notice );
+}
+
+void FileOpener::showFailures_( const std::vector<OpenFailure>& failures, size_t count, bool background )
+{
+    if ( onError )
+    {
+        for ( const auto& failure : failures )
+            onError( failureText( failure ) );
         return;
     }
-    const auto deliver = [this, file, closing = closing_]( Result result )
+    const auto menu = getViewerInstance().getMenuPlugin();
+    if ( !menu )
+        return;
+    std::vector<std::filesystem::path> again;
+    for ( const auto& failure : failures )
+        if ( mayPass( failure ) )
+            again.push_back( failure.file );
+    const auto text = failuresText( failures, count );
+    const auto retry = [this, again, closing = closing_]
     {
-        auto shared = std::make_shared<Result>( std::move( result ) );
-        CommandLoop::appendCommand(
-            [this, file, closing, shared]
-            {
-                if ( *closing )
-                    return;
-                converting_.erase( file.filename() );
-                finish_( file, std::move( *shared ), true );
-            } );
+        if ( !*closing )
+            open( again );
     };
-    if ( auto problem = fileProblem( file ); !problem.empty() )
-        return deliver( tl::unexpected( std::move( problem ) ) );
-    ConverterService::fromStep( file, deliver, [closing = closing_]( float ) { return !*closing; } );
-}
-
-void FileOpener::finish_( const std::filesystem::path& file, Result result, bool background )
-{
-    --pending_;
-    if ( result )
-        addToScene_( file, std::move( *result ), background );
-    else
-        showError_( file, result.error(), background );
-    const auto next = std::find_if( waitingForName_.begin(), waitingForName_.end(),
-        [this]( const auto& waiting ) { return !converting_.contains( waiting.filename() ); } );
-    if ( next != waitingForName_.end() )
+    const auto show = [weak = std::weak_ptr( menu ), text, again, retry]
     {
-        const auto waiting = *next;
-        waitingForName_.erase( next );
-        openInBackground_( waiting );
-    }
-    openNext_();
-}
-
-void FileOpener::addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background )
-{
-    auto& viewer = getViewerInstance();
-    // Without the file's name: what is done is reported by this text.
-    SceneEdits::add( "Open File", objects.objects );
-    viewer.fitScene();
-    viewer.viewerTitle()->setSceneName( utf8string( file.filename() ) );
-    if ( const auto& menu = viewer.getMenuPlugin() )
+        const auto alive = weak.lock();
+        if ( alive && again.empty() )
+            alive->showModalMessage( text, NotificationType::Error );
+        else if ( alive )
+            alive->showModalMessageWithButton( text, NotificationType::Error, "Retry", retry );
+    };
+    if ( !background )
+        return show();
+    const bool single = failures.size() == 1;
+    RibbonNotification note{ .header = utf8string( failures.front().file.filename() ),
+        .text = text,
+        .type = NotificationType::Error,
+        .lifeTimeSec = 20 };
+    if ( !single )
     {
-        if ( background )
-            notify( *menu, file, "The file is open", NotificationType::Info, 6 );
-        if ( !objects.warnings.empty() )
-            notify( *menu, file, objects.warnings, NotificationType::Warning, 12 );
+        note.header = text.substr( 0, text.find( '\n' ) );
+        note.text.clear();
+        note.buttonName = "Details";
+        note.onButtonClick = show;
+        note.lifeTimeSec = 0;
     }
-    if ( onOpened )
-        onOpened( file );
+    else if ( !again.empty() )
+    {
+        note.buttonName = "Retry";
+        note.onButtonClick = retry;
+    }
+    menu->pushNotification( note );
 }
 
-void FileOpener::showError_( const std::filesystem::path& file, const std::string& text, bool background )
+void FileOpener::onChangedFile_( const std::filesystem::path& file )
 {
-    const bool namesFile = text.find( utf8string( file.filename() ) ) != std::string::npos;
-    const auto message = namesFile ? text : "Cannot open " + quoted( file ) + ": " + text;
-    if ( onError )
-        return onError( message );
+    if ( opened_.objectsOf( file ).empty() )
+        return watch_.unwatch( file );
     const auto& menu = getViewerInstance().getMenuPlugin();
-    if ( menu && background )
-        notify( *menu, file, text, NotificationType::Error, 20 );
-    else if ( menu )
-        menu->showModalMessage( message, NotificationType::Error );
+    if ( !menu || !opened_.takeChange( file ) )
+        return;
+    const auto reload = [this, file, closing = closing_]
+    {
+        if ( !*closing )
+            reopen( { file }, OpenBatch::Mode::Reload );
+    };
+    RibbonNotification note{ .header = utf8string( file.filename() ),
+        .text = "The file has changed on the disk",
+        .buttonName = "Reload",
+        .onButtonClick = reload,
+        .lifeTimeSec = 0 };
+    note.key = "changed " + utf8string( file );
+    menu->pushNotification( note );
+}
+
+std::vector<std::filesystem::path> FileOpener::selectedStepFiles() const
+{
+    std::vector<std::filesystem::path> out;
+    const auto& selected = SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>();
+    for ( const auto& object : selected )
+        if ( const auto* file = opened_.fileOf( *object );
+            file && isStepFile( *file ) && std::find( out.begin(), out.end(), *file ) == out.end() )
+            out.push_back( *file );
+    if ( !selected.empty() )
+        return out;
+    for ( auto& file : opened_.inScene() )
+        if ( isStepFile( file ) )
+            out.push_back( std::move( file ) );
+    return out.size() == 1 ? out : std::vector<std::filesystem::path>{};
 }
 
 } // namespace VX::App

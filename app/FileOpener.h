@@ -1,17 +1,21 @@
 #pragma once
 
-#include <VXMesh/formats/LoadedObjects.h>
+#include "FileWatch.h"
+#include "OpenBatch.h"
+#include "OpenMessages.h"
+#include "OpenedFiles.h"
 
 #include <boost/signals2/connection.hpp>
-#include <tl/expected.hpp>
 
 #include <atomic>
 #include <deque>
 #include <filesystem>
 #include <functional>
+#include <list>
 #include <memory>
-#include <set>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 namespace VX::App
@@ -23,20 +27,16 @@ inline constexpr const char* cBackgroundImportKey = "importStepInBackground";
 /// starts.
 void registerStepFormat();
 
-/// Whether a file is a STEP file by its name.
-[[nodiscard]] bool isStepFile( const std::filesystem::path& file );
-
 /// Opens files into the viewer's scene: STEP files through the conversion service, others by the framework's readers.
 ///
-/// One file is opened under a progress bar. Several STEP files at once, or all of them where the user prefers it, are
-/// converted side by side in the background, and a notification tells when each is ready. While nobody is signed in
-/// STEP files wait: the conversion service would refuse them. UI thread.
+/// Files that are opened together are one job, with one Cancel, one step of the history and one note at the end. The
+/// job stands under the progress bar. With several STEP files, or one where the user prefers it, it runs in the
+/// background, the conversions side by side, and a note with a Cancel button tells how far it is. While nobody is
+/// signed in STEP files wait: the conversion service would refuse them. Files that change on the disk while they are
+/// open are offered to be opened again. UI thread.
 class FileOpener
 {
 public:
-    /// What became of one file; the error is a text for the user.
-    using Result = tl::expected<LoadedObjects, std::string>;
-
     /// Who converts STEP files: the service, or this machine, under the progress bar and for anybody.
     enum class StepConversion
     {
@@ -46,13 +46,27 @@ public:
 
     explicit FileOpener( StepConversion conversion = StepConversion::ByService );
     ~FileOpener();
+    FileOpener( const FileOpener& ) = delete;
+    FileOpener& operator=( const FileOpener& ) = delete;
 
     void open( const std::vector<std::filesystem::path>& files );
+
+    /// Opens files again whose objects are in the scene, in place of these.
+    void reopen( const std::vector<std::filesystem::path>& files, OpenBatch::Mode mode );
+    /// STEP files of the scene that the selection means: those of its objects, or the only one when nothing is
+    /// selected.
+    [[nodiscard]] std::vector<std::filesystem::path> selectedStepFiles() const;
+
+    /// Removes what imports of a former run have left, on a thread of its own.
+    void tidyLeftovers();
 
     /// Files that are still on their way.
     [[nodiscard]] size_t pending() const { return pending_; }
     /// STEP files that wait until somebody has signed in.
     [[nodiscard]] size_t waitingForSignIn() const { return waitingForSignIn_.size(); }
+
+    /// The one that exists, or null.
+    [[nodiscard]] static FileOpener* instance();
 
     /// Called with each failure instead of showing it.
     std::function<void( const std::string& )> onError;
@@ -60,23 +74,45 @@ public:
     std::function<void( const std::filesystem::path& )> onOpened;
 
 private:
+    using Batch = std::shared_ptr<OpenBatch>;
+    struct Background
+    {
+        Batch batch;
+        /// Of its note.
+        std::string key;
+        std::thread thread;
+    };
+
     void openWaiting_();
+    void start_( const Batch& batch );
     void openNext_();
-    void openUnderProgressBar_( const std::filesystem::path& file );
-    void openInBackground_( const std::filesystem::path& file );
-    void finish_( const std::filesystem::path& file, Result result, bool background );
-    void addToScene_( const std::filesystem::path& file, LoadedObjects objects, bool background );
-    void showError_( const std::filesystem::path& file, const std::string& text, bool background );
+    void dropCanceled_();
+    void openUnderProgressBar_( const Batch& batch );
+    void openInBackground_( const Batch& batch );
+    void endBackground_( const Batch& batch );
+    void showProgress_( const Batch& batch, const std::string& key, const std::string& stage, float fraction );
+    void finish_( const Batch& batch, bool background );
+    void addToScene_( OpenBatch& batch );
+    void showNotice_( OpenBatch& batch, bool background );
+    void showFailures_( const std::vector<OpenFailure>& failures, size_t count, bool background );
+    void onChangedFile_( const std::filesystem::path& file );
+    /// Runs on the UI thread, unless this object has gone until then. Any thread.
+    void later_( std::function<void()> command );
 
     StepConversion conversion_;
-    std::deque<std::filesystem::path> queue_;
-    std::vector<std::filesystem::path> waitingForName_;
+    std::deque<Batch> queue_;
+    /// The one under the progress bar, also when it was canceled and has not ended.
+    Batch shown_;
+    std::list<Background> backgrounds_;
     std::vector<std::filesystem::path> waitingForSignIn_;
-    boost::signals2::scoped_connection frames_;
-    /// Names of files in conversion: two of one name share their working files and must not overlap.
-    std::set<std::filesystem::path> converting_;
+    boost::signals2::scoped_connection signInFrames_;
+    boost::signals2::scoped_connection barFrames_;
     size_t pending_ = 0;
+    size_t batches_ = 0;
     std::shared_ptr<std::atomic<bool>> closing_;
+    std::thread tidying_;
+    OpenedFiles opened_;
+    FileWatch watch_;
 };
 
 } // namespace VX::App

@@ -101,6 +101,7 @@ int runWindow( const App::Arguments& arguments, ViewerSetup& setup )
     spdlog::debug( "First frame {:.0f} ms after the start of the process", App::secondsSinceProcessStart() * 1000 );
     // After the first frame: a window that stands at once is worth more than a file a little sooner.
     const auto firstFiles = openFirstFiles( opener, arguments.files );
+    opener.tidyLeftovers();
     viewer.run();
     if ( !viewer.stop() )
         std::_Exit( 0 );
@@ -123,6 +124,7 @@ int main( int argc, char** argv )
         spdlog::set_level( spdlog::level::debug );
     setUserConfigName( "Orvanta" );
     App::registerAboutTool();
+    App::registerConvertTool();
     if ( arguments->local )
     {
         App::forbidNetwork();

@@ -56,6 +56,29 @@ private:
     bool added_;
 };
 
+class ReplaceAction final : public HistoryAction
+{
+public:
+    ReplaceAction( std::string name, std::vector<Place> out, std::vector<Place> in )
+        : name_( std::move( name ) )
+        , out_( std::move( out ) )
+        , in_( std::move( in ) )
+    {
+    }
+    [[nodiscard]] std::string name() const override { return name_; }
+    void action( Type type ) override
+    {
+        const bool redo = type == Type::Redo;
+        takeOut( redo ? out_ : in_ );
+        putBack( redo ? in_ : out_ );
+    }
+
+private:
+    std::string name_;
+    std::vector<Place> out_;
+    std::vector<Place> in_;
+};
+
 class RenameAction final : public HistoryAction
 {
 public:
@@ -125,6 +148,18 @@ void collectPlaces( Object& parent, const std::unordered_set<const Object*>& goi
     }
 }
 
+/// Those of the scene, without those below another one of the list.
+std::vector<Place> placesOf( const Objects& objects )
+{
+    std::unordered_set<const Object*> going;
+    for ( const auto& object : objects )
+        going.insert( object.get() );
+    std::erase_if( going, [&]( const Object* object ) { return hasAncestorIn( *object, going ); } );
+    std::vector<Place> places;
+    collectPlaces( getViewerInstance().sceneRoot(), going, places );
+    return places;
+}
+
 } // namespace
 
 void add( const std::string& actionName, const Objects& objects )
@@ -139,16 +174,26 @@ void add( const std::string& actionName, const Objects& objects )
 
 void remove( const std::string& actionName, const Objects& objects )
 {
-    std::unordered_set<const Object*> going;
-    for ( const auto& object : objects )
-        going.insert( object.get() );
-    std::erase_if( going, [&]( const Object* object ) { return hasAncestorIn( *object, going ); } );
-    std::vector<Place> places;
-    collectPlaces( getViewerInstance().sceneRoot(), going, places );
+    auto places = placesOf( objects );
     if ( places.empty() )
         return;
     takeOut( places );
     append( std::make_shared<PresenceAction>( actionName, std::move( places ), false ) );
+}
+
+void replace( const std::string& actionName, const Objects& others, const Objects& objects )
+{
+    auto root = getViewerInstance().sceneRoot().shared_from_this();
+    auto out = placesOf( others );
+    takeOut( out );
+    auto index = root->children().size();
+    if ( !out.empty() && out.front().parent == root )
+        index = std::min( index, out.front().index );
+    std::vector<Place> in;
+    for ( const auto& object : objects )
+        in.push_back( { object, root, index++ } );
+    putBack( in );
+    append( std::make_shared<ReplaceAction>( actionName, std::move( out ), std::move( in ) ) );
 }
 
 void rename( const std::shared_ptr<Object>& object, const std::string& name )

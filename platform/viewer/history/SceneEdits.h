@@ -23,6 +23,10 @@ VXVIEWER_API void add( const std::string& actionName, const Objects& objects );
 /// Takes objects out of the scene; those below another one of the list go with it.
 VXVIEWER_API void remove( const std::string& actionName, const Objects& objects );
 
+/// Puts objects in the place of others as one step: at the top level, where the first of those stood, or at its end.
+/// Others that are in the scene no more do not matter.
+VXVIEWER_API void replace( const std::string& actionName, const Objects& others, const Objects& objects );
+
 VXVIEWER_API void rename( const std::shared_ptr<Object>& object, const std::string& name );
 
 /// Shows or hides objects.

@@ -105,6 +105,16 @@ void ImGuiMenu::pushNotification( const RibbonNotification& notification )
     spdlog::info( "{}: {}", notification.header, notification.text );
 }
 
+void ImGuiMenu::removeNotification( const std::string& ) {}
+
+void ImGuiMenu::showModalMessageWithButton( const std::string& message, NotificationType type,
+    const std::string& buttonName, std::function<void()> onButtonClick )
+{
+    // Through the virtual one: what a menu does with messages, it does with this one.
+    showModalMessage( message, type );
+    dialogs_->modal.addButton( message, type, buttonName, std::move( onButtonClick ) );
+}
+
 void ImGuiMenu::draw()
 {
     if ( drawCallback )

@@ -64,8 +64,13 @@ protected:
 public:
     /// Shows a text that has to be confirmed. Further texts wait for their turn.
     virtual void showModalMessage( const std::string& message, NotificationType type );
+    /// The same with a button beside OK, for what can be done about it; pressing it closes the message, too.
+    void showModalMessageWithButton( const std::string& message, NotificationType type, const std::string& buttonName,
+        std::function<void()> onButtonClick );
     /// Shows a note; this menu has no place for it and writes it to the log.
     virtual void pushNotification( const RibbonNotification& notification );
+    /// Takes the note of a key away.
+    virtual void removeNotification( const std::string& key );
 
     /// Draws one frame: what `drawCallback` draws, and over it the dialogs that have to be answered.
     void draw();

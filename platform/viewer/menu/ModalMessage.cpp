@@ -43,6 +43,36 @@ void ModalMessage::push( std::string text, NotificationType type )
     queue_.push_back( { std::move( text ), type } );
 }
 
+void ModalMessage::addButton(
+    const std::string& text, NotificationType type, const std::string& name, std::function<void()> action )
+{
+    for ( auto& message : queue_ )
+        if ( message.text == text && message.type == type )
+        {
+            message.buttonName = name;
+            message.onButtonClick = std::move( action );
+        }
+}
+
+bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>& clicked ) const
+{
+    const auto& message = queue_.front();
+    const float padding = ImGui::GetStyle().WindowPadding.x;
+    if ( !message.buttonName.empty() )
+    {
+        ImGui::SetCursorPosX( width - 192 * scale - padding );
+        if ( UI::dialogButton( message.buttonName.c_str(), scale ) )
+        {
+            clicked = message.onButtonClick;
+            return true;
+        }
+        ImGui::SameLine();
+    }
+    ImGui::SetCursorPosX( width - 96 * scale - padding );
+    const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
+    return UI::primaryButton( "OK", scale ) || escape;
+}
+
 void ModalMessage::draw( float scale )
 {
     if ( queue_.empty() )
@@ -65,14 +95,15 @@ void ModalMessage::draw( float scale )
     ImGui::Dummy( { 0, 2 * scale } );
     UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), queue_.front().text );
     ImGui::Dummy( { 0, 6 * scale } );
-    ImGui::SetCursorPosX( width - 96 * scale - ImGui::GetStyle().WindowPadding.x );
-    const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
-    if ( UI::primaryButton( "OK", scale ) || escape )
+    std::function<void()> clicked;
+    if ( drawButtons_( width, scale, clicked ) )
     {
         queue_.pop_front();
         ImGui::CloseCurrentPopup();
     }
     ImGui::EndPopup();
+    if ( clicked )
+        clicked();
 }
 
 } // namespace VX

@@ -12,6 +12,9 @@ class ModalMessage
 {
 public:
     void push( std::string text, NotificationType type );
+    /// Gives a message that was pushed a second button.
+    void addButton(
+        const std::string& text, NotificationType type, const std::string& name, std::function<void()> action );
     [[nodiscard]] bool isShown() const { return !queue_.empty(); }
     void draw( float scale );
 
@@ -20,7 +23,12 @@ private:
     {
         std::string text;
         NotificationType type;
+        std::string buttonName = {};
+        std::function<void()> onButtonClick = {};
     };
+    /// Draws the buttons; returns whether one was pressed, and in `clicked` what it does.
+    bool drawButtons_( float width, float scale, std::function<void()>& clicked ) const;
+
     std::deque<Message> queue_;
 };
 

@@ -37,6 +37,10 @@ struct RibbonNotification
     /// Seconds; 0 or less stays until it is dismissed.
     float lifeTimeSec = 8;
     unsigned tags = AllNotificationTags;
+    /// A note with a key takes the place of the one of that key which is still shown: for news of one matter.
+    std::string key = {};
+    /// 0..1 is drawn as a bar; less is none.
+    float progress = -1;
 };
 
 } // namespace VX

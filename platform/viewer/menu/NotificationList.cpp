@@ -38,8 +38,21 @@ Look lookOf( NotificationType type )
 
 } // namespace
 
+void NotificationList::remove( const std::string& key )
+{
+    std::erase_if( entries_, [&]( const Entry& entry ) { return entry.notification.key == key; } );
+}
+
 void NotificationList::push( const RibbonNotification& notification )
 {
+    const auto former = std::find_if( entries_.begin(), entries_.end(),
+        [&]( const Entry& entry ) { return !notification.key.empty() && entry.notification.key == notification.key; } );
+    if ( former != entries_.end() )
+    {
+        former->notification = notification;
+        former->shownAt = -1;
+        return;
+    }
     const auto same = std::find_if( entries_.begin(), entries_.end(),
         [&]( const Entry& entry )
         {
@@ -55,7 +68,7 @@ void NotificationList::push( const RibbonNotification& notification )
     entries_.push_back( { notification, -1, 1, nextId_++ } );
 }
 
-bool NotificationList::drawContents_( const Entry& entry, float width, float scale )
+bool NotificationList::drawContents_( const Entry& entry, float width, float scale, std::function<void()>& clicked )
 {
     const auto& note = entry.notification;
     const auto look = lookOf( note.type );
@@ -73,16 +86,17 @@ bool NotificationList::drawContents_( const Entry& entry, float width, float sca
     UI::setTooltipIfHovered( "Dismiss", scale );
     if ( !note.text.empty() )
         UI::wrapped( themeVec4( ColorTheme::DimText ), note.text );
+    if ( note.progress >= 0 )
+        ImGui::ProgressBar( note.progress, { -1, 6 * scale }, "" );
     if ( !note.buttonName.empty() && ImGui::Button( note.buttonName.c_str() ) )
     {
         close = true;
-        if ( note.onButtonClick )
-            note.onButtonClick();
+        clicked = note.onButtonClick;
     }
     return close;
 }
 
-float NotificationList::drawEntry_( Entry& entry, float bottom, float scale )
+float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std::function<void()>& clicked )
 {
     const float lifeTime = entry.notification.lifeTimeSec;
     const ImVec2 display = ImGui::GetIO().DisplaySize;
@@ -93,7 +107,7 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale )
     ImGui::Begin( id.c_str(), nullptr,
         ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
             ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
-    const bool close = drawContents_( entry, width, scale );
+    const bool close = drawContents_( entry, width, scale, clicked );
     const bool hovered = ImGui::IsWindowHovered( ImGuiHoveredFlags_ChildWindows );
     const float height = ImGui::GetWindowHeight();
     ImGui::End();
@@ -117,15 +131,19 @@ void NotificationList::draw( float scale )
     // Above the axes in the corner.
     float bottom = ImGui::GetIO().DisplaySize.y - 116 * scale;
     const size_t before = entries_.size();
+    // What a button does may push and remove notes, so it is done when the list stands still.
+    std::function<void()> clicked;
     std::erase_if( entries_,
         [&]( Entry& entry )
         {
-            const float height = drawEntry_( entry, bottom, scale );
+            const float height = drawEntry_( entry, bottom, scale, clicked );
             bottom -= std::max( height, 0.f ) + 8 * scale;
             return height < 0;
         } );
     if ( entries_.size() != before )
         getViewerInstance().incrementForceRedrawFrames( 2 );
+    if ( clicked )
+        clicked();
 }
 
 } // namespace VX

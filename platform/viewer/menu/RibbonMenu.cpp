@@ -163,6 +163,12 @@ void RibbonMenu::pushNotification( const RibbonNotification& notification )
     getViewerInstance().incrementForceRedrawFrames( 2 );
 }
 
+void RibbonMenu::removeNotification( const std::string& key )
+{
+    parts_->notifications.remove( key );
+    getViewerInstance().incrementForceRedrawFrames( 2 );
+}
+
 void RibbonMenu::updateActive_( const std::shared_ptr<RibbonMenuItem>& item )
 {
     if ( activeBlocking_ == item && !item->isActive() )

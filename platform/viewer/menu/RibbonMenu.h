@@ -26,6 +26,7 @@ protected:
 
 public:
     void pushNotification( const RibbonNotification& notification ) override;
+    void removeNotification( const std::string& key ) override;
 
 protected:
     /// Starts or ends a tool. With a requirement that is not met, it is told to the user and nothing is done. Returns

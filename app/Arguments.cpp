@@ -80,6 +80,7 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
     }
     if ( out.local && std::find( out.all.begin(), out.all.end(), "-creds" ) != out.all.end() )
         return tl::unexpected( EarlyEnd{ "--local needs no account: leave -creds out, or --local\n", 1 } );
+    out.isSizeGiven = !size.empty();
     return out;
 }
 

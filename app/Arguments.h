@@ -20,6 +20,8 @@ struct Arguments
     std::optional<std::filesystem::path> config;
     int width = 1280;
     int height = 800;
+    /// Whether width and height were asked for.
+    bool isSizeGiven = false;
     bool verbose = false;
     /// Without an account and a network.
     bool local = false;

@@ -9,11 +9,13 @@
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/menu/UnsavedWork.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -68,6 +70,12 @@ struct AtEnd
     }
     std::function<void()> function;
 };
+
+/// Whether what is read takes the place of what the same files were opened to before.
+bool reopens( const OpenBatch& batch )
+{
+    return batch.mode() == OpenBatch::Mode::Reload || batch.mode() == OpenBatch::Mode::ConvertAnew;
+}
 
 } // namespace
 
@@ -133,6 +141,8 @@ void FileOpener::openWaiting_()
 
 void FileOpener::open( const std::vector<std::filesystem::path>& files )
 {
+    if ( files.size() == 1 && SceneDocument::isSceneFile( files.front() ) )
+        return openScene_( files.front() );
     if ( mustSignInFirst() && std::any_of( files.begin(), files.end(), isStepFile ) )
     {
         std::vector<std::filesystem::path> others;
@@ -144,6 +154,16 @@ void FileOpener::open( const std::vector<std::filesystem::path>& files )
     }
     if ( !files.empty() )
         start_( std::make_shared<OpenBatch>( files ) );
+}
+
+void FileOpener::openScene_( const std::filesystem::path& file )
+{
+    UnsavedWork::leave(
+        [this, file, closing = closing_]
+        {
+            if ( !*closing )
+                start_( std::make_shared<OpenBatch>( std::vector{ file }, OpenBatch::Mode::Scene ) );
+        } );
 }
 
 void FileOpener::reopen( const std::vector<std::filesystem::path>& files, OpenBatch::Mode mode )
@@ -319,7 +339,7 @@ void FileOpener::addToScene_( OpenBatch& batch )
         if ( !file.result || !*file.result )
             continue;
         const auto path = fullPath( file.path );
-        if ( batch.mode() != OpenBatch::Mode::Open )
+        if ( reopens( batch ) )
             for ( auto& object : opened_.objectsOf( path ) )
                 former.push_back( std::move( object ) );
         const auto& loaded = ( *file.result )->objects;
@@ -331,12 +351,16 @@ void FileOpener::addToScene_( OpenBatch& batch )
     if ( last.empty() )
         return;
     auto& viewer = getViewerInstance();
-    if ( batch.mode() != OpenBatch::Mode::Open )
+    if ( reopens( batch ) )
         return SceneEdits::replace( "Reload File", former, objects );
     // Without the file's name: what is done is reported by this text.
-    SceneEdits::add( "Open File", objects );
+    if ( batch.mode() == OpenBatch::Mode::Scene )
+        viewer.document().open( batch.files().front().path, objects );
+    else
+        SceneEdits::addOpened( "Open File", objects );
     viewer.fitScene();
-    viewer.viewerTitle()->setSceneName( last );
+    if ( batch.mode() == OpenBatch::Mode::Open )
+        viewer.viewerTitle()->setSceneName( last );
 }
 
 void FileOpener::showNotice_( OpenBatch& batch, bool background )

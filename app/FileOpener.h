@@ -49,6 +49,8 @@ public:
     FileOpener( const FileOpener& ) = delete;
     FileOpener& operator=( const FileOpener& ) = delete;
 
+    /// A scene file by itself takes the place of the scene, after a question where something of that is unsaved; all
+    /// others are added to it.
     void open( const std::vector<std::filesystem::path>& files );
 
     /// Opens files again whose objects are in the scene, in place of these.
@@ -83,6 +85,7 @@ private:
         std::thread thread;
     };
 
+    void openScene_( const std::filesystem::path& file );
     void openWaiting_();
     void start_( const Batch& batch );
     void openNext_();

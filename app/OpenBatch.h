@@ -35,6 +35,8 @@ public:
     enum class Mode
     {
         Open,
+        /// The objects take the place of the whole scene, which belongs to the file from then on.
+        Scene,
         /// The objects take the place of those that the file was opened to before.
         Reload,
         /// The same, and what is known of the file's conversion is forgotten.

@@ -35,6 +35,7 @@ LaunchParams launchParams( const App::Arguments& arguments )
     params.version = GetVXVersionString();
     params.width = arguments.width;
     params.height = arguments.height;
+    params.rememberWindow = !arguments.isSizeGiven;
     params.windowless = params.picturesOnly = arguments.screenshot.has_value();
     params.arguments = arguments.all;
     return params;

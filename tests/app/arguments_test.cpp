@@ -24,6 +24,8 @@ TEST( Arguments, TakesFilesSizeAndScreenshot )
     EXPECT_EQ( parsed->width, 640 );
     EXPECT_EQ( parsed->height, 480 );
     EXPECT_EQ( parsed->all.size(), 6u );
+    EXPECT_TRUE( parsed->isSizeGiven );
+    EXPECT_FALSE( parse( { "c.stl" } )->isSizeGiven );
 }
 
 TEST( Arguments, LocalNeedsNoAccountAndTakesNone )

@@ -20,6 +20,7 @@ namespace VX::Testing
 void UiFixture::SetUp()
 {
     ::setenv( "XDG_CONFIG_HOME", folder_.path().c_str(), 1 );
+    ::setenv( "XDG_STATE_HOME", ( folder_.path() / ".state" ).c_str(), 1 );
     ::setenv( "HOME", folder_.path().c_str(), 1 );
     ::setenv( "PATH", "/nowhere", 1 ); // no desktop dialog, no browser
     static const bool sRegistered =

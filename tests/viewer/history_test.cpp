@@ -117,6 +117,71 @@ TEST_F( History, SignalTellsWhatHasChanged )
     EXPECT_EQ( int( Type::AppendAction ), 0 );
 }
 
+TEST_F( History, IsSavedUntilAStepAndAgainWhenItIsTakenBack )
+{
+    EXPECT_TRUE( store().isSaved() );
+    store().appendAction( std::make_shared<Step>( "a" ) );
+    EXPECT_FALSE( store().isSaved() );
+    store().undo();
+    EXPECT_TRUE( store().isSaved() );
+    store().redo();
+    store().markSaved();
+    EXPECT_TRUE( store().isSaved() );
+    store().undo();
+    EXPECT_FALSE( store().isSaved() );
+    store().redo();
+    EXPECT_TRUE( store().isSaved() );
+}
+
+TEST_F( History, OpeningIsNoUnsavedWorkUnlessThereIsSome )
+{
+    SceneEdits::addOpened( "Open", { object( "a" ) } );
+    SceneEdits::addOpened( "Open", { object( "b" ) } );
+    EXPECT_TRUE( store().isSaved() );
+    store().undo();
+    EXPECT_TRUE( store().isSaved() ) << "what was opened still stands in its file";
+    SceneEdits::add( "Make", { object( "c" ) } );
+    SceneEdits::addOpened( "Open", { object( "d" ) } );
+    EXPECT_FALSE( store().isSaved() );
+    store().undo();
+    store().undo();
+    EXPECT_TRUE( store().isSaved() );
+    EXPECT_EQ( names(), Names{ "a" } );
+}
+
+TEST_F( History, ASavedPlaceThatWasReplacedIsGone )
+{
+    store().appendAction( std::make_shared<Step>( "a" ) );
+    store().appendAction( std::make_shared<Step>( "b" ) );
+    store().markSaved();
+    store().undo();
+    store().undo();
+    store().appendAction( std::make_shared<Step>( "c" ) );
+    store().appendAction( std::make_shared<Step>( "d" ) );
+    EXPECT_FALSE( store().isSaved() ) << "as many steps as when it was saved, but others";
+    while ( store().undo() )
+        EXPECT_FALSE( store().isSaved() );
+    store().clear();
+    EXPECT_TRUE( store().isSaved() );
+}
+
+TEST_F( History, TheSavedPlaceMovesWithTheOldestStepsAndGoesWithThem )
+{
+    store().appendAction( std::make_shared<Step>( "a" ) );
+    store().markSaved();
+    for ( size_t i = 0; i < HistoryStore::cMaxActions; ++i )
+        store().appendAction( std::make_shared<Step>( "b" ) );
+    while ( store().undo() )
+        continue;
+    EXPECT_TRUE( store().isSaved() );
+    while ( store().redo() )
+        continue;
+    store().appendAction( std::make_shared<Step>( "c" ) );
+    while ( store().undo() )
+        continue;
+    EXPECT_FALSE( store().isSaved() );
+}
+
 TEST_F( History, AddedObjectsGoAndComeBack )
 {
     SceneEdits::add( "Open", { object( "a" ), object( "b" ) } );

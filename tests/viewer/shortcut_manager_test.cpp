@@ -114,6 +114,21 @@ TEST( ShortcutManager, ListsByCategoryAndName )
     EXPECT_FALSE( manager.findShortcutByName( "None" ) );
 }
 
+TEST( ShortcutManager, ASecondKeyActsAndIsListedButTheFirstIsTold )
+{
+    ShortcutManager manager;
+    int count = 0;
+    auto second = command( "Redo", count );
+    second.another = true;
+    ASSERT_TRUE( manager.setShortcut( { 'Y', 2 }, second ) );
+    EXPECT_EQ( manager.findShortcutByName( "Redo" ), ( ShortcutKey{ 'Y', 2 } ) );
+    ASSERT_TRUE( manager.setShortcut( { 'Z', 3 }, command( "Redo", count ) ) );
+    EXPECT_EQ( manager.findShortcutByName( "Redo" ), ( ShortcutKey{ 'Z', 3 } ) );
+    EXPECT_EQ( manager.getShortcutList().size(), 2u );
+    EXPECT_TRUE( manager.processShortcut( { 'Y', 2 }, false ) );
+    EXPECT_EQ( count, 1 );
+}
+
 TEST( ShortcutManager, NamesKeysAsTheyAreWrittenOnThem )
 {
     const auto name = []( int key, int mod ) { return ShortcutManager::getKeyFullString( { key, mod } ); };

@@ -53,6 +53,8 @@ public:
         glfwMakeContextCurrent( window_ );
         glfwSwapInterval( 1 );
         glfwSetWindowUserPointer( window_, this );
+        if ( options.follow )
+            place_( options );
         setCallbacks_();
         return {};
     }
@@ -106,6 +108,20 @@ public:
     void setTitle( const std::string& title ) override { glfwSetWindowTitle( window_, title.c_str() ); }
     void show() override { glfwShowWindow( window_ ); }
 
+    void raise() override
+    {
+        if ( isMinimized() )
+            glfwRestoreWindow( window_ );
+        else if ( !glfwGetWindowAttrib( window_, GLFW_FOCUSED ) )
+            glfwRequestWindowAttention( window_ );
+    }
+    [[nodiscard]] std::optional<WindowPlace> place() const override
+    {
+        auto out = restored_;
+        out.maximized = glfwGetWindowAttrib( window_, GLFW_MAXIMIZED );
+        return out;
+    }
+
     void newImGuiFrame() override
     {
         if ( !imguiReady_ )
@@ -132,6 +148,60 @@ private:
         if ( GLFWmonitor* monitor = glfwGetPrimaryMonitor() )
             glfwGetMonitorContentScale( monitor, &x, &y );
         return x > 0 ? x : 1;
+    }
+
+    /// How many of the desktop's units a thing takes that is one pixel large on a screen of scale 1. Where pixels are
+    /// such units it is the scale; elsewhere the desktop scales by itself.
+    [[nodiscard]] float unitScale_() const
+    {
+        int width = 0, height = 0;
+        glfwGetWindowSize( window_, &width, &height );
+        return width > 0 ? scale() * float( width ) / float( std::max( framebufferSize_().first, 1 ) ) : scale();
+    }
+
+    static std::vector<ScreenRect> screens_()
+    {
+        std::vector<ScreenRect> out;
+        int count = 0;
+        GLFWmonitor** monitors = glfwGetMonitors( &count );
+        for ( int i = 0; i < count; ++i )
+        {
+            ScreenRect free;
+            glfwGetMonitorWorkarea( monitors[i], &free.x, &free.y, &free.width, &free.height );
+            if ( free.width > 0 && free.height > 0 )
+                out.push_back( free );
+        }
+        return out;
+    }
+
+    void place_( const WindowOptions& options )
+    {
+        FrameSize frame;
+        glfwGetWindowFrameSize( window_, &frame.left, &frame.top, &frame.right, &frame.bottom );
+        const auto rect = placeWindow( options.place, options.width, options.height, screens_(), frame, unitScale_() );
+        glfwSetWindowSize( window_, rect.width, rect.height );
+        glfwSetWindowPos( window_, rect.x, rect.y );
+        keepRestored_( rect );
+        if ( options.place && options.place->maximized )
+            glfwMaximizeWindow( window_ );
+    }
+
+    void keepRestored_( const ScreenRect& rect )
+    {
+        const float scale = unitScale_();
+        restored_ = { rect.x, rect.y, int( std::lround( float( rect.width ) / scale ) ),
+            int( std::lround( float( rect.height ) / scale ) ), false };
+    }
+
+    /// Remembers where the window stands while it is neither maximised nor minimised.
+    void notePlace_()
+    {
+        if ( glfwGetWindowAttrib( window_, GLFW_MAXIMIZED ) || isMinimized() )
+            return;
+        ScreenRect rect;
+        glfwGetWindowPos( window_, &rect.x, &rect.y );
+        glfwGetWindowSize( window_, &rect.width, &rect.height );
+        keepRestored_( rect );
     }
 
     [[nodiscard]] std::pair<int, int> framebufferSize_() const
@@ -175,6 +245,8 @@ private:
                 self_( w ).events.drop( files );
             } );
         glfwSetFramebufferSizeCallback( window_, []( GLFWwindow* w, int, int ) { self_( w ).events.resize(); } );
+        glfwSetWindowSizeCallback( window_, []( GLFWwindow* w, int, int ) { self_( w ).notePlace_(); } );
+        glfwSetWindowPosCallback( window_, []( GLFWwindow* w, int, int ) { self_( w ).notePlace_(); } );
         glfwSetWindowContentScaleCallback(
             window_, []( GLFWwindow* w, float, float ) { self_( w ).events.rescale(); } );
         glfwSetWindowRefreshCallback( window_, []( GLFWwindow* w ) { self_( w ).events.refresh(); } );
@@ -268,6 +340,7 @@ private:
     }
 
     GLFWwindow* window_ = nullptr;
+    WindowPlace restored_;
     std::deque<TypedEvent> typed_;
     bool initialized_ = false;
     bool imguiReady_ = false;

@@ -4,13 +4,18 @@
 #include <VXViewer/core/Clock.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/OffscreenWindow.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/SpaceMouse.h>
 #include <VXViewer/core/ViewerSetup.h>
 #include <VXViewer/core/ViewerTitle.h>
+#include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/SceneView.h>
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/settings/Config.h>
+#include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiContextOwner.h>
 #include <VXViewer/ui/Modal.h>
@@ -28,10 +33,18 @@ namespace VX
 namespace
 {
 
+constexpr const char* cWindowPlaceKey = "window";
+
 /// Opens the window, while another thread rasterises the fonts of its menu.
 tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params, ImGuiMenu* menu )
 {
-    WindowOptions options{ params.width, params.height, params.appName, {} };
+    WindowOptions options;
+    options.width = params.width;
+    options.height = params.height;
+    options.title = params.appName;
+    options.follow = params.rememberWindow;
+    if ( params.rememberWindow )
+        options.place = windowPlaceFromJson( Config::instance().getJsonValue( cWindowPlaceKey ) );
     if ( menu )
         options.scaleExpected = [menu]( float scale ) { menu->loadFontsAhead( scale ); };
     if ( !params.windowless )
@@ -57,6 +70,18 @@ struct Viewer::Drawing
     ImGuiContextOwner imgui;
     SpaceMouse spaceMouse;
     boost::signals2::scoped_connection themeChanges;
+    /// Of the frame before; nothing before the first.
+    std::optional<Camera::Area> area;
+    float scale = 1;
+
+    /// A panel that is put away by hand leaves the model where it is, a window that changes does not.
+    void keepModelInMiddle( const Camera::Area& now, float nowScale )
+    {
+        if ( area && ( area->size != now.size || scale != nowScale ) )
+            view.camera().keepInMiddle( *area, now );
+        area = now;
+        scale = nowScale;
+    }
 };
 
 Viewer& getViewerInstance()
@@ -70,8 +95,10 @@ Viewer::Viewer()
     : root_( std::make_shared<Object>() )
     , history_( std::make_shared<HistoryStore>() )
     , title_( std::make_shared<ViewerTitle>() )
+    , document_( std::make_unique<SceneDocument>( *this ) )
 {
     root_->setName( "Scene" );
+    document_->watch( history_.get() );
 }
 
 Viewer::~Viewer() = default;
@@ -109,6 +136,8 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     drawing_->themeChanges = ColorTheme::onChanged( [this] { updateTheme_(); } );
     title_->setAppName( params.appName );
     title_->setVersion( params.version );
+    if ( !params_.picturesOnly )
+        autosave_ = std::make_unique<Autosave>( *this, getUserStateDir() / "recovery" );
     if ( menu_ )
         menu_->init( this );
     if ( !params_.picturesOnly )
@@ -136,12 +165,16 @@ bool Viewer::stop()
     ProgressBar::cancel();
     CommandLoop::close();
     bool clean = finishWebRequests( cPatience );
+    clean = ( !autosave_ || autosave_->finish( cPatience ) ) && clean;
+    autosave_.reset();
     clean = ProgressBar::shutdown( cPatience ) && clean;
     if ( history_ )
         history_->clear();
+    document_->setFile( {} );
     SceneCache::invalidateAll();
     root_ = std::make_shared<Object>();
     root_->setName( "Scene" );
+    storeWindowPlace_();
     window_->endImGui();
     drawing_.reset();
     wakeable_ = nullptr;
@@ -155,6 +188,14 @@ bool Viewer::stop()
         setup_->unloadExtendedLibraries();
     setup_ = nullptr;
     return clean;
+}
+
+void Viewer::storeWindowPlace_()
+{
+    const auto place = params_.rememberWindow ? window_->place() : std::nullopt;
+    auto& config = Config::instance();
+    if ( place && place != windowPlaceFromJson( config.getJsonValue( cWindowPlaceKey ) ) )
+        config.setJsonValue( cWindowPlaceKey, toJson( *place ) );
 }
 
 void Viewer::connectInput_()
@@ -219,7 +260,7 @@ void Viewer::connectWindow_()
         updateTheme_();
         signals_.postRescale( scale() );
     };
-    events.closeRequest = [this] { closing_ = true; };
+    events.closeRequest = [this] { requestClose(); };
     auto& controller = drawing_->controller;
     controller.clicked = [this]( Vector2f position, bool add )
     {
@@ -320,6 +361,9 @@ void Viewer::drawFrame_()
     redrawFrames_ = std::max( redrawFrames_ - 1, 0 );
     drawing_->view.resize( window_->width(), window_->height() );
     buildInterface_();
+    drawing_->keepModelInMiddle(
+        { { float( window_->width() ), float( window_->height() ) }, menu_ ? menu_->coveredPixels() : Vector2f{} },
+        scale() );
     ++framesDrawn_;
     if ( swapOnLastOnly_ && !last )
         return;
@@ -329,6 +373,20 @@ void Viewer::drawFrame_()
         requestFrameIn( SceneView::cStandsStill );
     drawing_->imgui.drawInterface();
     window_->present();
+}
+
+void Viewer::requestClose()
+{
+    if ( !signals_.closeRequest() )
+        close();
+}
+
+void Viewer::setHistoryStore( std::shared_ptr<HistoryStore> store )
+{
+    history_ = std::move( store );
+    document_->watch( history_.get() );
+    if ( autosave_ )
+        autosave_->watch( history_.get() );
 }
 
 void Viewer::setMenuPlugin( std::shared_ptr<ImGuiMenu> menu )

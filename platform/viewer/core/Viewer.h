@@ -17,7 +17,9 @@ namespace VX
 
 class Camera;
 class HistoryStore;
+class Autosave;
 class ImGuiMenu;
+class SceneDocument;
 class ViewerSetup;
 class ViewerTitle;
 struct DrawSettings;
@@ -32,6 +34,9 @@ struct LaunchParams
     bool windowless = false;
     /// Draws no frames but the pictures that are asked for with `sceneImage`.
     bool picturesOnly = false;
+    /// Opens the window with the size and at the place that it had when it was closed the last time; `width` and
+    /// `height` are for the first time.
+    bool rememberWindow = false;
     /// The program's arguments, without its name.
     std::vector<std::string> arguments;
 };
@@ -61,7 +66,10 @@ public:
     bool stop();
 
     [[nodiscard]] bool isRunning() const { return window_ != nullptr; }
-    void requestClose() { closing_ = true; }
+    /// Closes the window unless a listener of `ViewerSignals::closeRequest` keeps it, to ask about unsaved work first.
+    void requestClose();
+    /// Ends `run` without asking anybody.
+    void close() { closing_ = true; }
     [[nodiscard]] bool isClosing() const { return closing_; }
 
     /// Wakes the loop, so that a new frame is drawn; any thread, and without a started viewer it does nothing.
@@ -76,8 +84,12 @@ public:
     [[nodiscard]] const std::shared_ptr<ImGuiMenu>& getMenuPlugin() const { return menu_; }
 
     /// Steps that the user can take back; null when there is no history.
-    void setHistoryStore( std::shared_ptr<HistoryStore> store ) { history_ = std::move( store ); }
+    void setHistoryStore( std::shared_ptr<HistoryStore> store );
     [[nodiscard]] const std::shared_ptr<HistoryStore>& getHistoryStore() const { return history_; }
+    /// The scene as a file.
+    [[nodiscard]] SceneDocument& document() { return *document_; }
+    /// Keeps unsaved work for the case of a crash; null while no window stands, and where only pictures are drawn.
+    [[nodiscard]] Autosave* autosave() { return autosave_.get(); }
 
     /// Takes over name and version of the title that was there.
     void setViewerTitle( std::shared_ptr<ViewerTitle> title );
@@ -120,6 +132,7 @@ private:
     void connectWindow_();
     void connectInput_();
     void updateTheme_();
+    void storeWindowPlace_();
     void drawFrame_();
     void buildInterface_();
     [[nodiscard]] double waitTime_( double most ) const;
@@ -132,6 +145,8 @@ private:
     std::shared_ptr<ImGuiMenu> menu_;
     std::shared_ptr<HistoryStore> history_;
     std::shared_ptr<ViewerTitle> title_;
+    std::unique_ptr<SceneDocument> document_;
+    std::unique_ptr<Autosave> autosave_;
     std::unique_ptr<Drawing> drawing_;
     std::unique_ptr<Window> window_;
     /// What other threads may touch; null while there is no window.

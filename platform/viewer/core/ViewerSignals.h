@@ -64,6 +64,8 @@ struct ViewerSignals
     ConsumableSignal<> touchpadZoomGestureBegin;
     ConsumableSignal<float, bool> touchpadZoomGestureUpdate; ///< factor since the last; whether by inertia
     ConsumableSignal<> touchpadZoomGestureEnd;
+    /// The window is to be closed; whoever returns true keeps it, and calls `Viewer::close` when it may go.
+    ConsumableSignal<> closeRequest;
     boost::signals2::signal<void( int width, int height )> postResize; ///< of the framebuffer
     boost::signals2::signal<void( float scale )> postRescale;
 };

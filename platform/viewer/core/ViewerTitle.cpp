@@ -2,6 +2,8 @@
 
 #include <VXViewer/core/Viewer.h>
 
+#include <utility>
+
 namespace VX
 {
 
@@ -23,6 +25,12 @@ void ViewerTitle::setSceneName( std::string name )
     update_();
 }
 
+void ViewerTitle::setUnsaved( bool unsaved )
+{
+    if ( std::exchange( unsaved_, unsaved ) != unsaved )
+        update_();
+}
+
 std::string ViewerTitle::compose() const
 {
     std::string out = sceneName_;
@@ -31,7 +39,7 @@ std::string ViewerTitle::compose() const
     out += appName_;
     if ( !version_.empty() )
         out += ( out.empty() ? "" : " " ) + version_;
-    return out;
+    return unsaved_ && !out.empty() ? "*" + out : out;
 }
 
 void ViewerTitle::takeTexts_( const ViewerTitle& other )
@@ -39,6 +47,7 @@ void ViewerTitle::takeTexts_( const ViewerTitle& other )
     appName_ = other.appName_;
     version_ = other.version_;
     sceneName_ = other.sceneName_;
+    unsaved_ = other.unsaved_;
 }
 
 void ViewerTitle::update_()

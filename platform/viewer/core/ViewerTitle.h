@@ -18,6 +18,8 @@ public:
     void setAppName( std::string name );
     void setVersion( std::string version );
     void setSceneName( std::string name );
+    /// Marks the title with a star before it.
+    void setUnsaved( bool unsaved );
 
     [[nodiscard]] virtual std::string compose() const;
 
@@ -32,6 +34,7 @@ private:
     std::string appName_;
     std::string version_;
     std::string sceneName_;
+    bool unsaved_ = false;
 };
 
 } // namespace VX

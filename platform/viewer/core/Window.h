@@ -2,6 +2,7 @@
 
 #include <VXMesh/math/Vector3.h>
 #include <VXViewer/Export.h>
+#include <VXViewer/core/WindowPlace.h>
 
 #include <tl/expected.hpp>
 
@@ -55,6 +56,10 @@ struct WindowOptions
     int width = 1280;
     int height = 800;
     std::string title;
+    /// Where the window stood the last time. `follow` makes it as large for the eye as it was then, or `width` by
+    /// `height` on a screen of scale 1, and keeps it on a screen; without it these are pixels.
+    std::optional<WindowPlace> place;
+    bool follow = false;
     /// Told the scale that the window will most likely have, before the long part of opening it begins; may be empty.
     std::function<void( float )> scaleExpected;
 };
@@ -92,6 +97,10 @@ public:
 
     virtual void setTitle( const std::string& title ) = 0;
     virtual void show() = 0;
+    /// Brings a minimised window back, or asks for attention otherwise.
+    virtual void raise() {}
+    /// Where the window stands, for opening it there the next time; nothing where it stands nowhere.
+    [[nodiscard]] virtual std::optional<WindowPlace> place() const { return {}; }
     /// Tells Dear ImGui the size, the time and the input of the coming frame.
     virtual void newImGuiFrame() = 0;
     /// Takes this window out of Dear ImGui's context, which is about to go.

@@ -1,16 +1,49 @@
 #include <VXViewer/history/HistoryStore.h>
 
+#include <algorithm>
+
 namespace VX
 {
 
 void HistoryStore::appendAction( std::shared_ptr<HistoryAction> action )
 {
+    append_( std::move( action ), false );
+}
+
+void HistoryStore::appendOpening( std::shared_ptr<HistoryAction> action )
+{
+    append_( std::move( action ), isSaved() );
+}
+
+void HistoryStore::append_( std::shared_ptr<HistoryAction> action, bool leavesSaved )
+{
     actions_.resize( done_ );
+    if ( saved_ && saved_->first > done_ )
+        saved_.reset();
+    if ( saved_ )
+        saved_->last = std::min( saved_->last, done_ );
     actions_.push_back( std::move( action ) );
     if ( actions_.size() > cMaxActions )
-        actions_.erase( actions_.begin() );
+        dropOldest_();
     done_ = actions_.size();
+    if ( leavesSaved )
+        saved_ = { saved_ ? saved_->first : done_, done_ };
     changedSignal( *this, ChangeType::AppendAction );
+}
+
+void HistoryStore::dropOldest_()
+{
+    actions_.erase( actions_.begin() );
+    if ( saved_ && saved_->last == 0 )
+        saved_.reset();
+    if ( saved_ )
+        saved_ = { saved_->first - std::min<size_t>( saved_->first, 1 ), saved_->last - 1 };
+}
+
+void HistoryStore::markSaved()
+{
+    saved_ = { done_, done_ };
+    changedSignal( *this, ChangeType::Save );
 }
 
 bool HistoryStore::undo()
@@ -37,6 +70,7 @@ void HistoryStore::clear()
         return;
     actions_.clear();
     done_ = 0;
+    saved_ = SavedPlaces{};
     changedSignal( *this, ChangeType::Clear );
 }
 

@@ -162,14 +162,26 @@ std::vector<Place> placesOf( const Objects& objects )
 
 } // namespace
 
-void add( const std::string& actionName, const Objects& objects )
+std::shared_ptr<HistoryAction> addStep( const std::string& actionName, const Objects& objects )
 {
     auto root = getViewerInstance().sceneRoot().shared_from_this();
     std::vector<Place> places;
     for ( const auto& object : objects )
         places.push_back( { object, root, root->children().size() + places.size() } );
     putBack( places );
-    append( std::make_shared<PresenceAction>( actionName, std::move( places ), true ) );
+    return std::make_shared<PresenceAction>( actionName, std::move( places ), true );
+}
+
+void add( const std::string& actionName, const Objects& objects )
+{
+    append( addStep( actionName, objects ) );
+}
+
+void addOpened( const std::string& actionName, const Objects& objects )
+{
+    auto action = addStep( actionName, objects );
+    if ( const auto& history = getViewerInstance().getHistoryStore() )
+        history->appendOpening( std::move( action ) );
 }
 
 void remove( const std::string& actionName, const Objects& objects )

@@ -1,12 +1,17 @@
 #include <VXViewer/menu/ImGuiMenu.h>
 
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/AxisTriad.h>
 #include <VXViewer/menu/FileDialog.h>
 #include <VXViewer/menu/ModalMessage.h>
 #include <VXViewer/menu/ProgressModal.h>
+#include <VXViewer/menu/QuestionDialog.h>
+#include <VXViewer/menu/RecoveryOffer.h>
 #include <VXViewer/menu/ShortcutSheet.h>
+#include <VXViewer/menu/UnsavedWork.h>
 #include <VXViewer/settings/Config.h>
 
 #include <GLFW/glfw3.h>
@@ -32,9 +37,11 @@ float readUserScaling()
 
 struct ImGuiMenu::Dialogs
 {
+    QuestionDialog question;
     ModalMessage modal;
     FileDialog file;
     ShortcutSheet shortcuts;
+    boost::signals2::scoped_connection closing;
 };
 
 ImGuiMenu::ImGuiMenu()
@@ -79,12 +86,21 @@ void ImGuiMenu::init( Viewer* viewer )
     connectListeners_();
     setupShortcuts_();
     drawCallback = [this] { draw_helpers(); };
+    dialogs_->closing = viewer->signals().closeRequest.connect( InterfaceListeners,
+        [viewer]
+        {
+            UnsavedWork::leave( [viewer] { viewer->close(); } );
+            return true;
+        } );
+    // After the first frame of what a product has queued before, such as a sign-in that covers the scene.
+    CommandLoop::appendCommand( [] { CommandLoop::appendCommand( &offerRecovery ); } );
 }
 
 void ImGuiMenu::shutdown()
 {
     disconnect();
     drawCallback = nullptr;
+    dialogs_ = std::make_unique<Dialogs>();
 }
 
 void ImGuiMenu::setupShortcuts_()
@@ -98,6 +114,13 @@ void ImGuiMenu::showModalMessage( const std::string& message, NotificationType t
 {
     dialogs_->modal.push( message, type );
     getViewerInstance().incrementForceRedrawFrames( 2 );
+}
+
+void ImGuiMenu::ask( Question question )
+{
+    dialogs_->question.push( std::move( question ) );
+    if ( Window* window = getViewerInstance().window() )
+        window->raise();
 }
 
 void ImGuiMenu::pushNotification( const RibbonNotification& notification )
@@ -120,6 +143,9 @@ void ImGuiMenu::draw()
     if ( drawCallback )
         drawCallback();
     const float scale = menu_scaling();
+    // Before all others, which come back when it is answered: the window may be closed while work goes on.
+    if ( dialogs_->question.isShown( isSceneFree_() ) )
+        return dialogs_->question.draw( isSceneFree_(), scale );
     if ( shortcuts_ )
         dialogs_->shortcuts.draw( *shortcuts_, scale );
     dialogs_->file.draw( scale );
@@ -180,10 +206,16 @@ void ImGuiMenu::onSceneClick( Object* object, bool add )
         forEachObject( viewer_().sceneRoot(), [&]( Object& other ) { other.select( &other == object ); } );
 }
 
+bool ImGuiMenu::isSceneFree_() const
+{
+    return inputAllowed_ && !dialogs_->modal.isShown() && !dialogs_->file.isShown() && !dialogs_->shortcuts.isShown() &&
+           !ProgressModal::isShown();
+}
+
 bool ImGuiMenu::isModalShown() const
 {
-    return dialogs_->modal.isShown() || dialogs_->file.isShown() || dialogs_->shortcuts.isShown() ||
-           ProgressModal::isShown();
+    return dialogs_->question.isShown( isSceneFree_() ) || dialogs_->modal.isShown() || dialogs_->file.isShown() ||
+           dialogs_->shortcuts.isShown() || ProgressModal::isShown();
 }
 
 void ImGuiMenu::onEscape_()

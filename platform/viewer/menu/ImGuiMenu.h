@@ -15,6 +15,7 @@
 namespace VX
 {
 
+struct Question;
 class Viewer;
 
 /// The interface over the scene: fonts, scaling, shortcuts, modal messages, progress and file dialogs. A menu derived
@@ -67,6 +68,8 @@ public:
     /// The same with a button beside OK, for what can be done about it; pressing it closes the message, too.
     void showModalMessageWithButton( const std::string& message, NotificationType type, const std::string& buttonName,
         std::function<void()> onButtonClick );
+    /// Asks a question that has to be answered. Further ones wait for their turn.
+    void ask( Question question );
     /// Shows a note; this menu has no place for it and writes it to the log.
     virtual void pushNotification( const RibbonNotification& notification );
     /// Takes the note of a key away.
@@ -150,6 +153,7 @@ private:
     struct Dialogs;
 
     void connectListeners_();
+    [[nodiscard]] bool isSceneFree_() const;
     bool processKey_( int key, int modifiers, bool repeated );
 
     Viewer* viewerPtr_ = nullptr;

@@ -32,10 +32,13 @@ struct DefaultShortcut
     const char* item;
     ShortcutKey key;
     Category category;
+    /// A second key of the tool; the sheet tells both, its button the first.
+    bool another = false;
 };
 
 // Keys that users of other viewers expect; the digits are those of the number block's views.
 constexpr DefaultShortcut cShortcuts[] = {
+    { "New scene", { GLFW_KEY_N, GLFW_MOD_CONTROL }, Category::Scene },
     { "Open files", { GLFW_KEY_O, GLFW_MOD_CONTROL }, Category::Scene },
     { "Save scene", { GLFW_KEY_S, GLFW_MOD_CONTROL }, Category::Scene },
     { "Save scene as", { GLFW_KEY_S, GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, Category::Scene },
@@ -46,7 +49,8 @@ constexpr DefaultShortcut cShortcuts[] = {
     { "Hide selected", { GLFW_KEY_H, 0 }, Category::Objects },
     { "Show all", { GLFW_KEY_H, GLFW_MOD_SHIFT }, Category::Objects },
     { "Measure distance", { GLFW_KEY_M, 0 }, Category::Objects },
-    { "Create Simple Objects", { GLFW_KEY_N, GLFW_MOD_CONTROL }, Category::Objects },
+    { "Create Simple Objects", { GLFW_KEY_N, GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, Category::Objects },
+    { "Redo", { GLFW_KEY_Y, GLFW_MOD_CONTROL }, Category::Edit, true },
     { "Fit all", { GLFW_KEY_F, 0 }, Category::View },
     { "Fit selected", { GLFW_KEY_F, GLFW_MOD_SHIFT }, Category::View },
     { "Isometric view", { GLFW_KEY_0, 0 }, Category::View },
@@ -137,20 +141,23 @@ void RibbonMenu::setupShortcuts_()
 {
     if ( !shortcuts_ )
         ImGuiMenu::setupShortcuts_();
-    for ( const auto& [item, key, category] : cShortcuts )
-        addRibbonItemShortcut_( item, key, category );
+    for ( const auto& [item, key, category, another] : cShortcuts )
+        addRibbonItemShortcut_( item, key, category, another );
     const auto set = shortcuts_->setShortcut(
         { GLFW_KEY_F, GLFW_MOD_CONTROL }, { Category::Info, "Search", [this] { search_.activate(); } } );
     if ( !set )
         spdlog::error( "{}", set.error() );
 }
 
-void RibbonMenu::addRibbonItemShortcut_( const std::string& itemName, ShortcutKey key, Category category )
+void RibbonMenu::addRibbonItemShortcut_( const std::string& itemName, ShortcutKey key, Category category, bool another )
 {
     const auto item = RibbonSchemaHolder::findItem( itemName );
     if ( !item || !shortcuts_ )
         return;
-    const auto set = shortcuts_->setShortcut( key, { category, itemName, [this, item] { emitItemPressed( item ); } } );
+    const auto set = shortcuts_->setShortcut( key, { .category = category,
+                                                       .name = itemName,
+                                                       .action = [this, item] { emitItemPressed( item ); },
+                                                       .another = another } );
     if ( !set )
         spdlog::error( "{}", set.error() );
 }
@@ -277,14 +284,16 @@ void RibbonMenu::drawRibbonSceneList_()
 {
     const float scale = menu_scaling(), top = std::round( getTopPanelHeight() * scale );
     ImGui::SetNextWindowPos( { 0, top } );
-    ImGui::SetNextWindowSize( { getSceneListWidth(), ImGui::GetIO().DisplaySize.y - top } );
+    // A size of 0 would be that of its contents.
+    ImGui::SetNextWindowSize( { getSceneListWidth(), std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 0 );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
     ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) );
     ImGui::Begin( "##sceneList", nullptr, cPanelFlags );
     ImGui::PopStyleColor();
-    ImGui::PopStyleVar( 3 );
+    ImGui::PopStyleVar( 4 );
     UI::text( RibbonFontManager::FontType::SemiBold, "Scene" );
     const float buttons = 22 * scale + ImGui::GetStyle().ItemSpacing.y;
     const float footer = ImGui::GetTextLineHeight() + ImGui::GetStyle().ItemSpacing.y;
@@ -365,7 +374,9 @@ void RibbonMenu::drawActiveList_()
 
 void RibbonMenu::drawNotifications_()
 {
-    parts_->notifications.draw( menu_scaling() );
+    const float scale = menu_scaling();
+    parts_->notifications.draw(
+        std::min( ( getTopPanelHeight() + 8 ) * scale, ImGui::GetIO().DisplaySize.y / 2 ), scale );
 }
 
 void RibbonMenu::drawHint_()

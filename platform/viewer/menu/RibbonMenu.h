@@ -83,8 +83,9 @@ public:
 
 protected:
     /// Binds a key to a tool; nothing happens when there is no such tool. A key that is taken stays with its tool, and
-    /// the log says so.
-    void addRibbonItemShortcut_( const std::string& itemName, ShortcutKey key, ShortcutManager::Category category );
+    /// the log says so. `another` is a key beside the one that the tool is known by.
+    void addRibbonItemShortcut_(
+        const std::string& itemName, ShortcutKey key, ShortcutManager::Category category, bool another = false );
     /// Reads the list of selected objects that requirements are asked with.
     void updateSelectedObjects_();
     void onEscape_() override;

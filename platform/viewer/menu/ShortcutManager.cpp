@@ -67,10 +67,13 @@ bool ShortcutManager::processShortcut( ShortcutKey key, bool repeated ) const
 
 std::optional<ShortcutKey> ShortcutManager::findShortcutByName( const std::string& name ) const
 {
+    std::optional<ShortcutKey> second;
     for ( const auto& [key, command] : commands_ )
-        if ( command.name == name )
+        if ( command.name == name && !command.another )
             return key;
-    return {};
+        else if ( command.name == name )
+            second = key;
+    return second;
 }
 
 std::vector<ShortcutManager::Entry> ShortcutManager::getShortcutList() const

@@ -45,6 +45,8 @@ public:
         std::function<void()> action;
         /// Whether holding the key down does it again.
         bool repeatable = false;
+        /// A second key for what another one does, too: told only where the command has no other.
+        bool another = false;
     };
 
     struct Entry

@@ -20,6 +20,21 @@ std::string& configName()
     return sName;
 }
 
+/// Our folder in one of the base directories, made for its owner alone where it is missing.
+std::filesystem::path privateFolder( const char* variable, const char* belowHome )
+{
+    const std::lock_guard lock( sMutex );
+    const char* xdg = std::getenv( variable );
+    // The standard says to ignore a relative path.
+    const auto base = xdg && *xdg == '/' ? std::filesystem::path( xdg ) : getUserHomeDir() / belowHome;
+    const auto dir = base / configName();
+    std::error_code ec;
+    std::filesystem::create_directories( base, ec );
+    if ( ::mkdir( dir.c_str(), 0700 ) == 0 )
+        ::chmod( dir.c_str(), 0700 );
+    return dir;
+}
+
 } // namespace
 
 void setUserConfigName( std::string name )
@@ -38,16 +53,12 @@ std::filesystem::path getUserHomeDir()
 
 std::filesystem::path getUserConfigDir()
 {
-    const std::lock_guard lock( sMutex );
-    const char* xdg = std::getenv( "XDG_CONFIG_HOME" );
-    // The standard says to ignore a relative path.
-    const auto base = xdg && *xdg == '/' ? std::filesystem::path( xdg ) : getUserHomeDir() / ".config";
-    const auto dir = base / configName();
-    std::error_code ec;
-    std::filesystem::create_directories( base, ec );
-    if ( ::mkdir( dir.c_str(), 0700 ) == 0 )
-        ::chmod( dir.c_str(), 0700 );
-    return dir;
+    return privateFolder( "XDG_CONFIG_HOME", ".config" );
+}
+
+std::filesystem::path getUserStateDir()
+{
+    return privateFolder( "XDG_STATE_HOME", ".local/state" );
 }
 
 } // namespace VX

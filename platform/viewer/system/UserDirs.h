@@ -15,6 +15,10 @@ VXVIEWER_API void setUserConfigName( std::string name );
 /// created, readable by its owner alone, when it is missing. Any thread.
 [[nodiscard]] VXVIEWER_API std::filesystem::path getUserConfigDir();
 
+/// The per-user folder of what a program keeps between runs without being a setting, `$XDG_STATE_HOME/NAME` or
+/// `~/.local/state/NAME`; created in the same way. Any thread.
+[[nodiscard]] VXVIEWER_API std::filesystem::path getUserStateDir();
+
 /// The user's home folder, or the root when the environment does not tell.
 [[nodiscard]] VXVIEWER_API std::filesystem::path getUserHomeDir();
 

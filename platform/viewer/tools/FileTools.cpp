@@ -1,9 +1,11 @@
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/menu/UnsavedWork.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/tools/FunctionItem.h>
 
@@ -22,13 +24,6 @@ ImGuiMenu* menu()
     return viewer().getMenuPlugin().get();
 }
 
-/// Where the scene was saved last; empty when it was not.
-std::filesystem::path& sceneFile()
-{
-    static std::filesystem::path sFile;
-    return sFile;
-}
-
 void tellSaved( const tl::expected<void, std::string>& saved, const std::filesystem::path& file )
 {
     if ( saved )
@@ -37,27 +32,14 @@ void tellSaved( const tl::expected<void, std::string>& saved, const std::filesys
         menu()->showModalMessage( saved.error(), NotificationType::Error );
 }
 
-void saveSceneTo( const std::filesystem::path& file )
+void newScene()
 {
-    const auto saved = saveVxu( file, viewer().sceneRoot().children() );
-    if ( saved )
-        sceneFile() = file;
-    tellSaved( saved, file );
-}
-
-void saveSceneAs()
-{
-    const auto& children = viewer().sceneRoot().children();
-    const auto name = children.size() == 1 ? children.front()->name() : std::string( "scene" );
-    menu()->saveFileDialog( name.empty() ? "scene" : name, ".vxu", &saveSceneTo );
-}
-
-void saveScene()
-{
-    if ( sceneFile().empty() )
-        saveSceneAs();
-    else
-        saveSceneTo( sceneFile() );
+    UnsavedWork::leave(
+        []
+        {
+            viewer().document().clear();
+            viewer().incrementForceRedrawFrames( 2 );
+        } );
 }
 
 bool hasSelectedAncestor( const Object& object )
@@ -93,10 +75,12 @@ void savePicture()
         { tellSaved( savePng( file, *image ), file ); } );
 }
 
+const FunctionItemRegistrar cNew( FunctionItemParams{ "New scene", &newScene, {}, {} } );
 const FunctionItemRegistrar cOpen( FunctionItemParams{ "Open files", [] { menu()->openFileDialog(); }, {}, {} } );
-const FunctionItemRegistrar cSave( FunctionItemParams{ "Save scene", &saveScene, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cSave(
+    FunctionItemParams{ "Save scene", [] { UnsavedWork::save(); }, &Requirements::anyObject, {} } );
 const FunctionItemRegistrar cSaveAs(
-    FunctionItemParams{ "Save scene as", &saveSceneAs, &Requirements::anyObject, {} } );
+    FunctionItemParams{ "Save scene as", [] { UnsavedWork::saveAs(); }, &Requirements::anyObject, {} } );
 const FunctionItemRegistrar cSaveSelected(
     FunctionItemParams{ "Save selected", &saveSelected, &Requirements::anySelected, {} } );
 const FunctionItemRegistrar cPicture( FunctionItemParams{ "Save picture", &savePicture, {}, {} } );

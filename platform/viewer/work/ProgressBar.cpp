@@ -3,6 +3,7 @@
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/recovery/Autosave.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -64,6 +65,8 @@ void finish( const std::shared_ptr<Job>& job, const ProgressBar::PostProcessing&
         showError( error );
     else if ( post )
         post();
+    if ( auto* autosave = getViewerInstance().autosave() )
+        autosave->workEnded( Clock::now() - job->start );
 }
 
 void runJob( const std::shared_ptr<Job>& job, const std::function<ProgressBar::PostProcessing()>& work )

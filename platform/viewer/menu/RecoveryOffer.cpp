@@ -1,0 +1,105 @@
+#include <VXViewer/menu/RecoveryOffer.h>
+
+#include <VXMesh/formats/FileFormats.h>
+#include <VXMesh/io/Path.h>
+#include <VXViewer/core/SceneDocument.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/QuestionDialog.h>
+#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/work/ProgressBar.h>
+
+#include <ctime>
+#include <deque>
+
+namespace VX
+{
+namespace
+{
+
+/// Those that were not answered yet; what is left of them at the end stays for the next start.
+using Slots = std::shared_ptr<std::deque<RecoverySlot>>;
+
+std::string shownTime( int64_t seconds )
+{
+    const auto time = std::time_t( seconds );
+    std::tm local{};
+    char text[64] = "";
+    if ( ::localtime_r( &time, &local ) )
+        (void)std::strftime( text, sizeof text, "%e %B %Y, %H:%M", &local );
+    return text;
+}
+
+std::string textOf( const RecoveryInfo& info )
+{
+    constexpr size_t cLongest = 60;
+    const auto name = utf8string( info.file.filename() );
+    const auto scene = name.empty() || name.size() > cLongest ? std::string( "A scene" ) : "\"" + name + "\"";
+    return scene + " was not saved when the program ended. This is what was kept of it on " + shownTime( info.time ) +
+           ".";
+}
+
+void takeOver( RecoverySlot slot, const LoadedObjects& loaded )
+{
+    auto& viewer = getViewerInstance();
+    const bool alone = viewer.sceneRoot().children().empty();
+    SceneEdits::add( "Recover", loaded.objects );
+    if ( alone )
+        viewer.document().setFile( slot.info().file );
+    viewer.fitScene();
+    if ( auto* autosave = viewer.autosave() )
+        autosave->adopt( std::move( slot ) );
+}
+
+void recover( const Slots& slots )
+{
+    const auto slot = std::make_shared<RecoverySlot>( std::move( slots->front() ) );
+    slots->clear();
+    const auto load = [slot]
+    {
+        auto result = std::make_shared<tl::expected<LoadedObjects, std::string>>(
+            loadObjectFromFile( slot->scene(), &ProgressBar::setProgress ) );
+        return [slot, result]
+        {
+            if ( *result )
+                takeOver( std::move( *slot ), **result );
+            else
+                getViewerInstance().getMenuPlugin()->showModalMessage( result->error(), NotificationType::Error );
+        };
+    };
+    if ( !ProgressBar::orderWithMainThreadPostProcessing( "Recovering", load ) )
+        load()();
+}
+
+void askAboutFirst( const Slots& slots )
+{
+    const auto& menu = getViewerInstance().getMenuPlugin();
+    if ( slots->empty() || !menu )
+        return;
+    const auto discard = [slots]
+    {
+        slots->front().remove();
+        slots->pop_front();
+        askAboutFirst( slots );
+    };
+    menu->ask( { .title = "Recover unsaved work?",
+        .text = textOf( slots->front().info() ),
+        .answers = { { "Recover", [slots] { recover( slots ); } }, { "Discard", discard } },
+        .isPatient = true } );
+}
+
+} // namespace
+
+void offerRecovery()
+{
+    const auto* autosave = getViewerInstance().autosave();
+    if ( !autosave )
+        return;
+    const auto slots = std::make_shared<std::deque<RecoverySlot>>();
+    for ( auto& slot : RecoverySlot::takeAbandoned( autosave->folder() ) )
+        slots->push_back( std::move( slot ) );
+    askAboutFirst( slots );
+}
+
+} // namespace VX

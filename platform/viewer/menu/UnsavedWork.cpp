@@ -1,0 +1,78 @@
+#include <VXViewer/menu/UnsavedWork.h>
+
+#include <VXMesh/io/Path.h>
+#include <VXViewer/core/SceneDocument.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/QuestionDialog.h>
+
+namespace VX::UnsavedWork
+{
+namespace
+{
+
+SceneDocument& document()
+{
+    return getViewerInstance().document();
+}
+
+/// For as long as it lives; null without one.
+std::shared_ptr<ImGuiMenu> menu()
+{
+    return getViewerInstance().getMenuPlugin();
+}
+
+void saveTo( const std::filesystem::path& file, const Action& then )
+{
+    const auto saved = document().save( file );
+    if ( !saved )
+        return menu()->showModalMessage( saved.error(), NotificationType::Error );
+    menu()->pushNotification( { .header = "Saved", .text = utf8string( file ), .type = NotificationType::Time } );
+    if ( then )
+        then();
+}
+
+std::string suggestedName()
+{
+    if ( !document().file().empty() )
+        return utf8string( document().file().stem() );
+    const auto& children = getViewerInstance().sceneRoot().children();
+    const auto name = children.size() == 1 ? children.front()->name() : std::string();
+    return name.empty() ? "scene" : name;
+}
+
+/// As the scene is called in a question: long names do not fill the window.
+std::string shownName()
+{
+    constexpr size_t cLongest = 60;
+    const auto name = utf8string( document().file().filename() );
+    if ( name.empty() || name.size() > cLongest )
+        return "this scene";
+    return "\"" + name + "\"";
+}
+
+} // namespace
+
+void saveAs( Action then )
+{
+    menu()->saveFileDialog( suggestedName(), ".vxu",
+        [then = std::move( then )]( const std::filesystem::path& file ) { saveTo( file, then ); } );
+}
+
+void save( Action then )
+{
+    if ( document().file().empty() )
+        return saveAs( std::move( then ) );
+    saveTo( document().file(), then );
+}
+
+void leave( Action then )
+{
+    if ( document().isSaved() || !menu() )
+        return then();
+    menu()->ask( { .title = "Save the changes to " + shownName() + "?",
+        .text = "What was changed since it was saved is lost otherwise.",
+        .answers = { { "Save", [then] { save( then ); } }, { "Cancel", {} }, { "Discard", then } } } );
+}
+
+} // namespace VX::UnsavedWork

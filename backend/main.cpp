@@ -6,10 +6,10 @@
 
 #include <VXMesh/system/PrivateMemory.h>
 #include <VXMesh/system/SystemInfo.h>
+#include <VXMesh/system/TerminalLog.h>
 
 #include <CLI/CLI.hpp>
 #include <curl/curl.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 
 #include <csignal>
@@ -149,7 +149,7 @@ void addConvertCommand( CLI::App& app, ConvertCommand& convert, uint64_t& memory
 int main( int argc, char** argv )
 {
     VX::keepMemoryPrivate();
-    spdlog::set_default_logger( spdlog::stderr_color_mt( "backend" ) );
+    VX::startTerminalLog( "backend" );
     curl_global_init( CURL_GLOBAL_DEFAULT );
     CLI::App app( "Back end of Orvanta: the services on one machine" );
     app.set_version_flag( "--version", VX::GetVXVersionString() );

@@ -6,6 +6,7 @@
 #include "identity/Passwords.h"
 
 #include <VXMesh/io/AtomicFile.h>
+#include <VXMesh/io/Text.h>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -109,7 +110,7 @@ Result resetUser( const UserCommand& command, const Account& account, Store& sto
 Result listUsers( Store& store )
 {
     for ( const auto& account : store.accounts->list() )
-        std::cout << fmt::format( "{:<40} {:<12} since {:%Y-%m-%d}\n", account.email,
+        std::cout << fmt::format( "{:<40} {:<12} since {:%Y-%m-%d}\n", visibleText( account.email ),
             account.confirmed ? "confirmed" : "unconfirmed", account.created );
     return {};
 }
@@ -159,7 +160,7 @@ int runUserCommand( const UserCommand& command )
     const auto result = run( command );
     if ( result )
         return 0;
-    std::cerr << result.error() << "\n";
+    std::cerr << visibleText( result.error() ) << "\n";
     return 1;
 }
 

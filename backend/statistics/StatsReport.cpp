@@ -4,6 +4,8 @@
 #include "database/Database.h"
 #include "statistics/StatsStore.h"
 
+#include <VXMesh/io/Text.h>
+
 #include <fmt/format.h>
 
 #include <iostream>
@@ -30,13 +32,13 @@ std::string csvField( const std::string& text )
     return out + "\"";
 }
 
-/// Reported texts may hold anything; a terminal gets none of its commands.
+/// Reported texts may hold anything; a terminal gets none of its commands, and a table no lines.
 std::string printable( std::string text )
 {
     for ( char& c : text )
         if ( static_cast<unsigned char>( c ) < ' ' || c == 0x7f )
             c = '?';
-    return text;
+    return visibleText( text );
 }
 
 std::vector<Section> readSections( Database& database, const StatsReportOptions& options )

@@ -42,6 +42,71 @@ TEST_F( Dialogs, MessagesWaitForTheirTurnAndTheSameOneIsShownOnce )
     EXPECT_FALSE( menu_->isModalShown() );
 }
 
+TEST_F( Dialogs, AMessageOfAnyLengthScrollsAboveItsButton )
+{
+    const std::string megabyte( 1 << 20, 'x' );
+    std::string lines;
+    for ( int i = 0; i < 5000; ++i )
+        lines += "line " + std::to_string( i ) + "\n";
+    for ( const auto& text : { megabyte, lines } )
+    {
+        menu_->showModalMessage( text, NotificationType::Error );
+        settle();
+        ASSERT_TRUE( isWindowShown( "##modalMessage" ) );
+        const auto high = windowPointFromTop( "##modalMessage", 0, 0 ), low = windowPoint( "##modalMessage", 0, 0 );
+        EXPECT_GE( high.y, 0 );
+        EXPECT_LE( low.y, float( window().height() ) );
+        const auto before = frame();
+        window().moveMouse( ( high + low ) * 0.5f );
+        settle();
+        window().scroll( -20 );
+        settle();
+        if ( text == lines )
+        {
+            EXPECT_GT( difference( before, frame() ), 100u ) << "it scrolls";
+        }
+        click( windowPoint( "##modalMessage", 50, 30 ) );
+        EXPECT_FALSE( isWindowShown( "##modalMessage" ) );
+    }
+}
+
+TEST_F( Dialogs, ANotificationOfAnyLengthKeepsItsButtonsInReach )
+{
+    bool pressed = false;
+    menu_->pushNotification( { .header = std::string( 100'000, 'h' ),
+        .text = std::string( 1 << 20, 'x' ),
+        .buttonName = "Again",
+        .onButtonClick = [&] { pressed = true; },
+        .type = NotificationType::Error,
+        .lifeTimeSec = 0 } );
+    settle();
+    ASSERT_TRUE( isWindowShown( "##notification" ) );
+    EXPECT_GT( windowPointFromTop( "##notification", 0, 0 ).y, 150 );
+    click( { windowPointFromTop( "##notification", 40, 0 ).x, windowPoint( "##notification", 0, 24 ).y } );
+    EXPECT_TRUE( pressed );
+    EXPECT_FALSE( isWindowShown( "##notification" ) );
+}
+
+TEST_F( Dialogs, NotificationsForWhichThereIsNoRoomWait )
+{
+    for ( int i = 0; i < 40; ++i )
+        menu_->pushNotification( { .header = "Note " + std::to_string( i ),
+            .text = "It is here",
+            .type = NotificationType::Info,
+            .lifeTimeSec = 1000 } );
+    settle();
+    EXPECT_TRUE( isWindowShown( "##notification0" ) );
+    EXPECT_FALSE( isWindowShown( "##notification39" ) );
+    for ( int i = 0; i < 39; ++i )
+    {
+        const auto name = "##notification" + std::to_string( i );
+        ASSERT_TRUE( isWindowShown( name ) ) << i;
+        EXPECT_GT( windowPointFromTop( name, 0, 0 ).y, 120 ) << i;
+        click( { windowPoint( name, 26, 0 ).x, windowPointFromTop( name, 0, 22 ).y } );
+    }
+    EXPECT_TRUE( isWindowShown( "##notification39" ) );
+}
+
 TEST_F( Dialogs, NotificationIsClosedByItsCross )
 {
     menu_->pushNotification(

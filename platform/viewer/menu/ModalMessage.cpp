@@ -7,6 +7,8 @@
 
 #include <imgui.h>
 
+#include <algorithm>
+
 namespace VX
 {
 namespace
@@ -38,9 +40,9 @@ void ModalMessage::push( std::string text, NotificationType type )
 {
     // The same failure of many files is one piece of news.
     for ( const auto& message : queue_ )
-        if ( message.text == text && message.type == type )
+        if ( message.text.text() == text && message.type == type )
             return;
-    queue_.push_back( { std::move( text ), type } );
+    queue_.push_back( { TextBox( std::move( text ) ), type } );
 }
 
 void ModalMessage::addButton(
@@ -93,7 +95,9 @@ void ModalMessage::draw( float scale )
         ImGui::TextUnformatted( look.title );
     }
     ImGui::Dummy( { 0, 2 * scale } );
-    UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), queue_.front().text );
+    const float textHeight = std::max( ImGui::GetIO().DisplaySize.y - 160 * scale, 2 * ImGui::GetTextLineHeight() );
+    queue_.front().text.draw(
+        "##text", ImGui::GetStyleColorVec4( ImGuiCol_Text ), ImGui::GetContentRegionAvail().x, textHeight );
     ImGui::Dummy( { 0, 6 * scale } );
     std::function<void()> clicked;
     if ( drawButtons_( width, scale, clicked ) )

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <VXViewer/menu/Notification.h>
+#include <VXViewer/ui/TextBox.h>
 
 #include <deque>
 
 namespace VX
 {
 
-/// Texts that have to be confirmed, one after the other.
+/// Texts that have to be confirmed, one after the other. A long one scrolls above its button.
 class ModalMessage
 {
 public:
@@ -21,7 +22,7 @@ public:
 private:
     struct Message
     {
-        std::string text;
+        TextBox text;
         NotificationType type;
         std::string buttonName = {};
         std::function<void()> onButtonClick = {};

@@ -9,11 +9,17 @@
 #include <imgui.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace VX
 {
 namespace
 {
+
+constexpr ImGuiWindowFlags cFlags = ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
+                                    ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav;
+// At scale 1.
+constexpr float cMargin = 16, cWidth = 320, cGap = 8, cRowHeight = 30;
 
 struct Look
 {
@@ -49,8 +55,8 @@ void NotificationList::push( const RibbonNotification& notification )
         [&]( const Entry& entry ) { return !notification.key.empty() && entry.notification.key == notification.key; } );
     if ( former != entries_.end() )
     {
-        former->notification = notification;
-        former->shownAt = -1;
+        *former = { notification, TextBox( notification.header ), TextBox( notification.text ), -1, 1, former->id,
+            former->height };
         return;
     }
     const auto same = std::find_if( entries_.begin(), entries_.end(),
@@ -61,14 +67,15 @@ void NotificationList::push( const RibbonNotification& notification )
         } );
     if ( same != entries_.end() )
     {
-        ++same->count;
+        same->header = TextBox( fmt::format( "{} ({})", notification.header, ++same->count ) );
         same->shownAt = -1;
         return;
     }
-    entries_.push_back( { notification, -1, 1, nextId_++ } );
+    entries_.push_back(
+        { notification, TextBox( notification.header ), TextBox( notification.text ), -1, 1, nextId_++, 0 } );
 }
 
-bool NotificationList::drawContents_( const Entry& entry, float width, float scale, std::function<void()>& clicked )
+bool NotificationList::drawContents_( Entry& entry, float width, float scale, std::function<void()>& clicked )
 {
     const auto& note = entry.notification;
     const auto look = lookOf( note.type );
@@ -76,16 +83,15 @@ bool NotificationList::drawContents_( const Entry& entry, float width, float sca
     ImGui::SameLine();
     {
         const FontScope semiBold( RibbonFontManager::FontType::SemiBold );
-        const auto header = entry.count > 1 ? fmt::format( "{} ({})", note.header, entry.count ) : note.header;
-        ImGui::PushTextWrapPos( width - 40 * scale );
-        ImGui::TextUnformatted( header.data(), header.data() + header.size() );
-        ImGui::PopTextWrapPos();
+        entry.header.draw( "##header", ImGui::GetStyleColorVec4( ImGuiCol_Text ),
+            width - 40 * scale - ImGui::GetCursorPosX(), 4 * ImGui::GetTextLineHeight() );
     }
     ImGui::SameLine( width - 34 * scale );
     bool close = UI::glyphButton( Icons::cClose, "close", themeVec4( ColorTheme::DimText ) );
     UI::setTooltipIfHovered( "Dismiss", scale );
     if ( !note.text.empty() )
-        UI::wrapped( themeVec4( ColorTheme::DimText ), note.text );
+        entry.text.draw( "##text", themeVec4( ColorTheme::DimText ), ImGui::GetContentRegionAvail().x,
+            8 * ImGui::GetTextLineHeight() );
     if ( note.progress >= 0 )
         ImGui::ProgressBar( note.progress, { -1, 6 * scale }, "" );
     if ( !note.buttonName.empty() && ImGui::Button( note.buttonName.c_str() ) )
@@ -100,17 +106,18 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
 {
     const float lifeTime = entry.notification.lifeTimeSec;
     const ImVec2 display = ImGui::GetIO().DisplaySize;
-    const float margin = 16 * scale, width = std::min( 320 * scale, display.x - 2 * margin );
+    const float margin = cMargin * scale, width = std::min( cWidth * scale, display.x - 2 * margin );
     ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
     ImGui::SetNextWindowSize( { width, 0 } );
     const auto id = fmt::format( "##notification{}", entry.id );
-    ImGui::Begin( id.c_str(), nullptr,
-        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-            ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
+    ImGui::Begin( id.c_str(), nullptr, cFlags );
     const bool close = drawContents_( entry, width, scale, clicked );
     const bool hovered = ImGui::IsWindowHovered( ImGuiHoveredFlags_ChildWindows );
     const float height = ImGui::GetWindowHeight();
     ImGui::End();
+    // What has room is known once the height is.
+    if ( std::exchange( entry.height, height ) != height )
+        getViewerInstance().incrementForceRedrawFrames( 2 );
     if ( entry.shownAt < 0 || hovered )
         entry.shownAt = ImGui::GetTime();
     if ( close )
@@ -124,20 +131,72 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
     return height;
 }
 
-void NotificationList::draw( float scale )
+size_t NotificationList::fitting_( float room, float scale ) const
+{
+    constexpr float cExpected = 66;
+    size_t count = 0;
+    for ( auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry, ++count )
+    {
+        room -= ( entry->height > 0 ? entry->height : cExpected * scale ) + cGap * scale;
+        if ( room < 0 )
+            break;
+    }
+    // The newest is shown in the smallest window.
+    return std::max<size_t>( count, 1 );
+}
+
+float NotificationList::drawRow_( size_t waiting, float bottom, float scale )
+{
+    const ImVec2 display = ImGui::GetIO().DisplaySize;
+    const float margin = cMargin * scale, width = std::min( cWidth * scale, display.x - 2 * margin );
+    const float height = cRowHeight * scale;
+    ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
+    ImGui::SetNextWindowSize( { width, height } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 12 * scale, 6 * scale } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
+    ImGui::Begin( "##notificationRow", nullptr, cFlags | ImGuiWindowFlags_NoScrollbar );
+    ImGui::PopStyleVar( 2 );
+    if ( waiting > 0 )
+    {
+        UI::colored( themeVec4( ColorTheme::DimText ), fmt::format( "{} more", waiting ) );
+        ImGui::SameLine();
+    }
+    constexpr const char* cDismiss = "Dismiss all";
+    ImGui::SetCursorPosX( width - ImGui::CalcTextSize( cDismiss ).x - 12 * scale );
+    if ( UI::link( cDismiss, themeVec4( ColorTheme::Text ) ) )
+        entries_.clear();
+    ImGui::End();
+    return height;
+}
+
+void NotificationList::draw( float top, float scale )
 {
     if ( entries_.empty() )
         return;
-    // Above the axes in the corner.
-    float bottom = ImGui::GetIO().DisplaySize.y - 116 * scale;
     const size_t before = entries_.size();
+    const float lowest = ImGui::GetIO().DisplaySize.y;
+    // Above the axes in the corner, where the window is not too small for that.
+    float bottom = lowest - 116 * scale;
+    if ( bottom - top < 100 * scale )
+        bottom = lowest - 8 * scale;
+    const float row = ( cRowHeight + cGap ) * scale;
+    size_t shown = fitting_( bottom - top, scale );
+    const bool hasRow = before > 2 || shown < before;
+    if ( hasRow )
+    {
+        shown = fitting_( bottom - top - row, scale );
+        bottom -= drawRow_( before - shown, bottom, scale ) + cGap * scale;
+    }
     // What a button does may push and remove notes, so it is done when the list stands still.
     std::function<void()> clicked;
+    size_t index = 0;
     std::erase_if( entries_,
         [&]( Entry& entry )
         {
+            if ( index++ < before - shown )
+                return false;
             const float height = drawEntry_( entry, bottom, scale, clicked );
-            bottom -= std::max( height, 0.f ) + 8 * scale;
+            bottom -= std::max( height, 0.f ) + cGap * scale;
             return height < 0;
         } );
     if ( entries_.size() != before )

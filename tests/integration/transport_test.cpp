@@ -325,6 +325,19 @@ TEST_F( Transport, EndsInTimeAgainstAServerThatNeverAnswers )
     EXPECT_EQ( codeOf( promise.get_future().get() ), 0 );
 }
 
+TEST_F( Transport, SendsAgainAfterItWasFinished )
+{
+    RawTlsServer server( []( const std::string& ) { return RawTlsServer::answer( "x" ); } );
+    EXPECT_EQ( codeOf( get( "/" ) ), 200 );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+    EXPECT_EQ( get( "/" )["error"], "The program is closing" );
+    resumeWebRequests();
+    EXPECT_EQ( codeOf( get( "/" ) ), 200 );
+    const auto kept = webTransport();
+    resumeWebRequests();
+    EXPECT_EQ( webTransport(), kept ) << "one that works is not replaced";
+}
+
 TEST_F( Transport, LosesNoneOfAThousandRequests )
 {
     RawTlsServer server( []( const std::string& request )

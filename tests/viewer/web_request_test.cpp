@@ -1,3 +1,5 @@
+#include "support/ScratchFolder.h"
+
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebRequest.h>
@@ -108,6 +110,59 @@ TEST_F( WebRequestTest, BlocksWhenNotAsync )
     WebRequest request;
     request.send( "https://x", "log", [&]( const Json::Value& r ) { code = r["code"].asInt(); }, false );
     EXPECT_EQ( code, 201 );
+}
+
+TEST_F( WebRequestTest, ScriptedProgressIsToldOnAnotherThreadThanTheSenders )
+{
+    setWebTransport( std::make_shared<ScriptedTransport>(
+        []( const WebRequestData& )
+        {
+            auto response = ScriptedTransport::response( 200, "there" );
+            for ( const float fraction : { 0.25f, 0.5f, 1.f } )
+                response["progress"].append( fraction );
+            return response;
+        } ) );
+    std::vector<float> seen;
+    std::thread::id thread;
+    WebRequest request( "https://x" );
+    request.setUploadProgressCallback(
+        [&]( float fraction )
+        {
+            seen.push_back( fraction );
+            thread = std::this_thread::get_id();
+            return true;
+        } );
+    std::promise<std::string> text;
+    request.send( [&]( const Json::Value& r ) { text.set_value( r["text"].asString() ); } );
+    EXPECT_EQ( text.get_future().get(), "there" );
+    EXPECT_EQ( seen, ( std::vector<float>{ 0.25f, 0.5f, 1.f } ) );
+    EXPECT_NE( thread, std::this_thread::get_id() );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+}
+
+TEST_F( WebRequestTest, AScriptedTransferThatIsToStopIsAnsweredAsCanceledAndWritesNoFile )
+{
+    const Testing::ScratchFolder folder;
+    WebRequest request( "https://x" );
+    request.setOutputPath( ( folder.path() / "out" ).string() );
+    std::thread::id thread;
+    request.setDownloadProgressCallback(
+        [&]( float fraction )
+        {
+            thread = std::this_thread::get_id();
+            return fraction < 0.5f;
+        } );
+    EXPECT_FALSE( transport_->reportProgress( 0 ) );
+    std::promise<Json::Value> answer;
+    request.send( [&]( const Json::Value& r ) { answer.set_value( r ); } );
+    EXPECT_EQ( transport_->reportProgress( 0.25f ), true );
+    EXPECT_NE( thread, std::this_thread::get_id() );
+    EXPECT_EQ( transport_->reportProgress( 0.5f ), false );
+    const auto response = answer.get_future().get();
+    EXPECT_EQ( response["code"], 0 );
+    EXPECT_EQ( response["error"], "Operation was canceled" );
+    EXPECT_TRUE( std::filesystem::is_empty( folder.path() ) );
+    EXPECT_FALSE( transport_->deliver( ScriptedTransport::response( 200, "" ) ) ) << "nothing waits any more";
 }
 
 TEST_F( WebRequestTest, AnswersWhatIsInFlightAtShutdownAndEverythingAfterIt )

@@ -109,6 +109,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params, Viewe
     params_ = params;
     // What the hooks queue is run once the viewer is up.
     CommandLoop::open();
+    resumeWebRequests();
     setup.setupSettingsManager( this, params.appName );
     setup.setupConfiguration( this );
     setup.setupBasePlugins( this );
@@ -122,6 +123,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
 {
     params_ = params;
     closing_ = false;
+    resumeWebRequests();
     auto window = openWindow( params, menu_.get() );
     if ( !window )
         return tl::unexpected( window.error() );
@@ -174,14 +176,18 @@ bool Viewer::stop()
     SceneCache::invalidateAll();
     root_ = std::make_shared<Object>();
     root_->setName( "Scene" );
-    storeWindowPlace_();
-    window_->endImGui();
+    if ( window_ )
+    {
+        storeWindowPlace_();
+        window_->endImGui();
+    }
     drawing_.reset();
     wakeable_ = nullptr;
     while ( waking_ > 0 )
         std::this_thread::yield();
     window_.reset();
     menu_.reset();
+    title_ = std::make_shared<ViewerTitle>();
     // What was connected for this run ends with it.
     perFrameSignal.disconnect_all_slots();
     if ( setup_ )

@@ -5,10 +5,17 @@
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/web/CallbackThreads.h>
 
+#include <atomic>
 #include <future>
 
 namespace VX
 {
+namespace
+{
+
+std::atomic<bool> sFinished{ false };
+
+} // namespace
 
 WebRequest::WebRequest( std::string url )
 {
@@ -113,11 +120,19 @@ tl::expected<Json::Value, std::string> parseResponse( const Json::Value& respons
 
 bool finishWebRequests( std::chrono::milliseconds patience )
 {
+    sFinished = true;
     const auto deadline = std::chrono::steady_clock::now() + patience;
     webTransport()->shutdown( patience );
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>( deadline - std::chrono::steady_clock::now() );
     return CallbackThreads::waitIdle( std::max( left, std::chrono::milliseconds( 100 ) ) );
+}
+
+void resumeWebRequests()
+{
+    // Nothing is wrong with one that was never told to end, and it may be carrying requests.
+    if ( sFinished.exchange( false ) )
+        renewWebTransport();
 }
 
 } // namespace VX

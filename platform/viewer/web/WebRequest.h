@@ -70,4 +70,7 @@ private:
 /// Returns false when callbacks are still running on worker threads after it.
 VXVIEWER_API bool finishWebRequests( std::chrono::milliseconds patience );
 
+/// Lets requests be sent again after `finishWebRequests`, by the real transport or by one that was set since then.
+VXVIEWER_API void resumeWebRequests();
+
 } // namespace VX

@@ -13,6 +13,7 @@ struct Slot
 {
     std::mutex mutex;
     std::shared_ptr<WebTransport> transport;
+    bool isReal = false;
 };
 
 // Never destroyed: answers may still arrive while the process's other statics are going.
@@ -29,7 +30,10 @@ std::shared_ptr<WebTransport> webTransport()
     auto& s = slot();
     const std::lock_guard lock( s.mutex );
     if ( !s.transport )
+    {
         s.transport = makeCurlTransport();
+        s.isReal = true;
+    }
     return s.transport;
 }
 
@@ -40,7 +44,17 @@ void setWebTransport( std::shared_ptr<WebTransport> transport )
     {
         const std::lock_guard lock( s.mutex );
         former = std::exchange( s.transport, std::move( transport ) );
+        s.isReal = false;
     }
+}
+
+void renewWebTransport()
+{
+    auto& s = slot();
+    std::shared_ptr<WebTransport> former; // goes after the lock
+    const std::lock_guard lock( s.mutex );
+    if ( std::exchange( s.isReal, false ) )
+        former = std::exchange( s.transport, nullptr );
 }
 
 Json::Value failedWebResponse( const std::string& error )

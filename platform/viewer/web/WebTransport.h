@@ -72,6 +72,10 @@ public:
 /// Replaces the transport when the program or a test starts; null brings the real one back.
 VXVIEWER_API void setWebTransport( std::shared_ptr<WebTransport> transport );
 
+/// Brings a new transport in the place of the real one; another that was set stays. Requests that the former one still
+/// carries are answered with code 0.
+VXVIEWER_API void renewWebTransport();
+
 /// A response value without a whole answer.
 [[nodiscard]] VXVIEWER_API Json::Value failedWebResponse( const std::string& error );
 

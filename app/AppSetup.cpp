@@ -1,11 +1,16 @@
 #include "AppSetup.h"
 
+#include "ConfigCheck.h"
 #include "RibbonJson.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
+#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
+
+#include <utility>
 
 namespace VX::App
 {
@@ -13,6 +18,13 @@ namespace VX::App
 void AppSetup::setupExtendedLibraries() const
 {
     applyOrvantaConfig( createOrvantaConfigFromJson( config_ ) );
+    const auto menu = OrvantaRibbonMenu::instance();
+    if ( problems_.empty() || !menu )
+        return;
+    menu->pushNotification( { .header = "Configuration",
+        .text = fmt::format( "{}", fmt::join( problems_, "\n" ) ),
+        .type = NotificationType::Warning,
+        .lifeTimeSec = 0 } );
 }
 
 Json::Value builtInConfig()
@@ -26,9 +38,14 @@ Json::Value builtInConfig()
 Json::Value mergedConfig( const Json::Value& user )
 {
     auto out = builtInConfig();
-    if ( user.isObject() )
-        for ( const auto& member : user.getMemberNames() )
-            out[member] = user[member];
+    const auto usable = usableConfig( user );
+    for ( const auto& part : usable.getMemberNames() )
+    {
+        const auto brought = std::exchange( out[part], usable[part] );
+        for ( const auto& name : user[part].getMemberNames() )
+            if ( !usable[part].isMember( name ) && brought.isMember( name ) )
+                out[part][name] = brought[name];
+    }
     return out;
 }
 

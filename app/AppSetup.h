@@ -4,6 +4,9 @@
 
 #include <json/value.h>
 
+#include <string>
+#include <vector>
+
 namespace VX::App
 {
 
@@ -11,8 +14,10 @@ namespace VX::App
 class AppSetup final : public OrvantaSetup
 {
 public:
-    explicit AppSetup( Json::Value config )
+    /// `problems` of the configuration, if any, are told in a notification.
+    explicit AppSetup( Json::Value config, std::vector<std::string> problems = {} )
         : config_( std::move( config ) )
+        , problems_( std::move( problems ) )
     {
     }
 
@@ -20,9 +25,11 @@ public:
 
 private:
     Json::Value config_;
+    std::vector<std::string> problems_;
 };
 
-/// The configuration that the program brings, with the members of a user's document over it.
+/// The configuration that the program brings, with those members of a user's document over it that can be used. A list
+/// or object of a wrong type leaves the one that the program brings.
 [[nodiscard]] Json::Value mergedConfig( const Json::Value& user );
 [[nodiscard]] Json::Value builtInConfig();
 

@@ -1,11 +1,15 @@
 #include "Arguments.h"
 
+#include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
 #include <VXMesh/system/SystemInfo.h>
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <charconv>
+#include <memory>
+#include <sstream>
 
 namespace VX::App
 {
@@ -45,6 +49,33 @@ tl::expected<std::vector<std::string>, EarlyEnd> withoutLibraryArguments( const 
     return out;
 }
 
+/// Lists the library's arguments among ours, though the parser cannot know them.
+class HelpFormatter final : public CLI::Formatter
+{
+public:
+    std::string make_group(
+        std::string group, bool isPositional, std::vector<const CLI::Option*> options ) const override
+    {
+        auto text = CLI::Formatter::make_group( std::move( group ), isPositional, std::move( options ) );
+        if ( isPositional )
+            return text;
+        std::ostringstream more;
+        CLI::detail::format_help(
+            more, "-creds FILE", "Sign in with the \"email\" and \"password\" of a JSON file", get_column_width() );
+        CLI::detail::format_help( more, "-noTelemetry", "Send no usage statistics in this run", get_column_width() );
+        return text + more.str();
+    }
+};
+
+/// What is wrong with the name of a picture; empty when nothing is.
+std::string pictureProblem( const std::string& name )
+{
+    const auto extension = toLower( utf8string( pathFromUtf8( name ).extension() ) );
+    if ( extension.empty() || extension == ".png" )
+        return {};
+    return "\"" + name + "\" does not end in .png, and pictures are written as PNG files";
+}
+
 } // namespace
 
 tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* argv )
@@ -52,11 +83,11 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
     Arguments out;
     std::string size;
     CLI::App app( "Orvanta: viewer of 3D meshes, point clouds and STEP models", "Orvanta" );
-    app.footer( "Besides: -creds FILE signs in with the \"email\" and \"password\" of a JSON file,\n"
-                "-noTelemetry keeps usage statistics off for this run." );
+    app.formatter( std::make_shared<HelpFormatter>() );
     app.set_version_flag( "--version", "Orvanta " + GetVXVersionString() );
     app.add_option( "files", out.files, "Files to open" );
-    app.add_option( "--screenshot", out.screenshot, "Draw the files into a PNG file without a window, and end" );
+    app.add_option( "--screenshot", out.screenshot, "Draw the files into a PNG file without a window, and end" )
+        ->check( pictureProblem );
     app.add_option( "--size", size, "Size of the window or picture, such as 1280x800" )
         ->check( [&out]( const std::string& text ) { return parseSize( text, out.width, out.height ); } );
     app.add_option( "--config", out.config, "JSON configuration of the ribbon, menu and fonts" );
@@ -76,7 +107,8 @@ tl::expected<Arguments, EarlyEnd> parseArguments( int argc, const char* const* a
     {
         std::ostringstream text, errors;
         const int status = app.exit( e, text, errors );
-        return tl::unexpected( EarlyEnd{ text.str() + errors.str(), status } );
+        return tl::unexpected(
+            EarlyEnd{ status == 0 ? text.str() : visibleText( trimmed( text.str() + errors.str() ) ) + "\n", status } );
     }
     if ( out.local && std::find( out.all.begin(), out.all.end(), "-creds" ) != out.all.end() )
         return tl::unexpected( EarlyEnd{ "--local needs no account: leave -creds out, or --local\n", 1 } );

@@ -24,6 +24,10 @@ public:
     }
     void reset() override { Config::instance().setBool( cBackgroundImportKey, false ); }
     [[nodiscard]] const char* separatorName() const override { return "Behavior"; }
+    [[nodiscard]] std::string resetEffect() const override
+    {
+        return "A single STEP file is imported in front of you again, not in the background";
+    }
 
 private:
     std::string name_ = "Import STEP files in the background";

@@ -15,9 +15,10 @@ namespace VX::App
 namespace
 {
 
+/// Opens what can be opened; false, and said why, when that is not all.
 bool openAll( Viewer& viewer, const Arguments& arguments )
 {
-    const auto& files = arguments.files;
+    auto files = arguments.files;
     FileOpener opener( arguments.local ? FileOpener::StepConversion::Here : FileOpener::StepConversion::ByService );
     bool good = true;
     opener.onError = [&]( const std::string& text )
@@ -27,12 +28,23 @@ bool openAll( Viewer& viewer, const Arguments& arguments )
     };
     if ( !arguments.local && std::any_of( files.begin(), files.end(), isStepFile ) )
         if ( const auto problem = signInHeadless(); !problem.empty() )
+        {
             opener.onError( problem );
-    if ( good )
-        opener.open( files );
+            std::erase_if( files, isStepFile );
+        }
+    opener.open( files );
     while ( opener.pending() > 0 )
         viewer.step( -1 );
     return good;
+}
+
+/// Draws the scene into the file; false, and said why, when that cannot be done.
+bool savePicture( Viewer& viewer, const std::filesystem::path& file )
+{
+    const auto saved = savePng( file, viewer.sceneImage() );
+    if ( !saved )
+        spdlog::error( "{}", saved.error() );
+    return saved.has_value();
 }
 
 } // namespace
@@ -46,13 +58,8 @@ int takeScreenshot( const Arguments& arguments, const LaunchParams& params )
         return 1;
     }
     bool good = openAll( viewer, arguments );
-    if ( good )
-    {
-        const auto saved = savePng( *arguments.screenshot, viewer.sceneImage() );
-        if ( !saved )
-            spdlog::error( "{}", saved.error() );
-        good = saved.has_value();
-    }
+    if ( good || !viewer.sceneRoot().children().empty() )
+        good = savePicture( viewer, *arguments.screenshot ) && good;
     const int status = good ? 0 : 1;
     if ( !viewer.stop() )
         std::_Exit( status );

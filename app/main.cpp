@@ -1,6 +1,7 @@
 #include "AppSetup.h"
 #include "AppTools.h"
 #include "Arguments.h"
+#include "ConfigCheck.h"
 #include "FileOpener.h"
 #include "LocalConverter.h"
 #include "LocalSetup.h"
@@ -12,12 +13,12 @@
 #include <VXMesh/io/Path.h>
 #include <VXMesh/system/PrivateMemory.h>
 #include <VXMesh/system/SystemInfo.h>
+#include <VXMesh/system/TerminalLog.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/UserDirs.h>
 
-#include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 
 #include <cstdio>
@@ -50,6 +51,8 @@ bool readConfig( const App::Arguments& arguments, Json::Value& config )
     if ( read && read->isObject() )
     {
         config = std::move( *read );
+        for ( const auto& problem : App::configProblems( config ) )
+            spdlog::warn( "Configuration: {}", problem );
         return true;
     }
     spdlog::error( "The configuration \"{}\" cannot be used: {}", utf8string( *arguments.config ),
@@ -114,7 +117,7 @@ int runWindow( const App::Arguments& arguments, ViewerSetup& setup )
 int main( int argc, char** argv )
 {
     keepMemoryPrivate();
-    spdlog::set_default_logger( spdlog::stderr_color_mt( "Orvanta" ) );
+    startTerminalLog( "Orvanta" );
     const auto arguments = App::parseArguments( argc, argv );
     if ( !arguments )
     {
@@ -136,16 +139,16 @@ int main( int argc, char** argv )
         App::registerStepFormat();
         App::registerImportSetting();
     }
-    if ( arguments->screenshot )
-        return App::takeScreenshot( *arguments, launchParams( *arguments ) );
     Json::Value config;
     if ( !readConfig( *arguments, config ) )
         return 1;
+    if ( arguments->screenshot )
+        return App::takeScreenshot( *arguments, launchParams( *arguments ) );
     if ( arguments->local )
     {
         App::LocalSetup setup( App::mergedConfig( config ) );
         return runWindow( *arguments, setup );
     }
-    App::AppSetup setup( App::mergedConfig( config ) );
+    App::AppSetup setup( App::mergedConfig( config ), App::configProblems( config ) );
     return runWindow( *arguments, setup );
 }

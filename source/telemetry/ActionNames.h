@@ -1,7 +1,7 @@
 #pragma once
 
 /// Every action that is reported, and why somebody wants to know. No name holds what a user typed, opened or made;
-/// PRIVACY.md promises that, so think of it before adding one.
+/// PRIVACY.md promises that and lists them all, so think of it before adding one.
 namespace VX::Actions
 {
 

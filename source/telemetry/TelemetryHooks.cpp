@@ -39,6 +39,12 @@ public:
     /// For this run; the stored consent counts again at the next sign-in.
     void reset() override { SessionLogs::allow( true ); }
     [[nodiscard]] const char* separatorName() const override { return "Behavior"; }
+    [[nodiscard]] std::string resetEffect() const override
+    {
+        return "Usage statistics are collected until the next sign-in, whatever you have chosen; then your choice "
+               "counts "
+               "again";
+    }
 
 private:
     std::string name_ = "Collect Usage Statistics";

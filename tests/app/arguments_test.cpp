@@ -48,12 +48,46 @@ TEST( Arguments, HelpAndVersionEndWell )
         EXPECT_NE( help.text.find( option ), std::string::npos ) << option;
 }
 
+TEST( Arguments, HelpListsTheLibrarysArgumentsAmongTheOptions )
+{
+    const auto help = parse( { "--help" } ).error().text;
+    const auto options = help.find( "Options:" );
+    ASSERT_NE( options, std::string::npos );
+    for ( const char* option : { "\n  -creds FILE ", "\n  -noTelemetry " } )
+    {
+        const auto at = help.find( option );
+        ASSERT_NE( at, std::string::npos ) << help;
+        EXPECT_GT( at, options );
+        EXPECT_EQ( help.find( option, at + 1 ), std::string::npos );
+    }
+}
+
+TEST( Arguments, PicturesAreCalledWhatTheyAre )
+{
+    for ( const char* name : { "a.jpg", "a.png.jpeg", "b/c.tif" } )
+    {
+        const auto parsed = parse( { "--screenshot", name } );
+        ASSERT_FALSE( parsed );
+        EXPECT_NE( parsed.error().status, 0 );
+        EXPECT_NE( parsed.error().text.find( "does not end in .png" ), std::string::npos ) << parsed.error().text;
+    }
+    for ( const char* name : { "a.png", "a.PNG", "picture" } )
+        EXPECT_TRUE( parse( { "--screenshot", name } ) ) << name;
+}
+
 TEST( Arguments, UnknownOptionsAreAnErrorWithAHint )
 {
     const auto end = parse( { "--screnshot", "a" } ).error();
     EXPECT_NE( end.status, 0 );
     EXPECT_NE( end.text.find( "--screnshot" ), std::string::npos );
     EXPECT_NE( end.text.find( "--help" ), std::string::npos );
+}
+
+TEST( Arguments, SaysWhatIsWrongWithoutSteeringTheTerminal )
+{
+    const auto end = parse( { "--\x1b[2J\nforged" } ).error();
+    EXPECT_EQ( end.text.find( '\x1b' ), std::string::npos );
+    EXPECT_NE( end.text.find( "␛[2J\n    forged" ), std::string::npos ) << end.text;
 }
 
 TEST( Arguments, RefusesSizesThatAreNone )

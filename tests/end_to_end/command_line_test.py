@@ -42,6 +42,44 @@ def a_file_that_cannot_be_opened_is_named_and_no_picture_written():
     assert not os.path.exists(picture)
 
 
+def the_other_files_are_drawn_when_one_is_missing():
+    picture = os.path.join(options.pictures, "one_of_two.png")
+    result = program("-creds", sandbox.credentials, "--screenshot", picture, "/nowhere/part.stl", sandbox.step_file("bracket.step", "two"))
+    assert result.returncode == 1
+    assert "part.stl" in result.stderr and "does not exist" in result.stderr, result.stderr
+    assert int(size_of(picture)[1]) > 500, "the picture is nearly empty"
+
+
+def a_configuration_of_no_use_is_an_error_without_a_window_too():
+    picture = os.path.join(sandbox.folder, "none.png")
+    config = os.path.join(sandbox.folder, "config.json")
+    for text in ("{", "[]", None):
+        if text is None:
+            os.remove(config)
+        else:
+            with open(config, "w") as file:
+                file.write(text)
+        result = program("--config", config, "--screenshot", picture)
+        assert result.returncode == 1 and config in result.stderr, result.stderr
+        assert not os.path.exists(picture)
+
+
+def what_is_wrong_in_a_configuration_is_named():
+    config = os.path.join(sandbox.folder, "config.json")
+    with open(config, "w") as file:
+        file.write('{"Fonst": {}, "UISettings": {"Theme": "Drak"}}')
+    result = program("--config", config, "--screenshot", os.path.join(sandbox.folder, "empty.png"))
+    assert result.returncode == 0, result.stderr
+    assert '"Fonst" is not known' in result.stderr and 'no theme "Drak"' in result.stderr, result.stderr
+
+
+def a_picture_of_another_kind_is_refused():
+    picture = os.path.join(sandbox.folder, "a.jpg")
+    result = program("--screenshot", picture)
+    assert result.returncode != 0 and "does not end in .png" in result.stderr, result.stderr
+    assert not os.path.exists(picture)
+
+
 def a_picture_that_cannot_be_written_is_an_error():
     result = program("--screenshot", "/nowhere/a.png")
     assert result.returncode == 1 and "/nowhere/a.png" in result.stderr
@@ -100,7 +138,9 @@ def help_and_version_are_printed():
 
 try:
     harness.run([a_picture_of_a_step_file_is_drawn_without_a_display, several_files_are_drawn_together,
-                 a_file_that_cannot_be_opened_is_named_and_no_picture_written, a_picture_that_cannot_be_written_is_an_error,
+                 a_file_that_cannot_be_opened_is_named_and_no_picture_written, the_other_files_are_drawn_when_one_is_missing,
+                 a_configuration_of_no_use_is_an_error_without_a_window_too, what_is_wrong_in_a_configuration_is_named,
+                 a_picture_of_another_kind_is_refused, a_picture_that_cannot_be_written_is_an_error,
                  a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed,
                  without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error, a_local_program_needs_no_service_and_opens_no_socket, the_service_being_down_is_an_error])
 finally:

@@ -3,6 +3,7 @@
 #include "support/TestMeshes.h"
 
 #include <AppTools.h>
+#include <ConfigCheck.h>
 
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
@@ -54,7 +55,7 @@ void UiFixture::start_()
     setWebTransport( std::make_shared<ScriptedTransport>(
         [this]( const WebRequestData& request ) { return answerAtStart( request ); } ) );
     ColorTheme::setupPreset( ColorTheme::Preset::Dark );
-    setup_ = std::make_unique<App::AppSetup>( App::mergedConfig( config() ) );
+    setup_ = std::make_unique<App::AppSetup>( App::mergedConfig( config() ), App::configProblems( config() ) );
     opener_ = std::make_unique<App::FileOpener>();
     LaunchParams params;
     params.appName = "Orvanta";

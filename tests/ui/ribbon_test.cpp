@@ -433,6 +433,7 @@ TEST_F( Ribbon, SettingsGroupEntriesOfOthersUnderTheirHeading )
         std::string name_ = "Entry";
     };
     const auto entry = std::make_shared<Entry>();
+    EXPECT_EQ( entry->resetEffect(), "\"Entry\" goes back to its default" );
     auto* settings = ViewerSettingsPlugin::instance();
     ASSERT_TRUE( settings );
     settings->addComboSettings( ViewerSettingsPlugin::TabType::Viewport, entry );
@@ -442,7 +443,17 @@ TEST_F( Ribbon, SettingsGroupEntriesOfOthersUnderTheirHeading )
     settle();
     EXPECT_GT( entry->drawn, 0 );
     viewer().drawSettings().edges = false;
-    click( { windowPointFromTop( "Viewer settings", 60, 0 ).x, windowPoint( "Viewer settings", 0, 32 ).y } );
+    const auto pressLowest = [&]( float left )
+    { click( { windowPointFromTop( "Viewer settings", left, 0 ).x, windowPoint( "Viewer settings", 0, 32 ).y } ); };
+    const auto before = frame();
+    pressLowest( 60 ); // Reset...
+    EXPECT_EQ( entry->resets, 0 ) << "it asks first";
+    EXPECT_GT( difference( before, frame() ), 500u ) << "and says what would be done";
+    pressLowest( 170 ); // Cancel
+    EXPECT_EQ( entry->resets, 0 );
+    EXPECT_FALSE( viewer().drawSettings().edges );
+    pressLowest( 60 );
+    pressLowest( 60 ); // Reset
     EXPECT_EQ( entry->resets, 1 );
     EXPECT_TRUE( viewer().drawSettings().edges );
     settings->delComboSettings( ViewerSettingsPlugin::TabType::Viewport, entry );
@@ -458,4 +469,31 @@ TEST_F( Ribbon, AMonitorsChangeOfScaleRebuildsTheFonts )
     settle();
     EXPECT_NEAR( ImGui::GetIO().Fonts->Fonts[0]->FontSize, before * 2, 1 );
     EXPECT_FLOAT_EQ( menu_->menu_scaling(), 2 );
+}
+
+namespace
+{
+
+/// Started with a configuration in which nearly all is wrong.
+class WronglyConfigured : public Testing::UiFixture
+{
+protected:
+    [[nodiscard]] Json::Value config() const override
+    {
+        Json::Value out;
+        out["Structure"] = 5;
+        out["Fonts"]["Regular"] = "/nowhere/a.ttf";
+        out["UISettings"]["Theme"] = "Drak";
+        return out;
+    }
+};
+
+} // namespace
+
+TEST_F( WronglyConfigured, TheProgramHasItsToolsAndSaysWhatIsWrongOnce )
+{
+    EXPECT_FALSE( RibbonSchemaHolder::schema().tabs.empty() );
+    EXPECT_EQ( ColorTheme::getPreset(), ColorTheme::Preset::Dark );
+    EXPECT_EQ( menu_->notificationCount(), 1u );
+    EXPECT_TRUE( isWindowShown( "##notification" ) );
 }

@@ -201,6 +201,7 @@ TEST_F( AnsweredTelemetry, EntryOfTheSettings )
     EXPECT_STREQ( ( *entry )->separatorName(), "Behavior" );
     Config::instance().setBool( "allowSimpleTelemetry", false );
     SessionLogs::allow( false );
+    EXPECT_NE( ( *entry )->resetEffect().find( "collected until the next sign-in" ), std::string::npos );
     ( *entry )->reset();
     EXPECT_TRUE( SessionLogs::isAllowed() );
     EXPECT_FALSE( storedConsent() ) << "until the next sign-in reads it again";

@@ -26,6 +26,8 @@ const RibbonItemRegistrar<ViewerSettingsPlugin> cRegistrar;
 constexpr std::array<const char*, size_t( ViewerSettingsPlugin::TabType::Count )> cTabNames{
     "Quick", "Application", "Viewport" };
 
+constexpr float cResetWidth = 96;
+
 DrawSettings& drawSettings()
 {
     return getViewerInstance().drawSettings();
@@ -104,6 +106,7 @@ void ViewerSettingsPlugin::setActiveTab( TabType tab )
 {
     activeTab_ = tab;
     selectTab_ = true;
+    askingReset_ = false;
     // One frame to change the tab, one to measure it, one to stand.
     getViewerInstance().incrementForceRedrawFrames( 3 );
 }
@@ -201,13 +204,54 @@ void ViewerSettingsPlugin::reset_( TabType tab )
         entry->reset();
 }
 
+std::string ViewerSettingsPlugin::resetEffects_( TabType tab ) const
+{
+    std::string out;
+    if ( tab != TabType::Viewport )
+        out += "The theme is dark again\n";
+    if ( tab == TabType::Application )
+        out += "The interface has its usual size\n";
+    else
+        out += "Shading, edges, wireframe, point size and projection are as at the first start\n";
+    for ( const auto& entry : external_.at( size_t( tab ) ) )
+        out += entry->resetEffect() + "\n";
+    out.pop_back();
+    return out;
+}
+
+void ViewerSettingsPlugin::drawReset_( TabType tab, float scale )
+{
+    if ( !askingReset_ )
+    {
+        askingReset_ = UI::dialogButton( "Reset...", scale );
+        UI::setTooltipIfHovered( "Back to the defaults of this page", scale );
+        if ( askingReset_ )
+            getViewerInstance().incrementForceRedrawFrames( 2 );
+        return;
+    }
+    UI::separator( "Reset this page?", scale );
+    UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), resetEffects_( tab ) );
+    const bool reset = UI::button( "Reset", { cResetWidth * scale, 0 } );
+    ImGui::SameLine();
+    const bool cancel = UI::dialogButton( "Cancel", scale );
+    if ( reset )
+        reset_( tab );
+    if ( !reset && !cancel )
+        return;
+    askingReset_ = false;
+    getViewerInstance().incrementForceRedrawFrames( 2 );
+}
+
 void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
 {
     const auto flags = selectTab_ && activeTab_ == tab ? ImGuiTabItemFlags_SetSelected : 0;
     if ( !ImGui::BeginTabItem( cTabNames.at( size_t( tab ) ), nullptr, flags ) )
         return;
     if ( !selectTab_ && std::exchange( activeTab_, tab ) != tab )
+    {
+        askingReset_ = false;
         getViewerInstance().incrementForceRedrawFrames( 2 );
+    }
     if ( tab == TabType::Quick )
         drawQuick_( scale );
     else if ( tab == TabType::Application )
@@ -216,9 +260,7 @@ void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
         drawViewport_( scale );
     drawExternal_( tab, scale );
     ImGui::Dummy( { 0, 6 * scale } );
-    if ( UI::dialogButton( "Reset", scale ) )
-        reset_( tab );
-    UI::setTooltipIfHovered( "Back to the defaults of this page", scale );
+    drawReset_( tab, scale );
     ImGui::EndTabItem();
 }
 
@@ -233,8 +275,10 @@ void ViewerSettingsPlugin::drawDialog( float scale )
         ImGui::EndTabBar();
     }
     ImGui::End();
-    if ( !open )
-        enable( false );
+    if ( open )
+        return;
+    askingReset_ = false;
+    enable( false );
 }
 
 } // namespace VX

@@ -32,6 +32,11 @@ public:
         /// Back to the default.
         virtual void reset() = 0;
         [[nodiscard]] virtual const char* separatorName() const = 0;
+        /// What `reset` does, in a sentence for the user, who is asked before it is called.
+        [[nodiscard]] virtual std::string resetEffect() const
+        {
+            return "\"" + getName() + "\" goes back to its default";
+        }
     };
 
     ViewerSettingsPlugin();
@@ -58,10 +63,14 @@ private:
     static void drawQuick_( float scale );
     void drawExternal_( TabType tab, float scale );
     void reset_( TabType tab );
+    /// What `reset_` does, a line each.
+    [[nodiscard]] std::string resetEffects_( TabType tab ) const;
+    void drawReset_( TabType tab, float scale );
 
     std::array<Entries, size_t( TabType::Count )> external_;
     TabType activeTab_ = TabType::Quick;
     bool selectTab_ = false;
+    bool askingReset_ = false; ///< the page asks whether it is meant
     float newScale_ = 1;
 };
 

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <chrono>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -46,6 +49,26 @@ std::string with( std::string bytes, size_t at, T value )
 {
     std::memcpy( bytes.data() + at, &value, sizeof value );
     return bytes;
+}
+
+/// Points that a hash of two multiplications by numbers that everybody knows takes for one.
+std::vector<Vector3f> pointsOfOneHash( size_t count )
+{
+    constexpr uint64_t cFirst = 0x9e3779b97f4a7c15u, cSecond = 0xc2b2ae3d27d4eb4fu;
+    uint64_t inverse = cFirst;
+    for ( int i = 0; i < 6; ++i )
+        inverse *= 2 - cFirst * inverse;
+    std::vector<Vector3f> out;
+    for ( uint32_t z = 0x3f800000; out.size() < count; ++z )
+    {
+        const uint64_t mixed = 0x123456789abcdefu ^ z * cSecond;
+        const uint64_t places = ( mixed ^ mixed >> 32 ) * inverse;
+        const Vector3f point{ std::bit_cast<float>( uint32_t( places ) ),
+            std::bit_cast<float>( uint32_t( places >> 32 ) ), std::bit_cast<float>( z ) };
+        if ( point.isFinite() && std::abs( point.x ) < 1e15f && std::abs( point.y ) < 1e15f )
+            out.push_back( point );
+    }
+    return out;
 }
 
 constexpr float cNaN = std::numeric_limits<float>::quiet_NaN();
@@ -142,6 +165,33 @@ TEST_F( BinaryFormats, StopWhenAskedTo )
     const auto stop = []( float ) { return false; };
     EXPECT_EQ( errorFrom( "a.stl", Testing::binaryStl( Testing::wavySheet( 300 ) ), stop ), cOperationCanceled );
     EXPECT_EQ( errorFrom( "a.ply", Testing::binaryPly( Testing::wavySheet( 300 ) ), stop ), cOperationCanceled );
+}
+
+TEST_F( BinaryFormats, StopInEveryStage )
+{
+    const auto sheet = Testing::wavySheet( 340 ); // for several threads
+    for ( const auto& [name, bytes] :
+        { std::pair( "a.stl", Testing::binaryStl( sheet ) ), std::pair( "a.ply", Testing::binaryPly( sheet ) ) } )
+    {
+        int calls = 0;
+        const auto count = [&]( float ) { return ++calls > 0; };
+        EXPECT_EQ( errorFrom( name, bytes, count ), "" );
+        EXPECT_GT( calls, 30 ) << name;
+        for ( const float last : { 0.3f, 0.6f, 0.82f, 0.95f } )
+            EXPECT_EQ( errorFrom( name, bytes, [&]( float f ) { return f < last; } ), cOperationCanceled )
+                << name << " at " << last;
+    }
+}
+
+TEST_F( BinaryFormats, StlOfPointsChosenToMeetInOneHashIsReadInTime )
+{
+    const auto start = std::chrono::steady_clock::now();
+    Mesh mesh;
+    mesh.points = pointsOfOneHash( 60'000 );
+    for ( uint32_t i = 0; i + 2 < mesh.points.size(); i += 3 )
+        mesh.triangles.push_back( { i, i + 1, i + 2 } );
+    EXPECT_EQ( meshFrom( "chosen.stl", Testing::binaryStl( mesh ) ).triangles.size(), mesh.triangles.size() );
+    EXPECT_LT( std::chrono::steady_clock::now() - start, std::chrono::seconds( 15 ) );
 }
 
 TEST_F( BinaryFormats, PlyKeepsPointsNormalsColoursAndTriangles )

@@ -1,5 +1,6 @@
 #include <VXMesh/formats/BinaryPly.h>
 
+#include <VXMesh/formats/BlockWork.h>
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/scene/Mesh.h>
@@ -18,6 +19,7 @@ namespace
 {
 
 constexpr size_t cMaxHeader = 64 * 1024;
+constexpr size_t cBlock = 4096;
 constexpr size_t cLeastForThread = 100'000;
 constexpr size_t cMissing = std::numeric_limits<size_t>::max();
 // A byte that says three, and three indices.
@@ -200,7 +202,7 @@ Color colorAt( const std::byte* record, const std::array<size_t, 4>& offsets )
 }
 
 /// False when a point is not a number.
-bool readVertices( const Header& header, const std::byte* records, Mesh& mesh )
+bool readVertices( const Header& header, const std::byte* records, Mesh& mesh, BlockWork& work )
 {
     const bool normals = header.faces > 0 && header.normal[0] != cMissing, colors = header.color[0] != cMissing;
     mesh.points.resize( header.vertices );
@@ -208,21 +210,25 @@ bool readVertices( const Header& header, const std::byte* records, Mesh& mesh )
     mesh.vertexColors.resize( colors ? header.vertices : 0 );
     std::atomic<bool> finite = true;
     forPieces( header.vertices, threadsFor( header.vertices, cLeastForThread ),
-        [&]( size_t begin, size_t end, size_t )
+        [&]( size_t begin, size_t end, size_t piece )
         {
-            bool all = true;
-            for ( size_t i = begin; i < end; ++i )
+            const auto read = [&]( size_t first, size_t last )
             {
-                const std::byte* record = records + i * header.stride;
-                mesh.points[i] = vectorAt( record, header.position );
-                all = all && mesh.points[i].isFinite();
-                if ( normals )
-                    mesh.normals[i] = vectorAt( record, header.normal );
-                if ( colors )
-                    mesh.vertexColors[i] = colorAt( record, header.color );
-            }
-            if ( !all )
-                finite = false;
+                bool all = true;
+                for ( size_t i = first; i < last; ++i )
+                {
+                    const std::byte* record = records + i * header.stride;
+                    mesh.points[i] = vectorAt( record, header.position );
+                    all = all && mesh.points[i].isFinite();
+                    if ( normals )
+                        mesh.normals[i] = vectorAt( record, header.normal );
+                    if ( colors )
+                        mesh.vertexColors[i] = colorAt( record, header.color );
+                }
+                if ( !all )
+                    finite = false;
+            };
+            work.forBlocks( begin, end, cBlock, { 0.5f, 1, piece == 0 }, read );
         } );
     return finite;
 }
@@ -234,24 +240,29 @@ enum class Faces
     OutOfRange
 };
 
-Faces readFaces( const Header& header, const std::byte* records, size_t room, std::vector<Triangle>& triangles )
+Faces readFaces(
+    const Header& header, const std::byte* records, size_t room, std::vector<Triangle>& triangles, BlockWork& work )
 {
     const size_t count = std::min( header.faces, room );
     triangles.resize( count );
     std::atomic<Faces> result = Faces::Triangles;
     forPieces( count, threadsFor( count, cLeastForThread ),
-        [&]( size_t begin, size_t end, size_t )
+        [&]( size_t begin, size_t end, size_t piece )
         {
-            for ( size_t i = begin; i < end; ++i )
+            const auto read = [&]( size_t first, size_t last )
             {
-                const std::byte* record = records + i * cFaceRecord;
-                if ( *record != std::byte{ 3 } )
-                    result = Faces::Polygons;
-                std::memcpy( &triangles[i], record + 1, sizeof triangles[i] );
-                const auto& t = triangles[i];
-                if ( std::max( { t[0], t[1], t[2] } ) >= header.vertices && result != Faces::Polygons )
-                    result = Faces::OutOfRange;
-            }
+                for ( size_t i = first; i < last; ++i )
+                {
+                    const std::byte* record = records + i * cFaceRecord;
+                    if ( *record != std::byte{ 3 } )
+                        result = Faces::Polygons;
+                    std::memcpy( &triangles[i], record + 1, sizeof triangles[i] );
+                    const auto& t = triangles[i];
+                    if ( std::max( { t[0], t[1], t[2] } ) >= header.vertices && result != Faces::Polygons )
+                        result = Faces::OutOfRange;
+                }
+            };
+            work.forBlocks( begin, end, cBlock, { 0, 0.5f, piece == 0 }, read );
         } );
     return result;
 }
@@ -272,8 +283,7 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
     Header header;
     if ( !header.parse( text ) )
         return {};
-    if ( !reportProgress( progress, 0.f ) )
-        return tl::unexpected( std::string( cOperationCanceled ) );
+    BlockWork work( progress );
     const size_t room = bytes.size() - header.size;
     const auto fail = [&]( const std::string& why ) { return tl::unexpected( cannotRead( file, why ) ); };
     if ( header.vertices > room / header.stride )
@@ -282,7 +292,9 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
     auto mesh = std::make_shared<Mesh>();
     const std::byte* records = bytes.data() + header.size;
     const size_t faceRoom = ( room - header.vertices * header.stride ) / cFaceRecord;
-    const auto faces = readFaces( header, records + header.vertices * header.stride, faceRoom, mesh->triangles );
+    const auto faces = readFaces( header, records + header.vertices * header.stride, faceRoom, mesh->triangles, work );
+    if ( work.stopped() )
+        return tl::unexpected( std::string( cOperationCanceled ) );
     if ( faces == Faces::Polygons )
         return {};
     if ( header.faces > faceRoom )
@@ -290,9 +302,10 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
                      std::to_string( faceRoom ) );
     if ( faces == Faces::OutOfRange )
         return fail( "a triangle refers to a point that does not exist" );
-    if ( !reportProgress( progress, 0.5f ) )
+    const bool finite = readVertices( header, records, *mesh, work );
+    if ( work.stopped() )
         return tl::unexpected( std::string( cOperationCanceled ) );
-    if ( !readVertices( header, records, *mesh ) )
+    if ( !finite )
         return fail( "a point's place is not a number" );
     if ( header.faces == 0 )
         return pointsOfFile( file,

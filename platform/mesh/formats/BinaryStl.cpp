@@ -1,5 +1,6 @@
 #include <VXMesh/formats/BinaryStl.h>
 
+#include <VXMesh/formats/BlockWork.h>
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/scene/Mesh.h>
@@ -9,6 +10,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <random>
 #include <utility>
 
 namespace VX
@@ -22,23 +24,47 @@ constexpr size_t cRecord = 50;
 constexpr size_t cCorners = 12;
 constexpr size_t cAttribute = 48;
 constexpr size_t cBlock = 16;
+constexpr size_t cLongBlock = 4096;
 constexpr size_t cLeastForThread = 100'000;
-constexpr size_t cBetweenReports = 1 << 16;
+// Of the whole progress, when all is read and when it is known whose each point is.
+constexpr float cRead = 0.8f, cFound = 0.9f;
 
-uint64_t hashOf( const Vector3f& p )
+/// Every file gets numbers of its own: whoever knew them could choose points that all meet in one place of the table.
+class PointHash
 {
-    const uint64_t x = std::bit_cast<uint32_t>( p.x ), y = std::bit_cast<uint32_t>( p.y ),
-                   z = std::bit_cast<uint32_t>( p.z );
-    uint64_t h = ( x | y << 32 ) * 0x9e3779b97f4a7c15u;
-    h = ( h ^ h >> 32 ^ z * 0xc2b2ae3d27d4eb4fu ) * 0x9e3779b97f4a7c15u;
-    return h ^ h >> 29;
-}
+public:
+    PointHash()
+    {
+        std::random_device source;
+        for ( uint64_t& key : keys_ )
+            key = uint64_t( source() ) << 32 | source();
+    }
+
+    uint64_t operator()( const Vector3f& p ) const
+    {
+        const uint64_t x = std::bit_cast<uint32_t>( p.x ), y = std::bit_cast<uint32_t>( p.y ),
+                       z = std::bit_cast<uint32_t>( p.z );
+        const Wide product = Wide( ( x | y << 32 ) ^ keys_[0] ) * ( z ^ keys_[1] );
+        const auto h = uint64_t( product ) ^ uint64_t( product >> 64 );
+        return h ^ h >> 29;
+    }
+
+private:
+    __extension__ using Wide = unsigned __int128;
+
+    std::array<uint64_t, 2> keys_;
+};
 
 /// Gives points numbers, the same to the same: an open table whose slots hold a number and some bits of the hash, so
 /// that most of the points that differ are never looked at.
 class PointTable
 {
 public:
+    explicit PointTable( const PointHash& hash )
+        : hash_( hash )
+    {
+    }
+
     void reserve( size_t expected )
     {
         slots_.resize( std::bit_ceil( expected * 2 + 16 ) );
@@ -111,7 +137,7 @@ private:
         slots_.assign( slots_.size() * 2, Slot{} );
         for ( uint32_t number = 0; number < points.size(); ++number )
         {
-            const uint64_t hash = hashOf( points[number] );
+            const uint64_t hash = hash_( points[number] );
             size_t i = hash;
             while ( slots_[i & ( slots_.size() - 1 )].number != cFree )
                 ++i;
@@ -119,6 +145,7 @@ private:
         }
     }
 
+    PointHash hash_;
     std::vector<Slot> slots_;
     std::vector<Recent> recent_;
 };
@@ -134,61 +161,103 @@ struct Owners
     uint32_t first = 0;           ///< number in the mesh of the first of them
 };
 
-void findOwners( const std::vector<PointTable>& tables, size_t piece, Owners& out )
+class Joiner
 {
-    const auto& points = tables[piece].points;
-    out.owner.assign( points.size(), uint16_t( piece ) );
-    out.number.resize( points.size() );
-    for ( size_t begin = 0; begin < points.size(); begin += cBlock )
+public:
+    Joiner( const std::vector<PointTable>& tables, const PointHash& hash, BlockWork& work )
+        : tables_( tables )
+        , hash_( hash )
+        , work_( work )
     {
-        const size_t size = std::min( cBlock, points.size() - begin );
+    }
+
+    /// Puts the points of all pieces into the mesh, each once, and lets the triangles refer to them.
+    void join( Mesh& mesh )
+    {
+        std::vector<Owners> pieces( tables_.size() );
+        // The last piece has the most to look through: this thread takes it, and reports.
+        forPieces( tables_.size(), tables_.size(),
+            [&]( size_t, size_t, size_t i )
+            {
+                const size_t piece = tables_.size() - 1 - i;
+                findOwners_( piece, { cRead, cFound, i == 0 }, pieces[piece] );
+            } );
+        if ( !work_.stopped() )
+            number_( mesh, pieces );
+    }
+
+private:
+    void findOwners_( size_t piece, const BlockWork::Stage& stage, Owners& out )
+    {
+        const size_t count = tables_[piece].points.size();
+        out.owner.assign( count, uint16_t( piece ) );
+        out.number.resize( count );
+        work_.forBlocks( 0, count, cBlock, stage,
+            [&]( size_t begin, size_t end ) { findOwnersOfBlock_( piece, begin, end, out ); } );
+    }
+
+    void findOwnersOfBlock_( size_t piece, size_t begin, size_t end, Owners& out ) const
+    {
+        const auto& points = tables_[piece].points;
         std::array<uint64_t, cBlock> hashes;
-        for ( size_t i = 0; i < size; ++i )
+        for ( size_t i = begin; i < end; ++i )
         {
-            hashes[i] = hashOf( points[begin + i] );
+            hashes[i - begin] = hash_( points[i] );
             for ( size_t other = 0; other < piece; ++other )
-                tables[other].prefetch( hashes[i] );
+                tables_[other].prefetch( hashes[i - begin] );
         }
-        for ( size_t i = 0; i < size; ++i )
+        for ( size_t i = begin; i < end; ++i )
         {
             uint32_t found = cNone;
             size_t other = 0;
-            while ( other < piece && ( found = tables[other].find( points[begin + i], hashes[i] ) ) == cNone )
+            while ( other < piece && ( found = tables_[other].find( points[i], hashes[i - begin] ) ) == cNone )
                 ++other;
-            out.owner[begin + i] = uint16_t( other );
-            out.number[begin + i] = found == cNone ? out.own++ : found;
+            out.owner[i] = uint16_t( other );
+            out.number[i] = found == cNone ? out.own++ : found;
         }
     }
-}
 
-/// Puts the points of all pieces into the mesh, each once, and lets the triangles refer to them.
-void joinPieces( Mesh& mesh, const std::vector<PointTable>& tables )
-{
-    std::vector<Owners> pieces( tables.size() );
-    forPieces( tables.size(), tables.size(), [&]( size_t, size_t, size_t i ) { findOwners( tables, i, pieces[i] ); } );
-    uint32_t total = 0;
-    for ( auto& piece : pieces )
-        piece.first = std::exchange( total, total + piece.own );
-    mesh.points.resize( total );
-    forPieces( mesh.triangles.size(), tables.size(),
-        [&]( size_t begin, size_t end, size_t i )
-        {
-            auto& piece = pieces[i];
-            std::vector<uint32_t> numbers( piece.owner.size() );
-            for ( size_t p = 0; p < numbers.size(); ++p )
+    void number_( Mesh& mesh, std::vector<Owners>& pieces )
+    {
+        uint32_t total = 0;
+        for ( auto& piece : pieces )
+            piece.first = std::exchange( total, total + piece.own );
+        mesh.points.resize( total );
+        forPieces( mesh.triangles.size(), tables_.size(),
+            [&]( size_t begin, size_t end, size_t i )
             {
-                const size_t owner = piece.owner[p];
-                const uint32_t number = owner == i ? piece.number[p] : pieces[owner].number[piece.number[p]];
-                numbers[p] = pieces[owner].first + number;
-                if ( owner == i )
-                    mesh.points[numbers[p]] = tables[i].points[p];
-            }
-            for ( size_t t = begin; t < end; ++t )
-                for ( uint32_t& corner : mesh.triangles[t] )
-                    if ( corner != cNone )
-                        corner = numbers[corner];
-        } );
-}
+                const auto numbers = numbersOf_( i, pieces, mesh );
+                const auto refer = [&]( size_t first, size_t last )
+                {
+                    for ( size_t t = first; t < last; ++t )
+                        for ( uint32_t& corner : mesh.triangles[t] )
+                            if ( corner != cNone )
+                                corner = numbers[corner];
+                };
+                work_.forBlocks( begin, end, cLongBlock, { cFound, 1, i == 0 }, refer );
+            } );
+    }
+
+    /// The numbers in the mesh of a piece's points; those that it owns are put there.
+    std::vector<uint32_t> numbersOf_( size_t i, const std::vector<Owners>& pieces, Mesh& mesh ) const
+    {
+        const auto& piece = pieces[i];
+        std::vector<uint32_t> out( piece.owner.size() );
+        for ( size_t p = 0; p < out.size(); ++p )
+        {
+            const size_t owner = piece.owner[p];
+            const uint32_t number = owner == i ? piece.number[p] : pieces[owner].number[piece.number[p]];
+            out[p] = pieces[owner].first + number;
+            if ( owner == i )
+                mesh.points[out[p]] = tables_[i].points[p];
+        }
+        return out;
+    }
+
+    const std::vector<PointTable>& tables_;
+    const PointHash& hash_;
+    BlockWork& work_;
+};
 
 class Reader
 {
@@ -196,7 +265,7 @@ public:
     Reader( const std::byte* records, size_t count, const ProgressCallback& progress )
         : records_( records )
         , count_( count )
-        , progress_( progress )
+        , work_( progress )
     {
     }
 
@@ -206,12 +275,13 @@ public:
         auto mesh = std::make_shared<Mesh>();
         mesh->triangles.resize( count_ );
         const size_t threads = threadsFor( count_, cLeastForThread );
-        std::vector<PointTable> tables( threads );
+        std::vector<PointTable> tables( threads, PointTable( hash_ ) );
         forPieces( count_, threads,
             [&]( size_t begin, size_t end, size_t i ) { readPiece_( begin, end, mesh->triangles, tables[i] ); } );
-        if ( stopped_ )
+        if ( !work_.stopped() )
+            Joiner( tables, hash_, work_ ).join( *mesh );
+        if ( work_.stopped() )
             return nullptr;
-        joinPieces( *mesh, tables );
         if ( skipped_ > 0 )
             std::erase_if( mesh->triangles, []( const Triangle& t ) { return t[0] == cNone; } );
         return mesh;
@@ -225,13 +295,8 @@ private:
     {
         // A closed surface has half as many points as triangles.
         table.reserve( ( end - begin ) / 2 );
-        for ( size_t at = begin; at < end && !stopped_; at += cBlock )
-        {
-            if ( begin == 0 && at % cBetweenReports == 0 &&
-                 !reportProgress( progress_, 0.9f * float( at ) / float( end ) ) )
-                stopped_ = true;
-            readBlock_( at, std::min( at + cBlock, end ), triangles, table );
-        }
+        work_.forBlocks( begin, end, cBlock, { 0, cRead, begin == 0 },
+            [&]( size_t first, size_t last ) { readBlock_( first, last, triangles, table ); } );
     }
 
     // All slots of a block are asked for before the first is needed: waiting for memory is most of the work.
@@ -244,11 +309,14 @@ private:
             const std::byte* record = records_ + ( begin + i ) * cRecord;
             std::memcpy( &corners[i], record + cCorners, sizeof corners[i] );
             if ( ( record[cAttribute + 1] & std::byte{ 0x80 } ) != std::byte{} )
-                stopped_ = colored_ = true;
+            {
+                colored_ = true;
+                work_.stop();
+            }
             for ( size_t k = 0; k < 3; ++k )
             {
                 corners[i][k] += {}; // -0 is 0
-                hashes[i][k] = hashOf( corners[i][k] );
+                hashes[i][k] = hash_( corners[i][k] );
                 table.prefetch( hashes[i][k] );
             }
         }
@@ -265,8 +333,9 @@ private:
 
     const std::byte* records_;
     size_t count_;
-    const ProgressCallback& progress_;
-    std::atomic<bool> stopped_ = false, colored_ = false;
+    const PointHash hash_;
+    BlockWork work_;
+    std::atomic<bool> colored_ = false;
     std::atomic<size_t> skipped_ = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <VXMesh/io/Text.h>
 #include <VXMesh/scene/VisualObjects.h>
 
+#include <assimp/DefaultIOSystem.h>
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
 #include <assimp/postprocess.h>
@@ -12,6 +13,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
+#include <new>
 
 namespace VX
 {
@@ -19,6 +22,7 @@ namespace
 {
 
 constexpr int cMaxDepth = 200;
+constexpr const char* cEmpty = "it holds no surfaces, points or lines";
 
 class ProgressAdapter final : public Assimp::ProgressHandler
 {
@@ -90,6 +94,21 @@ std::shared_ptr<Mesh> surfaceOf( const aiMesh& source )
     return mesh;
 }
 
+std::shared_ptr<VisualObject> linesOf( const aiMesh& source )
+{
+    auto lines = std::make_shared<Lines>();
+    lines->points = pointsOf( source );
+    for ( unsigned i = 0; i < source.mNumFaces; ++i )
+        if ( const aiFace& face = source.mFaces[i]; face.mNumIndices == 2 )
+            if ( std::max( face.mIndices[0], face.mIndices[1] ) < source.mNumVertices )
+                lines->segments.push_back( { face.mIndices[0], face.mIndices[1] } );
+    if ( lines->segments.empty() )
+        return nullptr;
+    auto object = std::make_shared<ObjectLines>();
+    object->setLines( std::move( lines ) );
+    return object;
+}
+
 std::shared_ptr<VisualObject> objectOf( const aiMesh& source )
 {
     if ( source.mPrimitiveTypes & aiPrimitiveType_TRIANGLE )
@@ -101,7 +120,9 @@ std::shared_ptr<VisualObject> objectOf( const aiMesh& source )
         object->setMesh( std::move( mesh ) );
         return object;
     }
-    if ( source.mNumVertices == 0 || source.mPrimitiveTypes & aiPrimitiveType_LINE )
+    if ( source.mPrimitiveTypes & aiPrimitiveType_LINE )
+        return linesOf( source );
+    if ( source.mNumVertices == 0 )
         return nullptr;
     auto object = std::make_shared<ObjectPoints>();
     object->setPoints( std::make_shared<PointCloud>( PointCloud{ pointsOf( source ), colorsOf( source ) } ) );
@@ -184,6 +205,78 @@ bool hasEmptyFace( const aiScene& scene )
     return false;
 }
 
+bool isEmpty( const aiScene& scene )
+{
+    return std::all_of(
+        scene.mMeshes, scene.mMeshes + scene.mNumMeshes, []( const aiMesh* mesh ) { return mesh->mNumVertices == 0; } );
+}
+
+/// The library takes points that no face refers to for damage: each gets one.
+void giveFacesToPoints( aiMesh& mesh )
+{
+    if ( mesh.mNumFaces > 0 || mesh.mNumVertices == 0 )
+        return;
+    mesh.mFaces = new aiFace[mesh.mNumVertices]; // the mesh takes ownership
+    mesh.mNumFaces = mesh.mNumVertices;
+    mesh.mPrimitiveTypes = aiPrimitiveType_POINT;
+    for ( unsigned i = 0; i < mesh.mNumFaces; ++i )
+    {
+        mesh.mFaces[i].mIndices = new unsigned[1]{ i };
+        mesh.mFaces[i].mNumIndices = 1;
+    }
+}
+
+/// The steps that make triangles, lines and points of what was read. Points of a cloud may coincide.
+unsigned stepsFor( const aiScene& scene )
+{
+    const bool isCloud = std::all_of( scene.mMeshes, scene.mMeshes + scene.mNumMeshes,
+        []( const aiMesh* mesh ) { return mesh->mPrimitiveTypes == aiPrimitiveType_POINT; } );
+    return aiProcess_RemoveComponent | aiProcess_Triangulate | aiProcess_SortByPType | aiProcess_ValidateDataStructure |
+           ( isCloud ? 0u : unsigned( aiProcess_JoinIdenticalVertices ) );
+}
+
+/// Remembers which file beside the one to be read was looked for in vain.
+class Folder final : public Assimp::DefaultIOSystem
+{
+public:
+    Folder( std::filesystem::path file, std::string& missing )
+        : file_( std::move( file ) )
+        , missing_( missing )
+    {
+    }
+
+    Assimp::IOStream* Open( const char* name, const char* mode ) override
+    {
+        auto* stream = DefaultIOSystem::Open( name, mode );
+        if ( !stream && missing_.empty() && name != file_ )
+            missing_ = utf8string( std::filesystem::path( name ).filename() );
+        return stream;
+    }
+
+private:
+    std::filesystem::path file_;
+    std::string& missing_;
+};
+
+/// Why nothing was read, in words of ours. Throws when memory ran out.
+std::string reasonOf( const Assimp::Importer& importer, const std::string& missing )
+{
+    try
+    {
+        if ( const auto& error = importer.GetException() )
+            std::rethrow_exception( error );
+    }
+    catch ( const std::bad_alloc& )
+    {
+        throw;
+    }
+    catch ( ... )
+    {
+        // The library's own words.
+    }
+    return missing.empty() ? cUnreadable : "\"" + missing + "\", which it names, cannot be opened in its folder";
+}
+
 } // namespace
 
 tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
@@ -196,18 +289,23 @@ tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
     importer.SetPropertyInteger(
         AI_CONFIG_PP_RVC_FLAGS, aiComponent_TANGENTS_AND_BITANGENTS | aiComponent_TEXCOORDS | facetNormals );
     importer.SetPropertyBool( AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false );
+    std::string missing;
+    importer.SetIOHandler( new Folder( file, missing ) ); // takes ownership
     const aiScene* scene = importer.ReadFile( file.string(), 0 );
-    if ( scene && hasEmptyFace( *scene ) )
+    if ( !scene )
+        return tl::unexpected( reasonOf( importer, missing ) );
+    if ( isEmpty( *scene ) )
+        return tl::unexpected( std::string( cEmpty ) );
+    if ( hasEmptyFace( *scene ) )
         return tl::unexpected( std::string( "a face has no corners" ) );
-    if ( scene )
-        scene = importer.ApplyPostProcessing( aiProcess_RemoveComponent | aiProcess_Triangulate |
-                                              aiProcess_JoinIdenticalVertices | aiProcess_SortByPType |
-                                              aiProcess_ValidateDataStructure );
+    for ( unsigned i = 0; i < scene->mNumMeshes; ++i )
+        giveFacesToPoints( *scene->mMeshes[i] );
+    scene = importer.ApplyPostProcessing( stepsFor( *scene ) );
     if ( !scene || !scene->mRootNode )
-        return tl::unexpected( std::string( importer.GetErrorString() ) );
+        return tl::unexpected( reasonOf( importer, {} ) );
     auto root = SceneConverter( *scene ).convert( utf8string( file.stem() ) );
     if ( !root )
-        return tl::unexpected( std::string( "it holds no meshes or points" ) );
+        return tl::unexpected( std::string( cEmpty ) );
     if ( isYUp( file ) )
         root->setXf( AffineXf3f{ { { 1, 0, 0 }, { 0, 0, -1 }, { 0, 1, 0 } }, {} } * root->xf() );
     return root;

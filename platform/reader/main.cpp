@@ -71,9 +71,9 @@ catch ( const std::bad_alloc& )
 {
     return tl::unexpected( std::string( "there is not enough memory" ) );
 }
-catch ( const std::exception& e )
+catch ( const std::exception& )
 {
-    return tl::unexpected( std::string( e.what() ) );
+    return tl::unexpected( std::string( cUnreadable ) );
 }
 
 /// A file that makes us eat all memory shall cost nobody else their process.
@@ -89,6 +89,11 @@ uint64_t physicalMemory()
     return uint64_t( std::max( ::sysconf( _SC_PHYS_PAGES ), 0L ) ) * uint64_t( ::sysconf( _SC_PAGESIZE ) );
 }
 
+std::filesystem::path folderOf( const std::filesystem::path& file )
+{
+    return file.has_parent_path() ? file.parent_path() : ".";
+}
+
 /// Files of these kinds name others: materials, buffers and the like.
 bool namesOthers( const std::filesystem::path& file )
 {
@@ -97,11 +102,26 @@ bool namesOthers( const std::filesystem::path& file )
     return std::find( cKinds.begin(), cKinds.end(), kind ) != cKinds.end();
 }
 
+/// With the buffers that lie beside a description.
+uint64_t sizeOf( const std::filesystem::path& file )
+{
+    std::error_code ec;
+    uint64_t out = std::filesystem::file_size( file, ec );
+    if ( ec )
+        return 0;
+    if ( toLower( utf8string( file.extension() ) ) != ".gltf" )
+        return out;
+    for ( std::filesystem::directory_iterator it( folderOf( file ), ec ), end; !ec && it != end; it.increment( ec ) )
+        if ( std::error_code none; it->path().extension() == ".bin" && it->is_regular_file( none ) )
+            out += it->file_size( none );
+    return out;
+}
+
 FileView viewOf( const std::filesystem::path& file )
 {
     FileView out{ { file }, {} };
     if ( namesOthers( file ) )
-        out.readable.push_back( file.has_parent_path() ? file.parent_path() : "." );
+        out.readable.push_back( folderOf( file ) );
     return out;
 }
 
@@ -114,7 +134,8 @@ int main( int argc, char** argv )
     Speaker speaker( takeStandardOutput() );
     ::prctl( PR_SET_PDEATHSIG, SIGKILL );
     offerToDieFirst();
-    const auto refused = enterSandbox( { physicalMemory(), 0, 0 }, SandboxFiles::Read, viewOf( argv[1] ) );
+    const uint64_t memory = memoryForReading( sizeOf( argv[1] ), physicalMemory() );
+    const auto refused = enterSandbox( { memory, 0, 0 }, SandboxFiles::Read, viewOf( argv[1] ) );
     const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
                                        : tl::unexpected( refused );
     const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) && speaker.send( *scene )

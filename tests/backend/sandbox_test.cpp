@@ -311,6 +311,17 @@ TEST( Sandbox, MemoryEnds )
     EXPECT_EQ( inSandbox( allocate, { uint64_t( 1 ) << 29, cLimits.outputSize, 5 } ), 7 );
 }
 
+TEST( Sandbox, AReaderGetsMemoryByTheSizeOfItsFile )
+{
+    constexpr uint64_t cGiB = uint64_t( 1 ) << 30;
+    EXPECT_EQ( memoryForReading( 0, 64 * cGiB ), cGiB );
+    EXPECT_EQ( memoryForReading( cGiB / 50, 64 * cGiB ), cGiB );
+    EXPECT_EQ( memoryForReading( cGiB / 5, 64 * cGiB ), cGiB / 5 * 50 );
+    EXPECT_EQ( memoryForReading( cGiB, 64 * cGiB ), 16 * cGiB );
+    EXPECT_EQ( memoryForReading( UINT64_MAX, 64 * cGiB ), 16 * cGiB );
+    EXPECT_EQ( memoryForReading( 0, 2 * cGiB ), cGiB / 2 );
+}
+
 TEST( Sandbox, LeavesNoCoreOfWhatItRead )
 {
     const auto coresAreOff = []

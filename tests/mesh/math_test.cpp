@@ -47,3 +47,10 @@ TEST( Mesh, IsInconsistentWithAnIndexOutOfRange )
     mesh.edges.push_back( { 0, 8 } );
     EXPECT_FALSE( isConsistent( mesh ) );
 }
+
+TEST( Mesh, OfAnySizeHasNormalsOfLengthOne )
+{
+    for ( const float side : { 1e-15f, 1e-9f, 1.f, 1e9f } )
+        for ( const auto& normal : computeVertexNormals( Testing::cube( side ) ) )
+            EXPECT_NEAR( normal.length(), 1, 1e-5f ) << side;
+}

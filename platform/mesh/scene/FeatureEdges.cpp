@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <span>
 
 namespace VX
 {
@@ -49,11 +50,41 @@ std::vector<HalfEdge> sortedHalfEdges( const Mesh& mesh, const std::vector<uint3
     return out;
 }
 
-Vector3f faceNormal( const Mesh& mesh, uint32_t triangle )
+// In double: the squares of small lengths are nothing in float.
+Vector3d toDouble( const Vector3f& v )
 {
-    const auto& t = mesh.triangles[triangle];
-    const auto& a = mesh.points[t[0]];
-    return cross( mesh.points[t[1]] - a, mesh.points[t[2]] - a ).normalized();
+    return { v.x, v.y, v.z };
+}
+
+/// The zero vector where a triangle is so thin that its direction is chance.
+std::vector<Vector3d> faceNormals( const Mesh& mesh )
+{
+    constexpr double cThinnest = 1e-5; // of its longest side
+    std::vector<Vector3d> out( mesh.triangles.size() );
+    for ( size_t i = 0; i < out.size(); ++i )
+    {
+        const auto& t = mesh.triangles[i];
+        const auto a = toDouble( mesh.points[t[0]] ), b = toDouble( mesh.points[t[1]] ),
+                   c = toDouble( mesh.points[t[2]] );
+        const auto normal = cross( b - a, c - a );
+        const double longest = std::max( { ( b - a ).lengthSq(), ( c - b ).lengthSq(), ( a - c ).lengthSq() } );
+        if ( normal.length() > cThinnest * longest )
+            out[i] = normal.normalized();
+    }
+    return out;
+}
+
+/// Whether to draw an edge with these triangles. Those without area have neither a fold nor a border of their own.
+bool isFeature( std::span<const HalfEdge> edge, const std::vector<Vector3d>& normals, double least )
+{
+    std::array<Vector3d, 2> sides;
+    size_t count = 0;
+    for ( const auto& half : edge )
+        if ( const auto& normal = normals[half.triangle]; normal != Vector3d{} )
+            sides[std::min<size_t>( count++, 1 )] = normal;
+    if ( count == 2 )
+        return dot( sides[0], sides[1] ) < least;
+    return count > 2 || count == edge.size();
 }
 
 } // namespace
@@ -64,16 +95,15 @@ std::vector<Segment> findFeatureEdges( const Mesh& mesh, float angle )
     if ( !std::all_of( mesh.points.begin(), mesh.points.end(), []( const auto& p ) { return p.isFinite(); } ) )
         return {};
     const auto halfEdges = sortedHalfEdges( mesh, weld( mesh.points ) );
-    const float limit = std::cos( angle );
+    const auto normals = faceNormals( mesh );
+    const double least = std::cos( angle );
     std::vector<Segment> out;
     for ( size_t i = 0; i < halfEdges.size(); )
     {
         size_t end = i + 1;
         while ( end < halfEdges.size() && halfEdges[end].key == halfEdges[i].key )
             ++end;
-        const bool manifold = end - i == 2;
-        if ( !manifold ||
-             dot( faceNormal( mesh, halfEdges[i].triangle ), faceNormal( mesh, halfEdges[i + 1].triangle ) ) < limit )
+        if ( isFeature( std::span( halfEdges ).subspan( i, end - i ), normals, least ) )
             out.push_back( halfEdges[i].segment );
         i = end;
     }

@@ -61,8 +61,12 @@ std::vector<Vector3f> computeVertexNormals( const Mesh& mesh )
         for ( const auto v : t )
             normals[v] += areaNormal;
     }
+    // The squares of small areas are nothing in float.
     for ( auto& n : normals )
-        n = n.normalized();
+    {
+        const auto unit = toDouble( n ).normalized();
+        n = { float( unit.x ), float( unit.y ), float( unit.z ) };
+    }
     return normals;
 }
 

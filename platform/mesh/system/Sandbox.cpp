@@ -182,6 +182,13 @@ bool filterSystemCalls( SandboxFiles files )
 
 } // namespace
 
+uint64_t memoryForReading( uint64_t file, uint64_t machine )
+{
+    constexpr uint64_t cLeast = uint64_t( 1 ) << 30, cTimes = 50;
+    const uint64_t wanted = file > UINT64_MAX / cTimes ? UINT64_MAX : std::max( cLeast, file * cTimes );
+    return std::min( wanted, machine / 4 );
+}
+
 std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const FileView& view )
 {
     const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );

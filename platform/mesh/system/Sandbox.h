@@ -16,6 +16,10 @@ struct SandboxLimits
     uint64_t cpuSeconds = 0; ///< of all threads together
 };
 
+/// The address space that reading a file of so many bytes may take on a machine with so much memory: the larger of
+/// 1 GiB and 50 times the file, but never over a quarter of the machine's.
+[[nodiscard]] uint64_t memoryForReading( uint64_t file, uint64_t machine );
+
 enum class SandboxFiles
 {
     Write, ///< files can be made, changed, renamed and removed

@@ -38,7 +38,8 @@ uniform bool useVertexColor;
 out vec4 result;
 void main()
 {
-    vec3 facet = cross( dFdx( viewPosition ), dFdy( viewPosition ) );
+    // At length 1 first: of very small scenes the product would be nothing.
+    vec3 facet = cross( normalize( dFdx( viewPosition ) ), normalize( dFdy( viewPosition ) ) );
     vec3 n = flatShading || dot( viewNormal, viewNormal ) < 1e-12 ? facet : viewNormal;
     n = normalize( n );
     vec3 v = orthographic ? vec3( 0.0, 0.0, 1.0 ) : normalize( -viewPosition );

@@ -57,6 +57,30 @@ TEST( Camera, FitKeepsClearOfWhatIsCovered )
         EXPECT_GT( camera.project( corner ).x, 300 );
 }
 
+TEST( Camera, KeepsInTheMiddleWhatWasThereWhenTheViewportChanges )
+{
+    for ( const bool orthographic : { false, true } )
+    {
+        auto camera = fitted();
+        camera.setOrthographic( orthographic );
+        const Camera::Area former{ { 1000, 800 }, { 300, 100 } }, now{ { 700, 1600 }, { 200, 200 } };
+        camera.setViewport( 1000, 800 );
+        camera.fit( unitBox(), former.covered );
+        const auto before = camera.project( unitBox().center() );
+        camera.setViewport( 700, 1600 );
+        camera.keepInMiddle( former, now );
+        const auto after = camera.project( unitBox().center() );
+        EXPECT_NEAR( after.x - 450, before.x - 650, 10 );
+        EXPECT_NEAR( after.y - 900, before.y - 450, 10 );
+        for ( const auto& corner : unitBox().corners() )
+            EXPECT_GT( camera.project( corner ).x, 200 );
+        camera.setViewport( 1000, 800 );
+        camera.keepInMiddle( now, former );
+        EXPECT_NEAR( camera.project( unitBox().center() ).x, before.x, 0.1 );
+        EXPECT_NEAR( camera.project( unitBox().center() ).y, before.y, 0.1 );
+    }
+}
+
 TEST( Camera, ZoomKeepsThePlaceUnderThePointer )
 {
     auto camera = fitted();

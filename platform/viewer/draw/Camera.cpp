@@ -37,6 +37,12 @@ Angles anglesOf( ViewPreset preset )
     return { cPi / 5, 0.45f };
 }
 
+/// The middle of what is left free of a viewport whose sides are at -1 and 1.
+Vector2f freeMiddle( Vector2f size, Vector2f covered )
+{
+    return { std::clamp( covered.x / size.x, 0.f, 0.9f ), -std::clamp( covered.y / size.y, 0.f, 0.9f ) };
+}
+
 } // namespace
 
 Camera::Camera()
@@ -120,15 +126,35 @@ Camera::Extent Camera::extentOf_( const Box3f& box ) const
     return out;
 }
 
+void Camera::keepInMiddle( const Area& former, const Area& now )
+{
+    const auto middle = [&]( const Area& area )
+    {
+        const auto free = freeMiddle( area.size, area.covered );
+        return rotation_.x * ( free.x * halfHeight_() * area.size.x / area.size.y ) +
+               rotation_.y * ( free.y * halfHeight_() );
+    };
+    // Half of the smaller side of the free part.
+    const auto reach = []( const Area& area )
+    {
+        const auto free = freeMiddle( area.size, area.covered );
+        return std::min( area.size.x / area.size.y * ( 1 - free.x ), 1 + free.y );
+    };
+    if ( former.size.x < 1 || former.size.y < 1 || now.size.x < 1 || now.size.y < 1 )
+        return;
+    target_ += middle( former );
+    distance_ *= reach( former ) / reach( now );
+    target_ += middle( now ) * -1.f;
+    ++revision_;
+}
+
 void Camera::fit( const Box3f& box, Vector2f covered )
 {
     if ( !box.valid() )
         return;
     // With perspective the size on the screen depends on where the camera stands, so a few steps lead there.
     constexpr float cFilled = 0.8f;
-    // The middle of what is left free, between -1 and 1.
-    const Vector2f free{
-        std::clamp( covered.x / float( width_ ), 0.f, 0.9f ), -std::clamp( covered.y / float( height_ ), 0.f, 0.9f ) };
+    const auto free = freeMiddle( { float( width_ ), float( height_ ) }, covered );
     target_ = box.center();
     distance_ = std::max( box.diagonal(), 1e-6f ) / std::tan( cFieldOfView / 2 );
     for ( int i = 0; i < 8; ++i )

@@ -39,6 +39,15 @@ public:
     void zoom( float steps, Vector2f anchor );
     /// Shows a whole box, keeping the direction. `covered` pixels at the left and the upper edge are not used.
     void fit( const Box3f& box, Vector2f covered = {} );
+    /// A viewport of that size, of which so many pixels at the left and the upper edge are covered.
+    struct Area
+    {
+        Vector2f size;
+        Vector2f covered;
+        bool operator==( const Area& ) const = default;
+    };
+    /// The viewport has changed: what was in the middle of the free part is again, and as much of it is seen.
+    void keepInMiddle( const Area& former, const Area& now );
     void setPreset( ViewPreset preset );
     void setOrthographic( bool on );
 

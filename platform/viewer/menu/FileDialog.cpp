@@ -264,7 +264,8 @@ void FileDialog::drawEntry_( size_t index )
 void FileDialog::drawEntries_( float scale )
 {
     const float footer = ImGui::GetFrameHeightWithSpacing() + 10 * scale;
-    ImGui::BeginChild( "##entries", { 0, -footer }, true );
+    // The keyboard moves our own cursor, which the mouse moves, too; Dear ImGui's would be a second one.
+    ImGui::BeginChild( "##entries", { 0, -footer }, true, ImGuiWindowFlags_NoNav );
     if ( !listing_.error.empty() )
         UI::wrapped( themeVec4( ColorTheme::Error ), "This folder cannot be read: " + listing_.error );
     else if ( listing_.entries.empty() )

@@ -39,6 +39,13 @@ std::vector<std::pair<std::string, std::string>> captionsAndNames( const std::st
     return out;
 }
 
+/// Of the lists of the dialog: the rest of it needs so much of the window's height.
+float listHeight( float scale )
+{
+    constexpr float cMost = 250, cLeast = 48, cRest = 210;
+    return std::clamp( ImGui::GetIO().DisplaySize.y - cRest * scale, cLeast * scale, cMost * scale );
+}
+
 } // namespace
 
 Toolbar::Items Toolbar::upgraded( Items items, int savedVersion ) const
@@ -145,7 +152,7 @@ void Toolbar::drawChosen_( float scale )
 {
     const auto& all = RibbonSchemaHolder::schema().items;
     UI::text( RibbonFontManager::FontType::SemiBold, fmt::format( "In the bar ({} of {})", items_.size(), cMaxItems ) );
-    ImGui::BeginChild( "##chosen", { 0, 250 * scale }, true );
+    ImGui::BeginChild( "##chosen", { 0, listHeight( scale ) }, true );
     for ( size_t i = 0; i < items_.size(); ++i )
     {
         const auto it = all.find( items_[i] );
@@ -178,7 +185,7 @@ void Toolbar::drawChosen_( float scale )
 void Toolbar::drawAll_( float scale )
 {
     UI::text( RibbonFontManager::FontType::SemiBold, "All tools" );
-    ImGui::BeginChild( "##all", { 0, 250 * scale }, true );
+    ImGui::BeginChild( "##all", { 0, listHeight( scale ) }, true );
     for ( const auto& [caption, name] : captionsAndNames( toLower( trimmed( filter_ ) ) ) )
     {
         bool chosen = std::find( items_.begin(), items_.end(), name ) != items_.end();

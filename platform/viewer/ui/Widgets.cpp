@@ -1,5 +1,6 @@
 #include <VXViewer/ui/Widgets.h>
 
+#include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonIcons.h>
@@ -38,6 +39,28 @@ void pushPrimaryColors()
     ImGui::PushStyleColor( ImGuiCol_ButtonHovered, brighter( accent, 0.08f ) );
     ImGui::PushStyleColor( ImGuiCol_ButtonActive, brighter( accent, -0.08f ) );
     ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::AccentText ) );
+}
+
+/// Where a window has to be for all of it to be in the viewport.
+ImVec2 placeInside( const ImGuiWindow& window )
+{
+    const ImVec2 display = ImGui::GetIO().DisplaySize;
+    return { std::clamp( window.Pos.x, 0.f, std::max( display.x - window.Size.x, 0.f ) ),
+        std::clamp( window.Pos.y, 0.f, std::max( display.y - window.Size.y, 0.f ) ) };
+}
+
+bool isInside( const ImGuiWindow& window )
+{
+    const ImVec2 inside = placeInside( window );
+    return inside.x == window.Pos.x && inside.y == window.Pos.y;
+}
+
+/// Brings the next window, of this name, back where its place or size has led it over an edge of the viewport.
+void keepNextWindowInside( const char* name )
+{
+    const ImGuiWindow* window = ImGui::FindWindowByName( name );
+    if ( window && window->WasActive && !isInside( *window ) )
+        ImGui::SetNextWindowPos( placeInside( *window ) );
 }
 
 } // namespace
@@ -247,11 +270,17 @@ void centerNextWindow()
 bool beginToolDialog( const char* title, bool* open, float width, float scale )
 {
     const ImVec2 display = ImGui::GetIO().DisplaySize;
-    ImGui::SetNextWindowPos(
-        { display.x - 16 * scale, std::min( 176 * scale, display.y / 3 ) }, ImGuiCond_Appearing, { 1, 0 } );
+    const float top = std::min( 176 * scale, display.y / 3 ), margin = 8 * scale;
+    ImGui::SetNextWindowPos( { display.x - 16 * scale, top }, ImGuiCond_Appearing, { 1, 0 } );
+    keepNextWindowInside( title );
     ImGui::SetNextWindowSize( { std::min( width * scale, display.x ), 0 } );
-    ImGui::SetNextWindowSizeConstraints( { 0, 0 }, { display.x, std::max( display.y * 0.8f, 100 * scale ) } );
+    // Where little is left below the ribbon, it may cover that rather than show two lines.
+    const float height = std::max( display.y - top - margin, std::min( display.y, 360 * scale ) );
+    ImGui::SetNextWindowSizeConstraints( { 0, 0 }, { display.x, std::max( height, 1.f ) } );
     const bool drawn = ImGui::Begin( title, open, ImGuiWindowFlags_NoCollapse | ImGuiWindowFlags_NoResize );
+    // Its size is known from here on.
+    if ( !isInside( *ImGui::GetCurrentWindow() ) )
+        getViewerInstance().incrementForceRedrawFrames( 2 );
     if ( ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) && !ImGui::IsAnyItemActive() &&
          ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
         *open = false;

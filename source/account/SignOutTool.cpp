@@ -13,7 +13,7 @@ void signOut()
         menu->signOut();
 }
 
-std::string needsUser( const SelectedObjects& )
+std::string_view needsUser( const SelectedObjects& )
 {
     return UserInfo::getEmail().empty() ? "Nobody is signed in" : "";
 }

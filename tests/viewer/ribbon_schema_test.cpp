@@ -183,3 +183,7 @@ TEST_F( RibbonSchemas, SurvivesAnyDocument )
     }
     EXPECT_TRUE( RibbonSchemaHolder::schema().items.contains( "Test cut" ) );
 }
+
+static_assert( std::is_constructible_v<ToolRequirement, std::string_view ( * )( const SelectedObjects& )> );
+static_assert( !std::is_constructible_v<ToolRequirement, std::string ( * )( const SelectedObjects& )>,
+    "the text of a string of its own would be gone when it is looked at" );

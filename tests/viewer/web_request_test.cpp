@@ -180,7 +180,22 @@ TEST( ParseResponse, TellsAMissingAnswerFromAnAnswer )
     EXPECT_EQ( errorOf( parseResponse( ScriptedTransport::response( 0, "{}" ) ) ), "Bad internet connection." );
     EXPECT_EQ( errorOf( parseResponse( ScriptedTransport::response( 400, R"({"message": "No."})" ) ) ), "No." );
     EXPECT_EQ( ( *parseResponse( ScriptedTransport::response( 200, R"({"message": "Yes."})" ) ) )["message"], "Yes." );
-    EXPECT_EQ( ( *parseResponse( ScriptedTransport::response( 500, R"({"message": 1})" ) ) )["message"], 1 );
     EXPECT_NE( errorOf( parseResponse( ScriptedTransport::response( 200, "<html>" ) ) ), "" );
     EXPECT_NE( errorOf( parseResponse( ScriptedTransport::response( 200, "" ) ) ), "" );
+}
+
+TEST( ParseResponse, NoErrorStatusIsASuccess )
+{
+    const auto error = []( int code, const char* text )
+    { return errorOf( parseResponse( ScriptedTransport::response( code, text ) ) ); };
+    for ( const char* text :
+        { "{}", "[]", "7", "null", R"({"message": 1})", R"({"error":{"message":"x"}})", "", "<html>" } )
+        for ( const int code : { 500, 502, 503, 599 } )
+            EXPECT_EQ( error( code, text ), "Bad internet connection." ) << code << " " << text;
+    EXPECT_EQ( error( 500, R"({"message": "Try later."})" ), "Try later." );
+    EXPECT_EQ( error( 404, "{}" ), "The server answered with status 404" );
+    EXPECT_EQ( error( 413, R"({"error":{"message":"Payload Too Large"}})" ), "The server answered with status 413" );
+    EXPECT_EQ( error( 400, "[1]" ), "The server answered with status 400" );
+    EXPECT_EQ( error( 404, "<html>" ), error( 200, "<html>" ) ) << "what the parser says";
+    EXPECT_EQ( ( *parseResponse( ScriptedTransport::response( 399, R"({"a": 1})" ) ) )["a"], 1 );
 }

@@ -13,6 +13,9 @@ namespace VX
 namespace
 {
 
+constexpr const char* cBadInternet = "Bad internet connection.";
+constexpr int cFirstError = 400, cFirstServerError = 500;
+
 std::atomic<bool> sFinished{ false };
 
 } // namespace
@@ -111,11 +114,15 @@ tl::expected<Json::Value, std::string> parseResponse( const Json::Value& respons
 {
     const int code = response["code"].isInt() ? response["code"].asInt() : 0;
     if ( code == 0 )
-        return tl::unexpected( std::string( "Bad internet connection." ) );
+        return tl::unexpected( std::string( cBadInternet ) );
     auto body = deserializeJsonValue( response["text"].isString() ? response["text"].asString() : std::string() );
-    if ( body && code >= 400 && body->isObject() && ( *body )["message"].isString() )
+    if ( code < cFirstError )
+        return body;
+    if ( body && body->isObject() && ( *body )["message"].isString() )
         return tl::unexpected( ( *body )["message"].asString() );
-    return body;
+    if ( code >= cFirstServerError )
+        return tl::unexpected( std::string( cBadInternet ) );
+    return tl::unexpected( body ? "The server answered with status " + std::to_string( code ) : body.error() );
 }
 
 bool finishWebRequests( std::chrono::milliseconds patience )

@@ -62,8 +62,10 @@ private:
     WebRequestData data_;
 };
 
-/// What an answer means: code 0 is "Bad internet connection.", an error status whose body has a string "message" is
-/// that message, a body that is not JSON is the parser's text, and anything else is the parsed body.
+/// What an answer means. Code 0 is "Bad internet connection.". A status of 400 or more is an error: the string
+/// "message" of its body where there is one, else from 500 on "Bad internet connection.", else the parser's text or
+/// "The server answered with status N". Below 400 a body that is not JSON is the parser's text, anything else the
+/// parsed body.
 [[nodiscard]] VXVIEWER_API tl::expected<Json::Value, std::string> parseResponse( const Json::Value& response );
 
 /// Ends web access at exit: requests in flight get `patience` in all, then they are answered with code 0.

@@ -18,6 +18,7 @@
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiContextOwner.h>
+#include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
 #include <VXViewer/web/WebRequest.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -350,8 +351,10 @@ void Viewer::buildInterface_()
 {
     drawing_->imgui.prepareFrame( menu_ ? &menu_->fontManager() : nullptr, menu_ ? menu_->menu_scaling() : scale() );
     window_->newImGuiFrame();
+    UI::beforeNewFrame();
     ImGui::NewFrame();
     UI::beginModals();
+    UI::afterNewFrame();
     ProgressBar::update();
     if ( menu_ )
         menu_->draw();

@@ -10,11 +10,12 @@
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 #include <sstream>
@@ -196,7 +197,7 @@ void FileDialog::activate_( const FolderListing::Entry& entry )
 
 void FileDialog::handleKeys_()
 {
-    if ( pressed( ImGuiKey_Escape ) )
+    if ( UI::keyPressed( ImGuiKey_Escape ) )
         return close_();
     if ( ImGui::GetIO().WantTextInput )
         return;
@@ -302,7 +303,7 @@ void FileDialog::drawSaveFooter_( float scale )
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x - buttons );
     if ( std::exchange( focusName_, false ) )
         ImGui::SetKeyboardFocusHere();
-    const bool entered = ImGui::InputText( "##name", &name_, ImGuiInputTextFlags_EnterReturnsTrue );
+    const bool entered = UI::textField( "##name", name_ ).entered;
     std::error_code ec;
     const bool exists = !trimmed( name_ ).empty() && std::filesystem::exists( saveTarget_(), ec );
     ImGui::SameLine();

@@ -5,10 +5,11 @@
 #include <VXViewer/menu/RibbonItemButton.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Keyboard.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui_internal.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 
@@ -21,7 +22,7 @@ constexpr size_t cMaxShown = 9;
 
 bool pressed( ImGuiKey key )
 {
-    return ImGui::IsKeyPressed( ImGui::GetKeyIndex( key ) );
+    return ImGui::IsKeyPressed( ImGui::GetKeyIndex( key ) ) && !UI::popupClosed();
 }
 
 } // namespace
@@ -67,20 +68,20 @@ void RibbonMenuSearch::drawField_( float width, float scale )
     ImGui::SetNextItemWidth( width );
     if ( std::exchange( focusRequested_, false ) )
         ImGui::SetKeyboardFocusHere();
-    const bool changed = ImGui::InputTextWithHint( "##search", "Search (Ctrl+F)", &text_ );
+    const auto field = UI::textField( "##search", text_, { .hint = "Search (Ctrl+F)" } );
     ImGui::PopStyleVar();
     const ImVec2 low = ImGui::GetItemRectMin(), high = ImGui::GetItemRectMax();
     const ImVec2 glass = ImGui::CalcTextSize( Icons::cSearch );
     ImGui::GetWindowDrawList()->AddText( { low.x + 8 * scale, std::round( ( low.y + high.y - glass.y ) / 2 ) },
         themeU32( ColorTheme::DimText ), Icons::cSearch );
-    const bool focused = ImGui::IsItemActive();
-    if ( focused && !focused_ )
+    if ( field.active && !focused_ )
     {
         open_ = true;
         onFocus();
     }
-    focused_ = focused;
-    if ( changed )
+    focused_ = field.active;
+    menuOpen_ = field.menuOpen;
+    if ( field.changed )
     {
         open_ = true;
         results_ = RibbonSchemaHolder::search( text_ );
@@ -127,7 +128,8 @@ void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float to
     ImGui::Begin( "##searchResults", nullptr,
         ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
             ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
-    ImGui::BringWindowToDisplayFront( ImGui::GetCurrentWindow() );
+    if ( !menuOpen_ )
+        ImGui::BringWindowToDisplayFront( ImGui::GetCurrentWindow() );
     if ( results_.empty() )
         UI::colored( themeVec4( ColorTheme::DimText ), "No tool is called so" );
     for ( size_t i = 0; i < std::min( results_.size(), cMaxShown ); ++i )
@@ -145,7 +147,8 @@ void RibbonMenuSearch::draw( RibbonItemHost& host, float width, float scale )
     const float right = ImGui::GetItemRectMax().x, bottom = ImGui::GetItemRectMax().y + 4 * scale;
     if ( !open_ )
         return;
-    handleKeys_( host );
+    if ( !menuOpen_ )
+        handleKeys_( host );
     if ( open_ && !trimmed( text_ ).empty() )
         drawResults_( host, right, bottom, scale );
     else if ( open_ && !focused_ )

@@ -37,6 +37,7 @@ private:
     size_t cursor_ = 0;
     bool open_ = false;
     bool focused_ = false;
+    bool menuOpen_ = false;
     bool focusRequested_ = false;
 };
 

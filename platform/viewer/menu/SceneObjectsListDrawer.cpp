@@ -6,10 +6,11 @@
 #include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/menu/RibbonItemButton.h>
 #include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/Keyboard.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 
@@ -127,11 +128,10 @@ void SceneObjectsListDrawer::drawRename_( Object& object, float width )
     const bool appearing = std::exchange( focusName_, false );
     if ( appearing )
         ImGui::SetKeyboardFocusHere();
-    const bool entered = ImGui::InputText(
-        "##rename", &newName_, ImGuiInputTextFlags_EnterReturnsTrue | ImGuiInputTextFlags_AutoSelectAll );
+    const auto field = UI::textField( "##rename", newName_, { .selectAll = true } );
     ImGui::PopStyleVar();
-    const bool escaped = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
-    if ( !entered && !ImGui::IsItemDeactivated() && !escaped )
+    const bool escaped = !field.menuOpen && UI::keyPressed( ImGuiKey_Escape );
+    if ( !field.left && !escaped )
         return;
     renamed_ = nullptr;
     getViewerInstance().incrementForceRedrawFrames( 2 );

@@ -5,10 +5,10 @@
 #include <VXViewer/menu/RibbonSchema.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
-
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 
@@ -78,12 +78,12 @@ void ShortcutSheet::draw( const ShortcutManager& manager, float scale )
     if ( ImGui::IsWindowAppearing() )
         ImGui::SetKeyboardFocusHere();
     ImGui::SetNextItemWidth( -1 );
-    ImGui::InputTextWithHint( "##filter", "Find a tool or a key", &filter_ );
+    UI::textField( "##filter", filter_, { .hint = "Find a tool or a key" } );
     ImGui::BeginChild( "##shortcuts", { 0, -ImGui::GetFrameHeightWithSpacing() } );
     drawTable_( manager, scale );
     ImGui::EndChild();
     ImGui::SetCursorPosX( ImGui::GetWindowContentRegionMax().x - 96 * scale );
-    if ( UI::primaryButton( "Close", scale ) || ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+    if ( UI::primaryButton( "Close", scale ) || UI::keyPressed( ImGuiKey_Escape ) )
     {
         ImGui::CloseCurrentPopup();
         getViewerInstance().incrementForceRedrawFrames( 2 );

@@ -6,11 +6,12 @@
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
-#include <imgui_stdlib.h>
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
@@ -215,7 +216,7 @@ void Toolbar::drawCustomize( float scale )
     if ( ImGui::IsWindowAppearing() )
         ImGui::SetKeyboardFocusHere();
     ImGui::SetNextItemWidth( -1 );
-    ImGui::InputTextWithHint( "##filter", "Find a tool", &filter_ );
+    UI::textField( "##filter", filter_, { .hint = "Find a tool" } );
     if ( ImGui::BeginTable( "##lists", 2, ImGuiTableFlags_SizingStretchSame ) )
     {
         ImGui::TableNextColumn();
@@ -228,7 +229,7 @@ void Toolbar::drawCustomize( float scale )
         resetToDefault();
     UI::setTooltipIfHovered( "Back to the tools that the program came with", scale );
     ImGui::SameLine( ImGui::GetWindowContentRegionMax().x - 96 * scale );
-    if ( UI::primaryButton( "Close", scale ) || ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+    if ( UI::primaryButton( "Close", scale ) || UI::keyPressed( ImGuiKey_Escape ) )
     {
         ImGui::CloseCurrentPopup();
         getViewerInstance().incrementForceRedrawFrames( 2 );

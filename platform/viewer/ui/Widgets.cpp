@@ -3,6 +3,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/RibbonIcons.h>
 
 #include <fmt/format.h>
@@ -22,8 +23,7 @@ constexpr float cLeastButtonWidth = 96;
 bool enterPressed()
 {
     return !ImGui::IsWindowAppearing() && ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) &&
-           ( ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Enter ), false ) ||
-               ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_KeyPadEnter ), false ) );
+           ( keyPressed( ImGuiKey_Enter ) || keyPressed( ImGuiKey_KeyPadEnter ) );
 }
 
 ImVec4 brighter( ImVec4 color, float by )
@@ -70,7 +70,11 @@ bool button( const char* label, const Vector2f& size, const ButtonParams& params
     if ( params.primary )
         pushPrimaryColors();
     ImGui::BeginDisabled( !params.enabled );
-    bool pressed = ImGui::Button( label, { size.x, size.y } );
+    bool pressed = false;
+    {
+        const TabStop stop;
+        pressed = ImGui::Button( label, { size.x, size.y } );
+    }
     ImGui::EndDisabled();
     if ( params.primary )
         ImGui::PopStyleColor( 4 );
@@ -139,7 +143,10 @@ bool link( const char* label, const ImVec4& color )
     const float base = ImGui::GetCurrentWindow()->DC.CurrLineTextBaseOffset;
     const ImVec2 size = ImGui::CalcTextSize( label, nullptr, true );
     ImVec2 at = ImGui::GetCursorScreenPos();
+    const TabStop stop;
     const bool pressed = ImGui::InvisibleButton( label, { size.x, size.y + base } );
+    const auto& last = ImGui::GetCurrentContext()->LastItemData;
+    ImGui::RenderNavHighlight( last.Rect, last.ID );
     at.y += base;
     auto& list = *ImGui::GetWindowDrawList();
     const ImU32 packed = ImGui::ColorConvertFloat4ToU32( color );
@@ -168,7 +175,11 @@ bool checkbox( const char* label, bool* value )
     ImGui::PushStyleVar( ImGuiStyleVar_FramePadding,
         { ImGui::GetStyle().FramePadding.y * 0.5f, ImGui::GetStyle().FramePadding.y * 0.5f } );
     ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
-    const bool changed = ImGui::Checkbox( label, value );
+    bool changed = false;
+    {
+        const TabStop stop;
+        changed = ImGui::Checkbox( label, value );
+    }
     ImGui::PopStyleVar( 2 );
     return changed;
 }
@@ -176,8 +187,12 @@ bool checkbox( const char* label, bool* value )
 bool combo( const char* label, int* value, const std::vector<std::string>& options )
 {
     const bool known = *value >= 0 && size_t( *value ) < options.size();
-    bool changed = false;
-    if ( !ImGui::BeginCombo( label, known ? options[size_t( *value )].c_str() : "" ) )
+    bool changed = false, opened = false;
+    {
+        const TabStop stop;
+        opened = ImGui::BeginCombo( label, known ? options[size_t( *value )].c_str() : "" );
+    }
+    if ( !opened )
         return false;
     for ( int i = 0; i < int( options.size() ); ++i )
         if ( ImGui::Selectable( options[size_t( i )].c_str(), i == *value ) )
@@ -282,7 +297,7 @@ bool beginToolDialog( const char* title, bool* open, float width, float scale )
     if ( !isInside( *ImGui::GetCurrentWindow() ) )
         getViewerInstance().incrementForceRedrawFrames( 2 );
     if ( ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) && !ImGui::IsAnyItemActive() &&
-         ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+         keyPressed( ImGuiKey_Escape ) )
         *open = false;
     return drawn;
 }

@@ -367,3 +367,24 @@ TEST_F( Transport, LosesNoneOfAThousandRequests )
     wake.wait( lock, [&] { return done == cCount; } );
     EXPECT_EQ( good, cCount );
 }
+
+TEST_F( Transport, TellsWhichAddressHasNotAnsweredAndWhy )
+{
+    const auto errorOf = []( const std::string& url, int timeout = 10'000 )
+    {
+        WebRequest request( url );
+        request.setTimeout( timeout );
+        const auto response = send( request );
+        EXPECT_EQ( codeOf( response ), 0 );
+        return response["error"].asString();
+    };
+    const auto here = "localhost:" + std::to_string( ORVANTA_TEST_PORT ) + " did not answer: ";
+    EXPECT_EQ( errorOf( RawTlsServer::url( "/path?Signature=secret" ) ), here + "the connection was refused" );
+    EXPECT_EQ( errorOf( "https://nowhere.invalid/a" ), "nowhere.invalid did not answer: its name was not found" );
+    RawTlsServer server( []( const std::string& ) { return RawReply{ "", false, true }; } );
+    EXPECT_EQ( errorOf( RawTlsServer::url( "/" ), 300 ), here + "it took too long" );
+    const std::string trusted = ::getenv( "SSL_CERT_FILE" );
+    ::setenv( "SSL_CERT_FILE", "/etc/ssl/certs/ca-certificates.crt", 1 );
+    EXPECT_EQ( errorOf( RawTlsServer::url( "/" ) ), here + "its certificate is not trusted" );
+    ::setenv( "SSL_CERT_FILE", trusted.c_str(), 1 );
+}

@@ -1,6 +1,7 @@
 #include <VXViewer/web/CurlTransfer.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXViewer/web/TransferFailure.h>
 
 #include <spdlog/spdlog.h>
 
@@ -295,6 +296,8 @@ std::string CurlTransfer::failureText_( CURLcode result ) const
         return cOperationCanceled;
     if ( !ownError_.empty() )
         return ownError_;
+    if ( auto failure = transferFailure( handle_, result ); !failure.empty() )
+        return failure;
     return curlError_[0] ? curlError_.data() : curl_easy_strerror( result );
 }
 

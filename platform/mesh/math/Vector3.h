@@ -9,16 +9,19 @@ namespace VX
 {
 
 /// Point or direction in the plane; pixels where the screen is meant.
-struct Vector2f
+template <typename T>
+struct Vector2
 {
-    float x = 0, y = 0;
+    T x{}, y{};
 
-    friend Vector2f operator+( Vector2f a, Vector2f b ) { return { a.x + b.x, a.y + b.y }; }
-    friend Vector2f operator-( Vector2f a, Vector2f b ) { return { a.x - b.x, a.y - b.y }; }
-    friend Vector2f operator*( Vector2f a, float k ) { return { a.x * k, a.y * k }; }
-    bool operator==( const Vector2f& ) const = default;
-    [[nodiscard]] float length() const { return std::hypot( x, y ); }
+    friend Vector2 operator+( Vector2 a, Vector2 b ) { return { a.x + b.x, a.y + b.y }; }
+    friend Vector2 operator-( Vector2 a, Vector2 b ) { return { a.x - b.x, a.y - b.y }; }
+    friend Vector2 operator*( Vector2 a, T k ) { return { a.x * k, a.y * k }; }
+    bool operator==( const Vector2& ) const = default;
+    [[nodiscard]] T length() const { return std::hypot( x, y ); }
 };
+
+using Vector2f = Vector2<float>;
 
 /// Point or direction in space, in the units of the file it came from.
 template <typename T>

@@ -3,10 +3,10 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
-#include <imgui_stdlib.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,10 @@ namespace
 
 constexpr float cLargestGap = 16, cSmallestGap = 4;
 constexpr float cCaptionWidth = 104, cButtonWidth = 220, cButtonHeight = 34;
-constexpr int cMessageLines = 3;
+constexpr float cMark = 8;
+constexpr int cMessageLines = 2, cParagraphLines = 4;
+// So dark that pure red and pure green can both be read on it, in any theme.
+constexpr ImU32 cRuleGround = IM_COL32( 12, 12, 12, 255 );
 // Nobody reads more, and laying megabytes out in each frame would stop the program.
 constexpr size_t cLongestMessage = 2000;
 const ImVec4 cLinkColor{ 60 / 255.f, 120 / 255.f, 1, 1 };
@@ -32,6 +35,21 @@ std::string beginning( const std::string& text, size_t most )
     while ( end > 0 && ( static_cast<unsigned char>( text[end] ) & 0xc0 ) == 0x80 )
         --end;
     return text.substr( 0, end ) + "...";
+}
+
+/// A check mark or a cross, so that nobody has to tell red from green.
+void drawMark( ImVec2 low, float size, bool met, ImU32 color )
+{
+    auto& list = *ImGui::GetWindowDrawList();
+    const float right = low.x + size, bottom = low.y + size, thickness = size * 0.22f;
+    if ( met )
+    {
+        const ImVec2 points[] = { { low.x, low.y + size * 0.55f }, { low.x + size * 0.38f, low.y + size * 0.9f },
+            { right, low.y + size * 0.1f } };
+        return list.AddPolyline( points, 3, color, 0, thickness );
+    }
+    list.AddLine( low, { right, bottom }, color, thickness );
+    list.AddLine( { low.x, bottom }, { right, low.y }, color, thickness );
 }
 
 } // namespace
@@ -98,9 +116,16 @@ void AuthForm::title( const std::string& text )
 void AuthForm::paragraph( const std::string& text )
 {
     row_();
-    ImGui::PushTextWrapPos( 0 );
-    ImGui::TextUnformatted( text.data(), text.data() + text.size() );
-    ImGui::PopTextWrapPos();
+    const auto shown = beginning( text, cLongestMessage );
+    const float wanted = ImGui::CalcTextSize( shown.c_str(), nullptr, false, innerWidth_ ).y;
+    const float most = cParagraphLines * ImGui::GetTextLineHeight();
+    if ( wanted <= most + 1 )
+        return UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), shown );
+    ImGui::PushStyleColor( ImGuiCol_ChildBg, ImVec4{} );
+    ImGui::BeginChild( "##paragraph", { innerWidth_, most } );
+    UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), shown );
+    ImGui::EndChild();
+    ImGui::PopStyleColor();
 }
 
 void AuthForm::field( const char* caption, std::string& value, bool masked, bool focus )
@@ -114,8 +139,7 @@ void AuthForm::field( const char* caption, std::string& value, bool masked, bool
         ImGui::SetKeyboardFocusHere();
     ImGui::PushID( caption );
     ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
-    ImGui::InputText(
-        "##field", &value, masked ? ImGuiInputTextFlags_Password | ImGuiInputTextFlags_AutoSelectAll : 0 );
+    UI::textField( "##field", value, { .masked = masked, .selectAll = masked } );
     ImGui::PopStyleVar();
     ImGui::PopID();
 }
@@ -126,20 +150,29 @@ void AuthForm::checkbox( const char* caption, bool& value )
     UI::checkbox( caption, &value );
 }
 
-void AuthForm::words( const std::vector<std::pair<const char*, ImVec4>>& words )
+void AuthForm::rules( const std::vector<std::pair<const char*, bool>>& rules )
 {
     row_();
     const FontScope font( RibbonFontManager::FontType::Small );
-    float width = 0;
-    for ( const auto& [text, color] : words )
-        width += ImGui::CalcTextSize( text ).x;
-    const float space = std::max( 0.f, ( innerWidth_ - width ) / float( words.size() - 1 ) );
-    for ( size_t i = 0; i < words.size(); ++i )
+    const float pad = std::round( 6 * scaling_ ), gap = std::round( 4 * scaling_ ), mark = cMark * scaling_;
+    float width = 2 * pad;
+    for ( const auto& [text, met] : rules )
+        width += mark + gap + ImGui::CalcTextSize( text ).x;
+    const float space = std::max( 0.f, ( innerWidth_ - width ) / float( rules.size() - 1 ) );
+    const ImVec2 low = ImGui::GetCursorScreenPos();
+    const float height = ImGui::GetFontSize() + 2 * gap;
+    auto& list = *ImGui::GetWindowDrawList();
+    list.AddRectFilled( low, { low.x + innerWidth_, low.y + height }, cRuleGround, gap );
+    float x = std::round( low.x + pad );
+    for ( const auto& [text, met] : rules )
     {
-        if ( i > 0 )
-            ImGui::SameLine( 0, space );
-        ImGui::TextColored( words[i].second, "%s", words[i].first );
+        const ImU32 color = met ? IM_COL32( 0, 255, 0, 255 ) : IM_COL32( 255, 0, 0, 255 );
+        drawMark( { x, std::round( low.y + ( height - mark ) / 2 ) }, mark, met, color );
+        x = std::round( x + mark + gap );
+        list.AddText( { x, low.y + gap }, color, text );
+        x += ImGui::CalcTextSize( text ).x + space;
     }
+    ImGui::Dummy( { innerWidth_, height } );
 }
 
 bool AuthForm::mainButton( const char* caption )
@@ -149,24 +182,44 @@ bool AuthForm::mainButton( const char* caption )
     return UI::button( caption, { cButtonWidth * scaling_, cButtonHeight * scaling_ }, { .enterKey = true } );
 }
 
-void AuthForm::message( const std::string& text )
+void AuthForm::centered_( const std::string& text, const ImVec4& color, float width )
+{
+    const float wanted = ImGui::CalcTextSize( text.c_str(), nullptr, false, width ).x;
+    ImGui::SetCursorPosX( std::max( 0.f, std::round( ( width - wanted ) * 0.5f ) ) );
+    UI::wrapped( color, text );
+}
+
+void AuthForm::message( const std::string& text, const std::string& reason, const std::string& status )
+{
+    row_();
+    const auto shown = beginning( text.empty() ? status : text, cLongestMessage );
+    const float height = cMessageLines * ImGui::GetTextLineHeight();
+    if ( shown.empty() )
+        return ImGui::Dummy( { innerWidth_, height } );
+    const auto heightOf = [&]( const std::string& part )
+    { return part.empty() ? 0 : ImGui::CalcTextSize( part.c_str(), nullptr, false, innerWidth_ ).y; };
+    const bool scrolls = heightOf( shown ) + heightOf( reason ) > height + 1;
+    ImGui::PushStyleColor( ImGuiCol_ChildBg, ImVec4{} );
+    ImGui::BeginChild( "##message", { innerWidth_, height }, false,
+        scrolls ? 0 : ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoNav );
+    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, ImVec2{} );
+    const float width = ImGui::GetContentRegionAvail().x;
+    centered_( shown, themeVec4( text.empty() ? ColorTheme::Good : ColorTheme::Error ), width );
+    if ( !reason.empty() )
+        centered_( reason, themeVec4( ColorTheme::DimText ), width );
+    ImGui::PopStyleVar();
+    ImGui::EndChild();
+    ImGui::PopStyleColor();
+}
+
+void AuthForm::detail( const std::string& text )
 {
     if ( text.empty() )
         return;
     row_();
     const auto shown = beginning( text, cLongestMessage );
-    const ImVec2 size = ImGui::CalcTextSize( shown.c_str(), nullptr, false, innerWidth_ );
-    const float most = cMessageLines * ImGui::GetTextLineHeight();
-    const bool scrolls = size.y > most + 1;
-    if ( scrolls )
-        ImGui::BeginChild( "##message", { 0, most } );
-    else
-        center_( size.x );
-    ImGui::PushTextWrapPos( scrolls ? 0 : padding_ + innerWidth_ + 1 );
-    ImGui::TextColored( themeVec4( ColorTheme::Error ), "%s", shown.c_str() );
-    ImGui::PopTextWrapPos();
-    if ( scrolls )
-        ImGui::EndChild();
+    center_( ImGui::CalcTextSize( shown.c_str(), nullptr, false, innerWidth_ ).x );
+    UI::wrapped( themeVec4( ColorTheme::DimText ), shown );
 }
 
 bool AuthForm::link( const std::string& before, const char* link, const std::string& after, bool atRight )

@@ -29,12 +29,15 @@ public:
     void field( const char* caption, std::string& value, bool masked, bool focus );
     /// A check box at the left of a row, on whose right side something else may follow.
     void checkbox( const char* caption, bool& value );
-    /// One row of small coloured words, from edge to edge.
-    void words( const std::vector<std::pair<const char*, ImVec4>>& words );
+    /// One row of small words, from edge to edge, each marked as met or failing.
+    void rules( const std::vector<std::pair<const char*, bool>>& rules );
     /// The button that the form is for; pressed by Enter, too.
     [[nodiscard]] bool mainButton( const char* caption );
-    /// What went wrong; nothing for an empty text. The longest ones scroll.
-    void message( const std::string& text );
+    /// What went wrong and a line about the reason, or else what went well. Its place is kept while there is nothing to
+    /// say; texts that are too long for it scroll.
+    void message( const std::string& text, const std::string& reason, const std::string& status );
+    /// More about the title; nothing for an empty text.
+    void detail( const std::string& text );
     /// "text link", in the middle of a row of its own or, with `atRight`, at the right end of the row before.
     [[nodiscard]] bool link(
         const std::string& before, const char* link, const std::string& after = {}, bool atRight = false );
@@ -42,6 +45,7 @@ public:
 private:
     void row_();
     void center_( float width ) const;
+    static void centered_( const std::string& text, const ImVec4& color, float width );
 
     float innerWidth_ = 0;
     float innerHeight_ = 0;

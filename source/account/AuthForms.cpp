@@ -20,6 +20,7 @@ namespace VX
 namespace
 {
 
+constexpr const char* cWindow = "Auth window";
 constexpr float cWidth = 440, cHeight = 332;
 const ImVec2 cPadding{ 28, 20 }, cSpacing{ 8, 16 };
 constexpr float cSpinnerRadius = 20;
@@ -30,6 +31,14 @@ constexpr ImGuiWindowFlags ImGuiWindowFlags_NoDocking = 0;
 constexpr ImGuiWindowFlags cFlags = ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
                                     ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoCollapse |
                                     ImGuiWindowFlags_NoDocking;
+
+/// Whether the menu of one of the fields is open.
+bool ownMenuOpen()
+{
+    const auto& popups = ImGui::GetCurrentContext()->OpenPopupStack;
+    return !popups.empty() && popups.back().SourceWindow &&
+           std::string_view( popups.back().SourceWindow->Name ) == cWindow;
+}
 
 /// Opaque black over the scene and everything else.
 void drawBackground( ImVec2 viewport, bool toFront )
@@ -68,8 +77,8 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
     }
     const auto* window = getViewerInstance().window();
     const ImVec2 viewport{ float( window->width() ), float( window->height() ) };
-    // A question that something else asks stands before the sign-in until it is answered.
-    const bool toFront = !ImGui::GetTopMostPopupModal();
+    // A question that something else asks stands before the sign-in until it is answered; so does its own menu.
+    const bool toFront = !ImGui::GetTopMostPopupModal() && !ownMenuOpen();
     drawBackground( viewport, toFront );
 
     // The whole of it shrinks in a window that is too small for it.
@@ -85,7 +94,7 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
     ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { cPadding.x * scaling, cPadding.y * scaling } );
     ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { cSpacing.x * scaling, cSpacing.y * scaling } );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, ImVec2{ 1, 1 } );
-    if ( ImGui::Begin( "Auth window", nullptr, cFlags ) )
+    if ( ImGui::Begin( cWindow, nullptr, cFlags ) )
     {
         ImGui::SetWindowFontScale( fit );
         if ( requestInProgress_ )
@@ -144,6 +153,7 @@ void AuthWindow::drawForm_( const Vector2f& windowSize, float scaling )
 void AuthWindow::drawRetryForm_( const Vector2f&, float )
 {
     form_->title( message_ );
+    form_->detail( reason_ );
     if ( form_->mainButton( "Retry" ) )
         pressRetry_();
     if ( form_->link( {}, "Sign Out", "and try with another account." ) )
@@ -159,7 +169,7 @@ void AuthWindow::drawSignInForm_( const Vector2f&, float )
     const bool forgot = form_->link( "Forgot your", "password?", {}, true );
     if ( form_->mainButton( "Sign In" ) )
         pressSignIn_();
-    form_->message( message_ );
+    form_->message( message_, reason_, status_ );
     if ( form_->link( "Need an account?", "Sign Up" ) )
         show_( AuthState::SignUp );
     if ( forgot )
@@ -174,7 +184,7 @@ void AuthWindow::drawSignUpForm_( const Vector2f&, float )
     drawPasswordValidationResult_();
     if ( form_->mainButton( "Sign Up" ) )
         pressSignUp_();
-    form_->message( message_ );
+    form_->message( message_, reason_, status_ );
     if ( form_->link( "Already have an account?", "Sign In" ) )
         show_( AuthState::SignIn );
 }
@@ -185,7 +195,7 @@ void AuthWindow::drawForgotForm_( const Vector2f&, float )
     form_->field( "Email", email_, false, focusField_ );
     if ( form_->mainButton( "Reset My Password" ) )
         pressForgot_();
-    form_->message( message_ );
+    form_->message( message_, reason_, status_ );
     if ( form_->link( "Back to", "Sign In" ) )
         show_( AuthState::SignIn );
 }
@@ -198,7 +208,7 @@ void AuthWindow::drawConfirmSignUpForm_( const Vector2f&, float )
     form_->field( "Code", confirmationCode_, true, focusField_ );
     if ( form_->mainButton( "Confirm Account" ) )
         pressConfirmSignUp_();
-    form_->message( message_ );
+    form_->message( message_, reason_, status_ );
     if ( form_->link( "Didn't receive a code?", "Resend it" ) )
         requestResendConfirm_();
     if ( form_->link( "Back to", "Sign Up" ) )
@@ -210,12 +220,13 @@ void AuthWindow::drawConfirmForgotForm_( const Vector2f&, float )
     form_->title( "Confirm Reset Password" );
     form_->paragraph( "We have sent a password reset code by email to " + codeDestination_ +
                       ".\nEnter it below to reset your password." );
-    form_->field( "Code", confirmationCode_, true, focusField_ && confirmationCode_.empty() );
-    form_->field( "New Password", newPassword_, true, focusField_ && !confirmationCode_.empty() );
+    const bool codeStands = !confirmationCode_.empty() && validatePassword_() != 0;
+    form_->field( "Code", confirmationCode_, true, focusField_ && !codeStands );
+    form_->field( "New Password", newPassword_, true, focusField_ && codeStands );
     drawPasswordValidationResult_();
     if ( form_->mainButton( "Change Password" ) )
         pressConfirmForgot_();
-    form_->message( message_ );
+    form_->message( message_, reason_, status_ );
     if ( form_->link( "Back to", "Sign In" ) )
         show_( AuthState::SignIn );
 }
@@ -229,12 +240,11 @@ void AuthWindow::drawPasswordValidationResult_()
     };
     constexpr Rule cRules[] = { { PasswordLowercase, "Lowercase letter" }, { PasswordSpecial, "Special character" },
         { PasswordNumber, "Number" }, { PasswordLength, "At least 8 chars" } };
-    const ImVec4 cRed{ 1, 0, 0, 1 }, cGreen{ 0, 1, 0, 1 };
     const int broken = validatePassword_();
-    std::vector<std::pair<const char*, ImVec4>> words;
+    std::vector<std::pair<const char*, bool>> rules;
     for ( const auto& rule : cRules )
-        words.emplace_back( rule.text, broken & rule.bit ? cRed : cGreen );
-    form_->words( words );
+        rules.emplace_back( rule.text, !( broken & rule.bit ) );
+    form_->rules( rules );
 }
 
 } // namespace VX

@@ -1,10 +1,11 @@
 #include <VXOrvanta/account/AuthWindow.h>
 
-#include <VXMesh/io/Json.h>
-#include <VXMesh/io/Path.h>
+#include <VXMesh/io/Text.h>
+#include <VXOrvanta/account/AccountLock.h>
 #include <VXOrvanta/account/AuthForm.h>
 #include <VXOrvanta/account/Cognito.h>
 #include <VXOrvanta/account/CredentialRules.h>
+#include <VXOrvanta/account/Credentials.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
@@ -36,6 +37,12 @@ std::string textIn( const Json::Value& root, std::initializer_list<const char*> 
     return value->isString() ? value->asString() : std::string();
 }
 
+/// Which address has not answered, and why; the transport knows.
+std::string reasonOf( const std::string& error, const Json::Value& response )
+{
+    return error == cBadInternet ? textIn( response, { "error" } ) : std::string();
+}
+
 bool isUsable( const AuthToken& token )
 {
     return !token.token.empty() && !token.endpoint.empty();
@@ -61,29 +68,10 @@ AuthWindow::AuthWindow()
 
 AuthWindow::~AuthWindow() = default;
 
-std::string AuthWindow::takeCredentialsArgument_()
-{
-    auto& arguments = getViewerInstance().arguments();
-    std::string file;
-    for ( auto it = arguments.begin(); it != arguments.end(); )
-    {
-        if ( *it != "-creds" )
-        {
-            ++it;
-            continue;
-        }
-        it = arguments.erase( it );
-        if ( it == arguments.end() )
-            break;
-        file = std::move( *it );
-        it = arguments.erase( it );
-    }
-    return file;
-}
-
 void AuthWindow::start_()
 {
-    if ( const auto file = takeCredentialsArgument_(); !file.empty() && signInWithFile_( file ) )
+    const auto file = takeCredentialsArgument( getViewerInstance().arguments() );
+    if ( !file.empty() && signInWithFile_( file ) )
         return;
     const auto token = loadAuthToken();
     email_ = token.login;
@@ -96,25 +84,14 @@ void AuthWindow::start_()
 
 bool AuthWindow::signInWithFile_( const std::string& file )
 {
-    const auto root = deserializeJsonValue( pathFromUtf8( file ) );
-    if ( !root )
+    auto credentials = readCredentials( file );
+    if ( !credentials )
     {
-        spdlog::warn( "Cannot read credentials file: {}", root.error() );
+        spdlog::warn( "{}", credentials.error() );
         return false;
     }
-    if ( !root->isObject() || !( *root )["email"].isString() || !( *root )["password"].isString() )
-    {
-        spdlog::warn( "Credentials file is invalid" );
-        return false;
-    }
-    const auto email = ( *root )["email"].asString();
-    if ( !isEmailAddress( email ) )
-    {
-        spdlog::warn( "Credentials file: email is invalid" );
-        return false;
-    }
-    email_ = email;
-    password_ = ( *root )["password"].asString();
+    email_ = std::move( credentials->email );
+    password_ = std::move( credentials->password );
     state_ = AuthState::Loading;
     requestSignIn_( {} );
     return true;
@@ -132,7 +109,7 @@ std::function<void( const Json::Value& )> AuthWindow::whileAlive_( std::function
 void AuthWindow::requestSignIn_( const AuthToken& token )
 {
     requestInProgress_ = true;
-    message_.clear();
+    say_( {} );
     auto callback = whileAlive_( [this, token]( const Json::Value& response ) { onSignInAnswer_( token, response ); } );
     if ( isUsable( token ) )
         Cognito::signInToken( token.token, token.endpoint, std::move( callback ) );
@@ -145,12 +122,12 @@ void AuthWindow::onSignInAnswer_( const AuthToken& token, const Json::Value& res
     requestInProgress_ = false;
     const auto parsed = parseResponse( response );
     if ( !parsed )
-        onSignInError_( token, parsed.error() );
+        onSignInError_( token, parsed.error(), reasonOf( parsed.error(), response ) );
     else if ( parsed->isObject() && ( *parsed )["AuthenticationResult"].isObject() )
         onSignedIn_( ( *parsed )["AuthenticationResult"] );
     else
     {
-        message_ = cUnknownError;
+        say_( cUnknownError );
         state_ = AuthState::Retry;
         spdlog::warn( "Sign in error: \"{}\"", cUnknownError );
     }
@@ -170,17 +147,18 @@ void AuthWindow::onSignedIn_( const Json::Value& result )
         email_.clear();
     // Whoever signs out and leaves the machine leaves no password in the form.
     password_.clear();
-    message_.clear();
+    say_( {} );
     state_ = AuthState::Authed;
     if ( const auto& menu = getViewerInstance().getMenuPlugin() )
         menu->allowInput( true );
+    const AccountLock lock;
     UserInfo::setAccessToken( textIn( result, { "AccessToken" } ) );
     UserInfo::setEmail( email );
 }
 
-void AuthWindow::onSignInError_( const AuthToken& token, const std::string& error )
+void AuthWindow::onSignInError_( const AuthToken& token, const std::string& error, const std::string& reason )
 {
-    message_ = error;
+    say_( error, reason );
     const bool expired = error.find( cExpired ) != std::string::npos;
     const bool badInternet = error == cBadInternet;
     if ( state_ == AuthState::Loading && retriesLeft_-- > 0 && ( expired || badInternet ) )
@@ -191,13 +169,13 @@ void AuthWindow::onSignInError_( const AuthToken& token, const std::string& erro
     state_ = badInternet ? AuthState::Retry : AuthState::SignIn;
     spdlog::warn( "Sign in error: \"{}\"", error );
     if ( expired )
-        message_ = " Session expired. Please log in again.";
+        say_( " Session expired. Please log in again." );
 }
 
 std::function<void( const Json::Value& )> AuthWindow::answered_( Answer onSuccess )
 {
     requestInProgress_ = true;
-    message_.clear();
+    say_( {} );
     return whileAlive_(
         [this, onSuccess = std::move( onSuccess )]( const Json::Value& response )
         {
@@ -206,7 +184,7 @@ std::function<void( const Json::Value& )> AuthWindow::answered_( Answer onSucces
                 onSuccess( *parsed );
             else
             {
-                message_ = parsed.error();
+                say_( parsed.error(), reasonOf( parsed.error(), response ) );
                 spdlog::warn( "Auth error: \"{}\"", parsed.error() );
             }
             redraw();
@@ -226,13 +204,19 @@ void AuthWindow::requestSignUp_()
 
 void AuthWindow::requestConfirmSignUp_()
 {
-    Cognito::confirmSignUp(
-        email_, confirmationCode_, answered_( [this]( const Json::Value& ) { show_( AuthState::SignIn ); } ) );
+    Cognito::confirmSignUp( email_, confirmationCode_,
+        answered_(
+            [this]( const Json::Value& )
+            {
+                show_( AuthState::SignIn );
+                status_ = "Your account is confirmed";
+            } ) );
 }
 
 void AuthWindow::requestResendConfirm_()
 {
-    Cognito::resendConfirmationCode( email_, answered_( []( const Json::Value& ) {} ) );
+    Cognito::resendConfirmationCode(
+        email_, answered_( [this]( const Json::Value& ) { status_ = "A new code is on its way"; } ) );
 }
 
 void AuthWindow::requestForgot_()
@@ -248,7 +232,12 @@ void AuthWindow::requestForgot_()
 void AuthWindow::requestConfirmForgot_()
 {
     Cognito::confirmForget( email_, newPassword_, confirmationCode_,
-        answered_( [this]( const Json::Value& ) { show_( AuthState::SignIn ); } ) );
+        answered_(
+            [this]( const Json::Value& )
+            {
+                show_( AuthState::SignIn );
+                status_ = "Your password is changed";
+            } ) );
 }
 
 void AuthWindow::pressRetry_()
@@ -259,55 +248,70 @@ void AuthWindow::pressRetry_()
         signOut();
 }
 
-void AuthWindow::pressSignIn_()
+void AuthWindow::beginPress_()
 {
     focusField_ = true;
+    // Addresses and codes are pasted from mails, with whatever stands around them.
+    email_ = trimmed( email_ );
+    confirmationCode_ = trimmed( confirmationCode_ );
+}
+
+void AuthWindow::say_( const std::string& message, const std::string& reason )
+{
+    message_ = message;
+    reason_ = reason;
+    status_.clear();
+}
+
+void AuthWindow::pressSignIn_()
+{
+    beginPress_();
     saveEmail_();
     if ( !validateEmail_() )
-        message_ = "Please enter valid email";
+        say_( "Please enter valid email" );
     else if ( password_.empty() )
-        message_ = "Please enter your password";
+        say_( "Please enter your password" );
     else
         requestSignIn_( {} );
 }
 
 void AuthWindow::pressSignUp_()
 {
-    focusField_ = true;
+    beginPress_();
     if ( !validateEmail_() )
-        message_ = "Please enter valid email";
+        say_( "Please enter valid email" );
     else if ( validatePassword_() != 0 )
-        message_ = "Please enter valid password";
+        say_( "Please enter valid password" );
     else
         requestSignUp_();
 }
 
 void AuthWindow::pressForgot_()
 {
-    focusField_ = true;
+    beginPress_();
     if ( !validateEmail_() )
-        message_ = "Please enter valid email";
+        say_( "Please enter valid email" );
     else
         requestForgot_();
 }
 
 void AuthWindow::pressConfirmSignUp_()
 {
-    focusField_ = true;
+    beginPress_();
     saveEmail_();
     if ( confirmationCode_.empty() )
-        message_ = "Please enter verification code";
+        say_( "Please enter verification code" );
     else
         requestConfirmSignUp_();
 }
 
 void AuthWindow::pressConfirmForgot_()
 {
-    focusField_ = true;
+    beginPress_();
     if ( confirmationCode_.empty() )
-        message_ = "Please enter verification code";
+        say_( "Please enter verification code" );
     else if ( validatePassword_() != 0 )
-        message_ = "Please enter valid password";
+        say_( "Please enter valid password" );
     else
         requestConfirmForgot_();
 }
@@ -331,7 +335,7 @@ int AuthWindow::validatePassword_() const
 void AuthWindow::show_( AuthState state )
 {
     state_ = state;
-    message_.clear();
+    say_( {} );
     // A code serves once, and one that was mailed before serves no more.
     confirmationCode_.clear();
     newPassword_.clear();
@@ -349,11 +353,14 @@ void AuthWindow::cleanupOnSignOut_()
 {
     signOutSignal();
     state_ = AuthState::SignIn;
-    message_.clear();
+    say_( {} );
     firstFrameDone_ = false;
     focusField_ = true;
-    UserInfo::setAccessToken( {} );
-    UserInfo::setEmail( {} );
+    {
+        const AccountLock lock;
+        UserInfo::setAccessToken( {} );
+        UserInfo::setEmail( {} );
+    }
     redraw();
 }
 

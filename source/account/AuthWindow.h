@@ -3,8 +3,8 @@
 #include <VXMesh/math/Vector3.h>
 #include <VXOrvanta/Export.h>
 #include <VXOrvanta/account/AuthToken.h>
+#include <VXViewer/core/Signal.h>
 
-#include <boost/signals2/signal.hpp>
 #include <json/value.h>
 
 #include <functional>
@@ -46,7 +46,7 @@ public:
     AuthWindow& operator=( const AuthWindow& ) = delete;
 
     /// Emitted when the user signs out.
-    boost::signals2::signal<void()> signOutSignal;
+    Signal<void()> signOutSignal;
 
     /// Draws the screen of the current state over the viewer; called once a frame, within Dear ImGui's.
     void drawIfNeeded( float menuScaling );
@@ -63,8 +63,6 @@ private:
     using Answer = std::function<void( const Json::Value& body )>;
 
     void start_();
-    /// Takes all "-creds FILE" out of the program's arguments; the last file, or empty.
-    static std::string takeCredentialsArgument_();
     /// Signs in with a file of e-mail and password; false, and said why, when it is of no use.
     bool signInWithFile_( const std::string& file );
 
@@ -79,6 +77,8 @@ private:
     void drawConfirmForgotForm_( const Vector2f& windowSize, float scaling );
     void drawPasswordValidationResult_();
 
+    /// What every main button does first.
+    void beginPress_();
     void pressRetry_();
     void pressSignIn_();
     void pressSignUp_();
@@ -99,13 +99,15 @@ private:
         std::function<void( const Json::Value& response )> callback );
     void onSignInAnswer_( const AuthToken& token, const Json::Value& response );
     void onSignedIn_( const Json::Value& result );
-    void onSignInError_( const AuthToken& token, const std::string& error );
+    void onSignInError_( const AuthToken& token, const std::string& error, const std::string& reason );
 
     void saveEmail_();
     [[nodiscard]] bool validateEmail_() const;
     /// The rules that the password of the current form breaks, as bits; 0 for a good one.
     [[nodiscard]] int validatePassword_() const;
     void cleanupOnSignOut_();
+    /// Sets the message of the form, and the reason for it that has a line of its own; a status goes.
+    void say_( const std::string& message, const std::string& reason = {} );
     /// Shows another screen, without the message of the one before.
     void show_( AuthState state );
 
@@ -121,6 +123,9 @@ private:
     bool firstFrameDone_ = false;
     bool requestInProgress_ = false;
 
+    std::string reason_;
+    /// What has gone well; shown where there is no message.
+    std::string status_;
     /// Puts the keyboard into the first field that is to be filled in.
     bool focusField_ = true;
     std::unique_ptr<AuthForm> form_;

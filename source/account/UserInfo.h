@@ -9,11 +9,14 @@ namespace VX
 
 /// The signed-in user of this process.
 ///
-/// There is no lock. It is written on the main thread; another thread takes its copy while no sign-in or sign-out is
-/// being processed, or is handed one.
+/// There is no lock. It is written on the main thread, under an `AccountLock`; another thread takes its copy by
+/// `copyOfAccessToken`, or is handed one.
 class VXORVANTA_API UserInfo
 {
 public:
+    UserInfo( const UserInfo& ) = delete;
+    UserInfo& operator=( const UserInfo& ) = delete;
+
     /// Empty when nobody is signed in.
     [[nodiscard]] static const std::string& getEmail();
     /// A sign-in, or with an empty address a sign-out: opens or closes the telemetry session with the stored consent,
@@ -25,6 +28,7 @@ public:
     static void setAccessToken( std::string token );
 
 private:
+    UserInfo() = default;
     static UserInfo& instance_();
     std::string email_;
     std::string accessToken_;

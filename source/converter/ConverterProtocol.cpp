@@ -1,7 +1,7 @@
 #include <VXOrvanta/converter/ConverterProtocol.h>
 
 #include <VXMesh/io/Json.h>
-#include <VXOrvanta/account/UserInfo.h>
+#include <VXOrvanta/account/AccountLock.h>
 
 #include <json/writer.h>
 
@@ -31,8 +31,9 @@ std::string toJson( const std::unordered_map<std::string, std::string>& members 
 WebRequest post( const std::string& path, std::unordered_map<std::string, std::string> members )
 {
     members.emplace( "compress_input", "zip" );
-    if ( const auto& token = UserInfo::getAccessToken(); !token.empty() )
-        members.emplace( "access_token", token );
+    // Requests are built on whatever thread the import goes on.
+    if ( auto token = copyOfAccessToken(); !token.empty() )
+        members.emplace( "access_token", std::move( token ) );
     WebRequest request( cBaseUrl + path );
     request.setMethod( WebRequest::Method::Post );
     request.setBody( toJson( members ) );

@@ -17,6 +17,9 @@ namespace VX
 class VXORVANTA_API SessionLogs
 {
 public:
+    SessionLogs( const SessionLogs& ) = delete;
+    SessionLogs& operator=( const SessionLogs& ) = delete;
+
     /// Whether the command line leaves it on.
     [[nodiscard]] static bool isEnabled();
     /// The user's consent.
@@ -44,6 +47,10 @@ private:
     };
     /// The system's time since the Unix epoch, a few milliseconds coarse.
     using Clock = std::chrono::nanoseconds ( * )();
+
+    SessionLogs() = default;
+    SessionLogs( SessionLogs&& ) = default;
+    SessionLogs& operator=( SessionLogs&& ) = default;
 
     static std::chrono::nanoseconds systemTime_();
     static SessionLogs& instance_();

@@ -92,7 +92,7 @@ def without_a_sign_in_the_service_refuses():
 
 def credentials_of_no_use_are_an_error():
     file = os.path.join(sandbox.folder, "bad.json")
-    for text, reason in (("{", "Cannot sign in"), ("{}", "does not hold"),
+    for text, reason in (("{", "Cannot sign in"), ("{}", "Credentials file is invalid"),
                          ('{"email": "a@b.c", "password": "x"}', "Incorrect username or password.")):
         with open(file, "w") as bad:
             bad.write(text)

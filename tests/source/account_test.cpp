@@ -1,10 +1,16 @@
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
 
+#include <VXMesh/io/Json.h>
+#include <VXOrvanta/account/AccountLock.h>
 #include <VXOrvanta/account/AuthToken.h>
+#include <VXOrvanta/account/AuthWindow.h>
 #include <VXOrvanta/account/CredentialRules.h>
+#include <VXOrvanta/account/Credentials.h>
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/settings/Config.h>
@@ -13,8 +19,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <future>
+#include <thread>
+#include <type_traits>
 
 using namespace VX;
 
@@ -209,4 +220,92 @@ TEST_F( User, AccessTokenIsJustKept )
     UserInfo::setAccessToken( {} );
     EXPECT_EQ( UserInfo::getAccessToken(), "" );
     EXPECT_TRUE( transport_->sent().empty() );
+}
+
+static_assert( !std::is_copy_constructible_v<UserInfo> && !std::is_default_constructible_v<UserInfo> );
+static_assert( !std::is_copy_assignable_v<UserInfo> );
+static_assert( !std::is_copy_constructible_v<SessionLogs> && !std::is_default_constructible_v<SessionLogs> );
+static_assert( std::is_same_v<Vector2f, Vector2<float>> );
+static_assert( std::is_same_v<decltype( AuthWindow::signOutSignal ), Signal<void()>> );
+
+TEST_F( User, RequestOfAnotherThreadWaitsForASignInToBeProcessed )
+{
+    const std::string half( 40, 'h' ), whole( 60, 'w' );
+    std::promise<void> begun;
+    std::future<std::string> body;
+    {
+        const AccountLock lock;
+        UserInfo::setAccessToken( half );
+        body = std::async( std::launch::async,
+            [&]
+            {
+                begun.set_value();
+                return ConverterService::V2::startConvert( "id", "step", "vxu" ).data().body;
+            } );
+        begun.get_future().wait();
+        for ( int i = 0; i < 10'000; ++i )
+            std::this_thread::yield();
+        UserInfo::setAccessToken( whole );
+    }
+    EXPECT_NE( body.get().find( whole ), std::string::npos );
+}
+
+TEST_F( User, TokenIsCopiedWholeWhileOthersSignInAndOut )
+{
+    const std::string tokens[] = { std::string( 40, 'a' ), std::string( 4000, 'b' ), std::string() };
+    std::atomic<bool> ended = false;
+    std::thread signing(
+        [&]
+        {
+            for ( int i = 0; i < 3000; ++i )
+            {
+                const AccountLock lock;
+                UserInfo::setAccessToken( tokens[i % 3] );
+            }
+            ended = true;
+        } );
+    while ( !ended )
+    {
+        const auto body = deserializeJsonValue( ConverterService::V2::startConvert( "id", "step", "vxu" ).data().body );
+        ASSERT_TRUE( body );
+        const auto token = ( *body )["access_token"].asString();
+        EXPECT_NE( std::find( std::begin( tokens ), std::end( tokens ), token ), std::end( tokens ) );
+    }
+    signing.join();
+}
+
+namespace
+{
+
+class CredentialsFile : public testing::Test
+{
+protected:
+    std::string errorOf( const std::string& text )
+    {
+        const auto read = readCredentials( folder_.write( "creds", text ).string() );
+        return read ? "" : read.error();
+    }
+    Testing::ScratchFolder folder_;
+};
+
+} // namespace
+
+TEST_F( CredentialsFile, LastOneOfTheCommandLineCountsAndAllAreTakenOut )
+{
+    std::vector<std::string> arguments{ "-creds", "a", "part.stl", "-creds", "b" };
+    EXPECT_EQ( takeCredentialsArgument( arguments ), "b" );
+    EXPECT_EQ( arguments, std::vector<std::string>{ "part.stl" } );
+    arguments = { "part.stl", "-creds" };
+    EXPECT_EQ( takeCredentialsArgument( arguments ), "" );
+    EXPECT_EQ( arguments, std::vector<std::string>{ "part.stl" } );
+}
+
+TEST_F( CredentialsFile, TellsWhyItIsOfNoUse )
+{
+    EXPECT_TRUE( errorOf( "{" ).starts_with( "Cannot read credentials file: " ) );
+    EXPECT_TRUE( readCredentials( "/nowhere" ).error().starts_with( "Cannot read credentials file: " ) );
+    for ( const char* text : { "[]", "{}", R"({"email":"a@b.c"})", R"({"email":"a@b.c","password":1})" } )
+        EXPECT_EQ( errorOf( text ), "Credentials file is invalid" ) << text;
+    EXPECT_EQ( errorOf( R"({"email":"nobody","password":"p"})" ), "Credentials file: email is invalid" );
+    EXPECT_EQ( errorOf( R"({"email":"a@b.c","password":"p"})" ), "" );
 }

@@ -48,6 +48,8 @@ struct AuthWindowTestAccess
     static std::string& code( AuthWindow& window ) { return window.confirmationCode_; }
     static std::string& codeDestination( AuthWindow& window ) { return window.codeDestination_; }
     static std::string& message( AuthWindow& window ) { return window.message_; }
+    static std::string& reason( AuthWindow& window ) { return window.reason_; }
+    static std::string& status( AuthWindow& window ) { return window.status_; }
     static bool& rememberMe( AuthWindow& window ) { return window.rememberMe_; }
     static int& retriesLeft( AuthWindow& window ) { return window.retriesLeft_; }
     static int brokenRules( const AuthWindow& window ) { return window.validatePassword_(); }

@@ -164,6 +164,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         expectLike( "create" + suffix );
         pressTool( "Measure distance" );
         expectLike( "measure" + suffix );
+        pressTool( "Save picture" );
+        expectLike( "picture" + suffix );
+        pressTool( "Save picture" );
         pressTool( "Select Primitives" );
         click( { 760 * scale, 420 * scale } );
         expectLike( "primitives" + suffix );
@@ -188,6 +191,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         menu_->pushNotification(
             { .header = "other.step", .text = "The worker ran out of memory", .type = NotificationType::Error } );
         expectLike( "notifications" + suffix );
+        for ( int i = 0; i < 12; ++i )
+            menu_->pushNotification( { .header = fmt::format( "part_{}.step", i ), .text = "The file is open" } );
+        expectLike( "many_notifications" + suffix );
         menu_->showModalMessage( "\"part.step\" is empty", NotificationType::Error );
         expectLike( "message" + suffix );
         press( GLFW_KEY_ENTER );

@@ -128,3 +128,50 @@ TEST( Camera, RevisionGrowsOnlyWithAChange )
     camera.pan( { 1, 0 } );
     EXPECT_GT( camera.revision(), before );
 }
+
+TEST( Camera, OrbitAboutAPointKeepsItsPlaceOnTheScreen )
+{
+    for ( const bool orthographic : { false, true } )
+    {
+        auto camera = fitted();
+        camera.setOrthographic( orthographic );
+        const Vector3f place{ 0.9f, -0.4f, 1 };
+        const auto before = camera.project( place );
+        for ( int i = 0; i < 20; ++i )
+            camera.orbit( { 17, i < 10 ? 30.f : -20.f }, place );
+        EXPECT_NEAR( camera.project( place ).x, before.x, 0.05 );
+        EXPECT_NEAR( camera.project( place ).y, before.y, 0.05 );
+        EXPECT_GT( ( camera.project( {} ) - before ).length(), 20 );
+    }
+}
+
+TEST( Camera, UnprojectFindsThePointThatWasProjected )
+{
+    for ( const bool orthographic : { false, true } )
+    {
+        auto camera = fitted();
+        camera.setOrthographic( orthographic );
+        const Vector3f place{ 0.3f, -0.7f, 0.5f };
+        const auto p = camera.view()( place );
+        const auto m = camera.projection();
+        const float depth = ( ( m.at( 2, 2 ) * p.z + m.at( 2, 3 ) ) / ( m.at( 3, 2 ) * p.z + m.at( 3, 3 ) ) + 1 ) / 2;
+        EXPECT_LT( ( camera.unproject( camera.project( place ), depth ) - place ).length(), 1e-4f );
+    }
+}
+
+TEST( Camera, CroppedShowsThePartAsItWasInAViewportOfItsOwn )
+{
+    for ( const bool orthographic : { false, true } )
+    {
+        auto camera = fitted();
+        camera.setOrthographic( orthographic );
+        // Twice as large, and 100 pixels more at the left and the right.
+        const auto part = camera.cropped( { 200, 100 }, { 500, 300 }, 800, 400 );
+        const Vector3f place{ 0.3f, -0.7f, 0.5f };
+        const auto at = camera.project( place ), there = part.project( place );
+        EXPECT_NEAR( there.x, ( at.x - 200 ) * 2 + 100, 0.01 );
+        EXPECT_NEAR( there.y, ( at.y - 100 ) * 2, 0.01 );
+        const auto ray = part.ray( there ), same = camera.ray( at );
+        EXPECT_LT( cross( ray.direction, same.direction ).length(), 1e-4f );
+    }
+}

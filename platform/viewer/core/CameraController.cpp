@@ -50,6 +50,7 @@ bool CameraController::onMouseUp_( MouseButton button, int modifiers )
     if ( drag_ == Drag::None || button != button_ )
         return false;
     drag_ = Drag::None;
+    center_.reset();
     if ( moved_ || button != MouseButton::Left )
         return true;
     const double time = secondsNow();
@@ -74,12 +75,22 @@ bool CameraController::onMouseMove_( Vector2f position )
     if ( !moved_ && ( position - pressedAt_ ).length() < cDragThreshold )
         return true;
     const Vector2f step = moved_ ? delta : position - pressedAt_;
+    if ( !moved_ && drag_ == Drag::Orbit && centerAt )
+        center_ = centerAt( pressedAt_ );
     moved_ = true;
     if ( drag_ == Drag::Orbit )
-        camera_.orbit( step );
+        orbit_( step );
     else
         camera_.pan( step );
     return true;
+}
+
+void CameraController::orbit_( Vector2f step )
+{
+    if ( center_ )
+        camera_.orbit( step, *center_ );
+    else
+        camera_.orbit( step );
 }
 
 bool CameraController::onMouseScroll_( float steps )

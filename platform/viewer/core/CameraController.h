@@ -4,9 +4,13 @@
 #include <VXViewer/draw/Camera.h>
 
 #include <functional>
+#include <optional>
 
 namespace VX
 {
+
+/// Key in the settings: whether a drag turns about what is under the pointer, or else about the middle of the view.
+inline constexpr const char* cTurnAboutPointerConfigKey = "turnAboutPointer";
 
 /// Turns pointer input over the scene into camera moves: left drag orbits, right or middle drag (or Shift and left)
 /// pans, the wheel zooms at the pointer, a 3D mouse moves and turns; a press without a drag is a click. UI thread.
@@ -25,6 +29,11 @@ public:
     /// A click at a place; `add` with Control held.
     std::function<void( Vector2f position, bool add )> clicked;
     std::function<void( Vector2f position )> doubleClicked;
+    /// Asked at the start of a turn: about which point of the world, if not the camera's target.
+    std::function<std::optional<Vector3f>( Vector2f position )> centerAt;
+
+    /// The point about which the view is being turned.
+    [[nodiscard]] const std::optional<Vector3f>& center() const { return center_; }
 
 private:
     enum class Drag
@@ -33,6 +42,8 @@ private:
         Orbit,
         Pan
     };
+
+    void orbit_( Vector2f step );
 
     bool onMouseDown_( MouseButton button, int modifiers ) override;
     bool onMouseMove_( Vector2f position ) override;
@@ -47,6 +58,7 @@ private:
     Drag drag_ = Drag::None;
     MouseButton button_ = MouseButton::Left;
     bool moved_ = false;
+    std::optional<Vector3f> center_;
     Vector2f position_;
     Vector2f pressedAt_;
     Vector2f lastClick_;

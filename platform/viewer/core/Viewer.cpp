@@ -274,6 +274,7 @@ void Viewer::connectWindow_()
         if ( !signals_.sceneClick( position, add ) && menu_ )
             menu_->onSceneClick( pick( position ), add );
     };
+    controller.centerAt = [this]( Vector2f position ) { return turningPointAt_( position ); };
     controller.doubleClicked = [this]( Vector2f position )
     {
         if ( const Object* object = pick( position ) )
@@ -442,6 +443,21 @@ Object* Viewer::pick( Vector2f position )
     return drawing_->view.pick( position );
 }
 
+std::optional<Vector3f> Viewer::turningPoint() const
+{
+    return drawing_ ? drawing_->controller.center() : std::nullopt;
+}
+
+std::optional<Vector3f> Viewer::turningPointAt_( Vector2f position )
+{
+    if ( !Config::instance().getBool( cTurnAboutPointerConfigKey, true ) )
+        return {};
+    if ( const auto point = drawing_->view.pickPoint( position ) )
+        return point;
+    const Vector2f whole{ float( window_->width() ), float( window_->height() ) };
+    return drawing_->view.pickPoint( whole - freeSize() * 0.5f );
+}
+
 void Viewer::setOverlays( const std::string& owner, std::vector<Overlay> overlays )
 {
     if ( drawing_ )
@@ -458,6 +474,28 @@ Image Viewer::sceneImage()
     drawing_->view.resize( window_->width(), window_->height() );
     drawing_->view.draw( window_->framebuffer(), SceneView::Detail::Full );
     return readFramebuffer( window_->framebuffer(), window_->width(), window_->height() );
+}
+
+Vector2f Viewer::freeSize() const
+{
+    const Vector2f covered = menu_ ? menu_->coveredPixels() : Vector2f{};
+    return { std::max( float( window_->width() ) - covered.x, 1.f ),
+        std::max( float( window_->height() ) - covered.y, 1.f ) };
+}
+
+tl::expected<Image, std::string> Viewer::takePicture( const PictureParams& params )
+{
+    auto& view = drawing_->view;
+    view.resize( window_->width(), window_->height() );
+    const Vector2f whole{ float( window_->width() ), float( window_->height() ) };
+    const Vector2f free = freeSize();
+    const float enlarged = std::min( float( params.width ) / free.x, float( params.height ) / free.y );
+    DrawSettings settings = view.settings();
+    settings.background = !params.transparent;
+    settings.marks = false;
+    settings.lineWidth = std::max( 1.f, std::round( settings.lineWidth * enlarged ) );
+    settings.pointSize = std::max( 1.f, settings.pointSize * enlarged );
+    return view.takePicture( view.camera().cropped( whole - free, whole, params.width, params.height ), settings );
 }
 
 Image Viewer::frameImage()

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,14 @@ struct LaunchParams
     bool rememberWindow = false;
     /// The program's arguments, without its name.
     std::vector<std::string> arguments;
+};
+
+/// A picture to take; width and height are in pixels, between 1 and `SceneView::cMaxPictureSide`.
+struct PictureParams
+{
+    int width = 0;
+    int height = 0;
+    bool transparent = false;
 };
 
 /// The running viewer: one window, one scene, one menu, and the loop that sleeps until there is something to do.
@@ -104,6 +113,8 @@ public:
     void fitBox( const Box3f& box );
     /// The object at a pixel of the window, or null.
     [[nodiscard]] Object* pick( Vector2f position );
+    /// The point about which the user is turning the view at the moment.
+    [[nodiscard]] std::optional<Vector3f> turningPoint() const;
     /// Surfaces that a tool shows over the scene, until the owner of this name sets others.
     void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
 
@@ -113,8 +124,12 @@ public:
     [[nodiscard]] Window* window() { return window_.get(); }
     [[nodiscard]] uint64_t framesDrawn() const { return framesDrawn_; }
 
-    /// The scene alone, without the interface, drawn now.
+    /// The scene alone as the whole window shows it, without the interface, drawn now.
     [[nodiscard]] Image sceneImage();
+    /// Pixels of the window that the interface leaves to the scene.
+    [[nodiscard]] Vector2f freeSize() const;
+    /// A picture of what the interface leaves to be seen of the scene, without selection and marks, drawn now.
+    [[nodiscard]] tl::expected<Image, std::string> takePicture( const PictureParams& params );
     /// The last frame as it was shown; only of a windowless viewer.
     [[nodiscard]] Image frameImage();
 
@@ -135,6 +150,7 @@ private:
     void storeWindowPlace_();
     void drawFrame_();
     void buildInterface_();
+    [[nodiscard]] std::optional<Vector3f> turningPointAt_( Vector2f position );
     [[nodiscard]] double waitTime_( double most ) const;
     [[nodiscard]] bool needsFrame_();
 

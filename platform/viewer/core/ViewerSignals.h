@@ -47,6 +47,8 @@ struct ViewerSignals
     /// A press of the left button in the scene and its release at the same place; `add` with Control held. Where no
     /// tool takes it, it selects an object.
     ConsumableSignal<Vector2f, bool> sceneClick;
+    /// The user wants to take a step back; an active tool may take back one of its own before the history is asked.
+    ConsumableSignal<> undo;
     boost::signals2::signal<void( bool )> cursorEntrance;
     ConsumableSignal<unsigned, int> charPressed; ///< Unicode code point, modifiers
     ConsumableSignal<int, int> keyDown;

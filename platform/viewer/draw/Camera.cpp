@@ -91,6 +91,13 @@ void Camera::orbit( Vector2f delta )
     updateRotation_();
 }
 
+void Camera::orbit( Vector2f delta, const Vector3f& center )
+{
+    const Vector3f seen = rotation_ * ( center - target_ );
+    orbit( delta );
+    target_ = center - rotation_.transposed() * seen;
+}
+
 void Camera::pan( Vector2f delta )
 {
     const float k = 2 * halfHeight_() / float( height_ );
@@ -194,6 +201,18 @@ AffineXf3f Camera::view() const
 
 Matrix4f Camera::projection() const
 {
+    Matrix4f out = wholeProjection_();
+    for ( size_t column = 0; column < 4; ++column )
+    {
+        const float w = out.at( 3, column );
+        out.at( 0, column ) = out.at( 0, column ) * cropScale_ + cropShift_.x * w;
+        out.at( 1, column ) = out.at( 1, column ) * cropScale_ + cropShift_.y * w;
+    }
+    return out;
+}
+
+Matrix4f Camera::wholeProjection_() const
+{
     // The planes hug the scene, so that the depth buffer's precision is spent on it.
     const Box3f seen = view()( sceneBox_ );
     const float far = seen.valid() ? std::max( -seen.min.z, distance_ ) * 1.01f : distance_ * 10;
@@ -221,8 +240,9 @@ Matrix4f Camera::projection() const
 
 Ray Camera::ray( Vector2f pixel ) const
 {
-    const float x = ( pixel.x / float( width_ ) * 2 - 1 ) * halfHeight_() * aspect_();
-    const float y = ( 1 - pixel.y / float( height_ ) * 2 ) * halfHeight_();
+    const Vector2f place{ pixel.x / float( width_ ) * 2 - 1, 1 - pixel.y / float( height_ ) * 2 };
+    const float x = ( place.x - cropShift_.x ) / cropScale_ * halfHeight_() * aspect_();
+    const float y = ( place.y - cropShift_.y ) / cropScale_ * halfHeight_();
     const Vector3f onTarget = target_ + rotation_.x * x + rotation_.y * y;
     if ( !orthographic_ )
         return { eye(), onTarget - eye() };
@@ -236,8 +256,34 @@ Vector2f Camera::project( const Vector3f& point ) const
     const auto p = view()( point );
     const auto m = projection();
     const float w = m.at( 3, 2 ) * p.z + m.at( 3, 3 );
-    const float x = m.at( 0, 0 ) * p.x / w, y = m.at( 1, 1 ) * p.y / w;
+    const float x = ( m.at( 0, 0 ) * p.x + m.at( 0, 2 ) * p.z + m.at( 0, 3 ) ) / w;
+    const float y = ( m.at( 1, 1 ) * p.y + m.at( 1, 2 ) * p.z + m.at( 1, 3 ) ) / w;
     return { ( x + 1 ) / 2 * float( width_ ), ( 1 - y ) / 2 * float( height_ ) };
+}
+
+Vector3f Camera::unproject( Vector2f pixel, float depth ) const
+{
+    const auto m = projection();
+    const float place = depth * 2 - 1;
+    const float z = ( m.at( 2, 3 ) - place * m.at( 3, 3 ) ) / ( place * m.at( 3, 2 ) - m.at( 2, 2 ) );
+    const Ray through = ray( pixel );
+    const auto toView = view();
+    const float from = toView( through.origin ).z, step = ( toView.A * through.direction ).z;
+    return through.origin + through.direction * ( ( z - from ) / step );
+}
+
+Camera Camera::cropped( Vector2f low, Vector2f high, int width, int height ) const
+{
+    Camera out = *this;
+    out.setViewport( width, height );
+    const Vector2f size{ std::max( high.x - low.x, 1.f ), std::max( high.y - low.y, 1.f ) };
+    const float enlarged = std::min( float( out.width_ ) / size.x, float( out.height_ ) / size.y );
+    out.cropScale_ = enlarged * float( height_ ) / float( out.height_ );
+    // Pixels of this viewport by those of the new one, from the middle of the viewport to that of the part.
+    const Vector2f middle = ( low + high ) * 0.5f - Vector2f{ float( width_ ), float( height_ ) } * 0.5f;
+    out.cropShift_ = { -2 * middle.x * enlarged / float( out.width_ ), 2 * middle.y * enlarged / float( out.height_ ) };
+    ++out.revision_;
+    return out;
 }
 
 } // namespace VX

@@ -33,6 +33,8 @@ public:
 
     /// Turns about the target like a ball under the pointer, keeping the world's vertical upright.
     void orbit( Vector2f delta );
+    /// The same about a point of the world, which keeps its place on the screen.
+    void orbit( Vector2f delta, const Vector3f& center );
     /// Moves so that what is at the target's depth follows the pointer.
     void pan( Vector2f delta );
     /// Comes closer by positive steps, keeping the place under `anchor` where it is.
@@ -51,6 +53,8 @@ public:
     void setPreset( ViewPreset preset );
     void setOrthographic( bool on );
 
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
     [[nodiscard]] bool isOrthographic() const { return orthographic_; }
     /// Rows: right, up, towards the viewer.
     [[nodiscard]] const Matrix3f& rotation() const { return rotation_; }
@@ -61,6 +65,11 @@ public:
     [[nodiscard]] Ray ray( Vector2f pixel ) const;
     /// Pixel position of a world point.
     [[nodiscard]] Vector2f project( const Vector3f& point ) const;
+    /// World point at a pixel, for a value of the depth buffer between 0 and 1.
+    [[nodiscard]] Vector3f unproject( Vector2f pixel, float depth ) const;
+    /// A camera at the same place that shows a part of the viewport, between two corners in pixels, in a viewport of
+    /// its own. Where the proportions differ it shows more around the part. Not for a camera that is cropped already.
+    [[nodiscard]] Camera cropped( Vector2f low, Vector2f high, int width, int height ) const;
 
     /// Grows with every change of what is seen.
     [[nodiscard]] uint64_t revision() const { return revision_; }
@@ -76,6 +85,7 @@ private:
     };
     [[nodiscard]] Extent extentOf_( const Box3f& box ) const;
     void updateRotation_();
+    [[nodiscard]] Matrix4f wholeProjection_() const;
 
     int width_ = 1;
     int height_ = 1;
@@ -86,6 +96,9 @@ private:
     float pitch_ = 0;
     float distance_ = 5;
     bool orthographic_ = false;
+    /// What a crop does to places between -1 and 1.
+    float cropScale_ = 1;
+    Vector2f cropShift_;
     uint64_t revision_ = 1;
 };
 

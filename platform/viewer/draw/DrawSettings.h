@@ -20,6 +20,10 @@ struct DrawSettings
     bool wireframe = false;
     float lineWidth = 1;
     float pointSize = 3;
+    /// Without one, the pixels beside the objects are transparent.
+    bool background = true;
+    /// What is selected is tinted, and tools show their surfaces.
+    bool marks = true;
     Color backgroundTop{ 86, 94, 106, 255 };
     Color backgroundBottom{ 34, 37, 43, 255 };
     Color highlight{ 255, 158, 54, 255 };

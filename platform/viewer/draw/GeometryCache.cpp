@@ -52,6 +52,22 @@ Mesh withSeparateCorners( const Mesh& mesh )
     return out;
 }
 
+float averageEdgeLength( const Mesh& mesh )
+{
+    constexpr size_t cAsked = 2000;
+    const size_t step = mesh.triangles.size() / cAsked + 1;
+    double sum = 0;
+    size_t count = 0;
+    for ( size_t t = 0; t < mesh.triangles.size(); t += step, count += 3 )
+        for ( size_t k = 0; k < 3; ++k )
+        {
+            const auto& [from, to] =
+                std::pair( mesh.points[mesh.triangles[t][k]], mesh.points[mesh.triangles[t][( k + 1 ) % 3]] );
+            sum += ( to - from ).length();
+        }
+    return count > 0 ? float( sum / double( count ) ) : 0;
+}
+
 void uploadMesh( GpuGeometry& gpu, const Mesh& mesh, const std::vector<Vector3f>& normals )
 {
     fill( gpu.positions, GL_ARRAY_BUFFER, mesh.points );
@@ -106,6 +122,7 @@ GpuGeometry& GeometryCache::get( const std::shared_ptr<const Mesh>& mesh )
     if ( gpu.vertices )
         return gpu;
     gpu.hasOwnNormals = !mesh->normals.empty();
+    gpu.edgeLength = averageEdgeLength( *mesh );
     if ( !mesh->faceColors.empty() )
     {
         const Mesh apart = withSeparateCorners( *mesh );

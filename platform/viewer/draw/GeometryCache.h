@@ -27,6 +27,7 @@ struct GpuGeometry
     GLsizei vertexCount = 0;
     GLsizei edgeIndexCount = 0;
     GLsizei coarseIndexCount = 0; ///< 0: none was asked for, or it cannot be had
+    float edgeLength = 0;         ///< of the triangles' edges, on average
     bool coarseIsMade = false;
     bool hasOwnNormals = false;
     bool hasColors = false;

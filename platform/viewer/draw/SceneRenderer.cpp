@@ -2,6 +2,8 @@
 
 #include <VXViewer/draw/Shaders.h>
 
+#include <cmath>
+
 namespace VX
 {
 namespace
@@ -28,9 +30,48 @@ void setColor( GLint location, Color c, float alpha )
     glUniform4f( location, float( c.r ) / 255, float( c.g ) / 255, float( c.b ) / 255, alpha );
 }
 
+/// How far two colours are apart, 0 to 1.
+float difference( Color a, Color b )
+{
+    const auto channel = []( uint8_t x, uint8_t y ) { return std::abs( float( x ) - float( y ) ) / 255; };
+    return std::max( { channel( a.r, b.r ), channel( a.g, b.g ), channel( a.b, b.b ) } );
+}
+
+/// Tints what is selected. An object that has the colour of the tint itself gets its opposite.
+void setHighlight( GLint location, const VisualObject* object, const DrawSettings& settings, float strength )
+{
+    Color tint = settings.highlight;
+    if ( difference( tint, object->color() ) < 0.35f )
+        tint = { uint8_t( 255 - tint.r ), uint8_t( 255 - tint.g ), uint8_t( 255 - tint.b ), tint.a };
+    setColor( location, tint, settings.marks && object->isSelected() ? strength : 0.f );
+}
+
 Color darker( Color c, float k )
 {
     return { uint8_t( float( c.r ) * k ), uint8_t( float( c.g ) * k ), uint8_t( float( c.b ) * k ), c.a };
+}
+
+void setBlending( bool on )
+{
+    glBlendFuncSeparate( GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA );
+    ( on ? glEnable : glDisable )( GL_BLEND );
+    glDepthMask( on ? GL_FALSE : GL_TRUE );
+}
+
+/// How strongly the lines of a mesh's triangles are drawn: where they are closer than a few pixels, each is the fainter
+/// the more of them share a pixel, so that the shape behind them stays visible.
+float lineOpacity(
+    const Camera& camera, const GpuGeometry& gpu, const Box3f& box, const AffineXf3f& toView, bool coarse )
+{
+    constexpr float cApart = 7; // pixels
+    constexpr float cFaintest = 0.05f;
+    const Matrix4f m = camera.projection();
+    const float z = toView( box.center() ).z;
+    const float w = std::max( m.at( 3, 2 ) * z + m.at( 3, 3 ), 1e-20f );
+    float length = gpu.edgeLength * std::cbrt( std::abs( toView.A.determinant() ) );
+    if ( coarse && gpu.coarseIndexCount > 0 )
+        length *= std::sqrt( float( gpu.indexCount ) / float( gpu.coarseIndexCount ) );
+    return std::clamp( length * m.at( 1, 1 ) * float( camera.height() ) / 2 / w / cApart, cFaintest, 1.f );
 }
 
 void drawCoarse( GpuGeometry& gpu )
@@ -89,6 +130,12 @@ void SceneRenderer::setScene( Object& root )
 
 void SceneRenderer::drawBackground_( const DrawSettings& settings )
 {
+    if ( !settings.background )
+    {
+        glClearColor( 0, 0, 0, 0 );
+        glClear( GL_COLOR_BUFFER_BIT );
+        return;
+    }
     glDisable( GL_DEPTH_TEST );
     background_.use();
     const auto set = [&]( const char* name, Color c )
@@ -97,7 +144,6 @@ void SceneRenderer::drawBackground_( const DrawSettings& settings )
     set( "bottom", settings.backgroundBottom );
     glBindVertexArray( empty_.get() );
     glDrawArrays( GL_TRIANGLES, 0, 3 );
-    glEnable( GL_DEPTH_TEST );
 }
 
 void SceneRenderer::beginSurfaces_( const Camera& camera )
@@ -123,6 +169,8 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
     const GLint toView = surface_.uniform( "toView" ), normalToView = surface_.uniform( "normalToView" );
     const GLint color = surface_.uniform( "color" ), highlight = surface_.uniform( "highlight" );
     const GLint flat = surface_.uniform( "flatShading" ), useColor = surface_.uniform( "useVertexColor" );
+    const GLint opacity = surface_.uniform( "opacity" );
+    glUniform1i( surface_.uniform( "lines" ), settings.wireframe );
     const AffineXf3f view = camera.view();
     for ( const auto& item : items_ )
     {
@@ -130,10 +178,14 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         if ( item.gpu->mode != GL_TRIANGLES || ( own.a < 255 ) != transparent )
             continue;
         const AffineXf3f xf = view * item.xf;
+        const float fade =
+            settings.wireframe ? lineOpacity( camera, *item.gpu, item.object->localBox(), xf, coarse ) : 1;
+        glUniform1f( opacity, fade * ( transparent ? float( own.a ) / 255 : 1 ) );
+        setBlending( transparent || fade < 1 );
         glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( xf ).m.data() );
         setNormalMatrix( normalToView, xf.A );
         setColor( color, own, float( own.a ) / 255 );
-        setColor( highlight, settings.highlight, item.object->isSelected() ? 0.55f : 0.f );
+        setHighlight( highlight, item.object, settings, 0.55f );
         glUniform1i( flat, settings.shading == Shading::Flat ||
                                ( settings.shading == Shading::Automatic && !item.gpu->hasOwnNormals ) );
         glUniform1i( useColor, item.gpu->hasColors );
@@ -142,6 +194,7 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         else
             drawGeometry( *item.gpu );
     }
+    setBlending( false );
 }
 
 void SceneRenderer::drawEdges_( const Camera& camera, const DrawSettings& settings )
@@ -159,7 +212,7 @@ void SceneRenderer::drawEdges_( const Camera& camera, const DrawSettings& settin
             continue;
         glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( view * item.xf ).m.data() );
         setColor( color, darker( item.object->color(), 0.22f ), 1 );
-        setColor( highlight, settings.highlight, item.object->isSelected() ? 0.8f : 0.f );
+        setHighlight( highlight, item.object, settings, 0.8f );
         glBindVertexArray( item.gpu->edges.get() );
         glDrawElements( GL_LINES, item.gpu->edgeIndexCount, GL_UNSIGNED_INT, nullptr );
     }
@@ -178,7 +231,7 @@ void SceneRenderer::drawPlain_( const Camera& camera, const DrawSettings& settin
             continue;
         setMatrix( plain_, "toView", Matrix4f::from( view * item.xf ) );
         setColor( plain_.uniform( "color" ), item.object->color(), 1 );
-        setColor( plain_.uniform( "highlight" ), settings.highlight, item.object->isSelected() ? 0.8f : 0.f );
+        setHighlight( plain_.uniform( "highlight" ), item.object, settings, 0.8f );
         glUniform1i( plain_.uniform( "useVertexColor" ), item.gpu->hasColors );
         drawGeometry( *item.gpu );
     }
@@ -187,6 +240,8 @@ void SceneRenderer::drawPlain_( const Camera& camera, const DrawSettings& settin
 void SceneRenderer::drawShadedOverlays_( const Camera& camera )
 {
     beginSurfaces_( camera );
+    glUniform1i( surface_.uniform( "lines" ), 0 );
+    glUniform1f( surface_.uniform( "opacity" ), 1 );
     const AffineXf3f view = camera.view();
     for ( const auto& overlay : overlays_ )
     {
@@ -241,9 +296,11 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings, bo
     glClearDepth( 1 );
     glClear( GL_DEPTH_BUFFER_BIT );
     drawBackground_( settings );
+    glEnable( GL_DEPTH_TEST );
     glEnable( GL_PROGRAM_POINT_SIZE );
     glLineWidth( settings.lineWidth );
-    glPolygonMode( GL_FRONT_AND_BACK, settings.wireframe ? GL_LINE : GL_FILL );
+    const GLenum mode = settings.wireframe ? GL_LINE : GL_FILL;
+    glPolygonMode( GL_FRONT_AND_BACK, mode );
     // Edges lie exactly in the surfaces, which therefore step back by their slope in depth.
     glEnable( GL_POLYGON_OFFSET_FILL );
     glPolygonOffset( 1, 1 );
@@ -251,15 +308,13 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings, bo
     glDisable( GL_POLYGON_OFFSET_FILL );
     glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     drawPlain_( camera, settings );
-    drawOverlays_( camera );
+    if ( settings.marks )
+        drawOverlays_( camera );
     if ( settings.edges && !coarse )
         drawEdges_( camera, settings );
-    glEnable( GL_BLEND );
-    glBlendFunc( GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA );
-    glDepthMask( GL_FALSE );
+    glPolygonMode( GL_FRONT_AND_BACK, mode );
     drawSurfaces_( camera, settings, true, coarse );
-    glDepthMask( GL_TRUE );
-    glDisable( GL_BLEND );
+    glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     glBindVertexArray( 0 );
 }
 

@@ -2,6 +2,7 @@
 
 #include <VXViewer/core/Clock.h>
 
+#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 #include <cstring>
@@ -15,6 +16,7 @@ namespace
 // triangles while the camera moves.
 constexpr size_t cMaxTrianglesInSoftware = 300'000;
 constexpr int cSamples = 4;
+constexpr int64_t cMaxPixelsWithSamples = 3840 * 2160;
 
 bool isSoftware()
 {
@@ -102,9 +104,14 @@ void SceneView::updateScene_()
         return;
     sceneRevision_ = root_->revision();
     renderer_.setScene( *root_ );
+    camera_.setSceneBox( shownBox_() );
+}
+
+Box3f SceneView::shownBox_() const
+{
     Box3f box = root_->treeBox( true );
     box.include( overlayBox_ );
-    camera_.setSceneBox( box );
+    return box;
 }
 
 void SceneView::updateTargets_()
@@ -136,6 +143,15 @@ void SceneView::resolve_()
     copy_.draw( color_.get(), samples_ );
 }
 
+void SceneView::prepareDrawing_( int width, int height )
+{
+    glViewport( 0, 0, width, height );
+    glDisable( GL_SCISSOR_TEST );
+    glDisable( GL_BLEND );
+    glDisable( GL_CULL_FACE );
+    glDepthMask( GL_TRUE );
+}
+
 void SceneView::render_( Detail detail )
 {
     updateScene_();
@@ -143,11 +159,7 @@ void SceneView::render_( Detail detail )
               renderer_.triangleCount() > cMaxTrianglesInSoftware;
     movedAt_ = secondsNow();
     updateTargets_();
-    glViewport( 0, 0, width_, height_ );
-    glDisable( GL_SCISSOR_TEST );
-    glDisable( GL_BLEND );
-    glDisable( GL_CULL_FACE );
-    glDepthMask( GL_TRUE );
+    prepareDrawing_( width_, height_ );
     glBindFramebuffer( GL_FRAMEBUFFER, drawing_.get() );
     renderer_.draw( camera_, settings_, coarse_ );
     resolve_();
@@ -163,12 +175,38 @@ void SceneView::draw( GLuint framebuffer, Detail detail )
     copy_.draw( samples_ > 0 ? resolvedColor_.get() : color_.get(), 0 );
 }
 
-Object* SceneView::pick( Vector2f position )
+tl::expected<Image, std::string> SceneView::takePicture( const Camera& camera, const DrawSettings& settings )
 {
     updateScene_();
-    const int x = int( position.x ), y = height_ - 1 - int( position.y );
-    if ( x < 0 || y < 0 || x >= width_ || y >= height_ )
-        return nullptr;
+    Camera own = camera;
+    own.setSceneBox( shownBox_() );
+    const int width = own.width(), height = own.height();
+    // Edges need less smoothing the more pixels there are, and the memory goes with both.
+    const int samples = int64_t( width ) * height <= cMaxPixelsWithSamples ? cSamples : 0;
+    GlFramebuffer drawing, resolved;
+    GlTexture color, resolvedColor;
+    GlRenderbuffer depth;
+    while ( glGetError() != GL_NO_ERROR )
+        ;
+    glBindFramebuffer( GL_FRAMEBUFFER, drawing.get() );
+    attachColors( color, samples, width, height );
+    attach( GL_DEPTH_ATTACHMENT, depth, GL_DEPTH_COMPONENT24, samples, width, height );
+    if ( glGetError() != GL_NO_ERROR || glCheckFramebufferStatus( GL_FRAMEBUFFER ) != GL_FRAMEBUFFER_COMPLETE )
+        return tl::unexpected( fmt::format(
+            "There is not enough memory for a picture of {} x {} pixels. Take a smaller one.", width, height ) );
+    prepareDrawing_( width, height );
+    renderer_.draw( own, settings );
+    if ( samples > 0 )
+    {
+        glBindFramebuffer( GL_FRAMEBUFFER, resolved.get() );
+        attachColors( resolvedColor, 0, width, height );
+        copy_.draw( color.get(), samples );
+    }
+    return readFramebuffer( samples > 0 ? resolved.get() : drawing.get(), width, height, !settings.background );
+}
+
+GLuint SceneView::drawIdAt_( int x, int y )
+{
     glBindFramebuffer( GL_FRAMEBUFFER, ids_.get() );
     attach( GL_COLOR_ATTACHMENT0, idColor_, GL_R32UI, 0, width_, height_ );
     attach( GL_DEPTH_ATTACHMENT, idDepth_, GL_DEPTH_COMPONENT24, 0, width_, height_ );
@@ -183,7 +221,25 @@ Object* SceneView::pick( Vector2f position )
     GLuint id = 0;
     glReadPixels( x, y, 1, 1, GL_RED_INTEGER, GL_UNSIGNED_INT, &id );
     glDisable( GL_SCISSOR_TEST );
-    return renderer_.pickable( id );
+    return id;
+}
+
+Object* SceneView::pick( Vector2f position )
+{
+    updateScene_();
+    const int x = int( position.x ), y = height_ - 1 - int( position.y );
+    if ( x < 0 || y < 0 || x >= width_ || y >= height_ )
+        return nullptr;
+    return renderer_.pickable( drawIdAt_( x, y ) );
+}
+
+std::optional<Vector3f> SceneView::pickPoint( Vector2f position )
+{
+    if ( !pick( position ) )
+        return {};
+    float depth = 1;
+    glReadPixels( int( position.x ), height_ - 1 - int( position.y ), 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &depth );
+    return camera_.unproject( position, depth );
 }
 
 } // namespace VX

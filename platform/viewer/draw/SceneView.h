@@ -2,8 +2,10 @@
 
 #include <VXViewer/draw/PictureCopy.h>
 #include <VXViewer/draw/SceneRenderer.h>
+#include <VXViewer/draw/Screenshot.h>
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace VX
@@ -40,6 +42,14 @@ public:
     void draw( GLuint framebuffer, Detail detail = Detail::InTime );
     /// The object at a pixel, or null.
     [[nodiscard]] Object* pick( Vector2f position );
+    /// Where what is seen at a pixel stands in the world; nothing for the background.
+    [[nodiscard]] std::optional<Vector3f> pickPoint( Vector2f position );
+
+    /// Largest width and height of a picture.
+    static constexpr int cMaxPictureSide = 8192;
+    /// Draws the scene for a picture of its own, through a camera of any viewport within `cMaxPictureSide`. Without the
+    /// background its pixels have alpha. The error says that there is no memory for so large a picture.
+    [[nodiscard]] tl::expected<Image, std::string> takePicture( const Camera& camera, const DrawSettings& settings );
 
 private:
     struct Drawn
@@ -55,7 +65,11 @@ private:
 
     [[nodiscard]] Drawn current_() const;
     void updateScene_();
+    [[nodiscard]] Box3f shownBox_() const;
     void updateTargets_();
+    /// Draws the objects' numbers at one pixel; returns that there.
+    [[nodiscard]] GLuint drawIdAt_( int x, int y );
+    void prepareDrawing_( int width, int height );
     [[nodiscard]] bool onlyCameraMoved_() const;
     void render_( Detail detail );
     void resolve_();

@@ -13,16 +13,36 @@
 namespace VX
 {
 
-Image readFramebuffer( unsigned framebuffer, int width, int height )
+namespace
 {
-    Image image{ width, height, std::vector<uint8_t>( size_t( width ) * size_t( height ) * 3 ) };
+
+void divideByAlpha( std::vector<uint8_t>& pixels )
+{
+    for ( size_t i = 0; i + 3 < pixels.size(); i += 4 )
+    {
+        const unsigned alpha = pixels[i + 3];
+        if ( alpha == 0 || alpha == 255 )
+            continue;
+        for ( size_t k = i; k < i + 3; ++k )
+            pixels[k] = uint8_t( std::min( ( pixels[k] * 255u + alpha / 2 ) / alpha, 255u ) );
+    }
+}
+
+} // namespace
+
+Image readFramebuffer( unsigned framebuffer, int width, int height, bool transparent )
+{
+    const int channels = transparent ? 4 : 3;
+    const size_t row = size_t( width ) * size_t( channels );
+    Image image{ width, height, std::vector<uint8_t>( row * size_t( height ) ), channels };
     glBindFramebuffer( GL_READ_FRAMEBUFFER, framebuffer );
     glPixelStorei( GL_PACK_ALIGNMENT, 1 );
-    glReadPixels( 0, 0, width, height, GL_RGB, GL_UNSIGNED_BYTE, image.pixels.data() );
-    const size_t row = size_t( width ) * 3;
+    glReadPixels( 0, 0, width, height, transparent ? GL_RGBA : GL_RGB, GL_UNSIGNED_BYTE, image.pixels.data() );
     for ( size_t top = 0, bottom = size_t( height ) - 1; top < bottom; ++top, --bottom )
         std::swap_ranges( image.pixels.begin() + long( top * row ), image.pixels.begin() + long( ( top + 1 ) * row ),
             image.pixels.begin() + long( bottom * row ) );
+    if ( transparent )
+        divideByAlpha( image.pixels );
     return image;
 }
 
@@ -32,7 +52,8 @@ tl::expected<void, std::string> savePng( const std::filesystem::path& file, cons
     // filters of the format.
     constexpr int cFastLevel = 3;
     const std::unique_ptr<spng_ctx, void ( * )( spng_ctx* )> png( spng_ctx_new( SPNG_CTX_ENCODER ), spng_ctx_free );
-    spng_ihdr header{ uint32_t( image.width ), uint32_t( image.height ), 8, SPNG_COLOR_TYPE_TRUECOLOR, 0, 0, 0 };
+    const auto type = image.channels == 4 ? SPNG_COLOR_TYPE_TRUECOLOR_ALPHA : SPNG_COLOR_TYPE_TRUECOLOR;
+    spng_ihdr header{ uint32_t( image.width ), uint32_t( image.height ), 8, uint8_t( type ), 0, 0, 0 };
     spng_set_option( png.get(), SPNG_ENCODE_TO_BUFFER, 1 );
     spng_set_option( png.get(), SPNG_IMG_COMPRESSION_LEVEL, cFastLevel );
     spng_set_option( png.get(), SPNG_FILTER_CHOICE, SPNG_FILTER_CHOICE_NONE );

@@ -35,14 +35,16 @@ uniform vec3 up;
 uniform bool flatShading;
 uniform bool orthographic;
 uniform bool useVertexColor;
+uniform bool lines;
+uniform float opacity;
 out vec4 result;
 void main()
 {
-    // At length 1 first: of very small scenes the product would be nothing.
-    vec3 facet = cross( normalize( dFdx( viewPosition ) ), normalize( dFdy( viewPosition ) ) );
-    vec3 n = flatShading || dot( viewNormal, viewNormal ) < 1e-12 ? facet : viewNormal;
-    n = normalize( n );
     vec3 v = orthographic ? vec3( 0.0, 0.0, 1.0 ) : normalize( -viewPosition );
+    // A line has no slope to tell a facet from. At length 1 first: of very small scenes the product would be nothing.
+    vec3 facet = lines ? v : cross( normalize( dFdx( viewPosition ) ), normalize( dFdy( viewPosition ) ) );
+    vec3 n = ( flatShading && !lines ) || dot( viewNormal, viewNormal ) < 1e-12 ? facet : viewNormal;
+    n = normalize( n );
     if ( dot( n, v ) < 0.0 )
         n = -n;
     const vec3 keyLight = normalize( vec3( -0.45, 0.65, 0.75 ) );
@@ -52,7 +54,7 @@ void main()
     float sky = 0.5 + 0.5 * dot( n, up );
     float light = mix( 0.30, 0.46, sky ) + 0.58 * max( dot( n, keyLight ), 0.0 ) + 0.16 * max( dot( n, fillLight ), 0.0 );
     float shine = pow( max( dot( n, normalize( keyLight + v ) ), 0.0 ), 42.0 );
-    result = vec4( base.rgb * light + 0.16 * shine, base.a );
+    result = vec4( base.rgb * light + 0.16 * shine, opacity );
 }
 )";
 
@@ -82,7 +84,7 @@ out vec4 result;
 void main()
 {
     vec4 base = useVertexColor ? vertexColor : color;
-    result = vec4( mix( base.rgb, highlight.rgb, highlight.a ), base.a );
+    result = vec4( mix( base.rgb, highlight.rgb, highlight.a ), 1.0 );
 }
 )";
 

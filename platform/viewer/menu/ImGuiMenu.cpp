@@ -11,6 +11,7 @@
 #include <VXViewer/menu/QuestionDialog.h>
 #include <VXViewer/menu/RecoveryOffer.h>
 #include <VXViewer/menu/ShortcutSheet.h>
+#include <VXViewer/menu/TurnMark.h>
 #include <VXViewer/menu/UnsavedWork.h>
 #include <VXViewer/settings/Config.h>
 
@@ -156,6 +157,7 @@ void ImGuiMenu::draw()
 void ImGuiMenu::draw_helpers()
 {
     AxisTriad::draw( viewer_().camera(), menu_scaling() );
+    TurnMark::draw( viewer_(), menu_scaling() );
 }
 
 float ImGuiMenu::menu_scaling() const

@@ -19,7 +19,7 @@ using FontType = RibbonFontManager::FontType;
 constexpr float cLargeIcon = 28;
 constexpr float cSmallIcon = 18;
 constexpr float cLargeHeight = 66;
-constexpr float cRowHeight = 22;
+constexpr float cRowHeight = 21;
 constexpr float cStrip = 14; // of the arrow of a drop-down list
 
 struct Caption

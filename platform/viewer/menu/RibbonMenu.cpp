@@ -381,7 +381,7 @@ void RibbonMenu::drawNotifications_()
 
 void RibbonMenu::drawHint_()
 {
-    if ( !isHintWanted_() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
+    if ( !isHintWanted_() || isModalShown() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
         return;
     const float scale = menu_scaling();
     const ImVec2 size = ImGui::GetIO().DisplaySize;

@@ -200,7 +200,7 @@ void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, 
     const float width = group.widths[size_t( group.size )];
     const float padding = cGroupPadding * scale;
     ImGui::PushID( group.name.c_str() );
-    const ImVec2 items{ low.x + padding, low.y + 4 * scale };
+    const ImVec2 items{ low.x + padding, low.y + 2 * scale };
     if ( group.size != RibbonGroupSize::Folded )
         drawItems( group.items, kindOf( group.size ), host, items, scale );
     else
@@ -220,9 +220,9 @@ void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, 
     const FontScope small( FontType::Small );
     if ( group.size != RibbonGroupSize::Folded )
         list.AddText(
-            { std::round( low.x + ( width - ImGui::CalcTextSize( group.name.c_str() ).x ) / 2 ), low.y + 73 * scale },
+            { std::round( low.x + ( width - ImGui::CalcTextSize( group.name.c_str() ).x ) / 2 ), low.y + 69 * scale },
             themeU32( ColorTheme::DimText ), group.name.c_str() );
-    list.AddLine( { low.x + width, low.y + 8 * scale }, { low.x + width, low.y + ( cToolsHeight - 10 ) * scale },
+    list.AddLine( { low.x + width, low.y + 8 * scale }, { low.x + width, low.y + ( cToolsHeight - 8 ) * scale },
         themeU32( ColorTheme::Separator ) );
     ImGui::SetCursorScreenPos( { low.x + width + scale, top } );
     ImGui::PopID();

@@ -13,9 +13,9 @@ namespace VX
 class RibbonTopPanel
 {
 public:
-    /// Heights at scale 1.
-    static constexpr float cTabsHeight = 34;
-    static constexpr float cToolsHeight = 92;
+    /// Heights at scale 1. Together they stay below 120, where notices of the program begin.
+    static constexpr float cTabsHeight = 33;
+    static constexpr float cToolsHeight = 85;
 
     void draw( RibbonItemHost& host, RibbonMenuSearch& search, bool drawTabs, bool centerItems, float scale );
 

@@ -2,6 +2,7 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
+#include <VXViewer/core/CameraController.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
@@ -156,6 +157,10 @@ void ViewerSettingsPlugin::drawViewport_( float scale )
     UI::slider( "Point size", &settings.pointSize, 1, 12, "%.0f px" );
     UI::separator( "Camera", scale );
     drawProjection();
+    bool aboutPointer = Config::instance().getBool( cTurnAboutPointerConfigKey, true );
+    if ( UI::checkbox( "Turn about the point under the pointer", &aboutPointer ) )
+        Config::instance().setBool( cTurnAboutPointerConfigKey, aboutPointer );
+    UI::setTooltipIfHovered( "Otherwise the view turns about the middle of what was shown last", scale );
 }
 
 void ViewerSettingsPlugin::drawQuick_( float scale )
@@ -200,6 +205,8 @@ void ViewerSettingsPlugin::reset_( TabType tab )
         drawSettings().pointSize = defaults.pointSize;
         getViewerInstance().camera().setOrthographic( false );
     }
+    if ( tab == TabType::Viewport )
+        Config::instance().setBool( cTurnAboutPointerConfigKey, true );
     for ( const auto& entry : external_.at( size_t( tab ) ) )
         entry->reset();
 }

@@ -67,14 +67,6 @@ void saveSelected()
         [objects]( const std::filesystem::path& file ) { tellSaved( saveVxu( file, objects ), file ); } );
 }
 
-void savePicture()
-{
-    // Drawn now, so that the picture is what the user sees and not what a dialog leaves of it.
-    menu()->saveFileDialog( "picture", ".png",
-        [image = std::make_shared<Image>( viewer().sceneImage() )]( const std::filesystem::path& file )
-        { tellSaved( savePng( file, *image ), file ); } );
-}
-
 const FunctionItemRegistrar cNew( FunctionItemParams{ "New scene", &newScene, {}, {} } );
 const FunctionItemRegistrar cOpen( FunctionItemParams{ "Open files", [] { menu()->openFileDialog(); }, {}, {} } );
 const FunctionItemRegistrar cSave(
@@ -83,7 +75,6 @@ const FunctionItemRegistrar cSaveAs(
     FunctionItemParams{ "Save scene as", [] { UnsavedWork::saveAs(); }, &Requirements::anyObject, {} } );
 const FunctionItemRegistrar cSaveSelected(
     FunctionItemParams{ "Save selected", &saveSelected, &Requirements::anySelected, {} } );
-const FunctionItemRegistrar cPicture( FunctionItemParams{ "Save picture", &savePicture, {}, {} } );
 const FunctionItemRegistrar cQuit( FunctionItemParams{ "Quit", [] { viewer().requestClose(); }, {}, {} } );
 
 } // namespace

@@ -18,6 +18,8 @@ public:
 
     bool action() override
     {
+        if ( type_ == HistoryAction::Type::Undo && getViewerInstance().signals().undo() )
+            return true;
         const auto& history = getViewerInstance().getHistoryStore();
         return history && ( type_ == HistoryAction::Type::Undo ? history->undo() : history->redo() );
     }

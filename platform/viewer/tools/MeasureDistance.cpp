@@ -79,6 +79,7 @@ public:
 
     void drawDialog( float scale ) override
     {
+        dropLostPoints_();
         bool open = true;
         if ( UI::beginToolDialog( "Measure distance", &open, 270, scale ) )
             drawResult_();
@@ -89,19 +90,54 @@ public:
     }
 
 private:
+    struct Point
+    {
+        std::weak_ptr<Object> object;
+        Vector3f place; ///< in the object's space
+        [[nodiscard]] Vector3f world() const { return object.lock()->worldXf()( place ); }
+    };
+
+    /// Points go with their objects.
+    void dropLostPoints_()
+    {
+        const auto root = getViewerInstance().sceneRoot().shared_from_this();
+        std::erase_if( points_,
+            [&]( const Point& point )
+            {
+                const Object* object = point.object.lock().get();
+                while ( object && object->parent() )
+                    object = object->parent();
+                return object != root.get();
+            } );
+    }
+
     bool onEnable_() override
     {
         points_.clear();
         clicks_ = getViewerInstance().signals().sceneClick.connect(
             ToolListeners, [this]( Vector2f position, bool ) { return onClick_( position ); } );
+        steps_ = getViewerInstance().signals().undo.connect( ToolListeners, [this] { return takeBack_(); } );
         return true;
     }
-    void onDisable_() override { clicks_.disconnect(); }
+    void onDisable_() override
+    {
+        clicks_.disconnect();
+        steps_.disconnect();
+    }
+
+    bool takeBack_()
+    {
+        dropLostPoints_();
+        if ( points_.empty() )
+            return false;
+        points_.pop_back();
+        return true;
+    }
 
     bool onClick_( Vector2f position )
     {
         auto& viewer = getViewerInstance();
-        const Object* object = viewer.pick( position );
+        Object* object = viewer.pick( position );
         if ( !object )
             return true;
         const auto surface = surfacePoint( *object, viewer.camera().ray( position ) );
@@ -110,7 +146,9 @@ private:
             return true;
         if ( points_.size() == 2 )
             points_.clear();
-        points_.push_back( snapped ? *snapped : *surface );
+        const auto xf = object->worldXf();
+        points_.push_back(
+            { object->shared_from_this(), xf.A.inverse() * ( ( snapped ? *snapped : *surface ) - xf.b ) } );
         return true;
     }
 
@@ -123,7 +161,7 @@ private:
                                 : "Click the second point" );
             return;
         }
-        const Vector3f d = points_[1] - points_[0];
+        const Vector3f d = points_[1].world() - points_[0].world();
         UI::text( RibbonFontManager::FontType::BigSemiBold, fmt::format( "{:.6g}", d.length() ) );
         const auto row = []( const char* name, float value )
         {
@@ -134,6 +172,7 @@ private:
         row( "X", d.x );
         row( "Y", d.y );
         row( "Z", d.z );
+        UI::wrapped( themeVec4( ColorTheme::DimText ), "Lengths are in the units of the file" );
     }
 
     void drawOverlay_( float scale ) const
@@ -144,7 +183,7 @@ private:
         std::vector<ImVec2> at;
         for ( const auto& point : points_ )
         {
-            const auto pixel = camera.project( point );
+            const auto pixel = camera.project( point.world() );
             at.push_back( { pixel.x, pixel.y } );
         }
         if ( at.size() == 2 )
@@ -156,7 +195,7 @@ private:
         }
         if ( at.size() != 2 )
             return;
-        const auto text = fmt::format( "{:.6g}", ( points_[1] - points_[0] ).length() );
+        const auto text = fmt::format( "{:.6g}", ( points_[1].world() - points_[0].world() ).length() );
         const ImVec2 size = ImGui::CalcTextSize( text.c_str() );
         const ImVec2 middle{ ( at[0].x + at[1].x ) / 2, ( at[0].y + at[1].y ) / 2 };
         const ImVec2 low{ std::round( middle.x - size.x / 2 ), std::round( middle.y - size.y - 8 * scale ) };
@@ -166,8 +205,8 @@ private:
         list.AddText( low, themeU32( ColorTheme::Text ), text.c_str() );
     }
 
-    boost::signals2::scoped_connection clicks_;
-    std::vector<Vector3f> points_;
+    boost::signals2::scoped_connection clicks_, steps_;
+    std::vector<Point> points_;
 };
 
 const RibbonItemRegistrar<MeasureDistance> cRegistrar;

@@ -84,13 +84,48 @@ void PrimitiveSelection::prune_()
         { return entry.object->mesh() != entry.mesh || !entry.object->parent() || entry.triangles.empty(); } );
 }
 
+void PrimitiveSelection::update_( Entry& entry )
+{
+    const auto xf = entry.object->worldXf();
+    if ( entry.shown && entry.xf == xf )
+        return;
+    if ( !entry.shown )
+        entry.shown = std::make_shared<Mesh>( extract( *entry.mesh, entry.triangles, true ) );
+    entry.xf = xf;
+    Mesh placed;
+    placed.triangles = entry.shown->triangles;
+    for ( const auto& point : entry.shown->points )
+        placed.points.push_back( xf( point ) );
+    entry.area = computeArea( placed );
+}
+
 void PrimitiveSelection::show_()
 {
+    auto& viewer = getViewerInstance();
     std::vector<Overlay> overlays;
-    for ( const auto& entry : entries_ )
-        overlays.push_back( { std::make_shared<Mesh>( extract( *entry.mesh, entry.triangles, true ) ),
-            entry.object->worldXf(), ColorTheme::getViewportColor( ColorTheme::Highlight ), false } );
-    getViewerInstance().setOverlays( "primitives", std::move( overlays ) );
+    area_ = 0;
+    for ( auto& entry : entries_ )
+    {
+        update_( entry );
+        area_ += entry.area;
+        if ( entry.object->isGloballyVisible() )
+            overlays.push_back(
+                { entry.shown, entry.xf, ColorTheme::getViewportColor( ColorTheme::Highlight ), true } );
+    }
+    viewer.setOverlays( "primitives", std::move( overlays ) );
+    sceneRevision_ = viewer.sceneRoot().revision();
+    if ( entries_.empty() )
+        frames_.disconnect();
+    else if ( !frames_.connected() )
+        frames_ = viewer.perFrameSignal.connect( [this] { followScene_(); } );
+}
+
+void PrimitiveSelection::followScene_()
+{
+    if ( sceneRevision_ == getViewerInstance().sceneRoot().revision() )
+        return;
+    prune_();
+    show_();
 }
 
 void PrimitiveSelection::select(
@@ -102,7 +137,7 @@ void PrimitiveSelection::select(
     auto it =
         std::find_if( entries_.begin(), entries_.end(), [&]( const Entry& entry ) { return entry.object == object; } );
     if ( it == entries_.end() )
-        it = entries_.insert( entries_.end(), { object, object->mesh(), {} } );
+        it = entries_.insert( entries_.end(), { .object = object, .mesh = object->mesh() } );
     auto& marked = it->triangles;
     std::vector<size_t> out;
     if ( std::includes( marked.begin(), marked.end(), triangles.begin(), triangles.end() ) )
@@ -111,6 +146,7 @@ void PrimitiveSelection::select(
     else
         std::set_union( marked.begin(), marked.end(), triangles.begin(), triangles.end(), std::back_inserter( out ) );
     marked = std::move( out );
+    it->shown = nullptr;
     prune_();
     show_();
 }
@@ -128,20 +164,6 @@ size_t PrimitiveSelection::triangleCount() const
     size_t out = 0;
     for ( const auto& entry : entries_ )
         out += entry.triangles.size();
-    return out;
-}
-
-double PrimitiveSelection::area() const
-{
-    double out = 0;
-    for ( const auto& entry : entries_ )
-    {
-        Mesh mesh = extract( *entry.mesh, entry.triangles, true );
-        const auto xf = entry.object->worldXf();
-        for ( auto& point : mesh.points )
-            point = xf( point );
-        out += computeArea( mesh );
-    }
     return out;
 }
 

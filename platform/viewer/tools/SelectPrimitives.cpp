@@ -41,7 +41,7 @@ public:
                 mode_ = Mode( mode );
             const auto& marked = PrimitiveSelection::instance();
             ImGui::TextUnformatted( fmt::format( "{} triangle{}, area {:.6g}",
-                UI::formatCount( marked.triangleCount() ), marked.triangleCount() == 1 ? "" : "s", area_ )
+                UI::formatCount( marked.triangleCount() ), marked.triangleCount() == 1 ? "" : "s", marked.area() )
                     .c_str() );
         }
         ImGui::End();
@@ -73,7 +73,6 @@ private:
         {
             if ( !add )
                 PrimitiveSelection::instance().clear();
-            area_ = PrimitiveSelection::instance().area();
             return true;
         }
         const auto hit = intersectObject( *object, viewer.camera().ray( position ) );
@@ -82,13 +81,11 @@ private:
         const auto triangles = mode_ == Mode::Triangles ? std::vector{ hit->triangle }
                                                         : findSmoothRegion( *object->mesh(), hit->triangle );
         PrimitiveSelection::instance().select( object, triangles, add );
-        area_ = PrimitiveSelection::instance().area();
         return true;
     }
 
     boost::signals2::scoped_connection clicks_;
     Mode mode_ = Mode::SmoothFaces;
-    double area_ = 0;
 };
 
 const RibbonItemRegistrar<SelectPrimitives> cRegistrar;

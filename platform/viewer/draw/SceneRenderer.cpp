@@ -58,20 +58,14 @@ void setBlending( bool on )
     glDepthMask( on ? GL_FALSE : GL_TRUE );
 }
 
-/// How strongly the lines of a mesh's triangles are drawn: where they are closer than a few pixels, each is the fainter
-/// the more of them share a pixel, so that the shape behind them stays visible.
-float lineOpacity(
-    const Camera& camera, const GpuGeometry& gpu, const Box3f& box, const AffineXf3f& toView, bool coarse )
+/// Pixels between the ends of a mesh's edges, on average.
+float edgePixels( const Camera& camera, const GpuGeometry& gpu, const Box3f& box, const AffineXf3f& toView )
 {
-    constexpr float cApart = 7; // pixels
-    constexpr float cFaintest = 0.05f;
     const Matrix4f m = camera.projection();
     const float z = toView( box.center() ).z;
     const float w = std::max( m.at( 3, 2 ) * z + m.at( 3, 3 ), 1e-20f );
-    float length = gpu.edgeLength * std::cbrt( std::abs( toView.A.determinant() ) );
-    if ( coarse && gpu.coarseIndexCount > 0 )
-        length *= std::sqrt( float( gpu.indexCount ) / float( gpu.coarseIndexCount ) );
-    return std::clamp( length * m.at( 1, 1 ) * float( camera.height() ) / 2 / w / cApart, cFaintest, 1.f );
+    const float length = gpu.edgeLength * std::cbrt( std::abs( toView.A.determinant() ) );
+    return length * m.at( 1, 1 ) * float( camera.height() ) / 2 / w;
 }
 
 void drawCoarse( GpuGeometry& gpu )
@@ -87,6 +81,36 @@ void drawGeometry( GpuGeometry& gpu )
         glDrawElements( gpu.mode, gpu.indexCount, GL_UNSIGNED_INT, nullptr );
     else
         glDrawArrays( gpu.mode, 0, gpu.vertexCount );
+}
+
+void drawTriangles( GpuGeometry& gpu, bool coarse )
+{
+    if ( coarse && gpu.coarseIndexCount > 0 )
+        drawCoarse( gpu );
+    else
+        drawGeometry( gpu );
+}
+
+/// Draws the lines of a mesh's triangles. The closer they are the fainter is each, and those behind are hidden, so that
+/// the shape stays visible; where there is no room between them for anything else, they are a faint surface.
+void drawLines( GpuGeometry& gpu, bool coarse, float pixels, GLint opacity )
+{
+    constexpr float cApart = 7, cClosed = 3; // pixels
+    constexpr float cClosedOpacity = 0.7f;
+    if ( pixels < cApart )
+    {
+        glColorMask( GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE );
+        setBlending( false );
+        drawTriangles( gpu, coarse );
+        glColorMask( GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE );
+    }
+    glUniform1f( opacity, pixels < cClosed ? cClosedOpacity : std::min( pixels / cApart, 1.f ) );
+    glPolygonMode( GL_FRONT_AND_BACK, pixels < cClosed ? GL_FILL : GL_LINE );
+    setBlending( pixels < cApart );
+    glDepthFunc( GL_LEQUAL );
+    drawTriangles( gpu, coarse );
+    glDepthFunc( GL_LESS );
+    glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
 }
 
 } // namespace
@@ -178,10 +202,6 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         if ( item.gpu->mode != GL_TRIANGLES || ( own.a < 255 ) != transparent )
             continue;
         const AffineXf3f xf = view * item.xf;
-        const float fade =
-            settings.wireframe ? lineOpacity( camera, *item.gpu, item.object->localBox(), xf, coarse ) : 1;
-        glUniform1f( opacity, fade * ( transparent ? float( own.a ) / 255 : 1 ) );
-        setBlending( transparent || fade < 1 );
         glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( xf ).m.data() );
         setNormalMatrix( normalToView, xf.A );
         setColor( color, own, float( own.a ) / 255 );
@@ -189,10 +209,14 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         glUniform1i( flat, settings.shading == Shading::Flat ||
                                ( settings.shading == Shading::Automatic && !item.gpu->hasOwnNormals ) );
         glUniform1i( useColor, item.gpu->hasColors );
-        if ( coarse && item.gpu->coarseIndexCount > 0 )
-            drawCoarse( *item.gpu );
-        else
-            drawGeometry( *item.gpu );
+        if ( settings.wireframe )
+        {
+            drawLines( *item.gpu, coarse, edgePixels( camera, *item.gpu, item.object->localBox(), xf ), opacity );
+            continue;
+        }
+        glUniform1f( opacity, float( own.a ) / 255 );
+        setBlending( transparent );
+        drawTriangles( *item.gpu, coarse );
     }
     setBlending( false );
 }
@@ -299,22 +323,17 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings, bo
     glEnable( GL_DEPTH_TEST );
     glEnable( GL_PROGRAM_POINT_SIZE );
     glLineWidth( settings.lineWidth );
-    const GLenum mode = settings.wireframe ? GL_LINE : GL_FILL;
-    glPolygonMode( GL_FRONT_AND_BACK, mode );
     // Edges lie exactly in the surfaces, which therefore step back by their slope in depth.
     glEnable( GL_POLYGON_OFFSET_FILL );
     glPolygonOffset( 1, 1 );
     drawSurfaces_( camera, settings, false, coarse );
     glDisable( GL_POLYGON_OFFSET_FILL );
-    glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     drawPlain_( camera, settings );
     if ( settings.marks )
         drawOverlays_( camera );
     if ( settings.edges && !coarse )
         drawEdges_( camera, settings );
-    glPolygonMode( GL_FRONT_AND_BACK, mode );
     drawSurfaces_( camera, settings, true, coarse );
-    glPolygonMode( GL_FRONT_AND_BACK, GL_FILL );
     glBindVertexArray( 0 );
 }
 

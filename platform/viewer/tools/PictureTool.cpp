@@ -38,6 +38,8 @@ void takeAndSave( const PictureParams& params )
     menu().saveFileDialog( "picture", ".png",
         [image = std::make_shared<Image>( std::move( *picture ) )]( const std::filesystem::path& file )
         { tellSaved( savePng( file, *image ), file ); } );
+    // The field of the name has the keyboard a frame after the dialog has come.
+    getViewerInstance().incrementForceRedrawFrames( 3 );
 }
 
 /// Asks for the size of a picture and saves it; what is chosen is kept while the program runs.

@@ -57,6 +57,8 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& siz
     command.add_flag( "--allow-anonymous", options.allowAnonymous, "Convert files of clients that are not signed in" );
     command.add_option( "--latest-version", options.latestVersion,
         "Newest release, told to programs that ask; this back end's own version unless given" );
+    command.add_option( "--downloads", options.downloads,
+        "Folder of the Debian packages that the page /download lists; DATA/downloads unless given" );
     command.add_option( "--slots", options.slots, "Conversions at a time" )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();

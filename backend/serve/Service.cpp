@@ -7,6 +7,7 @@
 #include "identity/IdentityKeys.h"
 #include "monitor/MonitorApi.h"
 #include "serve/StoreKeys.h"
+#include "site/SiteApi.h"
 #include "statistics/StatsApi.h"
 #include "storage/EmbeddedStore.h"
 #include "tls/Certificates.h"
@@ -105,6 +106,7 @@ struct Service::Parts
     std::unique_ptr<StatsStore> statsStore;
     std::unique_ptr<StatsApi> stats;
     std::unique_ptr<VersionApi> version;
+    std::unique_ptr<SiteApi> site;
     RequestCounts counts;
     std::unique_ptr<MonitorApi> monitor;
     std::unique_ptr<Router> router;
@@ -184,6 +186,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.api = std::make_unique<ConverterApi>( *p.jobs, *p.store, std::move( api ) );
     p.version =
         std::make_unique<VersionApi>( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion );
+    p.site = std::make_unique<SiteApi>( options.downloads.empty() ? options.data / "downloads" : options.downloads );
     p.statsStore = std::make_unique<StatsStore>( *p.database, &systemTime );
     StatsOptions stats;
     stats.userKey = identityKeys->codes;
@@ -194,6 +197,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
         std::vector<Door>{ { "auth", &AuthApi::serves, p.auth.get() },
             { "converter", &ConverterApi::serves, p.api.get() }, { "statistics", &StatsApi::serves, p.stats.get() },
             { "version", &VersionApi::serves, p.version.get() }, { "monitor", &MonitorApi::serves, p.monitor.get() },
+            { "site", &SiteApi::serves, p.site.get() },
             { "storage", [store = p.store.get()]( const std::string& path ) { return store->serves( path ); },
                 p.store.get() } },
         p.counts );

@@ -36,6 +36,8 @@ struct ServiceOptions
     /// The newest release, told to programs that ask; this back end's own version unless set.
     std::string latestVersion;
     IdentityOptions identity;
+    /// Packages of the page "/download"; the folder "downloads" of the data unless set.
+    std::filesystem::path downloads;
     std::chrono::seconds keepStatistics = std::chrono::days( 400 );
 };
 

@@ -1,7 +1,7 @@
 #include <VXOrvanta/shell/ArchitectureCheck.h>
 
 #include <VXOrvanta/shell/SitePages.h>
-#include <VXViewer/system/OpenLink.h>
+#include <VXViewer/menu/LinkOpener.h>
 
 namespace VX
 {
@@ -15,7 +15,7 @@ std::optional<RibbonNotification> architectureNotice( const std::string& platfor
             "This version of Orvanta is for Intel x86 architecture CPUs. Please download the version of Orvanta for "
             "Apple Silicon for the best performance.",
         .buttonName = "Download",
-        .onButtonClick = [] { OpenLink( downloadPage() ); },
+        .onButtonClick = [] { openLinkOrTell( downloadPage() ); },
         .type = NotificationType::Warning,
         .lifeTimeSec = 10,
         .tags = AllNotificationTags };

@@ -3,7 +3,7 @@
 #include <VXOrvanta/shell/SitePages.h>
 #include <VXOrvanta/shell/VersionCheck.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/system/OpenLink.h>
+#include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
@@ -81,7 +81,7 @@ void OrvantaRibbonMenu::drawVersionNotice_()
     ImGui::SameLine();
     const FontScope small( FontType::Small );
     if ( UI::button( "Get Update", { 88 * s, 24 * s } ) )
-        OpenLink( downloadPage() );
+        openLinkOrTell( downloadPage() );
 }
 
 } // namespace VX

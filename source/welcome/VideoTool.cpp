@@ -1,5 +1,5 @@
 #include <VXOrvanta/shell/SitePages.h>
-#include <VXViewer/system/OpenLink.h>
+#include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/tools/FunctionItem.h>
 
 namespace VX
@@ -8,7 +8,7 @@ namespace
 {
 
 const FunctionItemRegistrar sVideo(
-    FunctionItemParams{ "Quickstart video", [] { OpenLink( onboardingVideoPage() ); }, {}, {} } );
+    FunctionItemParams{ "Quickstart video", [] { openLinkOrTell( onboardingVideoPage() ); }, {}, {} } );
 
 } // namespace
 } // namespace VX

@@ -4,9 +4,9 @@
 #include <VXOrvanta/shell/SitePages.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
+#include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/menu/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
-#include <VXViewer/system/OpenLink.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonIcons.h>
@@ -127,7 +127,7 @@ void WelcomeWindow::drawQuickstart_()
         if ( drawButton_( "Watch Video" ) )
         {
             SessionLogs::logAction( Actions::cWelcomeVideo );
-            OpenLink( onboardingVideoPage() );
+            openLinkOrTell( onboardingVideoPage() );
         }
     }
     ImGui::End();

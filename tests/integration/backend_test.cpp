@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 using namespace VX;
 
 namespace
@@ -58,6 +60,22 @@ TEST_F( BackEnd, TakesAnUploadOnlyAsItWasSigned )
     EXPECT_EQ( statusOf( "-T " + file + " '" + altered + "'" ), "403" );
     EXPECT_EQ( statusOf( "-T " + file + " '" + url.substr( 0, url.find( '?' ) ) + "'" ), "403" );
     EXPECT_EQ( statusOf( "-T " + file + " '" + url + "'" ), "200" );
+}
+
+TEST_F( BackEnd, ServesItsPagesAndPackages )
+{
+    const auto tour = curl( "-i " + root() + "/inappvideo/onboarding_first_session" ).text;
+    EXPECT_TRUE( tour.starts_with( "HTTP/1.1 200 OK\r\n" ) ) << tour;
+    EXPECT_NE( tour.find( "Content-Security-Policy: default-src 'none';" ), std::string::npos );
+    EXPECT_NE( curl( root() + "/download" ).text.find( "packaging/make-package" ), std::string::npos );
+    std::filesystem::create_directory( backend_.data() / "downloads" );
+    const std::string content( 300'000, 'd' );
+    std::ofstream( backend_.data() / "downloads/orvanta_1_amd64.deb" ) << content;
+    EXPECT_NE( curl( root() + "/download" ).text.find( "/download/orvanta_1_amd64.deb" ), std::string::npos );
+    EXPECT_EQ( curl( root() + "/download/orvanta_1_amd64.deb" ).text, content );
+    EXPECT_EQ( statusOf( "-I " + root() + "/download/orvanta_1_amd64.deb" ), "200" );
+    EXPECT_EQ( statusOf( "--path-as-is " + root() + "/download/../ca.pem" ), "404" );
+    EXPECT_EQ( statusOf( root() + "/download/..%2fca.pem" ), "404" );
 }
 
 TEST_F( BackEnd, RefusesWhatIsTooLarge )

@@ -340,6 +340,9 @@ TEST_F( OrvantaMenu, AsksOnceForTheNewestReleaseAndTellsOfIt )
     OrvantaMenuTestAccess::setAuthed( *fresh_, true );
     (void)frame();
     EXPECT_TRUE( isWindowShown( "##VersionUpdateWindow" ) );
+    const auto notes = fresh_->notificationCount();
+    click( windowPoint( "##VersionUpdateWindow", 40, 20 ) );
+    EXPECT_EQ( fresh_->notificationCount(), notes + 1 ) << "there is no browser that could show the page";
     click( windowPointFromTop( "##VersionUpdateWindow", 20, 20 ) );
     EXPECT_FALSE( isWindowShown( "##VersionUpdateWindow" ) );
     (void)frame();

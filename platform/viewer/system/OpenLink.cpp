@@ -7,15 +7,17 @@
 namespace VX
 {
 
-void OpenLink( const std::string& url )
+bool OpenLink( const std::string& url, std::function<void()> failed )
 {
     if ( !url.starts_with( "https://" ) && !url.starts_with( "http://" ) )
     {
         spdlog::error( "Not a web page: {}", url );
-        return;
+        return false;
     }
-    if ( !startDetached( { "xdg-open", url } ) )
-        spdlog::error( "No browser could be started for {}", url );
+    if ( startDetached( { "xdg-open", url }, std::move( failed ) ) )
+        return true;
+    spdlog::error( "No browser could be started for {}", url );
+    return false;
 }
 
 } // namespace VX

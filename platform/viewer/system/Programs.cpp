@@ -3,6 +3,7 @@
 #include <VXMesh/system/ChildProcess.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -20,10 +21,19 @@ namespace VX
 namespace
 {
 
-void collect( pid_t pid )
+// A browser that is closed after a while may end with any status.
+constexpr auto cStarting = std::chrono::seconds( 15 );
+
+void collect( pid_t pid, const std::function<void()>& failed )
 {
-    while ( ::waitpid( pid, nullptr, 0 ) < 0 && errno == EINTR )
-        continue;
+    const auto started = std::chrono::steady_clock::now();
+    int status = 0;
+    while ( ::waitpid( pid, &status, 0 ) < 0 )
+        if ( errno != EINTR )
+            return;
+    const bool done = WIFEXITED( status ) && WEXITSTATUS( status ) == 0;
+    if ( failed && !done && std::chrono::steady_clock::now() - started < cStarting )
+        failed();
 }
 
 } // namespace
@@ -42,7 +52,7 @@ ChildResult runChild( const std::vector<std::string>& arguments )
     return out;
 }
 
-bool startDetached( const std::vector<std::string>& arguments )
+bool startDetached( const std::vector<std::string>& arguments, std::function<void()> failed )
 {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init( &actions );
@@ -58,7 +68,7 @@ bool startDetached( const std::vector<std::string>& arguments )
     if ( error != 0 )
         return false;
     // Somebody has to collect the exit status, or the child stays a zombie as long as we live.
-    std::thread( [pid] { collect( pid ); } ).detach();
+    std::thread( [pid, failed = std::move( failed )] { collect( pid, failed ); } ).detach();
     return true;
 }
 

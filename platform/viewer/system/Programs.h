@@ -2,6 +2,7 @@
 
 #include <VXViewer/Export.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,11 @@ struct ChildResult
 [[nodiscard]] VXVIEWER_API ChildResult runChild( const std::vector<std::string>& arguments );
 
 /// Starts a program found in PATH and forgets it; false when it could not be started.
-[[nodiscard]] VXVIEWER_API bool startDetached( const std::vector<std::string>& arguments );
+///
+/// `failed` is called on another thread when it ends within some seconds and says by its status, or by a crash, that it
+/// could not do its work; a program that lives longer did.
+[[nodiscard]] VXVIEWER_API bool startDetached(
+    const std::vector<std::string>& arguments, std::function<void()> failed = {} );
 
 /// Whether PATH holds a program of this name.
 [[nodiscard]] VXVIEWER_API bool isInPath( const std::string& program );

@@ -154,8 +154,10 @@ class Program:
         self.xdotool("click", 1)
 
     def close(self):
-        # The window goes between the key's two halves, which xdotool takes for a failure.
-        subprocess.run(["xdotool", "key", "--window", self.window, "ctrl+q"], env=self.sandbox.environment, capture_output=True)
+        # The window goes between the key's two halves, which xdotool takes for a failure. What is unsaved is discarded.
+        wait_for("the end", lambda: [subprocess.run(["xdotool", "key", "--window", self.window, key], capture_output=True,
+                                                    env=self.sandbox.environment) for key in ("ctrl+q", "alt+d")]
+                 and self.process.poll() is not None)
         assert self.process.wait(timeout=20) == 0
 
     def xdotool(self, *words):

@@ -7,9 +7,13 @@
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/history/SceneEdits.h>
 #include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
 
 using namespace VX;
 
@@ -67,7 +71,8 @@ protected:
     {
         std::vector<std::filesystem::path> out;
         std::error_code ec;
-        for ( const auto& entry : std::filesystem::directory_iterator( folder_.path() / ".state/Orvanta/recovery", ec ) )
+        for ( const auto& entry :
+            std::filesystem::directory_iterator( folder_.path() / ".state/Orvanta/recovery", ec ) )
             if ( entry.is_directory() )
                 out.push_back( entry.path() );
         return out;
@@ -126,6 +131,44 @@ TEST_F( UnsavedWork, DiscardCloses )
     ASSERT_TRUE( isAsked() );
     discard();
     EXPECT_TRUE( viewer().isClosing() );
+}
+
+TEST_F( UnsavedWork, AnswersAreGivenByAltAndTheirLettersOnly )
+{
+    edit();
+    requestClose();
+    press( GLFW_KEY_D );
+    ASSERT_TRUE( isAsked() );
+    press( GLFW_KEY_C, GLFW_MOD_ALT );
+    EXPECT_FALSE( isAsked() );
+    EXPECT_FALSE( viewer().isClosing() );
+    requestClose();
+    press( GLFW_KEY_D, GLFW_MOD_ALT );
+    EXPECT_TRUE( viewer().isClosing() );
+}
+
+TEST_F( UnsavedWork, IsAskedAboutWhileWorkGoesOnAndThatGoesOnAfterwards )
+{
+    edit();
+    std::atomic<bool> ending{ false };
+    ProgressBar::order( "job",
+        [&]
+        {
+            while ( !ending && ProgressBar::setProgress( 0.5f ) )
+                std::this_thread::yield();
+        } );
+    drawUntil( [] { return isWindowShown( "##progress" ); } );
+    window().requestClose();
+    drawUntil( [] { return isAsked(); } );
+    EXPECT_FALSE( isWindowShown( "##progress" ) );
+    window().pressKey( GLFW_KEY_ESCAPE, true );
+    drawUntil( [] { return isWindowShown( "##progress" ); } );
+    window().pressKey( GLFW_KEY_ESCAPE, false );
+    EXPECT_TRUE( ProgressBar::isOrdered() );
+    ending = true;
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+    settle();
 }
 
 TEST_F( UnsavedWork, EnterSavesToWhereTheSceneBelongsAndCloses )
@@ -338,6 +381,34 @@ TEST_F( UnsavedWork, OfARunningProgramIsNotOffered )
     leaveWork();
     const auto running = RecoverySlot::takeAbandoned( viewer().autosave()->folder() );
     ASSERT_EQ( running.size(), 1u );
+    restart();
+    EXPECT_FALSE( isAsked() );
+    EXPECT_EQ( slots().size(), 1u );
+}
+
+namespace
+{
+
+class UnsavedWorkBehindTheSignIn : public UnsavedWork
+{
+protected:
+    [[nodiscard]] bool isSignedIn() const override { return false; }
+};
+
+} // namespace
+
+TEST_F( UnsavedWorkBehindTheSignIn, IsAskedAboutBeforeTheWindowCloses )
+{
+    edit();
+    requestClose();
+    ASSERT_TRUE( isAsked() );
+    press( GLFW_KEY_D, GLFW_MOD_ALT );
+    EXPECT_TRUE( viewer().isClosing() );
+}
+
+TEST_F( UnsavedWorkBehindTheSignIn, OfADeadProgramWaitsForIt )
+{
+    leaveWork();
     restart();
     EXPECT_FALSE( isAsked() );
     EXPECT_EQ( slots().size(), 1u );

@@ -3,8 +3,10 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
+#include <fmt/format.h>
 #include <imgui.h>
 
 #include <algorithm>
@@ -24,6 +26,13 @@ float buttonWidth( const Question::Answer& answer, float scale )
     return std::max( cButtonWidth * scale, text );
 }
 
+/// By Alt and the first letter, so that nobody who is just typing gives an answer.
+bool isGivenByKey( const Question::Answer& answer )
+{
+    const auto& io = ImGui::GetIO();
+    return io.KeyAlt && !io.KeyCtrl && !answer.label.empty() && ImGui::IsKeyPressed( answer.label.front(), false );
+}
+
 /// In a row that ends at the right edge, or one below the other where there is no room for a row.
 size_t drawAnswers( const std::vector<Question::Answer>& answers, float scale )
 {
@@ -41,6 +50,9 @@ size_t drawAnswers( const std::vector<Question::Answer>& answers, float scale )
         const bool main = i == 0;
         if ( UI::button( answers[i].label.c_str(), size, { .primary = main, .enterKey = main } ) )
             given = i;
+        if ( isGivenByKey( answers[i] ) )
+            given = i;
+        UI::setTooltipIfHovered( fmt::format( "Alt+{}", answers[i].label.front() ), scale );
         if ( fits && i > 0 )
             ImGui::SameLine();
     }
@@ -88,8 +100,7 @@ void QuestionDialog::draw( bool isSceneFree, float scale )
     const size_t index = next_( isSceneFree );
     if ( index == queue_.size() )
         return;
-    if ( !ImGui::IsPopupOpen( cId ) )
-        ImGui::OpenPopup( cId );
+    UI::openModalInTurn( cId );
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     const float width = std::min( cWidth * scale, display.x - cMargin * scale );
     UI::centerNextWindow();

@@ -16,6 +16,7 @@ struct Question
 {
     struct Answer
     {
+        /// Begins with a capital letter of its own, which gives this answer together with Alt.
         std::string label;
         std::function<void()> action;
     };

@@ -71,7 +71,8 @@ void leave( Action then )
     if ( document().isSaved() || !menu() )
         return then();
     menu()->ask( { .title = "Save the changes to " + shownName() + "?",
-        .text = "What was changed since it was saved is lost otherwise.",
+        .text = document().file().empty() ? "It was never saved as a scene, and is lost otherwise."
+                                          : "What was changed since it was saved is lost otherwise.",
         .answers = { { "Save", [then] { save( then ); } }, { "Cancel", {} }, { "Discard", then } } } );
 }
 

@@ -377,5 +377,5 @@ TEST( Sandbox, AWorkerWithoutBubblewrapSeesOnlyItsFolderToo )
     EXPECT_NE( words().find( "error" ), std::string::npos );
     std::filesystem::remove( own.path() / "input.zip" );
     std::filesystem::copy_file( zip, own.path() / "input.zip" );
-    EXPECT_EQ( words(), "{\"done\":true}\n" );
+    EXPECT_TRUE( words().ends_with( "{\"done\":true}\n" ) );
 }

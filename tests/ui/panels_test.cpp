@@ -87,6 +87,15 @@ TEST_P( Panels, DialogsThatHaveToBeAnsweredStayInside )
     }
 }
 
+TEST_P( Panels, FoundToolsStayInside )
+{
+    press( GLFW_KEY_F, GLFW_MOD_CONTROL );
+    type( "e" );
+    drawFrames( 3 );
+    ASSERT_TRUE( isWindowShown( "##searchResults" ) );
+    EXPECT_EQ( outside(), "" );
+}
+
 TEST_P( Panels, NotificationsStayInsideAndTheNewestIsSeen )
 {
     for ( int i = 0; i < 30; ++i )

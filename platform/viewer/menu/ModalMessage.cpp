@@ -49,7 +49,7 @@ void ModalMessage::addButton(
     const std::string& text, NotificationType type, const std::string& name, std::function<void()> action )
 {
     for ( auto& message : queue_ )
-        if ( message.text == text && message.type == type )
+        if ( message.text.text() == text && message.type == type )
         {
             message.buttonName = name;
             message.onButtonClick = std::move( action );

@@ -102,6 +102,10 @@ void RibbonMenuSearch::drawResult_( size_t index, RibbonItemHost& host, float sc
     ImGui::PushID( int( index ) );
     // The field keeps the keyboard, so a result is taken when the button goes down.
     ImGui::Selectable( "##result", index == cursor_, 0, { width, height } );
+    const bool moved = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_DownArrow ) ) ||
+                       ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_UpArrow ) );
+    if ( moved && index == cursor_ )
+        ImGui::SetScrollHereY();
     const bool chosen = ImGui::IsItemHovered() && ImGui::IsMouseClicked( ImGuiMouseButton_Left );
     ImGui::PopID();
     auto& list = *ImGui::GetWindowDrawList();
@@ -121,8 +125,10 @@ void RibbonMenuSearch::drawResult_( size_t index, RibbonItemHost& host, float sc
 void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float top, float scale )
 {
     const float width = std::min( 340 * scale, ImGui::GetIO().DisplaySize.x );
+    const float room = std::max( ImGui::GetIO().DisplaySize.y - top - 8 * scale, 1.f );
     ImGui::SetNextWindowPos( { std::max( right - width, 0.f ), top } );
     ImGui::SetNextWindowSize( { width, 0 } );
+    ImGui::SetNextWindowSizeConstraints( { width, 0 }, { width, room } );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
     ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, ImVec2{} );
     ImGui::Begin( "##searchResults", nullptr,

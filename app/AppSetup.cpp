@@ -5,9 +5,7 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
-#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 
-#include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
 #include <utility>
@@ -18,13 +16,7 @@ namespace VX::App
 void AppSetup::setupExtendedLibraries() const
 {
     applyOrvantaConfig( createOrvantaConfigFromJson( config_ ) );
-    const auto menu = OrvantaRibbonMenu::instance();
-    if ( problems_.empty() || !menu )
-        return;
-    menu->pushNotification( { .header = "Configuration",
-        .text = fmt::format( "{}", fmt::join( problems_, "\n" ) ),
-        .type = NotificationType::Warning,
-        .lifeTimeSec = 0 } );
+    tellProblems( problems_ );
 }
 
 Json::Value builtInConfig()

@@ -2,6 +2,8 @@
 
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <fmt/format.h>
@@ -135,6 +137,17 @@ std::vector<std::string> configProblems( const Json::Value& user )
             for ( const auto& name : user[part].getMemberNames() )
                 add( memberProblem( part, name, user[part][name] ) );
     return out;
+}
+
+void tellProblems( const std::vector<std::string>& problems )
+{
+    const auto& menu = getViewerInstance().getMenuPlugin();
+    if ( problems.empty() || !menu )
+        return;
+    menu->pushNotification( { .header = "Configuration",
+        .text = fmt::format( "{}", fmt::join( problems, "\n" ) ),
+        .type = NotificationType::Warning,
+        .lifeTimeSec = 0 } );
 }
 
 Json::Value usableConfig( const Json::Value& user )

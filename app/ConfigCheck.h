@@ -13,6 +13,9 @@ namespace VX::App
 /// tools is found, and told, when they are applied.
 [[nodiscard]] std::vector<std::string> configProblems( const Json::Value& user );
 
+/// Shows them in one notification of the viewer's menu, if there are any. UI thread, while the viewer runs.
+void tellProblems( const std::vector<std::string>& problems );
+
 /// The document without the members that are not known or of another type than they should be.
 [[nodiscard]] Json::Value usableConfig( const Json::Value& user );
 

@@ -1,5 +1,7 @@
 #include "LocalSetup.h"
 
+#include "ConfigCheck.h"
+
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/RibbonMenu.h>
@@ -71,8 +73,9 @@ Json::Value withoutServiceTools( Json::Value config )
     return out;
 }
 
-LocalSetup::LocalSetup( const Json::Value& config )
+LocalSetup::LocalSetup( const Json::Value& config, std::vector<std::string> problems )
     : config_( withoutServiceTools( config ) )
+    , problems_( std::move( problems ) )
 {
 }
 
@@ -93,6 +96,7 @@ void LocalSetup::setupExtendedLibraries() const
     if ( const auto menu = std::dynamic_pointer_cast<RibbonMenu>( getViewerInstance().getMenuPlugin() ) )
         applyFonts( config, menu->fontManager() );
     applyRibbonConfig( config );
+    tellProblems( problems_ );
 }
 
 void LocalSetup::unloadExtendedLibraries() const

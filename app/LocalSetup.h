@@ -6,6 +6,7 @@
 #include <json/value.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace VX::App
@@ -16,8 +17,8 @@ namespace VX::App
 class LocalSetup final : public ViewerSetup
 {
 public:
-    /// The configuration as it is for a program with a service.
-    explicit LocalSetup( const Json::Value& config );
+    /// The configuration as it is for a program with a service; its `problems`, if any, are told in a notification.
+    explicit LocalSetup( const Json::Value& config, std::vector<std::string> problems = {} );
 
     void setupBasePlugins( Viewer* viewer ) const override;
     void setupExtendedLibraries() const override;
@@ -25,6 +26,7 @@ public:
 
 private:
     Json::Value config_;
+    std::vector<std::string> problems_;
     mutable std::vector<std::shared_ptr<RibbonMenuItem>> away_;
 };
 

@@ -146,7 +146,7 @@ int main( int argc, char** argv )
         return App::takeScreenshot( *arguments, launchParams( *arguments ) );
     if ( arguments->local )
     {
-        App::LocalSetup setup( App::mergedConfig( config ) );
+        App::LocalSetup setup( App::mergedConfig( config ), App::configProblems( config ) );
         return runWindow( *arguments, setup );
     }
     App::AppSetup setup( App::mergedConfig( config ), App::configProblems( config ) );

@@ -27,6 +27,7 @@ TEST( TemporaryFile, IsForItsOwnerAloneAndHasANameOfItsOwn )
     ASSERT_TRUE( first && second );
     EXPECT_NE( first->path(), second->path() );
     EXPECT_EQ( first->path().parent_path(), folder.path() );
+    EXPECT_TRUE( first->path().filename().string().starts_with( "out." ) ) << "so that who tidies finds it";
     EXPECT_EQ( std::filesystem::status( first->path() ).permissions(), perms::owner_read | perms::owner_write );
 }
 

@@ -104,6 +104,14 @@ protected:
 
 } // namespace
 
+TEST_F( Local, SaysWhatIsWrongInItsConfiguration )
+{
+    EXPECT_EQ( menu()->notificationCount(), 0u );
+    const App::LocalSetup wrong( App::mergedConfig( {} ), { "\"Fonst\" is not known" } );
+    wrong.setupExtendedLibraries();
+    EXPECT_EQ( menu()->notificationCount(), 1u );
+}
+
 TEST_F( Local, HasTheRibbonAndTheToolsWithoutTheServices )
 {
     ASSERT_TRUE( menu() );

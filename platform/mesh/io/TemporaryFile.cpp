@@ -1,6 +1,8 @@
 #include <VXMesh/io/TemporaryFile.h>
 
 #include <cerrno>
+#include <climits>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -49,9 +51,11 @@ TemporaryFile::~TemporaryFile()
 
 tl::expected<TemporaryFile, std::error_code> TemporaryFile::createFor( const std::filesystem::path& target )
 {
-    // The target's own name may be as long as a name can be, so it is no part of this one.
     constexpr std::string_view cEnding = ".part";
-    std::string name = ( target.parent_path() / ".orvanta-XXXXXX" ).string() + std::string( cEnding );
+    // Room for the ending, and for what a library that writes it may put behind it meanwhile.
+    constexpr size_t cMostOfTarget = NAME_MAX - 32;
+    std::string name = ( target.parent_path() / target.filename().string().substr( 0, cMostOfTarget ) ).string();
+    name += ".XXXXXX" + std::string( cEnding );
     // It opens with O_CREAT, O_EXCL and mode 0600.
     const int descriptor = ::mkostemps( name.data(), int( cEnding.size() ), O_CLOEXEC );
     if ( descriptor < 0 )

@@ -10,8 +10,9 @@
 namespace VX
 {
 
-/// A file that is being made beside its place: new, empty and of this user alone (mode 0600), under a name that nobody
-/// can guess. What others have put into the folder, be it a link or a FIFO, is never opened.
+/// A file that is being made beside its place: new, empty and of this user alone (mode 0600), under the name of its
+/// target with a dot and something that nobody can guess behind it. What others have put into the folder, be it a link
+/// or a FIFO, is never opened.
 ///
 /// It is removed with this value unless it was moved to its place. Any thread, one at a time.
 class VXMESH_API TemporaryFile

@@ -31,13 +31,11 @@ std::string nameOf( const TDF_Label& label )
     return out;
 }
 
-AffineXf3f toXf( const TopLoc_Location& location )
+AffineXf3d toXf( const TopLoc_Location& location )
 {
     const gp_Trsf t = location.Transformation();
-    const auto row = [&]( int r )
-    { return Vector3f{ float( t.Value( r, 1 ) ), float( t.Value( r, 2 ) ), float( t.Value( r, 3 ) ) }; };
-    return { { row( 1 ), row( 2 ), row( 3 ) },
-        { float( t.Value( 1, 4 ) ), float( t.Value( 2, 4 ) ), float( t.Value( 3, 4 ) ) } };
+    const auto row = [&]( int r ) { return Vector3d{ t.Value( r, 1 ), t.Value( r, 2 ), t.Value( r, 3 ) }; };
+    return { { row( 1 ), row( 2 ), row( 3 ) }, { t.Value( 1, 4 ), t.Value( 2, 4 ), t.Value( 3, 4 ) } };
 }
 
 /// What a label stands for: itself, or what it is an instance of.

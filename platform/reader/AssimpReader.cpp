@@ -1,12 +1,17 @@
 #include "AssimpReader.h"
 
+#include "GltfTransforms.h"
+#include "MovedFile.h"
+
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
+#include <VXMesh/scene/Origin.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <assimp/DefaultIOSystem.h>
 #include <assimp/Importer.hpp>
+#include <assimp/MemoryIOWrapper.h>
 #include <assimp/ProgressHandler.hpp>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -129,7 +134,7 @@ std::shared_ptr<VisualObject> objectOf( const aiMesh& source )
     return object;
 }
 
-AffineXf3f toXf( const aiMatrix4x4& m )
+AffineXf3d toXf( const aiMatrix4x4& m )
 {
     return { { { m.a1, m.a2, m.a3 }, { m.b1, m.b2, m.b3 }, { m.c1, m.c2, m.c3 } }, { m.a4, m.b4, m.c4 } };
 }
@@ -137,8 +142,9 @@ AffineXf3f toXf( const aiMatrix4x4& m )
 class SceneConverter
 {
 public:
-    explicit SceneConverter( const aiScene& scene )
+    SceneConverter( const aiScene& scene, NodeTransforms transforms )
         : scene_( scene )
+        , transforms_( std::move( transforms ) )
     {
     }
 
@@ -177,7 +183,8 @@ private:
     {
         auto object = std::make_shared<Object>();
         object->setName( node.mName.C_Str() );
-        object->setXf( toXf( node.mTransformation ) );
+        const auto exact = transforms_.find( &node );
+        object->setXf( exact != transforms_.end() ? exact->second : toXf( node.mTransformation ) );
         for ( unsigned i = 0; i < node.mNumMeshes; ++i )
             if ( auto part = part_( node.mMeshes[i] ) )
                 object->addChild( std::move( part ) );
@@ -188,6 +195,7 @@ private:
     }
 
     const aiScene& scene_;
+    NodeTransforms transforms_;
 };
 
 bool isYUp( const std::filesystem::path& file )
@@ -235,18 +243,22 @@ unsigned stepsFor( const aiScene& scene )
            ( isCloud ? 0u : unsigned( aiProcess_JoinIdenticalVertices ) );
 }
 
-/// Remembers which file beside the one to be read was looked for in vain.
+/// Shows the library other bytes in the place of the file to be read, where there are any, and remembers which file
+/// beside it was looked for in vain.
 class Folder final : public Assimp::DefaultIOSystem
 {
 public:
-    Folder( std::filesystem::path file, std::string& missing )
+    Folder( std::filesystem::path file, const std::string* bytes, std::string& missing )
         : file_( std::move( file ) )
+        , bytes_( bytes )
         , missing_( missing )
     {
     }
 
     Assimp::IOStream* Open( const char* name, const char* mode ) override
     {
+        if ( bytes_ && name == file_ )
+            return new Assimp::MemoryIOStream( reinterpret_cast<const uint8_t*>( bytes_->data() ), bytes_->size() );
         auto* stream = DefaultIOSystem::Open( name, mode );
         if ( !stream && missing_.empty() && name != file_ )
             missing_ = utf8string( std::filesystem::path( name ).filename() );
@@ -255,6 +267,7 @@ public:
 
 private:
     std::filesystem::path file_;
+    const std::string* bytes_;
     std::string& missing_;
 };
 
@@ -282,6 +295,7 @@ std::string reasonOf( const Assimp::Importer& importer, const std::string& missi
 tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
     const std::filesystem::path& file, const ProgressCallback& progress )
 {
+    const auto moved = MovedFile::read( file );
     Assimp::Importer importer;
     importer.SetProgressHandler( new ProgressAdapter( progress ) ); // takes ownership
     // Facet normals would keep the corners of an STL file apart; smooth ones are made when the mesh is drawn.
@@ -290,7 +304,7 @@ tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
         AI_CONFIG_PP_RVC_FLAGS, aiComponent_TANGENTS_AND_BITANGENTS | aiComponent_TEXCOORDS | facetNormals );
     importer.SetPropertyBool( AI_CONFIG_IMPORT_FBX_PRESERVE_PIVOTS, false );
     std::string missing;
-    importer.SetIOHandler( new Folder( file, missing ) ); // takes ownership
+    importer.SetIOHandler( new Folder( file, moved ? &moved->bytes : nullptr, missing ) ); // takes ownership
     const aiScene* scene = importer.ReadFile( file.string(), 0 );
     if ( !scene )
         return tl::unexpected( reasonOf( importer, missing ) );
@@ -303,11 +317,14 @@ tl::expected<std::shared_ptr<Object>, std::string> readWithAssimp(
     scene = importer.ApplyPostProcessing( stepsFor( *scene ) );
     if ( !scene || !scene->mRootNode )
         return tl::unexpected( reasonOf( importer, {} ) );
-    auto root = SceneConverter( *scene ).convert( utf8string( file.stem() ) );
+    auto transforms = isYUp( file ) ? gltfTransforms( file, *scene->mRootNode ) : NodeTransforms{};
+    auto root = SceneConverter( *scene, std::move( transforms ) ).convert( utf8string( file.stem() ) );
     if ( !root )
         return tl::unexpected( std::string( cEmpty ) );
     if ( isYUp( file ) )
-        root->setXf( AffineXf3f{ { { 1, 0, 0 }, { 0, 0, -1 }, { 0, 1, 0 } }, {} } * root->xf() );
+        root->setXf( AffineXf3d{ { { 1, 0, 0 }, { 0, 0, -1 }, { 0, 1, 0 } }, {} } * root->xf() );
+    if ( moved )
+        root->setXf( translation( moved->origin ) * root->xf() );
     return root;
 }
 

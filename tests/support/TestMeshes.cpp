@@ -2,6 +2,9 @@
 
 #include <VXMesh/formats/VxuFormat.h>
 
+#include <array>
+#include <cstdio>
+
 namespace VX::Testing
 {
 namespace
@@ -112,6 +115,25 @@ std::string binaryPly( const Mesh& mesh )
         append( out, uint8_t( 3 ) );
         append( out, t );
     }
+    return out;
+}
+
+std::string pointText( const Vector3f& point, const Vector3d& shift )
+{
+    const Vector3d p = point + shift;
+    std::array<char, 100> text{};
+    std::snprintf( text.data(), text.size(), "%.4f %.4f %.4f", p.x, p.y, p.z );
+    return text.data();
+}
+
+std::string objText( const Mesh& mesh, const Vector3d& shift )
+{
+    std::string out = "# made for a test\n";
+    for ( const auto& p : mesh.points )
+        out += "v " + pointText( p, shift ) + "\n";
+    for ( const auto& t : mesh.triangles )
+        out += "f " + std::to_string( t[0] + 1 ) + " " + std::to_string( t[1] + 1 ) + " " + std::to_string( t[2] + 1 ) +
+               "\n";
     return out;
 }
 

@@ -27,4 +27,10 @@ namespace VX::Testing
 /// The bytes of a binary PLY file with the mesh's points, triangles, and normals and colours if it has them.
 [[nodiscard]] std::string binaryPly( const Mesh& mesh );
 
+/// Four decimals of each coordinate of a point, moved by `shift`, with blanks between them.
+[[nodiscard]] std::string pointText( const Vector3f& point, const Vector3d& shift );
+
+/// An OBJ file with the mesh's points, moved by `shift`, and its triangles.
+[[nodiscard]] std::string objText( const Mesh& mesh, const Vector3d& shift );
+
 } // namespace VX::Testing

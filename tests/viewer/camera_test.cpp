@@ -152,10 +152,10 @@ TEST( Camera, UnprojectFindsThePointThatWasProjected )
         auto camera = fitted();
         camera.setOrthographic( orthographic );
         const Vector3f place{ 0.3f, -0.7f, 0.5f };
-        const auto p = camera.view()( place );
+        const Vector3f p( camera.view()( place ) );
         const auto m = camera.projection();
         const float depth = ( ( m.at( 2, 2 ) * p.z + m.at( 2, 3 ) ) / ( m.at( 3, 2 ) * p.z + m.at( 3, 3 ) ) + 1 ) / 2;
-        EXPECT_LT( ( camera.unproject( camera.project( place ), depth ) - place ).length(), 1e-4f );
+        EXPECT_LT( ( camera.unproject( camera.project( place ), depth ) - Vector3d( place ) ).length(), 1e-4 );
     }
 }
 
@@ -174,4 +174,55 @@ TEST( Camera, CroppedShowsThePartAsItWasInAViewportOfItsOwn )
         const auto ray = part.ray( there ), same = camera.ray( at );
         EXPECT_LT( cross( ray.direction, same.direction ).length(), 1e-4f );
     }
+}
+
+TEST( Camera, SeesFarFromZeroWhatItSeesAtZero )
+{
+    const Vector3d far{ 500'000, 5'500'000, 120 };
+    const Box3d box = unitBox(), farBox{ box.min + far, box.max + far };
+    for ( const bool orthographic : { false, true } )
+    {
+        auto camera = fitted(), farCamera = fitted();
+        farCamera.setSceneBox( farBox );
+        farCamera.fit( farBox );
+        for ( auto* each : { &camera, &farCamera } )
+        {
+            each->setOrthographic( orthographic );
+            each->zoom( 40, { 500, 200 } );
+            each->orbit( { 30, 10 } );
+            each->pan( { 5, 7 } );
+        }
+        const auto near = camera.toView( {} ), there = farCamera.toView( { {}, far } );
+        EXPECT_EQ( near.A, there.A );
+        EXPECT_LT( ( near.b - there.b ).length(), 1e-7f );
+        const Vector3d place{ 0.01, -0.02, 0.03 };
+        EXPECT_NEAR( camera.project( place ).x, farCamera.project( place + far ).x, 0.01 );
+        const auto ray = farCamera.ray( camera.project( place ) );
+        const Vector3d along = ray.direction.normalized(), to = place + far - ray.origin;
+        EXPECT_LT( ( to - along * dot( to, along ) ).length(), 1e-6 );
+    }
+}
+
+TEST( Camera, DoesNotCutOffWhatIsNearWhenTheSceneReachesFar )
+{
+    auto camera = fitted();
+    camera.setSceneBox( { { -1, -1, -1 }, { 700'000, 1, 1 } } );
+    const auto matrix = camera.projection();
+    const Vector3f corner( camera.toView( {} )( Vector3f{ -1, -1, 1 } ) );
+    const float depth = ( matrix.at( 2, 2 ) * corner.z + matrix.at( 2, 3 ) ) / -corner.z;
+    EXPECT_GT( depth, -1 );
+    EXPECT_LT( depth, 1 );
+}
+
+TEST( Camera, ComesCloseToSmallThingsInAScene )
+{
+    auto camera = fitted();
+    const Box3d wide{ { -1, -1, -1 }, { 700'000, 1, 1 } };
+    camera.setPreset( ViewPreset::Top );
+    camera.setSceneBox( wide );
+    camera.fit( wide );
+    camera.setDetail( 3.5 );
+    for ( int i = 0; i < 200; ++i )
+        camera.zoom( 1, camera.project( {} ) );
+    EXPECT_GT( ( camera.project( { 0.1, 0, 0 } ) - camera.project( {} ) ).length(), 1000 );
 }

@@ -4,6 +4,7 @@
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/scene/Mesh.h>
+#include <VXMesh/scene/Origin.h>
 #include <VXMesh/system/Parallel.h>
 
 #include <array>
@@ -101,7 +102,8 @@ public:
 
     size_t size = 0; ///< bytes
     size_t vertices = 0, faces = 0;
-    size_t stride = 0; ///< of a vertex
+    size_t stride = 0;                 ///< of a vertex
+    Type positionType = Type::Unknown; ///< the same in all directions
     std::array<size_t, 3> position{ cMissing, cMissing, cMissing };
     std::array<size_t, 3> normal{ cMissing, cMissing, cMissing };
     std::array<size_t, 4> color{ cMissing, cMissing, cMissing, cMissing };
@@ -166,7 +168,9 @@ private:
             offsets[size_t( it - names.begin() )] = stride;
             return type == wanted;
         };
-        const bool known = take( position, { "x", "y", "z" }, Type::Float ) &&
+        if ( name == "x" || name == "y" || name == "z" )
+            positionType = positionType == Type::Unknown ? type : positionType;
+        const bool known = take( position, { "x", "y", "z" }, positionType ) &&
                            take( normal, { "nx", "ny", "nz" }, Type::Float ) &&
                            take( color, { "red", "green", "blue", "alpha" }, Type::Byte );
         stride += sizeOf( type );
@@ -177,7 +181,8 @@ private:
     {
         const auto present = []( const auto& offsets, size_t count )
         { return std::find( offsets.begin(), offsets.begin() + count, cMissing ) == offsets.begin() + count; };
-        return binary_ && vertices > 0 && present( position, 3 ) && ( faces == 0 || indexed_ ) &&
+        return binary_ && vertices > 0 && present( position, 3 ) &&
+               ( positionType == Type::Float || positionType == Type::Double ) && ( faces == 0 || indexed_ ) &&
                ( present( normal, 3 ) || normal[0] == cMissing ) && ( present( color, 3 ) || color[0] == cMissing );
     }
 
@@ -186,9 +191,10 @@ private:
     Element element_ = Element::None;
 };
 
-Vector3f vectorAt( const std::byte* record, const std::array<size_t, 3>& offsets )
+template <typename T>
+Vector3<T> vectorAt( const std::byte* record, const std::array<size_t, 3>& offsets )
 {
-    Vector3f out;
+    Vector3<T> out;
     std::memcpy( &out.x, record + offsets[0], sizeof out.x );
     std::memcpy( &out.y, record + offsets[1], sizeof out.y );
     std::memcpy( &out.z, record + offsets[2], sizeof out.z );
@@ -201,11 +207,13 @@ Color colorAt( const std::byte* record, const std::array<size_t, 4>& offsets )
     return { channel( 0 ), channel( 1 ), channel( 2 ), offsets[3] == cMissing ? uint8_t( 255 ) : channel( 3 ) };
 }
 
-/// False when a point is not a number.
-bool readVertices( const Header& header, const std::byte* records, Mesh& mesh, BlockWork& work )
+/// All of the mesh but its points, which go to a place of their own. False when a point is not a number.
+template <typename T>
+bool readVertices(
+    const Header& header, const std::byte* records, std::vector<Vector3<T>>& points, Mesh& mesh, BlockWork& work )
 {
     const bool normals = header.faces > 0 && header.normal[0] != cMissing, colors = header.color[0] != cMissing;
-    mesh.points.resize( header.vertices );
+    points.resize( header.vertices );
     mesh.normals.resize( normals ? header.vertices : 0 );
     mesh.vertexColors.resize( colors ? header.vertices : 0 );
     std::atomic<bool> finite = true;
@@ -218,10 +226,10 @@ bool readVertices( const Header& header, const std::byte* records, Mesh& mesh, B
                 for ( size_t i = first; i < last; ++i )
                 {
                     const std::byte* record = records + i * header.stride;
-                    mesh.points[i] = vectorAt( record, header.position );
-                    all = all && mesh.points[i].isFinite();
+                    points[i] = vectorAt<T>( record, header.position );
+                    all = all && fitsFloat( points[i] );
                     if ( normals )
-                        mesh.normals[i] = vectorAt( record, header.normal );
+                        mesh.normals[i] = vectorAt<float>( record, header.normal );
                     if ( colors )
                         mesh.vertexColors[i] = colorAt( record, header.color );
                 }
@@ -231,6 +239,23 @@ bool readVertices( const Header& header, const std::byte* records, Mesh& mesh, B
             work.forBlocks( begin, end, cBlock, { 0.5f, 1, piece == 0 }, read );
         } );
     return finite;
+}
+
+/// The origin that the mesh's points are seen from; nothing when a point is not a number.
+std::optional<Vector3d> readPoints( const Header& header, const std::byte* records, Mesh& mesh, BlockWork& work )
+{
+    if ( header.positionType == Type::Float )
+        return readVertices( header, records, mesh.points, mesh, work ) ? std::optional( moveToOrigin( mesh.points ) )
+                                                                        : std::nullopt;
+    std::vector<Vector3d> points;
+    if ( !readVertices( header, records, points, mesh, work ) )
+        return {};
+    Box3d box;
+    for ( const auto& p : points )
+        box.include( p );
+    const Vector3d origin = originFor( box );
+    mesh.points = relativeTo( origin, points );
+    return origin;
 }
 
 enum class Faces
@@ -302,16 +327,17 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryPly(
                      std::to_string( faceRoom ) );
     if ( faces == Faces::OutOfRange )
         return fail( "a triangle refers to a point that does not exist" );
-    const bool finite = readVertices( header, records, *mesh, work );
+    const auto origin = readPoints( header, records, *mesh, work );
     if ( work.stopped() )
         return tl::unexpected( std::string( cOperationCanceled ) );
-    if ( !finite )
+    if ( !origin )
         return fail( "a point's place is not a number" );
     if ( header.faces == 0 )
         return pointsOfFile( file,
-            std::make_shared<PointCloud>( PointCloud{ std::move( mesh->points ), std::move( mesh->vertexColors ) } ) );
+            std::make_shared<PointCloud>( PointCloud{ std::move( mesh->points ), std::move( mesh->vertexColors ) } ),
+            *origin );
     addCreases( *mesh );
-    return meshOfFile( file, std::move( mesh ) );
+    return meshOfFile( file, std::move( mesh ), *origin );
 }
 
 } // namespace VX

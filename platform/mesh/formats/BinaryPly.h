@@ -7,7 +7,8 @@
 namespace VX
 {
 
-/// Reads a binary little-endian PLY file of points, or of points and triangles, as scanners and most programs write it.
+/// Reads a binary little-endian PLY file of points, in floats or doubles, or of points and triangles, as scanners and
+/// most programs write it.
 /// Blocks; uses all cores.
 ///
 /// Nothing when the file is text, big-endian, has polygons or elements in another order: other readers know those.

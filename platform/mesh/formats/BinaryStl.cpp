@@ -4,6 +4,7 @@
 #include <VXMesh/formats/MeshFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/scene/Mesh.h>
+#include <VXMesh/scene/Origin.h>
 #include <VXMesh/system/Parallel.h>
 
 #include <atomic>
@@ -374,13 +375,14 @@ std::optional<tl::expected<LoadedObjects, std::string>> loadBinaryStl(
         return tl::unexpected( std::string( cOperationCanceled ) );
     if ( mesh->triangles.empty() )
         return tl::unexpected( cannotRead( file, "no corner of its triangles is a number" ) );
+    const Vector3d origin = moveToOrigin( mesh->points );
     addCreases( *mesh );
     std::string warnings;
     if ( reader.skipped() > 0 )
         warnings = reader.skipped() == 1
                        ? "A triangle whose corners are not numbers was left out"
                        : std::to_string( reader.skipped() ) + " triangles whose corners are not numbers were left out";
-    return meshOfFile( file, std::move( mesh ), std::move( warnings ) );
+    return meshOfFile( file, std::move( mesh ), origin, std::move( warnings ) );
 }
 
 } // namespace VX

@@ -3,8 +3,10 @@
 #include <VXMesh/formats/GltfColor.h>
 #include <VXMesh/formats/GltfLimits.h>
 #include <VXMesh/formats/GltfPrimitives.h>
+#include <VXMesh/scene/Origin.h>
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 #include <unordered_map>
 
@@ -22,47 +24,31 @@ tl::unexpected<std::string> damaged( const char* what )
 }
 
 /// glTF is Y up, the scene is Z up.
-AffineXf3f yUpToZUp()
+AffineXf3d yUpToZUp()
 {
     return { { { 1, 0, 0 }, { 0, 0, -1 }, { 0, 1, 0 } }, {} };
 }
 
 template <size_t N>
-bool readNumbers( const Json::Value& array, std::array<float, N>& out )
+bool readNumbers( const Json::Value& array, std::array<double, N>& out )
 {
     if ( !array.isArray() || array.size() != N )
         return false;
     for ( Json::ArrayIndex i = 0; i < N; ++i )
     {
-        if ( !array[i].isNumeric() || !std::isfinite( array[i].asDouble() ) )
+        if ( !array[i].isNumeric() || !( std::abs( array[i].asDouble() ) <= std::numeric_limits<float>::max() ) )
             return false;
-        out[i] = float( array[i].asDouble() );
+        out[i] = array[i].asDouble();
     }
     return true;
 }
 
-Matrix3f rotationOf( const std::array<float, 4>& q )
+Matrix3d rotationOf( const std::array<double, 4>& q )
 {
     const auto [x, y, z, w] = q;
     return { { 1 - 2 * ( y * y + z * z ), 2 * ( x * y - z * w ), 2 * ( x * z + y * w ) },
         { 2 * ( x * y + z * w ), 1 - 2 * ( x * x + z * z ), 2 * ( y * z - x * w ) },
         { 2 * ( x * z - y * w ), 2 * ( y * z + x * w ), 1 - 2 * ( x * x + y * y ) } };
-}
-
-AffineXf3f nodeXf( const Json::Value& node )
-{
-    if ( std::array<float, 16> m; readNumbers( node["matrix"], m ) )
-        return { { { m[0], m[4], m[8] }, { m[1], m[5], m[9] }, { m[2], m[6], m[10] } }, { m[12], m[13], m[14] } };
-    std::array<float, 3> t{ 0, 0, 0 }, s{ 1, 1, 1 };
-    std::array<float, 4> q{ 0, 0, 0, 1 };
-    if ( !readNumbers( node["translation"], t ) )
-        t = { 0, 0, 0 };
-    if ( !readNumbers( node["scale"], s ) )
-        s = { 1, 1, 1 };
-    if ( !readNumbers( node["rotation"], q ) )
-        q = { 0, 0, 0, 1 };
-    const Matrix3f scale{ { s[0], 0, 0 }, { 0, s[1], 0 }, { 0, 0, s[2] } };
-    return { rotationOf( q ) * scale, { t[0], t[1], t[2] } };
 }
 
 bool extraFlag( const Json::Value& node, const char* key, bool fallback )
@@ -104,10 +90,27 @@ std::shared_ptr<VisualObject> makeObject( const PartType& part )
         out = object;
     }
     out->setColor( part.color );
+    out->setXf( translation( part.origin ) );
     return out;
 }
 
 } // namespace
+
+AffineXf3d nodeXf( const Json::Value& node )
+{
+    if ( std::array<double, 16> m; readNumbers( node["matrix"], m ) )
+        return { { { m[0], m[4], m[8] }, { m[1], m[5], m[9] }, { m[2], m[6], m[10] } }, { m[12], m[13], m[14] } };
+    std::array<double, 3> t{ 0, 0, 0 }, s{ 1, 1, 1 };
+    std::array<double, 4> q{ 0, 0, 0, 1 };
+    if ( !readNumbers( node["translation"], t ) )
+        t = { 0, 0, 0 };
+    if ( !readNumbers( node["scale"], s ) )
+        s = { 1, 1, 1 };
+    if ( !readNumbers( node["rotation"], q ) )
+        q = { 0, 0, 0, 1 };
+    const Matrix3d scale{ { s[0], 0, 0 }, { 0, s[1], 0 }, { 0, 0, s[2] } };
+    return { rotationOf( q ) * scale, { t[0], t[1], t[2] } };
+}
 
 GlbReader::GlbReader( const Json::Value& root, std::span<const std::byte> binary, ProgressCallback progress )
     : root_( root )
@@ -121,9 +124,11 @@ Color GlbReader::materialColor_( const Json::Value& primitive ) const
     const auto& material = element( root_, "materials", integerMember( primitive, "material", -1 ) );
     if ( !material.isObject() || !material["pbrMetallicRoughness"].isObject() )
         return VisualObject::cDefaultColor;
-    std::array<float, 4> factor{};
-    return readNumbers( material["pbrMetallicRoughness"]["baseColorFactor"], factor ) ? fromLinear( factor )
-                                                                                      : VisualObject::cDefaultColor;
+    std::array<double, 4> factor{};
+    if ( !readNumbers( material["pbrMetallicRoughness"]["baseColorFactor"], factor ) )
+        return VisualObject::cDefaultColor;
+    const auto [r, g, b, a] = factor;
+    return fromLinear( { float( r ), float( g ), float( b ), float( a ) } );
 }
 
 tl::expected<void, std::string> GlbReader::attributes_( const Json::Value& primitive, Mesh& mesh )
@@ -196,7 +201,9 @@ tl::expected<GlbReader::Part, std::string> GlbReader::surface_( const Json::Valu
     }
     if ( !isConsistent( *mesh ) )
         return damaged( "a surface refers to a point that is not there" );
-    return Part{ .mesh = std::move( mesh ), .points = {}, .lines = {}, .color = materialColor_( primitive ) };
+    const Vector3d origin = moveToOrigin( mesh->points );
+    return Part{
+        .mesh = std::move( mesh ), .points = {}, .lines = {}, .origin = origin, .color = materialColor_( primitive ) };
 }
 
 tl::expected<GlbReader::Part, std::string> GlbReader::cloud_( const Json::Value& primitive )
@@ -215,7 +222,9 @@ tl::expected<GlbReader::Part, std::string> GlbReader::cloud_( const Json::Value&
             return damaged( "a point cloud has more or fewer colours than points" );
         cloud->colors = std::move( *colors );
     }
-    return Part{ .mesh = {}, .points = std::move( cloud ), .lines = {}, .color = materialColor_( primitive ) };
+    const Vector3d origin = moveToOrigin( cloud->points );
+    return Part{
+        .mesh = {}, .points = std::move( cloud ), .lines = {}, .origin = origin, .color = materialColor_( primitive ) };
 }
 
 tl::expected<GlbReader::Part, std::string> GlbReader::lines_( const Json::Value& primitive )
@@ -226,8 +235,10 @@ tl::expected<GlbReader::Part, std::string> GlbReader::lines_( const Json::Value&
     auto segments = segments_( primitive, points->size() );
     if ( !segments )
         return tl::unexpected( segments.error() );
+    const Vector3d origin = moveToOrigin( *points );
     auto lines = std::make_shared<Lines>( Lines{ std::move( *points ), std::move( *segments ) } );
-    return Part{ .mesh = {}, .points = {}, .lines = std::move( lines ), .color = materialColor_( primitive ) };
+    return Part{
+        .mesh = {}, .points = {}, .lines = std::move( lines ), .origin = origin, .color = materialColor_( primitive ) };
 }
 
 tl::expected<GlbReader::Part, std::string> GlbReader::part_( const Json::Value& primitive, const Json::Value* edges )
@@ -331,7 +342,8 @@ GlbReader::Result GlbReader::node_( int64_t index, int depth )
         const auto parts = parts_( meshIndex );
         if ( !parts )
             return tl::unexpected( parts.error() );
-        if ( ( *parts )->size() == 1 )
+        // Children of the node do not stand in the space that its geometry's own origin makes.
+        if ( ( *parts )->size() == 1 && ( ( *parts )->front().origin == Vector3d{} || !node.isMember( "children" ) ) )
             object = makeObject( ( *parts )->front() );
         else
         {
@@ -347,7 +359,7 @@ GlbReader::Result GlbReader::node_( int64_t index, int depth )
     else
         object = std::make_shared<Object>();
     object->setName( node["name"].isString() ? node["name"].asString() : "Object" );
-    object->setXf( nodeXf( node ) );
+    object->setXf( nodeXf( node ) * object->xf() );
     object->setVisible( extraFlag( node, "visible", true ) );
     object->select( extraFlag( node, "selected", false ) );
     if ( auto added = addChildren_( *object, node, depth ); !added )

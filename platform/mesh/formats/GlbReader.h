@@ -11,6 +11,9 @@
 namespace VX::Gltf
 {
 
+/// The placement of a node by its matrix, or its translation, rotation and scale; what is damaged counts as missing.
+[[nodiscard]] VXMESH_API AffineXf3d nodeXf( const Json::Value& node );
+
 /// Turns the JSON and the binary chunk of a GLB file into object trees.
 class GlbReader
 {
@@ -28,6 +31,7 @@ private:
         std::shared_ptr<const Mesh> mesh;
         std::shared_ptr<const PointCloud> points;
         std::shared_ptr<const Lines> lines;
+        Vector3d origin; ///< where the geometry's zero is in the space of the node
         Color color = VisualObject::cDefaultColor;
     };
     using Parts = std::vector<Part>;

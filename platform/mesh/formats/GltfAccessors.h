@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXMesh/Export.h>
 #include <VXMesh/math/Color.h>
 #include <VXMesh/math/Vector3.h>
 
@@ -18,10 +19,10 @@ namespace VX::Gltf
 {
 
 /// A member as a non-negative integer, or `fallback` when it is missing or anything else.
-[[nodiscard]] int64_t integerMember( const Json::Value& object, const char* key, int64_t fallback );
+[[nodiscard]] VXMESH_API int64_t integerMember( const Json::Value& object, const char* key, int64_t fallback );
 
 /// An element of an array member such as "accessors"; null when the index or the member is not there.
-[[nodiscard]] const Json::Value& element( const Json::Value& root, const char* array, int64_t index );
+[[nodiscard]] VXMESH_API const Json::Value& element( const Json::Value& root, const char* array, int64_t index );
 
 /// Reads the accessors of one GLB file. Every count, offset and size in the JSON is taken for a claim and checked
 /// against the bytes before anything is allocated by it.

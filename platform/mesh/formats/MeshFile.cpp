@@ -2,6 +2,7 @@
 
 #include <VXMesh/io/Path.h>
 #include <VXMesh/scene/FeatureEdges.h>
+#include <VXMesh/scene/Origin.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 namespace VX
@@ -14,18 +15,22 @@ void addCreases( Mesh& mesh )
         mesh.edges = findFeatureEdges( mesh );
 }
 
-LoadedObjects meshOfFile( const std::filesystem::path& file, std::shared_ptr<Mesh> mesh, std::string warnings )
+LoadedObjects meshOfFile(
+    const std::filesystem::path& file, std::shared_ptr<Mesh> mesh, const Vector3d& origin, std::string warnings )
 {
     auto object = std::make_shared<ObjectMesh>();
     object->setName( utf8string( file.stem() ) );
+    object->setXf( translation( origin ) );
     object->setMesh( std::move( mesh ) );
     return { { std::move( object ) }, std::move( warnings ) };
 }
 
-LoadedObjects pointsOfFile( const std::filesystem::path& file, std::shared_ptr<PointCloud> points )
+LoadedObjects pointsOfFile(
+    const std::filesystem::path& file, std::shared_ptr<PointCloud> points, const Vector3d& origin )
 {
     auto object = std::make_shared<ObjectPoints>();
     object->setName( utf8string( file.stem() ) );
+    object->setXf( translation( origin ) );
     object->setPoints( std::move( points ) );
     return { { std::move( object ) }, {} };
 }

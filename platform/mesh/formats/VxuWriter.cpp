@@ -7,6 +7,7 @@
 #include <meshoptimizer.h>
 
 #include <cstring>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <tuple>
@@ -197,8 +198,7 @@ private:
         nodes_.append( Json::Value() );
         Json::Value node;
         node["name"] = object.name();
-        if ( object.xf() != AffineXf3f{} )
-            node["matrix"] = matrix_( object.xf() );
+        place_( node, object.xf() );
         if ( !object.isVisible() )
             node["extras"]["visible"] = false;
         if ( object.isSelected() )
@@ -213,19 +213,19 @@ private:
         return index;
     }
 
-    static Json::Value matrix_( const AffineXf3f& xf )
+    static void place_( Json::Value& node, const AffineXf3d& xf )
     {
-        Json::Value out( Json::arrayValue );
-        const auto column = [&]( float x, float y, float z, float w )
+        const auto append = []( Json::Value& array, std::initializer_list<double> values )
         {
-            for ( const float v : { x, y, z, w } )
-                out.append( double( v ) );
+            for ( const double v : values )
+                array.append( v );
         };
-        column( xf.A.x.x, xf.A.y.x, xf.A.z.x, 0 );
-        column( xf.A.x.y, xf.A.y.y, xf.A.z.y, 0 );
-        column( xf.A.x.z, xf.A.y.z, xf.A.z.z, 0 );
-        column( xf.b.x, xf.b.y, xf.b.z, 1 );
-        return out;
+        if ( xf == AffineXf3d{} )
+            return;
+        if ( xf.A == Matrix3d{} )
+            return append( node["translation"], { xf.b.x, xf.b.y, xf.b.z } );
+        append( node["matrix"], { xf.A.x.x, xf.A.y.x, xf.A.z.x, 0, xf.A.x.y, xf.A.y.y, xf.A.z.y, 0 } );
+        append( node["matrix"], { xf.A.x.z, xf.A.y.z, xf.A.z.z, 0, xf.b.x, xf.b.y, xf.b.z, 1 } );
     }
 
     int meshOf_( const Object& object )
@@ -280,10 +280,7 @@ private:
     {
         const int view = packer_.addAttribute( points.data(), points.size(), sizeof( Vector3f ) );
         const int accessor = packer_.addAccessor( view, Float, "VEC3", points.size() );
-        Box3f box;
-        for ( const auto& p : points )
-            if ( p.isFinite() )
-                box.include( p );
+        const Box3f box = boxOf( points );
         auto& json = packer_.accessors[Json::ArrayIndex( accessor )];
         const Vector3f low = box.valid() ? box.min : Vector3f{}, high = box.valid() ? box.max : Vector3f{};
         for ( const float v : { low.x, low.y, low.z } )
@@ -398,7 +395,7 @@ private:
     {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
-        builder["precision"] = 9;
+        builder["precision"] = std::numeric_limits<double>::max_digits10;
         std::string json = Json::writeString( builder, document_() );
         if ( !Gltf::isModest( json ) )
             return tl::unexpected( std::string( cTooManyObjects ) );

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <concepts>
 #include <cstdint>
 
 namespace VX
@@ -24,10 +25,20 @@ struct Vector2
 using Vector2f = Vector2<float>;
 
 /// Point or direction in space, in the units of the file it came from.
+///
+/// Geometry is float and relative to its object; places in the scene are double, because floats tell points that are
+/// millions of units from zero only half a unit apart. Going to double is free to happen; going to float is asked for.
 template <typename T>
 struct Vector3
 {
     T x{}, y{}, z{};
+
+    template <std::floating_point U>
+        requires( !std::same_as<T, U> )
+    explicit( sizeof( U ) < sizeof( T ) ) operator Vector3<U>() const
+    {
+        return { U( x ), U( y ), U( z ) };
+    }
 
     friend Vector3 operator+( const Vector3& a, const Vector3& b ) { return { a.x + b.x, a.y + b.y, a.z + b.z }; }
     friend Vector3 operator-( const Vector3& a, const Vector3& b ) { return { a.x - b.x, a.y - b.y, a.z - b.z }; }

@@ -5,20 +5,6 @@ namespace VX
 namespace
 {
 
-Box3f boxOf( const std::vector<Vector3f>& points )
-{
-    Box3f box;
-    for ( const auto& p : points )
-        if ( p.isFinite() )
-            box.include( p );
-    return box;
-}
-
-Vector3d toDouble( const Vector3f& v )
-{
-    return { v.x, v.y, v.z };
-}
-
 template <typename Elements>
 bool indicesBelow( const Elements& elements, size_t count )
 {
@@ -35,6 +21,15 @@ bool emptyOr( size_t size, size_t expected )
 }
 
 } // namespace
+
+Box3f boxOf( const std::vector<Vector3f>& points )
+{
+    Box3f box;
+    for ( const auto& p : points )
+        if ( p.isFinite() )
+            box.include( p );
+    return box;
+}
 
 Box3f Mesh::box() const
 {
@@ -75,7 +70,7 @@ double computeVolume( const Mesh& mesh )
     double six = 0;
     for ( const auto& t : mesh.triangles )
         six +=
-            dot( toDouble( mesh.points[t[0]] ), cross( toDouble( mesh.points[t[1]] ), toDouble( mesh.points[t[2]] ) ) );
+            dot( Vector3d( mesh.points[t[0]] ), cross( Vector3d( mesh.points[t[1]] ), Vector3d( mesh.points[t[2]] ) ) );
     return six / 6;
 }
 
@@ -84,8 +79,8 @@ double computeArea( const Mesh& mesh )
     double twice = 0;
     for ( const auto& t : mesh.triangles )
     {
-        const auto a = toDouble( mesh.points[t[0]] );
-        twice += cross( toDouble( mesh.points[t[1]] ) - a, toDouble( mesh.points[t[2]] ) - a ).length();
+        const Vector3d a = mesh.points[t[0]];
+        twice += cross( Vector3d( mesh.points[t[1]] ) - a, Vector3d( mesh.points[t[2]] ) - a ).length();
     }
     return twice / 2;
 }

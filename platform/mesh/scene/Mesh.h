@@ -16,7 +16,8 @@ using Triangle = std::array<uint32_t, 3>;
 /// Two indices into the points.
 using Segment = std::array<uint32_t, 2>;
 
-/// Geometry of a surface. Once shared between objects it is treated as constant: edit a copy and set that.
+/// Geometry of a surface, in the space of its object. Once shared between objects it is treated as constant: edit a
+/// copy and set that.
 struct Mesh
 {
     std::vector<Vector3f> points;
@@ -51,6 +52,9 @@ struct Lines
 
     [[nodiscard]] VXMESH_API Box3f box() const;
 };
+
+/// Box of the points that are numbers.
+[[nodiscard]] VXMESH_API Box3f boxOf( const std::vector<Vector3f>& points );
 
 /// Area-weighted vertex normals; points without a triangle get the zero vector.
 [[nodiscard]] VXMESH_API std::vector<Vector3f> computeVertexNormals( const Mesh& mesh );

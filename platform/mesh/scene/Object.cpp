@@ -9,7 +9,7 @@ namespace VX
 namespace
 {
 
-void includeTree( const Object& object, const AffineXf3f& xf, bool visibleOnly, Box3f& box )
+void includeTree( const Object& object, const AffineXf3d& xf, bool visibleOnly, Box3d& box )
 {
     if ( visibleOnly && !object.isVisible() )
         return;
@@ -40,7 +40,7 @@ void Object::setName( std::string name )
     changed_();
 }
 
-void Object::setXf( const AffineXf3f& xf )
+void Object::setXf( const AffineXf3d& xf )
 {
     if ( xf == xf_ )
         return;
@@ -48,9 +48,9 @@ void Object::setXf( const AffineXf3f& xf )
     changed_();
 }
 
-AffineXf3f Object::worldXf() const
+AffineXf3d Object::worldXf() const
 {
-    AffineXf3f out = xf_;
+    AffineXf3d out = xf_;
     for ( const Object* object = parent_; object; object = object->parent_ )
         out = object->xf_ * out;
     return out;
@@ -113,9 +113,9 @@ std::shared_ptr<Object> Object::detach()
     return self;
 }
 
-Box3f Object::treeBox( bool visibleOnly ) const
+Box3d Object::treeBox( bool visibleOnly ) const
 {
-    Box3f box;
+    Box3d box;
     includeTree( *this, worldXf(), visibleOnly, box );
     return box;
 }

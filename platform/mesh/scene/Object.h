@@ -13,6 +13,9 @@ namespace VX
 
 /// A node of the scene tree: a name, a placement relative to its parent, and children.
 ///
+/// Placements are double and geometry is float: what lies far from zero, as survey coordinates do, has an origin of its
+/// own in its placement and geometry relative to that (see `originFor`).
+///
 /// A parent owns its children by shared pointers; a child knows its parent by a plain pointer that is reset when it
 /// is detached. Objects have no locks: a tree belongs to one thread at a time, the UI thread once it is in the scene.
 class VXMESH_API Object : public std::enable_shared_from_this<Object>
@@ -26,10 +29,10 @@ public:
     [[nodiscard]] const std::string& name() const { return name_; }
     void setName( std::string name );
 
-    [[nodiscard]] const AffineXf3f& xf() const { return xf_; }
-    void setXf( const AffineXf3f& xf );
+    [[nodiscard]] const AffineXf3d& xf() const { return xf_; }
+    void setXf( const AffineXf3d& xf );
     /// From this object's space to the root's.
-    [[nodiscard]] AffineXf3f worldXf() const;
+    [[nodiscard]] AffineXf3d worldXf() const;
 
     [[nodiscard]] bool isVisible() const { return visible_; }
     void setVisible( bool on );
@@ -51,7 +54,7 @@ public:
     /// Box of this object's own geometry in its own space; empty for a mere group.
     [[nodiscard]] virtual Box3f localBox() const { return {}; }
     /// Box of this object and everything below it in the root's space; `visibleOnly` leaves hidden branches out.
-    [[nodiscard]] Box3f treeBox( bool visibleOnly = false ) const;
+    [[nodiscard]] Box3d treeBox( bool visibleOnly = false ) const;
 
     /// Grows with every change to this object or below it; equal numbers mean that nothing needs to be drawn anew.
     [[nodiscard]] uint64_t revision() const { return revision_; }
@@ -61,7 +64,7 @@ protected:
 
 private:
     std::string name_;
-    AffineXf3f xf_;
+    AffineXf3d xf_;
     bool visible_ = true;
     bool selected_ = false;
     Object* parent_ = nullptr;

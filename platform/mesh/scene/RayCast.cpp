@@ -12,7 +12,7 @@ namespace
 
 constexpr float cParallel = 1e-12f;
 
-std::optional<float> distanceTo( const Ray& ray, const Vector3f& a, const Vector3f& b, const Vector3f& c )
+std::optional<float> distanceTo( const Ray3f& ray, const Vector3f& a, const Vector3f& b, const Vector3f& c )
 {
     const Vector3f ab = b - a, ac = c - a;
     const Vector3f p = cross( ray.direction, ac );
@@ -66,7 +66,7 @@ uint64_t edgeKey( uint32_t a, uint32_t b )
 
 } // namespace
 
-std::optional<MeshHit> intersect( const Mesh& mesh, const Ray& ray )
+std::optional<MeshHit> intersect( const Mesh& mesh, const Ray3f& ray )
 {
     std::optional<MeshHit> out;
     for ( size_t i = 0; i < mesh.triangles.size(); ++i )

@@ -30,10 +30,10 @@ public:
     std::function<void( Vector2f position, bool add )> clicked;
     std::function<void( Vector2f position )> doubleClicked;
     /// Asked at the start of a turn: about which point of the world, if not the camera's target.
-    std::function<std::optional<Vector3f>( Vector2f position )> centerAt;
+    std::function<std::optional<Vector3d>( Vector2f position )> centerAt;
 
     /// The point about which the view is being turned.
-    [[nodiscard]] const std::optional<Vector3f>& center() const { return center_; }
+    [[nodiscard]] const std::optional<Vector3d>& center() const { return center_; }
 
 private:
     enum class Drag
@@ -58,7 +58,7 @@ private:
     Drag drag_ = Drag::None;
     MouseButton button_ = MouseButton::Left;
     bool moved_ = false;
-    std::optional<Vector3f> center_;
+    std::optional<Vector3d> center_;
     Vector2f position_;
     Vector2f pressedAt_;
     Vector2f lastClick_;

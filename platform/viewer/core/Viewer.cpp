@@ -432,7 +432,7 @@ void Viewer::fitScene()
     fitBox( root_->treeBox( true ) );
 }
 
-void Viewer::fitBox( const Box3f& box )
+void Viewer::fitBox( const Box3d& box )
 {
     camera().setSceneBox( root_->treeBox( true ) );
     camera().fit( box, menu_ ? menu_->coveredPixels() : Vector2f{} );
@@ -443,12 +443,12 @@ Object* Viewer::pick( Vector2f position )
     return drawing_->view.pick( position );
 }
 
-std::optional<Vector3f> Viewer::turningPoint() const
+std::optional<Vector3d> Viewer::turningPoint() const
 {
     return drawing_ ? drawing_->controller.center() : std::nullopt;
 }
 
-std::optional<Vector3f> Viewer::turningPointAt_( Vector2f position )
+std::optional<Vector3d> Viewer::turningPointAt_( Vector2f position )
 {
     if ( !Config::instance().getBool( cTurnAboutPointerConfigKey, true ) )
         return {};

@@ -110,11 +110,11 @@ public:
     [[nodiscard]] DrawSettings& drawSettings();
     /// Shows all visible objects.
     void fitScene();
-    void fitBox( const Box3f& box );
+    void fitBox( const Box3d& box );
     /// The object at a pixel of the window, or null.
     [[nodiscard]] Object* pick( Vector2f position );
     /// The point about which the user is turning the view at the moment.
-    [[nodiscard]] std::optional<Vector3f> turningPoint() const;
+    [[nodiscard]] std::optional<Vector3d> turningPoint() const;
     /// Surfaces that a tool shows over the scene, until the owner of this name sets others.
     void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
 
@@ -150,7 +150,7 @@ private:
     void storeWindowPlace_();
     void drawFrame_();
     void buildInterface_();
-    [[nodiscard]] std::optional<Vector3f> turningPointAt_( Vector2f position );
+    [[nodiscard]] std::optional<Vector3d> turningPointAt_( Vector2f position );
     [[nodiscard]] double waitTime_( double most ) const;
     [[nodiscard]] bool needsFrame_();
 

@@ -1,5 +1,7 @@
 #include <VXViewer/draw/Camera.h>
 
+#include <VXMesh/scene/Origin.h>
+
 #include <numbers>
 
 namespace VX
@@ -71,7 +73,7 @@ void Camera::setViewport( int width, int height )
     ++revision_;
 }
 
-void Camera::setSceneBox( const Box3f& box )
+void Camera::setSceneBox( const Box3d& box )
 {
     sceneBox_ = box;
     ++revision_;
@@ -91,40 +93,41 @@ void Camera::orbit( Vector2f delta )
     updateRotation_();
 }
 
-void Camera::orbit( Vector2f delta, const Vector3f& center )
+void Camera::orbit( Vector2f delta, const Vector3d& center )
 {
-    const Vector3f seen = rotation_ * ( center - target_ );
+    const Vector3d seen = Matrix3d( rotation_ ) * ( center - target_ );
     orbit( delta );
-    target_ = center - rotation_.transposed() * seen;
+    target_ = center - Matrix3d( rotation_ ).transposed() * seen;
 }
 
 void Camera::pan( Vector2f delta )
 {
     const float k = 2 * halfHeight_() / float( height_ );
-    target_ += rotation_.x * ( -delta.x * k ) + rotation_.y * ( delta.y * k );
+    target_ += Vector3d( rotation_.x * ( -delta.x * k ) + rotation_.y * ( delta.y * k ) );
     ++revision_;
 }
 
 void Camera::zoom( float steps, Vector2f anchor )
 {
     const float factor = std::pow( 0.85f, steps );
-    const float size = std::max( sceneBox_.diagonal(), 1e-6f );
-    const float next = std::clamp( distance_ * factor, size * 1e-4f, size * 100 );
+    const float size = std::max( float( sceneBox_.diagonal() ), 1e-6f );
+    const float detail = detail_ > 0 ? std::clamp( float( detail_ ), 1e-6f, size ) : size;
+    const float next = std::clamp( distance_ * factor, detail * 1e-4f, size * 100 );
     const float k = 2 * ( halfHeight_() - halfHeight_() * next / distance_ ) / float( height_ );
     const Vector2f fromCenter = anchor - Vector2f{ float( width_ ) / 2, float( height_ ) / 2 };
-    target_ += rotation_.x * ( fromCenter.x * k ) - rotation_.y * ( fromCenter.y * k );
+    target_ += Vector3d( rotation_.x * ( fromCenter.x * k ) - rotation_.y * ( fromCenter.y * k ) );
     distance_ = next;
     ++revision_;
 }
 
-Camera::Extent Camera::extentOf_( const Box3f& box ) const
+Camera::Extent Camera::extentOf_( const Box3d& box ) const
 {
     const auto xf = view();
     const float k = std::tan( cFieldOfView / 2 );
     Extent out;
     for ( const auto& corner : box.corners() )
     {
-        const auto p = xf( corner );
+        const Vector3f p( xf( corner ) );
         const float depth = orthographic_ ? distance_ : std::max( -p.z, distance_ * 0.05f );
         const Vector2f at{ p.x / ( depth * k * aspect_() ), p.y / ( depth * k ) };
         out.low = { std::min( out.low.x, at.x ), std::min( out.low.y, at.y ) };
@@ -149,13 +152,13 @@ void Camera::keepInMiddle( const Area& former, const Area& now )
     };
     if ( former.size.x < 1 || former.size.y < 1 || now.size.x < 1 || now.size.y < 1 )
         return;
-    target_ += middle( former );
+    target_ += Vector3d( middle( former ) );
     distance_ *= reach( former ) / reach( now );
-    target_ += middle( now ) * -1.f;
+    target_ += Vector3d( middle( now ) * -1.f );
     ++revision_;
 }
 
-void Camera::fit( const Box3f& box, Vector2f covered )
+void Camera::fit( const Box3d& box, Vector2f covered )
 {
     if ( !box.valid() )
         return;
@@ -163,12 +166,13 @@ void Camera::fit( const Box3f& box, Vector2f covered )
     constexpr float cFilled = 0.8f;
     const auto free = freeMiddle( { float( width_ ), float( height_ ) }, covered );
     target_ = box.center();
-    distance_ = std::max( box.diagonal(), 1e-6f ) / std::tan( cFieldOfView / 2 );
+    distance_ = std::max( float( box.diagonal() ), 1e-6f ) / std::tan( cFieldOfView / 2 );
     for ( int i = 0; i < 8; ++i )
     {
         const auto [low, high] = extentOf_( box );
         const Vector2f middle = ( low + high ) * 0.5f - free;
-        target_ += rotation_.x * ( middle.x * halfHeight_() * aspect_() ) + rotation_.y * ( middle.y * halfHeight_() );
+        target_ += Vector3d(
+            rotation_.x * ( middle.x * halfHeight_() * aspect_() ) + rotation_.y * ( middle.y * halfHeight_() ) );
         const Vector2f size = ( high - low ) * 0.5f;
         distance_ *= std::max( { size.x / ( 1 - free.x ), size.y / ( 1 + free.y ), 1e-4f } ) / cFilled;
     }
@@ -189,14 +193,22 @@ void Camera::setOrthographic( bool on )
     ++revision_;
 }
 
-Vector3f Camera::eye() const
+Vector3d Camera::eye() const
 {
-    return target_ + rotation_.z * distance_;
+    return target_ + Vector3d( rotation_.z * distance_ );
 }
 
-AffineXf3f Camera::view() const
+AffineXf3d Camera::view() const
 {
-    return { rotation_, -( rotation_ * eye() ) };
+    const Matrix3d turn = rotation_;
+    return { turn, -( turn * eye() ) };
+}
+
+AffineXf3f Camera::toView( const AffineXf3d& worldXf ) const
+{
+    // The shift first: near the viewer it cancels out what is large.
+    const Matrix3d turn = rotation_;
+    return AffineXf3f( AffineXf3d{ turn * worldXf.A, turn * ( worldXf.b - eye() ) } );
 }
 
 Matrix4f Camera::projection() const
@@ -214,9 +226,11 @@ Matrix4f Camera::projection() const
 Matrix4f Camera::wholeProjection_() const
 {
     // The planes hug the scene, so that the depth buffer's precision is spent on it.
-    const Box3f seen = view()( sceneBox_ );
+    const Box3f seen( view()( sceneBox_ ) );
     const float far = seen.valid() ? std::max( -seen.min.z, distance_ ) * 1.01f : distance_ * 10;
-    const float near = std::max( seen.valid() ? -seen.max.z * 0.99f : distance_ * 0.1f, far * 1e-4f );
+    // However far the scene reaches, what is being looked at is not cut off.
+    const float least = std::min( far * 1e-4f, distance_ * 0.1f );
+    const float near = std::max( seen.valid() ? -seen.max.z * 0.99f : distance_ * 0.1f, least );
     const float top = halfHeight_();
     Matrix4f out;
     if ( orthographic_ )
@@ -238,22 +252,22 @@ Matrix4f Camera::wholeProjection_() const
     return out;
 }
 
-Ray Camera::ray( Vector2f pixel ) const
+Ray3d Camera::ray( Vector2f pixel ) const
 {
     const Vector2f place{ pixel.x / float( width_ ) * 2 - 1, 1 - pixel.y / float( height_ ) * 2 };
     const float x = ( place.x - cropShift_.x ) / cropScale_ * halfHeight_() * aspect_();
     const float y = ( place.y - cropShift_.y ) / cropScale_ * halfHeight_();
-    const Vector3f onTarget = target_ + rotation_.x * x + rotation_.y * y;
+    const Vector3d onTarget = target_ + Vector3d( rotation_.x * x + rotation_.y * y );
     if ( !orthographic_ )
         return { eye(), onTarget - eye() };
     // What is between the viewer and the target counts, however far the scene reaches.
-    const float back = distance_ + sceneBox_.diagonal();
-    return { onTarget + rotation_.z * back, -rotation_.z };
+    const Vector3d towardsViewer = rotation_.z;
+    return { onTarget + towardsViewer * ( distance_ + sceneBox_.diagonal() ), -towardsViewer };
 }
 
-Vector2f Camera::project( const Vector3f& point ) const
+Vector2f Camera::project( const Vector3d& point ) const
 {
-    const auto p = view()( point );
+    const Vector3f p = toView( translation( point ) ).b;
     const auto m = projection();
     const float w = m.at( 3, 2 ) * p.z + m.at( 3, 3 );
     const float x = ( m.at( 0, 0 ) * p.x + m.at( 0, 2 ) * p.z + m.at( 0, 3 ) ) / w;
@@ -261,15 +275,15 @@ Vector2f Camera::project( const Vector3f& point ) const
     return { ( x + 1 ) / 2 * float( width_ ), ( 1 - y ) / 2 * float( height_ ) };
 }
 
-Vector3f Camera::unproject( Vector2f pixel, float depth ) const
+Vector3d Camera::unproject( Vector2f pixel, float depth ) const
 {
     const auto m = projection();
     const float place = depth * 2 - 1;
     const float z = ( m.at( 2, 3 ) - place * m.at( 3, 3 ) ) / ( place * m.at( 3, 2 ) - m.at( 2, 2 ) );
-    const Ray through = ray( pixel );
+    const Ray3d through = ray( pixel );
     const auto toView = view();
-    const float from = toView( through.origin ).z, step = ( toView.A * through.direction ).z;
-    return through.origin + through.direction * ( ( z - from ) / step );
+    const double from = toView( through.origin ).z, step = ( toView.A * through.direction ).z;
+    return through.origin + through.direction * ( ( double( z ) - from ) / step );
 }
 
 Camera Camera::cropped( Vector2f low, Vector2f high, int width, int height ) const

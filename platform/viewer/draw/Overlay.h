@@ -12,7 +12,7 @@ namespace VX
 struct Overlay
 {
     std::shared_ptr<const Mesh> mesh;
-    AffineXf3f xf;
+    AffineXf3d xf; ///< from the mesh's space to the world's
     Color color;
     /// Shaded like an object; otherwise in its plain colour, a little in front of the surface it lies on.
     bool shaded = false;

@@ -124,7 +124,7 @@ void SceneRenderer::createPrograms_()
     background_ = GlProgram( Shaders::cBackgroundVertex, Shaders::cBackgroundFragment );
 }
 
-void SceneRenderer::collect_( Object& object, const AffineXf3f& xf )
+void SceneRenderer::collect_( Object& object, const AffineXf3d& xf )
 {
     if ( !object.isVisible() )
         return;
@@ -139,7 +139,12 @@ void SceneRenderer::collect_( Object& object, const AffineXf3f& xf )
     else if ( auto* lines = dynamic_cast<ObjectLines*>( &object ); lines && lines->lines() )
         item.gpu = &cache_.get( lines->lines() );
     if ( item.gpu )
+    {
         items_.push_back( item );
+        const double diagonal = xf( object.localBox() ).diagonal();
+        if ( diagonal > 0 && ( smallestDiagonal_ == 0 || diagonal < smallestDiagonal_ ) )
+            smallestDiagonal_ = diagonal;
+    }
     for ( const auto& child : object.children() )
         collect_( *child, xf * child->xf() );
 }
@@ -148,6 +153,7 @@ void SceneRenderer::setScene( Object& root )
 {
     items_.clear();
     triangleCount_ = 0;
+    smallestDiagonal_ = 0;
     cache_.prune();
     collect_( root, root.xf() );
 }
@@ -195,13 +201,12 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
     const GLint flat = surface_.uniform( "flatShading" ), useColor = surface_.uniform( "useVertexColor" );
     const GLint opacity = surface_.uniform( "opacity" );
     glUniform1i( surface_.uniform( "lines" ), settings.wireframe );
-    const AffineXf3f view = camera.view();
     for ( const auto& item : items_ )
     {
         const Color own = item.object->color();
         if ( item.gpu->mode != GL_TRIANGLES || ( own.a < 255 ) != transparent )
             continue;
-        const AffineXf3f xf = view * item.xf;
+        const AffineXf3f xf = camera.toView( item.xf );
         glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( xf ).m.data() );
         setNormalMatrix( normalToView, xf.A );
         setColor( color, own, float( own.a ) / 255 );
@@ -229,12 +234,11 @@ void SceneRenderer::drawEdges_( const Camera& camera, const DrawSettings& settin
     glUniform1i( plain_.uniform( "useVertexColor" ), 0 );
     const GLint toView = plain_.uniform( "toView" ), color = plain_.uniform( "color" ),
                 highlight = plain_.uniform( "highlight" );
-    const AffineXf3f view = camera.view();
     for ( const auto& item : items_ )
     {
         if ( item.gpu->edgeIndexCount == 0 )
             continue;
-        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( view * item.xf ).m.data() );
+        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( camera.toView( item.xf ) ).m.data() );
         setColor( color, darker( item.object->color(), 0.22f ), 1 );
         setHighlight( highlight, item.object, settings, 0.8f );
         glBindVertexArray( item.gpu->edges.get() );
@@ -248,12 +252,11 @@ void SceneRenderer::drawPlain_( const Camera& camera, const DrawSettings& settin
     setMatrix( plain_, "projection", camera.projection() );
     glUniform1f( plain_.uniform( "pull" ), 0 );
     glUniform1f( plain_.uniform( "pointSize" ), settings.pointSize );
-    const AffineXf3f view = camera.view();
     for ( const auto& item : items_ )
     {
         if ( item.gpu->mode == GL_TRIANGLES )
             continue;
-        setMatrix( plain_, "toView", Matrix4f::from( view * item.xf ) );
+        setMatrix( plain_, "toView", Matrix4f::from( camera.toView( item.xf ) ) );
         setColor( plain_.uniform( "color" ), item.object->color(), 1 );
         setHighlight( plain_.uniform( "highlight" ), item.object, settings, 0.8f );
         glUniform1i( plain_.uniform( "useVertexColor" ), item.gpu->hasColors );
@@ -266,13 +269,12 @@ void SceneRenderer::drawShadedOverlays_( const Camera& camera )
     beginSurfaces_( camera );
     glUniform1i( surface_.uniform( "lines" ), 0 );
     glUniform1f( surface_.uniform( "opacity" ), 1 );
-    const AffineXf3f view = camera.view();
     for ( const auto& overlay : overlays_ )
     {
         if ( !overlay.shaded )
             continue;
         auto& gpu = cache_.get( overlay.mesh );
-        const AffineXf3f xf = view * overlay.xf;
+        const AffineXf3f xf = camera.toView( overlay.xf );
         setMatrix( surface_, "toView", Matrix4f::from( xf ) );
         setNormalMatrix( surface_.uniform( "normalToView" ), xf.A );
         setColor( surface_.uniform( "color" ), overlay.color, 1 );
@@ -292,11 +294,10 @@ void SceneRenderer::drawOverlays_( const Camera& camera )
     setMatrix( plain_, "projection", camera.projection() );
     glUniform1f( plain_.uniform( "pull" ), cEdgePull );
     glUniform1i( plain_.uniform( "useVertexColor" ), 0 );
-    const AffineXf3f view = camera.view();
     for ( const auto& overlay : overlays_ )
     {
         auto& gpu = cache_.get( overlay.mesh );
-        setMatrix( plain_, "toView", Matrix4f::from( view * overlay.xf ) );
+        setMatrix( plain_, "toView", Matrix4f::from( camera.toView( overlay.xf ) ) );
         setColor( plain_.uniform( "highlight" ), overlay.color, 0 );
         if ( !overlay.shaded )
         {
@@ -349,10 +350,9 @@ void SceneRenderer::drawIds( const Camera& camera )
     // Larger than drawn, so that a lone point can be hit.
     glUniform1f( ids_.uniform( "pointSize" ), 9 );
     const GLint toView = ids_.uniform( "toView" ), id = ids_.uniform( "id" );
-    const AffineXf3f view = camera.view();
     for ( size_t i = 0; i < items_.size(); ++i )
     {
-        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( view * items_[i].xf ).m.data() );
+        glUniformMatrix4fv( toView, 1, GL_FALSE, Matrix4f::from( camera.toView( items_[i].xf ) ).m.data() );
         glUniform1ui( id, GLuint( i + 1 ) );
         drawGeometry( *items_[i].gpu );
     }

@@ -32,16 +32,18 @@ public:
 
     [[nodiscard]] bool isEmpty() const { return items_.empty(); }
     [[nodiscard]] size_t triangleCount() const { return triangleCount_; }
+    /// Diagonal of the smallest object's box, leaving out what has no size; 0 when nothing has one.
+    [[nodiscard]] double smallestDiagonal() const { return smallestDiagonal_; }
 
 private:
     struct Item
     {
         VisualObject* object = nullptr;
         GpuGeometry* gpu = nullptr;
-        AffineXf3f xf;
+        AffineXf3d xf;
     };
 
-    void collect_( Object& object, const AffineXf3f& xf );
+    void collect_( Object& object, const AffineXf3d& xf );
     void createPrograms_();
     void drawBackground_( const DrawSettings& settings );
     void addCoarse_();
@@ -56,6 +58,7 @@ private:
     std::vector<Item> items_;
     std::vector<Overlay> overlays_;
     size_t triangleCount_ = 0;
+    double smallestDiagonal_ = 0;
     GlProgram surface_, plain_, background_, ids_;
     GlVertexArray empty_;
 };

@@ -105,11 +105,12 @@ void SceneView::updateScene_()
     sceneRevision_ = root_->revision();
     renderer_.setScene( *root_ );
     camera_.setSceneBox( shownBox_() );
+    camera_.setDetail( renderer_.smallestDiagonal() );
 }
 
-Box3f SceneView::shownBox_() const
+Box3d SceneView::shownBox_() const
 {
-    Box3f box = root_->treeBox( true );
+    Box3d box = root_->treeBox( true );
     box.include( overlayBox_ );
     return box;
 }
@@ -233,7 +234,7 @@ Object* SceneView::pick( Vector2f position )
     return renderer_.pickable( drawIdAt_( x, y ) );
 }
 
-std::optional<Vector3f> SceneView::pickPoint( Vector2f position )
+std::optional<Vector3d> SceneView::pickPoint( Vector2f position )
 {
     if ( !pick( position ) )
         return {};

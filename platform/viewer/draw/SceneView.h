@@ -43,7 +43,7 @@ public:
     /// The object at a pixel, or null.
     [[nodiscard]] Object* pick( Vector2f position );
     /// Where what is seen at a pixel stands in the world; nothing for the background.
-    [[nodiscard]] std::optional<Vector3f> pickPoint( Vector2f position );
+    [[nodiscard]] std::optional<Vector3d> pickPoint( Vector2f position );
 
     /// Largest width and height of a picture.
     static constexpr int cMaxPictureSide = 8192;
@@ -65,7 +65,7 @@ private:
 
     [[nodiscard]] Drawn current_() const;
     void updateScene_();
-    [[nodiscard]] Box3f shownBox_() const;
+    [[nodiscard]] Box3d shownBox_() const;
     void updateTargets_();
     /// Draws the objects' numbers at one pixel; returns that there.
     [[nodiscard]] GLuint drawIdAt_( int x, int y );
@@ -81,7 +81,7 @@ private:
     Drawn drawn_;
     uint64_t sceneRevision_ = 0;
     uint64_t overlayRevision_ = 0;
-    Box3f overlayBox_;
+    Box3d overlayBox_;
     std::map<std::string, std::vector<Overlay>> overlays_;
     int width_ = 1;
     int height_ = 1;

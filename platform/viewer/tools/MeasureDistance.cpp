@@ -1,68 +1,19 @@
-#include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/menu/RibbonSchema.h>
-#include <VXViewer/tools/MeshPicking.h>
+#include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
 
-#include <optional>
+#include <vector>
 
 namespace VX
 {
 namespace
 {
-
-constexpr float cSnapPixels = 10;
-
-const std::vector<Vector3f>* pointsOf( const Object& object )
-{
-    if ( const auto* mesh = dynamic_cast<const ObjectMesh*>( &object ); mesh && mesh->mesh() )
-        return &mesh->mesh()->points;
-    if ( const auto* cloud = dynamic_cast<const ObjectPoints*>( &object ); cloud && cloud->points() )
-        return &cloud->points()->points;
-    const auto* lines = dynamic_cast<const ObjectLines*>( &object );
-    return lines && lines->lines() ? &lines->lines()->points : nullptr;
-}
-
-/// Where the ray meets an object's surface, in world space.
-std::optional<Vector3f> surfacePoint( const Object& object, const Ray& ray )
-{
-    const auto* mesh = dynamic_cast<const ObjectMesh*>( &object );
-    const auto hit = mesh ? intersectObject( *mesh, ray ) : std::nullopt;
-    if ( !hit )
-        return {};
-    return mesh->worldXf()( hit->point );
-}
-
-/// The object's own point nearest to a pixel, when it is near and not behind the surface that was hit.
-std::optional<Vector3f> snapPoint( const Object& object, Vector2f pixel, const std::optional<Vector3f>& surface )
-{
-    const auto* points = pointsOf( object );
-    if ( !points )
-        return {};
-    const auto& camera = getViewerInstance().camera();
-    const auto xf = object.worldXf();
-    const auto view = camera.view();
-    const float deepest = surface ? view( *surface ).z : -1e30f;
-    const float slack = object.treeBox().diagonal() * 0.01f;
-    std::optional<Vector3f> out;
-    float best = cSnapPixels * getViewerInstance().scale();
-    for ( const auto& own : *points )
-    {
-        const Vector3f point = xf( own );
-        const float distance = ( camera.project( point ) - pixel ).length();
-        if ( distance < best && view( point ).z >= deepest - slack )
-        {
-            best = distance;
-            out = point;
-        }
-    }
-    return out;
-}
 
 class MeasureDistance final : public StatePlugin
 {
@@ -93,8 +44,8 @@ private:
     struct Point
     {
         std::weak_ptr<Object> object;
-        Vector3f place; ///< in the object's space
-        [[nodiscard]] Vector3f world() const { return object.lock()->worldXf()( place ); }
+        Vector3d place; ///< in the object's space
+        [[nodiscard]] Vector3d world() const { return object.lock()->worldXf()( place ); }
     };
 
     /// Points go with their objects.
@@ -136,19 +87,13 @@ private:
 
     bool onClick_( Vector2f position )
     {
-        auto& viewer = getViewerInstance();
-        Object* object = viewer.pick( position );
-        if ( !object )
-            return true;
-        const auto surface = surfacePoint( *object, viewer.camera().ray( position ) );
-        const auto snapped = snapPoint( *object, position, surface );
-        if ( !snapped && !surface )
+        const auto picked = pickPoint( position );
+        if ( !picked )
             return true;
         if ( points_.size() == 2 )
             points_.clear();
-        const auto xf = object->worldXf();
-        points_.push_back(
-            { object->shared_from_this(), xf.A.inverse() * ( ( snapped ? *snapped : *surface ) - xf.b ) } );
+        const auto xf = picked->object->worldXf();
+        points_.push_back( { picked->object, xf.A.inverse() * ( picked->place - xf.b ) } );
         return true;
     }
 
@@ -161,9 +106,9 @@ private:
                                 : "Click the second point" );
             return;
         }
-        const Vector3f d = points_[1].world() - points_[0].world();
+        const Vector3d d = points_[1].world() - points_[0].world();
         UI::text( RibbonFontManager::FontType::BigSemiBold, fmt::format( "{:.6g}", d.length() ) );
-        const auto row = []( const char* name, float value )
+        const auto row = []( const char* name, double value )
         {
             UI::colored( themeVec4( ColorTheme::DimText ), name );
             ImGui::SameLine();

@@ -94,8 +94,9 @@ void PrimitiveSelection::update_( Entry& entry )
     entry.xf = xf;
     Mesh placed;
     placed.triangles = entry.shown->triangles;
+    // Where the object stands does not change the area, but would cost digits.
     for ( const auto& point : entry.shown->points )
-        placed.points.push_back( xf( point ) );
+        placed.points.push_back( Vector3f( xf.A * point ) );
     entry.area = computeArea( placed );
 }
 

@@ -37,7 +37,7 @@ private:
         std::shared_ptr<const Mesh> mesh;       ///< the geometry that the numbers belong to
         std::vector<size_t> triangles = {};     ///< sorted
         std::shared_ptr<const Mesh> shown = {}; ///< the marked triangles; null when they have changed
-        AffineXf3f xf = {};                     ///< to the world, when the area was worked out
+        AffineXf3d xf = {};                     ///< to the world, when the area was worked out
         double area = 0;
     };
     /// Leaves out what has changed or gone since it was marked.

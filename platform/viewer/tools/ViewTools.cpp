@@ -16,7 +16,7 @@ Viewer& viewer()
 
 void fitSelected()
 {
-    Box3f box;
+    Box3d box;
     for ( const auto& object : SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>() )
         box.include( object->treeBox( true ) );
     viewer().fitBox( box );

@@ -275,7 +275,7 @@ TEST_F( Ribbon, MarksFollowTheirObjectAndGoWithIt )
     click( at );
     window().moveMouse( { 700, 780 } );
     EXPECT_GT( difference( unmarked, frame() ), 1000u );
-    AffineXf3f larger;
+    AffineXf3d larger;
     larger.A = { { 2, 0, 0 }, { 0, 2, 0 }, { 0, 0, 2 } };
     cube().setXf( larger );
     settle();
@@ -291,8 +291,8 @@ TEST_F( Ribbon, MarkedFacesAreLit )
     pressTool( "Select Primitives" );
     const auto box = cube().treeBox();
     const auto center = box.center();
-    const std::array faces{ Vector3f{ center.x, center.y, box.max.z }, Vector3f{ center.x, box.min.y, center.z },
-        Vector3f{ box.max.x, center.y, center.z } };
+    const std::array faces{ Vector3d{ center.x, center.y, box.max.z }, Vector3d{ center.x, box.min.y, center.z },
+        Vector3d{ box.max.x, center.y, center.z } };
     for ( const auto& face : faces )
         click( viewer().camera().project( face ), GLFW_MOD_CONTROL );
     EXPECT_EQ( PrimitiveSelection::instance().triangleCount(), 6u );

@@ -25,9 +25,9 @@ protected:
         openCube();
     }
     ObjectMesh& cube() { return dynamic_cast<ObjectMesh&>( *viewer().sceneRoot().children().at( 0 ) ); }
-    Vector2f onScreen( const Vector3f& point ) { return viewer().camera().project( point ); }
+    Vector2f onScreen( const Vector3d& point ) { return viewer().camera().project( point ); }
     /// On the upper face, near a corner.
-    Vector3f nearCorner()
+    Vector3d nearCorner()
     {
         const auto box = cube().treeBox();
         return { box.min.x * 0.1f + box.max.x * 0.9f, box.min.y * 0.8f + box.max.y * 0.2f, box.max.z };
@@ -80,7 +80,7 @@ TEST_F( View, TurnsAboutThePointUnderThePointer )
         viewer().camera().setOrthographic( orthographic );
         viewer().camera().zoom( 6, onScreen( nearCorner() ) );
         settle();
-        const Vector3f point = nearCorner();
+        const Vector3d point = nearCorner();
         const auto at = onScreen( point );
         const auto other = onScreen( cube().treeBox().center() );
         beginTurn( at );

@@ -36,11 +36,6 @@ struct Line
     bool shared = false;   ///< by two faces
 };
 
-Vector3d toDouble( const Vector3f& v )
-{
-    return { v.x, v.y, v.z };
-}
-
 /// What the triangles from one on add to the volume of a closed mesh.
 double volumeFrom( const Mesh& mesh, size_t first )
 {
@@ -49,7 +44,7 @@ double volumeFrom( const Mesh& mesh, size_t first )
     {
         const auto& t = mesh.triangles[i];
         sum +=
-            dot( toDouble( mesh.points[t[0]] ), cross( toDouble( mesh.points[t[1]] ), toDouble( mesh.points[t[2]] ) ) );
+            dot( Vector3d( mesh.points[t[0]] ), cross( Vector3d( mesh.points[t[1]] ), Vector3d( mesh.points[t[2]] ) ) );
     }
     return sum / 6;
 }

@@ -50,12 +50,6 @@ std::vector<HalfEdge> sortedHalfEdges( const Mesh& mesh, const std::vector<uint3
     return out;
 }
 
-// In double: the squares of small lengths are nothing in float.
-Vector3d toDouble( const Vector3f& v )
-{
-    return { v.x, v.y, v.z };
-}
-
 /// The zero vector where a triangle is so thin that its direction is chance.
 std::vector<Vector3d> faceNormals( const Mesh& mesh )
 {
@@ -64,8 +58,9 @@ std::vector<Vector3d> faceNormals( const Mesh& mesh )
     for ( size_t i = 0; i < out.size(); ++i )
     {
         const auto& t = mesh.triangles[i];
-        const auto a = toDouble( mesh.points[t[0]] ), b = toDouble( mesh.points[t[1]] ),
-                   c = toDouble( mesh.points[t[2]] );
+        // The squares of small lengths are nothing in float.
+        const auto a = Vector3d( mesh.points[t[0]] ), b = Vector3d( mesh.points[t[1]] ),
+                   c = Vector3d( mesh.points[t[2]] );
         const auto normal = cross( b - a, c - a );
         const double longest = std::max( { ( b - a ).lengthSq(), ( c - b ).lengthSq(), ( a - c ).lengthSq() } );
         if ( normal.length() > cThinnest * longest )

@@ -58,10 +58,7 @@ std::vector<Vector3f> computeVertexNormals( const Mesh& mesh )
     }
     // The squares of small areas are nothing in float.
     for ( auto& n : normals )
-    {
-        const auto unit = toDouble( n ).normalized();
-        n = { float( unit.x ), float( unit.y ), float( unit.z ) };
-    }
+        n = Vector3f( Vector3d( n ).normalized() );
     return normals;
 }
 

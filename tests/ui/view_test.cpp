@@ -137,35 +137,38 @@ TEST_F( View, SelectionIsSeenOnAnObjectOfItsColourToo )
 
 TEST_F( View, WireframeOfASurfaceWithoutNormalsIsNotBlack )
 {
-    Mesh sheet = Testing::wavySheet( 500 );
-    sheet.normals.clear();
-    const auto scan = std::make_shared<ObjectMesh>();
-    scan->setMesh( std::make_shared<Mesh>( sheet ) );
     viewer().sceneRoot().children()[0]->detach();
-    viewer().sceneRoot().addChild( scan );
-    viewer().fitScene();
     viewer().drawSettings().edges = false;
-    viewer().drawSettings().wireframe = true;
-    const auto box = scan->treeBox();
-    const auto at = viewer().camera().project( box.center() );
-    const auto lines = viewer().sceneImage();
-    viewer().drawSettings().wireframe = false;
-    const auto surface = viewer().sceneImage();
-    scan->setVisible( false );
-    const auto nothing = viewer().sceneImage();
-    int dark = 0, seen = 0, lighter = 0;
-    for ( int x = -60; x < 60; ++x )
-        for ( int y = -20; y < 20; ++y )
-        {
-            const Vector2f place = at + Vector2f{ float( x ), float( y ) };
-            const auto line = pixel( lines, place );
-            dark += std::max( { line[0], line[1], line[2] } ) < 16;
-            seen += distance( line, pixel( nothing, place ) ) > 8;
-            lighter += distance( line, pixel( surface, place ) ) > 8;
-        }
-    EXPECT_EQ( dark, 0 );
-    EXPECT_GT( seen, 3000 ) << "of 4800";
-    EXPECT_GT( lighter, 3000 ) << "what is behind shines through";
+    const auto scan = std::make_shared<ObjectMesh>();
+    viewer().sceneRoot().addChild( scan );
+    for ( const int cells : { 500, 60 } )
+    {
+        Mesh sheet = Testing::wavySheet( cells );
+        sheet.normals.clear();
+        scan->setMesh( std::make_shared<Mesh>( sheet ) );
+        scan->setVisible( true );
+        viewer().fitScene();
+        const auto at = onScreen( scan->treeBox().center() );
+        viewer().drawSettings().wireframe = true;
+        const auto lines = viewer().sceneImage();
+        viewer().drawSettings().wireframe = false;
+        const auto surface = viewer().sceneImage();
+        scan->setVisible( false );
+        const auto nothing = viewer().sceneImage();
+        int dark = 0, seen = 0, through = 0;
+        for ( int x = -60; x < 60; ++x )
+            for ( int y = -20; y < 20; ++y )
+            {
+                const Vector2f place = at + Vector2f{ float( x ), float( y ) };
+                const auto line = pixel( lines, place );
+                dark += std::max( { line[0], line[1], line[2] } ) < 16;
+                seen += distance( line, pixel( nothing, place ) ) > 8;
+                through += distance( line, pixel( surface, place ) ) > 8;
+            }
+        EXPECT_EQ( dark, 0 ) << cells;
+        EXPECT_GT( seen, cells == 500 ? 3000 : 500 ) << "of 4800";
+        EXPECT_GT( through, 1500 ) << "what is behind is seen";
+    }
 }
 
 TEST_F( View, PictureIsCentredAndOfTheSizeThatIsAskedFor )
@@ -184,19 +187,25 @@ TEST_F( View, PictureIsCentredAndOfTheSizeThatIsAskedFor )
 
 TEST_F( View, PictureShowsWhatTheWindowShowsBesideThePanels )
 {
-    viewer().drawSettings().edges = false;
     const auto free = viewer().freeSize();
-    const auto picture = viewer().takePicture( { int( free.x ), int( free.y ), false } );
+    const auto picture = viewer().takePicture( { int( free.x ), int( free.y ), true } );
     ASSERT_TRUE( picture ) << picture.error();
-    ASSERT_EQ( picture->channels, 3 );
     const auto whole = viewer().sceneImage();
-    const auto box = cube().treeBox();
-    for ( const auto& point : { nearCorner(), ( box.center() + box.max ) * 0.5f } )
-    {
-        const auto at = onScreen( point );
-        const auto there = at - ( Vector2f{ 1280, 800 } - free );
-        EXPECT_LT( distance( pixel( whole, at ), pixel( *picture, there ) ), 12 );
-    }
+    cube().setVisible( false );
+    const auto nothing = viewer().sceneImage();
+    const Vector2f corner = Vector2f{ 1280, 800 } - free;
+    int different = 0, covered = 0;
+    for ( int y = 0; y < picture->height; ++y )
+        for ( int x = 0; x < picture->width; ++x )
+        {
+            const Vector2f there = corner + Vector2f{ float( x ), float( y ) };
+            const bool isCube = distance( pixel( whole, there ), pixel( nothing, there ) ) > 3;
+            const bool isOpaque = picture->pixels[size_t( y * picture->width + x ) * 4 + 3] > 0;
+            covered += isOpaque;
+            different += isCube != isOpaque;
+        }
+    EXPECT_GT( covered, 50'000 );
+    EXPECT_LT( different, covered / 100 );
 }
 
 TEST_F( View, TransparentPictureHasNoBackgroundAndNoDarkRim )

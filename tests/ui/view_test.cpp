@@ -92,6 +92,23 @@ TEST_F( View, TurnsAboutThePointUnderThePointer )
     }
 }
 
+TEST_F( View, TurnsALargeSceneAboutThePointUnderThePointerToo )
+{
+    viewer().sceneRoot().children()[0]->detach();
+    const auto scan = std::make_shared<ObjectMesh>();
+    scan->setMesh( std::make_shared<Mesh>( Testing::wavySheet( 420 ) ) );
+    viewer().sceneRoot().addChild( scan );
+    viewer().fitScene();
+    settle();
+    const Vector3f point = scan->mesh()->points.at( 421 * 132 + 165 ); // a crest
+    const auto at = onScreen( point );
+    beginTurn( at );
+    ASSERT_TRUE( viewer().turningPoint() );
+    EXPECT_LT( ( *viewer().turningPoint() - point ).length(), scan->treeBox().diagonal() * 0.02f );
+    EXPECT_LT( ( onScreen( *viewer().turningPoint() ) - at ).length(), 1 );
+    endTurn();
+}
+
 TEST_F( View, MarksThePointAboutWhichItTurns )
 {
     const auto at = onScreen( nearCorner() );

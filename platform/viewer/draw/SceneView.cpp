@@ -236,11 +236,18 @@ Object* SceneView::pick( Vector2f position )
 
 std::optional<Vector3d> SceneView::pickPoint( Vector2f position )
 {
-    if ( !pick( position ) )
+    const int x = int( position.x ), y = height_ - 1 - int( position.y );
+    if ( x < 0 || y < 0 || x >= width_ || y >= height_ )
+        return {};
+    // The picture has the depths already, where it is not averaged of several samples and not full of gaps. That counts
+    // where a scene takes long to draw.
+    if ( samples_ == 0 && !settings_.wireframe && current_() == drawn_ )
+        glBindFramebuffer( GL_FRAMEBUFFER, drawing_.get() );
+    else if ( !pick( position ) )
         return {};
     float depth = 1;
-    glReadPixels( int( position.x ), height_ - 1 - int( position.y ), 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &depth );
-    return camera_.unproject( position, depth );
+    glReadPixels( x, y, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &depth );
+    return depth < 1 ? std::optional( camera_.unproject( position, depth ) ) : std::nullopt;
 }
 
 } // namespace VX

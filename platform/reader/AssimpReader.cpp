@@ -170,12 +170,21 @@ private:
         if ( !object )
             return nullptr;
         object->setName( source.mName.length > 0 ? source.mName.C_Str() : "Mesh" );
-        if ( source.mMaterialIndex < scene_.mNumMaterials )
-            if ( aiColor4D color;
-                scene_.mMaterials[source.mMaterialIndex]->Get( AI_MATKEY_COLOR_DIFFUSE, color ) == aiReturn_SUCCESS &&
-                scene_.mNumMaterials > 1 )
-                object->setColor( toColor( color ) );
+        if ( source.mMaterialIndex < scene_.mNumMaterials && scene_.mNumMaterials > 1 )
+            setColor_( *object, *scene_.mMaterials[source.mMaterialIndex] );
         return object;
+    }
+
+    static void setColor_( VisualObject& object, const aiMaterial& material )
+    {
+        aiColor4D color;
+        if ( material.Get( AI_MATKEY_COLOR_DIFFUSE, color ) != aiReturn_SUCCESS )
+            return;
+        // Some formats keep it apart from the colour. Nobody models what cannot be seen at all: 0 is a mistaken scale.
+        float opacity = 1;
+        if ( material.Get( AI_MATKEY_OPACITY, opacity ) == aiReturn_SUCCESS && opacity > 0 )
+            color.a = std::min( color.a, opacity );
+        object.setColor( toColor( color ) );
     }
 
     /// Null for branches that hold no geometry, such as lights and bones.

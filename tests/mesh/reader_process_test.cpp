@@ -12,6 +12,7 @@
 #include <cmath>
 #include <csignal>
 #include <fstream>
+#include <map>
 #include <thread>
 
 using namespace VX;
@@ -240,4 +241,23 @@ TEST( ReaderProcess, ManyReadAtOnce )
             threads.emplace_back( [&] { read += readInProcess( readerProgram(), file, {} ) ? 1 : 0; } );
     }
     EXPECT_EQ( read, 8 );
+}
+
+TEST( ReaderProcess, TransparencyOfAMaterialIsKept )
+{
+    const ScratchFolder folder;
+    folder.write( "glass.mtl", "newmtl glass\nKd 0.2 0.4 1\nd 0.5\nnewmtl steel\nKd 0.5 0.5 0.5\n" );
+    const auto file = folder.write( "glass.obj", "mtllib glass.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n"
+                                                 "o pane\nusemtl glass\nf 1 2 3\no rod\nusemtl steel\nf 1 2 4\n" );
+    const auto loaded = readInProcess( readerProgram(), file, {} );
+    ASSERT_TRUE( loaded ) << loaded.error();
+    std::map<std::string, int> alpha;
+    for ( const auto& root : loaded->objects )
+        forEachObject( *root,
+            [&]( const Object& object )
+            {
+                if ( const auto* visual = dynamic_cast<const VisualObject*>( &object ) )
+                    alpha[object.name()] = visual->color().a;
+            } );
+    EXPECT_EQ( alpha, ( std::map<std::string, int>{ { "pane", 128 }, { "rod", 255 } } ) );
 }

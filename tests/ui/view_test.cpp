@@ -30,7 +30,7 @@ protected:
     Vector3d nearCorner()
     {
         const auto box = cube().treeBox();
-        return { box.min.x * 0.1f + box.max.x * 0.9f, box.min.y * 0.8f + box.max.y * 0.2f, box.max.z };
+        return { box.min.x * 0.1 + box.max.x * 0.9, box.min.y * 0.8 + box.max.y * 0.2, box.max.z };
     }
     void beginTurn( Vector2f at )
     {
@@ -100,7 +100,7 @@ TEST_F( View, TurnsALargeSceneAboutThePointUnderThePointerToo )
     viewer().sceneRoot().addChild( scan );
     viewer().fitScene();
     settle();
-    const Vector3f point = scan->mesh()->points.at( 421 * 132 + 165 ); // a crest
+    const Vector3d point = scan->mesh()->points.at( 421 * 132 + 165 ); // a crest
     const auto at = onScreen( point );
     beginTurn( at );
     ASSERT_TRUE( viewer().turningPoint() );

@@ -205,7 +205,7 @@ void AuthForm::message( const std::string& text, const std::string& reason, cons
     ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, ImVec2{} );
     const float width = ImGui::GetContentRegionAvail().x;
     centered_( shown, themeVec4( text.empty() ? ColorTheme::Good : ColorTheme::Error ), width );
-    if ( !reason.empty() )
+    if ( !text.empty() && !reason.empty() )
         centered_( reason, themeVec4( ColorTheme::DimText ), width );
     ImGui::PopStyleVar();
     ImGui::EndChild();

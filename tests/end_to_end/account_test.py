@@ -52,7 +52,7 @@ def the_sign_in_covers_the_viewer():
 
 def a_new_account_is_asked_for():
     before = program.picture("before_link")
-    program.click(420 + 273, 234 + 270)
+    program.click(420 + 274, 234 + 292)
     program.wait_until_changed("the other form", before, 500)
     program.type(EMAIL)
     program.key("Tab")
@@ -115,7 +115,7 @@ def signing_out_forgets_the_token():
 
 def a_forgotten_password_is_replaced():
     form = harness.wait_until_still(program)
-    program.click(420 + 381, 234 + 186)
+    program.click(420 + 380, 234 + 162)
     program.wait_until_changed("the other form", form, 500)
     form = harness.wait_until_still(program)
     program.key("Return")

@@ -1,7 +1,11 @@
 """The program without a window: pictures, errors, help."""
+import json
 import os
 import shutil
+import ssl
 import subprocess
+import urllib.request
+import uuid
 
 import harness
 
@@ -100,6 +104,38 @@ def credentials_of_no_use_are_an_error():
         assert result.returncode == 1 and reason in result.stderr, result.stderr
 
 
+def the_last_credentials_count():
+    bad = os.path.join(sandbox.folder, "first.json")
+    with open(bad, "w") as file:
+        file.write('{"email": "a@b.c", "password": "x"}')
+    picture = os.path.join(sandbox.folder, "last.png")
+    result = program("-creds", bad, "-creds", sandbox.credentials, "--screenshot", picture, sandbox.step_file("bracket.step", "last"))
+    assert result.returncode == 0 and os.path.exists(picture), result.stderr
+
+
+def credentials_of_no_use_fall_back_to_the_stored_sign_in():
+    with open(sandbox.credentials) as file:
+        user = json.load(file)
+    body = json.dumps({"AuthFlow": "USER_PASSWORD_AUTH", "AuthParameters": {"USERNAME": user["email"], "PASSWORD": user["password"]}})
+    request = urllib.request.Request("https://localhost:%s/auth" % options.port, body.encode(),
+                                     {"x-amz-target": "AWSCognitoIdentityProviderService.InitiateAuth"})
+    trusted = ssl.create_default_context(cafile=sandbox.environment["SSL_CERT_FILE"])
+    with urllib.request.urlopen(request, context=trusted) as answer:
+        refresh = json.load(answer)["AuthenticationResult"]["RefreshToken"]
+    folder = os.path.join(sandbox.settings, "Token")
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, ".token"), "w") as file:
+        json.dump({"login": user["email"], "token": refresh,
+                   "endpoint": str(uuid.uuid5(uuid.NAMESPACE_DNS, user["email"].lower()))}, file)
+    bad = os.path.join(sandbox.folder, "nobody.json")
+    with open(bad, "w") as file:
+        file.write('{"email": "nobody", "password": "x"}')
+    picture = os.path.join(sandbox.folder, "stored.png")
+    result = program("-creds", bad, "--screenshot", picture, sandbox.step_file("bracket.step", "stored"))
+    assert result.returncode == 0 and "Credentials file: email is invalid" in result.stderr + result.stdout, result.stderr
+    shutil.rmtree(folder)
+
+
 def a_local_program_needs_no_service_and_opens_no_socket():
     sandbox.backend.terminate()
     sandbox.backend.wait()
@@ -142,6 +178,8 @@ try:
                  a_configuration_of_no_use_is_an_error_without_a_window_too, what_is_wrong_in_a_configuration_is_named,
                  a_picture_of_another_kind_is_refused, a_picture_that_cannot_be_written_is_an_error,
                  a_missing_display_is_an_error_with_a_reason, help_and_version_are_printed,
-                 without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error, a_local_program_needs_no_service_and_opens_no_socket, the_service_being_down_is_an_error])
+                 without_a_sign_in_the_service_refuses, credentials_of_no_use_are_an_error,
+                 the_last_credentials_count, credentials_of_no_use_fall_back_to_the_stored_sign_in,
+                 a_local_program_needs_no_service_and_opens_no_socket, the_service_being_down_is_an_error])
 finally:
     sandbox.close()

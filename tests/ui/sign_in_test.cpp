@@ -1,12 +1,15 @@
 #include "ui/SignInFixture.h"
 
 #include <VXMesh/system/SystemInfo.h>
+#include <VXOrvanta/account/AccountLock.h>
 #include <VXViewer/system/SystemInfoJson.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
+#include <thread>
 
 using namespace VX;
 using Access = AuthWindowTestAccess;
@@ -130,6 +133,39 @@ TEST_F( SignIn, SuccessIsRememberedAndReachesTheProgram )
     const auto frames = viewer().framesDrawn();
     settle();
     EXPECT_EQ( viewer().framesDrawn(), frames ) << "no frame is drawn because of it any more";
+}
+
+TEST_F( SignIn, NoTokenIsCopiedWhileASignInIsBeingProcessed )
+{
+    signInByForm();
+    const auto form = transport_;
+    std::atomic<bool> copied = false;
+    std::thread copying;
+    std::string copy;
+    int times = 0;
+    setWebTransport( std::make_shared<ScriptedTransport>(
+        [&]( const WebRequestData& ) -> std::optional<Json::Value>
+        {
+            if ( copying.joinable() )
+                return {};
+            copied = false;
+            copying = std::thread(
+                [&]
+                {
+                    copy = copyOfAccessToken();
+                    copied = true;
+                } );
+            for ( int i = 0; i < 20'000; ++i )
+                std::this_thread::yield();
+            EXPECT_FALSE( copied );
+            ++times;
+            return {};
+        } ) );
+    ASSERT_TRUE( form->deliver( signedInAnswer() ) );
+    settle();
+    ASSERT_EQ( times, 1 ) << "the session of the statistics is opened by the sign-in";
+    copying.join();
+    EXPECT_EQ( copy, "access" );
 }
 
 TEST_F( SignIn, WithoutRememberingNothingIsKept )

@@ -93,6 +93,8 @@ FileOpener::FileOpener( StepConversion conversion )
     , watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
 {
     sInstance = this;
+    saved_ = getViewerInstance().document().savedSignal.connect(
+        [this]( const std::filesystem::path& file ) { opened_.noteWritten( fullPath( file ) ); } );
 }
 
 FileOpener::~FileOpener()

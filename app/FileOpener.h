@@ -115,6 +115,7 @@ private:
     std::shared_ptr<std::atomic<bool>> closing_;
     std::thread tidying_;
     OpenedFiles opened_;
+    boost::signals2::scoped_connection saved_;
     FileWatch watch_;
 };
 

@@ -34,7 +34,10 @@ void KeptJson::change( const std::function<bool( Json::Value& value )>& change )
     auto value = read();
     if ( !change( value ) )
         return;
-    if ( auto written = writeFileAtomically( file_(), Json::FastWriter().write( value ), { .mode = 0600 } ); !written )
+    // Not flushed: what a power failure takes costs another conversion.
+    if ( auto written =
+             writeFileAtomically( file_(), Json::FastWriter().write( value ), { .mode = 0600, .flush = false } );
+        !written )
         spdlog::error( "{}", written.error() );
 }
 

@@ -58,9 +58,9 @@ std::string failuresText( const std::vector<OpenFailure>& failures, size_t count
         return failureText( failures.front() );
     auto out = std::to_string( failures.size() );
     out += count == failures.size() ? "" : " of " + std::to_string( count );
-    out += " files cannot be opened";
+    out += " files cannot be opened\n";
     for ( const auto& failure : failures )
-        out += "\n\n" + sentence( failure );
+        out += "\n" + sentence( failure );
     if ( std::any_of( failures.begin(), failures.end(), &mayPass ) )
         out += "\n\n" + serviceText();
     return out;

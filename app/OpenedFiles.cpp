@@ -72,6 +72,12 @@ std::vector<std::filesystem::path> OpenedFiles::inScene() const
     return out;
 }
 
+void OpenedFiles::noteWritten( const std::filesystem::path& file )
+{
+    if ( const auto it = opened_.find( file ); it != opened_.end() )
+        it->second.identity = identityOf( file );
+}
+
 bool OpenedFiles::takeChange( const std::filesystem::path& file )
 {
     const auto it = opened_.find( file );

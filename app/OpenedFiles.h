@@ -30,6 +30,8 @@ public:
     /// Files of which the scene holds something.
     [[nodiscard]] std::vector<std::filesystem::path> inScene() const;
 
+    /// A file was written here: that is no change.
+    void noteWritten( const std::filesystem::path& file );
     /// Whether a file that is open is no longer what was read. Says so once for each change.
     [[nodiscard]] bool takeChange( const std::filesystem::path& file );
 

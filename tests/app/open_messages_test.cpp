@@ -14,7 +14,7 @@ TEST( OpenMessages, AFailureIsNamedOnce )
 TEST( OpenMessages, AServiceThatDoesNotAnswerIsNamedOnceForAllFiles )
 {
     const auto text = failuresText( { { "a.step", "Connection error" }, { "b.step", "Connection error" } }, 3 );
-    EXPECT_TRUE( text.starts_with( "2 of 3 files cannot be opened\n\nCannot open \"a.step\": Connection error\n\n" ) );
+    EXPECT_TRUE( text.starts_with( "2 of 3 files cannot be opened\n\nCannot open \"a.step\": Connection error\n" ) );
     EXPECT_NE( text.find( ORVANTA_CONVERTER_URL ), std::string::npos );
     EXPECT_EQ( text.find( ORVANTA_CONVERTER_URL ), text.rfind( ORVANTA_CONVERTER_URL ) );
 }

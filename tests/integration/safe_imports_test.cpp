@@ -43,8 +43,8 @@ protected:
     std::filesystem::path sampleAs( const char* sample, const std::string& folder )
     {
         std::filesystem::create_directories( folder_.path() / folder );
-        return folder_.write( folder + "/" + stem_ + ".step",
-            Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / sample ) );
+        return folder_.write(
+            folder + "/" + stem_ + ".step", Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / sample ) );
     }
     static std::string nameOfPart( const std::filesystem::path& file )
     {
@@ -98,8 +98,8 @@ TEST_F( SafeImports, ACanceledImportLeavesNothing )
     {
         // The digest of the input reports 0, too, before anything is asked.
         int reports = 0;
-        const auto result = App::importStep( sampleAs( "drive.step", "one" ),
-            [&]( float fraction ) { return ++reports == 1 || fraction < end; } );
+        const auto result = App::importStep(
+            sampleAs( "drive.step", "one" ), [&]( float fraction ) { return ++reports == 1 || fraction < end; } );
         ASSERT_FALSE( result );
         EXPECT_EQ( newFiles(), std::set<std::filesystem::path>{} ) << end;
     }

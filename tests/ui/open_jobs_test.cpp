@@ -4,6 +4,7 @@
 #include <StepImport.h>
 
 #include <VXMesh/formats/FileFormats.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -279,6 +280,18 @@ TEST_F( OpenJobs, AFileThatChangesOnTheDiskIsReloadedInItsPlace )
     EXPECT_TRUE( viewer().getHistoryStore()->redo() );
     ASSERT_EQ( objectsInScene(), 1u );
     EXPECT_NE( viewer().sceneRoot().children().front(), former );
+}
+
+TEST_F( OpenJobs, WhatTheProgramSavesItselfIsNoChange )
+{
+    const auto files = cubes( 2 );
+    openAndWait( files );
+    EXPECT_TRUE( viewer().document().save( files[0] ) );
+    // Changes are told in their order, so the first would be there with the second.
+    folder_.write( files[1].filename(), Testing::cubeFile() + " " );
+    turnUntil( [this] { return menu_->notificationCount() > 1; } );
+    settle();
+    EXPECT_EQ( menu_->notificationCount(), 2u ) << "that two files are open, and that the second has changed";
 }
 
 TEST_F( OpenJobs, AnOpenedStepFileIsConvertedAnewOnDemand )

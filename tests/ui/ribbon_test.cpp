@@ -73,6 +73,17 @@ TEST_F( Ribbon, APressThatCannotBeDoneTellsWhatIsMissing )
     EXPECT_EQ( menu_->notificationCount(), 1u ) << "the same again is counted";
 }
 
+TEST_F( Ribbon, ANoteWithAKeyTakesThePlaceOfTheFormer )
+{
+    menu_->pushNotification( { .header = "Opening", .text = "1 of 2", .lifeTimeSec = 0, .key = "opening" } );
+    menu_->pushNotification( { .header = "Opening", .text = "2 of 2", .lifeTimeSec = 0, .key = "opening" } );
+    menu_->pushNotification( { .header = "Saved", .lifeTimeSec = 0 } );
+    settle();
+    EXPECT_EQ( menu_->notificationCount(), 2u );
+    menu_->removeNotification( "opening" );
+    EXPECT_EQ( menu_->notificationCount(), 1u );
+}
+
 TEST_F( Ribbon, TwoBlockingToolsAreNeverActiveTogether )
 {
     openCube();

@@ -64,6 +64,7 @@ tl::expected<void, std::string> SceneDocument::save( const std::filesystem::path
     setFile( file );
     if ( const auto& history = viewer_.getHistoryStore() )
         history->markSaved();
+    savedSignal( file );
     return {};
 }
 

@@ -3,7 +3,7 @@
 #include <VXMesh/scene/Object.h>
 #include <VXViewer/Export.h>
 
-#include <boost/signals2/connection.hpp>
+#include <boost/signals2/signal.hpp>
 #include <tl/expected.hpp>
 
 #include <filesystem>
@@ -43,6 +43,9 @@ public:
     void open( const std::filesystem::path& file, const Objects& objects );
     /// Empties the scene and its history.
     void clear();
+
+    /// A file has been written by `save`.
+    boost::signals2::signal<void( const std::filesystem::path& file )> savedSignal;
 
     /// The viewer has another history, or none.
     void watch( HistoryStore* history );

@@ -272,10 +272,10 @@ TEST_F( SignedOut, FormHoldsNoAddressToBeBroughtBackWithoutRemembering )
 {
     Access::rememberMe( auth() ) = false;
     settle();
-    type( "ann@example.org" );
     press( GLFW_KEY_TAB );
     type( "secret-1" );
     press( GLFW_KEY_TAB, GLFW_MOD_SHIFT );
+    type( "ann@example.org" );
     enter();
     answer( 200, signedInAnswer( "fresh" )["text"].asString() );
     menu_->signOut();

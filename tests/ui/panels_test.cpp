@@ -92,7 +92,8 @@ TEST_P( Panels, FoundToolsStayInside )
     press( GLFW_KEY_F, GLFW_MOD_CONTROL );
     type( "e" );
     drawFrames( 3 );
-    ASSERT_TRUE( isWindowShown( "##searchResults" ) );
+    // The narrowest ribbon has no room for the field.
+    EXPECT_EQ( isWindowShown( "##searchResults" ), float( GetParam().width ) / GetParam().scale > 400 );
     EXPECT_EQ( outside(), "" );
 }
 

@@ -109,6 +109,7 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
     const float margin = cMargin * scale, width = std::min( cWidth * scale, display.x - 2 * margin );
     ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
     ImGui::SetNextWindowSize( { width, 0 } );
+    ImGui::SetNextWindowSizeConstraints( { width, 0 }, { width, std::max( bottom, 1.f ) } );
     const auto id = fmt::format( "##notification{}", entry.id );
     ImGui::Begin( id.c_str(), nullptr, cFlags );
     const bool close = drawContents_( entry, width, scale, clicked );

@@ -250,6 +250,6 @@ TEST_F( FirstStart, ASignOutUnderTheNoteLeavesTheSignInToTheMouse )
     ASSERT_TRUE( isWindowShown( "Auth window" ) );
     auto& auth = OrvantaMenuTestAccess::authWindow( *menu_ );
     // The link to the other form.
-    click( windowPointFromTop( "Auth window", 273, 270 ) );
+    click( windowPointFromTop( "Auth window", 274, 292 ) );
     EXPECT_EQ( AuthWindowTestAccess::state( auth ), AuthState::SignUp );
 }

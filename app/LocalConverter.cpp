@@ -1,6 +1,7 @@
 #include "LocalConverter.h"
 
 #include <VXMesh/formats/FileFormats.h>
+#include <VXMesh/io/ScratchFolder.h>
 #include <VXMesh/io/Text.h>
 #include <VXMesh/system/ChildProcess.h>
 
@@ -22,32 +23,6 @@ constexpr const char* cProgram = "orvanta-backend";
 constexpr float cConverting = 0.9f; // of the whole progress; the rest is reading the scene
 constexpr size_t cMaxLine = 4096;
 constexpr size_t cMaxWords = 1000;
-
-/// A private folder that goes with this object.
-class ScratchFolder
-{
-public:
-    ScratchFolder()
-    {
-        std::error_code ec;
-        auto name = ( fs::temp_directory_path( ec ) / "orvanta-local-XXXXXX" ).string();
-        if ( !ec && ::mkdtemp( name.data() ) )
-            path_ = name;
-    }
-    ~ScratchFolder()
-    {
-        std::error_code ec;
-        if ( !path_.empty() )
-            fs::remove_all( path_, ec );
-    }
-    ScratchFolder( const ScratchFolder& ) = delete;
-    ScratchFolder& operator=( const ScratchFolder& ) = delete;
-    /// Empty when it could not be made.
-    [[nodiscard]] const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
 
 std::vector<fs::path> programFolders()
 {
@@ -125,7 +100,7 @@ tl::expected<LoadedObjects, std::string> convertHere(
         return tl::unexpected( std::string(
             "STEP files are converted by the program orvanta-backend, which is not installed here. Install the Debian "
             "package \"orvanta\", or put orvanta-backend into a folder of PATH" ) );
-    const ScratchFolder scratch;
+    const ScratchFolder scratch( "orvanta-local-" );
     if ( scratch.path().empty() )
         return tl::unexpected( std::string( "No working folder can be made; set TMPDIR to a folder with space" ) );
     const auto scene = scratch.path() / "scene.vxu";

@@ -3,6 +3,7 @@
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/ScratchFolder.h>
 #include <VXMesh/io/Text.h>
 
 #include <fmt/format.h>
@@ -30,32 +31,6 @@ void stopAtSignal( int )
 {
     sStop = true;
 }
-
-/// A private folder that goes with this object.
-class ScratchFolder
-{
-public:
-    ScratchFolder()
-    {
-        std::error_code ec;
-        auto name = ( fs::temp_directory_path( ec ) / "orvanta-convert-XXXXXX" ).string();
-        if ( !ec && ::mkdtemp( name.data() ) )
-            path_ = name;
-    }
-    ~ScratchFolder()
-    {
-        std::error_code ec;
-        if ( !path_.empty() )
-            fs::remove_all( path_, ec );
-    }
-    ScratchFolder( const ScratchFolder& ) = delete;
-    ScratchFolder& operator=( const ScratchFolder& ) = delete;
-    /// Empty when it could not be made.
-    [[nodiscard]] const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
 
 /// What is wrong with the files before the work begins; empty when nothing is.
 std::string problemOf( const ConvertCommand& command )
@@ -96,7 +71,7 @@ tl::expected<void, std::string> convert( const ConvertCommand& command, const Wo
 {
     if ( auto problem = problemOf( command ); !problem.empty() )
         return tl::unexpected( std::move( problem ) );
-    const ScratchFolder scratch;
+    const ScratchFolder scratch( "orvanta-convert-" );
     if ( scratch.path().empty() )
         return tl::unexpected( std::string( "No working folder can be made; set TMPDIR to a folder with space" ) );
     const auto worker = WorkerProcess::start( scratch.path(), command.limits );

@@ -1,7 +1,6 @@
 """The first hour of a new user: the installed program, an empty home, the back end as it comes, mouse and keyboard."""
 import json
 import os
-import shutil
 import signal
 import subprocess
 
@@ -47,8 +46,11 @@ def program():
 
 
 def settings():
-    with open(os.path.join(sandbox.settings, "config.json")) as file:
-        return json.load(file)
+    file = os.path.join(sandbox.settings, "config.json")
+    if not os.path.exists(file):
+        return {}
+    with open(file) as text:
+        return json.load(text)
 
 
 def corner_is_black():
@@ -77,7 +79,7 @@ def the_first_start_without_files_asks_to_sign_in():
 
 def sign_up(email, password, mails):
     form = harness.wait_until_still(program())
-    program().click(FORM[0] + 273, FORM[1] + 270)
+    program().click(FORM[0] + 274, FORM[1] + 292)
     program().wait_until_changed("the other form", form, 500)
     if mails == 1:
         still("sign_up")
@@ -141,6 +143,21 @@ def a_step_file_is_dropped():
     state["bracket"] = still("part")
 
 
+def another_file_of_that_name_is_another_model():
+    other = sandbox.step_file("drive.step", "part", os.path.join(sandbox.folder, "two"))
+    program().drop(other)
+    program().wait_until_changed("the other part is drawn beside it", state["bracket"], 50_000)
+    state["other"] = other
+    still("two_parts")
+
+
+def a_file_that_was_changed_is_offered_again():
+    before = harness.wait_until_still(program())
+    sandbox.step_file("bracket.step", "part", os.path.dirname(state["other"]))
+    program().wait_until_changed("the notice is shown", before, 3_000)
+    still("changed")
+
+
 def the_service_goes_and_comes_back():
     sandbox.stop_backend()
     before = harness.wait_until_still(program())
@@ -178,6 +195,50 @@ def a_second_program_starts_beside_the_first():
     second.end()
 
 
+def make_an_object():
+    before = harness.wait_until_still(program())
+    program().search("createobject")
+    program().wait_until_changed("the tool's dialog is shown", before, 5_000)
+    harness.wait_until_still(program())
+    program().key("Return")
+    wait_for("the title tells of it", lambda: program().title().startswith("*"))
+    program().key("Escape")
+    harness.wait_until_still(program())
+
+
+def unsaved_work_is_asked_about():
+    make_an_object()
+    before = harness.wait_until_still(program())
+    program().key("ctrl+q")
+    program().wait_until_changed("the question is asked", before, 5_000)
+    still("unsaved")
+    program().key("Escape")
+    program().wait_until_like("the question has gone", before, 3_000)
+
+
+def unsaved_work_is_offered_after_a_crash():
+    kept = os.path.join(sandbox.environment["HOME"], ".local", "state", "Orvanta", "recovery")
+    wait_for("the work is kept", lambda: any(
+        name.endswith(".vxu") for _, _, names in os.walk(kept) for name in names), seconds=180)
+    program().end()
+    start()
+    wait_for("signed in", lambda: is_signed_in(OTHER))
+    offered = still("recovery")
+    program().key("Return")
+    program().wait_until_changed("the work is back", offered, 20_000)
+    wait_for("it is still unsaved", lambda: program().title().startswith("*"))
+
+
+def what_is_discarded_does_not_come_back():
+    process = program().process
+    program().close()
+    assert process.returncode == 0
+    start()
+    wait_for("signed in", lambda: is_signed_in(OTHER))
+    program().move(5, 795)
+    program().wait_until_like("the welcome window stands", state["welcome"], 6_000)
+
+
 def nothing_was_asserted():
     state["program"].end()
     with open(os.path.join(sandbox.folder, "programs.log")) as file:
@@ -190,9 +251,11 @@ install()
 try:
     harness.run([the_first_start_without_files_asks_to_sign_in, a_new_account_is_made_with_the_mailed_code,
                  the_note_about_statistics_stands_over_the_welcome_window, the_welcome_window_is_used,
-                 what_was_made_is_taken_back, a_step_file_is_dropped, the_service_goes_and_comes_back,
+                 what_was_made_is_taken_back, a_step_file_is_dropped,
+                 another_file_of_that_name_is_another_model, a_file_that_was_changed_is_offered_again, the_service_goes_and_comes_back,
                  a_canceled_import_leaves_nothing, another_user_of_the_machine_signs_in,
-                 a_second_program_starts_beside_the_first, nothing_was_asserted])
+                 a_second_program_starts_beside_the_first, unsaved_work_is_asked_about,
+                 unsaved_work_is_offered_after_a_crash, what_is_discarded_does_not_come_back, nothing_was_asserted])
 finally:
     if "program" in state:
         state["program"].process.kill()

@@ -227,7 +227,8 @@ def wait_until_still(program):
         first = keep(program.picture("still"), program.sandbox.options, "still_before")
         second = program.picture("still")
         return second if difference(first, second) == 0 else None
-    return wait_for("the window stands still", same)
+    # A later wait takes pictures of its own.
+    return shutil.copy(wait_for("the window stands still", same), os.path.join(program.sandbox.folder, "%d.png" % time.monotonic_ns()))
 
 
 def keep(picture, options, name):

@@ -95,16 +95,16 @@ TEST_F( Dialogs, NotificationsForWhichThereIsNoRoomWait )
             .type = NotificationType::Info,
             .lifeTimeSec = 1000 } );
     settle();
-    EXPECT_TRUE( isWindowShown( "##notification0" ) );
-    EXPECT_FALSE( isWindowShown( "##notification39" ) );
-    for ( int i = 0; i < 39; ++i )
+    EXPECT_TRUE( isWindowShown( "##notification39" ) );
+    EXPECT_FALSE( isWindowShown( "##notification0" ) );
+    for ( int i = 39; i > 0; --i )
     {
         const auto name = "##notification" + std::to_string( i );
         ASSERT_TRUE( isWindowShown( name ) ) << i;
         EXPECT_GT( windowPointFromTop( name, 0, 0 ).y, 120 ) << i;
         click( { windowPoint( name, 26, 0 ).x, windowPointFromTop( name, 0, 22 ).y } );
     }
-    EXPECT_TRUE( isWindowShown( "##notification39" ) );
+    EXPECT_TRUE( isWindowShown( "##notification0" ) );
 }
 
 TEST_F( Dialogs, NotificationIsClosedByItsCross )

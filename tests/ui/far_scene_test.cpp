@@ -4,6 +4,7 @@
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/Origin.h>
 #include <VXMesh/scene/SimpleShapes.h>
+#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
@@ -152,7 +153,7 @@ TEST_F( FarScene, IsKeptBySavingUndoAndRedo )
     EXPECT_EQ( object().xf(), translation( cFar ) );
     object().select( false );
     EXPECT_EQ( differing( before, viewer().sceneImage() ), 0u );
-    empty();
+    viewer().document().clear();
     open( "again.vxu", Testing::readFile( file ) );
     EXPECT_EQ( object().xf(), translation( cFar ) );
     object().select( false );

@@ -307,6 +307,8 @@ tl::expected<const GlbReader::Parts*, std::string> GlbReader::parts_( int64_t me
     const auto total = std::max<size_t>( root_["meshes"].size(), 1 );
     const auto& stored = partsByMesh_.emplace( mesh, std::move( *parts ) ).first->second;
     fraction_ = float( partsByMesh_.size() ) / float( total );
+    if ( !goesOn_() )
+        return tl::unexpected( std::string( cOperationCanceled ) );
     return &stored;
 }
 

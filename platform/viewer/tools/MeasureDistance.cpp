@@ -52,7 +52,7 @@ private:
     void dropLostPoints_()
     {
         const auto root = getViewerInstance().sceneRoot().shared_from_this();
-        std::erase_if( points_,
+        const auto lost = std::erase_if( points_,
             [&]( const Point& point )
             {
                 const Object* object = point.object.lock().get();
@@ -60,6 +60,9 @@ private:
                     object = object->parent();
                 return object != root.get();
             } );
+        // The dialog takes a frame to find its new height.
+        if ( lost > 0 )
+            getViewerInstance().incrementForceRedrawFrames( 2 );
     }
 
     bool onEnable_() override

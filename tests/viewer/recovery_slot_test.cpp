@@ -100,16 +100,24 @@ TEST_F( Recovery, OnlyTheOwnerCanReadIt )
     EXPECT_EQ( modeOf( slot.scene().parent_path() / "info.json" ), 0600u );
 }
 
-TEST_F( Recovery, WhatIsNotWholeIsTidiedAway )
+TEST_F( Recovery, WorkOfAProgramThatDiedBeforeItSaidWhereItBelongsIsFound )
 {
     {
         auto slot = RecoverySlot::create( folder() );
         ASSERT_TRUE( slot );
-        const std::string scene = "half";
+        const std::string scene = "work";
         ASSERT_TRUE( slot->writeScene( std::as_bytes( std::span( scene ) ) ) );
     }
+    const auto found = RecoverySlot::takeAbandoned( folder() );
+    ASSERT_EQ( found.size(), 1u );
+    EXPECT_EQ( found[0].info().file, "" );
+    EXPECT_GT( found[0].info().time, 0 );
+}
+
+TEST_F( Recovery, WhatHoldsNoWorkIsTidiedAway )
+{
     slotWith( "dropped" ).clear();
-    EXPECT_EQ( slotsLeft(), 2u );
+    EXPECT_EQ( slotsLeft(), 1u );
     EXPECT_TRUE( RecoverySlot::takeAbandoned( folder() ).empty() );
     EXPECT_EQ( slotsLeft(), 0u );
 }

@@ -140,9 +140,14 @@ std::vector<RecoverySlot> RecoverySlot::takeAbandoned( const std::filesystem::pa
 
 bool RecoverySlot::readInfo_()
 {
-    const auto read = deserializeJsonValue( infoFile_() );
-    if ( !read || !read->isObject() || sizeOf( scene() ) == 0 )
+    struct stat status{};
+    if ( ::stat( scene().c_str(), &status ) != 0 || status.st_size == 0 )
         return false;
+    info_.time = status.st_mtime;
+    // The program may have ended between the two files, and the work is in the first.
+    const auto read = deserializeJsonValue( infoFile_() );
+    if ( !read || !read->isObject() )
+        return true;
     const auto &file = ( *read )["file"], &time = ( *read )["time"];
     if ( file.isString() )
         info_.file = pathFromUtf8( file.asString() );

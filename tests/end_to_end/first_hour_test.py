@@ -16,6 +16,8 @@ FORM = (420, 234)
 
 options = harness.arguments()
 sandbox = harness.Sandbox(options, fresh=True)
+# The names are in the pictures.
+sandbox.prefix = "first-hour-"
 display = harness.Display(sandbox)
 state = {}
 
@@ -83,7 +85,11 @@ def sign_up(email, password, mails):
     program().wait_until_changed("the other form", form, 500)
     if mails == 1:
         still("sign_up")
-    program().key("ctrl+a")
+    else:
+        # The address of the former user stands there, and the cursor behind it.
+        harness.wait_until_still(program())
+        program().key("shift+Tab")
+        program().key("ctrl+a")
     program().type(email)
     program().key("Tab")
     program().key("ctrl+a")
@@ -193,6 +199,8 @@ def a_second_program_starts_beside_the_first():
     second = harness.Program(sandbox, another=True)
     assert first.process.poll() is None and second.process.poll() is None
     second.end()
+    # Without a window manager nobody gives the keyboard back.
+    first.xdotool("windowfocus", "--sync", first.window)
 
 
 def make_an_object():
@@ -223,7 +231,8 @@ def unsaved_work_is_offered_after_a_crash():
     program().end()
     start()
     wait_for("signed in", lambda: is_signed_in(OTHER))
-    offered = still("recovery")
+    # The time in its text is another one in each run.
+    offered = harness.wait_until_still(program())
     program().key("Return")
     program().wait_until_changed("the work is back", offered, 20_000)
     wait_for("it is still unsaved", lambda: program().title().startswith("*"))

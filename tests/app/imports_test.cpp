@@ -16,7 +16,6 @@
 
 #include <fstream>
 #include <optional>
-#include <thread>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -36,13 +35,16 @@ mode_t modeOf( const std::filesystem::path& file )
     return ::lstat( file.c_str(), &status ) == 0 ? status.st_mode & 07777 : 0;
 }
 
-/// Runs in a child process; its exit status is the result.
+/// Runs in a child process, and `meanwhile` in this one; the child's exit status is the result.
 template <typename Function>
-bool inAnotherProgram( const Function& function )
+bool inAnotherProgram( const Function& function, const std::function<void()>& meanwhile = {} )
 {
+    // A thread of this process could hold a lock at the fork, which nobody in the child would give back.
     const pid_t child = ::fork();
     if ( child == 0 )
         ::_exit( function() ? 0 : 1 );
+    if ( meanwhile )
+        meanwhile();
     int status = 1;
     ::waitpid( child, &status, 0 );
     return WIFEXITED( status ) && WEXITSTATUS( status ) == 0;
@@ -437,9 +439,7 @@ TEST_F( SafeImport, TwoProgramsLoseNothingOfTheRecord )
             ImportRecord::add( prefix + std::to_string( i ), {} );
         return true;
     };
-    std::thread here( [&] { addMany( "here" ); } );
-    EXPECT_TRUE( inAnotherProgram( [&] { return addMany( "there" ); } ) );
-    here.join();
+    EXPECT_TRUE( inAnotherProgram( [&] { return addMany( "there" ); }, [&] { addMany( "here" ); } ) );
     for ( int i = 0; i < 30; ++i )
     {
         EXPECT_TRUE( ImportRecord::find( "here" + std::to_string( i ) ) );

@@ -12,8 +12,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <future>
-#include <regex>
 #include <thread>
 
 using namespace VX;
@@ -24,6 +24,19 @@ namespace
 
 constexpr const char* cAnn = "ann@example.org";
 constexpr const char* cPassword = "secret-word-1";
+
+/// Every run of digits of a text.
+std::vector<std::string> numbersIn( const std::string& text )
+{
+    constexpr const char* cDigits = "0123456789";
+    std::vector<std::string> out;
+    for ( size_t end = 0, from = 0; ( from = text.find_first_of( cDigits, end ) ) != std::string::npos; )
+    {
+        end = std::min( text.find_first_not_of( cDigits, from ), text.size() );
+        out.push_back( text.substr( from, end - from ) );
+    }
+    return out;
+}
 
 class RecordingMailer final : public Mailer
 {
@@ -341,8 +354,8 @@ TEST_F( Identity, MailsOfCodesHoldOneNumberAndSayHowToGoOn )
     ASSERT_EQ( mailer_.mails.size(), 2u );
     for ( const auto& mail : mailer_.mails )
     {
-        const std::regex six( R"((^|\D)\d{6}(?!\d))" );
-        EXPECT_EQ( std::distance( std::sregex_iterator( mail.text.begin(), mail.text.end(), six ), {} ), 1 )
+        const auto numbers = numbersIn( mail.text );
+        EXPECT_EQ( std::count_if( numbers.begin(), numbers.end(), []( const auto& n ) { return n.size() == 6; } ), 1 )
             << mail.text;
     }
     for ( const char* words : { "Was Orvanta closed", "\"password?\" behind \"Forgot your\"", "\"Reset My Password\"",

@@ -187,7 +187,7 @@ TEST_P( Faults, ResultThatDoesNotFitOnTheDisk )
     if ( !result )
         GTEST_SKIP() << "mounting is not allowed here";
     EXPECT_EQ( *result, "Cannot write \"" + ( cFolder / ( name_ + ".vxu" ) ).string() +
-                            "\": No space left on device, and nothing is there" );
+                            "\": less than 256 MB would stay free on the disk, and nothing is there" );
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -142,7 +142,9 @@ TEST_F( AnsweredTelemetry, NoteIsNotShownAgain )
 TEST_F( AnsweredTelemetry, EachHookFiresForWhatTheUserDoes )
 {
     SceneEdits::add( "Create Cube", {} );
-    openCube();
+    opener_->open( { folder_.write( "triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n" ) } );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    settle();
     EXPECT_EQ( logged(), ( Names{ "History Added: Create Cube", "History Added: Open File" } ) );
     pressTool( "Undo" );
     EXPECT_EQ( logged(), Names{ "Tool Activated: Undo" } ) << "only what is added";

@@ -24,8 +24,8 @@ void UiFixture::SetUp()
     ::setenv( "XDG_STATE_HOME", ( folder_.path() / ".state" ).c_str(), 1 );
     ::setenv( "HOME", folder_.path().c_str(), 1 );
     ::setenv( "PATH", "/nowhere", 1 ); // no desktop dialog, no browser
-    static const bool sRegistered =
-        ( App::registerStepFormat(), App::registerAboutTool(), App::registerConvertTool(), App::registerImportSetting(), true );
+    static const bool sRegistered = ( App::registerStepFormat(), App::registerAboutTool(), App::registerConvertTool(),
+        App::registerImportSetting(), true );
     ASSERT_TRUE( sRegistered );
     std::filesystem::create_directories( folder_.path() / "Orvanta/Token" );
     if ( isSignedIn() )

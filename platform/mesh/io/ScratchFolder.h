@@ -8,7 +8,8 @@
 namespace VX
 {
 
-/// A new empty folder for this user alone, among the temporary files; it goes with this object and with all that is in it.
+/// A new empty folder for this user alone, among the temporary files; it goes with this object and with all that is in
+/// it.
 class VXMESH_API ScratchFolder
 {
 public:

@@ -12,7 +12,8 @@ namespace VX
 {
 
 /// A program that this one has started, with a pipe to its standard input and one from its standard output. It inherits
-/// no other file and no terminal of ours, and is killed when the object goes. Movable, not copyable; one thread at a time.
+/// no other file and no terminal of ours, and is killed when the object goes. Movable, not copyable; one thread at a
+/// time.
 class VXMESH_API ChildProcess
 {
 public:

@@ -56,8 +56,8 @@ struct ViewerSignals
     ConsumableSignal<int, int> keyRepeat;
     /// A 3D mouse: shift (right, up, towards the user) and turn about these axes, each -1 to 1.
     ConsumableSignal<Vector3f, Vector3f> spaceMouseMove;
-    ConsumableSignal<int> spaceMouseDown; ///< number of the button
-    ConsumableSignal<> touchpadRotateGestureBegin; ///< this viewer emits no touchpad gestures: GLFW tells of none
+    ConsumableSignal<int> spaceMouseDown;                ///< number of the button
+    ConsumableSignal<> touchpadRotateGestureBegin;       ///< this viewer emits no touchpad gestures: GLFW tells of none
     ConsumableSignal<float> touchpadRotateGestureUpdate; ///< radians, counter-clockwise, since the last
     ConsumableSignal<> touchpadRotateGestureEnd;
     ConsumableSignal<> touchpadSwipeGestureBegin;

@@ -5,6 +5,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/QuestionDialog.h>
+#include <VXViewer/menu/SavedNotice.h>
 
 namespace VX::UnsavedWork
 {
@@ -25,10 +26,8 @@ std::shared_ptr<ImGuiMenu> menu()
 void saveTo( const std::filesystem::path& file, const Action& then )
 {
     const auto saved = document().save( file );
-    if ( !saved )
-        return menu()->showModalMessage( saved.error(), NotificationType::Error );
-    menu()->pushNotification( { .header = "Saved", .text = utf8string( file ), .type = NotificationType::Time } );
-    if ( then )
+    tellSaved( saved, file );
+    if ( saved && then )
         then();
 }
 

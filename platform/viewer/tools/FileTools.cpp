@@ -1,9 +1,9 @@
 #include <VXMesh/formats/VxuFormat.h>
-#include <VXMesh/io/Path.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/menu/SavedNotice.h>
 #include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/menu/UnsavedWork.h>
 #include <VXViewer/system/UserDirs.h>
@@ -22,14 +22,6 @@ Viewer& viewer()
 ImGuiMenu* menu()
 {
     return viewer().getMenuPlugin().get();
-}
-
-void tellSaved( const tl::expected<void, std::string>& saved, const std::filesystem::path& file )
-{
-    if ( saved )
-        menu()->pushNotification( { .header = "Saved", .text = utf8string( file ), .type = NotificationType::Time } );
-    else
-        menu()->showModalMessage( saved.error(), NotificationType::Error );
 }
 
 void newScene()

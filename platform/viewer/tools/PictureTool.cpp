@@ -1,9 +1,9 @@
-#include <VXMesh/io/Path.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/SceneView.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/menu/SavedNotice.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -19,14 +19,6 @@ namespace
 ImGuiMenu& menu()
 {
     return *getViewerInstance().getMenuPlugin();
-}
-
-void tellSaved( const tl::expected<void, std::string>& saved, const std::filesystem::path& file )
-{
-    if ( saved )
-        menu().pushNotification( { .header = "Saved", .text = utf8string( file ), .type = NotificationType::Time } );
-    else
-        menu().showModalMessage( saved.error(), NotificationType::Error );
 }
 
 /// Takes the picture before a file is asked for, so that it is what the user saw then.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Patience.h"
 #include "support/ScratchFolder.h"
 
 #include <AppSetup.h>
@@ -44,16 +45,24 @@ protected:
     template <typename Condition>
     void turnUntil( const Condition& condition )
     {
+        const Patience patience;
         while ( !condition() )
-            viewer().step( -1 );
+        {
+            patience.check();
+            viewer().step( Patience::cSeconds );
+        }
     }
 
     /// Draws frames until a condition holds that another thread brings about without waking the loop.
     template <typename Condition>
     void drawUntil( const Condition& condition )
     {
+        const Patience patience;
         while ( !condition() )
+        {
+            patience.check();
             drawFrames( 1 );
+        }
     }
 
     /// Draws that many frames, while something else may keep the loop busy.

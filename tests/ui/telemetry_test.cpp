@@ -170,8 +170,10 @@ TEST_F( AnsweredTelemetry, SavingByTheDialogTellsTheKindOfFile )
     pressTool( "Save scene as" );
     ASSERT_TRUE( isWindowShown( "Save" ) );
     logged();
+    type( "another" );
     press( GLFW_KEY_ENTER );
-    drawUntil( [this] { return std::filesystem::exists( folder_.path() / "cube.vxu" ) && !isWindowShown( "Save" ); } );
+    drawUntil(
+        [this] { return std::filesystem::exists( folder_.path() / "another.vxu" ) && !isWindowShown( "Save" ); } );
     const auto names = logged();
     EXPECT_EQ( std::count( names.begin(), names.end(), "Save VXU file" ), 1 ) << testing::PrintToString( names );
 }

@@ -39,7 +39,10 @@ class Sandbox:
 
     A fresh one is the machine of somebody who has just installed the program: an empty home, and no account."""
 
+    made = []
+
     def __init__(self, options, fresh=False):
+        Sandbox.made.append(self)
         self.options = options
         self.folder = tempfile.mkdtemp(prefix="orvanta-e2e-")
         self.data = os.path.join(self.folder, "data")
@@ -79,9 +82,9 @@ class Sandbox:
     def log(self):
         """What the back end and all programs have logged."""
         text = ""
-        for name in ("backend.log", "programs.log"):
-            with open(os.path.join(self.folder, name)) as file:
-                text += file.read()
+        for file in glob.glob(os.path.join(self.folder, "*.log")):
+            with open(file) as log:
+                text += log.read()
         return text
 
     def newest_code(self, mails):
@@ -113,7 +116,7 @@ class Display:
 
     def __init__(self, sandbox):
         read, write = os.pipe()
-        self.process = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24"],
+        self.process = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-noreset", "-screen", "0", "1280x800x24"],
                                         pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as line:
@@ -134,12 +137,16 @@ class Program:
         with open(os.path.join(sandbox.folder, "programs.log"), "a") as log:
             self.process = subprocess.Popen([sandbox.options.program, "--verbose", "--size", "1280x800", *files],
                                             env=sandbox.environment, stderr=log)
-        self.window = wait_for("a window", lambda: [window for window in self.windows() if window not in known])[0]
+        self.window = wait_for("a window", lambda: self.new_windows(known))[0]
 
     def windows(self):
         # Without a window the search fails.
         return subprocess.run(["xdotool", "search", "--onlyvisible", "--name", "Orvanta"], env=self.sandbox.environment,
                               capture_output=True, text=True).stdout.split()
+
+    def new_windows(self, known):
+        assert self.process.poll() is None, "the program ended with %s" % self.process.returncode
+        return [window for window in self.windows() if window not in known]
 
     def end(self):
         """Ends it without asking."""
@@ -247,9 +254,14 @@ def compare_with_approved(picture, options, name, at_most=400):
 
 
 def run(steps):
-    """Runs each step of a test and tells which one failed."""
+    """Runs each step of a test and tells which one failed, and what the programs had logged by then."""
     for step in steps:
         print("--", step.__name__.replace("_", " "), flush=True)
-        step()
+        try:
+            step()
+        except BaseException:
+            for sandbox in Sandbox.made:
+                print("\n".join(sandbox.log().splitlines()[-60:]), flush=True)
+            raise
     print("all steps passed")
     sys.exit(0)

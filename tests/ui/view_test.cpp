@@ -9,6 +9,7 @@
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
+#include <imgui.h>
 #include <stb/stb_image.h>
 
 using namespace VX;
@@ -271,6 +272,23 @@ TEST_F( View, PictureIsSavedByEnterAlone )
     EXPECT_EQ( width, int( viewer().freeSize().x ) );
     EXPECT_EQ( height, int( viewer().freeSize().y ) );
     EXPECT_EQ( channels, 3 );
+}
+
+TEST_F( View, EnterThatIsHeldOpensTheFileDialogAndLeavesItsFieldTheKeyboard )
+{
+    press( GLFW_KEY_P, GLFW_MOD_CONTROL );
+    ASSERT_TRUE( isWindowShown( "Save picture" ) );
+    window().pressKey( GLFW_KEY_ENTER, true, 0 );
+    drawUntil( [] { return isWindowShown( "Save##fileDialog" ); } );
+    const auto& io = ImGui::GetIO();
+    const float repeated = io.KeyRepeatDelay + 2 * io.KeyRepeatRate;
+    drawUntil( [&] { return io.KeysDownDuration[ImGui::GetKeyIndex( ImGuiKey_Enter )] > repeated; } );
+    window().pressKey( GLFW_KEY_ENTER, false, 0 );
+    settle();
+    EXPECT_TRUE( io.WantTextInput ) << "the name can be typed";
+    press( GLFW_KEY_ENTER );
+    EXPECT_FALSE( isWindowShown( "Save##fileDialog" ) );
+    EXPECT_TRUE( std::filesystem::exists( folder_.path() / "picture.png" ) );
 }
 
 TEST_F( View, PictureToolSavesWithoutABackground )

@@ -6,6 +6,7 @@
 #include <imgui_stdlib.h>
 
 #include <algorithm>
+#include <array>
 
 namespace VX::UI
 {
@@ -225,6 +226,33 @@ void returnFromMenu( State& state )
     sMenu = {};
 }
 
+/// Dear ImGui ends a field at every repeat of a held Enter, the press that brought the field up among them. While this
+/// lives, only a fresh press counts.
+class FreshEnterOnly
+{
+public:
+    FreshEnterOnly() { hide_(); }
+    ~FreshEnterOnly()
+    {
+        for ( size_t i = 0; i < cKeys.size(); ++i )
+            duration_( i ) = durations_[i];
+    }
+    FreshEnterOnly( const FreshEnterOnly& ) = delete;
+    FreshEnterOnly& operator=( const FreshEnterOnly& ) = delete;
+
+private:
+    void hide_()
+    {
+        for ( size_t i = 0; i < cKeys.size(); ++i )
+            if ( durations_[i] = duration_( i ); durations_[i] > 0 )
+                duration_( i ) = -1;
+    }
+    static float& duration_( size_t i ) { return ImGui::GetIO().KeysDownDuration[ImGui::GetKeyIndex( cKeys[i] )]; }
+
+    static constexpr std::array<ImGuiKey, 2> cKeys{ ImGuiKey_Enter, ImGuiKey_KeyPadEnter };
+    std::array<float, 2> durations_{};
+};
+
 ImGuiInputTextFlags flagsOf( const TextFieldParams& params )
 {
     return ( params.masked ? ImGuiInputTextFlags_Password | ImGuiInputTextFlags_NoUndoRedo : 0 ) |
@@ -245,7 +273,10 @@ TextFieldResult textField( const char* label, std::string& value, const TextFiel
     const bool returning = sMenu.returning && sMenu.field == id;
 
     TextFieldResult result;
-    result.changed = ImGui::InputTextWithHint( label, params.hint, &value, flagsOf( params ) );
+    {
+        const FreshEnterOnly fresh;
+        result.changed = ImGui::InputTextWithHint( label, params.hint, &value, flagsOf( params ) );
+    }
     const bool active = context.ActiveId == id;
     const bool released = wasActive && !active;
     if ( released && state.ID == id && ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ) ) )

@@ -166,6 +166,8 @@ class Program:
                                                     env=self.sandbox.environment) for key in ("ctrl+q", "alt+d")]
                  and self.process.poll() is not None)
         assert self.process.wait(timeout=20) == 0
+        # Halves that found no window are still down, for the next program too.
+        self.xdotool("keyup", "alt", "ctrl")
 
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *map(str, words)], env=self.sandbox.environment, check=True,

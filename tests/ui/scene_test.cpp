@@ -80,6 +80,29 @@ TEST_F( Scene, DeleteRemovesTheSelection )
     EXPECT_TRUE( viewer().sceneRoot().children().empty() );
 }
 
+TEST_F( Scene, DeletingAllOfAGroupDeletesTheGroupToo )
+{
+    auto outer = std::make_shared<Object>(), inner = std::make_shared<Object>(), second = cloneTree( cube() );
+    inner->addChild( viewer().sceneRoot().children()[0] );
+    outer->addChild( inner );
+    outer->addChild( second );
+    viewer().sceneRoot().addChild( outer );
+    settle();
+    settle();
+    inner->children().at( 0 )->select( true );
+    (void)frame();
+    pressTool( "Delete Selection" );
+    ASSERT_EQ( outer->children().size(), 1u ) << "what holds something stays";
+    pressTool( "Undo" );
+    pressTool( "Select all" );
+    pressTool( "Delete Selection" );
+    EXPECT_TRUE( viewer().sceneRoot().children().empty() );
+    pressTool( "Undo" );
+    ASSERT_EQ( viewer().sceneRoot().children().size(), 1u );
+    EXPECT_EQ( outer->children().size(), 2u );
+    EXPECT_EQ( inner->children().size(), 1u );
+}
+
 TEST_F( Scene, EyeInTheListHidesAndShows )
 {
     const Vector2f row{ windowPoint( "##rows", 17, 0 ).x, windowPointFromTop( "##rows", 0, 14 ).y };

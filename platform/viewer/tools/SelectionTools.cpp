@@ -7,6 +7,9 @@
 
 #include <VXMesh/scene/VisualObjects.h>
 
+#include <algorithm>
+#include <unordered_set>
+
 namespace VX
 {
 namespace
@@ -41,13 +44,38 @@ std::string_view anythingMarked( const SelectedObjects& objects )
     return objects.empty() ? "Nothing is selected" : "";
 }
 
+bool isGroup( const Object& object )
+{
+    return object.parent() && !dynamic_cast<const VisualObject*>( &object );
+}
+
+/// Adds the groups of which nothing would be left.
+SceneEdits::Objects withEmptiedGroups( SceneEdits::Objects objects )
+{
+    std::unordered_set<const Object*> going;
+    for ( const auto& object : objects )
+        going.insert( object.get() );
+    const auto isGoing = [&]( const auto& object ) { return going.contains( object.get() ); };
+    for ( size_t i = 0; i < objects.size(); ++i )
+    {
+        Object* group = objects[i]->parent();
+        if ( !group || !isGroup( *group ) || going.contains( group ) )
+            continue;
+        if ( !std::all_of( group->children().begin(), group->children().end(), isGoing ) )
+            continue;
+        going.insert( group );
+        objects.push_back( group->shared_from_this() );
+    }
+    return objects;
+}
+
 /// Marked faces first: they are what the user has just pointed at.
 void deleteSelection()
 {
     if ( !PrimitiveSelection::instance().empty() )
         return PrimitiveSelection::instance().deleteMarked();
     const auto objects = selected();
-    SceneEdits::remove( SceneEdits::nameFor( "Delete", objects ), objects );
+    SceneEdits::remove( SceneEdits::nameFor( "Delete", objects ), withEmptiedGroups( objects ) );
 }
 
 void hideSelected()

@@ -1,3 +1,4 @@
+#include "TestPlaces.h"
 #include "http/Uri.h"
 #include "storage/Presigner.h"
 

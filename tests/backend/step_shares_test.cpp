@@ -1,3 +1,4 @@
+#include "TestPlaces.h"
 #include "support/ScratchFolder.h"
 
 #include "worker/StepReader.h"

@@ -1,4 +1,5 @@
 #include "support/BackendProcess.h"
+#include "TestPlaces.h"
 
 #include <csignal>
 #include <cstdlib>

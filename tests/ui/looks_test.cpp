@@ -1,3 +1,4 @@
+#include "TestPlaces.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 

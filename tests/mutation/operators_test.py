@@ -148,17 +148,15 @@ class Order(unittest.TestCase):
                             for unit, lines in places.items()}, {"a.cpp": {5}})
 
     def test_first_who_comes_to_the_line_then_to_the_file(self):
-        self.assertEqual([self.fast, self.slow, self.file], self.reach.order("a.cpp", 12))
-        self.assertEqual([self.slow, self.fast, self.file], self.reach.order("a.cpp", 20))
+        self.assertEqual([[self.fast, self.slow], [self.file]], self.reach.order("a.cpp", 12))
+        self.assertEqual([[self.slow], [self.fast, self.file]], self.reach.order("a.cpp", 20))
 
     def test_all_where_nobody_comes_or_constants_may_be_meant(self):
-        self.assertEqual(4, len(self.reach.order("c.cpp", 1)))
-        self.assertEqual(4, len(self.reach.order("a.h", 11)))
-        self.assertEqual(self.fast, self.reach.order("a.h", 11)[0])
+        self.assertEqual([0, 0, 4], [len(group) for group in self.reach.order("c.cpp", 1)])
+        self.assertEqual([1, 0, 3], [len(group) for group in self.reach.order("a.h", 11)])
 
     def test_all_where_everybody_comes_by_starting(self):
-        self.assertEqual(3, len(self.reach.order("a.cpp", 10)))
-        self.assertEqual([self.none], self.reach.order("a.cpp", 6)[3:])
+        self.assertEqual([0, 3, 1], [len(group) for group in self.reach.order("a.cpp", 6)])
 
 
 if __name__ == "__main__":

@@ -27,10 +27,10 @@ class Reach:
     def seconds(self, unit: Unit) -> float:
         return self._units[unit][0]
 
-    def order(self, name: str, line: int) -> list[Unit]:
-        """Who could notice a change of this line: first who comes to it, then who comes to the file, the fast ones
-        first. All there are where nobody comes to the file, where everybody comes to the line by starting, and where it
-        is a header, which may hold mere constants."""
+    def order(self, name: str, line: int) -> list[list[Unit]]:
+        """Who could notice a change of this line: who comes to it, who comes to the file, and the others where nobody
+        comes to the file, where everybody comes to the line by starting, and where it is a header, which may hold mere
+        constants. In each group those first who see much of the file in little time."""
         come_to = {at for _, places in self._units.values() for at in places.get(name, set())}
         idle = self._idle.get(name, set())
         known = sorted(come_to | idle)
@@ -43,7 +43,12 @@ class Reach:
             groups[0 if branch in lines else 1 if lines else 2].append(unit)
         if come_to and branch not in idle and not name.endswith(".h"):
             groups.pop()
-        return [unit for group in groups for unit in sorted(group, key=lambda unit: (self.seconds(unit), str(unit)))]
+
+        def worth(unit: Unit) -> tuple[float, str]:
+            seconds, places = self._units[unit]
+            return seconds / (1 + len(places.get(name, set()))), str(unit)
+
+        return [sorted(group, key=worth) for group in groups]
 
 
 def made(workshop: Workshop, runner: Runner, programs: list[str], say) -> Reach:

@@ -59,10 +59,13 @@ void ModalMessage::addButton(
 bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>& clicked ) const
 {
     const auto& message = queue_.front();
-    const float padding = ImGui::GetStyle().WindowPadding.x;
+    const auto& style = ImGui::GetStyle();
+    const float last = width - 96 * scale - style.WindowPadding.x;
     if ( !message.buttonName.empty() )
     {
-        ImGui::SetCursorPosX( width - 192 * scale - padding );
+        const float text = ImGui::CalcTextSize( message.buttonName.c_str(), nullptr, true ).x;
+        const float own = std::max( text + 2 * style.FramePadding.x, 96 * scale );
+        ImGui::SetCursorPosX( last - own - style.ItemSpacing.x );
         if ( UI::dialogButton( message.buttonName.c_str(), scale ) )
         {
             clicked = message.onButtonClick;
@@ -70,7 +73,7 @@ bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>
         }
         ImGui::SameLine();
     }
-    ImGui::SetCursorPosX( width - 96 * scale - padding );
+    ImGui::SetCursorPosX( last );
     const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
     return UI::primaryButton( "OK", scale ) || escape;
 }

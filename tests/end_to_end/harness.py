@@ -1,5 +1,6 @@
 """What the end-to-end tests share: the back end, a display, the program in a window, and looks at what it shows."""
 import argparse
+import filecmp
 import glob
 import os
 import re
@@ -37,13 +38,15 @@ def wait_for(what, condition, seconds=40):
 class Sandbox:
     """A home folder and settings of their own, the back end, and an environment that trusts it.
 
-    A fresh one is the machine of somebody who has just installed the program: an empty home, and no account."""
+    A fresh one is the machine of somebody who has just installed the program: an empty home, and no account. With a
+    port of its own for the back end, something else may stand where the program looks for it."""
 
     made = []
 
-    def __init__(self, options, fresh=False):
+    def __init__(self, options, fresh=False, backend_port=None):
         Sandbox.made.append(self)
         self.options = options
+        self.backend_port = backend_port or options.port
         self.folder = tempfile.mkdtemp(prefix="orvanta-e2e-")
         self.data = os.path.join(self.folder, "data")
         self.environment = dict(os.environ, HOME=os.path.join(self.folder, "home"),
@@ -66,10 +69,11 @@ class Sandbox:
     def start_backend(self):
         with open(os.path.join(self.folder, "backend.log"), "a") as log:
             self.backend = subprocess.Popen(
-                [self.options.backend, "serve", "--data", self.data, "--port", self.options.port], stdout=subprocess.PIPE,
+                [self.options.backend, "serve", "--data", self.data, "--port", self.backend_port], stdout=subprocess.PIPE,
                 stderr=log, text=True)
         line = self.backend.stdout.readline()
         assert "is ready" in line, "the back end does not start: " + line
+        self.backend_port = line.strip().rsplit(":", 1)[1]
 
     def stop_backend(self):
         self.backend.kill()
@@ -112,16 +116,22 @@ class Sandbox:
 
 
 class Display:
-    """A virtual screen without a window manager."""
+    """A virtual screen without a window manager, as large and as fine as its scale says."""
 
-    def __init__(self, sandbox):
+    def __init__(self, sandbox, scale=1):
+        self.scale = scale
+        self.size = "%dx%d" % (1280 * scale, 800 * scale)
         read, write = os.pipe()
-        self.process = subprocess.Popen(["Xvfb", "-displayfd", str(write), "-noreset", "-screen", "0", "1280x800x24"],
+        self.process = subprocess.Popen(["Xvfb", "-noreset", "-displayfd", str(write), "-screen", "0", self.size + "x24"],
                                         pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as line:
             self.name = ":" + line.readline().strip()
         sandbox.environment["DISPLAY"] = self.name
+        # What desktops tell the programs about a fine monitor.
+        subprocess.run(["xprop", "-root", "-f", "RESOURCE_MANAGER", "8s", "-set", "RESOURCE_MANAGER", "Xft.dpi:\t%d\n" % (96 * scale)],
+                       env=sandbox.environment, check=True)
+        sandbox.display = self
 
     def close(self):
         self.process.terminate()
@@ -129,13 +139,14 @@ class Display:
 
 
 class Program:
-    """The program in a real window, used by mouse and keyboard."""
+    """The program in a real window, used by mouse and keyboard. Places are those of a screen of scale 1."""
 
     def __init__(self, sandbox, *files, another=False):
         self.sandbox = sandbox
+        self.scale = sandbox.display.scale
         known = self.windows() if another else []
         with open(os.path.join(sandbox.folder, "programs.log"), "a") as log:
-            self.process = subprocess.Popen([sandbox.options.program, "--verbose", "--size", "1280x800", *files],
+            self.process = subprocess.Popen([sandbox.options.program, "--verbose", "--size", sandbox.display.size, *files],
                                             env=sandbox.environment, stderr=log)
         self.window = wait_for("a window", lambda: self.new_windows(known))[0]
 
@@ -177,7 +188,7 @@ class Program:
         return self.xdotool("getwindowname", self.window).strip()
 
     def move(self, x, y):
-        self.xdotool("mousemove", "--window", self.window, x, y)
+        self.xdotool("mousemove", "--window", self.window, x * self.scale, y * self.scale)
 
     def drag(self, button, start, end):
         self.move(*start)
@@ -194,7 +205,8 @@ class Program:
         subprocess.run([self.sandbox.options.dropper, self.window, *files], env=self.sandbox.environment, check=True, timeout=20)
 
     def picture(self, name):
-        file = os.path.join(self.sandbox.options.pictures, name + ".png")
+        # Packing and unpacking would take longer than all the rest.
+        file = os.path.join(self.sandbox.folder, name + ".ppm")
         subprocess.run(["import", "-window", self.window, file], env=self.sandbox.environment, check=True)
         return file
 
@@ -230,29 +242,52 @@ def pixel(picture, x, y):
     return tuple(int(value) for value in text.split(","))
 
 
-def wait_until_still(program):
-    """Waits until two pictures after each other are the same, and returns the last."""
+def wait_until_still(program, except_for=()):
+    """Waits until two pictures after each other are the same but for some rectangles, and returns the last, without them."""
+    def taken(name):
+        return without(program.picture(name), except_for, program.scale)
+
     def same():
-        first = keep(program.picture("still"), program.sandbox.options, "still_before")
-        second = program.picture("still")
-        return second if difference(first, second) == 0 else None
+        first = shutil.copy(taken("still"), os.path.join(program.sandbox.folder, "still_before.ppm"))
+        second = taken("still")
+        return second if filecmp.cmp(first, second, shallow=False) else None
     # A later wait takes pictures of its own.
-    return shutil.copy(wait_for("the window stands still", same), os.path.join(program.sandbox.folder, "%d.png" % time.monotonic_ns()))
+    return shutil.copy(wait_for("the window stands still", same), os.path.join(program.sandbox.folder, "%d.ppm" % time.monotonic_ns()))
 
 
 def keep(picture, options, name):
-    return shutil.copy(picture, os.path.join(options.pictures, name + ".png"))
+    """Keeps a picture for people to look at."""
+    file = os.path.join(options.pictures, name + ".png")
+    subprocess.run(["convert", picture, file], check=True)
+    return file
 
 
-def compare_with_approved(picture, options, name, at_most=400):
-    """Keeps a picture, and fails when it differs from the one that somebody has looked at and approved."""
-    kept = keep(picture, options, name)
+# So many pixels, at scale 1, may differ from an approved picture.
+TOLERANCE = 400
+
+
+def without(picture, places, scale):
+    """A picture with rectangles (left, top, right, bottom) painted over: what is another in each run."""
+    words = []
+    for left, top, right, bottom in places:
+        words += ["-draw", "rectangle %d,%d %d,%d" % (left * scale, top * scale, right * scale, bottom * scale)]
+    if words:
+        subprocess.run(["mogrify", "-fill", "gray", *words, picture], check=True)
+    return picture
+
+
+def is_like_approved(picture, approved, scale):
+    return difference(approved, picture) <= TOLERANCE * scale**2
+
+
+def compare_with_approved(picture, options, name, scale=1):
+    """Fails when a picture differs from the one that somebody has looked at and approved, and keeps it then."""
     approved = os.path.join(os.path.dirname(os.path.abspath(__file__)), "approved", name + ".png")
     if options.approve:
-        subprocess.run(["convert", kept, "-strip", approved], check=True)
-    pixels = difference(approved, kept)
-    assert pixels <= at_most, "%s differs from %s in %d pixels" % (kept, approved, pixels)
-    return kept
+        subprocess.run(["convert", picture, "-strip", "-define", "png:compression-level=9", approved], check=True)
+    if not is_like_approved(picture, approved, scale):
+        raise AssertionError("%s differs from %s in %d pixels" % (keep(picture, options, name), approved, difference(approved, picture)))
+    return picture
 
 
 def run(steps):

@@ -91,7 +91,7 @@ TEST_F( Site, PackagesAreListedAndServed )
     const auto page = get( "/download" ).body;
     EXPECT_NE( page.find( "href=\"/download/orvanta_0.1.0_amd64.deb\"" ), std::string::npos );
     EXPECT_NE( page.find( "sudo apt install ./orvanta_0.2.0~rc1_amd64.deb" ), std::string::npos );
-    EXPECT_NE( page.find( "1.5 MB" ), std::string::npos );
+    EXPECT_NE( page.find( "1.5&nbsp;MB" ), std::string::npos );
     const auto file = get( "/download/orvanta_0.1.0_amd64.deb" );
     EXPECT_EQ( file.status, 200 );
     EXPECT_EQ( file.file, downloads() / "orvanta_0.1.0_amd64.deb" );

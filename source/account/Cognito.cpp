@@ -110,7 +110,11 @@ std::string Cognito::getEndpoint( const std::string& email )
 
 std::string Cognito::versionNoSpaces()
 {
-    auto version = GetVXVersionString();
+    return versionNoSpaces( GetVXVersionString() );
+}
+
+std::string Cognito::versionNoSpaces( std::string version )
+{
     std::replace( version.begin(), version.end(), ' ', '-' );
     return version;
 }

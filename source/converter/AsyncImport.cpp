@@ -145,7 +145,7 @@ private:
         return deliver_( loadObjectFromFile( context_.outputPath, subprogress( progress_, 0.75f, 1.f ) ) );
     }
 
-    int fetch_( const WebRequest& request, int next, const Continuation& resume )
+    int fetch_( WebRequest request, int next, const Continuation& resume )
     {
         request.send(
             [loader = self_.lock(), next, resume]( const Json::Value& response )

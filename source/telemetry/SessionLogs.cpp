@@ -12,8 +12,6 @@
 #include <algorithm>
 #include <mutex>
 
-#include <ctime>
-
 namespace VX
 {
 namespace
@@ -25,6 +23,12 @@ constexpr auto cFlushPeriod = std::chrono::seconds( 60 );
 int64_t wholeSeconds( std::chrono::nanoseconds time )
 {
     return std::chrono::duration_cast<std::chrono::seconds>( time ).count();
+}
+
+/// A 64-bit integer that is written as one; 7.0 is none.
+bool isWholeNumber( const Json::Value& value )
+{
+    return value.isInt64() && value.type() != Json::realValue;
 }
 
 void post( const Json::Value& body, const char* logName, WebRequest::ResponseCallback callback )
@@ -49,10 +53,7 @@ WebRequest::ResponseCallback reportFailure( const char* operation )
 
 std::chrono::nanoseconds SessionLogs::systemTime_()
 {
-    // Reading the exact clock takes longer than all else that is done here.
-    timespec time{};
-    ::clock_gettime( CLOCK_REALTIME_COARSE, &time );
-    return std::chrono::seconds( time.tv_sec ) + std::chrono::nanoseconds( time.tv_nsec );
+    return std::chrono::system_clock::now().time_since_epoch();
 }
 
 SessionLogs& SessionLogs::instance_()
@@ -91,8 +92,11 @@ void SessionLogs::allow( bool allow )
     auto& self = instance_();
     // The stored consent of a user does not outdo the command line.
     self.allowed_ = allow && self.enabled_;
-    if ( !allow )
-        self.actions_ = { { Actions::cForbidTelemetry, wholeSeconds( self.now_() ) } };
+    if ( allow )
+        return;
+    self.actions_.clear();
+    if ( self.enabled_ )
+        self.actions_.push_back( { Actions::cForbidTelemetry, wholeSeconds( self.now_() ) } );
 }
 
 void SessionLogs::requestSessionId( const std::string& email )
@@ -113,7 +117,7 @@ void SessionLogs::requestSessionId( const std::string& email )
             }
             spdlog::debug( "{}", parsed->toStyledString() );
             auto& self = instance_();
-            if ( parsed->isObject() && ( *parsed )["sessionId"].isInt64() )
+            if ( parsed->isObject() && isWholeNumber( ( *parsed )["sessionId"] ) )
                 self.sessionId_ = ( *parsed )["sessionId"].asInt64();
             self.lastFlush_ = self.now_();
         } );

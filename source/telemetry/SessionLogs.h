@@ -45,7 +45,7 @@ private:
         std::string name;
         int64_t timestamp; ///< seconds since the Unix epoch
     };
-    /// The system's time since the Unix epoch, a few milliseconds coarse.
+    /// The system's time since the Unix epoch.
     using Clock = std::chrono::nanoseconds ( * )();
 
     SessionLogs() = default;

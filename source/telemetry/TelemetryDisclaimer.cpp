@@ -26,7 +26,7 @@ bool isAnswered()
 {
     static const std::string sKey = cShowTelemetryDisclaimerModalConfigKey;
     const auto value = Config::instance().getJsonValue( sKey );
-    return value.isInt() && value.asInt() == 0;
+    return value.type() == Json::intValue && value.asInt64() == 0;
 }
 
 void rememberAnswer()
@@ -42,12 +42,12 @@ void accept()
     rememberAnswer();
 }
 
-void openSettings( OrvantaRibbonMenu& menu )
+void openSettings( const std::function<void( const std::shared_ptr<RibbonMenuItem>& )>& start )
 {
     if ( auto* settings = ViewerSettingsPlugin::instance() )
     {
         if ( !settings->isActive() )
-            menu.emitItemPressed( RibbonSchemaHolder::findItem( settings->name() ) );
+            start( RibbonSchemaHolder::findItem( settings->name() ) );
         settings->setActiveTab( ViewerSettingsPlugin::TabType::Application );
     }
     rememberAnswer();
@@ -94,7 +94,8 @@ void OrvantaRibbonMenu::telemetryDisclaimerModal_( float menuScaling )
             accept();
         ImGui::SameLine();
         if ( UI::button( "Manage Settings", { width, 0 }, { .primary = false } ) )
-            openSettings( *this );
+            // Nobody has pressed the tool, so nothing is said of it.
+            openSettings( [this]( const auto& item ) { RibbonMenu::itemPressed_( item, {} ); } );
         ImGui::PopStyleVar();
         ImGui::EndPopup();
     }

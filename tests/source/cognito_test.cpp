@@ -73,6 +73,7 @@ TEST( CognitoEndpoint, VersionHasNoSpaces )
 {
     EXPECT_EQ( Cognito::versionNoSpaces().find( ' ' ), std::string::npos );
     EXPECT_EQ( Cognito::versionNoSpaces(), GetVXVersionString() );
+    EXPECT_EQ( Cognito::versionNoSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
     EXPECT_TRUE( Cognito::cAuthUrl.ends_with( "/auth" ) );
 }
 

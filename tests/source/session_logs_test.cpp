@@ -184,6 +184,7 @@ TEST_F( SessionLogsTest, VetoSendsAndKeepsNothing )
     EXPECT_FALSE( SessionLogs::isAllowed() ) << "whatever consent is stored";
     SessionLogs::logAction( "x" );
     UserInfo::setEmail( {} );
+    SessionLogs::allow( false );
     EXPECT_TRUE( transport_->sent().empty() );
     EXPECT_EQ( SessionLogsTestAccess::take(), Names{} );
 }
@@ -226,7 +227,8 @@ TEST_F( SessionLogsTest, SigningOutOfNothingStillEndsTheSession )
 TEST_F( SessionLogsTest, AnswersOfOtherKindsOpenNoSession )
 {
     for ( const char* text : { "{}", "[]", "7", "\"x\"", "null", R"({"sessionId":"7"})", R"({"sessionId":1.5})",
-              R"({"sessionId":9223372036854775808})", R"({"sessionId":null})", R"({"sessionId":[1]})" } )
+              R"({"sessionId":7.0})", R"({"sessionId":1e3})", R"({"sessionId":9223372036854775808})",
+              R"({"sessionId":null})", R"({"sessionId":[1]})" } )
     {
         sNow += 1s;
         SessionLogs::requestSessionId( "ann@example.org" );
@@ -234,6 +236,9 @@ TEST_F( SessionLogsTest, AnswersOfOtherKindsOpenNoSession )
         EXPECT_EQ( SessionLogsTestAccess::sessionId(), -1 ) << text;
         EXPECT_EQ( SessionLogsTestAccess::lastFlush(), sNow ) << "the minute counts from here";
     }
+    SessionLogs::requestSessionId( "ann@example.org" );
+    answer( R"({"sessionId":9223372036854775807})" );
+    EXPECT_EQ( SessionLogsTestAccess::sessionId(), std::numeric_limits<int64_t>::max() );
     SessionLogs::requestSessionId( "ann@example.org" );
     answer( R"({"sessionId":-9223372036854775808})" );
     EXPECT_EQ( SessionLogsTestAccess::sessionId(), std::numeric_limits<int64_t>::min() );
@@ -257,6 +262,7 @@ TEST_F( SessionLogsTest, FailuresAreLoggedAndNothingIsSentAgain )
                                "connection." ) )
         << log.text();
     openSession();
+    EXPECT_TRUE( log.contains( "debug: {\n\t\"sessionId\" : 77\n}\n" ) ) << log.text();
     SessionLogs::logAction( "x" );
     SessionLogs::flushIfNeeded( true );
     EXPECT_TRUE( log.contains( "debug: Telemetry: 77->x" ) );
@@ -282,6 +288,18 @@ TEST_F( SessionLogsTest, ClockThatIsSetBackOnlyDelays )
     sNow += 24h;
     SessionLogs::flushIfNeeded( false );
     EXPECT_EQ( sent().size(), 3u );
+}
+
+TEST_F( SessionLogsTest, TimesAreThoseOfTheSystemsClock )
+{
+    for ( int i = 0; i < 1000; ++i )
+    {
+        const auto before = std::chrono::system_clock::now().time_since_epoch(),
+                   now = SessionLogsTestAccess::systemTime(),
+                   after = std::chrono::system_clock::now().time_since_epoch();
+        ASSERT_LE( before, now ) << i;
+        ASSERT_LE( now, after ) << i;
+    }
 }
 
 TEST_F( SessionLogsTest, ServiceThatIsDownForAnHourLosesItsActionsOnly )

@@ -24,6 +24,8 @@ void ImportFixture::SetUp()
     transport_ = std::make_shared<ScriptedTransport>(
         [this]( const WebRequestData& request ) -> std::optional<Json::Value>
         {
+            if ( onRequest_ )
+                onRequest_( kindOf_( request ) );
             const std::lock_guard lock( mutex_ );
             auto& queue = answers_[kindOf_( request )];
             if ( queue.empty() )

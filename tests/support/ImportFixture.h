@@ -39,6 +39,8 @@ protected:
     static Json::Value ok( const std::string& text );
     static Json::Value result( const std::string& json ) { return ok( R"({"result": )" + json + "}" ); }
 
+    /// Called with the kind of each request before it is answered, on the thread that sends it.
+    std::function<void( const std::string& )> onRequest_;
     std::string name_;
     std::filesystem::path file_;
     std::shared_ptr<ScriptedTransport> transport_;

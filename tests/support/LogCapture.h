@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace VX::Testing
 {
@@ -10,7 +12,10 @@ namespace VX::Testing
 class LogCapture
 {
 public:
-    LogCapture();
+    /// Called with each line before it is written, on the thread that logs it.
+    using OnLine = std::function<void( std::string_view text )>;
+
+    explicit LogCapture( OnLine onLine = {} );
     ~LogCapture();
     LogCapture( const LogCapture& ) = delete;
     LogCapture& operator=( const LogCapture& ) = delete;

@@ -30,6 +30,7 @@ struct SessionLogsTestAccess
         if ( clock )
             self.now_ = clock;
     }
+    static std::chrono::nanoseconds systemTime() { return SessionLogs::systemTime_(); }
     /// As after "-noTelemetry".
     static void veto() { SessionLogs::instance_().enabled_ = SessionLogs::instance_().allowed_ = false; }
     static int64_t sessionId() { return SessionLogs::instance_().sessionId_; }

@@ -38,32 +38,40 @@ class ConversionJobs
 public:
     using Clock = std::function<std::chrono::sys_seconds()>;
 
+    template <typename T>
+    using Result = DatabaseResult<T>;
+
+    /// Makes the table where it is missing.
+    [[nodiscard]] static Result<void> prepare( Database& database );
+
     ConversionJobs( Database& database, Clock clock );
 
     /// A new job with an unguessable id of 128 bits, as 32 hexadecimal digits.
-    [[nodiscard]] ConversionJob create( const std::string& inputFormat );
-    [[nodiscard]] std::optional<ConversionJob> find( const std::string& id );
-    /// Queues a job that was only created; false when it was further along already.
-    bool queue( const std::string& id );
+    [[nodiscard]] Result<ConversionJob> create( const std::string& inputFormat );
+    [[nodiscard]] Result<std::optional<ConversionJob>> find( const std::string& id );
+    /// Queues a job that was only created; false when it was further along already, or is gone.
+    [[nodiscard]] Result<bool> queue( const std::string& id );
 
     /// Takes the oldest queued job over; two takers never get the same one.
-    [[nodiscard]] std::optional<ConversionJob> take();
-    void finish( const std::string& id );
-    void fail( const std::string& id, const std::string& error );
+    [[nodiscard]] Result<std::optional<ConversionJob>> take();
+    [[nodiscard]] Result<void> finish( const std::string& id );
+    [[nodiscard]] Result<void> fail( const std::string& id, const std::string& error );
 
     /// Queues jobs again that were running when a process died; one that has died twice has failed.
-    void recover();
+    [[nodiscard]] Result<void> recover();
     /// Removes jobs older than that and returns them.
-    [[nodiscard]] std::vector<ConversionJob> expire( std::chrono::seconds age );
+    [[nodiscard]] Result<std::vector<ConversionJob>> expire( std::chrono::seconds age );
 
     /// Removes the oldest that is not waiting for a worker or running, and returns it.
-    [[nodiscard]] std::optional<ConversionJob> expireOldest();
+    [[nodiscard]] Result<std::optional<ConversionJob>> expireOldest();
 
     /// Returns when a job of this process may have changed, or after that time.
     void waitForChange( std::chrono::milliseconds most );
     void notifyChange();
 
 private:
+    [[nodiscard]] Result<void> end_( const std::string& id, JobState state, const SqlValue& error );
+
     Database& database_;
     Clock clock_;
     std::mutex mutex_;

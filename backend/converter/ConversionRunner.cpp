@@ -27,14 +27,19 @@ ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, Ru
     std::error_code ec;
     std::filesystem::remove_all( options_.folder, ec );
     std::filesystem::create_directories( options_.folder, ec );
-    jobs_.recover();
+    if ( const auto recovered = jobs_.recover(); !recovered )
+        spdlog::error( "Conversion: {}", recovered.error().text );
     for ( int i = 0; i < options_.slots; ++i )
         threads_.emplace_back( [this] { runSlot_(); } );
 }
 
 ConversionRunner::~ConversionRunner()
 {
-    stopping_ = true;
+    {
+        const std::lock_guard lock( mutex_ );
+        stopping_ = true;
+    }
+    stopped_.notify_all();
     jobs_.notifyChange();
     for ( auto& thread : threads_ )
         thread.join();
@@ -55,7 +60,10 @@ void ConversionRunner::runSlot_()
     while ( !stopping_ )
     {
         tidy_();
-        const auto job = jobs_.take();
+        const auto taken = jobs_.take();
+        if ( !taken )
+            spdlog::error( "Conversion: {}", taken.error().text );
+        const auto job = taken.value_or( std::nullopt );
         if ( !job )
         {
             jobs_.waitForChange( cLookAgain );
@@ -66,7 +74,8 @@ void ConversionRunner::runSlot_()
         if ( worker )
             run_( *job, std::move( worker ) );
         else
-            jobs_.fail( job->id, "The conversion service has no resources left; try again later" );
+            end_( *job,
+                tl::unexpected( std::string( "The conversion service has no resources left; try again later" ) ) );
         worker = freshWorker_();
     }
 }
@@ -86,14 +95,26 @@ void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerPro
         return;
     if ( done )
         done = store_.store( job.resultKey(), worker->resultFile() );
-    if ( done )
-        jobs_.finish( job.id );
-    else
-        jobs_.fail( job.id, done.error() );
+    end_( job, done );
     store_.remove( job.uploadKey() );
     const auto ms =
         std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - begin ).count();
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
+}
+
+void ConversionRunner::end_( const ConversionJob& job, const tl::expected<void, std::string>& done )
+{
+    while ( true )
+    {
+        const auto written = done ? jobs_.finish( job.id ) : jobs_.fail( job.id, done.error() );
+        if ( written )
+            return;
+        spdlog::error( "Conversion: {}", written.error().text );
+        if ( stopping_ )
+            return;
+        std::unique_lock lock( mutex_ );
+        stopped_.wait_for( lock, cLookAgain, [this] { return stopping_.load(); } );
+    }
 }
 
 void ConversionRunner::tidy_()
@@ -102,7 +123,10 @@ void ConversionRunner::tidy_()
     auto due = nextTidying_.load();
     if ( now < due || !nextTidying_.compare_exchange_strong( due, now + cTidyEvery.count() ) )
         return;
-    for ( const auto& job : jobs_.expire( options_.keep ) )
+    const auto expired = jobs_.expire( options_.keep );
+    if ( !expired )
+        return spdlog::error( "Conversion: {}", expired.error().text );
+    for ( const auto& job : *expired )
         removeObjects_( job );
     // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
     store_.removeOlder( 2 * options_.keep );
@@ -110,9 +134,11 @@ void ConversionRunner::tidy_()
     {
         const auto oldest = jobs_.expireOldest();
         if ( !oldest )
+            return spdlog::error( "Conversion: {}", oldest.error().text );
+        if ( !*oldest )
             break;
         spdlog::warn( "Conversion: the store is full, the oldest job is removed" );
-        removeObjects_( *oldest );
+        removeObjects_( **oldest );
     }
 }
 

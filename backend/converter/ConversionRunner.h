@@ -5,6 +5,8 @@
 #include "storage/ObjectStore.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace VX::Backend
@@ -33,6 +35,8 @@ public:
 private:
     void runSlot_();
     void run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker );
+    /// Writes how a job has ended; while that cannot be done it is tried again, for a client waits for it.
+    void end_( const ConversionJob& job, const tl::expected<void, std::string>& done );
     void tidy_();
     void removeObjects_( const ConversionJob& job );
     [[nodiscard]] std::unique_ptr<WorkerProcess> freshWorker_();
@@ -40,6 +44,8 @@ private:
     ConversionJobs& jobs_;
     ObjectStore& store_;
     RunnerOptions options_;
+    std::mutex mutex_;
+    std::condition_variable stopped_;
     std::atomic<bool> stopping_{ false };
     std::atomic<int64_t> nextTidying_{ 0 };
     std::vector<std::thread> threads_;

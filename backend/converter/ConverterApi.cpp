@@ -35,6 +35,17 @@ HttpResponse failure( int status, const std::string& message )
     return out;
 }
 
+HttpResponse unavailable( const DatabaseError& error )
+{
+    spdlog::error( "Conversion: {}", error.text );
+    return failure( 503, "The conversion service cannot work now; try again in a moment" );
+}
+
+HttpResponse unknownJob()
+{
+    return failure( 404, "This conversion is not known; open the file again" );
+}
+
 /// What is wrong with a request's formats; empty when nothing is.
 std::string formatProblem( const Json::Value& body )
 {
@@ -102,9 +113,12 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
         return respond( failure( 400, "The request is not a JSON object" ) );
     const auto token = textMember( *body, "access_token" );
     options_.mayConvert( token,
-        [this, call, body = *body, respond, nobody = token.empty()]( bool good )
+        [this, call, body = *body, respond, nobody = token.empty()]( const AccessCheck& access )
         {
-            if ( !good )
+            using Verdict = AccessCheck::Verdict;
+            if ( access.verdict == Verdict::Unknown )
+                return respond( failure( 503, "Your sign-in cannot be checked now; try again in a moment" ) );
+            if ( access.verdict == Verdict::Bad )
                 return respond( failure( 401, nobody ? "Sign in to convert files"
                                                      : "Your sign-in is not valid any more; sign out and in again" ) );
             respond( call == "/request" ? request_( body ) : convert_( body ) );
@@ -116,9 +130,11 @@ HttpResponse ConverterApi::request_( const Json::Value& body )
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
     const auto job = jobs_.create( toLower( textMember( body, "input_format" ) ) );
+    if ( !job )
+        return unavailable( job.error() );
     Json::Value result;
-    result["request_id"] = job.id;
-    result["url"] = store_.putUrl( job.uploadKey(), options_.urlLifetime );
+    result["request_id"] = job->id;
+    result["url"] = store_.putUrl( job->uploadKey(), options_.urlLifetime );
     return success( result );
 }
 
@@ -129,20 +145,32 @@ HttpResponse ConverterApi::convert_( const Json::Value& body )
     if ( textMember( body, "output_format" ) != "vxu" )
         return failure( 400, "The output format must be \"vxu\"" );
     const auto id = textMember( body, "request_id" );
-    const auto job = isRequestId( id ) ? jobs_.find( id ) : std::nullopt;
+    if ( !isRequestId( id ) )
+        return unknownJob();
+    const auto job = jobs_.find( id );
     if ( !job )
-        return failure( 404, "This conversion is not known; open the file again" );
-    if ( job->state == JobState::Created && !store_.exists( job->uploadKey() ) )
+        return unavailable( job.error() );
+    if ( !*job )
+        return unknownJob();
+    if ( ( *job )->state != JobState::Created )
+        return success( Json::Value( Json::objectValue ) );
+    if ( !store_.exists( ( *job )->uploadKey() ) )
         return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
-    jobs_.queue( id );
+    if ( const auto queued = jobs_.queue( id ); !queued )
+        return unavailable( queued.error() );
     return success( Json::Value( Json::objectValue ) );
 }
 
 std::optional<HttpResponse> ConverterApi::statusOf_( const std::string& id, bool waitLonger )
 {
-    const auto job = isRequestId( id ) ? jobs_.find( id ) : std::nullopt;
+    if ( !isRequestId( id ) )
+        return unknownJob();
+    const auto found = jobs_.find( id );
+    if ( !found )
+        return unavailable( found.error() );
+    const auto& job = *found;
     if ( !job )
-        return failure( 404, "This conversion is not known; open the file again" );
+        return unknownJob();
     Json::Value result;
     switch ( job->state )
     {

@@ -2,6 +2,7 @@
 
 #include "converter/ConversionJobs.h"
 #include "http/HttpServer.h"
+#include "identity/IdentityService.h"
 #include "storage/ObjectStore.h"
 
 #include <atomic>
@@ -17,7 +18,7 @@ namespace VX::Backend
 struct ConverterApiOptions
 {
     /// Tells whether a token may convert files, at once or later on another thread; an empty token is that of nobody.
-    std::function<void( const std::string& token, std::function<void( bool )> told )> mayConvert;
+    std::function<void( const std::string& token, IdentityService::AccessTold told )> mayConvert;
     /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
     std::chrono::seconds urlLifetime{ 1800 };
     /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two

@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 #include <sodium.h>
-#include <spdlog/spdlog.h>
 
 #include <algorithm>
 
@@ -38,9 +37,42 @@ Account accountOf( const SqlRow& row )
         std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ) };
 }
 
-std::optional<Account> onlyOf( const std::vector<SqlRow>& rows )
+using Rows = std::vector<SqlRow>;
+
+std::optional<Account> onlyOf( const Rows& rows )
 {
     return rows.empty() ? std::nullopt : std::optional( accountOf( rows[0] ) );
+}
+
+/// Runs statements that know one thing, until one fails.
+DatabaseResult<void> executeFor(
+    Database& database, const std::string& parameter, std::initializer_list<const char*> statements )
+{
+    for ( const char* sql : statements )
+        if ( const auto done = database.execute( sql, { parameter } ); !done )
+            return tl::unexpected( done.error() );
+    return {};
+}
+
+/// Whether it was done, where how much does not matter.
+DatabaseResult<void> done( const DatabaseResult<int>& changed )
+{
+    if ( !changed )
+        return tl::unexpected( changed.error() );
+    return {};
+}
+
+// In the table of older data folders there is one code of a purpose, and only one can be.
+DatabaseResult<void> takeOverOldCodes( Database& database )
+{
+    const auto old = database.query( "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'codes'" );
+    if ( !old )
+        return tl::unexpected( old.error() );
+    if ( old->empty() )
+        return {};
+    return executeAll(
+        database, { "INSERT OR IGNORE INTO mailed_codes SELECT account, purpose, hash, expires, tries FROM codes",
+                      "DROP TABLE codes" } );
 }
 
 const char* nameOf( CodePurpose purpose )
@@ -50,36 +82,30 @@ const char* nameOf( CodePurpose purpose )
 
 } // namespace
 
+DatabaseResult<void> Accounts::prepare( Database& database )
+{
+    Database::Transaction transaction( database );
+    return executeAll( database,
+        {
+            "CREATE TABLE IF NOT EXISTS accounts(id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT "
+            "NULL, confirmed INTEGER NOT NULL, created INTEGER NOT NULL)",
+            "CREATE TABLE IF NOT EXISTS mailed_codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT "
+            "NULL, expires INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash))",
+            "CREATE TABLE IF NOT EXISTS refresh_tokens(hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER "
+            "NOT NULL) WITHOUT ROWID",
+            "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
+            "CREATE TABLE IF NOT EXISTS failed_sign_ins(email TEXT PRIMARY KEY, failures INTEGER NOT NULL, last "
+            "INTEGER NOT NULL) WITHOUT ROWID",
+        } )
+        .and_then( [&] { return takeOverOldCodes( database ); } )
+        .and_then( [&] { return transaction.commit(); } );
+}
+
 Accounts::Accounts( Database& database, std::string codeKey, Clock clock )
     : database_( database )
     , codeKey_( std::move( codeKey ) )
     , clock_( std::move( clock ) )
 {
-    for ( const char* sql : {
-              "CREATE TABLE IF NOT EXISTS accounts(id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT "
-              "NULL, confirmed INTEGER NOT NULL, created INTEGER NOT NULL)",
-              "CREATE TABLE IF NOT EXISTS mailed_codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT "
-              "NULL, expires INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash))",
-              "CREATE TABLE IF NOT EXISTS refresh_tokens(hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER "
-              "NOT NULL) WITHOUT ROWID",
-              "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
-              "CREATE TABLE IF NOT EXISTS failed_sign_ins(email TEXT PRIMARY KEY, failures INTEGER NOT NULL, last "
-              "INTEGER NOT NULL) WITHOUT ROWID",
-          } )
-        database_.execute( sql );
-    takeOverOldCodes_();
-}
-
-// In the table of older data folders there is one code of a purpose, and only one can be.
-void Accounts::takeOverOldCodes_()
-{
-    Database::Transaction transaction( database_ );
-    if ( database_.query( "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'codes'" ).empty() )
-        return;
-    database_.execute( "INSERT OR IGNORE INTO mailed_codes SELECT account, purpose, hash, expires, tries FROM codes" );
-    database_.execute( "DROP TABLE codes" );
-    if ( !transaction.commit() )
-        spdlog::error( "Codes that were mailed by an older version cannot be taken over" );
 }
 
 std::string Accounts::normalized( const std::string& email )
@@ -94,53 +120,64 @@ std::string Accounts::normalized( const std::string& email )
     return dot != std::string::npos && dot > at + 1 && dot + 1 < email.size() ? toLower( email ) : std::string();
 }
 
-std::optional<Account> Accounts::add( const std::string& email, const std::string& passwordHash, bool confirmed )
+DatabaseResult<std::optional<Account>> Accounts::add(
+    const std::string& email, const std::string& passwordHash, bool confirmed )
 {
     const Account account{ randomHex( 16 ), email, passwordHash, confirmed, clock_() };
-    const int added = database_.execute( "INSERT OR IGNORE INTO accounts VALUES(?, ?, ?, ?, ?)",
-        { account.id, email, passwordHash, int64_t( confirmed ), count( account.created ) } );
-    return added == 1 ? std::optional( account ) : std::nullopt;
+    return database_
+        .execute( "INSERT INTO accounts(id, email, password, confirmed, created) VALUES(?, ?, ?, ?, ?) ON "
+                  "CONFLICT(email) DO NOTHING",
+            { account.id, email, passwordHash, int64_t( confirmed ), count( account.created ) } )
+        .map( [&]( int added ) { return added == 1 ? std::optional( account ) : std::nullopt; } );
 }
 
-std::optional<Account> Accounts::find( const std::string& email )
+DatabaseResult<std::optional<Account>> Accounts::find( const std::string& email )
 {
-    return onlyOf( database_.query( std::string( cColumns ) + "WHERE email = ?", { email } ) );
+    return database_.query( std::string( cColumns ) + "WHERE email = ?", { email } ).map( onlyOf );
 }
 
-std::optional<Account> Accounts::findById( const std::string& id )
+DatabaseResult<std::optional<Account>> Accounts::findById( const std::string& id )
 {
-    return onlyOf( database_.query( std::string( cColumns ) + "WHERE id = ?", { id } ) );
+    return database_.query( std::string( cColumns ) + "WHERE id = ?", { id } ).map( onlyOf );
 }
 
-std::vector<Account> Accounts::list()
+DatabaseResult<std::vector<Account>> Accounts::list()
 {
-    std::vector<Account> out;
-    for ( const auto& row : database_.query( std::string( cColumns ) + "ORDER BY email" ) )
-        out.push_back( accountOf( row ) );
-    return out;
+    return database_.query( std::string( cColumns ) + "ORDER BY email" )
+        .map(
+            []( const Rows& rows )
+            {
+                std::vector<Account> out;
+                for ( const auto& row : rows )
+                    out.push_back( accountOf( row ) );
+                return out;
+            } );
 }
 
-void Accounts::confirm( const std::string& id )
+DatabaseResult<void> Accounts::confirm( const std::string& id )
 {
-    database_.execute( "UPDATE accounts SET confirmed = 1 WHERE id = ?", { id } );
-    database_.execute( "DELETE FROM mailed_codes WHERE account = ? AND purpose = ?",
-        { id, std::string( nameOf( CodePurpose::SignUp ) ) } );
+    return executeFor( database_, id,
+        { "UPDATE accounts SET confirmed = 1 WHERE id = ?",
+            "DELETE FROM mailed_codes WHERE account = ? AND purpose = 'sign-up'" } );
 }
 
-void Accounts::setPassword( const std::string& id, const std::string& passwordHash )
+DatabaseResult<void> Accounts::setPassword( const std::string& id, const std::string& passwordHash )
 {
-    database_.execute( "UPDATE accounts SET password = ? WHERE id = ?", { passwordHash, id } );
-    for ( const char* sql :
-        { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?" } )
-        database_.execute( sql, { id } );
-    database_.execute( "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)", { id } );
+    return done( database_.execute( "UPDATE accounts SET password = ? WHERE id = ?", { passwordHash, id } ) )
+        .and_then(
+            [&]
+            {
+                return executeFor( database_, id,
+                    { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?",
+                        "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)" } );
+            } );
 }
 
-void Accounts::remove( const std::string& id )
+DatabaseResult<void> Accounts::remove( const std::string& id )
 {
-    for ( const char* sql : { "DELETE FROM refresh_tokens WHERE account = ?",
-              "DELETE FROM mailed_codes WHERE account = ?", "DELETE FROM accounts WHERE id = ?" } )
-        database_.execute( sql, { id } );
+    return executeFor( database_, id,
+        { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?",
+            "DELETE FROM accounts WHERE id = ?" } );
 }
 
 std::string Accounts::codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const
@@ -153,41 +190,44 @@ std::string Accounts::codeHash_( const std::string& id, CodePurpose purpose, con
     return hex( out );
 }
 
-std::string Accounts::newCode( const std::string& id, CodePurpose purpose, seconds life )
+DatabaseResult<std::string> Accounts::newCode( const std::string& id, CodePurpose purpose, seconds life )
 {
     const auto code = fmt::format( "{:06}", randombytes_uniform( 1000000 ) );
-    database_.execute( "INSERT OR REPLACE INTO mailed_codes VALUES(?, ?, ?, ?, 0)",
-        { id, std::string( nameOf( purpose ) ), codeHash_( id, purpose, code ), count( clock_() + life ) } );
-    return code;
+    return database_
+        .execute( "INSERT OR REPLACE INTO mailed_codes VALUES(?, ?, ?, ?, 0)",
+            { id, std::string( nameOf( purpose ) ), codeHash_( id, purpose, code ), count( clock_() + life ) } )
+        .map( [&]( int ) { return code; } );
 }
 
-CodeCheck Accounts::takeCode(
+DatabaseResult<CodeCheck> Accounts::takeCode(
     const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code )
 {
     auto result = CodeCheck::Expired;
     for ( const auto purpose : purposes )
     {
         const auto check = takeCodeOf_( id, purpose, code );
-        if ( check == CodeCheck::Good )
+        if ( !check || *check == CodeCheck::Good )
             return check;
         // Where codes of one purpose may still be tried it is this code that is wrong.
-        if ( result == CodeCheck::Expired || check == CodeCheck::Wrong )
-            result = check;
+        if ( result == CodeCheck::Expired || *check == CodeCheck::Wrong )
+            result = *check;
     }
     return result;
 }
 
-CodeCheck Accounts::takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code )
+DatabaseResult<CodeCheck> Accounts::takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code )
 {
     const std::string name = nameOf( purpose );
     const auto rows = database_.query( "SELECT hash, tries FROM mailed_codes WHERE account = ? AND purpose = ? AND "
                                        "expires > ?",
         { id, name, count( clock_() ) } );
-    if ( rows.empty() )
+    if ( !rows )
+        return tl::unexpected( rows.error() );
+    if ( rows->empty() )
         return CodeCheck::Expired;
     const auto given = codeHash_( id, purpose, code );
     bool alive = false, good = false;
-    for ( const auto& row : rows )
+    for ( const auto& row : *rows )
     {
         const auto wanted = textOf( row[0] );
         const bool tried = integerOf( row[1] ) >= cCodeTries;
@@ -195,63 +235,79 @@ CodeCheck Accounts::takeCodeOf_( const std::string& id, CodePurpose purpose, con
         good |=
             !tried && wanted.size() == given.size() && sodium_memcmp( wanted.data(), given.data(), given.size() ) == 0;
     }
-    if ( good )
-        database_.execute( "DELETE FROM mailed_codes WHERE account = ? AND purpose = ?", { id, name } );
-    else if ( alive )
-        database_.execute(
-            "UPDATE mailed_codes SET tries = tries + 1 WHERE account = ? AND purpose = ?", { id, name } );
-    return good ? CodeCheck::Good : alive ? CodeCheck::Wrong : CodeCheck::TooManyTries;
+    if ( !alive )
+        return CodeCheck::TooManyTries;
+    const auto* noted = good ? "DELETE FROM mailed_codes WHERE account = ? AND purpose = ?"
+                             : "UPDATE mailed_codes SET tries = tries + 1 WHERE account = ? AND purpose = ?";
+    return database_.execute( noted, { id, name } )
+        .map( [&]( int ) { return good ? CodeCheck::Good : CodeCheck::Wrong; } );
 }
 
-std::string Accounts::newRefreshToken( const std::string& id, seconds life )
+DatabaseResult<std::string> Accounts::newRefreshToken( const std::string& id, seconds life )
 {
     std::string random( 32, '\0' );
     randombytes_buf( random.data(), random.size() );
-    auto token = base64Url( random );
-    database_.execute(
-        "INSERT INTO refresh_tokens VALUES(?, ?, ?)", { hex( sha256( token ) ), id, count( clock_() + life ) } );
-    return token;
+    const auto token = base64Url( random );
+    return database_
+        .execute(
+            "INSERT INTO refresh_tokens VALUES(?, ?, ?)", { hex( sha256( token ) ), id, count( clock_() + life ) } )
+        .map( [&]( int ) { return token; } );
 }
 
-RefreshCheck Accounts::checkRefreshToken( const std::string& token, Account& account )
+DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& token, Account& account )
 {
     const auto rows = database_.query( "SELECT a.id, a.email, a.password, a.confirmed, a.created, t.expires FROM "
                                        "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash = ?",
         { hex( sha256( token ) ) } );
-    if ( rows.empty() )
+    if ( !rows )
+        return tl::unexpected( rows.error() );
+    if ( rows->empty() )
         return RefreshCheck::Invalid;
-    account = accountOf( rows[0] );
-    return integerOf( rows[0][5] ) > count( clock_() ) ? RefreshCheck::Good : RefreshCheck::Expired;
+    const auto& row = rows->front();
+    account = accountOf( row );
+    return integerOf( row.back() ) > count( clock_() ) ? RefreshCheck::Good : RefreshCheck::Expired;
 }
 
-bool Accounts::isLocked( const std::string& email )
+DatabaseResult<bool> Accounts::isLocked( const std::string& email )
 {
     const auto rows = database_.query( "SELECT failures, last FROM failed_sign_ins WHERE email = ?", { email } );
-    if ( rows.empty() || integerOf( rows[0][0] ) < cFreeFailures )
+    if ( !rows )
+        return tl::unexpected( rows.error() );
+    if ( rows->empty() || integerOf( rows->front()[0] ) < cFreeFailures )
         return false;
-    const auto beyond = std::min<int64_t>( integerOf( rows[0][0] ) - cFreeFailures, 30 );
+    const auto beyond = std::min<int64_t>( integerOf( rows->front()[0] ) - cFreeFailures, 30 );
     const auto lock = std::min( seconds( int64_t( 1 ) << beyond ), cLongestLock );
-    return count( clock_() ) < integerOf( rows[0][1] ) + lock.count();
+    return count( clock_() ) < integerOf( rows->front()[1] ) + lock.count();
 }
 
-void Accounts::noteFailure( const std::string& email )
+DatabaseResult<void> Accounts::noteFailure( const std::string& email )
 {
-    database_.execute( "INSERT INTO failed_sign_ins VALUES(?1, 1, ?2) ON CONFLICT(email) DO UPDATE SET failures = "
-                       "failures + 1, last = ?2",
-        { email, count( clock_() ) } );
+    return done( database_.execute( "INSERT INTO failed_sign_ins VALUES(?1, 1, ?2) ON CONFLICT(email) DO UPDATE SET "
+                                    "failures = failures + 1, last = ?2",
+        { email, count( clock_() ) } ) );
 }
 
-void Accounts::forgetFailures( const std::string& email )
+DatabaseResult<void> Accounts::forgetFailures( const std::string& email )
 {
-    database_.execute( "DELETE FROM failed_sign_ins WHERE email = ?", { email } );
+    return done( database_.execute( "DELETE FROM failed_sign_ins WHERE email = ?", { email } ) );
 }
 
-void Accounts::clean()
+DatabaseResult<void> Accounts::clean()
 {
     const auto now = clock_();
-    database_.execute( "DELETE FROM mailed_codes WHERE expires <= ?", { count( now ) } );
-    database_.execute( "DELETE FROM refresh_tokens WHERE expires <= ?", { count( now - cExpiredMemory ) } );
-    database_.execute( "DELETE FROM failed_sign_ins WHERE last <= ?", { count( now - cFailureMemory ) } );
+    return done( database_.execute( "DELETE FROM mailed_codes WHERE expires <= ?", { count( now ) } ) )
+        .and_then(
+            [&]
+            {
+                return database_.execute(
+                    "DELETE FROM refresh_tokens WHERE expires <= ?", { count( now - cExpiredMemory ) } );
+            } )
+        .and_then(
+            [&]( int )
+            {
+                return done( database_.execute(
+                    "DELETE FROM failed_sign_ins WHERE last <= ?", { count( now - cFailureMemory ) } ) );
+            } );
 }
 
 } // namespace VX::Backend

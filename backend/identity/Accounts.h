@@ -15,7 +15,7 @@ namespace VX::Backend
 
 struct Account
 {
-    std::string id; ///< 32 hexadecimal digits
+    std::string id;
     std::string email;
     std::string passwordHash;
     bool confirmed = false;
@@ -46,11 +46,16 @@ enum class RefreshCheck
 /// Accounts, mailed codes, refresh tokens and failed sign-ins, in the database alone. Any thread and any process.
 ///
 /// What belongs together is called within one `Database::Transaction` by whoever calls. Codes and refresh tokens are
-/// kept as hashes only.
+/// kept as hashes only. An error never says anything about an account: the database could not be asked or written.
 class Accounts
 {
 public:
     using Clock = AccessTokens::Clock;
+    template <typename T>
+    using Result = DatabaseResult<T>;
+
+    /// Makes the tables that are missing, and takes over those of older versions.
+    [[nodiscard]] static Result<void> prepare( Database& database );
 
     /// The key makes the hashes of codes, of which there are too few to hide without one.
     Accounts( Database& database, std::string codeKey, Clock clock );
@@ -58,39 +63,39 @@ public:
     /// The address in its one form: ASCII letters in lower case. Empty when it is no address.
     [[nodiscard]] static std::string normalized( const std::string& email );
 
-    /// Nothing when there is one of that address already.
-    std::optional<Account> add( const std::string& email, const std::string& passwordHash, bool confirmed );
-    [[nodiscard]] std::optional<Account> find( const std::string& email );
-    [[nodiscard]] std::optional<Account> findById( const std::string& id );
-    [[nodiscard]] std::vector<Account> list();
+    /// Nothing when there is one of that address already. The id has the form of a UUID.
+    [[nodiscard]] Result<std::optional<Account>> add(
+        const std::string& email, const std::string& passwordHash, bool confirmed );
+    [[nodiscard]] Result<std::optional<Account>> find( const std::string& email );
+    [[nodiscard]] Result<std::optional<Account>> findById( const std::string& id );
+    [[nodiscard]] Result<std::vector<Account>> list();
     /// Its sign-up codes end with it.
-    void confirm( const std::string& id );
+    [[nodiscard]] Result<void> confirm( const std::string& id );
     /// Also ends all sign-ins and codes, and forgets failed sign-ins.
-    void setPassword( const std::string& id, const std::string& passwordHash );
+    [[nodiscard]] Result<void> setPassword( const std::string& id, const std::string& passwordHash );
     /// With everything that belongs to it.
-    void remove( const std::string& id );
+    [[nodiscard]] Result<void> remove( const std::string& id );
 
     /// A new code of 6 digits. Those mailed before stay good: nobody knows in which order mails are read.
-    [[nodiscard]] std::string newCode( const std::string& id, CodePurpose purpose, std::chrono::seconds life );
+    [[nodiscard]] Result<std::string> newCode( const std::string& id, CodePurpose purpose, std::chrono::seconds life );
     /// Looks for the code among the account's codes of these purposes. A good one is used up with all of its purpose; a
     /// wrong one counts against each of them, so that a mailed code never bears more than its own few tries.
-    [[nodiscard]] CodeCheck takeCode(
+    [[nodiscard]] Result<CodeCheck> takeCode(
         const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code );
 
-    [[nodiscard]] std::string newRefreshToken( const std::string& id, std::chrono::seconds life );
-    [[nodiscard]] RefreshCheck checkRefreshToken( const std::string& token, Account& account );
+    [[nodiscard]] Result<std::string> newRefreshToken( const std::string& id, std::chrono::seconds life );
+    [[nodiscard]] Result<RefreshCheck> checkRefreshToken( const std::string& token, Account& account );
 
     /// Whether too many sign-ins have failed for this address, known or not, and how long ago.
-    [[nodiscard]] bool isLocked( const std::string& email );
-    void noteFailure( const std::string& email );
-    void forgetFailures( const std::string& email );
+    [[nodiscard]] Result<bool> isLocked( const std::string& email );
+    [[nodiscard]] Result<void> noteFailure( const std::string& email );
+    [[nodiscard]] Result<void> forgetFailures( const std::string& email );
 
     /// Deletes what has long expired.
-    void clean();
+    [[nodiscard]] Result<void> clean();
 
 private:
-    void takeOverOldCodes_();
-    [[nodiscard]] CodeCheck takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code );
+    [[nodiscard]] Result<CodeCheck> takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code );
     [[nodiscard]] std::string codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const;
 
     Database& database_;

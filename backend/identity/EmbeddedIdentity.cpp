@@ -35,9 +35,10 @@ HttpResponse limitExceeded()
     return authFailure( "LimitExceededException", "Attempt limit exceeded, please try after some time." );
 }
 
-HttpResponse storeFailed()
+tl::unexpected<DatabaseError> noMemory()
 {
-    return authFailure( "InternalErrorException", "The account could not be stored; please try again", 500 );
+    return tl::unexpected(
+        DatabaseError{ DatabaseTrouble::Unavailable, "There is not enough memory to hash a password" } );
 }
 
 HttpResponse badPassword( const std::string& problem )
@@ -45,7 +46,7 @@ HttpResponse badPassword( const std::string& problem )
     return authFailure( "InvalidPasswordException", "Password did not conform with policy: " + problem );
 }
 
-HttpResponse badCode( CodeCheck check )
+HttpResponse answerTo( CodeCheck check )
 {
     switch ( check )
     {
@@ -53,8 +54,9 @@ HttpResponse badCode( CodeCheck check )
         return limitExceeded();
     case CodeCheck::Expired:
         return authFailure( "ExpiredCodeException", "Invalid code provided, please request a code again." );
-    case CodeCheck::Wrong:
     case CodeCheck::Good:
+        return authSuccess( Json::Value( Json::objectValue ) );
+    case CodeCheck::Wrong:
         break;
     }
     return authFailure( "CodeMismatchException", "Invalid verification code provided, please try again." );
@@ -121,7 +123,7 @@ bool EmbeddedIdentity::isQuick( const AuthCall& call ) const
 
 HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
 {
-    using Operation = HttpResponse ( EmbeddedIdentity::* )( const AuthCall& );
+    using Operation = Outcome ( EmbeddedIdentity::* )( const AuthCall& );
     static const std::map<std::string, Operation> sOperations{
         { "InitiateAuth", &EmbeddedIdentity::initiateAuth_ },
         { "SignUp", &EmbeddedIdentity::signUp_ },
@@ -134,16 +136,29 @@ HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
     const auto found = sOperations.find( call.operation );
     if ( found == sOperations.end() )
         return authFailure( "UnknownOperationException", "There is no such operation" );
-    return ( this->*found->second )( call );
+    auto outcome = ( this->*found->second )( call );
+    if ( outcome )
+        return std::move( *outcome );
+    spdlog::error( "{} has no answer: {}", call.operation, outcome.error().text );
+    return authUnavailable();
 }
 
-void EmbeddedIdentity::checkAccess( const std::string& accessToken, std::function<void( bool )> told )
+void EmbeddedIdentity::checkAccess( const std::string& accessToken, AccessTold told )
 {
+    using Verdict = AccessCheck::Verdict;
     const auto id = tokens_.accountOf( accessToken );
-    told( id && accounts_.findById( *id ) );
+    if ( !id )
+        return told( {} );
+    const auto account = accounts_.findById( *id );
+    if ( !account )
+    {
+        spdlog::error( "An access token cannot be checked: {}", account.error().text );
+        return told( { Verdict::Unknown, {} } );
+    }
+    told( *account ? AccessCheck{ Verdict::Good, *id } : AccessCheck{} );
 }
 
-HttpResponse EmbeddedIdentity::initiateAuth_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::initiateAuth_( const AuthCall& call )
 {
     const auto flow = textMember( call.body, "AuthFlow" );
     if ( flow == "USER_PASSWORD_AUTH" )
@@ -168,7 +183,7 @@ Json::Value EmbeddedIdentity::tokensOf_( const Account& account, const std::stri
     return out;
 }
 
-HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall& call )
 {
     const auto& parameters = call.body["AuthParameters"];
     const auto name = textMember( parameters, "USERNAME" ), password = textMember( parameters, "PASSWORD" );
@@ -179,40 +194,57 @@ HttpResponse EmbeddedIdentity::signInByPassword_( const AuthCall& call )
     if ( !signIns_.allow( call.remoteAddress ) )
         return limitExceeded();
     const auto email = Accounts::normalized( name );
-    if ( accounts_.isLocked( email ) )
+    const auto locked = accounts_.isLocked( email );
+    if ( !locked )
+        return tl::unexpected( locked.error() );
+    if ( *locked )
         return notAuthorized( "Password attempts exceeded" );
-    const auto account = email.empty() ? std::nullopt : accounts_.find( email );
+    const auto found = accounts_.find( email );
+    if ( !found )
+        return tl::unexpected( found.error() );
+    const auto& account = *found;
     const bool good =
         isPasswordOf( account ? account->passwordHash : std::string(), password.substr( 0, cLongestPassword ) );
     if ( !good )
     {
-        accounts_.noteFailure( email );
+        // Who guesses while nothing can be noted is told nothing.
+        const auto noted = accounts_.noteFailure( email );
+        if ( !noted )
+            return tl::unexpected( noted.error() );
         return notAuthorized( "Incorrect username or password." );
     }
-    if ( !account->confirmed )
-    {
-        remind_( call, *account );
-        return authFailure( "UserNotConfirmedException", "User is not confirmed." );
-    }
-    Database::Transaction transaction( database_ );
-    // The password may have been changed, or the account removed, while it was checked.
-    const auto now = accounts_.find( email );
-    if ( !now || now->passwordHash != account->passwordHash )
-        return notAuthorized( "Incorrect username or password." );
-    accounts_.forgetFailures( email );
-    const auto refresh = accounts_.newRefreshToken( account->id, options_.refreshLife );
-    if ( !transaction.commit() )
-        return storeFailed();
-    return authSuccess( tokensOf_( *account, refresh ) );
+    if ( account->confirmed )
+        return signIn_( *account );
+    remind_( call, *account );
+    return authFailure( "UserNotConfirmedException", "User is not confirmed." );
 }
 
-HttpResponse EmbeddedIdentity::signInByToken_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::signIn_( const Account& account )
+{
+    Database::Transaction transaction( database_ );
+    // The password may have been changed, or the account removed, while it was checked.
+    const auto now = accounts_.find( account.email );
+    if ( !now )
+        return tl::unexpected( now.error() );
+    if ( !*now || ( *now )->passwordHash != account.passwordHash )
+        return notAuthorized( "Incorrect username or password." );
+    const auto refresh = accounts_.forgetFailures( account.email )
+                             .and_then( [&] { return accounts_.newRefreshToken( account.id, options_.refreshLife ); } );
+    if ( !refresh )
+        return tl::unexpected( refresh.error() );
+    return transaction.commit().map( [&] { return authSuccess( tokensOf_( account, *refresh ) ); } );
+}
+
+DatabaseResult<HttpResponse> EmbeddedIdentity::signInByToken_( const AuthCall& call )
 {
     const auto token = textMember( call.body["AuthParameters"], "REFRESH_TOKEN" );
     if ( token.empty() )
         return invalidParameter( "Missing required parameter REFRESH_TOKEN" );
     Account account;
-    switch ( accounts_.checkRefreshToken( token, account ) )
+    const auto check = accounts_.checkRefreshToken( token, account );
+    if ( !check )
+        return tl::unexpected( check.error() );
+    switch ( *check )
     {
     case RefreshCheck::Good:
         return authSuccess( tokensOf_( account, {} ) );
@@ -229,7 +261,7 @@ bool EmbeddedIdentity::mayMail_( const AuthCall& call, const std::string& email 
     return mailsOfAddress_.allow( call.remoteAddress ) && mailsOfAccount_.allow( email );
 }
 
-std::string EmbeddedIdentity::newCode_( const Account& account, CodePurpose purpose )
+DatabaseResult<std::string> EmbeddedIdentity::newCode_( const Account& account, CodePurpose purpose )
 {
     const auto life = purpose == CodePurpose::Reset ? options_.resetCodeLife : options_.signUpCodeLife;
     return accounts_.newCode( account.id, purpose, life );
@@ -249,13 +281,15 @@ void EmbeddedIdentity::remind_( const AuthCall& call, const Account& account )
 {
     if ( !reminders_.allow( account.email ) || !mayMail_( call, account.email ) )
         return;
-    const auto sent =
-        mailer_.send( codeMail( account.email, newCode_( account, CodePurpose::SignUp ), CodePurpose::SignUp ) );
+    const auto code = newCode_( account, CodePurpose::SignUp );
+    if ( !code )
+        return spdlog::error( "{}", code.error().text );
+    const auto sent = mailer_.send( codeMail( account.email, *code, CodePurpose::SignUp ) );
     if ( !sent )
         spdlog::error( "{}", sent.error() );
 }
 
-HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
 {
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     const auto password = textMember( call.body, "Password" );
@@ -267,70 +301,84 @@ HttpResponse EmbeddedIdentity::signUp_( const AuthCall& call )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
-        return storeFailed();
-    std::optional<Account> account;
-    std::string code;
+        return noMemory();
+    DatabaseResult<std::optional<Account>> account;
+    DatabaseResult<std::string> code;
     {
         Database::Transaction transaction( database_ );
         account = accounts_.add( email, hash, false );
         if ( !account )
+            return tl::unexpected( account.error() );
+        if ( !*account )
             return authFailure( "UsernameExistsException", "An account with the given email already exists." );
-        code = newCode_( *account, CodePurpose::SignUp );
-        if ( !transaction.commit() )
-            return storeFailed();
+        code = newCode_( **account, CodePurpose::SignUp );
+        if ( const auto kept = transaction.commit(); !kept )
+            return tl::unexpected( kept.error() );
     }
     auto out = deliveryTo( email );
     out["UserConfirmed"] = false;
-    out["UserSub"] = account->id;
-    auto response = mailCode_( email, code, CodePurpose::SignUp, out );
+    out["UserSub"] = ( *account )->id;
+    auto response = mailCode_( email, *code, CodePurpose::SignUp, out );
     // Without its code the address is free again.
     if ( response.status != 200 )
-        accounts_.remove( account->id );
+        if ( const auto removed = accounts_.remove( ( *account )->id ); !removed )
+            return tl::unexpected( removed.error() );
     return response;
 }
 
-HttpResponse EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
 {
     Database::Transaction transaction( database_ );
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
+        return tl::unexpected( account.error() );
+    if ( !*account )
         return unknownUser();
-    if ( account->confirmed )
+    if ( ( *account )->confirmed )
         return notAuthorized( "User cannot be confirmed. Current status is CONFIRMED" );
-    const auto check =
-        accounts_.takeCode( account->id, { CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
-    if ( check == CodeCheck::Good )
-        accounts_.confirm( account->id );
-    if ( !transaction.commit() )
-        return storeFailed();
-    return check == CodeCheck::Good ? authSuccess( Json::Value( Json::objectValue ) ) : badCode( check );
+    const auto& id = ( *account )->id;
+    const auto check = accounts_.takeCode( id, { CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
+    if ( !check )
+        return tl::unexpected( check.error() );
+    if ( *check == CodeCheck::Good )
+        if ( const auto confirmed = accounts_.confirm( id ); !confirmed )
+            return tl::unexpected( confirmed.error() );
+    return transaction.commit().map( [&] { return answerTo( *check ); } );
 }
 
-HttpResponse EmbeddedIdentity::resendCode_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::resendCode_( const AuthCall& call )
 {
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     if ( !mayMail_( call, email ) )
         return limitExceeded();
     const auto account = accounts_.find( email );
     if ( !account )
+        return tl::unexpected( account.error() );
+    if ( !*account )
         return unknownUser();
-    if ( account->confirmed )
+    if ( ( *account )->confirmed )
         return invalidParameter( "User is already confirmed." );
-    return mailCode_( email, newCode_( *account, CodePurpose::SignUp ), CodePurpose::SignUp, deliveryTo( email ) );
+    return newCode_( **account, CodePurpose::SignUp )
+        .map( [&]( const std::string& code )
+            { return mailCode_( email, code, CodePurpose::SignUp, deliveryTo( email ) ); } );
 }
 
-HttpResponse EmbeddedIdentity::forgotPassword_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::forgotPassword_( const AuthCall& call )
 {
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     if ( !mayMail_( call, email ) )
         return limitExceeded();
     const auto account = accounts_.find( email );
     if ( !account )
+        return tl::unexpected( account.error() );
+    if ( !*account )
         return unknownUser();
-    return mailCode_( email, newCode_( *account, CodePurpose::Reset ), CodePurpose::Reset, deliveryTo( email ) );
+    return newCode_( **account, CodePurpose::Reset )
+        .map( [&]( const std::string& code )
+            { return mailCode_( email, code, CodePurpose::Reset, deliveryTo( email ) ); } );
 }
 
-HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
 {
     const auto password = textMember( call.body, "Password" );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
@@ -339,36 +387,42 @@ HttpResponse EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
-        return storeFailed();
+        return noMemory();
     Database::Transaction transaction( database_ );
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
+        return tl::unexpected( account.error() );
+    if ( !*account )
         return unknownUser();
+    const auto& id = ( *account )->id;
     // The mail of a sign-up leads here whoever closed the program before they confirmed.
     const auto check = accounts_.takeCode(
-        account->id, { CodePurpose::Reset, CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
-    if ( check == CodeCheck::Good )
-    {
-        accounts_.setPassword( account->id, hash );
-        // Whoever has read the mail has shown that the address is theirs.
-        accounts_.confirm( account->id );
-    }
-    if ( !transaction.commit() )
-        return storeFailed();
-    return check == CodeCheck::Good ? authSuccess( Json::Value( Json::objectValue ) ) : badCode( check );
+        id, { CodePurpose::Reset, CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
+    if ( !check )
+        return tl::unexpected( check.error() );
+    // Whoever has read the mail has shown that the address is theirs.
+    if ( *check == CodeCheck::Good )
+        if ( const auto set = accounts_.setPassword( id, hash ).and_then( [&] { return accounts_.confirm( id ); } );
+            !set )
+            return tl::unexpected( set.error() );
+    return transaction.commit().map( [&] { return answerTo( *check ); } );
 }
 
-HttpResponse EmbeddedIdentity::getUser_( const AuthCall& call )
+DatabaseResult<HttpResponse> EmbeddedIdentity::getUser_( const AuthCall& call )
 {
     const auto id = tokens_.accountOf( textMember( call.body, "AccessToken" ) );
-    const auto account = id ? accounts_.findById( *id ) : std::nullopt;
+    if ( !id )
+        return notAuthorized( "Invalid Access Token" );
+    const auto account = accounts_.findById( *id );
     if ( !account )
+        return tl::unexpected( account.error() );
+    if ( !*account )
         return notAuthorized( "Invalid Access Token" );
     Json::Value email;
     email["Name"] = "email";
-    email["Value"] = account->email;
+    email["Value"] = ( *account )->email;
     Json::Value out;
-    out["Username"] = account->id;
+    out["Username"] = ( *account )->id;
     out["UserAttributes"].append( email );
     return authSuccess( out );
 }

@@ -36,25 +36,30 @@ public:
 
     [[nodiscard]] bool isQuick( const AuthCall& call ) const override;
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
-    void checkAccess( const std::string& accessToken, std::function<void( bool )> told ) override;
+    void checkAccess( const std::string& accessToken, AccessTold told ) override;
 
 private:
-    [[nodiscard]] HttpResponse initiateAuth_( const AuthCall& call );
-    [[nodiscard]] HttpResponse signInByPassword_( const AuthCall& call );
-    [[nodiscard]] HttpResponse signInByToken_( const AuthCall& call );
-    [[nodiscard]] HttpResponse signUp_( const AuthCall& call );
-    [[nodiscard]] HttpResponse confirmSignUp_( const AuthCall& call );
-    [[nodiscard]] HttpResponse resendCode_( const AuthCall& call );
-    [[nodiscard]] HttpResponse forgotPassword_( const AuthCall& call );
-    [[nodiscard]] HttpResponse confirmForgotPassword_( const AuthCall& call );
-    [[nodiscard]] HttpResponse getUser_( const AuthCall& call );
+    /// The answer, or that there can be none now.
+    using Outcome = DatabaseResult<HttpResponse>;
+
+    [[nodiscard]] Outcome initiateAuth_( const AuthCall& call );
+    [[nodiscard]] Outcome signInByPassword_( const AuthCall& call );
+    /// Signs somebody in whose password was right a moment ago.
+    [[nodiscard]] Outcome signIn_( const Account& account );
+    [[nodiscard]] Outcome signInByToken_( const AuthCall& call );
+    [[nodiscard]] Outcome signUp_( const AuthCall& call );
+    [[nodiscard]] Outcome confirmSignUp_( const AuthCall& call );
+    [[nodiscard]] Outcome resendCode_( const AuthCall& call );
+    [[nodiscard]] Outcome forgotPassword_( const AuthCall& call );
+    [[nodiscard]] Outcome confirmForgotPassword_( const AuthCall& call );
+    [[nodiscard]] Outcome getUser_( const AuthCall& call );
 
     [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;
     [[nodiscard]] bool mayMail_( const AuthCall& call, const std::string& email );
     /// Mails a code once more to somebody who knows the password of an account that is not confirmed. Whether it could
     /// be sent is for the log alone.
     void remind_( const AuthCall& call, const Account& account );
-    [[nodiscard]] std::string newCode_( const Account& account, CodePurpose purpose );
+    [[nodiscard]] DatabaseResult<std::string> newCode_( const Account& account, CodePurpose purpose );
     /// Mails a code; the answer is the given one, or says that it could not be sent.
     [[nodiscard]] HttpResponse mailCode_(
         const std::string& email, const std::string& code, CodePurpose purpose, const Json::Value& answer );

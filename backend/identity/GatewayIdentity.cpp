@@ -57,6 +57,13 @@ size_t takeHeader( char* data, size_t size, size_t count, void* context )
     return size * count;
 }
 
+/// Whether a refusal is about the token, and not about the hour.
+bool isVerdict( int status, const std::string& type )
+{
+    return status >= 400 && status < 500 && status != 408 && status != 429 &&
+           type.find( "TooManyRequests" ) == std::string::npos && type.find( "LimitExceeded" ) == std::string::npos;
+}
+
 /// The user's own name in the claims of a token that comes straight from the service.
 std::string nameInToken( const std::string& token )
 {
@@ -174,41 +181,45 @@ HttpResponse GatewayIdentity::answer( const AuthCall& call )
     return response;
 }
 
-bool GatewayIdentity::isBelieved_( const std::string& tokenHash )
+std::optional<std::string> GatewayIdentity::believedAccount_( const std::string& tokenHash )
 {
     const std::lock_guard lock( mutex_ );
     const auto found = believed_.find( tokenHash );
-    return found != believed_.end() && clock_() < found->second;
+    return found != believed_.end() && clock_() < found->second.until ? std::optional( found->second.account )
+                                                                      : std::nullopt;
 }
 
-void GatewayIdentity::checkAccess( const std::string& accessToken, std::function<void( bool )> told )
+AccessCheck GatewayIdentity::askForAccess_( const std::string& accessToken, const std::string& tokenHash )
+{
+    using Verdict = AccessCheck::Verdict;
+    Json::Value request;
+    request["AccessToken"] = accessToken;
+    const auto answer = forward_( "GetUser", request );
+    const auto body = deserializeJsonValue( answer.body ).value_or( Json::Value() );
+    if ( answer.status != 200 )
+        return { isVerdict( answer.status, textMember( body, "__type" ) ) ? Verdict::Bad : Verdict::Unknown, {} };
+    const auto account = textMember( body, "Username" );
+    const std::lock_guard lock( mutex_ );
+    if ( believed_.size() >= cMostRemembered )
+        believed_.clear();
+    believed_[tokenHash] = { account, clock_() + options_.belief };
+    return { Verdict::Good, account };
+}
+
+void GatewayIdentity::checkAccess( const std::string& accessToken, AccessTold told )
 {
     if ( accessToken.empty() )
-        return told( false );
+        return told( {} );
     const auto hash = sha256( accessToken );
-    if ( isBelieved_( hash ) )
-        return told( true );
-    const auto ask = [this, accessToken, hash, told]
-    {
-        Json::Value body;
-        body["AccessToken"] = accessToken;
-        const bool good = forward_( "GetUser", body ).status == 200;
-        if ( good )
-        {
-            const std::lock_guard lock( mutex_ );
-            if ( believed_.size() >= cMostRemembered )
-                believed_.clear();
-            believed_[hash] = clock_() + options_.belief;
-        }
-        told( good );
-    };
+    if ( const auto account = believedAccount_( hash ) )
+        return told( { AccessCheck::Verdict::Good, *account } );
     std::shared_ptr<WorkerPool> pool;
     {
         const std::lock_guard lock( mutex_ );
         pool = pool_;
     }
-    if ( !pool || !pool->run( ask ) )
-        told( false );
+    if ( !pool || !pool->run( [this, accessToken, hash, told] { told( askForAccess_( accessToken, hash ) ); } ) )
+        told( { AccessCheck::Verdict::Unknown, {} } );
 }
 
 void GatewayIdentity::stop()

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <unordered_map>
 
 namespace VX::Backend
@@ -35,7 +36,7 @@ public:
     [[nodiscard]] bool isQuick( const AuthCall& ) const override { return false; }
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
     /// Asks the service itself whose token it is.
-    void checkAccess( const std::string& accessToken, std::function<void( bool )> told ) override;
+    void checkAccess( const std::string& accessToken, AccessTold told ) override;
     void stop() override;
 
     /// The proof: base64( HMAC-SHA256( secret, user name + client id ) ).
@@ -47,15 +48,22 @@ private:
     [[nodiscard]] HttpResponse forward_( const std::string& operation, const Json::Value& body ) const;
     void rememberName_( const HttpResponse& answer );
     [[nodiscard]] std::string nameOf_( const std::string& refreshToken );
-    [[nodiscard]] bool isBelieved_( const std::string& tokenHash );
+    /// Whose token it is, where the service has said so not long ago.
+    [[nodiscard]] std::optional<std::string> believedAccount_( const std::string& tokenHash );
+    [[nodiscard]] AccessCheck askForAccess_( const std::string& accessToken, const std::string& tokenHash );
 
     GatewayOptions options_;
     AccessTokens::Clock clock_;
     std::mutex mutex_;
     /// By hash of the refresh token.
     std::unordered_map<std::string, std::string> names_;
-    /// Until when, by hash of the access token.
-    std::unordered_map<std::string, std::chrono::sys_seconds> believed_;
+    struct Belief
+    {
+        std::string account;
+        std::chrono::sys_seconds until;
+    };
+    /// By hash of the access token.
+    std::unordered_map<std::string, Belief> believed_;
     std::shared_ptr<WorkerPool> pool_;
 };
 

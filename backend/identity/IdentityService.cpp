@@ -27,6 +27,16 @@ HttpResponse authSuccess( const Json::Value& body )
     return response( body );
 }
 
+HttpResponse authUnavailable()
+{
+    Json::Value body;
+    body["__type"] = "InternalErrorException";
+    auto out = response( body );
+    out.status = 500;
+    out.headers["x-amzn-ErrorType"] = "InternalErrorException";
+    return out;
+}
+
 HttpResponse authFailure( const std::string& type, const std::string& message, int status )
 {
     Json::Value body;

@@ -18,6 +18,19 @@ struct AuthCall
     std::string remoteAddress;
 };
 
+/// Whether somebody may come in by an access token.
+struct AccessCheck
+{
+    enum class Verdict
+    {
+        Good,
+        Bad,
+        Unknown ///< it cannot be found out now
+    };
+    Verdict verdict = Verdict::Bad;
+    std::string account; ///< whose it is, when it is good
+};
+
 /// Who answers the calls: a store of accounts of our own, or somebody else's. Any thread.
 class IdentityService
 {
@@ -27,8 +40,9 @@ public:
     [[nodiscard]] virtual bool isQuick( const AuthCall& call ) const = 0;
     /// The answer; it may block.
     [[nodiscard]] virtual HttpResponse answer( const AuthCall& call ) = 0;
+    using AccessTold = std::function<void( AccessCheck )>;
     /// Tells whether an access token is good, at once or later on another thread.
-    virtual void checkAccess( const std::string& accessToken, std::function<void( bool good )> told ) = 0;
+    virtual void checkAccess( const std::string& accessToken, AccessTold told ) = 0;
     /// Tells what is still to be told, and nothing later than at once after it.
     virtual void stop() {}
 };
@@ -39,5 +53,8 @@ inline constexpr const char* cAuthContentType = "application/x-amz-json-1.1";
 [[nodiscard]] HttpResponse authSuccess( const Json::Value& body );
 /// {"__type", "message"} with the headers that clients read; the type is like "NotAuthorizedException".
 [[nodiscard]] HttpResponse authFailure( const std::string& type, const std::string& message, int status = 400 );
+/// That it cannot be told now, in the form that clients take for a bad connection: they try again, and keep their
+/// tokens.
+[[nodiscard]] HttpResponse authUnavailable();
 
 } // namespace VX::Backend

@@ -45,6 +45,8 @@ tl::expected<Store, std::string> openStore( const std::filesystem::path& data )
         return tl::unexpected( database.error() );
     Store store;
     store.database = std::move( *database );
+    if ( const auto ready = Accounts::prepare( *store.database ); !ready )
+        return tl::unexpected( ready.error().text );
     store.accounts = std::make_unique<Accounts>( *store.database, keys->codes, &systemTime );
     return store;
 }
@@ -88,7 +90,10 @@ Result addUser( const UserCommand& command, const std::string& email, Store& sto
     const auto password = choosePassword( command );
     if ( !password )
         return failed( password.error() );
-    if ( !store.accounts->add( email, password->hash, true ) )
+    const auto added = store.accounts->add( email, password->hash, true );
+    if ( !added )
+        return failed( added.error().text );
+    if ( !*added )
         return failed( "There is an account of " + email + " already" );
     std::cout << "Added " << email << "\n";
     return deliver( command, email, password->text );
@@ -100,16 +105,19 @@ Result resetUser( const UserCommand& command, const Account& account, Store& sto
     if ( !password )
         return failed( password.error() );
     Database::Transaction transaction( *store.database );
-    store.accounts->setPassword( account.id, password->hash );
-    if ( !transaction.commit() )
-        return failed( "The database could not be written" );
+    const auto set = store.accounts->setPassword( account.id, password->hash );
+    if ( const auto kept = set.and_then( [&] { return transaction.commit(); } ); !kept )
+        return failed( kept.error().text );
     std::cout << "Reset the password of " << account.email << " and ended its sign-ins\n";
     return deliver( command, account.email, password->text );
 }
 
 Result listUsers( Store& store )
 {
-    for ( const auto& account : store.accounts->list() )
+    const auto accounts = store.accounts->list();
+    if ( !accounts )
+        return failed( accounts.error().text );
+    for ( const auto& account : *accounts )
         std::cout << fmt::format( "{:<40} {:<12} since {:%Y-%m-%d}\n", visibleText( account.email ),
             account.confirmed ? "confirmed" : "unconfirmed", account.created );
     return {};
@@ -117,7 +125,10 @@ Result listUsers( Store& store )
 
 Result confirmUser( const Account& account, Store& store )
 {
-    store.accounts->confirm( account.id );
+    Database::Transaction transaction( *store.database );
+    const auto confirmed = store.accounts->confirm( account.id );
+    if ( const auto kept = confirmed.and_then( [&] { return transaction.commit(); } ); !kept )
+        return failed( kept.error().text );
     std::cout << "Confirmed " << account.email << "\n";
     return {};
 }
@@ -125,9 +136,9 @@ Result confirmUser( const Account& account, Store& store )
 Result removeUser( const Account& account, Store& store )
 {
     Database::Transaction transaction( *store.database );
-    store.accounts->remove( account.id );
-    if ( !transaction.commit() )
-        return failed( "The database could not be written" );
+    const auto removed = store.accounts->remove( account.id );
+    if ( const auto kept = removed.and_then( [&] { return transaction.commit(); } ); !kept )
+        return failed( kept.error().text );
     std::cout << "Removed " << account.email << "\n";
     return {};
 }
@@ -147,10 +158,12 @@ Result run( const UserCommand& command )
         return addUser( command, email, *store );
     const auto account = store->accounts->find( email );
     if ( !account )
+        return failed( account.error().text );
+    if ( !*account )
         return failed( "There is no account of " + email );
     if ( command.action == Action::Confirm )
-        return confirmUser( *account, *store );
-    return command.action == Action::Reset ? resetUser( command, *account, *store ) : removeUser( *account, *store );
+        return confirmUser( **account, *store );
+    return command.action == Action::Reset ? resetUser( command, **account, *store ) : removeUser( **account, *store );
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "monitor/MonitorApi.h"
 
 #include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include <fstream>
 
@@ -10,6 +11,9 @@ namespace VX::Backend
 {
 namespace
 {
+
+// Anybody may ask, and each check is a write.
+constexpr auto cCheckEvery = std::chrono::seconds( 1 );
 
 /// Bytes of memory that this process has in use; 0 when the system does not tell.
 uint64_t residentBytes()
@@ -53,10 +57,27 @@ void MonitorApi::handle( HttpRequest request, Respond respond )
 HttpResponse MonitorApi::health_()
 {
     HttpResponse out;
-    const auto rows = database_.query( "SELECT count(*) FROM sqlite_master" );
-    out.status = rows.empty() ? 503 : 200;
-    out.body = rows.empty() ? R"({"status":"the database does not answer"})" : R"({"status":"ok"})";
+    const bool writes = canWrite_();
+    out.status = writes ? 200 : 503;
+    out.body = writes ? R"({"status":"ok"})" : R"({"status":"the database cannot be written"})";
     return out;
+}
+
+bool MonitorApi::canWrite_()
+{
+    const std::lock_guard lock( mutex_ );
+    const auto now = std::chrono::steady_clock::now();
+    if ( now < nextCheck_ )
+        return couldWrite_;
+    // A full disk is found by writing alone.
+    const auto kept = executeAll(
+        database_, { "CREATE TABLE IF NOT EXISTS health(id INTEGER PRIMARY KEY, checks INTEGER NOT NULL)",
+                       "INSERT INTO health VALUES(1, 1) ON CONFLICT(id) DO UPDATE SET checks = checks + 1" } );
+    if ( !kept )
+        spdlog::error( "Health: {}", kept.error().text );
+    nextCheck_ = now + cCheckEvery;
+    couldWrite_ = kept.has_value();
+    return couldWrite_;
 }
 
 HttpResponse MonitorApi::metrics_()
@@ -71,7 +92,7 @@ HttpResponse MonitorApi::metrics_()
     const auto rows = [&]( const char* sql )
     {
         const auto found = database_.query( sql );
-        return found.empty() ? int64_t( 0 ) : integerOf( found[0][0] );
+        return found && !found->empty() ? integerOf( found->front()[0] ) : int64_t( 0 );
     };
     family( "orvanta_conversions_waiting", "gauge", "Conversions that are queued or running." );
     text += fmt::format(

@@ -37,9 +37,14 @@ public:
 private:
     [[nodiscard]] HttpResponse health_();
     [[nodiscard]] HttpResponse metrics_();
+    /// Whether the database took a row not longer than a second ago.
+    [[nodiscard]] bool canWrite_();
 
     Database& database_;
     const RequestCounts& counts_;
+    std::mutex mutex_;
+    std::chrono::steady_clock::time_point nextCheck_;
+    bool couldWrite_ = false;
     std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
 

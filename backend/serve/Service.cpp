@@ -15,6 +15,8 @@
 
 #include <VXMesh/system/SystemInfo.h>
 
+#include <spdlog/spdlog.h>
+
 #include <algorithm>
 
 #include <sys/stat.h>
@@ -162,12 +164,17 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     std::unique_ptr<Service> service( new Service );
     auto& p = *service->parts_;
     p.database = std::move( *database );
+    const auto prepared =
+        ConversionJobs::prepare( *p.database ).and_then( [&] { return Accounts::prepare( *p.database ); } );
+    if ( !prepared )
+        return tl::unexpected( prepared.error().text );
     p.jobs = std::make_unique<ConversionJobs>( *p.database, &systemTime );
     p.store = std::make_unique<EmbeddedStore>( EmbeddedStoreOptions{ options.data / "objects", keys->bucket,
         keys->credentials, options.maxUpload, options.maxStored, &systemTime } );
     p.mailer = makeMailer( options );
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
-    p.accounts->clean();
+    if ( const auto cleaned = p.accounts->clean(); !cleaned )
+        spdlog::error( "Accounts: {}", cleaned.error().text );
     p.tokens = std::make_unique<AccessTokens>( identityKeys->signing, options.identity.accessLife, &systemTime );
     if ( options.identity.gateway.endpoint.empty() )
         p.identity = std::make_unique<EmbeddedIdentity>(
@@ -177,10 +184,10 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.auth = std::make_unique<AuthApi>( *p.identity );
     ConverterApiOptions api;
     api.mayConvert = [anonymous = options.allowAnonymous, identity = p.identity.get()](
-                         const std::string& token, std::function<void( bool )> told )
+                         const std::string& token, IdentityService::AccessTold told )
     {
         if ( anonymous )
-            return told( true );
+            return told( { AccessCheck::Verdict::Good, {} } );
         identity->checkAccess( token, std::move( told ) );
     };
     p.api = std::make_unique<ConverterApi>( *p.jobs, *p.store, std::move( api ) );

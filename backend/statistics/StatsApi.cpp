@@ -195,7 +195,7 @@ void StatsApi::store_( std::vector<Waiting> batch )
     for ( size_t i = 0; i < batch.size(); ++i )
     {
         if ( results.empty() )
-            batch[i].respond( refusal( 500, "The report could not be stored" ) );
+            batch[i].respond( refusal( 503, "The report could not be stored; try again later" ) );
         else if ( !results[i].known )
             batch[i].respond( refusal( 400, "There is no such session of this user" ) );
         else

@@ -41,32 +41,50 @@ std::string printable( std::string text )
     return visibleText( text );
 }
 
-std::vector<Section> readSections( Database& database, const StatsReportOptions& options )
+DatabaseResult<std::vector<Section>> readSections( Database& database, const StatsReportOptions& options )
 {
     const auto since = int64_t( ( systemTime() - std::chrono::days( options.days ) ).time_since_epoch().count() );
-    return {
-        { "sessions", "Sessions a day",
-            database.query( "SELECT date(created, 'unixepoch'), count(*) FROM stats_sessions WHERE created >= ? GROUP "
-                            "BY 1 ORDER BY 1",
-                { since } ) },
-        { "users", "Users a day",
-            database.query( "SELECT date(created, 'unixepoch'), count(DISTINCT user) FROM stats_sessions WHERE created "
-                            ">= ? GROUP BY 1 ORDER BY 1",
-                { since } ) },
-        { "actions", "Actions",
-            database.query( "SELECT name, count(*) FROM stats_actions WHERE stored >= ? GROUP BY 1 ORDER BY 2 DESC, 1 "
-                            "LIMIT ?",
-                { since, int64_t( options.actions ) } ) },
-        { "versions", "Versions",
-            database.query(
-                "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY "
-                "1 ORDER BY 2 DESC, 1",
-                { since } ) },
-        { "platforms", "Platforms",
-            database.query( "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP "
-                            "BY 1 ORDER BY 2 DESC, 1",
-                { since } ) },
+    std::vector<Section> out;
+    const auto add = [&]( const char* name, const char* title, const char* sql, std::vector<SqlValue> parameters )
+    {
+        return database.query( sql, parameters )
+            .map( [&]( std::vector<SqlRow> rows ) { out.push_back( { name, title, std::move( rows ) } ); } );
     };
+    return add( "sessions", "Sessions a day",
+        "SELECT date(created, 'unixepoch'), count(*) FROM stats_sessions WHERE created >= ? GROUP BY 1 ORDER BY 1",
+        { since } )
+        .and_then(
+            [&]
+            {
+                return add( "users", "Users a day",
+                    "SELECT date(created, 'unixepoch'), count(DISTINCT user) FROM stats_sessions WHERE created >= ? "
+                    "GROUP BY 1 ORDER BY 1",
+                    { since } );
+            } )
+        .and_then(
+            [&]
+            {
+                return add( "actions", "Actions",
+                    "SELECT name, count(*) FROM stats_actions WHERE stored >= ? GROUP BY 1 ORDER BY 2 DESC, 1 LIMIT ?",
+                    { since, int64_t( options.actions ) } );
+            } )
+        .and_then(
+            [&]
+            {
+                return add( "versions", "Versions",
+                    "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY 1 "
+                    "ORDER BY 2 DESC, 1",
+                    { since } );
+            } )
+        .and_then(
+            [&]
+            {
+                return add( "platforms", "Platforms",
+                    "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP BY 1 "
+                    "ORDER BY 2 DESC, 1",
+                    { since } );
+            } )
+        .map( [&] { return std::move( out ); } );
 }
 
 } // namespace
@@ -87,9 +105,15 @@ int printStatsReport( const StatsReportOptions& options )
         return 1;
     }
     const StatsStore makesTables( **database, &systemTime );
+    const auto sections = readSections( **database, options );
+    if ( !sections )
+    {
+        std::cerr << sections.error().text << "\n";
+        return 1;
+    }
     if ( options.csv )
         std::cout << "section,key,count\n";
-    for ( const auto& section : readSections( **database, options ) )
+    for ( const auto& section : *sections )
     {
         if ( !options.csv )
             std::cout << section.title << "\n";

@@ -1,6 +1,7 @@
 #include "statistics/StatsStore.h"
 
 #include <sodium.h>
+#include <spdlog/spdlog.h>
 
 namespace VX::Backend
 {
@@ -28,15 +29,17 @@ StatsStore::StatsStore( Database& database, Clock clock )
     : database_( database )
     , clock_( std::move( clock ) )
 {
-    for ( const char* sql : {
-              "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
-              "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
-              "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
-              "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
-              "NULL, stored INTEGER NOT NULL)",
-              "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
-          } )
-        database_.execute( sql );
+    const auto made = executeAll( database_,
+        {
+            "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
+            "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
+            "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
+            "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
+            "NULL, stored INTEGER NOT NULL)",
+            "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
+        } );
+    if ( !made )
+        spdlog::error( "Statistics: {}", made.error().text );
 }
 
 std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
@@ -46,8 +49,9 @@ std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
     Database::Transaction transaction( database_ );
     for ( const auto& report : reports )
         out.push_back( std::visit( [this]( const auto& value ) { return store_( value ); }, report ) );
-    if ( !transaction.commit() )
+    if ( const auto kept = transaction.commit(); !kept )
     {
+        spdlog::error( "Statistics: {}", kept.error().text );
         // What is remembered may be of sessions that were taken back.
         users_.clear();
         out.clear();
@@ -58,7 +62,8 @@ std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
 Stored StatsStore::store_( const NewSession& report )
 {
     const auto id = randomSession();
-    database_.execute( "INSERT INTO stats_sessions(id, user, created) VALUES(?, ?, ?)",
+    // What cannot be written fails the transaction.
+    (void)database_.execute( "INSERT INTO stats_sessions(id, user, created) VALUES(?, ?, ?)",
         { id, report.user, int64_t( clock_().time_since_epoch().count() ) } );
     if ( users_.size() >= cMostRemembered )
         users_.clear();
@@ -72,11 +77,11 @@ const std::string& StatsStore::userOf_( int64_t session )
     if ( const auto found = users_.find( session ); found != users_.end() )
         return found->second;
     const auto rows = database_.query( "SELECT user FROM stats_sessions WHERE id = ?", { session } );
-    if ( rows.empty() )
+    if ( !rows || rows->empty() )
         return sNobody;
     if ( users_.size() >= cMostRemembered )
         users_.clear();
-    return users_[session] = textOf( rows[0][0] );
+    return users_[session] = textOf( rows->front()[0] );
 }
 
 Stored StatsStore::store_( const ReportedActions& report )
@@ -86,7 +91,7 @@ Stored StatsStore::store_( const ReportedActions& report )
         return { false, 0 };
     const auto now = int64_t( clock_().time_since_epoch().count() );
     for ( const auto& action : report.actions )
-        database_.execute(
+        (void)database_.execute(
             "INSERT INTO stats_actions VALUES(?, ?, ?, ?)", { report.session, action.name, action.at, now } );
     return {};
 }
@@ -95,7 +100,7 @@ Stored StatsStore::store_( const ReportedPlatform& report )
 {
     if ( userOf_( report.session ).empty() )
         return { false, 0 };
-    database_.execute( "UPDATE stats_sessions SET platform = ?, version = ? WHERE id = ?",
+    (void)database_.execute( "UPDATE stats_sessions SET platform = ?, version = ? WHERE id = ?",
         { report.platform, report.version, report.session } );
     return {};
 }
@@ -104,10 +109,11 @@ void StatsStore::forget( std::chrono::seconds age )
 {
     const auto before = int64_t( ( clock_() - age ).time_since_epoch().count() );
     Database::Transaction transaction( database_ );
-    database_.execute( "DELETE FROM stats_actions WHERE stored < ?", { before } );
-    database_.execute( "DELETE FROM stats_sessions WHERE created < ?", { before } );
-    if ( transaction.commit() )
-        users_.clear();
+    (void)database_.execute( "DELETE FROM stats_actions WHERE stored < ?", { before } );
+    (void)database_.execute( "DELETE FROM stats_sessions WHERE created < ?", { before } );
+    if ( const auto kept = transaction.commit(); !kept )
+        return spdlog::error( "Statistics: {}", kept.error().text );
+    users_.clear();
 }
 
 } // namespace VX::Backend

@@ -1,6 +1,5 @@
+#include "support/OpenDatabase.h"
 #include "support/ScratchFolder.h"
-
-#include "converter/ConversionJobs.h"
 
 #include <gtest/gtest.h>
 
@@ -21,13 +20,13 @@ protected:
     {
         jobs_.reset();
         database_.reset();
-        database_ = std::move( Database::open( folder_.path() / "db" ).value() );
+        database_ = Testing::openDatabase( folder_.path() / "db" );
         jobs_ = std::make_unique<ConversionJobs>( *database_, [this] { return now_; } );
     }
     std::string queued()
     {
-        const auto job = jobs_->create( "step" );
-        EXPECT_TRUE( jobs_->queue( job.id ) );
+        const auto job = jobs_->create( "step" ).value();
+        EXPECT_TRUE( jobs_->queue( job.id ).value() );
         return job.id;
     }
 
@@ -43,7 +42,7 @@ TEST_F( ConversionJobsTest, IdsAreLongAndDifferent )
 {
     std::set<std::string> ids;
     for ( int i = 0; i < 100; ++i )
-        ids.insert( jobs_->create( "step" ).id );
+        ids.insert( jobs_->create( "step" ).value().id );
     EXPECT_EQ( ids.size(), 100u );
     EXPECT_EQ( ids.begin()->size(), 32u );
 }
@@ -53,9 +52,9 @@ TEST_F( ConversionJobsTest, OldestQueuedJobIsTakenFirstAndOnlyOnce )
     const auto first = queued();
     now_ += std::chrono::seconds( 1 );
     const auto second = queued();
-    EXPECT_EQ( jobs_->take()->id, first );
-    EXPECT_EQ( jobs_->take()->id, second );
-    EXPECT_FALSE( jobs_->take() );
+    EXPECT_EQ( jobs_->take().value()->id, first );
+    EXPECT_EQ( jobs_->take().value()->id, second );
+    EXPECT_FALSE( jobs_->take().value() );
 }
 
 TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
@@ -69,7 +68,7 @@ TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
         threads.emplace_back(
             [&]
             {
-                while ( const auto job = jobs_->take() )
+                while ( const auto job = jobs_->take().value() )
                 {
                     const std::lock_guard lock( mutex );
                     taken.insert( job->id );
@@ -84,57 +83,57 @@ TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
 TEST_F( ConversionJobsTest, QueueingTwiceDoesNotStartItTwice )
 {
     const auto id = queued();
-    EXPECT_FALSE( jobs_->queue( id ) );
-    EXPECT_TRUE( jobs_->take() );
-    EXPECT_FALSE( jobs_->take() );
+    EXPECT_FALSE( jobs_->queue( id ).value() );
+    EXPECT_TRUE( jobs_->take().value() );
+    EXPECT_FALSE( jobs_->take().value() );
 }
 
 TEST_F( ConversionJobsTest, KeepsResultAndErrorAcrossARestart )
 {
     const auto good = queued(), bad = queued();
-    jobs_->finish( jobs_->take()->id );
-    jobs_->fail( jobs_->take()->id, "no solids" );
+    ASSERT_TRUE( jobs_->finish( jobs_->take().value()->id ) );
+    ASSERT_TRUE( jobs_->fail( jobs_->take().value()->id, "no solids" ) );
     reopen();
-    EXPECT_EQ( jobs_->find( good )->state, JobState::Finished );
-    EXPECT_EQ( jobs_->find( bad )->error, "no solids" );
-    EXPECT_FALSE( jobs_->find( "unknown" ) );
+    EXPECT_EQ( jobs_->find( good ).value()->state, JobState::Finished );
+    EXPECT_EQ( jobs_->find( bad ).value()->error, "no solids" );
+    EXPECT_FALSE( jobs_->find( "unknown" ).value() );
 }
 
 TEST_F( ConversionJobsTest, AJobThatWasCutOffIsRunOnceMoreAndThenFails )
 {
     const auto id = queued();
-    ASSERT_TRUE( jobs_->take() );
+    ASSERT_TRUE( jobs_->take().value() );
     reopen();
-    jobs_->recover();
-    EXPECT_EQ( jobs_->find( id )->state, JobState::Queued );
-    ASSERT_TRUE( jobs_->take() );
+    ASSERT_TRUE( jobs_->recover() );
+    EXPECT_EQ( jobs_->find( id ).value()->state, JobState::Queued );
+    ASSERT_TRUE( jobs_->take().value() );
     reopen();
-    jobs_->recover();
-    EXPECT_EQ( jobs_->find( id )->state, JobState::Failed );
-    EXPECT_NE( jobs_->find( id )->error, "" );
+    ASSERT_TRUE( jobs_->recover() );
+    EXPECT_EQ( jobs_->find( id ).value()->state, JobState::Failed );
+    EXPECT_NE( jobs_->find( id ).value()->error, "" );
 }
 
 TEST_F( ConversionJobsTest, OldOnesExpireButNotWhileTheyRun )
 {
-    const auto old = jobs_->create( "step" ).id;
+    const auto old = jobs_->create( "step" ).value().id;
     const auto running = queued();
-    ASSERT_TRUE( jobs_->take() );
+    ASSERT_TRUE( jobs_->take().value() );
     now_ += std::chrono::hours( 2 );
-    const auto fresh = jobs_->create( "step" ).id;
-    const auto expired = jobs_->expire( std::chrono::hours( 1 ) );
+    const auto fresh = jobs_->create( "step" ).value().id;
+    const auto expired = jobs_->expire( std::chrono::hours( 1 ) ).value();
     ASSERT_EQ( expired.size(), 1u );
     EXPECT_EQ( expired[0].id, old );
-    EXPECT_TRUE( jobs_->find( running ) );
-    EXPECT_TRUE( jobs_->find( fresh ) );
+    EXPECT_TRUE( jobs_->find( running ).value() );
+    EXPECT_TRUE( jobs_->find( fresh ).value() );
 }
 
 TEST_F( ConversionJobsTest, TheOldestGoesFirstWhenThereIsTooMuch )
 {
-    const auto first = jobs_->create( "step" ).id;
+    const auto first = jobs_->create( "step" ).value().id;
     const auto second = queued();
-    const auto third = jobs_->create( "step" ).id;
-    EXPECT_EQ( jobs_->expireOldest().value().id, first );
-    EXPECT_EQ( jobs_->expireOldest().value().id, third );
-    EXPECT_FALSE( jobs_->expireOldest() ) << "what waits for a worker stays";
-    EXPECT_TRUE( jobs_->find( second ) );
+    const auto third = jobs_->create( "step" ).value().id;
+    EXPECT_EQ( jobs_->expireOldest().value()->id, first );
+    EXPECT_EQ( jobs_->expireOldest().value()->id, third );
+    EXPECT_FALSE( jobs_->expireOldest().value() ) << "what waits for a worker stays";
+    EXPECT_TRUE( jobs_->find( second ).value() );
 }

@@ -1,3 +1,4 @@
+#include "support/OpenDatabase.h"
 #include "support/ScratchFolder.h"
 
 #include "converter/ConverterApi.h"
@@ -33,12 +34,12 @@ class ConverterApiTest : public testing::Test
 {
 protected:
     ConverterApiTest()
-        : database_( std::move( Database::open( folder_.path() / "db" ).value() ) )
+        : database_( Testing::openDatabase( folder_.path() / "db" ) )
         , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } )
     {
         ConverterApiOptions options;
-        options.mayConvert = [this]( const std::string& token, const std::function<void( bool )>& told )
-        { told( open_ || token == "good" ); };
+        options.mayConvert = [this]( const std::string& token, const IdentityService::AccessTold& told )
+        { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, "ann" } ); };
         options.statusHold = std::chrono::milliseconds( 300 );
         api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
     }
@@ -81,6 +82,7 @@ protected:
     ConversionJobs jobs_;
     FakeStore store_;
     bool open_ = true;
+    AccessCheck::Verdict refusal_ = AccessCheck::Verdict::Bad;
     std::unique_ptr<ConverterApi> api_;
 };
 
@@ -96,7 +98,7 @@ TEST_F( ConverterApiTest, WalksThroughAConversion )
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
-    jobs_.finish( jobs_.take()->id );
+    ASSERT_TRUE( jobs_.finish( jobs_.take().value()->id ) );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "finished" );
     EXPECT_EQ( json( status( id ) )["result"]["url"], "get:results/" + id );
 }
@@ -109,7 +111,7 @@ TEST_F( ConverterApiTest, StatusIsHeldWhileItRunsAndAnsweredAtOnceWhenItEnds )
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
     EXPECT_GE( std::chrono::steady_clock::now() - begin, std::chrono::milliseconds( 300 ) );
     auto held = std::async( std::launch::async, [&] { return status( id ); } );
-    jobs_.fail( jobs_.take()->id, "no solids" );
+    ASSERT_TRUE( jobs_.fail( jobs_.take().value()->id, "no solids" ) );
     EXPECT_EQ( message( held.get() ), "no solids" );
 }
 
@@ -160,4 +162,41 @@ TEST_F( ConverterApiTest, RefusesOtherCallsAndMethods )
     EXPECT_EQ( send( "POST", "/other", "{}" ).status, 404 );
     EXPECT_EQ( send( "GET", "/request", "" ).status, 405 );
     EXPECT_EQ( send( "POST", "/status", "{}" ).status, 405 );
+}
+
+TEST_F( ConverterApiTest, ASignInThatCannotBeCheckedIsNotCalledBad )
+{
+    open_ = false;
+    refusal_ = AccessCheck::Verdict::Unknown;
+    const auto answer =
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"one"})" );
+    EXPECT_EQ( answer.status, 503 );
+    EXPECT_EQ( message( answer ), "Your sign-in cannot be checked now; try again in a moment" );
+}
+
+TEST_F( ConverterApiTest, WhatCannotBeStoredIsNotAcknowledged )
+{
+    const auto id = uploadedId();
+    // The disk is full for new rows, and then for changed ones.
+    ASSERT_TRUE( executeAll( *database_,
+        { "CREATE TRIGGER no_room BEFORE INSERT ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END",
+            "CREATE TRIGGER no_change BEFORE UPDATE ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END" } ) );
+    const auto requested = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( requested.status, 503 );
+    EXPECT_EQ( message( requested ), "The conversion service cannot work now; try again in a moment" );
+    EXPECT_EQ( convert( id ).status, 503 );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    ASSERT_TRUE( executeAll( *database_, { "DROP TRIGGER no_room", "DROP TRIGGER no_change" } ) );
+    EXPECT_EQ( convert( id ).status, 200 );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
+}
+
+TEST_F( ConverterApiTest, AJobThatCannotBeLookedForIsNotCalledUnknown )
+{
+    const auto id = uploadedId();
+    ASSERT_TRUE( database_->execute( "ALTER TABLE conversions RENAME TO away" ) );
+    EXPECT_EQ( convert( id ).status, 503 );
+    EXPECT_EQ( status( id ).status, 503 );
+    ASSERT_TRUE( database_->execute( "ALTER TABLE away RENAME TO conversions" ) );
+    EXPECT_EQ( convert( id ).status, 200 );
 }

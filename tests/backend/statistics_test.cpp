@@ -53,7 +53,7 @@ protected:
     }
     int64_t count( const std::string& table )
     {
-        return integerOf( database_->query( "SELECT count(*) FROM " + table )[0][0] );
+        return integerOf( database_->query( "SELECT count(*) FROM " + table ).value()[0][0] );
     }
 
     Testing::ScratchFolder folder_;
@@ -76,12 +76,12 @@ TEST_F( Statistics, SessionActionsAndPlatformAreKept )
             .body,
         "{}" );
     const auto actions =
-        database_->query( "SELECT name, at FROM stats_actions WHERE session = ? ORDER BY at", { session } );
+        database_->query( "SELECT name, at FROM stats_actions WHERE session = ? ORDER BY at", { session } ).value();
     ASSERT_EQ( actions.size(), 2u );
     EXPECT_EQ( textOf( actions[1][0] ), "x" );
     EXPECT_EQ( integerOf( actions[1][1] ), 1700000001 );
     const auto sessions =
-        database_->query( "SELECT platform, version, user FROM stats_sessions WHERE id = ?", { session } );
+        database_->query( "SELECT platform, version, user FROM stats_sessions WHERE id = ?", { session } ).value();
     EXPECT_EQ( textOf( sessions[0][0] ), "Debian" );
     EXPECT_EQ( textOf( sessions[0][1] ), "1.2" );
     EXPECT_EQ( textOf( sessions[0][2] ).find( "ann" ), std::string::npos ) << "a code, not the address";
@@ -92,7 +92,7 @@ TEST_F( Statistics, UsersAreToldApartWhateverTheCase )
     newSession( "ann@example.org" );
     newSession( "ANN@example.org" );
     newSession( "bob@example.org" );
-    EXPECT_EQ( database_->query( "SELECT DISTINCT user FROM stats_sessions" ).size(), 2u );
+    EXPECT_EQ( database_->query( "SELECT DISTINCT user FROM stats_sessions" ).value().size(), 2u );
 }
 
 TEST_F( Statistics, SessionsOfOthersAndUnknownOnesAreRefused )
@@ -168,7 +168,7 @@ TEST_F( Statistics, WhatIsOldIsForgotten )
     api_->stop();
     store_.forget( std::chrono::seconds( 50 ) );
     EXPECT_EQ( count( "stats_sessions" ), 1 );
-    EXPECT_EQ( textOf( database_->query( "SELECT name FROM stats_actions" ).at( 0 )[0] ), "new" );
+    EXPECT_EQ( textOf( database_->query( "SELECT name FROM stats_actions" ).value().at( 0 )[0] ), "new" );
 }
 
 TEST_F( Statistics, AfterTheEndReportsAreToldToComeLater )

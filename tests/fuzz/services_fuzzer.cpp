@@ -28,6 +28,12 @@ struct Services
 {
     Services() { spdlog::set_level( spdlog::level::off ); }
 
+    static std::unique_ptr<Database> open( const std::filesystem::path& file )
+    {
+        auto out = std::move( Database::open( file ).value() );
+        Fuzz::require( Accounts::prepare( *out ).has_value(), "there are tables" );
+        return out;
+    }
     HttpResponse call( HttpHandler& api, HttpRequest request )
     {
         std::promise<HttpResponse> promise;
@@ -39,7 +45,7 @@ struct Services
     Fuzz::Scratch scratch;
     AccessTokens::Clock clock = [] { return std::chrono::sys_seconds( std::chrono::hours( 490'000 ) ); };
     IdentityKeys keys = ensureIdentityKeys( scratch.path() ).value();
-    std::unique_ptr<Database> database = std::move( Database::open( scratch.path() / "db" ).value() );
+    std::unique_ptr<Database> database = open( scratch.path() / "db" );
     Accounts accounts{ *database, keys.codes, clock };
     AccessTokens tokens{ keys.signing, std::chrono::hours( 1 ), clock };
     NoMailer mailer;

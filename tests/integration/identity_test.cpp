@@ -312,6 +312,13 @@ GatewayOptions gatewayOptions( const std::string& secret = {} )
     return options;
 }
 
+AccessCheck::Verdict verdictOf( GatewayIdentity& gateway, const std::string& token )
+{
+    std::promise<AccessCheck> told;
+    gateway.checkAccess( token, [&]( AccessCheck answer ) { told.set_value( std::move( answer ) ); } );
+    return told.get_future().get().verdict;
+}
+
 } // namespace
 
 TEST( Gateway, AddsTheClientAndPassesAnswersBackUnchanged )
@@ -391,11 +398,7 @@ TEST( Gateway, AsksTheServiceWhoseTokenItIsAndBelievesItForAWhile )
     options.clientId = "client";
     GatewayIdentity gateway( options, [&] { return std::chrono::sys_seconds( std::chrono::seconds( now.load() ) ); } );
     const auto good = [&]( const std::string& token )
-    {
-        std::promise<bool> told;
-        gateway.checkAccess( token, [&]( bool answer ) { told.set_value( answer ); } );
-        return told.get_future().get();
-    };
+    { return verdictOf( gateway, token ) == AccessCheck::Verdict::Good; };
     ASSERT_EQ( runCommand( std::string( "echo " ) + cPassword + " | " ORVANTA_BACKEND " user add " + cAnn +
                            " --password-stdin --data '" + backend.data().string() + "'" )
                    .status,
@@ -414,4 +417,14 @@ TEST( Gateway, AsksTheServiceWhoseTokenItIsAndBelievesItForAWhile )
     EXPECT_TRUE( good( token ) ) << "it was good a moment ago";
     now += 300;
     EXPECT_FALSE( good( token ) );
+}
+
+TEST( Gateway, AServiceThatIsDownCallsNoTokenBad )
+{
+    GatewayOptions options;
+    options.endpoint = "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/auth";
+    GatewayIdentity gateway( options, [] { return std::chrono::sys_seconds( std::chrono::hours( 1 ) ); } );
+    EXPECT_EQ( verdictOf( gateway, "a token" ), AccessCheck::Verdict::Unknown );
+    gateway.stop();
+    EXPECT_EQ( verdictOf( gateway, "a token" ), AccessCheck::Verdict::Unknown ) << "nobody is asked any more";
 }

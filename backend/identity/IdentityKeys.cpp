@@ -7,6 +7,12 @@
 
 #include <sodium.h>
 
+#include <array>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace VX::Backend
 {
 namespace
@@ -25,6 +31,18 @@ std::string keyIn( const Json::Value& value )
     return good && length == cKeySize && text.size() == 2 * cKeySize ? out : std::string();
 }
 
+/// Why a file cannot be read, such as one of another user, which is no damage; empty when it can.
+std::string readingProblem( const std::filesystem::path& file )
+{
+    std::array<char, 1> byte{};
+    const int fd = ::open( file.c_str(), O_RDONLY | O_CLOEXEC );
+    const bool read = fd >= 0 && ::read( fd, byte.data(), byte.size() ) >= 0;
+    const int error = errno;
+    if ( fd >= 0 )
+        ::close( fd );
+    return read ? std::string() : std::generic_category().message( error );
+}
+
 } // namespace
 
 tl::expected<IdentityKeys, std::string> ensureIdentityKeys( const std::filesystem::path& folder )
@@ -34,6 +52,8 @@ tl::expected<IdentityKeys, std::string> ensureIdentityKeys( const std::filesyste
     const auto file = folder / "identity-keys.json";
     if ( std::error_code ec; std::filesystem::exists( file, ec ) )
     {
+        if ( const auto problem = readingProblem( file ); !problem.empty() )
+            return tl::unexpected( "\"" + file.string() + "\" cannot be read: " + problem );
         const auto root = deserializeJsonValue( file );
         IdentityKeys keys;
         if ( root && root->isObject() )

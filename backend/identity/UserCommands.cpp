@@ -4,6 +4,7 @@
 #include "identity/Accounts.h"
 #include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
+#include "serve/DataFolder.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Text.h>
@@ -32,11 +33,21 @@ struct Store
     std::unique_ptr<Accounts> accounts;
 };
 
-tl::expected<Store, std::string> openStore( const std::filesystem::path& data )
+/// An account may be added before the service has run; all else is about accounts that are there.
+tl::expected<void, std::string> checkFolder( const std::filesystem::path& data, UserCommand::Action action )
 {
     std::error_code ec;
-    std::filesystem::create_directories( data, ec );
-    std::filesystem::permissions( data, std::filesystem::perms::owner_all, ec );
+    if ( std::filesystem::exists( data / "orvanta.db", ec ) )
+        return {};
+    if ( action == UserCommand::Action::Add )
+        return prepareDataFolder( data );
+    return tl::unexpected( "There is no database in \"" + data.string() + "\"" );
+}
+
+tl::expected<Store, std::string> openStore( const std::filesystem::path& data, UserCommand::Action action )
+{
+    if ( auto checked = checkFolder( data, action ); !checked )
+        return tl::unexpected( checked.error() );
     const auto keys = ensureIdentityKeys( data );
     if ( !keys )
         return tl::unexpected( keys.error() );
@@ -48,6 +59,7 @@ tl::expected<Store, std::string> openStore( const std::filesystem::path& data )
     if ( const auto ready = Accounts::prepare( *store.database ); !ready )
         return tl::unexpected( ready.error().text );
     store.accounts = std::make_unique<Accounts>( *store.database, keys->codes, &systemTime );
+    giveToOwner( data );
     return store;
 }
 
@@ -146,7 +158,7 @@ Result removeUser( const Account& account, Store& store )
 Result run( const UserCommand& command )
 {
     using Action = UserCommand::Action;
-    auto store = openStore( command.data );
+    auto store = openStore( command.data, command.action );
     if ( !store )
         return failed( store.error() );
     if ( command.action == Action::List )

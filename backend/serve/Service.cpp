@@ -6,6 +6,7 @@
 #include "identity/AuthApi.h"
 #include "identity/IdentityKeys.h"
 #include "monitor/MonitorApi.h"
+#include "serve/DataFolder.h"
 #include "serve/StoreKeys.h"
 #include "site/SiteApi.h"
 #include "statistics/StatsApi.h"
@@ -18,8 +19,6 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
-
-#include <sys/stat.h>
 
 namespace VX::Backend
 {
@@ -96,6 +95,7 @@ std::unique_ptr<Mailer> makeMailer( const ServiceOptions& options )
 
 struct Service::Parts
 {
+    std::unique_ptr<FolderLock> lock;
     std::unique_ptr<Database> database;
     std::unique_ptr<ConversionJobs> jobs;
     std::unique_ptr<EmbeddedStore> store;
@@ -145,9 +145,9 @@ uint16_t Service::port() const
 
 tl::expected<std::unique_ptr<Service>, std::string> Service::start( const ServiceOptions& options )
 {
-    std::error_code ec;
-    std::filesystem::create_directories( options.data, ec );
-    ::chmod( options.data.c_str(), 0700 );
+    auto lock = prepareDataFolder( options.data ).and_then( [&] { return FolderLock::take( options.data ); } );
+    if ( !lock )
+        return tl::unexpected( lock.error() );
     const auto certificate = ensureCertificate( options.data );
     if ( !certificate )
         return tl::unexpected( certificate.error() );
@@ -163,6 +163,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
 
     std::unique_ptr<Service> service( new Service );
     auto& p = *service->parts_;
+    p.lock = std::move( *lock );
     p.database = std::move( *database );
     const auto prepared =
         ConversionJobs::prepare( *p.database ).and_then( [&] { return Accounts::prepare( *p.database ); } );

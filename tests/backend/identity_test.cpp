@@ -451,3 +451,15 @@ TEST( IdentityKeys, AreKeptPrivateAndADamagedFileIsNotReplaced )
         EXPECT_EQ( readFile( file ), text );
     }
 }
+
+TEST( IdentityKeys, AFileThatCannotBeReadIsNotCalledDamaged )
+{
+    const ScratchFolder folder;
+    (void)ensureIdentityKeys( folder.path() ).value();
+    const auto file = folder.path() / "identity-keys.json";
+    std::filesystem::remove( file );
+    std::filesystem::create_directory( file );
+    const auto keys = ensureIdentityKeys( folder.path() );
+    ASSERT_FALSE( keys );
+    EXPECT_EQ( keys.error(), "\"" + file.string() + "\" cannot be read: Is a directory" );
+}

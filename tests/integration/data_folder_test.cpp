@@ -1,0 +1,112 @@
+#include "support/BackendProcess.h"
+#include "support/Command.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace VX;
+using Testing::runCommand;
+
+namespace
+{
+
+const std::string cBackend = ORVANTA_BACKEND;
+
+Testing::CommandOutput list( const std::filesystem::path& data )
+{
+    return runCommand( cBackend + " user list --data '" + data.string() + "' 2>&1" );
+}
+
+Testing::CommandOutput add( const std::filesystem::path& data )
+{
+    return runCommand( cBackend + " user add ann@example.org --data '" + data.string() + "' 2>&1" );
+}
+
+Testing::CommandOutput serve( const std::filesystem::path& data )
+{
+    // It ends at once, or is stopped: a service that starts here is a fault.
+    return runCommand( "timeout 20 " + cBackend + " serve --port 0 --data '" + data.string() + "' 2>&1" );
+}
+
+mode_t modeOf( const std::filesystem::path& path )
+{
+    struct stat info{};
+    EXPECT_EQ( ::stat( path.c_str(), &info ), 0 );
+    return info.st_mode & 07777;
+}
+
+} // namespace
+
+TEST( DataFolder, ASecondServiceIsRefusedAndTheFirstGoesOn )
+{
+    const Testing::BackendProcess backend;
+    std::ofstream( backend.data() / "work" / "of-the-first" ) << "x";
+    const auto second = serve( backend.data() );
+    EXPECT_EQ( second.status, 1 );
+    EXPECT_NE(
+        second.text.find( "The folder \"" + backend.data().string() + "\" is in use by the service of process " ),
+        std::string::npos )
+        << second.text;
+    EXPECT_TRUE( std::filesystem::exists( backend.data() / "work" / "of-the-first" ) );
+    EXPECT_TRUE( backend.isRunning() );
+}
+
+TEST( DataFolder, OperatorsWorkBesideTheService )
+{
+    const Testing::BackendProcess backend;
+    EXPECT_EQ( add( backend.data() ).status, 0 );
+    EXPECT_NE( list( backend.data() ).text.find( "ann@example.org" ), std::string::npos );
+    EXPECT_EQ( runCommand( cBackend + " stats --data '" + backend.data().string() + "'" ).status, 0 );
+}
+
+TEST( DataFolder, IsFreeAgainAfterAKill )
+{
+    Testing::BackendProcess backend;
+    backend.restart();
+    EXPECT_TRUE( backend.isRunning() );
+}
+
+TEST( DataFolder, AListChangesNothingWhereThereIsNoDatabase )
+{
+    const Testing::ScratchFolder folder;
+    ASSERT_EQ( ::chmod( folder.path().c_str(), 0755 ), 0 );
+    const auto listed = list( folder.path() );
+    EXPECT_EQ( listed.status, 1 );
+    EXPECT_EQ( listed.text, "There is no database in \"" + folder.path().string() + "\"\n" );
+    EXPECT_EQ( modeOf( folder.path() ), 0755u );
+    EXPECT_TRUE( std::filesystem::is_empty( folder.path() ) );
+    EXPECT_EQ( list( folder.path() / "missing" ).status, 1 );
+    EXPECT_FALSE( std::filesystem::exists( folder.path() / "missing" ) );
+}
+
+TEST( DataFolder, AFolderOfEverybodyIsRefusedAsItIs )
+{
+    const Testing::ScratchFolder folder;
+    ASSERT_EQ( ::chmod( folder.path().c_str(), 01777 ), 0 );
+    for ( const auto& refused : { serve( folder.path() ), add( folder.path() ) } )
+    {
+        EXPECT_EQ( refused.status, 1 );
+        EXPECT_NE( refused.text.find( "is open to everybody" ), std::string::npos ) << refused.text;
+    }
+    EXPECT_EQ( modeOf( folder.path() ), 01777u );
+    EXPECT_TRUE( std::filesystem::is_empty( folder.path() ) );
+}
+
+TEST( DataFolder, WhatRootAddsIsTheServicesOwn )
+{
+    constexpr uid_t cService = 65534;
+    const Testing::ScratchFolder folder;
+    if ( ::chown( folder.path().c_str(), cService, cService ) != 0 )
+        GTEST_SKIP() << "only root can give files away";
+    ASSERT_EQ( add( folder.path() ).status, 0 );
+    for ( const char* name : { "orvanta.db", "identity-keys.json" } )
+    {
+        struct stat info{};
+        ASSERT_EQ( ::stat( ( folder.path() / name ).c_str(), &info ), 0 ) << name;
+        EXPECT_EQ( info.st_uid, cService ) << name;
+    }
+}

@@ -114,6 +114,7 @@ void OrvantaRibbonMenu::drawFrame_()
     }
     if ( config.drawScenePanel )
         drawRibbonSceneList_();
+    wantHint_( !menuConfig_.drawWelcomeWindow || isWaitingForSignIn_() || !welcomeWindow_.isDue() );
     if ( config.drawViewportTags )
         drawRibbonViewportsLabels_();
     if ( topPanel )
@@ -128,11 +129,6 @@ void OrvantaRibbonMenu::drawFrame_()
     if ( config.drawNotifications )
         drawNotifications_();
     updateSelectedObjects_();
-}
-
-bool OrvantaRibbonMenu::isHintWanted_() const
-{
-    return !menuConfig_.drawWelcomeWindow || isWaitingForSignIn_() || !welcomeWindow_.isDue();
 }
 
 void OrvantaRibbonMenu::drawWelcomeWindow_()
@@ -159,8 +155,13 @@ void OrvantaRibbonMenu::drawSceneListButtons_()
 
 void OrvantaRibbonMenu::onFirstSignInFrame_()
 {
-    const auto platform = toLower( getOSNoSpaces() );
-    const auto cpu = toLower( GetCpuId() );
+    checkArchitecture_( getOSNoSpaces(), GetCpuId() );
+}
+
+void OrvantaRibbonMenu::checkArchitecture_( const std::string& platformName, const std::string& cpuName )
+{
+    const auto platform = toLower( platformName );
+    const auto cpu = toLower( cpuName );
     spdlog::debug( "\nplatform: \"{}\"\n cpuName: \"{}\"", platform, cpu );
     if ( const auto notice = architectureNotice( platform, cpu ) )
         pushNotification( *notice );
@@ -187,13 +188,15 @@ void OrvantaRibbonMenu::pushNotification( const RibbonNotification& notification
 
 void OrvantaRibbonMenu::emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item )
 {
-    itemPressed_( item, std::string( getRequirements_( item ) ) );
+    itemPressed_( item, item ? std::string( getRequirements_( item ) ) : std::string() );
 }
 
 bool OrvantaRibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements )
 {
-    const bool wasActive = item->isActive();
+    const bool wasActive = item && item->isActive();
     const bool done = RibbonMenu::itemPressed_( item, requirements );
+    if ( !item )
+        return false;
     if ( wasActive || !RibbonSchemaHolder::schema().items.contains( item->name() ) )
         return done;
     if ( done )

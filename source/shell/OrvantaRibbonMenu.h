@@ -49,8 +49,6 @@ public:
     void emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item ) override;
 
 protected:
-    /// Not where the welcome window is.
-    [[nodiscard]] bool isHintWanted_() const override;
     /// Nothing while the user still has to sign in.
     virtual void drawWelcomeWindow_();
     /// Asks once in a run for the newest release, and tells of it when it is newer.
@@ -74,6 +72,8 @@ private:
 
     void drawFrame_();
     void onFirstSignInFrame_();
+    /// Tells of a build that is not for this machine, as the framework names both.
+    void checkArchitecture_( const std::string& platformName, const std::string& cpuName );
     [[nodiscard]] bool isWaitingForSignIn_() const { return authWindow_ && !authWindow_->isAuthed(); }
     void requestVersion_();
     void drawVersionNotice_();

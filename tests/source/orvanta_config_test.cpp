@@ -1,3 +1,4 @@
+#include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
 
 #include <VXMesh/io/Json.h>
@@ -5,7 +6,9 @@
 #include <VXOrvanta/account/AuthToken.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
+#include <VXViewer/menu/RibbonSchema.h>
 #include <VXViewer/system/UserDirs.h>
+#include <VXViewer/ui/ColorTheme.h>
 
 #include <gtest/gtest.h>
 
@@ -84,6 +87,14 @@ TEST( OrvantaConfigs, FontsMustBeRegularFilesOfTheTwoKinds )
     EXPECT_TRUE( config( R"({"Fonts":"x"})" ).fonts[0].empty() );
 }
 
+TEST( OrvantaConfigs, MonospaceFillsItsSlotOnly )
+{
+    Testing::ScratchFolder folder;
+    const auto file = folder.write( "m.ttf", "x" );
+    const auto fonts = config( R"({"Fonts":{"Monospace":")" + utf8string( file ) + R"("}})" ).fonts;
+    EXPECT_EQ( fonts, ( decltype( fonts ){ "", "", file, "" } ) );
+}
+
 TEST( OrvantaConfigs, ForwardsTheFrameworksPart )
 {
     const auto all = config( R"({"Schema":{"Items":[]},"Structure":{},"UISettings":{"Theme":"Dark"}})" );
@@ -96,9 +107,13 @@ TEST( OrvantaConfigs, ForwardsTheFrameworksPart )
 
 TEST( OrvantaConfigs, WithoutTheMenuNothingIsApplied )
 {
-    testing::internal::CaptureStdout();
-    applyOrvantaConfig( config( R"({"MenuLayout":{},"UISettings":{"Theme":"Light"}})" ) );
-    EXPECT_NE( testing::internal::GetCapturedStdout().find( "Cannot apply layout config" ), std::string::npos );
+    const auto revision = RibbonSchemaHolder::revision();
+    const Testing::LogCapture log;
+    applyOrvantaConfig(
+        config( R"({"MenuLayout":{},"UISettings":{"Theme":"Light"},"Schema":{"Items":[]},"Structure":{"Tabs":[]}})" ) );
+    EXPECT_EQ( log.text(), "warning: Cannot apply layout config\n" );
+    EXPECT_EQ( ColorTheme::getPreset(), ColorTheme::Preset::Dark );
+    EXPECT_EQ( RibbonSchemaHolder::revision(), revision );
 }
 
 TEST( OrvantaWindowTitles, ShowTheAddressAfterTheTitle )

@@ -64,8 +64,13 @@ struct OrvantaMenuTestAccess
     {
         AuthWindowTestAccess::state( *menu.authWindow_ ) = on ? AuthState::Authed : AuthState::SignIn;
     }
-    static bool firstSignedInFrameDone( const OrvantaRibbonMenu& menu ) { return menu.firstSignedInFrameDone_; }
+    static std::string& latestVersion( OrvantaRibbonMenu& menu ) { return menu.latestVersion_; }
     static void drawVersionWindowOf( OrvantaRibbonMenu& menu ) { menu.drawVersionWindow_(); }
+    static void drawWelcomeWindowOf( OrvantaRibbonMenu& menu ) { menu.drawWelcomeWindow_(); }
+    static void checkArchitecture( OrvantaRibbonMenu& menu, const std::string& platform, const std::string& cpu )
+    {
+        menu.checkArchitecture_( platform, cpu );
+    }
 };
 
 } // namespace VX

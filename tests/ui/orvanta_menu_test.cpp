@@ -2,15 +2,10 @@
 #include "support/UiFixture.h"
 
 #include <VXMesh/io/Json.h>
-#include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
-#include <VXOrvanta/telemetry/SessionLogs.h>
-#include <VXViewer/settings/Config.h>
-#include <VXViewer/tools/FunctionItem.h>
 
-#include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,74 +17,6 @@ namespace
 {
 
 using Names = std::vector<std::string>;
-
-/// The menu with a log of what is drawn, in its order.
-class RecordingMenu final : public OrvantaRibbonMenu
-{
-public:
-    Names drawn;
-
-protected:
-    void drawTopPanel_( bool tabs, bool center ) override
-    {
-        drawn.push_back( std::string( "top" ) + ( tabs ? " tabs" : "" ) + ( center ? " center" : "" ) );
-    }
-    void drawActiveBlockingDialog_() override { drawn.emplace_back( "blocking" ); }
-    void drawActiveNonBlockingDialogs_() override { drawn.emplace_back( "nonblocking" ); }
-    void drawRibbonSceneList_() override { drawn.emplace_back( "scene" ); }
-    void drawRibbonViewportsLabels_() override { drawn.emplace_back( "labels" ); }
-    void drawActiveList_() override { drawn.emplace_back( "active" ); }
-    void drawWelcomeWindow_() override { drawn.emplace_back( "welcome" ); }
-    void drawVersionWindow_() override { drawn.emplace_back( "version" ); }
-    void drawNotifications_() override { drawn.emplace_back( "notifications" ); }
-
-public:
-    void draw_helpers() override { drawn.emplace_back( "helpers" ); }
-};
-
-class RecordingSetup final : public OrvantaSetup
-{
-public:
-    void setupBasePlugins( Viewer* viewer ) const override
-    {
-        viewer->setMenuPlugin( std::make_shared<RecordingMenu>() );
-    }
-};
-
-class DrawOrder : public testing::Test
-{
-protected:
-    DrawOrder()
-    {
-        ::setenv( "XDG_CONFIG_HOME", folder_.path().c_str(), 1 );
-        setWebTransport( std::make_shared<ScriptedTransport>() );
-        LaunchParams params;
-        params.windowless = true;
-        EXPECT_TRUE( getViewerInstance().start( params, setup_ ) );
-        menu_ = std::dynamic_pointer_cast<RecordingMenu>( getViewerInstance().getMenuPlugin() );
-    }
-    ~DrawOrder() override
-    {
-        menu_.reset();
-        EXPECT_TRUE( getViewerInstance().stop() );
-        setWebTransport( nullptr );
-    }
-    Names frame( const RibbonMenuUIConfig& config )
-    {
-        menu_->setMenuUIConfig( config );
-        while ( getViewerInstance().framesDrawn() == 0 )
-            getViewerInstance().step( 0 );
-        menu_->drawn.clear();
-        const auto before = getViewerInstance().framesDrawn();
-        getViewerInstance().incrementForceRedrawFrames();
-        while ( getViewerInstance().framesDrawn() == before )
-            getViewerInstance().step( 0 );
-        return menu_->drawn;
-    }
-    Testing::ScratchFolder folder_;
-    RecordingSetup setup_;
-    std::shared_ptr<RecordingMenu> menu_;
-};
 
 class OrvantaMenu : public Testing::UiFixture
 {
@@ -105,74 +32,19 @@ protected:
         UiFixture::TearDown();
         SessionLogsTestAccess::take();
     }
-    [[nodiscard]] Names shortcuts() const
+    static Names shortcutsOf( const OrvantaRibbonMenu& menu )
     {
         Names out;
-        for ( const auto& entry : menu_->getShortcutManager()->getShortcutList() )
+        for ( const auto& entry : menu.getShortcutManager()->getShortcutList() )
             out.push_back( entry.command->name );
         std::sort( out.begin(), out.end() );
         return out;
     }
+    [[nodiscard]] Names shortcuts() const { return shortcutsOf( *menu_ ); }
     static Names logged() { return SessionLogsTestAccess::take(); }
-    /// The answer to a latest-version query, as it comes to a menu that has just been started.
-    void answerVersion( const Json::Value& response )
-    {
-        const auto transport = std::make_shared<ScriptedTransport>(
-            [response]( const WebRequestData& ) -> std::optional<Json::Value> { return response; } );
-        setWebTransport( transport );
-        // A menu of its own asks again; this one has asked when the program started.
-        fresh_ = std::make_shared<OrvantaRibbonMenu>();
-        viewer().setMenuPlugin( fresh_ );
-        fresh_->init( &viewer() );
-        settle();
-        OrvantaMenuTestAccess::setAuthed( *fresh_, true );
-        (void)frame();
-        (void)frame();
-        for ( const auto& request : transport->sent() )
-            if ( request.logName == "version" )
-                requests_.push_back( request );
-    }
-    std::shared_ptr<OrvantaRibbonMenu> fresh_;
-    std::vector<WebRequestData> requests_;
-};
-
-class FailingItem final : public RibbonMenuItem
-{
-public:
-    using RibbonMenuItem::RibbonMenuItem;
-    bool action() override { return false; }
-    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override { return requirement; }
-    std::string requirement;
 };
 
 } // namespace
-
-TEST_F( DrawOrder, EverythingInItsOrder )
-{
-    EXPECT_EQ( frame( {} ), ( Names{ "top tabs", "blocking", "nonblocking", "scene", "labels", "active", "welcome",
-                                "helpers", "version", "notifications" } ) );
-}
-
-TEST_F( DrawOrder, SwitchesLeaveTheirPartsOut )
-{
-    RibbonMenuUIConfig config;
-    config.topLayout = TopPanelLayoutMode::None;
-    EXPECT_EQ( frame( config ), ( Names{ "scene", "labels", "welcome", "helpers", "version", "notifications" } ) );
-    config.drawScenePanel = false;
-    EXPECT_EQ( frame( config ), ( Names{ "labels", "welcome", "notifications" } ) );
-    config.topLayout = TopPanelLayoutMode::RibbonNoTabs;
-    config.centerRibbonItems = true;
-    config.drawViewportTags = config.drawNotifications = false;
-    EXPECT_EQ( frame( config ),
-        ( Names{ "top center", "blocking", "nonblocking", "active", "welcome", "helpers", "version" } ) );
-}
-
-TEST_F( DrawOrder, WelcomeWindowIsSwitchedOff )
-{
-    menu_->setOrvantaMenuConfig( { .drawWelcomeWindow = false } );
-    const auto drawn = frame( {} );
-    EXPECT_EQ( std::count( drawn.begin(), drawn.end(), "welcome" ), 0 );
-}
 
 TEST_F( OrvantaMenu, IsFoundByItsClassOnly )
 {
@@ -222,6 +94,10 @@ TEST_F( OrvantaMenu, SwitchesBeforeTheShortcutsExistAreOnlyKept )
     OrvantaRibbonMenu menu;
     menu.setOrvantaMenuConfig( { .allowBaseShortcuts = false } );
     EXPECT_FALSE( menu.getShortcutManager() );
+    EXPECT_FALSE( menu.getOrvantaMenuConfig().allowBaseShortcuts );
+    menu.init( &viewer() );
+    EXPECT_EQ( shortcutsOf( menu ), ( Names{ "Leave", "Redo", "Show shortcuts", "Undo" } ) );
+    viewer().perFrameSignal.disconnect_all_slots();
 }
 
 TEST_F( OrvantaMenu, ReportsModalsButNotACancel )
@@ -256,40 +132,6 @@ TEST_F( OrvantaMenu, ReportsToolsThatAreStartedAndRequirementsThatAreFaced )
     EXPECT_EQ( logged(), Names{ "Requirements Faced: Hide selected" } );
 }
 
-TEST_F( OrvantaMenu, DoesNotReportFailuresWithoutAReasonNorStrangers )
-{
-    const auto failing = std::make_shared<FailingItem>( "Test failing" );
-    menu_->emitItemPressed( failing );
-    EXPECT_EQ( logged(), Names{} ) << "not in the schema";
-    RibbonSchemaHolder::addItem( failing );
-    menu_->emitItemPressed( failing );
-    EXPECT_EQ( logged(), Names{} ) << "no requirement";
-    failing->requirement = "Do something else first";
-    menu_->emitItemPressed( failing );
-    EXPECT_EQ( logged(), Names{ "Requirements Faced: Test failing" } );
-    RibbonSchemaHolder::removeItem( "Test failing" );
-}
-
-TEST_F( OrvantaMenu, RunsTheSignedInHookOncePerSignIn )
-{
-    UserInfo::setAccessToken( {} );
-    (void)frame();
-    EXPECT_FALSE( OrvantaMenuTestAccess::firstSignedInFrameDone( *menu_ ) );
-    Config::instance().setJsonValue( "telemetryDisclaimerModalShowed", 0 );
-    UserInfo::setAccessToken( "token" );
-    (void)frame();
-    EXPECT_TRUE( OrvantaMenuTestAccess::firstSignedInFrameDone( *menu_ ) );
-    menu_->signOut();
-    EXPECT_FALSE( OrvantaMenuTestAccess::firstSignedInFrameDone( *menu_ ) );
-    EXPECT_EQ( UserInfo::getAccessToken(), "" );
-    UserInfo::setAccessToken( "token" );
-    (void)frame();
-    EXPECT_TRUE( OrvantaMenuTestAccess::firstSignedInFrameDone( *menu_ ) );
-    UserInfo::setAccessToken( {} );
-    (void)frame();
-    EXPECT_FALSE( OrvantaMenuTestAccess::firstSignedInFrameDone( *menu_ ) );
-}
-
 TEST_F( OrvantaMenu, TitleIsTheProductsAndFollowsTheUser )
 {
     const auto title = std::dynamic_pointer_cast<OrvantaWindowTitle>( viewer().viewerTitle() );
@@ -317,64 +159,6 @@ TEST_F( OrvantaMenu, AfterItsShutdownThereIsNoSignIn )
     EXPECT_EQ( logged(), Names{} );
     EXPECT_FALSE( menu->isAuthInProcess() );
     viewer().perFrameSignal.disconnect_all_slots();
-}
-
-TEST_F( OrvantaMenu, AsksOnceForTheNewestReleaseAndTellsOfIt )
-{
-    Json::Value response;
-    response["code"] = 200;
-    response["text"] = "999.0.0.1-beta";
-    answerVersion( response );
-    ASSERT_EQ( requests_.size(), 1u );
-    EXPECT_TRUE( requests_[0].url.ends_with( "/version/latesttag" ) );
-    EXPECT_EQ( requests_[0].method, WebMethod::Get );
-    EXPECT_TRUE( requests_[0].body.empty() && requests_[0].headers.empty() && requests_[0].parameters.empty() );
-    EXPECT_TRUE( isWindowShown( "##VersionUpdateWindow" ) );
-    const auto corner = windowPointFromTop( "##VersionUpdateWindow", 0, 0 );
-    EXPECT_EQ( corner.x, 1280 - 320 );
-    EXPECT_EQ( corner.y, 120 );
-    (void)frame();
-    OrvantaMenuTestAccess::setAuthed( *fresh_, false );
-    (void)frame();
-    EXPECT_FALSE( isWindowShown( "##VersionUpdateWindow" ) ) << "the notice waits until sign-in";
-    OrvantaMenuTestAccess::setAuthed( *fresh_, true );
-    (void)frame();
-    EXPECT_TRUE( isWindowShown( "##VersionUpdateWindow" ) );
-    const auto notes = fresh_->notificationCount();
-    click( windowPoint( "##VersionUpdateWindow", 40, 20 ) );
-    EXPECT_EQ( fresh_->notificationCount(), notes + 1 ) << "there is no browser that could show the page";
-    click( windowPointFromTop( "##VersionUpdateWindow", 20, 20 ) );
-    EXPECT_FALSE( isWindowShown( "##VersionUpdateWindow" ) );
-    (void)frame();
-    EXPECT_FALSE( isWindowShown( "##VersionUpdateWindow" ) ) << "it does not come back";
-    viewer().perFrameSignal.disconnect_all_slots();
-}
-
-TEST_F( OrvantaMenu, IsSilentAboutAnyOtherAnswer )
-{
-    Json::Value response;
-    response["code"] = 500;
-    response["text"] = "999.0.0.1";
-    answerVersion( response );
-    EXPECT_FALSE( isWindowShown( "##VersionUpdateWindow" ) );
-    EXPECT_FALSE( fresh_->isModalShown() );
-    viewer().perFrameSignal.disconnect_all_slots();
-}
-
-TEST_F( OrvantaMenu, FontsOfTheConfigurationReplaceTheirOwnOnly )
-{
-    auto& manager = menu_->fontManager();
-    const auto before = manager.getAllFontPaths();
-    OrvantaConfig config;
-    applyOrvantaConfig( config );
-    EXPECT_FALSE( manager.isOutdated() ) << "no font given";
-    config.fonts[2] = before[0];
-    applyOrvantaConfig( config );
-    EXPECT_TRUE( manager.isOutdated() );
-    EXPECT_EQ(
-        manager.getAllFontPaths(), ( RibbonFontManager::FontPaths{ before[0], before[1], before[0], before[3] } ) );
-    (void)frame();
-    EXPECT_FALSE( manager.isOutdated() );
 }
 
 TEST_F( OrvantaMenu, BrokenFontsAreReplacedAndTheInterfaceStaysLegible )

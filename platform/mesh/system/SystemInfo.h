@@ -15,7 +15,8 @@ namespace VX
 /// As the system calls itself to people: "Debian GNU/Linux 12 (bookworm)".
 [[nodiscard]] VXMESH_API std::string GetDetailedOSName();
 
-/// System and machine in one word: "Linux_x86_64".
+/// System and machine in one word: "Linux_x86_64". On a Mac it must say "Apple_x86_64" or "Apple_arm64", after what the
+/// program was built for: the menu tells by it who runs the Intel build on another processor.
 [[nodiscard]] VXMESH_API std::string getOSNoSpaces();
 
 /// The processor's model name; empty when the system does not tell.

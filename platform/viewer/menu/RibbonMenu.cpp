@@ -381,7 +381,7 @@ void RibbonMenu::drawNotifications_()
 
 void RibbonMenu::drawHint_()
 {
-    if ( !isHintWanted_() || isModalShown() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
+    if ( !hintWanted_ || isModalShown() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
         return;
     const float scale = menu_scaling();
     const ImVec2 size = ImGui::GetIO().DisplaySize;
@@ -396,7 +396,8 @@ void RibbonMenu::drawHint_()
             toImU32( ColorTheme::getViewportColor( ColorTheme::Label ) ), text );
     };
     line( RibbonFontManager::FontType::Headline, "Drop a file here", -26 );
-    line( RibbonFontManager::FontType::Default, "or press Ctrl+O to open one", 8 );
+    if ( const auto key = host_->shortcut( "Open files" ); !key.empty() )
+        line( RibbonFontManager::FontType::Default, fmt::format( "or press {} to open one", key ).c_str(), 8 );
 }
 
 void RibbonMenu::drawToolbar_()

@@ -51,7 +51,7 @@ protected:
     virtual void drawActiveList_();
     virtual void drawNotifications_();
     /// The toolbar and its dialog.
-    void drawToolbar_();
+    virtual void drawToolbar_();
 
 public:
     void onSceneClick( Object* object, bool add ) override;
@@ -89,8 +89,8 @@ protected:
     /// Reads the list of selected objects that requirements are asked with.
     void updateSelectedObjects_();
     void onEscape_() override;
-    /// Whether an empty scene tells how to open a file; not where a menu has more to say there.
-    [[nodiscard]] virtual bool isHintWanted_() const { return true; }
+    /// Whether an empty scene tells how to open a file, as it does unless a menu has more to say there.
+    void wantHint_( bool wanted ) { hintWanted_ = wanted; }
 
     Toolbar toolbar_;
 
@@ -118,6 +118,7 @@ private:
     unsigned allowedTags_ = AllNotificationTags;
     SelectedObjects selected_;
     uint64_t selectedRevision_ = 0;
+    bool hintWanted_ = true;
     std::shared_ptr<RibbonMenuItem> activeBlocking_;
     std::vector<std::shared_ptr<RibbonMenuItem>> activeNonBlocking_;
     std::unique_ptr<Parts> parts_;

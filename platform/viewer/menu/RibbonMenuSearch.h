@@ -25,7 +25,7 @@ public:
     void draw( RibbonItemHost& host, float width, float scale );
 
 private:
-    void drawField_( float width, float scale );
+    void drawField_( RibbonItemHost& host, float width, float scale );
     void drawResults_( RibbonItemHost& host, float right, float top, float scale );
     void drawResult_( size_t index, RibbonItemHost& host, float scale );
     void handleKeys_( RibbonItemHost& host );

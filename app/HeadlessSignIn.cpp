@@ -44,9 +44,9 @@ std::string signIn( const Request& request )
 std::string signInHeadless()
 {
     std::string problem;
-    if ( const auto file = takeCredentialsArgument( getViewerInstance().arguments() ); !file.empty() )
+    if ( const auto file = takeCredentialsArgument( getViewerInstance().arguments() ) )
     {
-        const auto credentials = readCredentials( file );
+        const auto credentials = readCredentials( *file );
         if ( credentials )
             return signIn( [&]( Cognito::Callback callback )
                 { Cognito::signInEmail( credentials->email, credentials->password, std::move( callback ) ); } );

@@ -66,7 +66,7 @@ void AuthWindow::drawIfNeeded( float menuScaling )
 
 void AuthWindow::drawNativeIfNeeded_( float menuScaling )
 {
-    if ( state_ == AuthState::Loading || state_ == AuthState::Authed )
+    if ( state_ == AuthState::Loading || state_ == AuthState::Authed || isSilentStartPending_() )
         return;
     const auto& menu = getViewerInstance().getMenuPlugin();
     if ( !firstFrameDone_ )

@@ -31,6 +31,8 @@ void saveAuthToken( const AuthToken& token )
         spdlog::error( "Cannot create folder..." );
         return;
     }
+    // The folder of the settings may be an older one that others can read.
+    std::filesystem::permissions( folder, std::filesystem::perms::owner_all, ec );
     Json::Value root( Json::objectValue );
     root["login"] = token.login;
     root["token"] = token.token;

@@ -70,8 +70,9 @@ AuthWindow::~AuthWindow() = default;
 
 void AuthWindow::start_()
 {
+    started_ = true;
     const auto file = takeCredentialsArgument( getViewerInstance().arguments() );
-    if ( !file.empty() && signInWithFile_( file ) )
+    if ( file && signInWithFile_( *file ) )
         return;
     const auto token = loadAuthToken();
     email_ = token.login;
@@ -80,6 +81,14 @@ void AuthWindow::start_()
     retriesLeft_ = cSilentRetries;
     state_ = AuthState::Loading;
     requestSignIn_( token );
+}
+
+bool AuthWindow::isSilentStartPending_() const
+{
+    if ( started_ )
+        return false;
+    auto arguments = getViewerInstance().arguments();
+    return takeCredentialsArgument( arguments ) || isUsable( loadAuthToken() );
 }
 
 bool AuthWindow::signInWithFile_( const std::string& file )

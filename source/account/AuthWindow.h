@@ -63,6 +63,8 @@ private:
     using Answer = std::function<void( const Json::Value& body )>;
 
     void start_();
+    /// Whether the start-up task is still to come and will sign in silently.
+    [[nodiscard]] bool isSilentStartPending_() const;
     /// Signs in with a file of e-mail and password; false, and said why, when it is of no use.
     bool signInWithFile_( const std::string& file );
 
@@ -123,6 +125,7 @@ private:
     bool firstFrameDone_ = false;
     bool requestInProgress_ = false;
 
+    bool started_ = false;
     std::string reason_;
     /// What has gone well; shown where there is no message.
     std::string status_;

@@ -110,13 +110,13 @@ std::string Cognito::getEndpoint( const std::string& email )
 
 std::string Cognito::versionNoSpaces()
 {
-    return versionNoSpaces( GetVXVersionString() );
+    return noSpaces( GetVXVersionString() );
 }
 
-std::string Cognito::versionNoSpaces( std::string version )
+std::string Cognito::noSpaces( std::string text )
 {
-    std::replace( version.begin(), version.end(), ' ', '-' );
-    return version;
+    std::replace( text.begin(), text.end(), ' ', '-' );
+    return text;
 }
 
 } // namespace VX

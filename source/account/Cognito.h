@@ -40,8 +40,8 @@ public:
 
     /// The product's version with "-" for spaces.
     [[nodiscard]] static std::string versionNoSpaces();
-    /// The same of another version.
-    [[nodiscard]] static std::string versionNoSpaces( std::string version );
+    /// A text with "-" for spaces.
+    [[nodiscard]] static std::string noSpaces( std::string text );
 
     static const std::string cAuthUrl;
 };

@@ -7,9 +7,9 @@
 namespace VX
 {
 
-std::string takeCredentialsArgument( std::vector<std::string>& arguments )
+std::optional<std::string> takeCredentialsArgument( std::vector<std::string>& arguments )
 {
-    std::string file;
+    std::optional<std::string> file;
     for ( auto it = arguments.begin(); it != arguments.end(); )
     {
         if ( *it != "-creds" )

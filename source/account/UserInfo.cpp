@@ -23,6 +23,7 @@ const std::string& UserInfo::getEmail()
 
 void UserInfo::setEmail( std::string email )
 {
+    auto& self = instance_();
     if ( !email.empty() )
     {
         SessionLogs::allow( Config::instance().getBool( cTelemetryAllowedConfigKey, true ) );
@@ -37,7 +38,7 @@ void UserInfo::setEmail( std::string email )
     }
     if ( auto* title = dynamic_cast<OrvantaWindowTitle*>( getViewerInstance().viewerTitle().get() ) )
         title->setEmail( email );
-    instance_().email_ = std::move( email );
+    self.email_ = std::move( email );
 }
 
 const std::string& UserInfo::getAccessToken()

@@ -130,6 +130,20 @@ TEST_F( TokenFile, LiesInAPrivateFolder )
     EXPECT_EQ( int( std::filesystem::status( getUserConfigDir() ).permissions() ), 0700 );
 }
 
+TEST_F( TokenFile, LiesInAFolderOfItsOwnerEvenWhereTheSettingsDoNot )
+{
+    using std::filesystem::perms;
+    const auto open =
+        perms::owner_all | perms::group_read | perms::group_exec | perms::others_read | perms::others_exec;
+    std::filesystem::create_directories( tokenFolder() );
+    std::filesystem::permissions( getUserConfigDir(), open );
+    std::filesystem::permissions( tokenFolder(), open );
+    saveAuthToken( { "a", "t", "e" } );
+    EXPECT_EQ( std::filesystem::status( tokenFolder() ).permissions(), perms::owner_all );
+    EXPECT_EQ( std::filesystem::status( getUserConfigDir() ).permissions(), open ) << "which are not ours alone";
+    EXPECT_EQ( loadAuthToken().token, "t" );
+}
+
 TEST( Credentials, EmailAddresses )
 {
     for ( const char* good :
@@ -300,8 +314,11 @@ TEST_F( CredentialsFile, LastOneOfTheCommandLineCountsAndAllAreTakenOut )
     EXPECT_EQ( takeCredentialsArgument( arguments ), "b" );
     EXPECT_EQ( arguments, std::vector<std::string>{ "part.stl" } );
     arguments = { "part.stl", "-creds" };
-    EXPECT_EQ( takeCredentialsArgument( arguments ), "" );
+    EXPECT_EQ( takeCredentialsArgument( arguments ), std::nullopt );
     EXPECT_EQ( arguments, std::vector<std::string>{ "part.stl" } );
+    arguments = { "-creds", "" };
+    EXPECT_EQ( takeCredentialsArgument( arguments ), "" ) << "a file of no name is a file that cannot be read";
+    EXPECT_EQ( takeCredentialsArgument( arguments ), std::nullopt );
 }
 
 TEST_F( CredentialsFile, TellsWhyItIsOfNoUse )

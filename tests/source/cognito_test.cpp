@@ -5,6 +5,7 @@
 #include <VXOrvanta/account/ClientMetadata.h>
 #include <VXOrvanta/account/Cognito.h>
 #include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/system/SystemInfoJson.h>
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -45,6 +46,8 @@ protected:
         auto body = deserializeJsonValue( request.body ).value();
         EXPECT_EQ( body.toStyledString(), request.body ) << "the styled writer's text, byte by byte";
         EXPECT_EQ( body["ClientMetadata"]["platform"], getOSNoSpaces() );
+        EXPECT_TRUE( body["ClientMetadata"]["os"].isString() ) << "the facts about this machine";
+        EXPECT_EQ( body["ClientMetadata"], clientMetadata( GetSystemInfoJson() ) );
         body.removeMember( "ClientMetadata" );
         return body.toStyledString();
     }
@@ -71,9 +74,9 @@ TEST( CognitoEndpoint, IsTheNameBasedIdOfTheAddressInLowerCase )
 
 TEST( CognitoEndpoint, VersionHasNoSpaces )
 {
-    EXPECT_EQ( Cognito::versionNoSpaces().find( ' ' ), std::string::npos );
-    EXPECT_EQ( Cognito::versionNoSpaces(), GetVXVersionString() );
-    EXPECT_EQ( Cognito::versionNoSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
+    EXPECT_EQ( Cognito::noSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
+    EXPECT_EQ( Cognito::noSpaces( "  " ), "--" );
+    EXPECT_EQ( Cognito::versionNoSpaces(), Cognito::noSpaces( GetVXVersionString() ) );
     EXPECT_TRUE( Cognito::cAuthUrl.ends_with( "/auth" ) );
 }
 

@@ -61,10 +61,11 @@ void UiFixture::start_()
     params.appName = "Orvanta";
     params.windowless = true;
     params.arguments = programArguments();
-    const auto started = viewer().start( params, *setup_ );
-    ASSERT_TRUE( started ) << started.error();
+    const auto start = viewer().start( params, *setup_ );
+    ASSERT_TRUE( start ) << start.error();
     menu_ = OrvantaRibbonMenu::instance();
     ASSERT_TRUE( menu_ );
+    started();
     menu_->setOpenAction( [this]( const auto& files ) { opener_->open( files ); } );
     drops_ = viewer().filesDroppedSignal.connect( [this]( const auto& files ) { opener_->open( files ); } );
     settle();

@@ -36,6 +36,8 @@ protected:
     [[nodiscard]] virtual std::optional<Json::Value> answerAtStart( const WebRequestData& request );
     /// Of the command line, as the viewer sees them; for tests to override.
     [[nodiscard]] virtual std::vector<std::string> programArguments() const { return {}; }
+    /// Called when the viewer has been started and its loop has not turned yet; for tests to override.
+    virtual void started() {}
     /// Ends the program and starts it again with the same settings.
     void restart();
 

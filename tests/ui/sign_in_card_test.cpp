@@ -106,6 +106,27 @@ TEST_F( SignInCard, AnErrorStatusIsNoSuccessWhateverItsBody )
         }
 }
 
+TEST_F( SignInCard, AnErrorStatusIsNoSuccessOfASignInOrOfACodeSentAgainEither )
+{
+    fill( Access::email( auth() ), "ann@example.org" );
+    const std::pair<int, const char*> answers[] = { { 404, "{}" }, { 400, "" }, { 400, "<html>" }, { 413, "[]" } };
+    for ( const auto& [code, text] : answers )
+    {
+        show( AuthState::ConfirmSignUp );
+        clickAt( 286, 261 );
+        answer( code, text );
+        EXPECT_EQ( state(), AuthState::ConfirmSignUp );
+        EXPECT_NE( message(), "" ) << code << " " << text;
+        EXPECT_EQ( Access::status( auth() ), "" );
+        show( AuthState::SignIn );
+        signInByForm();
+        answer( code, text );
+        EXPECT_EQ( state(), AuthState::SignIn );
+        EXPECT_NE( message(), "" ) << code << " " << text;
+        EXPECT_FALSE( auth().isAuthed() );
+    }
+}
+
 TEST_F( SignInCard, TabReachesEverythingInItsOrder )
 {
     settle();

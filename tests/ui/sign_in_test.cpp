@@ -377,13 +377,27 @@ TEST_F( SignIn, ForgottenPasswordByItsCode )
 
 TEST_F( SignIn, PasswordsAndCodesAreInNoLogLine )
 {
+    fill( Access::email( auth() ), "ann@example.org" );
+    show( AuthState::ConfirmSignUp );
+    fill( Access::code( auth() ), "code-value-1" );
+    enter();
+    EXPECT_EQ( lastBody()["ConfirmationCode"], "code-value-1" );
+    refuse( "Invalid verification code provided, please try again." );
+    show( AuthState::ConfirmForgot );
+    fill( Access::code( auth() ), "code-value-2" );
+    fill( Access::newPassword( auth() ), "secret-value-2" );
+    enter();
+    EXPECT_EQ( lastBody()["Password"], "secret-value-2" );
+    answer( 0, "" );
+    show( AuthState::SignIn );
     signInByForm( "secret-value-1" );
     refuse( "Incorrect username or password." );
     signInByForm( "secret-value-1" );
     answer( 200, signedInAnswer( "refresh-value" )["text"].asString() );
     menu_->signOut();
     settle();
-    for ( const char* secret : { "secret-value-1", "refresh-value", "\"access\"" } )
+    for ( const char* secret :
+        { "secret-value-1", "secret-value-2", "code-value-1", "code-value-2", "refresh-value", "\"access\"" } )
         EXPECT_FALSE( log_.contains( secret ) ) << log_.text();
 }
 

@@ -16,6 +16,27 @@ class SilentSignIn : public Testing::SignInFixture
 {
 };
 
+/// The program as it stands before its loop has turned once.
+class FirstFrame : public Testing::SignInFixture
+{
+protected:
+    /// Starts the program again, and tells what its first frame has shown.
+    std::string firstFrame()
+    {
+        shown_.clear();
+        restart();
+        return shown_;
+    }
+    void started() override
+    {
+        shown_ = isWindowShown( "Background" ) ? "sign-in" : "menu";
+        atFirst_ = viewer().arguments();
+    }
+    [[nodiscard]] std::vector<std::string> programArguments() const override { return arguments_; }
+    std::vector<std::string> arguments_, atFirst_;
+    std::string shown_;
+};
+
 } // namespace
 
 TEST_F( SilentSignIn, RememberedAddressLeavesThePasswordToBeTyped )
@@ -51,6 +72,29 @@ TEST_F( SilentSignIn, NothingIsDrawnWhileItSignsInSilently )
     const auto frames = viewer().framesDrawn();
     settle();
     EXPECT_EQ( viewer().framesDrawn(), frames );
+    EXPECT_TRUE( menu_->isInputAllowed() );
+    press( GLFW_KEY_F1 );
+    EXPECT_TRUE( isWindowShown( "Shortcuts" ) ) << "what stands there can be used";
+}
+
+TEST_F( FirstFrame, ShowsNoSignInWhereOneIsStored )
+{
+    storeToken();
+    EXPECT_EQ( firstFrame(), "menu" );
+    settle();
+    EXPECT_EQ( state(), AuthState::Loading );
+}
+
+TEST_F( FirstFrame, ShowsNoSignInWhereThereAreCredentials )
+{
+    arguments_ = { "-creds", folder_.write( "creds", R"({"email":"bob@example.org","password":"p"})" ).string() };
+    EXPECT_EQ( firstFrame(), "menu" );
+    EXPECT_EQ( atFirst_, arguments_ ) << "they are for the start-up task";
+}
+
+TEST_F( FirstFrame, ShowsTheSignInWhereNothingIsStored )
+{
+    EXPECT_EQ( firstFrame(), "sign-in" );
 }
 
 TEST_F( SilentSignIn, ExpiredTokenIsTriedThreeTimesMoreThenTheFormIsShown )
@@ -202,6 +246,7 @@ TEST_F( Credentials, OfNoUseFallBackToTheStoredToken )
         EXPECT_EQ( atStart_[0].logName, "signInToken" );
         EXPECT_EQ( UserInfo::getEmail(), "ann@example.org" );
     };
+    fallsBack( "", "warning: Cannot read credentials file: " );
     fallsBack( "/no/such/file", "warning: Cannot read credentials file: " );
     fallsBack( folder_.write( "text", "not json" ).string(), "warning: Cannot read credentials file: " );
     fallsBack( folder_.write( "list", "[]" ).string(), "warning: Credentials file is invalid" );
@@ -209,6 +254,21 @@ TEST_F( Credentials, OfNoUseFallBackToTheStoredToken )
         "warning: Credentials file is invalid" );
     fallsBack( folder_.write( "email", R"({"email":"nobody","password":"p"})" ).string(),
         "warning: Credentials file: email is invalid" );
+}
+
+TEST_F( Credentials, RefusedByTheServiceLeaveTheFormAndTheStoredToken )
+{
+    storeToken();
+    const auto file = folder_.write( "creds", R"({"email":"bob@example.org","password":"p"})" ).string();
+    startAnswer_ = ScriptedTransport::response( 400, R"({"message":"Incorrect username or password."})" );
+    startWith( { "-creds", file } );
+    ASSERT_EQ( atStart_.size(), 1u ) << "neither tried again nor with the token";
+    EXPECT_EQ( atStart_[0].logName, "signInEmail" );
+    EXPECT_EQ( state(), AuthState::SignIn );
+    EXPECT_EQ( message(), "Incorrect username or password." );
+    EXPECT_TRUE( viewer().arguments().empty() );
+    EXPECT_EQ( stored()["token"], "kept" );
+    EXPECT_FALSE( menu_->isInputAllowed() ) << "the form has the keyboard";
 }
 
 TEST_F( Credentials, NetworkFailureIsNotTriedAgain )

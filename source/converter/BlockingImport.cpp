@@ -2,9 +2,9 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
+#include <VXOrvanta/converter/Fetch.h>
 #include <VXOrvanta/converter/ImportContext.h>
 #include <VXOrvanta/converter/S3.h>
-#include <VXOrvanta/deferred/WebRequestFuture.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <spdlog/spdlog.h>
@@ -30,11 +30,6 @@ public:
     TaskNameReset& operator=( const TaskNameReset& ) = delete;
     ~TaskNameReset() { ProgressBar::resetTaskName(); }
 };
-
-tl::expected<Json::Value, std::string> fetch( WebRequest request )
-{
-    return WebRequestFuture( std::move( request ) ).get();
-}
 
 Step connect( Context& context )
 {

@@ -60,6 +60,7 @@ public:
 
 private:
     friend class StateMachineExecutor;
+    friend struct StateMachineExecutorAccess;
 
     std::unordered_map<int, Step> states_;
     int initialState_;

@@ -38,9 +38,8 @@ void StateMachineExecutor::addStateMachine( const std::shared_ptr<StateMachine>&
 
 void StateMachineExecutor::execute_( std::size_t id, const std::shared_ptr<StateMachine>& machine, int state )
 {
-    const int final = machine->finalState();
     const auto* resumable = asResumable( *machine );
-    while ( state != final )
+    while ( state != machine->finalState() )
     {
         if ( resumable && state == resumable->waitingState_ )
             return;

@@ -24,6 +24,7 @@ public:
 private:
     friend struct StateMachineExecutorAccess;
 
+    StateMachineExecutor() = default;
     static StateMachineExecutor& instance_();
     static void execute_( std::size_t id, const std::shared_ptr<StateMachine>& machine, int state );
     static void removeStateMachine_( std::size_t id );

@@ -20,7 +20,7 @@ class VXORVANTA_API WebRequestFuture
 {
 public:
     /// Sends the request at once.
-    explicit WebRequestFuture( WebRequest request );
+    WebRequestFuture( WebRequest request );
 
     /// The response if it has arrived; never blocks. A frame is drawn when it arrives, so asking once a frame is
     /// enough.

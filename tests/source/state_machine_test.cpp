@@ -4,6 +4,7 @@
 
 #include <future>
 #include <thread>
+#include <type_traits>
 
 namespace VX
 {
@@ -29,6 +30,12 @@ struct StateMachineExecutorAccess
         const std::lock_guard lock( self.mutex_ );
         return self.machines_.contains( id );
     }
+    static bool isFirstIdZero() { return StateMachineExecutor().nextId_ == 0; }
+    /// What continues a machine that has been added.
+    static ResumableStateMachine::Continuation continuation( const ResumableStateMachine& machine )
+    {
+        return machine.continuation_;
+    }
     static void remove( std::size_t id ) { StateMachineExecutor::removeStateMachine_( id ); }
 };
 
@@ -37,6 +44,8 @@ struct StateMachineExecutorAccess
 using namespace VX;
 using Access = StateMachineExecutorAccess;
 using Steps = std::unordered_map<int, ResumableStateMachine::Step>;
+
+static_assert( !std::is_default_constructible_v<StateMachineExecutor>, "there is one" );
 
 TEST( StateMachine, InitialEqualToFinalRunsNoStep )
 {
@@ -122,17 +131,22 @@ TEST( StateMachine, InitialEqualToWaitingDoesNothingUntilResumed )
 {
     const auto id = Access::nextId();
     int steps = 0;
-    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 7,
-                                                                [&]( const auto& )
-                                                                {
-                                                                    ++steps;
-                                                                    return 8;
-                                                                } } },
-        7, 7, 8 );
+    const auto step = [&]( const auto& )
+    {
+        ++steps;
+        return 8;
+    };
+    auto machine = std::make_shared<ResumableStateMachine>( Steps{ { 7, step }, { 1, step } }, 7, 7, 8 );
     StateMachineExecutor::addStateMachine( machine );
     EXPECT_EQ( steps, 0 );
     EXPECT_TRUE( Access::holds( id ) );
-    Access::remove( id );
+    const auto resume = Access::continuation( *machine );
+    resume( 7 );
+    EXPECT_EQ( steps, 0 ) << "it waits again";
+    EXPECT_TRUE( Access::holds( id ) );
+    resume( 1 );
+    EXPECT_EQ( steps, 1 );
+    EXPECT_FALSE( Access::holds( id ) );
 }
 
 TEST( StateMachine, AFinishedResumableOneStaysAliveByItsOwnContinuation )
@@ -172,6 +186,68 @@ TEST( StateMachine, AnExceptionLeavesTheMachineRegistered )
     EXPECT_THROW( StateMachineExecutor::addStateMachine( machine ), std::runtime_error );
     EXPECT_TRUE( Access::holds( id ) );
     Access::remove( id );
+}
+
+TEST( StateMachine, AnExceptionBehindAContinuationLeavesThroughItsCaller )
+{
+    const auto id = Access::nextId();
+    auto machine = std::make_shared<ResumableStateMachine>(
+        Steps{ { 0, []( const auto& ) { return 7; } },
+            { 1, []( const auto& ) -> int { throw std::runtime_error( "step" ); } } },
+        0, 7, 8 );
+    StateMachineExecutor::addStateMachine( machine );
+    const auto resume = Access::continuation( *machine );
+    EXPECT_THROW( resume( 1 ), std::runtime_error );
+    EXPECT_TRUE( Access::holds( id ) );
+    resume( 8 );
+    EXPECT_FALSE( Access::holds( id ) );
+}
+
+TEST( StateMachine, IdsCountFromZeroAcrossFinishedMachines )
+{
+    EXPECT_TRUE( Access::isFirstIdZero() );
+    const auto first = Access::nextId();
+    const auto waiting = [] { return std::make_shared<ResumableStateMachine>( Steps{}, 7, 7, 8 ); };
+    StateMachineExecutor::addStateMachine( waiting() );
+    StateMachineExecutor::addStateMachine(
+        std::make_shared<RegularStateMachine>( std::unordered_map<int, std::function<int()>>{}, 5, 5 ) );
+    StateMachineExecutor::addStateMachine( waiting() );
+    EXPECT_TRUE( Access::holds( first ) );
+    EXPECT_FALSE( Access::holds( first + 1 ) ) << "it has finished";
+    EXPECT_TRUE( Access::holds( first + 2 ) );
+    EXPECT_EQ( Access::nextId(), first + 3 );
+    Access::remove( first );
+    Access::remove( first + 1 );
+    Access::remove( first + 2 );
+}
+
+namespace
+{
+
+/// A host's own machine, which finds out on its way where it ends.
+class MovingEnd final : public StateMachine
+{
+public:
+    [[nodiscard]] int initialState() const override { return 0; }
+    [[nodiscard]] int finalState() const override { return final_; }
+    [[nodiscard]] int toState( int state ) const override
+    {
+        if ( state == 2 )
+            final_ = 4;
+        return state + 1;
+    }
+
+private:
+    mutable int final_ = 100;
+};
+
+} // namespace
+
+TEST( StateMachine, FinalStateIsAskedForAfterEveryStep )
+{
+    const auto id = Access::nextId();
+    StateMachineExecutor::addStateMachine( std::make_shared<MovingEnd>() );
+    EXPECT_FALSE( Access::holds( id ) );
 }
 
 TEST( StateMachine, AStepMayAddAnotherMachine )

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <thread>
+#include <type_traits>
 
 using namespace VX;
 
@@ -19,6 +20,8 @@ public:
     void shutdown( std::chrono::milliseconds ) override {}
     Done done_;
 };
+
+static_assert( std::is_convertible_v<WebRequest, WebRequestFuture>, "passed where a future is wanted" );
 
 class WebRequestFutureTest : public testing::Test
 {
@@ -90,6 +93,8 @@ TEST_F( WebRequestFutureTest, ALateResponseFindsNobodyAndDoesNoHarm )
         const WebRequestFuture future( WebRequest( "https://x" ) );
     }
     EXPECT_TRUE( transport_->deliver( ScriptedTransport::response( 200, "" ) ) );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 60 ) ) ) << "the callback has run";
+    resumeWebRequests();
 }
 
 TEST_F( WebRequestFutureTest, ASecondResponseReplacesTheFirst )

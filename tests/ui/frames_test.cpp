@@ -1,6 +1,7 @@
 #include "support/AllocationCount.h"
 #include "support/UiFixture.h"
 
+#include <VXOrvanta/deferred/WebRequestFuture.h>
 #include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/ViewerTitle.h>
 
@@ -39,11 +40,12 @@ TEST_F( Frames, ForcedOnesAreDrawnAndNoMore )
 TEST_F( Frames, SignalIsEmittedOnceAFrameOnTheUiThread )
 {
     int count = 0;
+    const auto here = std::this_thread::get_id();
     const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect(
         [&]
         {
             ++count;
-            EXPECT_EQ( CommandLoop::isEmpty(), true );
+            EXPECT_EQ( std::this_thread::get_id(), here );
         } );
     const auto before = viewer().framesDrawn();
     viewer().incrementForceRedrawFrames( 2 );
@@ -57,6 +59,23 @@ TEST_F( Frames, ACommandOfAnotherThreadWakesTheLoop )
     std::thread other( [&] { CommandLoop::appendCommand( [&] { ran = true; } ); } );
     turnUntil( [&] { return ran; } );
     other.join();
+}
+
+TEST_F( Frames, AResponseThatIsAwaitedDrawsOneInWhichItIsSeen )
+{
+    WebRequestFuture future( WebRequest( "https://x" ) );
+    settle();
+    bool seen = false;
+    const boost::signals2::scoped_connection polling =
+        viewer().perFrameSignal.connect( [&] { seen = seen || future().has_value(); } );
+    const auto before = viewer().framesDrawn();
+    const auto begin = std::chrono::steady_clock::now();
+    while ( transport_->deliver( ScriptedTransport::response( 200, "" ) ) )
+        ;
+    viewer().step( Testing::Patience::cSeconds );
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::seconds( Testing::Patience::cSeconds ) );
+    EXPECT_EQ( viewer().framesDrawn(), before + 1 );
+    EXPECT_TRUE( seen );
 }
 
 TEST_F( Frames, AChangeOfTheSceneDrawsOne )

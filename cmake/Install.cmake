@@ -5,7 +5,7 @@ install(TARGETS VXMesh VXViewer VXOrvanta EXPORT VXOrvantaTargets LIBRARY DESTIN
 install(TARGETS Orvanta orvanta-backend RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # Headers that need a library which the package does not ask its users for stay inside.
-set(ORVANTA_PRIVATE_HEADERS "/(Shaders|GlObjects|PictureCopy|GeometryCache|SceneRenderer|SceneView|GlbReader|GltfAccessors|GltfColor|GltfLimits|GltfPrimitives|CurlTransfer|CurlTransport|CallbackThreads|ImGuiContextOwner|KeyMap|EmbeddedIcons|ModalMessage|NotificationList|SavedNotice|ProgressModal|FileDialog|FolderListing|AxisTriad|RibbonItemButton|RibbonTopPanel|ShortcutSheet|SpaceMouse|CameraController|ImportContext|ForeignFormats|ReaderProcess|WriteAll|StandardOutput|Sandbox|FileView|PrivateMemory|Sanitizer|ChildProcess|BinaryPly|BlockWork|BinaryStl|MeshFile|PointFormats)\\.h$")
+set(ORVANTA_PRIVATE_HEADERS "/(Shaders|GlObjects|PictureCopy|GeometryCache|SceneRenderer|SceneView|GlbReader|GltfAccessors|GltfColor|GltfLimits|GltfPrimitives|CurlTransfer|CurlTransport|CallbackThreads|ImGuiContextOwner|KeyMap|EmbeddedIcons|ModalMessage|NotificationList|SavedNotice|ProgressModal|FileDialog|FolderListing|AxisTriad|RibbonItemButton|RibbonTopPanel|ShortcutSheet|SpaceMouse|CameraController|ImportContext|ForeignFormats|ReaderProcess|WriteAll|StandardOutput|Sandbox|FileView|PrivateMemory|Sanitizer|ChildProcess|BinaryPly|BlockWork|BinaryStl|MeshFile|PointFormats|VersionCheck)\\.h$")
 foreach(pair "mesh:VXMesh" "viewer:VXViewer")
     string(REPLACE ":" ";" pair ${pair})
     list(GET pair 0 folder)

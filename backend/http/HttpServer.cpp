@@ -5,6 +5,17 @@
 namespace VX::Backend
 {
 
+HttpResponse HttpHandler::refuse( const std::string& /*path*/, int status )
+{
+    HttpResponse out;
+    out.status = status;
+    Json::Value body;
+    body["error"]["message"] = statusText( status );
+    out.body = compactJson( body );
+    out.close = true;
+    return out;
+}
+
 BodyPlan planReading( const HttpRequest& head, const std::string& message )
 {
     BodyPlan plan;

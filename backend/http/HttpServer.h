@@ -1,5 +1,7 @@
 #pragma once
 
+#include "http/TrustedProxies.h"
+
 #include <tl/expected.hpp>
 
 #include <chrono>
@@ -26,6 +28,7 @@ struct HttpRequest
     std::string body;
     /// Where the body was streamed to; empty when it was not.
     std::filesystem::path bodyFile;
+    /// Who it comes from, for limits by address; empty when that is not known.
     std::string remoteAddress;
 
     [[nodiscard]] std::string header( const std::string& name ) const;
@@ -70,11 +73,18 @@ public:
     /// Decides by the head of a request.
     [[nodiscard]] virtual BodyPlan planBody( const HttpRequest& head ) = 0;
     virtual void handle( HttpRequest request, Respond respond ) = 0;
+    /// What is said to a client of this path when its request cannot be read or answered, in the form it expects.
+    [[nodiscard]] virtual HttpResponse refuse( const std::string& path, int status );
 };
 
 struct HttpServerOptions
 {
+    std::string address = "127.0.0.1";
     uint16_t port = 8443; ///< 0 takes a free one
+    /// Who may say on whose behalf they ask.
+    TrustedProxies proxies;
+    /// Open at a time; above it the one goes that has been silent for the longest.
+    size_t maxConnections = 1024;
     std::filesystem::path certificateFile;
     std::filesystem::path keyFile;
     int threads = 2;
@@ -87,7 +97,8 @@ struct HttpServerOptions
     size_t maxHeaderSize = 16 * 1024;
 };
 
-/// HTTP/1.1 over TLS on loopback: keep-alive, bodies streamed with constant memory.
+/// HTTP/1.1 over TLS: keep-alive, bodies streamed with constant memory. No connection harms another, whatever comes on
+/// it.
 class HttpServer
 {
 public:
@@ -97,6 +108,8 @@ public:
 
     virtual ~HttpServer() = default;
     [[nodiscard]] virtual uint16_t port() const = 0;
+    /// Reads certificate and key again, for the connections to come; the error says why the old ones stay. Any thread.
+    [[nodiscard]] virtual tl::expected<void, std::string> reloadCertificate() = 0;
     /// Closes all connections; requests that are not answered yet never are.
     virtual void stop() = 0;
 };

@@ -45,6 +45,19 @@ BodyPlan AuthApi::planBody( const HttpRequest& head )
     return plan;
 }
 
+HttpResponse AuthApi::refuse( const std::string& /*path*/, int status )
+{
+    HttpResponse out;
+    if ( status < 500 )
+        out = authFailure( "InvalidParameterException", statusText( status ), status );
+    else
+        // Without a message programs take it for a bad connection, and try again.
+        out.body = R"({"__type":"InternalErrorException"})";
+    out.status = status;
+    out.close = true;
+    return out;
+}
+
 void AuthApi::handle( HttpRequest request, Respond respond )
 {
     constexpr std::string_view cPrefix = "AWSCognitoIdentityProviderService.";

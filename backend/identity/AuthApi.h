@@ -17,6 +17,7 @@ public:
     [[nodiscard]] static bool serves( const std::string& path ) { return path == "/auth" || path == "/auth/"; }
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
+    [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override;
 
     /// Answers what waits and nothing that comes later.
     void stop();

@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "converter/ConversionRunner.h"
 #include "converter/ConverterApi.h"
+#include "http/Descriptors.h"
 #include "identity/AuthApi.h"
 #include "identity/IdentityKeys.h"
 #include "monitor/MonitorApi.h"
@@ -46,7 +47,7 @@ public:
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override
     {
         const auto* door = doorOf_( head.path );
-        auto plan = door ? door->handler->planBody( head ) : nothingHere();
+        auto plan = door ? door->handler->planBody( head ) : nothingHere( head.path );
         if ( plan.refusal )
             counts_.add( door ? door->name : "none", plan.refusal->status );
         return plan;
@@ -63,13 +64,23 @@ public:
             } );
     }
 
+    [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override
+    {
+        const auto* door = doorOf_( path );
+        counts_.add( door ? door->name : "none", status );
+        return door ? door->handler->refuse( path, status ) : HttpHandler::refuse( path, status );
+    }
+
 private:
-    static BodyPlan nothingHere()
+    static BodyPlan nothingHere( const std::string& path )
     {
         BodyPlan plan;
         plan.refusal = HttpResponse{};
         plan.refusal->status = 404;
         plan.refusal->body = R"({"error":{"message":"There is nothing here"}})";
+        // Programs that sign in look for the text at the top.
+        if ( path.starts_with( "/auth" ) )
+            plan.refusal = authFailure( "ResourceNotFoundException", "There is nothing here", 404 );
         return plan;
     }
 
@@ -214,6 +225,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     http.port = options.port;
     http.certificateFile = certificate->chain;
     http.keyFile = certificate->key;
+    http.maxConnections = connectionsFor( raiseDescriptorLimit() );
     auto server = HttpServer::start( http, *p.router );
     if ( !server )
         return tl::unexpected( server.error() );

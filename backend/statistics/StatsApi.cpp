@@ -93,6 +93,13 @@ BodyPlan StatsApi::planBody( const HttpRequest& head )
     return plan;
 }
 
+HttpResponse StatsApi::refuse( const std::string& /*path*/, int status )
+{
+    auto out = refusal( status, statusText( status ) );
+    out.close = true;
+    return out;
+}
+
 std::string StatsApi::userCode_( const std::string& email ) const
 {
     const auto text = "statistics/" + toLower( email );

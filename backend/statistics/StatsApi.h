@@ -35,6 +35,7 @@ public:
     [[nodiscard]] static bool serves( const std::string& path ) { return path == "/stats/log"; }
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
+    [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override;
 
     /// Stores what waits and nothing that comes later.
     void stop();

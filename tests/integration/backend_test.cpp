@@ -125,6 +125,19 @@ TEST_F( BackEnd, UnknownPathsAreNotFound )
     EXPECT_EQ( statusOf( root() + "/converter/v2/nothing" ), "404" );
 }
 
+TEST_F( BackEnd, RefusesSignInsInTheFormOfTheirProtocol )
+{
+    const auto said = [&]( const std::string& arguments, const std::string& path )
+    { return curl( "-w ' %{http_code}' " + arguments + " " + root() + path ).text; };
+    const auto body = folder_.write( "body", std::string( 100'000, ' ' ) ).string();
+    EXPECT_EQ( said( "--data-binary @" + body, "/auth" ),
+        R"({"__type":"InvalidParameterException","message":"Payload Too Large"} 413)" );
+    EXPECT_EQ( said( "-H 'X-Long: " + std::string( 20'000, 'a' ) + "'", "/auth" ),
+        R"({"__type":"InvalidParameterException","message":"Request Header Fields Too Large"} 431)" );
+    EXPECT_EQ( said( "", "/auth/nothing" ),
+        R"({"__type":"ResourceNotFoundException","message":"There is nothing here"} 404)" );
+}
+
 TEST_F( BackEnd, SpeaksModernTlsOnly )
 {
     EXPECT_NE( curl( "--tls-max 1.1 --ciphers ALL:@SECLEVEL=0 " + root() + "/" ).status, 0 );

@@ -7,8 +7,10 @@
 #include <openssl/bio.h>
 #include <openssl/ssl.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <thread>
 
 using namespace VX;
@@ -16,6 +18,8 @@ using namespace VX::Backend;
 
 namespace
 {
+
+constexpr size_t cMostConnections = 100;
 
 class Greeter final : public HttpHandler
 {
@@ -29,11 +33,27 @@ public:
     }
     void handle( HttpRequest, Respond respond ) override
     {
+        if ( holds )
+            return held_.set_value( std::move( respond ) );
+        answer_( respond );
+    }
+    /// Waits for the one request that is held.
+    void untilHeld() { waiting_ = held_.get_future().get(); }
+    void release() const { answer_( waiting_ ); }
+
+    std::atomic<bool> holds = false;
+    std::filesystem::path file;
+
+private:
+    static void answer_( const Respond& respond )
+    {
         HttpResponse response;
         response.body = "hello";
         respond( std::move( response ) );
     }
-    std::filesystem::path file;
+
+    std::promise<Respond> held_;
+    Respond waiting_;
 };
 
 /// A connection to the server that sends what it is told to, at the pace it is told to.
@@ -56,6 +76,14 @@ public:
         for ( int n = 0; ( n = BIO_read( bio_.get(), buffer, sizeof buffer ) ) > 0; )
             out.append( buffer, size_t( n ) );
         return out;
+    }
+    /// Sends a text over and over until the server has enough, or so many bytes have gone; how many have.
+    size_t flood( const std::string& text, size_t most )
+    {
+        size_t sent = 0;
+        while ( sent < most && send( text ) )
+            sent += text.size();
+        return sent;
     }
     /// Sends a text byte by byte, over and over, until the server has enough; seconds until then.
     double trickle( const std::string& text )
@@ -87,6 +115,7 @@ protected:
         options.keyFile = certificate.key;
         options.patience = options.headerPatience = std::chrono::milliseconds( 1000 );
         options.keepAlive = std::chrono::milliseconds( 1200 );
+        options.maxConnections = cMostConnections;
         server_ = std::move( HttpServer::start( options, handler_ ).value() );
     }
     [[nodiscard]] uint16_t port() const { return server_->port(); }
@@ -162,4 +191,56 @@ TEST_F( RudeClients, WhoNeverReadsHoldsNobodyUp )
         clients.back()->send( "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n" );
     }
     expectAlive();
+}
+
+TEST_F( RudeClients, NoTrailerEndsTheServer )
+{
+    for ( const size_t size : { 65'533, 65'534, 1'000'000 } )
+    {
+        Client client( port() );
+        client.send( "POST / HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n0\r\nX: " +
+                     std::string( size, 'a' ) + "\r\n\r\n" );
+        EXPECT_TRUE( client.readAll().starts_with( "HTTP/1.1 400 Bad Request\r\n" ) ) << size;
+        expectAlive();
+    }
+}
+
+TEST_F( RudeClients, WhatFramesABodyFillsNoMemory )
+{
+    constexpr size_t cMost = size_t( 64 ) << 20;
+    for ( const char* begin : { "5;", "0\r\n" } )
+    {
+        Client client( port() );
+        client.send( "POST / HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n" );
+        client.send( begin );
+        const std::string field = *begin == '5' ? std::string( 16'000, 'a' ) : "X-Short: trailer\r\n";
+        EXPECT_LT( client.flood( field, cMost ), cMost ) << begin;
+        expectAlive();
+    }
+}
+
+TEST_F( RudeClients, ThousandsOfThemShutNobodyOut )
+{
+    std::vector<std::unique_ptr<Client>> clients;
+    for ( size_t i = 0; i < cMostConnections; ++i )
+        clients.push_back( std::make_unique<Client>( port() ) );
+    auto& last = *clients.back();
+    expectAlive();
+    EXPECT_EQ( clients.front()->readAll(), "" ) << "who was silent for the longest has gone";
+    last.send( "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" );
+    EXPECT_TRUE( last.readAll().ends_with( "hello" ) ) << "and nobody else";
+}
+
+TEST_F( RudeClients, WhoWaitsForAnAnswerStaysWhateverTheCrowd )
+{
+    Client waiting( port() );
+    handler_.holds = true;
+    waiting.send( "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" );
+    handler_.untilHeld();
+    handler_.holds = false;
+    std::vector<std::unique_ptr<Client>> clients;
+    for ( size_t i = 0; i < 2 * cMostConnections; ++i )
+        clients.push_back( std::make_unique<Client>( port() ) );
+    handler_.release();
+    EXPECT_TRUE( waiting.readAll().ends_with( "hello" ) );
 }

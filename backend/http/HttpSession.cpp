@@ -1,0 +1,413 @@
+#include "http/HttpSession.h"
+
+#include "http/UploadFile.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace VX::Backend
+{
+namespace
+{
+
+namespace asio = boost::asio;
+using std::chrono::milliseconds;
+
+constexpr size_t cPiece = 16 * 1024;
+constexpr size_t cFilePiece = size_t( 1 ) << 20;
+/// What a body may need besides its own bytes.
+constexpr uint64_t cMostFraming = 16 * 1024;
+constexpr int cGone = -1;
+
+std::string headOf( const HttpResponse& response, uint64_t length, bool keepAlive )
+{
+    std::string head =
+        fmt::format( "HTTP/1.1 {} {}\r\nContent-Type: {}\r\nContent-Length: {}\r\nConnection: {}\r\n", response.status,
+            statusText( response.status ), response.contentType, length, keepAlive ? "keep-alive" : "close" );
+    for ( const auto& [name, value] : response.headers )
+        head += fmt::format( "{}: {}\r\n", name, value );
+    return head + "\r\n";
+}
+
+/// Hands on the first answer and no other.
+template <class Completion>
+class OneAnswer
+{
+public:
+    OneAnswer( Completion completion, asio::any_io_executor executor )
+        : completion_( std::move( completion ) )
+        , executor_( std::move( executor ) )
+    {
+    }
+    static void give( const std::shared_ptr<OneAnswer>& self, HttpResponse response )
+    {
+        if ( !self->given_.exchange( true ) )
+            asio::post( self->executor_,
+                [self, response = std::move( response )]() mutable { self->completion_( std::move( response ) ); } );
+    }
+
+private:
+    Completion completion_;
+    asio::any_io_executor executor_;
+    std::atomic<bool> given_ = false;
+};
+
+} // namespace
+
+HttpSession::HttpSession(
+    HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer )
+    : connection_( connection )
+    , options_( options )
+    , handler_( handler )
+    , peer_( std::move( peer ) )
+    , touched_( std::chrono::steady_clock::now() )
+{
+}
+
+std::optional<HttpSession::Moment> HttpSession::silentSince() const
+{
+    return working_ ? std::nullopt : std::optional( touched_.load() );
+}
+
+asio::awaitable<void> HttpSession::run()
+{
+    try
+    {
+        co_await serveAll_();
+    }
+    catch ( const std::exception& e )
+    {
+        spdlog::error( "A connection was ended: {}", e.what() );
+    }
+    catch ( ... )
+    {
+        spdlog::error( "A connection was ended" );
+    }
+}
+
+asio::awaitable<void> HttpSession::serveAll_()
+{
+    expireAfter_( options_.headerPatience );
+    bool again = co_await connection_.open();
+    while ( again )
+        again = co_await serveOne_();
+    expireAfter_( milliseconds( 1000 ) );
+    co_await connection_.end();
+}
+
+void HttpSession::touch_()
+{
+    touched_ = std::chrono::steady_clock::now();
+}
+
+void HttpSession::expireAfter_( milliseconds time )
+{
+    connection_.expireAt( std::chrono::steady_clock::now() + time );
+}
+
+/// Before each part of a body: time to wait, but never so much that a byte now and then holds the connection.
+void HttpSession::expireBodyAfter_( Moment begin, uint64_t received )
+{
+    const auto earned = milliseconds( received * 1000 / std::max<uint64_t>( options_.leastRate, 1 ) );
+    const Moment now = std::chrono::steady_clock::now();
+    connection_.expireAt( std::min( now + options_.patience, begin + options_.patience + earned ) );
+}
+
+asio::awaitable<bool> HttpSession::readSome_()
+{
+    const size_t before = pending_.size();
+    pending_.resize( before + cPiece );
+    const size_t count = co_await connection_.read( { pending_.data() + before, cPiece } );
+    pending_.resize( before + count );
+    touch_();
+    co_return count > 0;
+}
+
+asio::awaitable<bool> HttpSession::write_( std::string_view bytes )
+{
+    expireAfter_( options_.patience );
+    const bool written = co_await connection_.write( bytes );
+    touch_();
+    co_return written;
+}
+
+/// Reads and answers one request; false ends the connection.
+asio::awaitable<bool> HttpSession::serveOne_()
+{
+    // A connection may rest between two requests, but a request that has begun must not dawdle.
+    if ( pending_.empty() )
+    {
+        expireAfter_( options_.keepAlive );
+        const bool here = co_await readSome_();
+        if ( !here )
+            co_return false;
+    }
+    RequestHeadReader reader( options_.maxHeaderSize );
+    const Reading reading = co_await readHead_( reader );
+    if ( reading == Reading::More )
+        co_return false;
+    if ( reading == Reading::TooLarge )
+        co_return co_await refuseHead_( reader, 431 );
+    auto head = reading == Reading::Done ? reader.head() : std::nullopt;
+    if ( !head )
+        co_return co_await refuseHead_( reader, 400 );
+    head->request.remoteAddress = options_.proxies.clientOf( peer_, head->request.header( "x-forwarded-for" ) );
+    co_return co_await serve_( std::move( *head ) );
+}
+
+/// `More` when the client has gone.
+asio::awaitable<Reading> HttpSession::readHead_( RequestHeadReader& reader )
+{
+    expireAfter_( options_.headerPatience );
+    auto reading = reader.take( pending_ );
+    while ( reading == Reading::More )
+    {
+        const bool more = co_await readSome_();
+        if ( !more )
+            co_return Reading::More;
+        reading = reader.take( pending_ );
+    }
+    co_return reading;
+}
+
+asio::awaitable<bool> HttpSession::refuseHead_( const RequestHeadReader& reader, int status )
+{
+    const auto line = reader.firstLine();
+    HttpResponse response = handler_.refuse( line.path, status );
+    co_return co_await send_( std::move( response ), false, line.method == "HEAD" );
+}
+
+BodyPlan HttpSession::plan_( const HttpRequest& request )
+{
+    try
+    {
+        return handler_.planBody( request );
+    }
+    catch ( const std::exception& e )
+    {
+        spdlog::error( "A request could not be looked at: {}", e.what() );
+        BodyPlan plan;
+        plan.refusal = handler_.refuse( request.path, 500 );
+        return plan;
+    }
+}
+
+asio::awaitable<bool> HttpSession::serve_( RequestHead head )
+{
+    const bool headOnly = head.request.method == "HEAD";
+    BodyPlan plan = plan_( head.request );
+    if ( !plan.refusal && head.length && *head.length > plan.maxSize )
+        plan.refusal = handler_.refuse( head.request.path, 413 );
+    if ( plan.refusal )
+    {
+        HttpResponse refusal = std::move( *plan.refusal );
+        co_return co_await refuse_( std::move( refusal ), head );
+    }
+    if ( head.waitsForContinue )
+    {
+        const bool sent = co_await write_( "HTTP/1.1 100 Continue\r\n\r\n" );
+        if ( !sent )
+            co_return false;
+    }
+    const int failure = co_await readBody_( head, plan );
+    if ( failure == cGone )
+        co_return false;
+    if ( failure > 0 )
+    {
+        HttpResponse response = handler_.refuse( head.request.path, failure );
+        const bool sent = co_await send_( std::move( response ), false, headOnly );
+        if ( sent )
+            co_await drain_( head.length.value_or( UINT64_MAX ) );
+        co_return false;
+    }
+    const bool keepAlive = head.keepAlive;
+    HttpResponse response = co_await answer_( std::move( head.request ) );
+    co_return co_await send_( std::move( response ), keepAlive, headOnly );
+}
+
+/// A small unread body is swallowed, so that the client sees the answer; any other ends the connection.
+asio::awaitable<bool> HttpSession::refuse_( HttpResponse response, const RequestHead& head )
+{
+    const uint64_t length = head.chunked ? UINT64_MAX : head.length.value_or( 0 );
+    const bool swallowed = length <= pending_.size();
+    if ( swallowed )
+        pending_.erase( 0, size_t( length ) );
+    const bool goesOn =
+        co_await send_( std::move( response ), head.keepAlive && swallowed, head.request.method == "HEAD" );
+    if ( !swallowed )
+        co_await drain_( length );
+    co_return goesOn;
+}
+
+/// 0, the status of a refusal, or `cGone`.
+asio::awaitable<int> HttpSession::readBody_( RequestHead& head, const BodyPlan& plan )
+{
+    if ( plan.file.empty() && head.chunked )
+        co_return co_await readChunks_( head, plan );
+    if ( plan.file.empty() )
+        co_return co_await readToMemory_( head );
+    if ( !head.length )
+        co_return 411;
+    head.request.bodyFile = plan.file;
+    co_return co_await readToFile_( *head.length, plan );
+}
+
+asio::awaitable<int> HttpSession::readChunks_( RequestHead& head, const BodyPlan& plan )
+{
+    ChunkedBody chunks( plan.maxSize, plan.maxSize + cMostFraming );
+    const Moment begin = std::chrono::steady_clock::now();
+    uint64_t received = pending_.size();
+    auto reading = chunks.take( pending_, head.request.body );
+    while ( reading == Reading::More )
+    {
+        expireBodyAfter_( begin, received );
+        const bool more = co_await readSome_();
+        if ( !more )
+            co_return cGone;
+        received += pending_.size();
+        reading = chunks.take( pending_, head.request.body );
+    }
+    if ( reading == Reading::TooLarge )
+        co_return 413;
+    co_return reading == Reading::Done ? 0 : 400;
+}
+
+asio::awaitable<int> HttpSession::readToMemory_( RequestHead& head )
+{
+    const uint64_t length = head.length.value_or( 0 );
+    const Moment begin = std::chrono::steady_clock::now();
+    while ( pending_.size() < length )
+    {
+        expireBodyAfter_( begin, pending_.size() );
+        const bool more = co_await readSome_();
+        if ( !more )
+            co_return cGone;
+    }
+    head.request.body = pending_.substr( 0, size_t( length ) );
+    pending_.erase( 0, size_t( length ) );
+    co_return 0;
+}
+
+/// Past what came with the head, the body goes straight into the file.
+asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& plan )
+{
+    UploadFile file( plan.file );
+    if ( !file.isOpen() )
+        co_return 507;
+    const size_t early = size_t( std::min<uint64_t>( pending_.size(), length ) );
+    bool written = file.write( pending_.data(), early );
+    pending_.erase( 0, early );
+    uint64_t left = length - early;
+    std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( left, 1 ), cFilePiece ) ) );
+    const Moment begin = std::chrono::steady_clock::now();
+    while ( written && left > 0 )
+    {
+        size_t filled = 0;
+        const size_t wanted = size_t( std::min<uint64_t>( left, piece.size() ) );
+        while ( filled < wanted )
+        {
+            expireBodyAfter_( begin, length - left + filled );
+            const size_t count = co_await connection_.read( { piece.data() + filled, wanted - filled } );
+            if ( count == 0 )
+                co_return cGone;
+            filled += count;
+            touch_();
+        }
+        written = file.write( piece.data(), filled );
+        left -= filled;
+    }
+    if ( !written )
+        co_return 507;
+    file.keep();
+    co_return 0;
+}
+
+/// Closing with unread bytes resets the connection, and the client may lose the answer that explains why.
+asio::awaitable<void> HttpSession::drain_( uint64_t most )
+{
+    constexpr uint64_t cPatientFor = uint64_t( 16 ) << 20;
+    most = std::min( most, cPatientFor );
+    pending_.clear();
+    expireAfter_( milliseconds( 2000 ) );
+    for ( uint64_t read = 0; read < most; pending_.clear() )
+    {
+        const bool more = co_await readSome_();
+        if ( !more )
+            co_return;
+        read += pending_.size();
+    }
+}
+
+/// Waits for the handler, which may answer from another thread.
+asio::awaitable<HttpResponse> HttpSession::answer_( HttpRequest request )
+{
+    auto executor = co_await asio::this_coro::executor;
+    connection_.expireAt( Moment::max() );
+    working_ = true;
+    const auto initiate = [this, executor, &request]( auto completion )
+    {
+        using Answer = OneAnswer<decltype( completion )>;
+        auto answer = std::make_shared<Answer>( std::move( completion ), executor );
+        const auto path = request.path;
+        try
+        {
+            handler_.handle( std::move( request ),
+                [answer]( HttpResponse response ) { Answer::give( answer, std::move( response ) ); } );
+        }
+        catch ( const std::exception& e )
+        {
+            spdlog::error( "A request could not be answered: {}", e.what() );
+            Answer::give( answer, handler_.refuse( path, 500 ) );
+        }
+    };
+    HttpResponse response = co_await asio::async_initiate<decltype( asio::use_awaitable ), void( HttpResponse )>(
+        initiate, asio::use_awaitable );
+    touch_();
+    working_ = false;
+    co_return response;
+}
+
+asio::awaitable<bool> HttpSession::send_( HttpResponse response, bool keepAlive, bool headOnly )
+{
+    keepAlive = keepAlive && !response.close;
+    const uint64_t length = response.file.empty() ? response.body.size() : response.fileLength;
+    std::string head = headOf( response, length, keepAlive );
+    const bool hasFile = !response.file.empty() && !headOnly;
+    if ( !hasFile && !headOnly )
+        head += response.body;
+    bool sent = co_await write_( head );
+    if ( sent && hasFile )
+        sent = co_await sendFile_( response );
+    co_return sent&& keepAlive;
+}
+
+asio::awaitable<bool> HttpSession::sendFile_( const HttpResponse& response )
+{
+    const int fd = ::open( response.file.c_str(), O_RDONLY | O_CLOEXEC );
+    if ( fd < 0 )
+        co_return false;
+    const std::shared_ptr<void> closer( nullptr, [fd]( void* ) { ::close( fd ); } );
+    std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( response.fileLength, 1 ), cFilePiece ) ) );
+    uint64_t offset = response.fileOffset, left = response.fileLength;
+    while ( left > 0 )
+    {
+        const ssize_t n =
+            ::pread( fd, piece.data(), size_t( std::min<uint64_t>( left, piece.size() ) ), off_t( offset ) );
+        if ( n <= 0 )
+            co_return false;
+        const bool written = co_await write_( { piece.data(), size_t( n ) } );
+        if ( !written )
+            co_return false;
+        offset += uint64_t( n );
+        left -= uint64_t( n );
+    }
+    co_return true;
+}
+
+} // namespace VX::Backend

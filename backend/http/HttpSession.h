@@ -1,0 +1,66 @@
+#pragma once
+
+#include "http/HttpConnection.h"
+#include "http/HttpServer.h"
+#include "http/RequestHead.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace VX::Backend
+{
+
+/// The requests of one connection, one after the other, and their answers. Whatever the client sends or the handler
+/// throws ends this connection at most.
+class HttpSession
+{
+public:
+    using Moment = HttpConnection::Moment;
+
+    /// All three must outlive the session; `peer` is the address at the other end.
+    HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer );
+
+    /// Serves until one of both ends the connection.
+    [[nodiscard]] boost::asio::awaitable<void> run();
+
+    /// Since when nothing has gone to the client or come from it; nothing while it waits for us. Any thread.
+    [[nodiscard]] std::optional<Moment> silentSince() const;
+
+private:
+    [[nodiscard]] boost::asio::awaitable<void> serveAll_();
+    [[nodiscard]] boost::asio::awaitable<bool> serveOne_();
+    [[nodiscard]] boost::asio::awaitable<Reading> readHead_( RequestHeadReader& reader );
+    [[nodiscard]] boost::asio::awaitable<bool> refuseHead_( const RequestHeadReader& reader, int status );
+    [[nodiscard]] boost::asio::awaitable<bool> serve_( RequestHead head );
+    [[nodiscard]] boost::asio::awaitable<bool> refuse_( HttpResponse response, const RequestHead& head );
+
+    [[nodiscard]] boost::asio::awaitable<int> readBody_( RequestHead& head, const BodyPlan& plan );
+    [[nodiscard]] boost::asio::awaitable<int> readChunks_( RequestHead& head, const BodyPlan& plan );
+    [[nodiscard]] boost::asio::awaitable<int> readToMemory_( RequestHead& head );
+    [[nodiscard]] boost::asio::awaitable<int> readToFile_( uint64_t length, const BodyPlan& plan );
+    [[nodiscard]] boost::asio::awaitable<void> drain_( uint64_t most );
+
+    [[nodiscard]] BodyPlan plan_( const HttpRequest& request );
+    [[nodiscard]] boost::asio::awaitable<HttpResponse> answer_( HttpRequest request );
+    [[nodiscard]] boost::asio::awaitable<bool> send_( HttpResponse response, bool keepAlive, bool headOnly );
+    [[nodiscard]] boost::asio::awaitable<bool> sendFile_( const HttpResponse& response );
+
+    [[nodiscard]] boost::asio::awaitable<bool> readSome_();
+    [[nodiscard]] boost::asio::awaitable<bool> write_( std::string_view bytes );
+    void expireAfter_( std::chrono::milliseconds time );
+    void expireBodyAfter_( Moment begin, uint64_t received );
+    void touch_();
+
+    HttpConnection& connection_;
+    const HttpServerOptions& options_;
+    HttpHandler& handler_;
+    std::string peer_;
+    /// What has come and is not looked at yet; never more than one piece and the head it belongs to.
+    std::string pending_;
+    std::atomic<Moment> touched_;
+    std::atomic<bool> working_ = false;
+};
+
+} // namespace VX::Backend

@@ -12,7 +12,9 @@ from harness import wait_for
 # The name and the stage in the dialog of the progress, and its button.
 STAGE = (431, 337, 848, 392)
 CANCEL = (786, 436)
-# What moves in it.
+# The button of the notice about several files.
+NOTICE_CANCEL = (992, 656)
+# What moves in the dialog.
 BAR = (440, 400, 620, 450)
 
 options = harness.arguments()
@@ -70,12 +72,12 @@ def large_file(megabytes):
 
 def many_objects():
     """A scene that takes seconds to read."""
-    nodes = b",".join([b'{"mesh":0}'] * 700_000)
+    nodes = b",".join([b'{"mesh":0}'] * 300_000)
     text = (b'{"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[%s]}],"nodes":[%s],'
             b'"meshes":[{"primitives":[{"attributes":{"POSITION":0}}]}],'
             b'"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3"}],'
             b'"bufferViews":[{"buffer":0,"byteLength":36}],"buffers":[{"byteLength":36}]}'
-            % (b",".join(b"%d" % i for i in range(700_000)), nodes))
+            % (b",".join(b"%d" % i for i in range(300_000)), nodes))
     text += b" " * (-len(text) % 4)
     points = struct.pack("<9f", 0, 0, 0, 1, 0, 0, 0, 1, 0)
     return (struct.pack("<III", 0x46546C67, 2, 28 + len(text) + len(points)) + struct.pack("<II", len(text), 0x4E4F534A) + text
@@ -100,6 +102,15 @@ def stage_is(name):
     return harness.difference(approved, shown) <= 40
 
 
+def expect_nothing_left(files):
+    wait_for("nothing is left of it", lambda: left() == files)
+    wait_for("the import has ended", lambda: threads() <= state["threads"])
+    wait_for("the program is idle", is_idle)
+    program.wait_until_like("nothing is said about it", state["before"], 500)
+    assert not children(program.process.pid)
+    assert "bracket" in program.title(), program.title()
+
+
 def cancel(stage, file, is_there, go_on=None):
     """Drops a file, cancels when the stage is reached and shown, and sees that nothing is left of it.
 
@@ -114,13 +125,8 @@ def cancel(stage, file, is_there, go_on=None):
     program.move(5, 795)
     if go_on:
         go_on()
-    wait_for("nothing is left of it", lambda: left() == files)
-    wait_for("the import has ended", lambda: threads() <= state["threads"])
-    wait_for("the program is idle", is_idle)
-    program.wait_until_like("nothing is said about it", state["before"], 500)
+    expect_nothing_left(files)
     service.release()
-    assert not children(program.process.pid)
-    assert "bracket" in program.title(), program.title()
 
 
 def hold(call):
@@ -185,6 +191,21 @@ def while_it_is_read():
     service.result = None
 
 
+def while_several_are_imported_in_the_background():
+    files = left()
+    service.hold("upload")
+    program.drop(*(sandbox.step_file("drive.step", stem) for stem in ("left", "right")))
+    wait_for("an upload", service.is_reached)
+    program.wait_until_changed("the notice is shown", state["before"], 3_000)
+    harness.compare_with_approved(harness.wait_until_still(program), options, "import_notice")
+    program.click(*NOTICE_CANCEL)
+    program.move(5, 795)
+    program.wait_until_like("the notice has gone", state["before"], 500)
+    # These transfers cannot be stopped; what they bring is dropped.
+    service.release()
+    expect_nothing_left(files)
+
+
 def the_next_import_ends_well():
     program.drop(state["file"])
     wait_for("the title names the file", lambda: "part" in program.title())
@@ -195,7 +216,7 @@ def the_next_import_ends_well():
 try:
     harness.run([a_first_import_ends_well, while_it_connects, while_it_is_packed, while_it_is_uploaded,
                  while_the_conversion_is_asked_for, while_it_is_converted, while_it_is_downloaded, while_it_is_read,
-                 the_next_import_ends_well])
+                 while_several_are_imported_in_the_background, the_next_import_ends_well])
 finally:
     program.process.kill()
     display.close()

@@ -47,6 +47,8 @@ ConversionRunner::~ConversionRunner()
 
 std::unique_ptr<WorkerProcess> ConversionRunner::freshWorker_()
 {
+    if ( stopping_ )
+        return nullptr;
     auto worker = WorkerProcess::start( options_.folder, options_.limits );
     if ( worker )
         return std::move( *worker );

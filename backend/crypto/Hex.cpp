@@ -36,6 +36,16 @@ std::string randomHex( size_t bytes )
     return hex( random );
 }
 
+std::string randomUuid()
+{
+    auto id = randomHex( 16 );
+    id[12] = '4';
+    id[16] = "89ab"[id[16] & 3];
+    for ( const size_t at : { 8, 13, 18, 23 } )
+        id.insert( at, "-" );
+    return id;
+}
+
 std::string sha256( std::string_view text )
 {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};

@@ -13,6 +13,9 @@ namespace VX::Backend
 /// be guessed is worse than none.
 [[nodiscard]] std::string randomHex( size_t bytes );
 
+/// An unguessable id in the form of a UUID.
+[[nodiscard]] std::string randomUuid();
+
 /// The 32 bytes of a text's SHA-256 digest.
 [[nodiscard]] std::string sha256( std::string_view text );
 

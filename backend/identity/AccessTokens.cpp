@@ -56,6 +56,7 @@ std::string AccessTokens::accessToken( const TokenOwner& owner ) const
 {
     Json::Value claims;
     claims["sub"] = claims["username"] = owner.account;
+    claims["generation"] = Json::Int64( owner.generation );
     return signed_( claims, "access" );
 }
 
@@ -68,7 +69,7 @@ std::string AccessTokens::idToken( const TokenOwner& owner ) const
     return signed_( claims, "id" );
 }
 
-std::optional<std::string> AccessTokens::accountOf( const std::string& accessToken ) const
+std::optional<TokenOwner> AccessTokens::ownerOf( const std::string& accessToken ) const
 {
     const auto first = accessToken.find( '.' ), last = accessToken.rfind( '.' );
     if ( accessToken.size() > cLongestToken || first == std::string::npos || first == last )
@@ -85,7 +86,9 @@ std::optional<std::string> AccessTokens::accountOf( const std::string& accessTok
          !claims["sub"].isString() || !claims["exp"].isInt64() ||
          claims["exp"].asInt64() <= clock_().time_since_epoch().count() )
         return {};
-    return claims["sub"].asString();
+    // Tokens of older versions have no generation: they are of the first.
+    const auto& generation = claims["generation"];
+    return TokenOwner{ claims["sub"].asString(), {}, generation.isInt64() ? generation.asInt64() : 0 };
 }
 
 } // namespace VX::Backend

@@ -16,6 +16,8 @@ struct TokenOwner
 {
     std::string account;
     std::string email;
+    /// How often the account's password had been changed.
+    int64_t generation = 0;
 };
 
 /// Signed tokens of limited life: JSON Web Tokens (RFC 7519) with Ed25519 signatures (RFC 8037). Any thread.
@@ -32,8 +34,9 @@ public:
     [[nodiscard]] std::string idToken( const TokenOwner& owner ) const;
     [[nodiscard]] std::chrono::seconds life() const { return life_; }
 
-    /// The account of an access token that was signed here and has not expired; nothing for any other text.
-    [[nodiscard]] std::optional<std::string> accountOf( const std::string& accessToken ) const;
+    /// Whose an access token is that was signed here and has not expired, without the address; nothing for any other
+    /// text.
+    [[nodiscard]] std::optional<TokenOwner> ownerOf( const std::string& accessToken ) const;
 
 private:
     [[nodiscard]] std::string signed_( Json::Value claims, const char* use ) const;

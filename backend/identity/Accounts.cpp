@@ -23,8 +23,17 @@ constexpr seconds cLongestLock = std::chrono::minutes( 15 );
 /// How long an expired token is told from one that never was.
 constexpr seconds cExpiredMemory = std::chrono::days( 30 );
 constexpr seconds cFailureMemory = std::chrono::days( 1 );
+/// Failures from all addresses together before an account's sign-ins are slowed down, and to what pace.
+constexpr int64_t cFreeOfAll = 100, cPaceOfAll = 60;
+constexpr int64_t cGuessesADay = 10;
+constexpr seconds cGuessMemory = std::chrono::days( 1 );
+constexpr seconds cUnconfirmedLife = std::chrono::days( 30 );
+/// Sign-ins that an account keeps; the oldest end first.
+constexpr int64_t cMostRefreshTokens = 200;
+/// Names without an account whose failures are remembered.
+constexpr int64_t cMostUnknown = 100000;
 
-constexpr const char* cColumns = "SELECT id, email, password, confirmed, created FROM accounts ";
+constexpr const char* cColumns = "SELECT id, email, password, confirmed, created, generation FROM accounts ";
 
 int64_t count( std::chrono::sys_seconds time )
 {
@@ -34,7 +43,7 @@ int64_t count( std::chrono::sys_seconds time )
 Account accountOf( const SqlRow& row )
 {
     return { textOf( row[0] ), textOf( row[1] ), textOf( row[2] ), integerOf( row[3] ) != 0,
-        std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ) };
+        std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ), integerOf( row[5] ) };
 }
 
 using Rows = std::vector<SqlRow>;
@@ -60,6 +69,17 @@ DatabaseResult<void> done( const DatabaseResult<int>& changed )
     if ( !changed )
         return tl::unexpected( changed.error() );
     return {};
+}
+
+// Accounts of older data folders are of the first generation.
+DatabaseResult<void> addGeneration( Database& database )
+{
+    const auto there = database.query( "SELECT 1 FROM pragma_table_info('accounts') WHERE name = 'generation'" );
+    if ( !there )
+        return tl::unexpected( there.error() );
+    if ( !there->empty() )
+        return {};
+    return executeAll( database, { "ALTER TABLE accounts ADD COLUMN generation INTEGER NOT NULL DEFAULT 0" } );
 }
 
 // In the table of older data folders there is one code of a purpose, and only one can be.
@@ -94,9 +114,14 @@ DatabaseResult<void> Accounts::prepare( Database& database )
             "CREATE TABLE IF NOT EXISTS refresh_tokens(hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER "
             "NOT NULL) WITHOUT ROWID",
             "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
-            "CREATE TABLE IF NOT EXISTS failed_sign_ins(email TEXT PRIMARY KEY, failures INTEGER NOT NULL, last "
-            "INTEGER NOT NULL) WITHOUT ROWID",
+            "DROP TABLE IF EXISTS failed_sign_ins",
+            "CREATE TABLE IF NOT EXISTS sign_in_failures(email TEXT NOT NULL, address TEXT NOT NULL, failures INTEGER "
+            "NOT NULL, last INTEGER NOT NULL, PRIMARY KEY(email, address)) WITHOUT ROWID",
+            "CREATE INDEX IF NOT EXISTS sign_in_failures_last ON sign_in_failures(last)",
+            "CREATE TABLE IF NOT EXISTS code_guesses(account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER "
+            "NOT NULL) WITHOUT ROWID",
         } )
+        .and_then( [&] { return addGeneration( database ); } )
         .and_then( [&] { return takeOverOldCodes( database ); } )
         .and_then( [&] { return transaction.commit(); } );
 }
@@ -123,7 +148,7 @@ std::string Accounts::normalized( const std::string& email )
 DatabaseResult<std::optional<Account>> Accounts::add(
     const std::string& email, const std::string& passwordHash, bool confirmed )
 {
-    const Account account{ randomHex( 16 ), email, passwordHash, confirmed, clock_() };
+    const Account account{ randomUuid(), email, passwordHash, confirmed, clock_(), 0 };
     return database_
         .execute( "INSERT INTO accounts(id, email, password, confirmed, created) VALUES(?, ?, ?, ?, ?) ON "
                   "CONFLICT(email) DO NOTHING",
@@ -163,13 +188,15 @@ DatabaseResult<void> Accounts::confirm( const std::string& id )
 
 DatabaseResult<void> Accounts::setPassword( const std::string& id, const std::string& passwordHash )
 {
-    return done( database_.execute( "UPDATE accounts SET password = ? WHERE id = ?", { passwordHash, id } ) )
+    return done( database_.execute( "UPDATE accounts SET password = ?, generation = generation + 1 WHERE id = ?",
+                     { passwordHash, id } ) )
         .and_then(
             [&]
             {
                 return executeFor( database_, id,
                     { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?",
-                        "DELETE FROM failed_sign_ins WHERE email = (SELECT email FROM accounts WHERE id = ?)" } );
+                        "DELETE FROM code_guesses WHERE account = ?",
+                        "DELETE FROM sign_in_failures WHERE email = (SELECT email FROM accounts WHERE id = ?)" } );
             } );
 }
 
@@ -177,7 +204,7 @@ DatabaseResult<void> Accounts::remove( const std::string& id )
 {
     return executeFor( database_, id,
         { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?",
-            "DELETE FROM accounts WHERE id = ?" } );
+            "DELETE FROM code_guesses WHERE account = ?", "DELETE FROM accounts WHERE id = ?" } );
 }
 
 std::string Accounts::codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const
@@ -199,9 +226,32 @@ DatabaseResult<std::string> Accounts::newCode( const std::string& id, CodePurpos
         .map( [&]( int ) { return code; } );
 }
 
+DatabaseResult<bool> Accounts::hasGuessesLeft_( const std::string& id )
+{
+    return database_
+        .query( "SELECT 1 FROM code_guesses WHERE account = ? AND wrong >= ? AND since > ? AND since <= ?",
+            { id, cGuessesADay, count( clock_() - cGuessMemory ), count( clock_() ) } )
+        .map( []( const Rows& rows ) { return rows.empty(); } );
+}
+
+DatabaseResult<void> Accounts::noteGuess_( const std::string& id )
+{
+    // A day that is over begins anew, and so does one that a clock set back has put into the future.
+    return done( database_.execute(
+        "INSERT INTO code_guesses VALUES(?1, 1, ?2) ON CONFLICT(account) DO UPDATE SET wrong = CASE WHEN since > ?3 "
+        "AND since <= ?2 THEN code_guesses.wrong + 1 ELSE 1 END, since = CASE WHEN since > ?3 AND since <= ?2 THEN "
+        "since ELSE ?2 END",
+        { id, count( clock_() ), count( clock_() - cGuessMemory ) } ) );
+}
+
 DatabaseResult<CodeCheck> Accounts::takeCode(
     const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code )
 {
+    const auto mayGuess = hasGuessesLeft_( id );
+    if ( !mayGuess )
+        return tl::unexpected( mayGuess.error() );
+    if ( !*mayGuess )
+        return CodeCheck::TooManyTries;
     auto result = CodeCheck::Expired;
     for ( const auto purpose : purposes )
     {
@@ -212,7 +262,9 @@ DatabaseResult<CodeCheck> Accounts::takeCode(
         if ( result == CodeCheck::Expired || *check == CodeCheck::Wrong )
             result = *check;
     }
-    return result;
+    if ( result != CodeCheck::Wrong )
+        return result;
+    return noteGuess_( id ).map( [&] { return result; } );
 }
 
 DatabaseResult<CodeCheck> Accounts::takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code )
@@ -251,14 +303,22 @@ DatabaseResult<std::string> Accounts::newRefreshToken( const std::string& id, se
     return database_
         .execute(
             "INSERT INTO refresh_tokens VALUES(?, ?, ?)", { hex( sha256( token ) ), id, count( clock_() + life ) } )
+        .and_then(
+            [&]( int )
+            {
+                return database_.execute( "DELETE FROM refresh_tokens WHERE account = ?1 AND hash NOT IN (SELECT hash "
+                                          "FROM refresh_tokens WHERE account = ?1 ORDER BY expires DESC LIMIT ?2)",
+                    { id, cMostRefreshTokens } );
+            } )
         .map( [&]( int ) { return token; } );
 }
 
 DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& token, Account& account )
 {
-    const auto rows = database_.query( "SELECT a.id, a.email, a.password, a.confirmed, a.created, t.expires FROM "
-                                       "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash = ?",
-        { hex( sha256( token ) ) } );
+    const auto rows =
+        database_.query( "SELECT a.id, a.email, a.password, a.confirmed, a.created, a.generation, t.expires FROM "
+                         "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash = ?",
+            { hex( sha256( token ) ) } );
     if ( !rows )
         return tl::unexpected( rows.error() );
     if ( rows->empty() )
@@ -268,46 +328,70 @@ DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& tok
     return integerOf( row.back() ) > count( clock_() ) ? RefreshCheck::Good : RefreshCheck::Expired;
 }
 
-DatabaseResult<bool> Accounts::isLocked( const std::string& email )
+DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::string& address )
 {
-    const auto rows = database_.query( "SELECT failures, last FROM failed_sign_ins WHERE email = ?", { email } );
+    const auto now = count( clock_() );
+    // Of a clock that was set back there are failures in the future: they are as good as of now.
+    const auto rows =
+        database_.execute( "UPDATE sign_in_failures SET last = ?2 WHERE email = ?1 AND last > ?2", { email, now } )
+            .and_then(
+                [&]( int )
+                {
+                    return database_.query(
+                        "SELECT coalesce(sum(failures), 0), coalesce(max(last), 0), "
+                        "coalesce(sum(failures * (address = ?2)), 0), coalesce(max(last * (address = "
+                        "?2)), 0) FROM sign_in_failures WHERE email = ?1",
+                        { email, address } );
+                } );
     if ( !rows )
         return tl::unexpected( rows.error() );
-    if ( rows->empty() || integerOf( rows->front()[0] ) < cFreeFailures )
+    const auto& row = rows->at( 0 );
+    const auto ofAll = integerOf( row[0] ), lastOfAll = integerOf( row[1] ), own = integerOf( row[2] ),
+               lastOwn = integerOf( row[3] );
+    if ( ofAll >= cFreeOfAll && now < lastOfAll + cPaceOfAll )
+        return true;
+    if ( own < cFreeFailures )
         return false;
-    const auto beyond = std::min<int64_t>( integerOf( rows->front()[0] ) - cFreeFailures, 30 );
-    const auto lock = std::min( seconds( int64_t( 1 ) << beyond ), cLongestLock );
-    return count( clock_() ) < integerOf( rows->front()[1] ) + lock.count();
+    const auto lock = std::min( seconds( int64_t( 1 ) << std::min<int64_t>( own - cFreeFailures, 30 ) ), cLongestLock );
+    return now < lastOwn + lock.count();
 }
 
-DatabaseResult<void> Accounts::noteFailure( const std::string& email )
+DatabaseResult<void> Accounts::noteFailure( const std::string& email, const std::string& address )
 {
-    return done( database_.execute( "INSERT INTO failed_sign_ins VALUES(?1, 1, ?2) ON CONFLICT(email) DO UPDATE SET "
-                                    "failures = failures + 1, last = ?2",
-        { email, count( clock_() ) } ) );
+    return done( database_.execute(
+        "INSERT INTO sign_in_failures VALUES(?1, ?2, 1, ?3) ON CONFLICT(email, address) DO UPDATE SET failures = CASE "
+        "WHEN last > ?4 THEN sign_in_failures.failures + 1 ELSE 1 END, last = ?3",
+        { email, address, count( clock_() ), count( clock_() - cFailureMemory ) } ) );
 }
 
-DatabaseResult<void> Accounts::forgetFailures( const std::string& email )
+DatabaseResult<void> Accounts::forgetFailures( const std::string& email, const std::string& address )
 {
-    return done( database_.execute( "DELETE FROM failed_sign_ins WHERE email = ?", { email } ) );
+    return done(
+        database_.execute( "DELETE FROM sign_in_failures WHERE email = ? AND address = ?", { email, address } ) );
 }
 
 DatabaseResult<void> Accounts::clean()
 {
+    struct Deletion
+    {
+        const char* sql;
+        int64_t parameter;
+    };
     const auto now = clock_();
-    return done( database_.execute( "DELETE FROM mailed_codes WHERE expires <= ?", { count( now ) } ) )
-        .and_then(
-            [&]
-            {
-                return database_.execute(
-                    "DELETE FROM refresh_tokens WHERE expires <= ?", { count( now - cExpiredMemory ) } );
-            } )
-        .and_then(
-            [&]( int )
-            {
-                return done( database_.execute(
-                    "DELETE FROM failed_sign_ins WHERE last <= ?", { count( now - cFailureMemory ) } ) );
-            } );
+    const auto unconfirmed = count( now - cUnconfirmedLife );
+    for ( const auto& [sql, parameter] : {
+              Deletion{ "DELETE FROM mailed_codes WHERE expires <= ?", count( now ) },
+              Deletion{ "DELETE FROM refresh_tokens WHERE expires <= ?", count( now - cExpiredMemory ) },
+              Deletion{ "DELETE FROM sign_in_failures WHERE last <= ?", count( now - cFailureMemory ) },
+              Deletion{ "DELETE FROM sign_in_failures WHERE email NOT IN (SELECT email FROM accounts) AND last < "
+                        "(SELECT last FROM sign_in_failures ORDER BY last DESC LIMIT 1 OFFSET ?)",
+                  cMostUnknown },
+              Deletion{ "DELETE FROM code_guesses WHERE since <= ?", count( now - cGuessMemory ) },
+              Deletion{ "DELETE FROM accounts WHERE confirmed = 0 AND created <= ?", unconfirmed },
+          } )
+        if ( const auto deleted = database_.execute( sql, { parameter } ); !deleted )
+            return tl::unexpected( deleted.error() );
+    return {};
 }
 
 } // namespace VX::Backend

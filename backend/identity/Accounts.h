@@ -20,6 +20,8 @@ struct Account
     std::string passwordHash;
     bool confirmed = false;
     std::chrono::sys_seconds created;
+    /// How often its password was changed; what was given out before the last time is good no more.
+    int64_t generation = 0;
 };
 
 enum class CodePurpose
@@ -32,8 +34,8 @@ enum class CodeCheck
 {
     Good,
     Wrong,
-    Expired, ///< or there is none
-    TooManyTries
+    Expired,     ///< or there is none
+    TooManyTries ///< of this code, or of all codes of the account within a day
 };
 
 enum class RefreshCheck
@@ -79,22 +81,27 @@ public:
     /// A new code of 6 digits. Those mailed before stay good: nobody knows in which order mails are read.
     [[nodiscard]] Result<std::string> newCode( const std::string& id, CodePurpose purpose, std::chrono::seconds life );
     /// Looks for the code among the account's codes of these purposes. A good one is used up with all of its purpose; a
-    /// wrong one counts against each of them, so that a mailed code never bears more than its own few tries.
+    /// wrong one counts against each of them, so that a mailed code never bears more than its own few tries, and
+    /// against the account: after ten within a day none is good until that day is over.
     [[nodiscard]] Result<CodeCheck> takeCode(
         const std::string& id, std::initializer_list<CodePurpose> purposes, const std::string& code );
 
     [[nodiscard]] Result<std::string> newRefreshToken( const std::string& id, std::chrono::seconds life );
     [[nodiscard]] Result<RefreshCheck> checkRefreshToken( const std::string& token, Account& account );
 
-    /// Whether too many sign-ins have failed for this address, known or not, and how long ago.
-    [[nodiscard]] Result<bool> isLocked( const std::string& email );
-    [[nodiscard]] Result<void> noteFailure( const std::string& email );
-    [[nodiscard]] Result<void> forgetFailures( const std::string& email );
+    /// Whether too many sign-ins have failed for this account, known or not, and how long ago: from this client's
+    /// address for longer and longer, and from all addresses together so that one a minute is let through.
+    [[nodiscard]] Result<bool> isLocked( const std::string& email, const std::string& address );
+    [[nodiscard]] Result<void> noteFailure( const std::string& email, const std::string& address );
+    /// Of this address; what others have failed at stays.
+    [[nodiscard]] Result<void> forgetFailures( const std::string& email, const std::string& address );
 
-    /// Deletes what has long expired.
+    /// Deletes what has long expired, and accounts that nobody has confirmed for a month.
     [[nodiscard]] Result<void> clean();
 
 private:
+    [[nodiscard]] Result<bool> hasGuessesLeft_( const std::string& id );
+    [[nodiscard]] Result<void> noteGuess_( const std::string& id );
     [[nodiscard]] Result<CodeCheck> takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code );
     [[nodiscard]] std::string codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const;
 

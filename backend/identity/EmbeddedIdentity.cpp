@@ -25,6 +25,11 @@ HttpResponse invalidParameter( const std::string& message )
     return authFailure( "InvalidParameterException", message );
 }
 
+HttpResponse missingCode()
+{
+    return invalidParameter( "Missing required parameter ConfirmationCode" );
+}
+
 HttpResponse unknownUser()
 {
     return authFailure( "UserNotFoundException", "User does not exist." );
@@ -60,6 +65,18 @@ HttpResponse answerTo( CodeCheck check )
         break;
     }
     return authFailure( "CodeMismatchException", "Invalid verification code provided, please try again." );
+}
+
+/// Whether a token is still one of its account, whose password may have been changed since.
+bool isOf( const TokenOwner& owner, const std::optional<Account>& account )
+{
+    return account && owner.generation == account->generation;
+}
+
+HttpResponse notDelivered( const std::string& reason )
+{
+    spdlog::error( "{}", reason );
+    return authFailure( "CodeDeliveryFailureException", "The code could not be sent; please try again later" );
 }
 
 /// "a***@e***" of "ann@example.org".
@@ -101,14 +118,15 @@ Mail codeMail( const std::string& email, const std::string& code, CodePurpose pu
 
 } // namespace
 
-EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, Mailer& mailer,
-    EmbeddedIdentityOptions options, Clock clock )
+EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens,
+    MailQueue& mails, EmbeddedIdentityOptions options, Clock clock )
     : database_( database )
     , accounts_( accounts )
     , tokens_( tokens )
-    , mailer_( mailer )
+    , mails_( mails )
     , options_( options )
     , signIns_( options.signInsPerMinute, std::chrono::minutes( 1 ), clock )
+    , guesses_( options.guessesPerHour, std::chrono::hours( 1 ), clock )
     , mailsOfAddress_( options.mailsPerHour, std::chrono::hours( 1 ), clock )
     , mailsOfAccount_( options.mailsPerAccount, std::chrono::minutes( 15 ), clock )
     , reminders_( std::max( options.mailsPerAccount - 2, 1 ), std::chrono::minutes( 15 ), clock )
@@ -146,16 +164,16 @@ HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
 void EmbeddedIdentity::checkAccess( const std::string& accessToken, AccessTold told )
 {
     using Verdict = AccessCheck::Verdict;
-    const auto id = tokens_.accountOf( accessToken );
-    if ( !id )
+    const auto owner = tokens_.ownerOf( accessToken );
+    if ( !owner )
         return told( {} );
-    const auto account = accounts_.findById( *id );
+    const auto account = accounts_.findById( owner->account );
     if ( !account )
     {
         spdlog::error( "An access token cannot be checked: {}", account.error().text );
         return told( { Verdict::Unknown, {} } );
     }
-    told( *account ? AccessCheck{ Verdict::Good, *id } : AccessCheck{} );
+    told( isOf( *owner, *account ) ? AccessCheck{ Verdict::Good, owner->account } : AccessCheck{} );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::initiateAuth_( const AuthCall& call )
@@ -170,7 +188,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::initiateAuth_( const AuthCall& ca
 
 Json::Value EmbeddedIdentity::tokensOf_( const Account& account, const std::string& refreshToken ) const
 {
-    const TokenOwner owner{ account.id, account.email };
+    const TokenOwner owner{ account.id, account.email, account.generation };
     Json::Value out;
     out["ChallengeParameters"] = Json::Value( Json::objectValue );
     auto& result = out["AuthenticationResult"];
@@ -194,7 +212,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
     if ( !signIns_.allow( call.remoteAddress ) )
         return limitExceeded();
     const auto email = Accounts::normalized( name );
-    const auto locked = accounts_.isLocked( email );
+    const auto locked = accounts_.isLocked( email, call.remoteAddress );
     if ( !locked )
         return tl::unexpected( locked.error() );
     if ( *locked )
@@ -208,18 +226,18 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
     if ( !good )
     {
         // Who guesses while nothing can be noted is told nothing.
-        const auto noted = accounts_.noteFailure( email );
+        const auto noted = accounts_.noteFailure( email, call.remoteAddress );
         if ( !noted )
             return tl::unexpected( noted.error() );
         return notAuthorized( "Incorrect username or password." );
     }
     if ( account->confirmed )
-        return signIn_( *account );
+        return signIn_( call, *account );
     remind_( call, *account );
     return authFailure( "UserNotConfirmedException", "User is not confirmed." );
 }
 
-DatabaseResult<HttpResponse> EmbeddedIdentity::signIn_( const Account& account )
+DatabaseResult<HttpResponse> EmbeddedIdentity::signIn_( const AuthCall& call, const Account& account )
 {
     Database::Transaction transaction( database_ );
     // The password may have been changed, or the account removed, while it was checked.
@@ -228,7 +246,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signIn_( const Account& account )
         return tl::unexpected( now.error() );
     if ( !*now || ( *now )->passwordHash != account.passwordHash )
         return notAuthorized( "Incorrect username or password." );
-    const auto refresh = accounts_.forgetFailures( account.email )
+    const auto refresh = accounts_.forgetFailures( account.email, call.remoteAddress )
                              .and_then( [&] { return accounts_.newRefreshToken( account.id, options_.refreshLife ); } );
     if ( !refresh )
         return tl::unexpected( refresh.error() );
@@ -258,35 +276,54 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByToken_( const AuthCall& c
 
 bool EmbeddedIdentity::mayMail_( const AuthCall& call, const std::string& email )
 {
-    return mailsOfAddress_.allow( call.remoteAddress ) && mailsOfAccount_.allow( email );
+    return !mailsOfAccount_.isSpent( email ) && !mailsOfAddress_.isSpent( call.remoteAddress );
 }
 
-DatabaseResult<std::string> EmbeddedIdentity::newCode_( const Account& account, CodePurpose purpose )
+void EmbeddedIdentity::countMail_( const AuthCall& call, const std::string& email )
+{
+    mailsOfAccount_.count( email );
+    mailsOfAddress_.count( call.remoteAddress );
+}
+
+bool EmbeddedIdentity::guessesTooMuch_( const AuthCall& call )
+{
+    return guesses_.isSpent( call.remoteAddress );
+}
+
+void EmbeddedIdentity::noteGuess_( const AuthCall& call )
+{
+    guesses_.count( call.remoteAddress );
+}
+
+DatabaseResult<int64_t> EmbeddedIdentity::writeCode_( const Account& account, CodePurpose purpose )
 {
     const auto life = purpose == CodePurpose::Reset ? options_.resetCodeLife : options_.signUpCodeLife;
-    return accounts_.newCode( account.id, purpose, life );
+    return accounts_.newCode( account.id, purpose, life )
+        .and_then(
+            [&]( const std::string& code ) { return mails_.add( codeMail( account.email, code, purpose ), life ); } );
 }
 
-HttpResponse EmbeddedIdentity::mailCode_(
-    const std::string& email, const std::string& code, CodePurpose purpose, const Json::Value& answer )
+DatabaseResult<HttpResponse> EmbeddedIdentity::mailCode_(
+    const AuthCall& call, const Account& account, CodePurpose purpose )
 {
-    const auto sent = mailer_.send( codeMail( email, code, purpose ) );
-    if ( sent )
-        return authSuccess( answer );
-    spdlog::error( "{}", sent.error() );
-    return authFailure( "CodeDeliveryFailureException", "The code could not be sent; please try again later" );
+    DatabaseResult<int64_t> mail;
+    {
+        Database::Transaction transaction( database_ );
+        mail = writeCode_( account, purpose );
+        if ( const auto kept = transaction.commit(); !kept )
+            return tl::unexpected( kept.error() );
+    }
+    countMail_( call, account.email );
+    const auto sent = mails_.deliver( *mail );
+    return sent ? authSuccess( deliveryTo( account.email ) ) : notDelivered( sent.error() );
 }
 
 void EmbeddedIdentity::remind_( const AuthCall& call, const Account& account )
 {
-    if ( !reminders_.allow( account.email ) || !mayMail_( call, account.email ) )
+    if ( !mayMail_( call, account.email ) || !reminders_.allow( account.email ) )
         return;
-    const auto code = newCode_( account, CodePurpose::SignUp );
-    if ( !code )
-        return spdlog::error( "{}", code.error().text );
-    const auto sent = mailer_.send( codeMail( account.email, *code, CodePurpose::SignUp ) );
-    if ( !sent )
-        spdlog::error( "{}", sent.error() );
+    if ( const auto mailed = mailCode_( call, account, CodePurpose::SignUp ); !mailed )
+        spdlog::error( "A reminder cannot be mailed: {}", mailed.error().text );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
@@ -297,93 +334,115 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
         return invalidParameter( "Username should be an email." );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );
-    if ( !mayMail_( call, email ) )
+    if ( guessesTooMuch_( call ) || !mayMail_( call, email ) )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
         return noMemory();
     DatabaseResult<std::optional<Account>> account;
-    DatabaseResult<std::string> code;
+    DatabaseResult<int64_t> mail;
     {
         Database::Transaction transaction( database_ );
         account = accounts_.add( email, hash, false );
         if ( !account )
             return tl::unexpected( account.error() );
         if ( !*account )
+        {
+            noteGuess_( call );
             return authFailure( "UsernameExistsException", "An account with the given email already exists." );
-        code = newCode_( **account, CodePurpose::SignUp );
+        }
+        mail = writeCode_( **account, CodePurpose::SignUp );
         if ( const auto kept = transaction.commit(); !kept )
             return tl::unexpected( kept.error() );
     }
+    countMail_( call, email );
+    if ( const auto sent = mails_.deliver( *mail ); !sent )
+        return undoSignUp_( **account, *mail ).map( [&] { return notDelivered( sent.error() ); } );
     auto out = deliveryTo( email );
     out["UserConfirmed"] = false;
     out["UserSub"] = ( *account )->id;
-    auto response = mailCode_( email, *code, CodePurpose::SignUp, out );
-    // Without its code the address is free again.
-    if ( response.status != 200 )
-        if ( const auto removed = accounts_.remove( ( *account )->id ); !removed )
-            return tl::unexpected( removed.error() );
-    return response;
+    return authSuccess( out );
+}
+
+DatabaseResult<void> EmbeddedIdentity::undoSignUp_( const Account& account, int64_t mail )
+{
+    Database::Transaction transaction( database_ );
+    return accounts_.remove( account.id )
+        .and_then( [&] { return mails_.discard( mail ); } )
+        .and_then( [&] { return transaction.commit(); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::confirmSignUp_( const AuthCall& call )
 {
+    const auto code = textMember( call.body, "ConfirmationCode" );
+    if ( code.empty() )
+        return missingCode();
+    if ( guessesTooMuch_( call ) )
+        return limitExceeded();
     Database::Transaction transaction( database_ );
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return tl::unexpected( account.error() );
-    if ( !*account )
-        return unknownUser();
-    if ( ( *account )->confirmed )
-        return notAuthorized( "User cannot be confirmed. Current status is CONFIRMED" );
+    // Whether there is such an account, or one that needs no code any more, is no stranger's business.
+    if ( !*account || ( *account )->confirmed )
+    {
+        noteGuess_( call );
+        return answerTo( CodeCheck::Expired );
+    }
     const auto& id = ( *account )->id;
-    const auto check = accounts_.takeCode( id, { CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
+    const auto check = accounts_.takeCode( id, { CodePurpose::SignUp }, code );
     if ( !check )
         return tl::unexpected( check.error() );
     if ( *check == CodeCheck::Good )
+    {
         if ( const auto confirmed = accounts_.confirm( id ); !confirmed )
             return tl::unexpected( confirmed.error() );
+    }
+    else
+        noteGuess_( call );
     return transaction.commit().map( [&] { return answerTo( *check ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::resendCode_( const AuthCall& call )
 {
-    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
-    if ( !mayMail_( call, email ) )
-        return limitExceeded();
-    const auto account = accounts_.find( email );
-    if ( !account )
-        return tl::unexpected( account.error() );
-    if ( !*account )
-        return unknownUser();
-    if ( ( *account )->confirmed )
-        return invalidParameter( "User is already confirmed." );
-    return newCode_( **account, CodePurpose::SignUp )
-        .map( [&]( const std::string& code )
-            { return mailCode_( email, code, CodePurpose::SignUp, deliveryTo( email ) ); } );
+    return mailToKnown_( call, CodePurpose::SignUp );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::forgotPassword_( const AuthCall& call )
 {
-    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
-    if ( !mayMail_( call, email ) )
+    return mailToKnown_( call, CodePurpose::Reset );
+}
+
+DatabaseResult<HttpResponse> EmbeddedIdentity::mailToKnown_( const AuthCall& call, CodePurpose purpose )
+{
+    if ( guessesTooMuch_( call ) )
         return limitExceeded();
+    const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     const auto account = accounts_.find( email );
     if ( !account )
         return tl::unexpected( account.error() );
+    // A mail that is not sent uses up nobody's mails.
     if ( !*account )
+    {
+        noteGuess_( call );
         return unknownUser();
-    return newCode_( **account, CodePurpose::Reset )
-        .map( [&]( const std::string& code )
-            { return mailCode_( email, code, CodePurpose::Reset, deliveryTo( email ) ); } );
+    }
+    if ( purpose == CodePurpose::SignUp && ( *account )->confirmed )
+    {
+        noteGuess_( call );
+        return invalidParameter( "User is already confirmed." );
+    }
+    return mayMail_( call, email ) ? mailCode_( call, **account, purpose ) : limitExceeded();
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
 {
-    const auto password = textMember( call.body, "Password" );
+    const auto password = textMember( call.body, "Password" ), code = textMember( call.body, "ConfirmationCode" );
+    if ( code.empty() )
+        return missingCode();
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );
-    if ( !signIns_.allow( call.remoteAddress ) )
+    if ( guessesTooMuch_( call ) || !signIns_.allow( call.remoteAddress ) )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
@@ -393,11 +452,13 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const Aut
     if ( !account )
         return tl::unexpected( account.error() );
     if ( !*account )
+    {
+        noteGuess_( call );
         return unknownUser();
+    }
     const auto& id = ( *account )->id;
     // The mail of a sign-up leads here whoever closed the program before they confirmed.
-    const auto check = accounts_.takeCode(
-        id, { CodePurpose::Reset, CodePurpose::SignUp }, textMember( call.body, "ConfirmationCode" ) );
+    const auto check = accounts_.takeCode( id, { CodePurpose::Reset, CodePurpose::SignUp }, code );
     if ( !check )
         return tl::unexpected( check.error() );
     // Whoever has read the mail has shown that the address is theirs.
@@ -405,18 +466,20 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const Aut
         if ( const auto set = accounts_.setPassword( id, hash ).and_then( [&] { return accounts_.confirm( id ); } );
             !set )
             return tl::unexpected( set.error() );
+    if ( *check != CodeCheck::Good )
+        noteGuess_( call );
     return transaction.commit().map( [&] { return answerTo( *check ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::getUser_( const AuthCall& call )
 {
-    const auto id = tokens_.accountOf( textMember( call.body, "AccessToken" ) );
-    if ( !id )
+    const auto owner = tokens_.ownerOf( textMember( call.body, "AccessToken" ) );
+    if ( !owner )
         return notAuthorized( "Invalid Access Token" );
-    const auto account = accounts_.findById( *id );
+    const auto account = accounts_.findById( owner->account );
     if ( !account )
         return tl::unexpected( account.error() );
-    if ( !*account )
+    if ( !isOf( *owner, *account ) )
         return notAuthorized( "Invalid Access Token" );
     Json::Value email;
     email["Name"] = "email";

@@ -4,7 +4,7 @@
 #include "identity/Accounts.h"
 #include "identity/IdentityService.h"
 #include "identity/RateLimiter.h"
-#include "mail/Mailer.h"
+#include "mail/MailQueue.h"
 
 namespace VX::Backend
 {
@@ -16,6 +16,8 @@ struct EmbeddedIdentityOptions
     std::chrono::seconds resetCodeLife = std::chrono::hours( 1 );
     /// Sign-ins by password from one address in a minute.
     int signInsPerMinute = 600;
+    /// Accounts and codes that one address may ask for in an hour, and which there are not.
+    int guessesPerHour = 100;
     /// Mails that one address may cause in an hour, and how many one account gets in a quarter of it.
     int mailsPerHour = 100;
     int mailsPerAccount = 5;
@@ -24,14 +26,15 @@ struct EmbeddedIdentityOptions
 /// The identity service with accounts of its own. Everything an operation changes is one transaction, so that whatever
 /// a crash cuts off leaves an account that can be used: one that was not confirmed in time by a password reset.
 ///
-/// An unknown address takes as long as a wrong password and is told the same.
+/// An unknown address takes as long as a wrong password and is told the same. Limits by address are for clients whose
+/// address is known: an empty one is limited by account alone.
 class EmbeddedIdentity final : public IdentityService
 {
 public:
     using Clock = AccessTokens::Clock;
 
     /// What is passed must outlive this object.
-    EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, Mailer& mailer,
+    EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, MailQueue& mails,
         EmbeddedIdentityOptions options, Clock clock );
 
     [[nodiscard]] bool isQuick( const AuthCall& call ) const override;
@@ -45,31 +48,40 @@ private:
     [[nodiscard]] Outcome initiateAuth_( const AuthCall& call );
     [[nodiscard]] Outcome signInByPassword_( const AuthCall& call );
     /// Signs somebody in whose password was right a moment ago.
-    [[nodiscard]] Outcome signIn_( const Account& account );
+    [[nodiscard]] Outcome signIn_( const AuthCall& call, const Account& account );
     [[nodiscard]] Outcome signInByToken_( const AuthCall& call );
     [[nodiscard]] Outcome signUp_( const AuthCall& call );
     [[nodiscard]] Outcome confirmSignUp_( const AuthCall& call );
     [[nodiscard]] Outcome resendCode_( const AuthCall& call );
     [[nodiscard]] Outcome forgotPassword_( const AuthCall& call );
+    [[nodiscard]] Outcome mailToKnown_( const AuthCall& call, CodePurpose purpose );
     [[nodiscard]] Outcome confirmForgotPassword_( const AuthCall& call );
     [[nodiscard]] Outcome getUser_( const AuthCall& call );
 
     [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;
+    /// Whether one more mail may be sent to an account for this client.
     [[nodiscard]] bool mayMail_( const AuthCall& call, const std::string& email );
+    void countMail_( const AuthCall& call, const std::string& email );
+    /// Whether this client has asked for too many accounts and codes that there are not.
+    [[nodiscard]] bool guessesTooMuch_( const AuthCall& call );
+    void noteGuess_( const AuthCall& call );
     /// Mails a code once more to somebody who knows the password of an account that is not confirmed. Whether it could
     /// be sent is for the log alone.
     void remind_( const AuthCall& call, const Account& account );
-    [[nodiscard]] DatabaseResult<std::string> newCode_( const Account& account, CodePurpose purpose );
-    /// Mails a code; the answer is the given one, or says that it could not be sent.
-    [[nodiscard]] HttpResponse mailCode_(
-        const std::string& email, const std::string& code, CodePurpose purpose, const Json::Value& answer );
+    /// Makes a code and writes its mail, within the caller's transaction; the number of the mail.
+    [[nodiscard]] DatabaseResult<int64_t> writeCode_( const Account& account, CodePurpose purpose );
+    /// An address whose code could not be sent is free again.
+    [[nodiscard]] DatabaseResult<void> undoSignUp_( const Account& account, int64_t mail );
+    /// Mails a code to an account that is there; the answer says where it went, or that it could not be sent.
+    [[nodiscard]] Outcome mailCode_( const AuthCall& call, const Account& account, CodePurpose purpose );
 
     Database& database_;
     Accounts& accounts_;
     const AccessTokens& tokens_;
-    Mailer& mailer_;
+    MailQueue& mails_;
     EmbeddedIdentityOptions options_;
     RateLimiter signIns_;
+    RateLimiter guesses_;
     RateLimiter mailsOfAddress_;
     RateLimiter mailsOfAccount_;
     /// Leaves of an account's mails one for the sign-up and one for the reset that the reminder itself leads to.

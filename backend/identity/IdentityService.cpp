@@ -13,10 +13,7 @@ HttpResponse response( const Json::Value& body )
     HttpResponse out;
     out.contentType = cAuthContentType;
     out.body = compactJson( body );
-    auto id = randomHex( 16 );
-    for ( const size_t at : { 8, 13, 18, 23 } )
-        id.insert( at, "-" );
-    out.headers["x-amzn-RequestId"] = id;
+    out.headers["x-amzn-RequestId"] = randomUuid();
     return out;
 }
 

@@ -10,23 +10,44 @@ RateLimiter::RateLimiter( int most, std::chrono::seconds span, Clock clock )
 {
 }
 
-bool RateLimiter::allow( const std::string& key )
+RateLimiter::Span& RateLimiter::spanOf_( const std::string& key )
 {
     const auto now = clock_();
-    const std::lock_guard lock( mutex_ );
     forgetOld_( now );
     auto& span = spans_[key];
-    if ( span.calls == 0 || now >= span.end )
+    // The second is of a clock that was set back.
+    if ( span.calls == 0 || now >= span.end || span.end > now + span_ )
         span = { now + span_, 0 };
-    if ( span.calls >= most_ )
+    return span;
+}
+
+bool RateLimiter::allow( const std::string& key )
+{
+    if ( isSpent( key ) )
         return false;
-    ++span.calls;
+    count( key );
     return true;
+}
+
+bool RateLimiter::isSpent( const std::string& key )
+{
+    if ( key.empty() )
+        return false;
+    const std::lock_guard lock( mutex_ );
+    return spanOf_( key ).calls >= most_;
+}
+
+void RateLimiter::count( const std::string& key )
+{
+    if ( key.empty() )
+        return;
+    const std::lock_guard lock( mutex_ );
+    ++spanOf_( key ).calls;
 }
 
 void RateLimiter::forgetOld_( std::chrono::sys_seconds now )
 {
-    if ( now < nextSweep_ )
+    if ( now < nextSweep_ && nextSweep_ <= now + span_ )
         return;
     nextSweep_ = now + span_;
     std::erase_if( spans_, [&]( const auto& entry ) { return now >= entry.second.end; } );

@@ -17,8 +17,12 @@ public:
 
     RateLimiter( int most, std::chrono::seconds span, Clock clock );
 
-    /// Counts a call; false when it is one too many.
+    /// Counts a call; false when it is one too many. Nobody is nobody's key: an empty one is always allowed.
     [[nodiscard]] bool allow( const std::string& key );
+    /// Whether the next call would be one too many.
+    [[nodiscard]] bool isSpent( const std::string& key );
+    /// Counts a call that has been made.
+    void count( const std::string& key );
 
 private:
     struct Span
@@ -26,6 +30,7 @@ private:
         std::chrono::sys_seconds end;
         int calls = 0;
     };
+    [[nodiscard]] Span& spanOf_( const std::string& key );
     void forgetOld_( std::chrono::sys_seconds now );
 
     int most_;

@@ -43,6 +43,14 @@ public:
         const auto file = folder_ / fmt::format( "{}-{}.eml", now.count(), randomHex( 4 ) );
         return writeFileAtomically( file, message( mail, "noreply@localhost" ), { .mode = 0600 } );
     }
+    void forget( std::chrono::seconds age ) override
+    {
+        const auto limit = std::filesystem::file_time_type::clock::now() - age;
+        std::error_code ec;
+        for ( const auto& entry : std::filesystem::directory_iterator( folder_, ec ) )
+            if ( const auto written = entry.last_write_time( ec ); !ec && written <= limit )
+                std::filesystem::remove( entry.path(), ec );
+    }
 
 private:
     std::filesystem::path folder_;

@@ -2,6 +2,7 @@
 
 #include <tl/expected.hpp>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -24,6 +25,8 @@ public:
     virtual ~Mailer() = default;
     /// The error is for the log and holds nothing of the mail's text.
     [[nodiscard]] virtual tl::expected<void, std::string> send( const Mail& mail ) = 0;
+    /// Removes what it keeps of mails that were sent so long ago.
+    virtual void forget( std::chrono::seconds age ) { (void)age; }
 };
 
 /// Writes each mail into a file of its own (mode 0600) in a folder, where no mail server is at hand.

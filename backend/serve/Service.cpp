@@ -14,6 +14,7 @@
 #include "storage/EmbeddedStore.h"
 #include "tls/Certificates.h"
 #include "version/VersionApi.h"
+#include "work/Repeating.h"
 
 #include <VXMesh/system/SystemInfo.h>
 
@@ -25,6 +26,8 @@ namespace VX::Backend
 {
 namespace
 {
+
+constexpr auto cChoresEvery = std::chrono::minutes( 30 );
 
 /// What stands behind a beginning of the paths; the name is for the metrics.
 struct Door
@@ -102,6 +105,13 @@ std::unique_ptr<Mailer> makeMailer( const ServiceOptions& options )
                                              : smtpMailer( options.identity.smtp );
 }
 
+void cleanUp( Accounts& accounts, MailQueue& mails )
+{
+    const auto cleaned = accounts.clean().and_then( [&] { return mails.clean(); } );
+    if ( !cleaned )
+        spdlog::error( "Old codes, sign-ins and mails cannot be deleted: {}", cleaned.error().text );
+}
+
 } // namespace
 
 struct Service::Parts
@@ -113,8 +123,10 @@ struct Service::Parts
     std::unique_ptr<Accounts> accounts;
     std::unique_ptr<AccessTokens> tokens;
     std::unique_ptr<Mailer> mailer;
+    std::unique_ptr<MailQueue> mails;
     std::unique_ptr<IdentityService> identity;
     std::unique_ptr<AuthApi> auth;
+    std::unique_ptr<Repeating> chores;
     std::unique_ptr<ConverterApi> api;
     std::unique_ptr<StatsStore> statsStore;
     std::unique_ptr<StatsApi> stats;
@@ -176,8 +188,9 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     auto& p = *service->parts_;
     p.lock = std::move( *lock );
     p.database = std::move( *database );
-    const auto prepared =
-        ConversionJobs::prepare( *p.database ).and_then( [&] { return Accounts::prepare( *p.database ); } );
+    const auto prepared = ConversionJobs::prepare( *p.database )
+                              .and_then( [&] { return Accounts::prepare( *p.database ); } )
+                              .and_then( [&] { return MailQueue::prepare( *p.database ); } );
     if ( !prepared )
         return tl::unexpected( prepared.error().text );
     p.jobs = std::make_unique<ConversionJobs>( *p.database, &systemTime );
@@ -185,12 +198,14 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
         keys->credentials, options.maxUpload, options.maxStored, &systemTime } );
     p.mailer = makeMailer( options );
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
-    if ( const auto cleaned = p.accounts->clean(); !cleaned )
-        spdlog::error( "Accounts: {}", cleaned.error().text );
+    p.mails = std::make_unique<MailQueue>(
+        *p.database, *p.mailer, options.identity.smtp.url.empty() ? Delivery::AtOnce : Delivery::Later, &systemTime );
+    p.chores = std::make_unique<Repeating>(
+        cChoresEvery, [accounts = p.accounts.get(), mails = p.mails.get()] { cleanUp( *accounts, *mails ); } );
     p.tokens = std::make_unique<AccessTokens>( identityKeys->signing, options.identity.accessLife, &systemTime );
     if ( options.identity.gateway.endpoint.empty() )
         p.identity = std::make_unique<EmbeddedIdentity>(
-            *p.database, *p.accounts, *p.tokens, *p.mailer, options.identity.embedded, &systemTime );
+            *p.database, *p.accounts, *p.tokens, *p.mails, options.identity.embedded, &systemTime );
     else
         p.identity = std::make_unique<GatewayIdentity>( options.identity.gateway, &systemTime );
     p.auth = std::make_unique<AuthApi>( *p.identity );

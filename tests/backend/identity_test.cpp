@@ -137,15 +137,14 @@ TEST_F( Identity, CodesOfASignUp )
 {
     ASSERT_EQ( problem( signUp() ), "" );
     const auto code = mailedCode();
-    EXPECT_EQ( problem( confirm( code, "bob@example.org" ) ), "UserNotFoundException: User does not exist." );
+    EXPECT_EQ( problem( confirm( code, "bob@example.org" ) ), cExpiredCode );
     EXPECT_EQ( problem( confirm( wrong( code ) ) ), cMismatch );
     now_ += 24 * 3600;
     EXPECT_EQ( problem( confirm( code ) ), cExpiredCode );
     ASSERT_EQ( problem( resend() ), "" );
     EXPECT_EQ( problem( confirm( wrong( mailedCode() ) ) ), cMismatch );
     EXPECT_EQ( problem( confirm( mailedCode() ) ), "" );
-    EXPECT_EQ( problem( confirm( mailedCode() ) ),
-        "NotAuthorizedException: User cannot be confirmed. Current status is CONFIRMED" );
+    EXPECT_EQ( problem( confirm( mailedCode() ) ), cExpiredCode ) << "it needs none any more";
     EXPECT_EQ( problem( resend() ), "InvalidParameterException: User is already confirmed." );
     EXPECT_EQ( problem( resend( "bob@example.org" ) ), "UserNotFoundException: User does not exist." );
 }

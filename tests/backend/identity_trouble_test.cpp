@@ -54,7 +54,7 @@ TEST_F( Identity, AGuessThatCannotBeCountedIsToldNothing )
     addAnn();
     const LogCapture log;
     ASSERT_TRUE( database_->execute(
-        "CREATE TRIGGER no_room BEFORE INSERT ON failed_sign_ins BEGIN SELECT RAISE(ABORT, 'no room'); END" ) );
+        "CREATE TRIGGER no_room BEFORE INSERT ON sign_in_failures BEGIN SELECT RAISE(ABORT, 'no room'); END" ) );
     for ( int i = 0; i < 8; ++i )
         expectNoVerdict( signIn( "wrong-word-1" ) );
     EXPECT_EQ( problem( signIn() ), "" );

@@ -110,6 +110,19 @@ TEST( Mailer, WritesEachMailIntoAPrivateFileOfItsOwn )
     EXPECT_EQ( int( std::filesystem::status( files[0] ).permissions() ), 0600 );
 }
 
+TEST( Mailer, ForgetsWhatHasLainForLong )
+{
+    const Testing::ScratchFolder folder;
+    const auto mailer = outboxMailer( folder.path() );
+    ASSERT_TRUE( mailer->send( cMail ) );
+    const auto old = std::filesystem::directory_iterator( folder.path() )->path();
+    std::filesystem::last_write_time( old, std::filesystem::file_time_type::clock::now() - std::chrono::hours( 25 ) );
+    ASSERT_TRUE( mailer->send( cMail ) );
+    mailer->forget( std::chrono::hours( 24 ) );
+    EXPECT_FALSE( std::filesystem::exists( old ) );
+    EXPECT_FALSE( std::filesystem::is_empty( folder.path() ) );
+}
+
 TEST( Mailer, AFolderThatCannotBeMadeIsSaid )
 {
     const Testing::ScratchFolder folder;

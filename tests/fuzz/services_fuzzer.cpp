@@ -31,7 +31,7 @@ struct Services
     static std::unique_ptr<Database> open( const std::filesystem::path& file )
     {
         auto out = std::move( Database::open( file ).value() );
-        Fuzz::require( Accounts::prepare( *out ).has_value(), "there are tables" );
+        Fuzz::require( Accounts::prepare( *out ) && MailQueue::prepare( *out ), "there are tables" );
         return out;
     }
     HttpResponse call( HttpHandler& api, HttpRequest request )
@@ -49,7 +49,8 @@ struct Services
     Accounts accounts{ *database, keys.codes, clock };
     AccessTokens tokens{ keys.signing, std::chrono::hours( 1 ), clock };
     NoMailer mailer;
-    EmbeddedIdentity identity{ *database, accounts, tokens, mailer, {}, clock };
+    MailQueue mails{ *database, mailer, Delivery::AtOnce, clock };
+    EmbeddedIdentity identity{ *database, accounts, tokens, mails, {}, clock };
     AuthApi auth{ identity };
     StatsStore store{ *database, clock };
     StatsApi stats{ store, StatsOptions{ .userKey = std::string( 32, 'k' ) } };

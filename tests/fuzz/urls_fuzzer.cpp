@@ -25,6 +25,6 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
         Fuzz::require( percentDecode( percentEncode( *decoded ) ) == decoded, "encoding can be undone" );
     static const AccessTokens sTokens( std::string( 32, 's' ), std::chrono::hours( 1 ),
         [] { return std::chrono::sys_seconds( std::chrono::hours( 490'000 ) ); } );
-    Fuzz::require( !sTokens.accountOf( bytes ), "a stranger's token is refused" );
+    Fuzz::require( !sTokens.ownerOf( bytes ), "a stranger's token is refused" );
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "TestPlaces.h"
 #include "support/BackendProcess.h"
+#include "support/Command.h"
 #include "support/SmallDisk.h"
 #include "support/TestMeshes.h"
 
@@ -14,6 +15,7 @@
 #include <random>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 using namespace VX;
@@ -53,6 +55,55 @@ std::string noise( size_t size )
         out += char( 32 + random() % 90 );
     return out;
 }
+
+/// Writes a file until the disk is full.
+void fill( const std::filesystem::path& file )
+{
+    const int fd = ::open( file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600 );
+    const std::string block( 4096, 'x' );
+    while ( ::write( fd, block.data(), block.size() ) > 0 )
+        ;
+    ::close( fd );
+}
+
+/// The back end on a disk without room, asked by curl.
+class AskedByCurl
+{
+public:
+    explicit AskedByCurl( const std::filesystem::path& data )
+        : data_( data )
+    {
+    }
+    [[nodiscard]] std::string statusOf( const std::string& arguments ) const
+    {
+        return curl_( "-o /dev/null -w '%{http_code}' " + arguments );
+    }
+    [[nodiscard]] std::string newJob() const
+    {
+        const auto answer =
+            curl_( "-d '{\"input_format\":\"step\",\"compress_input\":\"zip\"}' " + url( "/converter/v2/request" ) );
+        constexpr std::string_view cKey = "\"request_id\":\"";
+        const auto at = answer.find( cKey );
+        return at == std::string::npos ? std::string() : answer.substr( at + cKey.size(), 32 );
+    }
+    [[nodiscard]] bool knows( const std::string& id ) const
+    {
+        return statusOf( "'" + url( "/converter/v2/status?request_id=" + id ) + "'" ) == "200";
+    }
+    static std::string url( const std::string& path )
+    {
+        return "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + path;
+    }
+
+private:
+    [[nodiscard]] std::string curl_( const std::string& arguments ) const
+    {
+        return Testing::runCommand(
+            "curl -s --max-time 30 --cacert '" + ( data_ / "ca.pem" ).string() + "' " + arguments )
+            .text;
+    }
+    std::filesystem::path data_;
+};
 
 } // namespace
 
@@ -114,4 +165,32 @@ TEST( FullDisk, TheBackEndRefusesAnUploadKeepsNothingOfItAndLives )
     std::filesystem::remove( cWorkingFolder / "full-backend-small.vxu", ec );
     SKIP_IF_NO_DISK( result );
     EXPECT_EQ( *result, "The server answered with status 507||" );
+}
+
+TEST( FullDisk, WhatIsAnsweredWasStored )
+{
+    const Testing::ScratchFolder disk;
+    const auto result = Testing::onSmallDisk( disk.path(), 8 << 20,
+        [&]
+        {
+            const Testing::BackendProcess backend;
+            const AskedByCurl asked( backend.data() );
+            if ( asked.newJob().empty() )
+                return std::string( "nothing works" );
+            fill( disk.path() / "filler" );
+            int refused = 0, lost = 0;
+            for ( int i = 0; i < 10; ++i )
+            {
+                const auto id = asked.newJob();
+                refused += id.empty();
+                lost += !id.empty() && !asked.knows( id );
+            }
+            const auto health = asked.statusOf( asked.url( "/healthz" ) );
+            std::filesystem::remove( disk.path() / "filler" );
+            const bool again = asked.knows( asked.newJob() );
+            return std::string( refused ? "some refused" : "none refused" ) + ", " + std::to_string( lost ) +
+                   " lost, healthz " + health + ( again ? ", works again" : ", broken" );
+        } );
+    SKIP_IF_NO_DISK( result );
+    EXPECT_EQ( *result, "some refused, 0 lost, healthz 503, works again" );
 }

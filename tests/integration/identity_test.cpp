@@ -283,6 +283,7 @@ TEST_F( IdentityService, OperatorsCommands )
 namespace
 {
 
+using Backend::AccessCheck;
 using Backend::AuthCall;
 using Backend::GatewayIdentity;
 using Backend::GatewayOptions;

@@ -50,7 +50,8 @@ protected:
         , clock_( [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); } )
         , accounts_( *database_, keys_.codes, clock_ )
         , tokens_( keys_.signing, std::chrono::hours( 1 ), clock_ )
-        , identity_( *database_, accounts_, tokens_, mailer_, options(), clock_ )
+        , mails_( *database_, mailer_, Delivery::AtOnce, clock_ )
+        , identity_( *database_, accounts_, tokens_, mails_, options(), clock_ )
         , api_( identity_ )
     {
     }
@@ -100,9 +101,10 @@ protected:
     {
         return call( "SignUp", object( { { "Username", email }, { "Password", password } } ) );
     }
-    HttpResponse confirm( const std::string& code, const std::string& email = cAnn )
+    HttpResponse confirm(
+        const std::string& code, const std::string& email = cAnn, const std::string& address = "here" )
     {
-        return call( "ConfirmSignUp", object( { { "Username", email }, { "ConfirmationCode", code } } ) );
+        return call( "ConfirmSignUp", object( { { "Username", email }, { "ConfirmationCode", code } } ), address );
     }
     HttpResponse forgot( const std::string& email = cAnn )
     {
@@ -117,13 +119,14 @@ protected:
     {
         return call( "ResendConfirmationCode", object( { { "Username", email } } ) );
     }
-    HttpResponse signIn( const std::string& password = cPassword, const std::string& email = cAnn )
+    HttpResponse signIn(
+        const std::string& password = cPassword, const std::string& email = cAnn, const std::string& address = "here" )
     {
         Json::Value body;
         body["AuthFlow"] = "USER_PASSWORD_AUTH";
         body["AuthParameters"]["USERNAME"] = email;
         body["AuthParameters"]["PASSWORD"] = password;
-        return call( "InitiateAuth", body.toStyledString() );
+        return call( "InitiateAuth", body.toStyledString(), address );
     }
     HttpResponse refresh( const std::string& token )
     {
@@ -160,6 +163,7 @@ protected:
     Accounts accounts_;
     AccessTokens tokens_;
     RecordingMailer mailer_;
+    MailQueue mails_;
     EmbeddedIdentity identity_;
     AuthApi api_;
 };

@@ -10,7 +10,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 from lexer import tokens_of  # noqa: E402
 from operators import Mutant, mutants_of, other_number, other_text  # noqa: E402
 from reach import Reach  # noqa: E402
-from suites import Unit  # noqa: E402
+from suites import Runner, Unit  # noqa: E402
 from verdicts import Harmless, Place, Results  # noqa: E402
 
 
@@ -137,6 +137,35 @@ class Verdicts(unittest.TestCase):
         Results(path, "commit").add(self.place, "survived", "", 1)
         self.assertEqual("survived", Results(path, "commit").of(self.place)["verdict"])
         self.assertIsNone(Results(path, "next commit").of(self.place))
+
+
+class Running(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        program = self.folder / "tests" / "p"
+        program.parent.mkdir()
+        program.write_text("#!/bin/sh\ncase $1 in *bad*) exit 1;; *slow*) sleep 100;; esac\n"
+                           "[ $1 != --gtest_filter=once ] || [ -e again ] || { touch again; exit 1; }\n", encoding="utf-8")
+        program.chmod(0o755)
+        self.runner = Runner(self.folder, 1)
+
+    def first(self, *names: str) -> str | None:
+        found = self.runner.first_to_fail([(Unit("p", name), 1) for name in names])
+        return found and found.filter
+
+    def test_tells_how_it_went(self):
+        self.assertEqual(["passed", "failed", "too long"],
+                         [self.runner.run(Unit("p", name), 1) for name in ["good", "bad", "slow"]])
+
+    def test_finds_the_first_that_fails(self):
+        self.assertEqual("bad", self.first("good", "bad", "slow"))
+        self.assertEqual("slow", self.first("slow", "bad"))
+        self.assertIsNone(self.first("good"))
+
+    def test_believes_none_that_fails_once(self):
+        self.assertEqual("bad", self.first("once", "bad"))
 
 
 class Order(unittest.TestCase):

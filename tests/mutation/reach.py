@@ -24,6 +24,13 @@ class Reach:
                        for unit, (seconds, places) in units.items()}
         self._idle = idle
 
+    def units(self) -> list[Unit]:
+        return list(self._units)
+
+    def unit(self, name: str) -> Unit:
+        """The unit which is written so."""
+        return next(unit for unit in self._units if str(unit) == name)
+
     def seconds(self, unit: Unit) -> float:
         return self._units[unit][0]
 

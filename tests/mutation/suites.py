@@ -52,10 +52,10 @@ class Runner:
                 return self._run(unit, limit, reach, stop)
         return self._run(unit, limit, reach, stop)
 
-    def first_to_fail(self, units: list[tuple[Unit, float]]) -> tuple[Unit, str] | None:
+    def first_to_fail(self, units: list[tuple[Unit, float]]) -> Unit | None:
         """Runs them in this order until one fails and fails again; each with its limit of time."""
         stop = threading.Event()
-        found: list[tuple[Unit, str]] = []
+        found: list[Unit] = []
 
         def look(unit: Unit, limit: float) -> None:
             if stop.is_set():
@@ -65,7 +65,7 @@ class Runner:
             if result == "failed" and not stop.is_set():
                 result = self.run(unit, limit, stop=stop)
             if result != "passed" and not stop.is_set():
-                found.append((unit, result))
+                found.append(unit)
                 stop.set()
 
         with ThreadPoolExecutor(self._jobs) as pool:

@@ -1,5 +1,6 @@
 #include <VXOrvanta/account/AuthForm.h>
 
+#include <VXOrvanta/account/FormLayout.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
@@ -16,7 +17,6 @@ namespace VX
 namespace
 {
 
-constexpr float cLargestGap = 16, cSmallestGap = 4;
 constexpr float cCaptionWidth = 104, cButtonWidth = 220, cButtonHeight = 34;
 constexpr float cMark = 8;
 constexpr int cMessageLines = 2, cParagraphLines = 4;
@@ -25,17 +25,6 @@ constexpr ImU32 cRuleGround = IM_COL32( 12, 12, 12, 255 );
 // Nobody reads more, and laying megabytes out in each frame would stop the program.
 constexpr size_t cLongestMessage = 2000;
 const ImVec4 cLinkColor{ 60 / 255.f, 120 / 255.f, 1, 1 };
-
-/// The beginning of a text, whole UTF-8 characters only.
-std::string beginning( const std::string& text, size_t most )
-{
-    if ( text.size() <= most )
-        return text;
-    size_t end = most;
-    while ( end > 0 && ( static_cast<unsigned char>( text[end] ) & 0xc0 ) == 0x80 )
-        --end;
-    return text.substr( 0, end ) + "...";
-}
 
 /// A check mark or a cross, so that nobody has to tell red from green.
 void drawMark( ImVec2 low, float size, bool met, ImU32 color )
@@ -60,7 +49,7 @@ void AuthForm::begin( const Vector2f& windowSize, const Vector2f& padding, float
     padding_ = padding.x;
     innerWidth_ = windowSize.x - 2 * padding.x;
     innerHeight_ = windowSize.y - 2 * padding.y;
-    gap_ = std::floor( std::clamp( gap_, cSmallestGap * scaling, cLargestGap * scaling ) );
+    gap_ = allowedGap( gap_, scaling );
     mayFocus_ = mayFocus;
     rows_ = 0;
     ImGui::SetCursorPosY( ImGui::GetCursorPosY() + offset_ );
@@ -74,16 +63,12 @@ void AuthForm::end()
     ImGui::PopStyleVar( 2 );
     if ( rows_ < 2 )
         return;
-    const float gaps = float( rows_ - 1 );
-    const float rows = ImGui::GetCursorPosY() - gap_ - top_ - gaps * gap_;
-    // Whole pixels, as Dear ImGui places its rows, or the two would chase each other for ever.
-    const float gap =
-        std::floor( std::clamp( ( innerHeight_ - rows ) / gaps, cSmallestGap * scaling_, cLargestGap * scaling_ ) );
-    const float offset = std::max( 0.f, std::round( ( innerHeight_ - rows - gaps * gap ) * 0.5f ) );
-    if ( std::abs( gap - gap_ ) > 0.5f || std::abs( offset - offset_ ) > 0.5f )
+    const float rows = ImGui::GetCursorPosY() - gap_ - top_ - float( rows_ - 1 ) * gap_;
+    const auto places = placeRows( innerHeight_, rows, rows_, scaling_ );
+    if ( places != RowPlaces{ gap_, offset_ } )
         getViewerInstance().incrementForceRedrawFrames( 2 );
-    gap_ = gap;
-    offset_ = offset;
+    gap_ = places.gap;
+    offset_ = places.offset;
 }
 
 void AuthForm::row_()
@@ -99,7 +84,7 @@ void AuthForm::center_( float width ) const
 void AuthForm::title( const std::string& text )
 {
     row_();
-    const auto shown = beginning( text, cLongestMessage );
+    const auto shown = beginningOf( text, cLongestMessage );
     {
         const FontScope font( RibbonFontManager::FontType::Headline );
         if ( const float width = ImGui::CalcTextSize( shown.c_str() ).x; width <= innerWidth_ )
@@ -116,7 +101,7 @@ void AuthForm::title( const std::string& text )
 void AuthForm::paragraph( const std::string& text )
 {
     row_();
-    const auto shown = beginning( text, cLongestMessage );
+    const auto shown = beginningOf( text, cLongestMessage );
     const float wanted = ImGui::CalcTextSize( shown.c_str(), nullptr, false, innerWidth_ ).y;
     const float most = cParagraphLines * ImGui::GetTextLineHeight();
     if ( wanted <= most + 1 )
@@ -192,7 +177,7 @@ void AuthForm::centered_( const std::string& text, const ImVec4& color, float wi
 void AuthForm::message( const std::string& text, const std::string& reason, const std::string& status )
 {
     row_();
-    const auto shown = beginning( text.empty() ? status : text, cLongestMessage );
+    const auto shown = beginningOf( text.empty() ? status : text, cLongestMessage );
     const float height = cMessageLines * ImGui::GetTextLineHeight();
     if ( shown.empty() )
         return ImGui::Dummy( { innerWidth_, height } );
@@ -217,7 +202,7 @@ void AuthForm::detail( const std::string& text )
     if ( text.empty() )
         return;
     row_();
-    const auto shown = beginning( text, cLongestMessage );
+    const auto shown = beginningOf( text, cLongestMessage );
     center_( ImGui::CalcTextSize( shown.c_str(), nullptr, false, innerWidth_ ).x );
     UI::wrapped( themeVec4( ColorTheme::DimText ), shown );
 }

@@ -1,5 +1,6 @@
 #include "PrivacyText.h"
 
+#include <VXOrvanta/telemetry/PageText.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/tools/FunctionItem.h>
@@ -9,66 +10,36 @@
 #include <imgui.h>
 
 #include <sstream>
-#include <vector>
 
 namespace VX
 {
 namespace
 {
 
-struct Line
-{
-    enum class Kind
-    {
-        Text,
-        Heading,
-        Bullet,
-        Gap
-    };
-    Kind kind;
-    std::string text;
-};
-
-/// The lines of a text with Markdown's headings, paragraphs and lists. Its marks for code and emphasis are left out.
-std::vector<Line> linesOf( std::istringstream in )
-{
-    std::vector<Line> out;
-    for ( std::string line; std::getline( in, line ); )
-    {
-        std::erase_if( line, []( char c ) { return c == '`' || c == '*'; } );
-        const bool heading = line.starts_with( "#" ), bullet = line.starts_with( "- " );
-        if ( line.empty() )
-            out.push_back( { Line::Kind::Gap, {} } );
-        else if ( heading )
-            out.push_back( { Line::Kind::Heading, line.substr( line.find_first_not_of( "# " ) ) } );
-        else if ( bullet )
-            out.push_back( { Line::Kind::Bullet, line.substr( 2 ) } );
-        else if ( !out.empty() && ( out.back().kind == Line::Kind::Text || out.back().kind == Line::Kind::Bullet ) )
-            out.back().text += " " + line.substr( line.find_first_not_of( ' ' ) );
-        else
-            out.push_back( { Line::Kind::Text, line } );
-    }
-    return out;
-}
-
-void draw( const Line& line, float scale )
+void draw( const PageLine& line, float scale )
 {
     switch ( line.kind )
     {
-    case Line::Kind::Gap:
+    case PageLine::Kind::Gap:
         ImGui::Dummy( { 0, 2 * scale } );
         break;
-    case Line::Kind::Heading:
+    case PageLine::Kind::Heading:
         UI::text( RibbonFontManager::FontType::SemiBold, line.text );
         break;
-    case Line::Kind::Bullet:
+    case PageLine::Kind::Bullet:
         ImGui::Bullet();
         UI::wrapped( themeVec4( ColorTheme::Text ), line.text );
         break;
-    case Line::Kind::Text:
+    case PageLine::Kind::Text:
         UI::wrapped( themeVec4( ColorTheme::Text ), line.text );
         break;
     }
+}
+
+std::vector<PageLine> linesOfPrivacy()
+{
+    std::istringstream text( cPrivacyText );
+    return pageLines( text );
 }
 
 /// Shows what is sent about the use of the program, in words that are built in.
@@ -85,7 +56,7 @@ public:
     [[nodiscard]] bool isActive() const override { return open_; }
     void drawDialog( float menuScaling ) override
     {
-        static const auto sLines = linesOf( std::istringstream( cPrivacyText ) );
+        static const auto sLines = linesOfPrivacy();
         if ( UI::beginToolDialog( "Privacy", &open_, 460, menuScaling ) )
             for ( const auto& line : sLines )
                 draw( line, menuScaling );

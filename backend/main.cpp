@@ -47,7 +47,7 @@ int serve( const ServiceOptions& options )
 /// Sizes as the command line takes them.
 struct Mebibytes
 {
-    uint64_t memory, upload, stored;
+    uint64_t memory, upload, stored, statistics;
 };
 
 void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& sizes, int64_t& time )
@@ -158,7 +158,8 @@ int main( int argc, char** argv )
     app.require_subcommand( 1 );
 
     ServiceOptions options;
-    Mebibytes sizes{ options.worker.memory >> 20, options.maxUpload >> 20, options.maxStored >> 20 };
+    Mebibytes sizes{
+        options.worker.memory >> 20, options.maxUpload >> 20, options.maxStored >> 20, options.maxStatistics >> 20 };
     int64_t time = options.worker.time.count();
     auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS on loopback until it is told to stop" );
     addServeOptions( *serveCommand, options, sizes, time );
@@ -166,6 +167,8 @@ int main( int argc, char** argv )
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
     serveCommand->add_option( "--keep-statistics", statisticsDays, "Days after which statistics are deleted" )
         ->check( CLI::Range( 1, 36500 ) )
+        ->capture_default_str();
+    serveCommand->add_option( "--max-statistics", sizes.statistics, "MiB of all statistics; more are refused" )
         ->capture_default_str();
     StatsReportOptions report;
     auto* statsCommand = app.add_subcommand( "stats", "Print what the statistics say" );
@@ -209,6 +212,7 @@ int main( int argc, char** argv )
     options.worker.memory = sizes.memory << 20;
     options.worker.outputSize = options.maxUpload = sizes.upload << 20;
     options.maxStored = sizes.stored << 20;
+    options.maxStatistics = sizes.statistics << 20;
     options.worker.time = std::chrono::seconds( time );
     return serve( options );
 }

@@ -38,8 +38,9 @@ std::map<std::pair<std::string, int>, uint64_t> RequestCounts::all() const
     return counts_;
 }
 
-MonitorApi::MonitorApi( Database& database, const RequestCounts& counts )
+MonitorApi::MonitorApi( Database& database, Database& statistics, const RequestCounts& counts )
     : database_( database )
+    , statistics_( statistics )
     , counts_( counts )
 {
 }
@@ -89,18 +90,18 @@ HttpResponse MonitorApi::metrics_()
     for ( const auto& [key, count] : counts_.all() )
         text += fmt::format(
             "orvanta_requests_total{{service=\"{}\",status=\"{}xx\"}} {}\n", key.first, key.second, count );
-    const auto rows = [&]( const char* sql )
+    const auto rows = []( Database& database, const char* sql )
     {
-        const auto found = database_.query( sql );
+        const auto found = database.query( sql );
         return found && !found->empty() ? integerOf( found->front()[0] ) : int64_t( 0 );
     };
     family( "orvanta_conversions_waiting", "gauge", "Conversions that are queued or running." );
-    text += fmt::format(
-        "orvanta_conversions_waiting {}\n", rows( "SELECT count(*) FROM conversions WHERE state IN (1, 2)" ) );
+    text += fmt::format( "orvanta_conversions_waiting {}\n",
+        rows( database_, "SELECT count(*) FROM conversions WHERE state IN (1, 2)" ) );
     family( "orvanta_accounts", "gauge", "Accounts of the embedded identity service." );
-    text += fmt::format( "orvanta_accounts {}\n", rows( "SELECT count(*) FROM accounts" ) );
+    text += fmt::format( "orvanta_accounts {}\n", rows( database_, "SELECT count(*) FROM accounts" ) );
     family( "orvanta_stats_sessions", "gauge", "Sessions whose statistics are kept." );
-    text += fmt::format( "orvanta_stats_sessions {}\n", rows( "SELECT count(*) FROM stats_sessions" ) );
+    text += fmt::format( "orvanta_stats_sessions {}\n", rows( statistics_, "SELECT count(*) FROM stats_sessions" ) );
     family( "process_resident_memory_bytes", "gauge", "Memory in use." );
     text += fmt::format( "process_resident_memory_bytes {}\n", residentBytes() );
     family( "orvanta_uptime_seconds", "gauge", "Time since the service was started." );

@@ -28,7 +28,7 @@ private:
 class MonitorApi final : public HttpHandler
 {
 public:
-    MonitorApi( Database& database, const RequestCounts& counts );
+    MonitorApi( Database& database, Database& statistics, const RequestCounts& counts );
 
     [[nodiscard]] static bool serves( const std::string& path ) { return path == "/healthz" || path == "/metrics"; }
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
@@ -41,6 +41,7 @@ private:
     [[nodiscard]] bool canWrite_();
 
     Database& database_;
+    Database& statistics_;
     const RequestCounts& counts_;
     std::mutex mutex_;
     std::chrono::steady_clock::time_point nextCheck_;

@@ -128,6 +128,7 @@ struct Service::Parts
     std::unique_ptr<AuthApi> auth;
     std::unique_ptr<Repeating> chores;
     std::unique_ptr<ConverterApi> api;
+    std::unique_ptr<Database> statsDatabase;
     std::unique_ptr<StatsStore> statsStore;
     std::unique_ptr<StatsApi> stats;
     std::unique_ptr<VersionApi> version;
@@ -183,6 +184,10 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     auto database = Database::open( options.data / "orvanta.db" );
     if ( !database )
         return tl::unexpected( database.error() );
+    // Of its own, so that no sign-in and no conversion ever waits for a report.
+    auto statsDatabase = Database::open( options.data / "statistics.db" );
+    if ( !statsDatabase )
+        return tl::unexpected( statsDatabase.error() );
 
     std::unique_ptr<Service> service( new Service );
     auto& p = *service->parts_;
@@ -221,12 +226,16 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.version =
         std::make_unique<VersionApi>( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion );
     p.site = std::make_unique<SiteApi>( options.downloads.empty() ? options.data / "downloads" : options.downloads );
-    p.statsStore = std::make_unique<StatsStore>( *p.database, &systemTime );
+    p.statsDatabase = std::move( *statsDatabase );
+    p.statsStore = std::make_unique<StatsStore>( *p.statsDatabase, &systemTime );
+    if ( const auto moved = p.statsStore->takeOver( *p.database ); !moved )
+        return tl::unexpected( moved.error().text );
     StatsOptions stats;
     stats.userKey = identityKeys->codes;
     stats.keep = options.keepStatistics;
+    stats.mostStored = options.maxStatistics;
     p.stats = std::make_unique<StatsApi>( *p.statsStore, std::move( stats ) );
-    p.monitor = std::make_unique<MonitorApi>( *p.database, p.counts );
+    p.monitor = std::make_unique<MonitorApi>( *p.database, *p.statsDatabase, p.counts );
     p.router = std::make_unique<Router>(
         std::vector<Door>{ { "auth", &AuthApi::serves, p.auth.get() },
             { "converter", &ConverterApi::serves, p.api.get() }, { "statistics", &StatsApi::serves, p.stats.get() },

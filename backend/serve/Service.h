@@ -39,6 +39,7 @@ struct ServiceOptions
     /// Packages of the page "/download"; the folder "downloads" of the data unless set.
     std::filesystem::path downloads;
     std::chrono::seconds keepStatistics = std::chrono::days( 400 );
+    uint64_t maxStatistics = uint64_t( 8 ) << 30; ///< bytes of all statistics
 };
 
 /// All services of one machine in one process.

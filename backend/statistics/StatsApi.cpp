@@ -1,13 +1,9 @@
 #include "statistics/StatsApi.h"
 
-#include "crypto/Hex.h"
+#include "http/JsonText.h"
+#include "statistics/ReportReader.h"
 
-#include <VXMesh/io/Json.h>
-#include <VXMesh/io/Text.h>
-
-#include <sodium.h>
-
-#include <algorithm>
+#include <json/value.h>
 
 namespace VX::Backend
 {
@@ -15,10 +11,8 @@ namespace
 {
 
 constexpr uint64_t cLargestBody = uint64_t( 1 ) << 20;
-constexpr size_t cLongestEmail = 254, cLongestName = 256;
-constexpr Json::ArrayIndex cMostActions = 10000;
-// Clocks of clients may be wrong by years, but not by centuries.
-constexpr int64_t cLatestTime = 32503680000; // the year 3000
+/// Besides what was sent: keys, times and the index.
+constexpr uint64_t cBytesOfARow = 64;
 constexpr auto cForgetEvery = std::chrono::hours( 1 );
 
 HttpResponse refusal( int status, const std::string& message )
@@ -31,30 +25,19 @@ HttpResponse refusal( int status, const std::string& message )
     return out;
 }
 
-/// A member that is a text of at least one byte and not too long.
-std::optional<std::string> textIn( const Json::Value& object, const char* key, size_t longest )
+size_t rowsOf( const Report& report )
 {
-    const auto& value = object[key];
-    if ( !value.isString() )
-        return {};
-    auto text = value.asString();
-    return text.empty() || text.size() > longest ? std::nullopt : std::optional( std::move( text ) );
+    const auto* actions = std::get_if<ReportedActions>( &report );
+    return actions ? actions->actions.size() : 1;
 }
 
-std::optional<ReportedAction> actionOf( const Json::Value& value )
+/// On whose budget a report goes. Who does not know the user cannot use up that of a session.
+std::string budgetOf( const Report& report )
 {
-    if ( !value.isObject() || !value["ts"].isInt64() )
-        return {};
-    const auto at = value["ts"].asInt64();
-    auto name = textIn( value, "name", cLongestName );
-    if ( !name || at < 0 || at > cLatestTime )
-        return {};
-    return ReportedAction{ std::move( *name ), at };
-}
-
-tl::unexpected<std::string> wrong( const char* text )
-{
-    return tl::unexpected( std::string( text ) );
+    if ( const auto* actions = std::get_if<ReportedActions>( &report ) )
+        return std::to_string( actions->session ) + actions->user;
+    const auto* platform = std::get_if<ReportedPlatform>( &report );
+    return platform ? std::to_string( platform->session ) : "new sessions of " + std::get<NewSession>( report ).user;
 }
 
 } // namespace
@@ -62,6 +45,8 @@ tl::unexpected<std::string> wrong( const char* text )
 StatsApi::StatsApi( StatsStore& store, StatsOptions options )
     : stats_( store )
     , options_( std::move( options ) )
+    , ofAddress_( options_.bytesOfAddress, std::chrono::hours( 1 ), options_.clock )
+    , ofSession_( options_.bytesOfSession, std::chrono::minutes( 1 ), options_.clock )
     , thread_( [this] { storeLoop_(); } )
 {
 }
@@ -100,74 +85,31 @@ HttpResponse StatsApi::refuse( const std::string& /*path*/, int status )
     return out;
 }
 
-std::string StatsApi::userCode_( const std::string& email ) const
-{
-    const auto text = "statistics/" + toLower( email );
-    std::string out( crypto_generichash_BYTES_MIN, '\0' );
-    crypto_generichash( reinterpret_cast<unsigned char*>( out.data() ), out.size(),
-        reinterpret_cast<const unsigned char*>( text.data() ), text.size(),
-        reinterpret_cast<const unsigned char*>( options_.userKey.data() ), options_.userKey.size() );
-    return hex( out );
-}
-
-tl::expected<Report, std::string> StatsApi::read_( const std::string& text ) const
-{
-    const auto parsed = deserializeJsonValue( text );
-    if ( !parsed || !parsed->isObject() )
-        return wrong( "The report is not a JSON object" );
-    const auto& body = *parsed;
-    const auto type = body["type"].isString() ? body["type"].asString() : std::string();
-    if ( type == "createSession" )
-    {
-        const auto email = textIn( body, "email", cLongestEmail );
-        if ( !email )
-            return wrong( "\"email\" must be a text of 1 to 254 bytes" );
-        return NewSession{ userCode_( *email ) };
-    }
-    if ( type != "logAction" && type != "setPlatform" )
-        return wrong( "\"type\" must be \"createSession\", \"logAction\" or \"setPlatform\"" );
-    if ( !body["sessionId"].isInt64() )
-        return wrong( "\"sessionId\" must be a whole number" );
-    const auto session = body["sessionId"].asInt64();
-    if ( type == "setPlatform" )
-    {
-        auto platform = textIn( body, "platform", cLongestName ), version = textIn( body, "version", cLongestName );
-        if ( !platform || !version )
-            return wrong( "\"platform\" and \"version\" must be texts of 1 to 256 bytes" );
-        return ReportedPlatform{ session, std::move( *platform ), std::move( *version ) };
-    }
-    const auto email = textIn( body, "email", cLongestEmail );
-    if ( !email )
-        return wrong( "\"email\" must be a text of 1 to 254 bytes" );
-    const auto& names = body["actionNames"];
-    if ( !names.isArray() || names.size() > cMostActions )
-        return wrong( "\"actionNames\" must be a list of at most 10000 actions" );
-    ReportedActions out{ session, userCode_( *email ), {} };
-    for ( const auto& value : names )
-    {
-        auto action = actionOf( value );
-        if ( !action )
-            return wrong( "An action must have a \"name\" of 1 to 256 bytes and a time \"ts\" in seconds" );
-        out.actions.push_back( std::move( *action ) );
-    }
-    return out;
-}
-
 void StatsApi::handle( HttpRequest request, Respond respond )
 {
-    auto report = read_( request.body );
-    if ( !report )
-        return respond( refusal( 400, report.error() ) );
     {
         const std::lock_guard lock( mutex_ );
-        if ( !stopping_ && waiting_.size() < options_.mostWaiting )
+        const auto size = request.body.size();
+        const bool fits = size <= options_.mostWaiting - std::min( options_.mostWaiting, waitingBytes_ );
+        if ( !stopping_ && fits && mayReport_( request.remoteAddress, size ) )
         {
-            waiting_.push_back( { std::move( *report ), std::move( respond ) } );
+            waitingBytes_ += size;
+            waiting_.push_back( { std::move( request.body ), std::move( respond ) } );
             changed_.notify_one();
             return;
         }
     }
-    respond( refusal( 503, "Too many reports at once; try again later" ) );
+    respond( later_() );
+}
+
+HttpResponse StatsApi::later_()
+{
+    return refusal( 503, "Too many reports at once; try again later" );
+}
+
+bool StatsApi::mayReport_( const std::string& address, size_t bytes )
+{
+    return address.empty() || ofAddress_.take( address, bytes );
 }
 
 void StatsApi::storeLoop_()
@@ -179,10 +121,9 @@ void StatsApi::storeLoop_()
         changed_.wait_until( lock, nextForgetting, [this] { return stopping_ || !waiting_.empty(); } );
         if ( waiting_.empty() && stopping_ )
             return;
-        auto batch = std::exchange( waiting_, {} );
+        auto waiting = std::exchange( waiting_, {} );
         lock.unlock();
-        if ( !batch.empty() )
-            store_( std::move( batch ) );
+        storeAll_( waiting );
         if ( std::chrono::steady_clock::now() >= nextForgetting )
         {
             stats_.forget( options_.keep );
@@ -192,24 +133,70 @@ void StatsApi::storeLoop_()
     }
 }
 
-void StatsApi::store_( std::vector<Waiting> batch )
+/// Many small reports are one transaction, and so is one large report: none keeps those behind it waiting for long.
+void StatsApi::storeAll_( std::vector<Waiting>& waiting )
 {
-    std::vector<Report> reports;
-    reports.reserve( batch.size() );
-    for ( auto& waiting : batch )
-        reports.push_back( std::move( waiting.report ) );
-    const auto results = stats_.store( reports );
-    for ( size_t i = 0; i < batch.size(); ++i )
+    Batch batch;
+    size_t rows = 0;
+    for ( auto& one : waiting )
+    {
+        const auto size = one.body.size();
+        if ( auto report = read_( one ) )
+        {
+            rows += rowsOf( *report );
+            batch.reports.push_back( std::move( *report ) );
+            batch.responds.push_back( std::move( one.respond ) );
+        }
+        std::string().swap( one.body );
+        if ( rows >= options_.rowsAtOnce || &one == &waiting.back() )
+        {
+            store_( std::exchange( batch, {} ) );
+            rows = 0;
+        }
+        const std::lock_guard lock( mutex_ );
+        waitingBytes_ -= size;
+    }
+}
+
+/// The report, or nothing when it was refused.
+std::optional<Report> StatsApi::read_( const Waiting& waiting )
+{
+    auto report = readReport( waiting.body, options_.userKey );
+    if ( !report )
+    {
+        waiting.respond( refusal( 400, report.error() ) );
+        return {};
+    }
+    if ( !ofSession_.take( budgetOf( *report ), waiting.body.size() + rowsOf( *report ) * cBytesOfARow ) )
+    {
+        waiting.respond( later_() );
+        return {};
+    }
+    return std::move( *report );
+}
+
+void StatsApi::store_( Batch batch )
+{
+    if ( batch.reports.empty() )
+        return;
+    if ( stats_.size() >= options_.mostStored )
+    {
+        for ( const auto& respond : batch.responds )
+            respond( refusal( 503, "No more statistics can be kept; try again later" ) );
+        return;
+    }
+    const auto results = stats_.store( batch.reports );
+    for ( size_t i = 0; i < batch.responds.size(); ++i )
     {
         if ( results.empty() )
-            batch[i].respond( refusal( 503, "The report could not be stored; try again later" ) );
+            batch.responds[i]( refusal( 503, "The report could not be stored; try again later" ) );
         else if ( !results[i].known )
-            batch[i].respond( refusal( 400, "There is no such session of this user" ) );
+            batch.responds[i]( refusal( 400, "There is no such session of this user" ) );
         else
         {
             HttpResponse out;
             out.body = results[i].session ? "{\"sessionId\":" + std::to_string( results[i].session ) + "}" : "{}";
-            batch[i].respond( std::move( out ) );
+            batch.responds[i]( std::move( out ) );
         }
     }
 }

@@ -1,15 +1,15 @@
 #pragma once
 
 #include "http/HttpServer.h"
+#include "statistics/ByteBudget.h"
 #include "statistics/StatsStore.h"
-
-#include <tl/expected.hpp>
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
-
-#include <json/value.h>
+#include <vector>
 
 namespace VX::Backend
 {
@@ -20,12 +20,21 @@ struct StatsOptions
     std::string userKey;
     /// How long reports are kept.
     std::chrono::seconds keep = std::chrono::days( 400 );
-    /// Reports that may wait to be stored; more are told to come later.
-    size_t mostWaiting = 20000;
+    /// Bytes that may wait to be stored; more are told to come later, and so is who is over a budget.
+    size_t mostWaiting = size_t( 64 ) << 20;
+    /// Of a session in a minute, and of a client's address in an hour: more than thousands of reports a second.
+    uint64_t bytesOfSession = uint64_t( 64 ) << 20;
+    uint64_t bytesOfAddress = uint64_t( 4 ) << 30;
+    /// Of all that is kept.
+    uint64_t mostStored = uint64_t( 8 ) << 30;
+    /// Actions after which a transaction ends, with the report they are in.
+    size_t rowsAtOnce = 2000;
+    ByteBudget::Clock clock = &std::chrono::steady_clock::now;
 };
 
 /// "/stats/log": reports of the program's use. Those that arrive while others are being stored are stored together, and
-/// each is answered when it is in the database.
+/// each is answered when it is in the database. They are read and stored by a thread of their own, so that no other
+/// service waits for them.
 class StatsApi final : public HttpHandler
 {
 public:
@@ -43,21 +52,31 @@ public:
 private:
     struct Waiting
     {
-        Report report;
+        std::string body;
         Respond respond;
     };
+    /// Reports that are stored together, and who waits for each.
+    struct Batch
+    {
+        std::vector<Report> reports;
+        std::vector<Respond> responds;
+    };
 
-    /// What a body says, or what is wrong with it.
-    [[nodiscard]] tl::expected<Report, std::string> read_( const std::string& body ) const;
-    [[nodiscard]] std::string userCode_( const std::string& email ) const;
+    [[nodiscard]] static HttpResponse later_();
+    [[nodiscard]] bool mayReport_( const std::string& address, size_t bytes );
     void storeLoop_();
-    void store_( std::vector<Waiting> batch );
+    void storeAll_( std::vector<Waiting>& waiting );
+    [[nodiscard]] std::optional<Report> read_( const Waiting& waiting );
+    void store_( Batch batch );
 
     StatsStore& stats_;
     StatsOptions options_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<Waiting> waiting_;
+    size_t waitingBytes_ = 0; ///< of those, and of those that are being stored
+    ByteBudget ofAddress_;
+    ByteBudget ofSession_; ///< of the thread
     bool stopping_ = false;
     std::thread thread_;
 };

@@ -22,8 +22,11 @@ struct Section
     std::vector<SqlRow> rows;
 };
 
-std::string csvField( const std::string& text )
+/// Programs that open the file take what begins like a formula for one.
+std::string csvField( std::string text )
 {
+    if ( text.find_first_of( "=+-@" ) == 0 )
+        text.insert( 0, "'" );
     if ( text.find_first_of( ",\"\r\n" ) == std::string::npos )
         return text;
     std::string out = "\"";
@@ -92,7 +95,7 @@ DatabaseResult<std::vector<Section>> readSections( Database& database, const Sta
 int printStatsReport( const StatsReportOptions& options )
 {
     std::error_code ec;
-    const auto file = options.data / "orvanta.db";
+    const auto file = options.data / "statistics.db";
     if ( !std::filesystem::exists( file, ec ) )
     {
         std::cerr << "There is no database in \"" << options.data.string() << "\"\n";

@@ -42,6 +42,13 @@ StatsStore::StatsStore( Database& database, Clock clock )
         spdlog::error( "Statistics: {}", made.error().text );
 }
 
+uint64_t StatsStore::size()
+{
+    const auto rows = database_.query( "SELECT (page_count - freelist_count) * page_size FROM pragma_page_count, "
+                                       "pragma_freelist_count, pragma_page_size" );
+    return rows && !rows->empty() ? uint64_t( integerOf( rows->front()[0] ) ) : 0;
+}
+
 std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
 {
     std::vector<Stored> out;

@@ -43,13 +43,19 @@ struct Stored
     int64_t session = 0; ///< of a new session
 };
 
-/// Sessions, platforms and actions in the database. One thread at a time.
+/// Sessions, platforms and actions in a database that holds nothing else. One thread at a time.
 class StatsStore
 {
 public:
     using Clock = std::function<std::chrono::sys_seconds()>;
 
     StatsStore( Database& database, Clock clock );
+
+    /// Moves what an earlier release kept among the tables of another database; does nothing when there is nothing.
+    [[nodiscard]] DatabaseResult<void> takeOver( Database& earlier );
+
+    /// Bytes that are in use for all of it.
+    [[nodiscard]] uint64_t size();
 
     /// Stores all in one transaction; nothing is returned when it could not be kept.
     [[nodiscard]] std::vector<Stored> store( const std::vector<Report>& reports );

@@ -1,4 +1,4 @@
-#include "support/ScratchFolder.h"
+#include "support/StatisticsFixture.h"
 
 #include "monitor/MonitorApi.h"
 #include "statistics/StatsApi.h"
@@ -20,47 +20,8 @@ using namespace VX::Backend;
 namespace
 {
 
-class Statistics : public testing::Test
+class Statistics : public StatisticsFixture
 {
-protected:
-    Statistics()
-        : database_( std::move( Database::open( folder_.path() / "orvanta.db" ).value() ) )
-        , store_( *database_, [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); } )
-        , api_( std::make_unique<StatsApi>( store_, StatsOptions{ .userKey = std::string( 32, 'k' ) } ) )
-    {
-    }
-    HttpResponse send( const std::string& body )
-    {
-        HttpRequest request;
-        request.method = "POST";
-        request.path = "/stats/log";
-        request.body = body;
-        std::promise<HttpResponse> promise;
-        api_->handle( request, [&]( HttpResponse response ) { promise.set_value( std::move( response ) ); } );
-        return promise.get_future().get();
-    }
-    int64_t newSession( const std::string& email = "ann@example.org" )
-    {
-        const auto answer = send( R"({"type":"createSession","email":")" + email + "\"}" );
-        EXPECT_EQ( answer.status, 200 );
-        return deserializeJsonValue( answer.body ).value()["sessionId"].asInt64();
-    }
-    int report( int64_t session, const std::string& actions, const std::string& email = "ann@example.org" )
-    {
-        return send( fmt::format( R"({{"type":"logAction","sessionId":{},"email":"{}","actionNames":{}}})", session,
-                         email, actions ) )
-            .status;
-    }
-    int64_t count( const std::string& table )
-    {
-        return integerOf( database_->query( "SELECT count(*) FROM " + table ).value()[0][0] );
-    }
-
-    Testing::ScratchFolder folder_;
-    std::atomic<int64_t> now_{ 1'700'000'000 };
-    std::unique_ptr<Database> database_;
-    StatsStore store_;
-    std::unique_ptr<StatsApi> api_;
 };
 
 } // namespace
@@ -207,7 +168,7 @@ TEST_F( Statistics, HealthAndMetrics )
     counts.add( "auth", 200 );
     counts.add( "auth", 201 );
     counts.add( "auth", 404 );
-    MonitorApi monitor( *database_, counts );
+    MonitorApi monitor( *database_, *database_, counts );
     const auto get = [&]( const std::string& path )
     {
         HttpRequest request;
@@ -223,4 +184,32 @@ TEST_F( Statistics, HealthAndMetrics )
     EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"2xx\"} 2\n" ), std::string::npos ) << text;
     EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"4xx\"} 1\n" ), std::string::npos );
     EXPECT_NE( text.find( "orvanta_stats_sessions 1\n" ), std::string::npos );
+}
+
+TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )
+{
+    now_ =
+        std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
+    const auto session = newSession();
+    for ( const char* name : { "=1+1", "+1", "-1", "@SUM(1)", "a=b" } )
+        EXPECT_EQ( report( session, fmt::format( R"([{{"name":"{}","ts":1}}])", name ) ), 200 );
+    api_->stop();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ( printStatsReport( { .data = folder_.path(), .csv = true } ), 0 );
+    const auto csv = testing::internal::GetCapturedStdout();
+    for ( const char* line :
+        { "actions,'=1+1,1\n", "actions,'+1,1\n", "actions,'-1,1\n", "actions,'@SUM(1),1\n", "actions,a=b,1\n" } )
+        EXPECT_NE( csv.find( line ), std::string::npos ) << line << csv;
+}
+
+TEST_F( Statistics, NamesSteerNoTerminal )
+{
+    now_ =
+        std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
+    EXPECT_EQ( report( newSession(), R"([{"name":"\u009b2J\u0085\u202egnp","ts":1}])" ), 200 );
+    api_->stop();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 0 );
+    const auto text = testing::internal::GetCapturedStdout();
+    EXPECT_NE( text.find( "<U+009B>2J<U+0085><U+202E>gnp" ), std::string::npos ) << text;
 }

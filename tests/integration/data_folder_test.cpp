@@ -1,3 +1,4 @@
+#include "TestPlaces.h"
 #include "support/BackendProcess.h"
 #include "support/Command.h"
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "statistics/StatsStore.h"
+
+#include <tl/expected.hpp>
+
+#include <string>
+
+namespace VX::Backend
+{
+
+/// What the body of a report says, or what is wrong with it. Users become codes, made with `userKey`.
+[[nodiscard]] tl::expected<Report, std::string> readReport( const std::string& body, const std::string& userKey );
+
+} // namespace VX::Backend

@@ -108,8 +108,8 @@ HttpResponse SiteApi::downloadPage_() const
     const auto packages = packages_();
     std::string list;
     for ( const auto& [name, size] : packages )
-        list +=
-            fmt::format( "<li><a href=\"/download/{0}\">{0}</a>, {1:.1f}&nbsp;MB</li>\n", name, double( size ) / 1'000'000 );
+        list += fmt::format(
+            "<li><a href=\"/download/{0}\">{0}</a>, {1:.1f}&nbsp;MB</li>\n", name, double( size ) / 1'000'000 );
     if ( !packages.empty() )
         list =
             fmt::format( "<h2>Packages for Debian 12</h2>\n<ul>\n{}</ul>\n<p>Install one in the folder that you saved "

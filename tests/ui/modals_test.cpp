@@ -7,8 +7,10 @@
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
+#include <imgui_internal.h>
 
 #include <future>
+#include <string_view>
 
 using namespace VX;
 
@@ -252,4 +254,29 @@ TEST_F( FirstStart, ASignOutUnderTheNoteLeavesTheSignInToTheMouse )
     // The link to the other form.
     click( windowPointFromTop( "Auth window", 274, 292 ) );
     EXPECT_EQ( AuthWindowTestAccess::state( auth ), AuthState::SignUp );
+}
+
+TEST_F( Modals, NoticesThatComeWhileOneStandsAreBehindIt )
+{
+    for ( const auto& modal : modals() )
+    {
+        modal.show();
+        settle();
+        for ( const char* file : { "a.step", "b.step", "c.step" } )
+            menu_->pushNotification(
+                { .header = file, .text = std::string( "Opened under " ) + modal.window, .lifeTimeSec = 0 } );
+        settle();
+        const auto& windows = ImGui::GetCurrentContext()->Windows;
+        const int place = windows.index_from_ptr( windows.find( ImGui::FindWindowByName( modal.window ) ) );
+        int notices = 0;
+        for ( int i = 0; i < windows.Size; ++i )
+            if ( windows[i]->Active && std::string_view( windows[i]->Name ).starts_with( "##notification" ) )
+            {
+                ++notices;
+                EXPECT_LT( i, place ) << windows[i]->Name << " and " << modal.window;
+            }
+        EXPECT_GE( notices, 3 ) << modal.window;
+        modal.close();
+        settle();
+    }
 }

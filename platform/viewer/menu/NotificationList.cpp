@@ -3,6 +3,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Modal.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -112,6 +113,7 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
     ImGui::SetNextWindowSizeConstraints( { width, 0 }, { width, std::max( bottom, 1.f ) } );
     const auto id = fmt::format( "##notification{}", entry.id );
     ImGui::Begin( id.c_str(), nullptr, cFlags );
+    UI::keepBehindModals();
     const bool close = drawContents_( entry, width, scale, clicked );
     const bool hovered = ImGui::IsWindowHovered( ImGuiHoveredFlags_ChildWindows );
     const float height = ImGui::GetWindowHeight();
@@ -156,6 +158,7 @@ float NotificationList::drawRow_( size_t waiting, float bottom, float scale )
     ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 12 * scale, 6 * scale } );
     ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
     ImGui::Begin( "##notificationRow", nullptr, cFlags | ImGuiWindowFlags_NoScrollbar );
+    UI::keepBehindModals();
     ImGui::PopStyleVar( 2 );
     if ( waiting > 0 )
     {

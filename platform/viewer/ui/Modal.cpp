@@ -51,6 +51,15 @@ void beginModals()
     sTopAtBegin = topModal();
 }
 
+void keepBehindModals()
+{
+    if ( !ImGui::IsWindowAppearing() )
+        return;
+    for ( const auto& popup : ImGui::GetCurrentContext()->OpenPopupStack )
+        if ( popup.Window && isModal( popup ) )
+            return ImGui::BringWindowToDisplayBehind( ImGui::GetCurrentWindow(), popup.Window );
+}
+
 bool endModals()
 {
     return topModal() != sTopAtBegin;

@@ -22,4 +22,9 @@ VXVIEWER_API void beginModals();
 /// next.
 [[nodiscard]] VXVIEWER_API bool endModals();
 
+/// Called after the begin of a window that may come at any time and does not take the keyboard. One that appears while
+/// a modal stands goes behind it, as all do that stand there already; Dear ImGui would leave it in front, where nobody
+/// can press it.
+VXVIEWER_API void keepBehindModals();
+
 } // namespace VX::UI

@@ -16,6 +16,7 @@ sandbox = harness.Sandbox(options)
 sandbox.set_settings('{"cShowWelcomeWindow": false}')
 display = harness.Display(sandbox)
 program = harness.Program(sandbox)
+other = None
 
 
 secrets = [PASSWORD, NEW_PASSWORD]
@@ -164,7 +165,27 @@ def two_programs_start_at_once_with_one_token():
     both = [subprocess.Popen([options.program, "--screenshot", os.path.join(sandbox.folder, "%d.png" % i),
                               sandbox.step_file("bracket.step", "twin%d" % i)], env=sandbox.environment) for i in range(2)]
     assert [one.wait(timeout=60) for one in both] == [0, 0]
+
+
+def two_windows_start_at_once_with_one_token():
+    global program, other
     assert token()["token"]
+    program = harness.Program(sandbox)
+    other = harness.Program(sandbox, another=True)
+    wait_for("both are signed in", lambda: is_signed_in() and EMAIL in other.title())
+    assert token()["token"], "neither takes the sign-in from the other"
+
+
+def a_sign_out_leaves_the_other_window_signed_in():
+    harness.wait_until_still(other)
+    other.search("signout")
+    wait_for("signed out", lambda: EMAIL not in other.title())
+    assert token() == {"login": EMAIL, "token": "", "endpoint": ""}
+    other.end()
+    assert is_signed_in(), "until it ends itself"
+    restart()
+    wait_for("the sign-in", lambda: corner_is_black(program.picture("now")))
+    assert not is_signed_in()
 
 
 def no_log_holds_a_secret():
@@ -180,8 +201,11 @@ try:
                  signing_out_forgets_the_token, a_forgotten_password_is_replaced,
                  the_new_password_signs_in_and_the_old_one_does_not,
                  a_step_file_from_the_command_line_waits_for_the_sign_in, two_programs_start_at_once_with_one_token,
+                 two_windows_start_at_once_with_one_token, a_sign_out_leaves_the_other_window_signed_in,
                  no_log_holds_a_secret])
 finally:
     program.process.kill()
+    if other:
+        other.process.kill()
     display.close()
     sandbox.close()

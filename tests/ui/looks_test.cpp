@@ -183,17 +183,22 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         type( "se" );
         expectLike( "search" + suffix );
         press( GLFW_KEY_ESCAPE );
-        menu_->pushNotification( { .header = "Saved", .text = "/home/user/part.vxu", .type = NotificationType::Time } );
+        // They stay, however long the drawing of the rest takes.
+        menu_->pushNotification(
+            { .header = "Saved", .text = "/home/user/part.vxu", .type = NotificationType::Time, .lifeTimeSec = 0 } );
         menu_->pushNotification( { .header = "part.step",
             .text = "Two faces were left out because they do not close.",
             .buttonName = "Details",
             .type = NotificationType::Warning,
-            .lifeTimeSec = 100 } );
-        menu_->pushNotification(
-            { .header = "other.step", .text = "The worker ran out of memory", .type = NotificationType::Error } );
+            .lifeTimeSec = 0 } );
+        menu_->pushNotification( { .header = "other.step",
+            .text = "The worker ran out of memory",
+            .type = NotificationType::Error,
+            .lifeTimeSec = 0 } );
         expectLike( "notifications" + suffix );
         for ( int i = 0; i < 12; ++i )
-            menu_->pushNotification( { .header = fmt::format( "part_{}.step", i ), .text = "The file is open" } );
+            menu_->pushNotification(
+                { .header = fmt::format( "part_{}.step", i ), .text = "The file is open", .lifeTimeSec = 0 } );
         expectLike( "many_notifications" + suffix );
         menu_->showModalMessage( "\"part.step\" is empty", NotificationType::Error );
         expectLike( "message" + suffix );

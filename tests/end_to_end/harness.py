@@ -18,6 +18,7 @@ def arguments():
     parser = argparse.ArgumentParser()
     for name in ("program", "backend", "dropper", "samples", "port", "pictures", "build"):
         parser.add_argument("--" + name, required=True)
+    parser.add_argument("--installed", action="store_true", help="the programs stand where a package put them")
     parser.add_argument("--approve", action="store_true", help="make the pictures of this run the approved ones")
     options = parser.parse_args()
     os.makedirs(options.pictures, exist_ok=True)

@@ -148,6 +148,8 @@ def work_is_left_in_another_window():
     try:
         start()
         wait_for("signed in", is_signed_in)
+        program().move(5, 795)
+        program().wait_until_like("the welcome window stands", state["welcome"], 6_000)
         make_an_object()
         state["left"] = state["program"]
     finally:

@@ -234,8 +234,10 @@ public:
     {
         if ( state == 2 )
             final_ = 4;
+        ++steps;
         return state + 1;
     }
+    mutable int steps = 0;
 
 private:
     mutable int final_ = 100;
@@ -246,7 +248,9 @@ private:
 TEST( StateMachine, FinalStateIsAskedForAfterEveryStep )
 {
     const auto id = Access::nextId();
-    StateMachineExecutor::addStateMachine( std::make_shared<MovingEnd>() );
+    const auto machine = std::make_shared<MovingEnd>();
+    StateMachineExecutor::addStateMachine( machine );
+    EXPECT_EQ( machine->steps, 4 );
     EXPECT_FALSE( Access::holds( id ) );
 }
 

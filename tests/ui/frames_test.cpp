@@ -72,8 +72,9 @@ TEST_F( Frames, AResponseThatIsAwaitedDrawsOneInWhichItIsSeen )
     const auto begin = std::chrono::steady_clock::now();
     while ( transport_->deliver( ScriptedTransport::response( 200, "" ) ) )
         ;
-    viewer().step( Testing::Patience::cSeconds );
-    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::seconds( Testing::Patience::cSeconds ) );
+    constexpr int cLong = 20;
+    viewer().step( cLong );
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::seconds( cLong ) );
     EXPECT_EQ( viewer().framesDrawn(), before + 1 );
     EXPECT_TRUE( seen );
 }

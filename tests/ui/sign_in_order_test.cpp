@@ -41,6 +41,13 @@ protected:
         signInByForm();
         answer( 200, signedInAnswer( "fresh" )["text"].asString() );
     }
+    void SetUp() override
+    {
+        SignInFixture::SetUp();
+        UserInfo::setAccessToken( {} );
+        UserInfo::setEmail( {} );
+        SessionLogsTestAccess::reset();
+    }
     void TearDown() override
     {
         SignInFixture::TearDown();
@@ -62,7 +69,7 @@ TEST_F( SignInOrder, EverythingStandsWhenTheSessionOfTheStatisticsIsOpened )
     EXPECT_EQ( moments_[0].state, AuthState::Authed );
     EXPECT_TRUE( moments_[0].inputAllowed );
     EXPECT_EQ( moments_[0].token, "access" ) << "before the address, which opens the session";
-    EXPECT_NE( moments_[0].email, "Ann@example.org" );
+    EXPECT_EQ( moments_[0].email, "" );
     EXPECT_EQ( moments_[0].stored, "fresh" );
 }
 

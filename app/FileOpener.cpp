@@ -39,6 +39,11 @@ bool mustSignInFirst()
     return menu && menu->isAuthEnabled() && UserInfo::getAccessToken().empty();
 }
 
+bool needsService( const std::filesystem::path& file )
+{
+    return isStepFile( file ) && !isConverted( file );
+}
+
 std::string titleOf( OpenBatch& batch )
 {
     if ( batch.size() == 1 )
@@ -145,11 +150,11 @@ void FileOpener::open( const std::vector<std::filesystem::path>& files )
 {
     if ( files.size() == 1 && SceneDocument::isSceneFile( files.front() ) )
         return openScene_( files.front() );
-    if ( mustSignInFirst() && std::any_of( files.begin(), files.end(), isStepFile ) )
+    if ( mustSignInFirst() && std::any_of( files.begin(), files.end(), needsService ) )
     {
         std::vector<std::filesystem::path> others;
         std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
-            std::back_inserter( others ), isStepFile );
+            std::back_inserter( others ), needsService );
         // A sign-in draws frames, and nothing else can end the wait.
         signInFrames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
         return open( others );

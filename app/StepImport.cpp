@@ -140,6 +140,16 @@ StepImport::Result importStep( const std::filesystem::path& file, const Progress
     return import.run( progress );
 }
 
+bool isConverted( const std::filesystem::path& file )
+{
+    const auto there = lookAt( workingFiles( file ).converted );
+    const auto known = ImportRecord::find( recordName( file ) );
+    if ( !there || !known )
+        return false;
+    const auto now = identityOf( file );
+    return there->isOurs && known->converted == there->identity && known->size == now.size && known->time == now.time;
+}
+
 void forgetConversion( const std::filesystem::path& file )
 {
     ImportRecord::forget( recordName( file ) );

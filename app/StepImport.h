@@ -60,6 +60,10 @@ private:
 /// Imports a STEP file as soon as no other import has its working files, and blocks until then.
 [[nodiscard]] StepImport::Result importStep( const std::filesystem::path& file, const ProgressCallback& progress );
 
+/// Whether a file was converted before and has not been changed since, by its size and time: most likely no service is
+/// asked when it is opened. Any thread.
+[[nodiscard]] bool isConverted( const std::filesystem::path& file );
+
 /// Forgets the conversion of a file, so that it is converted anew when it is opened next. Any thread.
 void forgetConversion( const std::filesystem::path& file );
 

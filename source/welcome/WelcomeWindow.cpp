@@ -101,7 +101,8 @@ void ShowWelcomeWindowSetting::draw( float menuScaling )
 
 void ShowWelcomeWindowSetting::reset()
 {
-    owner_->showOnStartup_ = true;
+    if ( owner_ )
+        owner_->showOnStartup_ = true;
 }
 
 } // namespace VX

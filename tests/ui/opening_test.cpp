@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 using namespace VX;
 
 namespace
@@ -72,6 +74,23 @@ TEST_F( Opening, StepFilesWaitUntilSomebodyHasSignedIn )
     EXPECT_EQ( opener_->waitingForSignIn(), 0u );
     turnUntil( [this] { return opener_->pending() == 0; } );
     EXPECT_EQ( opened_.size(), 3u );
+}
+
+TEST_F( Opening, WhatWasConvertedBeforeWaitsForNobody )
+{
+    answerEverything();
+    const auto file = step( "known" );
+    opener_->open( { file } );
+    turnUntil( [this] { return opened_.size() == 1; } );
+    menu_->signOut();
+    opener_->open( { file } );
+    EXPECT_EQ( opener_->waitingForSignIn(), 0u );
+    turnUntil( [this] { return opened_.size() == 2; } );
+    EXPECT_EQ( calls( "request" ), 1u );
+    std::ofstream( file, std::ios::app ) << "/* changed */";
+    opener_->open( { file } );
+    EXPECT_EQ( opener_->waitingForSignIn(), 1u );
+    EXPECT_EQ( opened_.size(), 2u );
 }
 
 TEST_F( Opening, TheSettingSendsASingleFileToTheBackgroundToo )

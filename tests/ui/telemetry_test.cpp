@@ -1,3 +1,4 @@
+#include "support/DrawnWindow.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
@@ -105,8 +106,25 @@ TEST_F( Telemetry, NoteLeadsToTheSettingsAndLeavesTheConsent )
     click( windowPointFromTop( "TelemetryDisclaimer", 530, 155 ) );
     EXPECT_FALSE( isNoteShown() );
     EXPECT_TRUE( ViewerSettingsPlugin::instance()->isActive() );
+    EXPECT_EQ( ViewerSettingsPlugin::instance()->activeTab(), ViewerSettingsPlugin::TabType::Application );
     EXPECT_FALSE( storedConsent() );
+    EXPECT_TRUE( SessionLogs::isAllowed() ) << "as it was";
+    EXPECT_EQ( logged(), Names{} ) << "nobody has pressed a tool";
     EXPECT_EQ( storedAnswer(), "0\n" );
+    pressTool( "Viewer settings" );
+}
+
+TEST_F( Telemetry, NoteLeavesOpenSettingsOpen )
+{
+    pressTool( "Viewer settings" );
+    ViewerSettingsPlugin::instance()->setActiveTab( ViewerSettingsPlugin::TabType::Quick );
+    SessionLogs::allow( false );
+    (void)frame();
+    ASSERT_TRUE( isNoteShown() );
+    click( windowPointFromTop( "TelemetryDisclaimer", 530, 155 ) );
+    EXPECT_TRUE( isActive( "Viewer settings" ) );
+    EXPECT_EQ( ViewerSettingsPlugin::instance()->activeTab(), ViewerSettingsPlugin::TabType::Application );
+    EXPECT_FALSE( SessionLogs::isAllowed() ) << "as it was";
     pressTool( "Viewer settings" );
 }
 
@@ -131,7 +149,8 @@ TEST_P( OddAnswer, IsNone )
     press( GLFW_KEY_ENTER );
 }
 
-INSTANTIATE_TEST_SUITE_P( Values, OddAnswer, testing::Values( "1", "-1", "\"0\"", "null", "false", "0.5", "[0]" ) );
+INSTANTIATE_TEST_SUITE_P(
+    Values, OddAnswer, testing::Values( "1", "-1", "\"0\"", "null", "false", "0.5", "0.0", "-0.0", "[0]" ) );
 
 TEST_F( AnsweredTelemetry, NoteIsNotShownAgain )
 {
@@ -162,6 +181,8 @@ TEST_F( AnsweredTelemetry, EachHookFiresForWhatTheUserDoes )
     EXPECT_EQ( logged(), Names{ "Save " + commonFilesName( { "part.stl" } ) } ) << "the kind of file, not its name";
     ColorTheme::setupPreset( ColorTheme::Preset::Dark );
     EXPECT_EQ( logged(), Names{ "Color Theme Changed: Dark" } );
+    ASSERT_TRUE( ColorTheme::setupUserTheme( deserializeJsonValue( std::string( R"({"Name":"Sea"})" ) ).value() ) );
+    EXPECT_EQ( logged(), Names{ "Color Theme Changed: Custom" } );
 }
 
 TEST_F( AnsweredTelemetry, SavingByTheDialogTellsTheKindOfFile )
@@ -214,6 +235,25 @@ TEST_F( AnsweredTelemetry, EntryOfTheSettings )
     pressTool( "Viewer settings" );
 }
 
+TEST_F( AnsweredTelemetry, ClickingTheEntryOfTheSettingsIsTheUsersChoice )
+{
+    pressTool( "Viewer settings" );
+    ViewerSettingsPlugin::instance()->setActiveTab( ViewerSettingsPlugin::TabType::Application );
+    (void)frame();
+    logged();
+    const auto entry = Testing::DrawnWindow( "Viewer settings" ).middleOf( "Collect Usage Statistics" );
+    click( entry );
+    EXPECT_FALSE( Config::instance().getBool( "allowSimpleTelemetry", true ) );
+    EXPECT_FALSE( SessionLogs::isAllowed() );
+    EXPECT_EQ( logged(), Names{ "Forbid Telemetry" } );
+    EXPECT_TRUE( Testing::DrawnWindow( "##Tooltip" ).text( "Allow application to collect (non-personal)" ) );
+    click( entry );
+    EXPECT_TRUE( Config::instance().getBool( "allowSimpleTelemetry", false ) );
+    EXPECT_TRUE( SessionLogs::isAllowed() );
+    EXPECT_EQ( logged(), Names{} );
+    pressTool( "Viewer settings" );
+}
+
 TEST_F( AnsweredTelemetry, StepsOfTheHistoryNameNoObjectAndNoFile )
 {
     openCube();
@@ -252,7 +292,7 @@ TEST_F( Vetoed, NoNoteNoEntryAndNothingWaits )
     SessionLogsTestAccess::take();
     SceneEdits::add( "Create Cube", {} );
     pressTool( "Switch theme" );
-    // A sign-in asks for the stored consent; without a session nothing of it is ever sent.
+    EXPECT_EQ( logged(), Names{} );
     for ( const auto& request : transport_->sent() )
         EXPECT_FALSE( request.url.ends_with( "/stats/log" ) );
 }

@@ -72,6 +72,8 @@ public:
     virtual ~HttpHandler() = default;
     /// Decides by the head of a request.
     [[nodiscard]] virtual BodyPlan planBody( const HttpRequest& head ) = 0;
+    /// Answers by `respond`, now or later, from any thread; all calls but the first do nothing. One that has not been
+    /// called yet is let go before the server ends.
     virtual void handle( HttpRequest request, Respond respond ) = 0;
     /// What is said to a client of this path when its request cannot be read or answered, in the form it expects.
     [[nodiscard]] virtual HttpResponse refuse( const std::string& path, int status );

@@ -9,6 +9,8 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace VX::Backend
@@ -35,7 +37,8 @@ std::string headOf( const HttpResponse& response, uint64_t length, bool keepAliv
     return head + "\r\n";
 }
 
-/// Hands on the first answer and no other.
+/// Hands on the first answer and no other. Once given it holds nothing of the server, which whoever keeps it may
+/// outlive.
 template <class Completion>
 class OneAnswer
 {
@@ -47,13 +50,17 @@ public:
     }
     static void give( const std::shared_ptr<OneAnswer>& self, HttpResponse response )
     {
-        if ( !self->given_.exchange( true ) )
-            asio::post( self->executor_,
-                [self, response = std::move( response )]() mutable { self->completion_( std::move( response ) ); } );
+        if ( self->given_.exchange( true ) )
+            return;
+        const auto executor = std::exchange( self->executor_, {} );
+        auto completion = std::move( *self->completion_ );
+        self->completion_.reset();
+        asio::post( executor, [completion = std::move( completion ), response = std::move( response )]() mutable
+            { completion( std::move( response ) ); } );
     }
 
 private:
-    Completion completion_;
+    std::optional<Completion> completion_;
     asio::any_io_executor executor_;
     std::atomic<bool> given_ = false;
 };

@@ -10,7 +10,7 @@ foreach(file ${files})
     string(APPEND arrays "constexpr unsigned char c_${name}[] = { ${bytes} };\n")
     string(APPEND table "        { \"${name}\", std::as_bytes( std::span( c_${name} ) ) },\n")
 endforeach()
-file(WRITE ${OUTPUT} "// Made by the build; the drawings stand in platform/viewer/icons.
+file(WRITE ${OUTPUT} "// Made by the build; the drawings stand in platform/VXViewer/icons.
 #include <VXViewer/ui/EmbeddedIcons.h>
 
 namespace VX

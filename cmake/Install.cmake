@@ -6,11 +6,8 @@ install(TARGETS Orvanta orvanta-backend RUNTIME DESTINATION ${CMAKE_INSTALL_BIND
 
 # Headers that need a library which the package does not ask its users for stay inside.
 set(ORVANTA_PRIVATE_HEADERS "/(Shaders|GlObjects|PictureCopy|GeometryCache|SceneRenderer|SceneView|GlbReader|GltfAccessors|GltfColor|GltfLimits|GltfPrimitives|CurlTransfer|CurlTransport|CallbackThreads|ImGuiContextOwner|KeyMap|EmbeddedIcons|ModalMessage|NotificationList|SavedNotice|ProgressModal|FileDialog|FolderListing|AxisTriad|RibbonItemButton|RibbonTopPanel|ShortcutSheet|SpaceMouse|CameraController|ImportContext|ForeignFormats|ReaderProcess|WriteAll|StandardOutput|Sandbox|FileView|PrivateMemory|Sanitizer|ChildProcess|BinaryPly|BlockWork|BinaryStl|MeshFile|PointFormats|VersionCheck)\\.h$")
-foreach(pair "mesh:VXMesh" "viewer:VXViewer")
-    string(REPLACE ":" ";" pair ${pair})
-    list(GET pair 0 folder)
-    list(GET pair 1 name)
-    install(DIRECTORY platform/${folder}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
+foreach(name VXMesh VXViewer)
+    install(DIRECTORY platform/${name}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${name}
         FILES_MATCHING PATTERN "*.h" REGEX "${ORVANTA_PRIVATE_HEADERS}" EXCLUDE)
 endforeach()
 install(DIRECTORY source/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VXOrvanta

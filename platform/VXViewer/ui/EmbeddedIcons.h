@@ -9,7 +9,7 @@
 namespace VX
 {
 
-/// The drawings below `platform/viewer/icons`, as PNG files; made at build time.
+/// The drawings below `platform/VXViewer/icons`, as PNG files; made at build time.
 [[nodiscard]] const std::vector<std::pair<const char*, std::span<const std::byte>>>& embeddedIcons();
 
 } // namespace VX

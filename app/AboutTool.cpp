@@ -1,7 +1,6 @@
 #include "AppTools.h"
 
 #include <VXMesh/system/SystemInfo.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/tools/FunctionItem.h>
 
@@ -12,7 +11,7 @@ namespace
 
 void showAbout()
 {
-    if ( const auto& menu = getViewerInstance().getMenuPlugin() )
+    if ( auto* menu = currentMenu() )
         menu->showModalMessage( "Orvanta " + GetVXVersionString() +
                                     "\nViewer and editor of 3D meshes, point clouds and STEP models\n\n" +
                                     GetDetailedOSName(),

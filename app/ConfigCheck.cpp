@@ -2,7 +2,6 @@
 
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/ui/ColorTheme.h>
 
@@ -141,7 +140,7 @@ std::vector<std::string> configProblems( const Json::Value& user )
 
 void tellProblems( const std::vector<std::string>& problems )
 {
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( problems.empty() || !menu )
         return;
     menu->pushNotification( { .header = "Configuration",

@@ -8,14 +8,14 @@
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
-#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/menu/UnsavedWork.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneDocument.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -98,7 +98,7 @@ FileOpener::FileOpener( StepConversion conversion )
     , watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
 {
     sInstance = this;
-    saved_ = getViewerInstance().document().savedSignal.connect(
+    saved_ = sceneDocument().savedSignal.connect(
         [this]( const std::filesystem::path& file ) { opened_.noteWritten( fullPath( file ) ); } );
 }
 
@@ -362,7 +362,7 @@ void FileOpener::addToScene_( OpenBatch& batch )
         return SceneEdits::replace( "Reload File", former, objects );
     // Without the file's name: what is done is reported by this text.
     if ( batch.mode() == OpenBatch::Mode::Scene )
-        viewer.document().open( batch.files().front().path, objects );
+        sceneDocument().open( batch.files().front().path, objects );
     else
         SceneEdits::addOpened( "Open File", objects );
     viewer.fitScene();

@@ -1,8 +1,8 @@
 #include "AppTools.h"
 #include "FileOpener.h"
 
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
 #include <VXViewer/settings/Config.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/Widgets.h>
 
 namespace VX::App

@@ -4,7 +4,7 @@
 
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/RibbonMenu.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
 
 #include <GLFW/glfw3.h>
 
@@ -93,7 +93,7 @@ void LocalSetup::setupExtendedLibraries() const
             away_.push_back( std::move( item ) );
         }
     const auto config = createOrvantaConfigFromJson( config_ );
-    if ( const auto menu = std::dynamic_pointer_cast<RibbonMenu>( getViewerInstance().getMenuPlugin() ) )
+    if ( auto* menu = currentRibbonMenu() )
         applyFonts( config, menu->fontManager() );
     applyRibbonConfig( config );
     tellProblems( problems_ );

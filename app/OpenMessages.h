@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/menu/Notification.h>
+#include <VXViewer/dialogs/Notification.h>
 
 #include <filesystem>
 #include <string>

@@ -1,6 +1,5 @@
 #include "OpenedFiles.h"
-
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/scene/SceneRoot.h>
 
 namespace VX::App
 {
@@ -12,7 +11,7 @@ bool isInScene( const Object& object )
     const Object* top = &object;
     while ( top->parent() )
         top = top->parent();
-    return top == &getViewerInstance().sceneRoot();
+    return top == &sceneRoot();
 }
 
 } // namespace

@@ -16,6 +16,7 @@
 #include <VXMesh/system/TerminalLog.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/UserDirs.h>
 
@@ -84,7 +85,7 @@ boost::signals2::scoped_connection openFirstFiles(
             self.disconnect();
             if ( const auto alive = menu.lock() )
                 alive->setOrvantaMenuConfig( config );
-            getViewerInstance().incrementForceRedrawFrames();
+            redraw( 1 );
         } );
 }
 

@@ -8,12 +8,12 @@
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXViewer/core/OffscreenWindow.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/window/OffscreenWindow.h>
 
 #include <benchmark/benchmark.h>
 #include <imgui.h>

@@ -5,8 +5,8 @@
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/core/Window.h>
 #include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/window/Window.h>
 
 #include <benchmark/benchmark.h>
 #include <imgui.h>

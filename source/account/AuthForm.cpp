@@ -1,7 +1,7 @@
 #include <VXOrvanta/account/AuthForm.h>
 
 #include <VXOrvanta/account/FormLayout.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/TextField.h>
@@ -66,7 +66,7 @@ void AuthForm::end()
     const float rows = ImGui::GetCursorPosY() - gap_ - top_ - float( rows_ - 1 ) * gap_;
     const auto places = placeRows( innerHeight_, rows, rows_, scaling_ );
     if ( places != RowPlaces{ gap_, offset_ } )
-        getViewerInstance().incrementForceRedrawFrames( 2 );
+        redraw();
     gap_ = places.gap;
     offset_ = places.offset;
 }

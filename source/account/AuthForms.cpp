@@ -3,6 +3,7 @@
 #include <VXOrvanta/account/CredentialRules.h>
 
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -110,7 +111,7 @@ void AuthWindow::drawSpinner_( const Vector2f& windowSize, float scaling )
 {
     // The frames of a wait need not be many.
     std::this_thread::sleep_for( cBusyFrame );
-    getViewerInstance().incrementForceRedrawFrames();
+    redraw( 1 );
     const ImVec2 at = ImGui::GetWindowPos();
     UI::spinner( { at.x + windowSize.x * 0.5f, at.y + windowSize.y * 0.5f }, cSpinnerRadius * scaling );
     focusField_ = true;

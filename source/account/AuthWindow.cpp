@@ -7,8 +7,8 @@
 #include <VXOrvanta/account/CredentialRules.h>
 #include <VXOrvanta/account/Credentials.h>
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -48,7 +48,7 @@ bool isUsable( const AuthToken& token )
     return !token.token.empty() && !token.endpoint.empty();
 }
 
-void redraw()
+void redrawAnswered()
 {
     getViewerInstance().incrementForceRedrawFrames( 4, true );
 }
@@ -59,7 +59,7 @@ AuthWindow::AuthWindow()
     : form_( std::make_unique<AuthForm>() )
 {
     CommandLoop::appendCommand(
-        [this, life = std::weak_ptr( life_ )]
+        [this, life = life_.watch()]
         {
             if ( !life.expired() )
                 start_();
@@ -77,7 +77,7 @@ void AuthWindow::start_()
     const auto token = loadAuthToken();
     email_ = token.login;
     if ( !isUsable( token ) )
-        return redraw();
+        return redrawAnswered();
     retriesLeft_ = cSilentRetries;
     state_ = AuthState::Loading;
     requestSignIn_( token );
@@ -108,7 +108,7 @@ bool AuthWindow::signInWithFile_( const std::string& file )
 
 std::function<void( const Json::Value& )> AuthWindow::whileAlive_( std::function<void( const Json::Value& )> callback )
 {
-    return [life = std::weak_ptr( life_ ), callback = std::move( callback )]( const Json::Value& response )
+    return [life = life_.watch(), callback = std::move( callback )]( const Json::Value& response )
     {
         if ( !life.expired() )
             callback( response );
@@ -140,7 +140,7 @@ void AuthWindow::onSignInAnswer_( const AuthToken& token, const Json::Value& res
         state_ = AuthState::Retry;
         spdlog::warn( "Sign in error: \"{}\"", cUnknownError );
     }
-    redraw();
+    redrawAnswered();
 }
 
 void AuthWindow::onSignedIn_( const Json::Value& result )
@@ -196,7 +196,7 @@ std::function<void( const Json::Value& )> AuthWindow::answered_( Answer onSucces
                 say_( parsed.error(), reasonOf( parsed.error(), response ) );
                 spdlog::warn( "Auth error: \"{}\"", parsed.error() );
             }
-            redraw();
+            redrawAnswered();
         } );
 }
 
@@ -349,7 +349,7 @@ void AuthWindow::show_( AuthState state )
     confirmationCode_.clear();
     newPassword_.clear();
     focusField_ = true;
-    redraw();
+    redrawAnswered();
 }
 
 void AuthWindow::signOut()
@@ -370,7 +370,7 @@ void AuthWindow::cleanupOnSignOut_()
         UserInfo::setAccessToken( {} );
         UserInfo::setEmail( {} );
     }
-    redraw();
+    redrawAnswered();
 }
 
 } // namespace VX

@@ -3,7 +3,8 @@
 #include <VXMesh/math/Vector3.h>
 #include <VXOrvanta/Export.h>
 #include <VXOrvanta/account/AuthToken.h>
-#include <VXViewer/core/Signal.h>
+#include <VXViewer/loop/LifeToken.h>
+#include <VXViewer/loop/Signal.h>
 
 #include <json/value.h>
 
@@ -132,8 +133,7 @@ private:
     /// Puts the keyboard into the first field that is to be filled in.
     bool focusField_ = true;
     std::unique_ptr<AuthForm> form_;
-    /// Callbacks hold it weakly.
-    std::shared_ptr<char> life_ = std::make_shared<char>();
+    LifeToken life_; ///< for callbacks
 };
 
 } // namespace VX

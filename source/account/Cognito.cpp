@@ -2,7 +2,8 @@
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/ClientMetadata.h>
-#include <VXViewer/system/SystemInfoJson.h>
+#include <VXOrvanta/telemetry/ProductVersion.h>
+#include <VXViewer/core/SystemInfoJson.h>
 #include <VXViewer/web/WebRequest.h>
 
 #include <boost/uuid/name_generator_sha1.hpp>
@@ -110,13 +111,7 @@ std::string Cognito::getEndpoint( const std::string& email )
 
 std::string Cognito::versionNoSpaces()
 {
-    return noSpaces( GetVXVersionString() );
-}
-
-std::string Cognito::noSpaces( std::string text )
-{
-    std::replace( text.begin(), text.end(), ' ', '-' );
-    return text;
+    return productVersion();
 }
 
 } // namespace VX

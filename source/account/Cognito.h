@@ -40,8 +40,6 @@ public:
 
     /// The product's version with "-" for spaces.
     [[nodiscard]] static std::string versionNoSpaces();
-    /// A text with "-" for spaces.
-    [[nodiscard]] static std::string noSpaces( std::string text );
 
     static const std::string cAuthUrl;
 };

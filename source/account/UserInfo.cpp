@@ -1,14 +1,20 @@
 #include <VXOrvanta/account/UserInfo.h>
 
-#include <VXOrvanta/shell/OrvantaWindowTitle.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/telemetry/TelemetryConfig.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/settings/Config.h>
 
 namespace VX
 {
+namespace
+{
+
+void ( *sShow )( const std::string& email ) = nullptr;
+
+[[maybe_unused]] const bool sReportsAskHere = ( SessionLogs::setUserSource( &UserInfo::getEmail ), true );
+
+} // namespace
 
 UserInfo& UserInfo::instance_()
 {
@@ -36,9 +42,14 @@ void UserInfo::setEmail( std::string email )
         SessionLogs::flushIfNeeded( true );
         SessionLogs::clearSessionId();
     }
-    if ( auto* title = dynamic_cast<OrvantaWindowTitle*>( getViewerInstance().viewerTitle().get() ) )
-        title->setEmail( email );
+    if ( sShow )
+        sShow( email );
     self.email_ = std::move( email );
+}
+
+void UserInfo::setDisplay( void ( *show )( const std::string& email ) )
+{
+    sShow = show;
 }
 
 const std::string& UserInfo::getAccessToken()

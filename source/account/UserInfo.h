@@ -27,6 +27,9 @@ public:
     [[nodiscard]] static const std::string& getAccessToken();
     static void setAccessToken( std::string token );
 
+    /// Who shows the address from now on; told at each `setEmail`, after the telemetry session and before `getEmail`.
+    static void setDisplay( void ( *show )( const std::string& email ) );
+
 private:
     UserInfo() = default;
     static UserInfo& instance_();

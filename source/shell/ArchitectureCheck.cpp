@@ -1,6 +1,6 @@
 #include <VXOrvanta/shell/ArchitectureCheck.h>
 
-#include <VXOrvanta/shell/SitePages.h>
+#include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/menu/LinkOpener.h>
 
 namespace VX

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VXOrvanta/Export.h>
-#include <VXViewer/menu/Notification.h>
+#include <VXViewer/dialogs/Notification.h>
 
 #include <optional>
 #include <string>

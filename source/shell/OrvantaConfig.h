@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VXOrvanta/Export.h>
-#include <VXViewer/menu/RibbonConfig.h>
+#include <VXViewer/ribbon/RibbonConfig.h>
 
 #include <array>
 #include <filesystem>

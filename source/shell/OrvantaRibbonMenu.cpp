@@ -7,7 +7,7 @@
 #include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/scene/SceneCache.h>
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
@@ -32,6 +32,11 @@ void upgradeToolbarToVersion2( Toolbar::Items& items )
 }
 
 } // namespace
+
+RibbonMenu& WelcomeWindow::ribbon_() const
+{
+    return *menu_;
+}
 
 std::shared_ptr<OrvantaRibbonMenu> OrvantaRibbonMenu::instance()
 {

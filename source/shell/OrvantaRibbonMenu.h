@@ -4,7 +4,7 @@
 #include <VXOrvanta/account/AuthWindow.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/welcome/WelcomeWindow.h>
-#include <VXViewer/menu/RibbonMenu.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
 
 #include <memory>
 #include <string>

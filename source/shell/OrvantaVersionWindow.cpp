@@ -1,7 +1,7 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXOrvanta/shell/SitePages.h>
 #include <VXOrvanta/shell/VersionCheck.h>
+#include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/ui/ImGuiColor.h>

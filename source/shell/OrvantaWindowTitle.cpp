@@ -1,7 +1,22 @@
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
 
+#include <VXOrvanta/account/UserInfo.h>
+#include <VXViewer/core/Viewer.h>
+
 namespace VX
 {
+namespace
+{
+
+void showUser( const std::string& email )
+{
+    if ( auto* title = dynamic_cast<OrvantaWindowTitle*>( getViewerInstance().viewerTitle().get() ) )
+        title->setEmail( email );
+}
+
+[[maybe_unused]] const bool sShowsUser = ( UserInfo::setDisplay( &showUser ), true );
+
+} // namespace
 
 OrvantaWindowTitle::~OrvantaWindowTitle() = default;
 

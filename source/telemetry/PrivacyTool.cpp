@@ -1,7 +1,7 @@
 #include "PrivacyText.h"
 
 #include <VXOrvanta/telemetry/PageText.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/ui/ImGuiColor.h>
@@ -50,7 +50,7 @@ public:
     bool action() override
     {
         open_ = !open_;
-        getViewerInstance().incrementForceRedrawFrames( 2 );
+        redraw();
         return true;
     }
     [[nodiscard]] bool isActive() const override { return open_; }

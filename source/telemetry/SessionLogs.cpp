@@ -1,9 +1,8 @@
 #include <VXOrvanta/telemetry/SessionLogs.h>
 
 #include <VXMesh/system/SystemInfo.h>
-#include <VXOrvanta/account/Cognito.h>
-#include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
+#include <VXOrvanta/telemetry/ProductVersion.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -19,6 +18,9 @@ namespace
 
 const std::string cUrl = std::string( ORVANTA_API_URL ) + "/stats/log";
 constexpr auto cFlushPeriod = std::chrono::seconds( 60 );
+
+/// Set while the library is loaded, before there is anything else of it.
+const std::string& ( *sUser )() = nullptr;
 
 int64_t wholeSeconds( std::chrono::nanoseconds time )
 {
@@ -74,6 +76,11 @@ void SessionLogs::checkNoTelemetryFlag_()
             instance_().enabled_ = false;
             instance_().allowed_ = false;
         } );
+}
+
+void SessionLogs::setUserSource( const std::string& ( *email )() )
+{
+    sUser = email;
 }
 
 bool SessionLogs::isEnabled()
@@ -166,7 +173,7 @@ void SessionLogs::sendActions_()
     Json::Value body( Json::objectValue );
     body["type"] = "logAction";
     body["sessionId"] = Json::Int64( sessionId_ );
-    body["email"] = UserInfo::getEmail();
+    body["email"] = sUser ? sUser() : std::string();
     body["actionNames"] = names;
     actions_.clear();
     post( body, "logAction", reportFailure( "logAction" ) );
@@ -179,7 +186,7 @@ void SessionLogs::sendPlatform_()
     body["type"] = "setPlatform";
     body["sessionId"] = Json::Int64( sessionId_ );
     body["platform"] = GetDetailedOSName();
-    body["version"] = Cognito::versionNoSpaces();
+    body["version"] = productVersion();
     post( body, "setPlatform", reportFailure( "setPlatform" ) );
 }
 

@@ -37,6 +37,9 @@ public:
     /// Sends what waits, when there is a session and a minute has passed since the last time, or with `force`.
     static void flushIfNeeded( bool force );
 
+    /// Who is asked for the address that goes with a report, when it goes; without, it is empty.
+    static void setUserSource( const std::string& ( *email )() );
+
 private:
     friend struct SessionLogsTestAccess;
 

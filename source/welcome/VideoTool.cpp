@@ -1,4 +1,4 @@
-#include <VXOrvanta/shell/SitePages.h>
+#include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/tools/FunctionItem.h>
 

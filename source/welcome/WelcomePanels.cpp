@@ -1,11 +1,10 @@
 #include <VXOrvanta/welcome/WelcomeWindow.h>
 
-#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXOrvanta/shell/SitePages.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
+#include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/menu/LinkOpener.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>

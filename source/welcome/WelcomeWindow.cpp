@@ -1,10 +1,10 @@
 #include <VXOrvanta/welcome/WelcomeWindow.h>
 
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/RibbonSchema.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/scene/SceneCache.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/Widgets.h>
 
@@ -47,7 +47,7 @@ void WelcomeWindow::draw()
         return;
     }
     // It comes back when the scene is empty and no tool is at work.
-    visible_ = !menu_->hasAnyActiveItem();
+    visible_ = !ribbon_().hasAnyActiveItem();
     if ( !visible_ || !updateCenter_() )
         return;
     drawPanels_();
@@ -55,26 +55,26 @@ void WelcomeWindow::draw()
 
 bool WelcomeWindow::isDue() const
 {
-    return menu_ && ( visible_ || showOnStartup_ ) && !menu_->hasAnyActiveItem() && hasRoom_();
+    return menu_ && ( visible_ || showOnStartup_ ) && !ribbon_().hasAnyActiveItem() && hasRoom_();
 }
 
 Vector2f WelcomeWindow::coveredPixels_() const
 {
-    return { menu_->getSceneListWidth(), menu_->getTopPanelHeight() * menu_->menu_scaling() };
+    return { ribbon_().getSceneListWidth(), ribbon_().getTopPanelHeight() * ribbon_().menu_scaling() };
 }
 
 bool WelcomeWindow::hasRoom_() const
 {
     const auto* window = getViewerInstance().window();
     const auto covered = coveredPixels_();
-    const float scale = menu_->menu_scaling();
+    const float scale = ribbon_().menu_scaling();
     return float( window->width() ) - covered.x >= cLeastWidth * scale &&
            float( window->height() ) - covered.y >= cLeastHeight * scale;
 }
 
 bool WelcomeWindow::updateCenter_()
 {
-    scaling_ = menu_->menu_scaling();
+    scaling_ = ribbon_().menu_scaling();
     const auto* window = getViewerInstance().window();
     const auto covered = coveredPixels_();
     center_ = { ( covered.x + float( window->width() ) ) * 0.5f, ( covered.y + float( window->height() ) ) * 0.5f };

@@ -2,7 +2,7 @@
 
 #include <VXMesh/math/Vector3.h>
 #include <VXOrvanta/Export.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 
 #include <array>
 #include <functional>
@@ -12,6 +12,7 @@ namespace VX
 {
 
 class OrvantaRibbonMenu;
+class RibbonMenu;
 class ShowWelcomeWindowSetting;
 
 inline constexpr const char* cSettingsKeyShowWindow = "cShowWelcomeWindow";
@@ -44,6 +45,8 @@ public:
 private:
     friend class ShowWelcomeWindowSetting;
 
+    /// The menu as what the screen needs of it. Defined where its class is known.
+    [[nodiscard]] RibbonMenu& ribbon_() const;
     /// Finds the middle of the free area; false when it is too small for the panels.
     bool updateCenter_();
     /// From the upper left corner to the free area.

@@ -11,7 +11,7 @@
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/deferred/WebRequestFuture.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>

@@ -11,8 +11,8 @@
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/web/ScriptedTransport.h>

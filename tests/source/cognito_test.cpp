@@ -4,8 +4,9 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/ClientMetadata.h>
 #include <VXOrvanta/account/Cognito.h>
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/system/SystemInfoJson.h>
+#include <VXOrvanta/telemetry/ProductVersion.h>
+#include <VXViewer/core/SystemInfoJson.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -74,9 +75,9 @@ TEST( CognitoEndpoint, IsTheNameBasedIdOfTheAddressInLowerCase )
 
 TEST( CognitoEndpoint, VersionHasNoSpaces )
 {
-    EXPECT_EQ( Cognito::noSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
-    EXPECT_EQ( Cognito::noSpaces( "  " ), "--" );
-    EXPECT_EQ( Cognito::versionNoSpaces(), Cognito::noSpaces( GetVXVersionString() ) );
+    EXPECT_EQ( noSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
+    EXPECT_EQ( noSpaces( "  " ), "--" );
+    EXPECT_EQ( Cognito::versionNoSpaces(), noSpaces( GetVXVersionString() ) );
     EXPECT_TRUE( Cognito::cAuthUrl.ends_with( "/auth" ) );
 }
 

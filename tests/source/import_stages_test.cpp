@@ -2,7 +2,7 @@
 #include "support/LogCapture.h"
 
 #include <VXOrvanta/converter/ConverterService.h>
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>

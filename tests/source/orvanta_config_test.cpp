@@ -6,7 +6,7 @@
 #include <VXOrvanta/account/AuthToken.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
 #include <VXOrvanta/shell/OrvantaWindowTitle.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>
 

@@ -7,8 +7,8 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/web/ScriptedTransport.h>

@@ -5,7 +5,7 @@
 #include <AppTools.h>
 #include <ConfigCheck.h>
 
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>

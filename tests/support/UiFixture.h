@@ -7,9 +7,9 @@
 #include <FileOpener.h>
 
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXViewer/core/OffscreenWindow.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/window/OffscreenWindow.h>
 
 #include <gtest/gtest.h>
 

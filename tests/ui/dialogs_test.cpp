@@ -2,7 +2,7 @@
 
 #include "support/TestMeshes.h"
 
-#include <VXViewer/menu/FolderListing.h>
+#include <VXViewer/dialogs/FolderListing.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>

@@ -4,8 +4,8 @@
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/Origin.h>
 #include <VXMesh/scene/SimpleShapes.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/draw/Camera.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
 
@@ -153,7 +153,7 @@ TEST_F( FarScene, IsKeptBySavingUndoAndRedo )
     EXPECT_EQ( object().xf(), translation( cFar ) );
     object().select( false );
     EXPECT_EQ( differing( before, viewer().sceneImage() ), 0u );
-    viewer().document().clear();
+    sceneDocument().clear();
     open( "again.vxu", Testing::readFile( file ) );
     EXPECT_EQ( object().xf(), translation( cFar ) );
     object().select( false );

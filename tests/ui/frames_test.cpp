@@ -2,8 +2,8 @@
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/deferred/WebRequestFuture.h>
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/ViewerTitle.h>
+#include <VXViewer/loop/CommandLoop.h>
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/shell/ArchitectureCheck.h>
-#include <VXOrvanta/shell/SitePages.h>
+#include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/system/OpenLink.h>
 
 #include <gtest/gtest.h>

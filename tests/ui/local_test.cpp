@@ -9,12 +9,12 @@
 
 #include <AppSetup.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
-#include <VXViewer/core/OffscreenWindow.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/RibbonMenu.h>
-#include <VXViewer/menu/RibbonSchema.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/window/OffscreenWindow.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>

@@ -3,9 +3,9 @@
 #include "support/UiFixture.h"
 
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/draw/Screenshot.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <GLFW/glfw3.h>

@@ -6,8 +6,8 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/shell/ArchitectureCheck.h>
-#include <VXOrvanta/shell/SitePages.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
+#include <VXOrvanta/welcome/SitePages.h>
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>

@@ -4,8 +4,8 @@
 #include <StepImport.h>
 
 #include <VXMesh/formats/FileFormats.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/history/HistoryStore.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -286,7 +286,7 @@ TEST_F( OpenJobs, WhatTheProgramSavesItselfIsNoChange )
 {
     const auto files = cubes( 2 );
     openAndWait( files );
-    EXPECT_TRUE( viewer().document().save( files[0] ) );
+    EXPECT_TRUE( sceneDocument().save( files[0] ) );
     // Changes are told in their order, so the first would be there with the second.
     folder_.write( files[1].filename(), Testing::cubeFile() + " " );
     turnUntil( [this] { return menu_->notificationCount() > 1; } );

@@ -2,13 +2,13 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/dialogs/FileDialogSignals.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/menu/FileDialogSignals.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <GLFW/glfw3.h>

@@ -2,7 +2,7 @@
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/AccountLock.h>
-#include <VXViewer/system/SystemInfoJson.h>
+#include <VXViewer/core/SystemInfoJson.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/scene/SceneEdits.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <gtest/gtest.h>

@@ -4,10 +4,10 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/FileDialogSignals.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/dialogs/FileDialogSignals.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/settings/Config.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <GLFW/glfw3.h>

@@ -2,11 +2,11 @@
 #include "support/UiFixture.h"
 
 #include <VXMesh/formats/FileFormats.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/scene/Autosave.h>
+#include <VXViewer/scene/SceneDocument.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>
@@ -27,12 +27,12 @@ class UnsavedWork : public Testing::UiFixture
 protected:
     void TearDown() override
     {
-        if ( viewer().autosave() )
-            viewer().autosave()->setTimes( {} );
+        autosave().setTimes( {} );
         UiFixture::TearDown();
     }
 
-    static SceneDocument& document() { return viewer().document(); }
+    static Autosave& autosave() { return *viewer().getMenuPlugin()->autosave(); }
+    static SceneDocument& document() { return sceneDocument(); }
     static size_t objectCount() { return viewer().sceneRoot().children().size(); }
     void edit()
     {
@@ -86,7 +86,7 @@ protected:
     /// What a program has left that was killed.
     void leaveWork( const std::filesystem::path& file = {}, int64_t time = 1000000000 )
     {
-        auto slot = RecoverySlot::create( viewer().autosave()->folder() );
+        auto slot = RecoverySlot::create( autosave().folder() );
         ASSERT_TRUE( slot ) << slot.error();
         const auto scene = Testing::cubeFile();
         ASSERT_TRUE( slot->writeScene( std::as_bytes( std::span( scene ) ) ) );
@@ -305,7 +305,7 @@ TEST_F( UnsavedWork, ASceneWhoseOpeningWasTakenBackTakesItsFileAlong )
 
 TEST_F( UnsavedWork, IsKeptForItsOwnerAloneAndDroppedWhenSaved )
 {
-    viewer().autosave()->setTimes( { .interval = std::chrono::milliseconds( 1 ) } );
+    autosave().setTimes( { .interval = std::chrono::milliseconds( 1 ) } );
     edit();
     drawUntil( [this] { return isKept(); } );
     const auto slot = slots().front();
@@ -319,8 +319,8 @@ TEST_F( UnsavedWork, IsKeptForItsOwnerAloneAndDroppedWhenSaved )
 TEST_F( UnsavedWork, NothingIsKeptOfWhatStandsInAFile )
 {
     openCube();
-    viewer().autosave()->keepNow();
-    viewer().autosave()->workEnded( std::chrono::hours( 1 ) );
+    autosave().keepNow();
+    autosave().workEnded( std::chrono::hours( 1 ) );
     restart();
     EXPECT_TRUE( slots().empty() );
 }
@@ -328,15 +328,15 @@ TEST_F( UnsavedWork, NothingIsKeptOfWhatStandsInAFile )
 TEST_F( UnsavedWork, IsKeptAtOnceAfterLongWork )
 {
     edit();
-    viewer().autosave()->workEnded( std::chrono::seconds( 1 ) );
-    viewer().autosave()->workEnded( std::chrono::minutes( 1 ) );
+    autosave().workEnded( std::chrono::seconds( 1 ) );
+    autosave().workEnded( std::chrono::minutes( 1 ) );
     drawUntil( [this] { return isKept(); } );
 }
 
 TEST_F( UnsavedWork, ACleanEndLeavesNothing )
 {
     edit();
-    viewer().autosave()->keepNow();
+    autosave().keepNow();
     drawUntil( [this] { return isKept(); } );
     restart();
     EXPECT_TRUE( slots().empty() );
@@ -379,7 +379,7 @@ TEST_F( UnsavedWork, OfADeadProgramIsOfferedAgainUntilItIsAnswered )
 TEST_F( UnsavedWork, OfARunningProgramIsNotOffered )
 {
     leaveWork();
-    const auto running = RecoverySlot::takeAbandoned( viewer().autosave()->folder() );
+    const auto running = RecoverySlot::takeAbandoned( autosave().folder() );
     ASSERT_EQ( running.size(), 1u );
     restart();
     EXPECT_FALSE( isAsked() );
@@ -419,7 +419,9 @@ TEST( Pictures, KeepNoUnsavedWork )
     auto& viewer = getViewerInstance();
     LaunchParams params;
     params.windowless = params.picturesOnly = true;
+    const auto menu = std::make_shared<RibbonMenu>();
+    viewer.setMenuPlugin( menu );
     ASSERT_TRUE( viewer.start( params ) );
-    EXPECT_EQ( viewer.autosave(), nullptr );
+    EXPECT_EQ( menu->autosave(), nullptr );
     EXPECT_TRUE( viewer.stop() );
 }

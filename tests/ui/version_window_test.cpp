@@ -3,7 +3,7 @@
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
-#include <VXOrvanta/shell/SitePages.h>
+#include <VXOrvanta/welcome/SitePages.h>
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/RibbonIcons.h>
 

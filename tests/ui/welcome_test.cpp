@@ -3,10 +3,10 @@
 
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXOrvanta/welcome/YoutubeLogo.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/SceneCache.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/settings/Config.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>

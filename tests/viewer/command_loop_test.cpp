@@ -1,4 +1,4 @@
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 
 #include <gtest/gtest.h>
 

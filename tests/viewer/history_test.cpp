@@ -1,8 +1,8 @@
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneEdits.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "support/ScratchFolder.h"
 
-#include <VXViewer/recovery/RecoverySlot.h>
+#include <VXViewer/scene/RecoverySlot.h>
 
 #include <gtest/gtest.h>
 

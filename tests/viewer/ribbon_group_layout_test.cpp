@@ -1,4 +1,4 @@
-#include <VXViewer/menu/RibbonGroupLayout.h>
+#include <VXViewer/ribbon/RibbonGroupLayout.h>
 
 #include <gtest/gtest.h>
 

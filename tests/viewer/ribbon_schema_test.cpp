@@ -1,5 +1,5 @@
 #include <VXMesh/io/Json.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/tools/FunctionItem.h>
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include <VXViewer/menu/ShortcutManager.h>
+#include <VXViewer/dialogs/ShortcutManager.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "support/ScratchFolder.h"
 
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebRequest.h>
 

@@ -1,4 +1,4 @@
-#include <VXViewer/core/WindowPlace.h>
+#include <VXViewer/window/WindowPlace.h>
 
 #include <gtest/gtest.h>
 

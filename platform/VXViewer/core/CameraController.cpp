@@ -1,7 +1,6 @@
 #include <VXViewer/core/CameraController.h>
 
-#include <VXViewer/core/Clock.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Clock.h>
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <VXViewer/core/ConnectionHolder.h>
 #include <VXViewer/core/ViewerSignals.h>
+#include <VXViewer/loop/ConnectionHolder.h>
 
 namespace VX
 {

@@ -1,7 +1,8 @@
 #include <VXViewer/core/SpaceMouse.h>
 
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 
 #include <spdlog/spdlog.h>
 
@@ -94,7 +95,7 @@ struct SpaceMouse::Impl
         if ( !motion )
             return;
         viewer.signals().spaceMouseMove( motion->shift, motion->turn );
-        viewer.incrementForceRedrawFrames();
+        redraw( 1 );
     }
 
     Viewer& viewer;

@@ -1,26 +1,23 @@
 #include <VXViewer/core/Viewer.h>
 
 #include <VXViewer/core/CameraController.h>
-#include <VXViewer/core/Clock.h>
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/core/OffscreenWindow.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/SpaceMouse.h>
+#include <VXViewer/core/ViewerMenu.h>
 #include <VXViewer/core/ViewerSetup.h>
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/SceneView.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/menu/SceneCache.h>
-#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/loop/Clock.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
-#include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiContextOwner.h>
 #include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/RibbonFontManager.h>
 #include <VXViewer/web/WebRequest.h>
+#include <VXViewer/window/OffscreenWindow.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <epoxy/gl.h>
@@ -37,7 +34,7 @@ namespace
 constexpr const char* cWindowPlaceKey = "window";
 
 /// Opens the window, while another thread rasterises the fonts of its menu.
-tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params, ImGuiMenu* menu )
+tl::expected<std::unique_ptr<Window>, std::string> openWindow( const LaunchParams& params, ViewerMenu* menu )
 {
     WindowOptions options;
     options.width = params.width;
@@ -96,13 +93,15 @@ Viewer::Viewer()
     : root_( std::make_shared<Object>() )
     , history_( std::make_shared<HistoryStore>() )
     , title_( std::make_shared<ViewerTitle>() )
-    , document_( std::make_unique<SceneDocument>( *this ) )
 {
     root_->setName( "Scene" );
-    document_->watch( history_.get() );
+    setLoopToWake( this );
 }
 
-Viewer::~Viewer() = default;
+Viewer::~Viewer()
+{
+    setLoopToWake( nullptr );
+}
 
 tl::expected<void, std::string> Viewer::start( const LaunchParams& params, ViewerSetup& setup )
 {
@@ -125,7 +124,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     params_ = params;
     closing_ = false;
     resumeWebRequests();
-    auto window = openWindow( params, menu_.get() );
+    auto window = openWindow( params, menu_ );
     if ( !window )
         return tl::unexpected( window.error() );
     window_ = std::move( *window );
@@ -139,8 +138,6 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     drawing_->themeChanges = ColorTheme::onChanged( [this] { updateTheme_(); } );
     title_->setAppName( params.appName );
     title_->setVersion( params.version );
-    if ( !params_.picturesOnly )
-        autosave_ = std::make_unique<Autosave>( *this, getUserStateDir() / "recovery" );
     if ( menu_ )
         menu_->init( this );
     if ( !params_.picturesOnly )
@@ -168,13 +165,11 @@ bool Viewer::stop()
     ProgressBar::cancel();
     CommandLoop::close();
     bool clean = finishWebRequests( cPatience );
-    clean = ( !autosave_ || autosave_->finish( cPatience ) ) && clean;
-    autosave_.reset();
+    clean = ( !menu_ || menu_->finish( cPatience ) ) && clean;
     clean = ProgressBar::shutdown( cPatience ) && clean;
     if ( history_ )
         history_->clear();
-    document_->setFile( {} );
-    SceneCache::invalidateAll();
+    sceneClosedSignal();
     root_ = std::make_shared<Object>();
     root_->setName( "Scene" );
     if ( window_ )
@@ -187,7 +182,7 @@ bool Viewer::stop()
     while ( waking_ > 0 )
         std::this_thread::yield();
     window_.reset();
-    menu_.reset();
+    takeMenu_( nullptr, nullptr );
     title_ = std::make_shared<ViewerTitle>();
     // What was connected for this run ends with it.
     perFrameSignal.disconnect_all_slots();
@@ -394,14 +389,13 @@ void Viewer::requestClose()
 void Viewer::setHistoryStore( std::shared_ptr<HistoryStore> store )
 {
     history_ = std::move( store );
-    document_->watch( history_.get() );
-    if ( autosave_ )
-        autosave_->watch( history_.get() );
+    historyReplacedSignal();
 }
 
-void Viewer::setMenuPlugin( std::shared_ptr<ImGuiMenu> menu )
+void Viewer::takeMenu_( std::shared_ptr<ImGuiMenu> plugin, ViewerMenu* menu )
 {
-    menu_ = std::move( menu );
+    plugin_ = std::move( plugin );
+    menu_ = menu;
 }
 
 void Viewer::setViewerTitle( std::shared_ptr<ViewerTitle> title )

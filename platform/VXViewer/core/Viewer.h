@@ -4,6 +4,7 @@
 #include <VXViewer/core/ViewerSignals.h>
 #include <VXViewer/draw/Overlay.h>
 #include <VXViewer/draw/Screenshot.h>
+#include <VXViewer/loop/Wake.h>
 
 #include <boost/signals2/signal.hpp>
 
@@ -18,9 +19,8 @@ namespace VX
 
 class Camera;
 class HistoryStore;
-class Autosave;
 class ImGuiMenu;
-class SceneDocument;
+class ViewerMenu;
 class ViewerSetup;
 class ViewerTitle;
 struct DrawSettings;
@@ -54,7 +54,7 @@ struct PictureParams
 ///
 /// There is one for the whole process, reached by `getViewerInstance`, which exists before and after it is started.
 /// All operations belong to the UI thread, the one that started it, except `postEmptyEvent`.
-class VXVIEWER_API Viewer
+class VXVIEWER_API Viewer final : private LoopToWake
 {
 public:
     Viewer();
@@ -82,23 +82,19 @@ public:
     [[nodiscard]] bool isClosing() const { return closing_; }
 
     /// Wakes the loop, so that a new frame is drawn; any thread, and without a started viewer it does nothing.
-    void postEmptyEvent();
+    void postEmptyEvent() override;
     /// Draws that many more frames; with `swapOnLastOnly` only the last is shown, the ones before it settle the layout.
-    void incrementForceRedrawFrames( int frames = 1, bool swapOnLastOnly = false );
+    void incrementForceRedrawFrames( int frames = 1, bool swapOnLastOnly = false ) override;
     /// Draws a frame in that many seconds from now, unless one is asked for earlier.
-    void requestFrameIn( double seconds );
+    void requestFrameIn( double seconds ) override;
 
-    /// The menu belongs to the viewer from here on; set it before `start`.
+    /// The menu belongs to the viewer from here on; set it before `start`. Defined where `ImGuiMenu` is.
     void setMenuPlugin( std::shared_ptr<ImGuiMenu> menu );
-    [[nodiscard]] const std::shared_ptr<ImGuiMenu>& getMenuPlugin() const { return menu_; }
+    [[nodiscard]] const std::shared_ptr<ImGuiMenu>& getMenuPlugin() const { return plugin_; }
 
     /// Steps that the user can take back; null when there is no history.
     void setHistoryStore( std::shared_ptr<HistoryStore> store );
     [[nodiscard]] const std::shared_ptr<HistoryStore>& getHistoryStore() const { return history_; }
-    /// The scene as a file.
-    [[nodiscard]] SceneDocument& document() { return *document_; }
-    /// Keeps unsaved work for the case of a crash; null while no window stands, and where only pictures are drawn.
-    [[nodiscard]] Autosave* autosave() { return autosave_.get(); }
 
     /// Takes over name and version of the title that was there.
     void setViewerTitle( std::shared_ptr<ViewerTitle> title );
@@ -119,6 +115,8 @@ public:
     void setOverlays( const std::string& owner, std::vector<Overlay> overlays );
 
     [[nodiscard]] float scale() const;
+    /// Whether no frames are drawn but the pictures that are asked for.
+    [[nodiscard]] bool isForPicturesOnly() const { return params_.picturesOnly; }
     /// The program's arguments; whoever has dealt with one may take it out.
     [[nodiscard]] std::vector<std::string>& arguments() { return params_.arguments; }
     [[nodiscard]] Window* window() { return window_.get(); }
@@ -138,12 +136,17 @@ public:
 
     /// Once a frame, while Dear ImGui's frame is open.
     boost::signals2::signal<void()> perFrameSignal;
+    /// Another history has taken the place of the former one, or none has.
+    boost::signals2::signal<void()> historyReplacedSignal;
+    /// The scene and its history have gone, before the window does.
+    boost::signals2::signal<void()> sceneClosedSignal;
     /// Files were dropped on the window.
     boost::signals2::signal<void( const std::vector<std::filesystem::path>& )> filesDroppedSignal;
 
 private:
     struct Drawing;
 
+    void takeMenu_( std::shared_ptr<ImGuiMenu> plugin, ViewerMenu* menu );
     void connectWindow_();
     void connectInput_();
     void updateTheme_();
@@ -158,11 +161,10 @@ private:
     ViewerSetup* setup_ = nullptr;
     ViewerSignals signals_;
     std::shared_ptr<Object> root_;
-    std::shared_ptr<ImGuiMenu> menu_;
+    std::shared_ptr<ImGuiMenu> plugin_; ///< owns `menu_`
+    ViewerMenu* menu_ = nullptr;
     std::shared_ptr<HistoryStore> history_;
     std::shared_ptr<ViewerTitle> title_;
-    std::unique_ptr<SceneDocument> document_;
-    std::unique_ptr<Autosave> autosave_;
     std::unique_ptr<Drawing> drawing_;
     std::unique_ptr<Window> window_;
     /// What other threads may touch; null while there is no window.

@@ -2,7 +2,6 @@
 
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
-#include <VXViewer/menu/RibbonMenu.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 
@@ -11,10 +10,7 @@ namespace VX
 
 ViewerSetup::~ViewerSetup() = default;
 
-void ViewerSetup::setupBasePlugins( Viewer* viewer ) const
-{
-    viewer->setMenuPlugin( std::make_shared<RibbonMenu>() );
-}
+void ViewerSetup::setupBasePlugins( Viewer* ) const {}
 
 void ViewerSetup::setupCommonModifiers( Viewer* ) const {}
 

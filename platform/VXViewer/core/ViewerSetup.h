@@ -19,7 +19,7 @@ class VXVIEWER_API ViewerSetup
 public:
     virtual ~ViewerSetup();
 
-    /// Installs the menu; here a plain `RibbonMenu`.
+    /// Installs the menu; here none, see `RibbonSetup`.
     virtual void setupBasePlugins( Viewer* viewer ) const;
     /// For tools that change objects; empty here.
     virtual void setupCommonModifiers( Viewer* viewer ) const;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VXMesh/math/Vector3.h>
-#include <VXViewer/core/Window.h>
+#include <VXViewer/window/Window.h>
 
 #include <boost/signals2/signal.hpp>
 

@@ -1,6 +1,6 @@
 #include <VXViewer/draw/SceneView.h>
 
-#include <VXViewer/core/Clock.h>
+#include <VXViewer/loop/Clock.h>
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>

@@ -1,19 +1,23 @@
 #include <VXViewer/menu/ImGuiMenu.h>
 
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/dialogs/FileDialog.h>
+#include <VXViewer/dialogs/ModalMessage.h>
+#include <VXViewer/dialogs/ProgressModal.h>
+#include <VXViewer/dialogs/QuestionDialog.h>
+#include <VXViewer/dialogs/ShortcutSheet.h>
+#include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/AxisTriad.h>
-#include <VXViewer/menu/FileDialog.h>
-#include <VXViewer/menu/ModalMessage.h>
-#include <VXViewer/menu/ProgressModal.h>
-#include <VXViewer/menu/QuestionDialog.h>
 #include <VXViewer/menu/RecoveryOffer.h>
-#include <VXViewer/menu/ShortcutSheet.h>
 #include <VXViewer/menu/TurnMark.h>
 #include <VXViewer/menu/UnsavedWork.h>
+#include <VXViewer/scene/Autosave.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/settings/Config.h>
+#include <VXViewer/system/UserDirs.h>
+#include <VXViewer/work/ProgressBar.h>
 
 #include <GLFW/glfw3.h>
 #include <imgui.h>
@@ -42,8 +46,13 @@ struct ImGuiMenu::Dialogs
     ModalMessage modal;
     FileDialog file;
     ShortcutSheet shortcuts;
-    boost::signals2::scoped_connection closing;
+    boost::signals2::scoped_connection closing, failures;
 };
+
+ImGuiMenu* currentMenu()
+{
+    return getViewerInstance().getMenuPlugin().get();
+}
 
 ImGuiMenu::ImGuiMenu()
     : dialogs_( std::make_unique<Dialogs>() )
@@ -51,6 +60,14 @@ ImGuiMenu::ImGuiMenu()
 }
 
 ImGuiMenu::~ImGuiMenu() = default;
+
+ViewerMenu::~ViewerMenu() = default;
+
+void Viewer::setMenuPlugin( std::shared_ptr<ImGuiMenu> menu )
+{
+    ViewerMenu* const asked = menu.get();
+    takeMenu_( std::move( menu ), asked );
+}
 
 void ImGuiMenu::connectListeners_()
 {
@@ -86,6 +103,8 @@ void ImGuiMenu::init( Viewer* viewer )
     userScaling_ = readUserScaling();
     connectListeners_();
     setupShortcuts_();
+    if ( !viewer->isForPicturesOnly() )
+        autosave_ = std::make_unique<Autosave>( *viewer, getUserStateDir() / "recovery" );
     drawCallback = [this] { draw_helpers(); };
     dialogs_->closing = viewer->signals().closeRequest.connect( InterfaceListeners,
         [viewer]
@@ -93,6 +112,9 @@ void ImGuiMenu::init( Viewer* viewer )
             UnsavedWork::leave( [viewer] { viewer->close(); } );
             return true;
         } );
+    dialogs_->shortcuts.captionOf = [this]( const std::string& command ) { return captionOf_( command ); };
+    dialogs_->failures = ProgressBar::failedSignal().connect(
+        [this]( const std::string& text ) { showModalMessage( text, NotificationType::Error ); } );
     // After the first frame of what a product has queued before, such as a sign-in that covers the scene.
     CommandLoop::appendCommand( [] { CommandLoop::appendCommand( &offerRecovery ); } );
 }
@@ -102,6 +124,13 @@ void ImGuiMenu::shutdown()
     disconnect();
     drawCallback = nullptr;
     dialogs_ = std::make_unique<Dialogs>();
+}
+
+bool ImGuiMenu::finish( std::chrono::milliseconds patience )
+{
+    const bool clean = !autosave_ || autosave_->finish( patience );
+    autosave_.reset();
+    return clean;
 }
 
 void ImGuiMenu::setupShortcuts_()
@@ -114,7 +143,7 @@ void ImGuiMenu::setupShortcuts_()
 void ImGuiMenu::showModalMessage( const std::string& message, NotificationType type )
 {
     dialogs_->modal.push( message, type );
-    getViewerInstance().incrementForceRedrawFrames( 2 );
+    redraw();
 }
 
 void ImGuiMenu::ask( Question question )
@@ -174,13 +203,13 @@ void ImGuiMenu::setUserScaling( float factor )
 {
     userScaling_ = std::clamp( factor, 0.5f, 3.f );
     Config::instance().setJsonValue( cUserScalingKey, userScaling_ );
-    getViewerInstance().incrementForceRedrawFrames( 3 );
+    redraw( 3 );
 }
 
 void ImGuiMenu::showShortcutSheet()
 {
     dialogs_->shortcuts.open();
-    getViewerInstance().incrementForceRedrawFrames( 2 );
+    redraw();
 }
 
 void ImGuiMenu::setOpenAction( FilesAction open )

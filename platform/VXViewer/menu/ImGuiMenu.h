@@ -2,8 +2,9 @@
 
 #include <VXMesh/scene/Object.h>
 #include <VXViewer/core/Listeners.h>
-#include <VXViewer/menu/Notification.h>
-#include <VXViewer/menu/ShortcutManager.h>
+#include <VXViewer/core/ViewerMenu.h>
+#include <VXViewer/dialogs/Notification.h>
+#include <VXViewer/dialogs/ShortcutManager.h>
 #include <VXViewer/ui/RibbonFontManager.h>
 
 #include <filesystem>
@@ -15,6 +16,7 @@
 namespace VX
 {
 
+class Autosave;
 struct Question;
 class Viewer;
 
@@ -44,7 +46,8 @@ class VXVIEWER_API ImGuiMenu : public MouseDownListener,
                                public TouchpadZoomGestureUpdateListener,
                                public TouchpadZoomGestureEndListener,
                                public PostResizeListener,
-                               public PostRescaleListener
+                               public PostRescaleListener,
+                               public ViewerMenu
 {
 public:
     using FilesAction = std::function<void( const std::vector<std::filesystem::path>& )>;
@@ -54,9 +57,10 @@ public:
 
     /// Called when the viewer's window stands, before the first frame: connects the listeners, sets the shortcuts up
     /// and installs the draw callback.
-    virtual void init( Viewer* viewer );
+    void init( Viewer* viewer ) override;
     /// Called before the window goes.
-    virtual void shutdown();
+    void shutdown() override;
+    bool finish( std::chrono::milliseconds patience ) override;
 
 protected:
     /// Makes the shortcut manager with the set that every menu has: F1 for the sheet of shortcuts, Escape.
@@ -76,7 +80,7 @@ public:
     virtual void removeNotification( const std::string& key );
 
     /// Draws one frame: what `drawCallback` draws, and over it the dialogs that have to be answered.
-    void draw();
+    void draw() override;
 
     /// Draws the windows of one frame; a menu derived from this one installs its own in `init`.
     std::function<void()> drawCallback;
@@ -85,14 +89,16 @@ public:
     virtual void draw_helpers();
 
     /// How much larger than at 96 dots an inch the interface is drawn: the monitor's scale times the user's choice.
-    [[nodiscard]] float menu_scaling() const;
+    [[nodiscard]] float menu_scaling() const override;
     /// The user's factor on the monitor's scale, 0.5 to 3; it is kept in the settings.
     [[nodiscard]] float userScaling() const { return userScaling_; }
     void setUserScaling( float factor );
 
-    [[nodiscard]] RibbonFontManager& fontManager() { return fonts_; }
+    [[nodiscard]] RibbonFontManager& fontManager() override { return fonts_; }
     /// Starts to rasterise the fonts on another thread, for a window that is being opened on a screen of this scale.
-    void loadFontsAhead( float screenScale );
+    void loadFontsAhead( float screenScale ) override;
+    /// Keeps unsaved work for the case of a crash; null before `init`, and where only pictures are drawn.
+    [[nodiscard]] Autosave* autosave() { return autosave_.get(); }
     /// Null until shortcuts were first set up.
     [[nodiscard]] const std::shared_ptr<ShortcutManager>& getShortcutManager() const { return shortcuts_; }
     void showShortcutSheet();
@@ -105,10 +111,10 @@ public:
         std::function<void( const std::filesystem::path& )> chosen );
 
     /// A click in the scene: selects an object (null: none), adding to the selection where asked.
-    virtual void onSceneClick( Object* object, bool add );
+    void onSceneClick( Object* object, bool add ) override;
 
     /// What the interface takes from the scene at the left and at the upper edge, in pixels.
-    [[nodiscard]] virtual Vector2f coveredPixels() const { return {}; }
+    [[nodiscard]] Vector2f coveredPixels() const override { return {}; }
 
     /// Without it shortcuts and the 3D mouse do nothing: for a screen that covers the whole menu.
     void allowInput( bool allow ) { inputAllowed_ = allow; }
@@ -123,6 +129,8 @@ protected:
 
     /// Escape was pressed and no window wanted it.
     virtual void onEscape_();
+    /// What the user reads for a shortcut's command; here its name.
+    [[nodiscard]] virtual std::string captionOf_( const std::string& command ) const { return command; }
 
     bool onMouseDown_( MouseButton button, int modifiers ) override;
     bool onMouseMove_( Vector2f position ) override;
@@ -162,6 +170,10 @@ private:
     bool inputAllowed_ = true;
     FilesAction open_;
     std::unique_ptr<Dialogs> dialogs_;
+    std::unique_ptr<Autosave> autosave_;
 };
+
+/// The menu of this process's viewer, or null.
+[[nodiscard]] VXVIEWER_API ImGuiMenu* currentMenu();
 
 } // namespace VX

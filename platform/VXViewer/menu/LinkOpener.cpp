@@ -1,7 +1,6 @@
 #include <VXViewer/menu/LinkOpener.h>
 
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/OpenLink.h>
 
@@ -14,7 +13,7 @@ namespace
 
 void tell( const std::string& url )
 {
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( !menu )
         return;
     menu->pushNotification( { .header = "The page cannot be opened",

@@ -2,12 +2,12 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/history/SceneEdits.h>
+#include <VXViewer/dialogs/QuestionDialog.h>
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/menu/QuestionDialog.h>
-#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/scene/Autosave.h>
+#include <VXViewer/scene/SceneDocument.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <ctime>
@@ -46,9 +46,10 @@ void takeOver( RecoverySlot slot, const LoadedObjects& loaded )
     const bool alone = viewer.sceneRoot().children().empty();
     SceneEdits::add( "Recover", loaded.objects );
     if ( alone )
-        viewer.document().setFile( slot.info().file );
+        sceneDocument().setFile( slot.info().file );
     viewer.fitScene();
-    if ( auto* autosave = viewer.autosave() )
+    auto* menu = currentMenu();
+    if ( auto* autosave = menu ? menu->autosave() : nullptr )
         autosave->adopt( std::move( slot ) );
 }
 
@@ -65,7 +66,7 @@ void recover( const Slots& slots )
             if ( *result )
                 takeOver( std::move( *slot ), **result );
             else
-                getViewerInstance().getMenuPlugin()->showModalMessage( result->error(), NotificationType::Error );
+                currentMenu()->showModalMessage( result->error(), NotificationType::Error );
         };
     };
     if ( !ProgressBar::orderWithMainThreadPostProcessing( "Recovering", load ) )
@@ -74,7 +75,7 @@ void recover( const Slots& slots )
 
 void askAboutFirst( const Slots& slots )
 {
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( slots->empty() || !menu )
         return;
     const auto discard = [slots]
@@ -93,7 +94,8 @@ void askAboutFirst( const Slots& slots )
 
 void offerRecovery()
 {
-    const auto* autosave = getViewerInstance().autosave();
+    auto* menu = currentMenu();
+    const auto* autosave = menu ? menu->autosave() : nullptr;
     if ( !autosave )
         return;
     const auto slots = std::make_shared<std::deque<RecoverySlot>>();

@@ -1,7 +1,6 @@
 #include <VXViewer/menu/SavedNotice.h>
 
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 
 namespace VX
@@ -9,7 +8,7 @@ namespace VX
 
 void tellSaved( const tl::expected<void, std::string>& saved, const std::filesystem::path& file )
 {
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( !menu )
         return;
     if ( saved )

@@ -1,5 +1,6 @@
 #include <VXViewer/menu/TurnMark.h>
 
+#include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/ui/ImGuiColor.h>
 

@@ -1,21 +1,16 @@
 #include <VXViewer/menu/UnsavedWork.h>
 
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/dialogs/QuestionDialog.h>
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/menu/QuestionDialog.h>
 #include <VXViewer/menu/SavedNotice.h>
+#include <VXViewer/scene/SceneDocument.h>
 
 namespace VX::UnsavedWork
 {
 namespace
 {
-
-SceneDocument& document()
-{
-    return getViewerInstance().document();
-}
 
 /// For as long as it lives; null without one.
 std::shared_ptr<ImGuiMenu> menu()
@@ -25,7 +20,7 @@ std::shared_ptr<ImGuiMenu> menu()
 
 void saveTo( const std::filesystem::path& file, const Action& then )
 {
-    const auto saved = document().save( file );
+    const auto saved = sceneDocument().save( file );
     tellSaved( saved, file );
     if ( saved && then )
         then();
@@ -33,8 +28,8 @@ void saveTo( const std::filesystem::path& file, const Action& then )
 
 std::string suggestedName()
 {
-    if ( !document().file().empty() )
-        return utf8string( document().file().stem() );
+    if ( !sceneDocument().file().empty() )
+        return utf8string( sceneDocument().file().stem() );
     const auto& children = getViewerInstance().sceneRoot().children();
     const auto name = children.size() == 1 ? children.front()->name() : std::string();
     return name.empty() ? "scene" : name;
@@ -44,7 +39,7 @@ std::string suggestedName()
 std::string shownName()
 {
     constexpr size_t cLongest = 60;
-    const auto name = utf8string( document().file().filename() );
+    const auto name = utf8string( sceneDocument().file().filename() );
     if ( name.empty() || name.size() > cLongest )
         return "this scene";
     return "\"" + name + "\"";
@@ -60,18 +55,18 @@ void saveAs( Action then )
 
 void save( Action then )
 {
-    if ( document().file().empty() )
+    if ( sceneDocument().file().empty() )
         return saveAs( std::move( then ) );
-    saveTo( document().file(), then );
+    saveTo( sceneDocument().file(), then );
 }
 
 void leave( Action then )
 {
-    if ( document().isSaved() || !menu() )
+    if ( sceneDocument().isSaved() || !menu() )
         return then();
     menu()->ask( { .title = "Save the changes to " + shownName() + "?",
-        .text = document().file().empty() ? "It was never saved as a scene, and is lost otherwise."
-                                          : "What was changed since it was saved is lost otherwise.",
+        .text = sceneDocument().file().empty() ? "It was never saved as a scene, and is lost otherwise."
+                                               : "What was changed since it was saved is lost otherwise.",
         .answers = { { "Save", [then] { save( then ); } }, { "Cancel", {} }, { "Discard", then } } } );
 }
 

@@ -1,8 +1,8 @@
 #include <VXMesh/scene/SimpleShapes.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/Viewer.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>

@@ -1,11 +1,12 @@
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/core/SceneDocument.h>
 #include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SavedNotice.h>
-#include <VXViewer/menu/SceneCache.h>
 #include <VXViewer/menu/UnsavedWork.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/tools/FunctionItem.h>
 
@@ -29,8 +30,8 @@ void newScene()
     UnsavedWork::leave(
         []
         {
-            viewer().document().clear();
-            viewer().incrementForceRedrawFrames( 2 );
+            sceneDocument().clear();
+            redraw();
         } );
 }
 

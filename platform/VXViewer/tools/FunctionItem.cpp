@@ -1,6 +1,5 @@
+#include <VXViewer/scene/SceneRoot.h>
 #include <VXViewer/tools/FunctionItem.h>
-
-#include <VXViewer/core/Viewer.h>
 
 namespace VX::Requirements
 {
@@ -17,7 +16,7 @@ std::string_view oneSelected( const SelectedObjects& selected )
 
 std::string_view anyObject( const SelectedObjects& )
 {
-    return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
+    return sceneRoot().children().empty() ? "Open a file first" : "";
 }
 
 } // namespace VX::Requirements

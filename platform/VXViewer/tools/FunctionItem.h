@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 
 #include <concepts>
 #include <functional>

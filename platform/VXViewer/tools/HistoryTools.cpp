@@ -1,6 +1,6 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 
 namespace VX
 {

@@ -1,19 +1,13 @@
-#include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/RibbonMenu.h>
-#include <VXViewer/menu/ViewerSettingsPlugin.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 namespace VX
 {
 namespace
 {
-
-RibbonMenu* menu()
-{
-    return dynamic_cast<RibbonMenu*>( getViewerInstance().getMenuPlugin().get() );
-}
 
 void switchTheme()
 {
@@ -25,17 +19,17 @@ void switchTheme()
 
 void switchSceneList()
 {
-    if ( !menu() )
+    if ( !currentRibbonMenu() )
         return;
-    auto config = menu()->getMenuUIConfig();
+    auto config = currentRibbonMenu()->getMenuUIConfig();
     config.drawScenePanel = !config.drawScenePanel;
-    menu()->setMenuUIConfig( config );
+    currentRibbonMenu()->setMenuUIConfig( config );
 }
 
 void showMouseHelp()
 {
-    if ( menu() )
-        menu()->showModalMessage(
+    if ( currentRibbonMenu() )
+        currentRibbonMenu()->showModalMessage(
             "Left drag: turn\nRight or middle drag, or Shift and left drag: move\nWheel: zoom at the pointer\n"
             "Click: select, with Ctrl one more\nDouble click: fit the object\n"
             "Escape: end the tool at work, or clear the selection",
@@ -43,20 +37,20 @@ void showMouseHelp()
 }
 
 const FunctionItemRegistrar cTheme( FunctionItemParams{ "Switch theme", &switchTheme, {}, {} } );
-const FunctionItemRegistrar cSceneList( FunctionItemParams{
-    "Scene list", &switchSceneList, {}, [] { return menu() && menu()->getMenuUIConfig().drawScenePanel; } } );
+const FunctionItemRegistrar cSceneList( FunctionItemParams{ "Scene list", &switchSceneList, {},
+    [] { return currentRibbonMenu() && currentRibbonMenu()->getMenuUIConfig().drawScenePanel; } } );
 const FunctionItemRegistrar cShortcuts( FunctionItemParams{ "Shortcuts",
     []
     {
-        if ( menu() )
-            menu()->showShortcutSheet();
+        if ( currentRibbonMenu() )
+            currentRibbonMenu()->showShortcutSheet();
     },
     {}, {} } );
 const FunctionItemRegistrar cToolbar( FunctionItemParams{ "Customize toolbar",
     []
     {
-        if ( menu() )
-            menu()->getToolbar().openCustomize();
+        if ( currentRibbonMenu() )
+            currentRibbonMenu()->getToolbar().openCustomize();
     },
     {}, {} } );
 const FunctionItemRegistrar cMouse( FunctionItemParams{ "Mouse help", &showMouseHelp, {}, {} } );

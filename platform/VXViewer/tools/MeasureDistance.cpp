@@ -1,6 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
-#include <VXViewer/menu/RibbonSchema.h>
+#include <VXViewer/loop/Wake.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
@@ -62,7 +63,7 @@ private:
             } );
         // The dialog takes a frame to find its new height.
         if ( lost > 0 )
-            getViewerInstance().incrementForceRedrawFrames( 2 );
+            redraw();
     }
 
     bool onEnable_() override

@@ -1,9 +1,10 @@
-#include <VXViewer/core/CommandLoop.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/SceneView.h>
+#include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/menu/RibbonSchema.h>
 #include <VXViewer/menu/SavedNotice.h>
+#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -31,7 +32,7 @@ void takeAndSave( const PictureParams& params )
         [image = std::make_shared<Image>( std::move( *picture ) )]( const std::filesystem::path& file )
         { tellSaved( savePng( file, *image ), file ); } );
     // The field of the name has the keyboard a frame after the dialog has come.
-    getViewerInstance().incrementForceRedrawFrames( 3 );
+    redraw( 3 );
 }
 
 /// Asks for the size of a picture and saves it; what is chosen is kept while the program runs.

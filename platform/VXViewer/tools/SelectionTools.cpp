@@ -1,11 +1,11 @@
-#include <VXViewer/core/Viewer.h>
-#include <VXViewer/history/SceneEdits.h>
-#include <VXViewer/menu/RibbonMenu.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
 
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/scene/SceneRoot.h>
 
 #include <algorithm>
 #include <unordered_set>
@@ -15,11 +15,6 @@ namespace VX
 namespace
 {
 
-Object& root()
-{
-    return getViewerInstance().sceneRoot();
-}
-
 SceneEdits::Objects selected()
 {
     return SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>();
@@ -28,13 +23,13 @@ SceneEdits::Objects selected()
 void selectAll()
 {
     forEachObject(
-        root(), []( Object& object ) { object.select( dynamic_cast<VisualObject*>( &object ) != nullptr ); } );
+        sceneRoot(), []( Object& object ) { object.select( dynamic_cast<VisualObject*>( &object ) != nullptr ); } );
 }
 
 void clearSelections()
 {
     PrimitiveSelection::instance().clear();
-    forEachObject( root(), []( Object& object ) { object.select( false ); } );
+    forEachObject( sceneRoot(), []( Object& object ) { object.select( false ); } );
 }
 
 std::string_view anythingMarked( const SelectedObjects& objects )
@@ -91,7 +86,7 @@ void showAll()
 
 void rename()
 {
-    const auto* menu = dynamic_cast<RibbonMenu*>( getViewerInstance().getMenuPlugin().get() );
+    const auto* menu = currentRibbonMenu();
     if ( const auto objects = selected(); menu && !objects.empty() )
         menu->getSceneObjectsList()->startRename( *objects.front() );
 }

@@ -1,7 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
-#include <VXViewer/menu/SceneCache.h>
+#include <VXViewer/scene/SceneCache.h>
 #include <VXViewer/tools/FunctionItem.h>
 
 namespace VX

@@ -14,6 +14,9 @@
 namespace VX
 {
 
+/// Where the user's choice of a theme is kept in the settings.
+inline constexpr const char* cColorThemeConfigKey = "colorTheme";
+
 /// The colours of the interface and of the viewport: one of the presets, or a theme of the user's own.
 ///
 /// There is one theme for the process. UI thread; it may be set before the viewer starts.

@@ -1,6 +1,6 @@
 #include <VXViewer/ui/Widgets.h>
 
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Keyboard.h>
@@ -295,7 +295,7 @@ bool beginToolDialog( const char* title, bool* open, float width, float scale )
     const bool drawn = ImGui::Begin( title, open, ImGuiWindowFlags_NoCollapse | ImGuiWindowFlags_NoResize );
     // Its size is known from here on.
     if ( !isInside( *ImGui::GetCurrentWindow() ) )
-        getViewerInstance().incrementForceRedrawFrames( 2 );
+        redraw();
     if ( ImGui::IsWindowFocused( ImGuiFocusedFlags_RootAndChildWindows ) && !ImGui::IsAnyItemActive() &&
          keyPressed( ImGuiKey_Escape ) )
         *open = false;

@@ -2,7 +2,7 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/CommandLoop.h>
+#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/web/CallbackThreads.h>
 
 #include <atomic>

@@ -1,9 +1,7 @@
 #include <VXViewer/work/ProgressBar.h>
 
-#include <VXViewer/core/CommandLoop.h>
-#include <VXViewer/core/Viewer.h>
-#include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/recovery/Autosave.h>
+#include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -48,12 +46,6 @@ Jobs& jobs()
 
 thread_local std::shared_ptr<Job> tJob;
 
-void showError( const std::string& text )
-{
-    if ( const auto& menu = getViewerInstance().getMenuPlugin() )
-        menu->showModalMessage( text, NotificationType::Error );
-}
-
 /// Runs on the UI thread when a job has ended.
 void finish( const std::shared_ptr<Job>& job, const ProgressBar::PostProcessing& post, const std::string& error )
 {
@@ -62,11 +54,10 @@ void finish( const std::shared_ptr<Job>& job, const ProgressBar::PostProcessing&
     if ( jobs().shown == job )
         jobs().shown.reset();
     if ( !error.empty() )
-        showError( error );
+        ProgressBar::failedSignal()( error );
     else if ( post )
         post();
-    if ( auto* autosave = getViewerInstance().autosave() )
-        autosave->workEnded( Clock::now() - job->start );
+    ProgressBar::endedSignal()( Clock::now() - job->start );
 }
 
 void runJob( const std::shared_ptr<Job>& job, const std::function<ProgressBar::PostProcessing()>& work )
@@ -98,7 +89,7 @@ void wakeSometimes( Job& job )
     const auto now = Clock::now().time_since_epoch();
     auto last = job.lastWake.load();
     if ( now - Clock::duration( last ) >= cInterval && job.lastWake.compare_exchange_strong( last, now.count() ) )
-        getViewerInstance().postEmptyEvent();
+        wake();
 }
 
 bool report( Job& job, float fraction )
@@ -116,7 +107,7 @@ void setTask( std::string name )
         const std::lock_guard lock( tJob->mutex );
         tJob->task = std::move( name );
     }
-    getViewerInstance().postEmptyEvent();
+    wake();
 }
 
 } // namespace
@@ -144,7 +135,7 @@ bool ProgressBar::orderWithMainThreadPostProcessing( std::string name, std::func
             everyone.ended.notify_all();
         } )
         .detach();
-    getViewerInstance().postEmptyEvent();
+    wake();
     return true;
 }
 
@@ -156,6 +147,18 @@ bool ProgressBar::order( std::string name, std::function<void()> job )
             job();
             return {};
         } );
+}
+
+Signal<void( const std::string& )>& ProgressBar::failedSignal()
+{
+    static auto* sSignal = new Signal<void( const std::string& )>;
+    return *sSignal;
+}
+
+Signal<void( Clock::duration )>& ProgressBar::endedSignal()
+{
+    static auto* sSignal = new Signal<void( Clock::duration )>;
+    return *sSignal;
 }
 
 bool ProgressBar::isOrdered()
@@ -209,7 +212,7 @@ void ProgressBar::update()
 {
     // The elapsed time ticks even when the job has nothing to report.
     if ( jobs().shown )
-        getViewerInstance().requestFrameIn( 0.25 );
+        redrawIn( 0.25 );
 }
 
 bool ProgressBar::shutdown( std::chrono::milliseconds patience )

@@ -2,6 +2,7 @@
 
 #include <VXMesh/io/Progress.h>
 #include <VXViewer/Export.h>
+#include <VXViewer/loop/Signal.h>
 
 #include <chrono>
 #include <functional>
@@ -44,6 +45,11 @@ public:
 
     /// Gives the shown job up, as its Cancel button does; UI thread.
     static void cancel();
+
+    /// A job that was not canceled has failed with this text; UI thread.
+    [[nodiscard]] static Signal<void( const std::string& )>& failedSignal();
+    /// A job that was not canceled has ended after this time, well or not; UI thread.
+    [[nodiscard]] static Signal<void( std::chrono::steady_clock::duration )>& endedSignal();
 
     /// What the modal shows, or nothing; UI thread.
     struct State

@@ -1,0 +1,494 @@
+#include <VXViewer/ribbon/RibbonMenu.h>
+
+#include <VXViewer/core/Viewer.h>
+#include <VXViewer/dialogs/NotificationList.h>
+#include <VXViewer/draw/Camera.h>
+#include <VXViewer/loop/Wake.h>
+#include <VXViewer/ribbon/RibbonItemButton.h>
+#include <VXViewer/ribbon/RibbonTopPanel.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/settings/Config.h>
+#include <VXViewer/ui/ColorTheme.h>
+#include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/Widgets.h>
+
+#include <GLFW/glfw3.h>
+#include <fmt/format.h>
+#include <spdlog/spdlog.h>
+
+#include <algorithm>
+
+namespace VX
+{
+namespace
+{
+
+using Category = ShortcutManager::Category;
+
+constexpr float cSceneListWidth = 252;
+
+struct DefaultShortcut
+{
+    const char* item;
+    ShortcutKey key;
+    Category category;
+    /// A second key of the tool; the sheet tells both, its button the first.
+    bool another = false;
+};
+
+// Keys that users of other viewers expect; the digits are those of the number block's views.
+constexpr DefaultShortcut cShortcuts[] = {
+    { "New scene", { GLFW_KEY_N, GLFW_MOD_CONTROL }, Category::Scene },
+    { "Open files", { GLFW_KEY_O, GLFW_MOD_CONTROL }, Category::Scene },
+    { "Save scene", { GLFW_KEY_S, GLFW_MOD_CONTROL }, Category::Scene },
+    { "Save scene as", { GLFW_KEY_S, GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, Category::Scene },
+    { "Save picture", { GLFW_KEY_P, GLFW_MOD_CONTROL }, Category::Scene },
+    { "Quit", { GLFW_KEY_Q, GLFW_MOD_CONTROL }, Category::Scene },
+    { "Select all", { GLFW_KEY_A, GLFW_MOD_CONTROL }, Category::Selection },
+    { "Rename", { GLFW_KEY_F2, 0 }, Category::Objects },
+    { "Hide selected", { GLFW_KEY_H, 0 }, Category::Objects },
+    { "Show all", { GLFW_KEY_H, GLFW_MOD_SHIFT }, Category::Objects },
+    { "Measure distance", { GLFW_KEY_M, 0 }, Category::Objects },
+    { "Create Simple Objects", { GLFW_KEY_N, GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, Category::Objects },
+    { "Redo", { GLFW_KEY_Y, GLFW_MOD_CONTROL }, Category::Edit, true },
+    { "Fit all", { GLFW_KEY_F, 0 }, Category::View },
+    { "Fit selected", { GLFW_KEY_F, GLFW_MOD_SHIFT }, Category::View },
+    { "Isometric view", { GLFW_KEY_0, 0 }, Category::View },
+    { "Front view", { GLFW_KEY_1, 0 }, Category::View },
+    { "Right view", { GLFW_KEY_3, 0 }, Category::View },
+    { "Top view", { GLFW_KEY_7, 0 }, Category::View },
+    { "Orthographic", { GLFW_KEY_5, 0 }, Category::View },
+    { "Edges", { GLFW_KEY_E, 0 }, Category::View },
+    { "Wireframe", { GLFW_KEY_W, 0 }, Category::View },
+    { "Viewer settings", { GLFW_KEY_COMMA, GLFW_MOD_CONTROL }, Category::Info },
+};
+
+void restoreTheme()
+{
+    const auto stored = Config::instance().getJsonValue( cColorThemeConfigKey );
+    if ( stored.isNull() )
+        return;
+    if ( const auto set = ColorTheme::setup( stored ); !set )
+        spdlog::warn( "The theme of the settings is left out: {}", set.error() );
+}
+
+constexpr ImGuiWindowFlags cPanelFlags = ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize |
+                                         ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoBringToFrontOnFocus |
+                                         ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoScrollWithMouse |
+                                         ImGuiWindowFlags_NoFocusOnAppearing;
+
+} // namespace
+
+struct RibbonMenu::Parts
+{
+    RibbonTopPanel topPanel;
+    NotificationList notifications;
+};
+
+class RibbonMenu::Host final : public RibbonItemHost
+{
+public:
+    explicit Host( RibbonMenu& menu )
+        : menu_( menu )
+    {
+    }
+    void press( const std::shared_ptr<RibbonMenuItem>& item ) override { menu_.emitItemPressed( item ); }
+    std::string_view requirements( const std::shared_ptr<RibbonMenuItem>& item ) override
+    {
+        return menu_.getRequirements_( item );
+    }
+    std::string shortcut( const std::string& itemName ) override
+    {
+        const auto& manager = menu_.getShortcutManager();
+        const auto key = manager ? manager->findShortcutByName( itemName ) : std::nullopt;
+        return key ? ShortcutManager::getKeyFullString( *key ) : std::string();
+    }
+
+private:
+    RibbonMenu& menu_;
+};
+
+RibbonMenu* currentRibbonMenu()
+{
+    return dynamic_cast<RibbonMenu*>( currentMenu() );
+}
+
+RibbonMenu::RibbonMenu()
+    : host_( std::make_unique<Host>( *this ) )
+    , sceneList_( std::make_shared<RibbonSceneObjectsListDrawer>( *host_ ) )
+    , parts_( std::make_unique<Parts>() )
+{
+}
+
+RibbonMenu::~RibbonMenu() = default;
+
+void RibbonMenu::init( Viewer* viewer )
+{
+    restoreTheme();
+    ImGuiMenu::init( viewer );
+    toolbar_.load();
+    drawCallback = [this] { drawAll_(); };
+}
+
+void RibbonMenu::shutdown()
+{
+    while ( hasAnyActiveItem() )
+    {
+        const auto item = activeBlocking_ ? activeBlocking_ : activeNonBlocking_.back();
+        item->action();
+        updateActive_( item );
+    }
+    selected_.clear();
+    ImGuiMenu::shutdown();
+}
+
+void RibbonMenu::setupShortcuts_()
+{
+    if ( !shortcuts_ )
+        ImGuiMenu::setupShortcuts_();
+    for ( const auto& [item, key, category, another] : cShortcuts )
+        addRibbonItemShortcut_( item, key, category, another );
+    const auto set = shortcuts_->setShortcut(
+        { GLFW_KEY_F, GLFW_MOD_CONTROL }, { Category::Info, "Search", [this] { search_.activate(); } } );
+    if ( !set )
+        spdlog::error( "{}", set.error() );
+}
+
+void RibbonMenu::addRibbonItemShortcut_( const std::string& itemName, ShortcutKey key, Category category, bool another )
+{
+    const auto item = RibbonSchemaHolder::findItem( itemName );
+    if ( !item || !shortcuts_ )
+        return;
+    const auto set = shortcuts_->setShortcut( key, { .category = category,
+                                                       .name = itemName,
+                                                       .action = [this, item] { emitItemPressed( item ); },
+                                                       .another = another } );
+    if ( !set )
+        spdlog::error( "{}", set.error() );
+}
+
+void RibbonMenu::pushNotification( const RibbonNotification& notification )
+{
+    if ( ( notification.tags & allowedTags_ ) == 0 )
+        return;
+    parts_->notifications.push( notification );
+    redraw();
+}
+
+void RibbonMenu::removeNotification( const std::string& key )
+{
+    parts_->notifications.remove( key );
+    redraw();
+}
+
+void RibbonMenu::updateActive_( const std::shared_ptr<RibbonMenuItem>& item )
+{
+    if ( activeBlocking_ == item && !item->isActive() )
+        activeBlocking_ = nullptr;
+    std::erase_if( activeNonBlocking_, [&]( const auto& other ) { return other == item && !item->isActive(); } );
+    if ( !item->isActive() || item->isToggle() )
+        return;
+    if ( item->blocking() )
+        activeBlocking_ = item;
+    else if ( std::find( activeNonBlocking_.begin(), activeNonBlocking_.end(), item ) == activeNonBlocking_.end() )
+        activeNonBlocking_.push_back( item );
+}
+
+bool RibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements )
+{
+    if ( !item )
+        return false;
+    if ( !item->isActive() && !requirements.empty() )
+    {
+        const auto& items = RibbonSchemaHolder::schema().items;
+        const auto it = items.find( item->name() );
+        pushNotification( { .header = it == items.end() ? item->name() : it->second.caption,
+            .text = requirements,
+            .type = NotificationType::Info,
+            .lifeTimeSec = 4 } );
+        return false;
+    }
+    // Two tools that want the mouse for themselves cannot be at work together: the new one takes over.
+    if ( !item->isActive() && item->blocking() && activeBlocking_ && activeBlocking_ != item )
+    {
+        const auto former = activeBlocking_;
+        former->action();
+        updateActive_( former );
+    }
+    const bool done = item->action();
+    updateActive_( item );
+    redraw();
+    return done;
+}
+
+void RibbonMenu::emitItemPressed( const std::shared_ptr<RibbonMenuItem>& item )
+{
+    itemPressed_( item, item ? std::string( getRequirements_( item ) ) : std::string() );
+}
+
+std::string_view RibbonMenu::getRequirements_( const std::shared_ptr<RibbonMenuItem>& item ) const
+{
+    return item->isAvailable( selected_ );
+}
+
+void RibbonMenu::updateSelectedObjects_()
+{
+    // Copying a large selection belongs to the change of it, not to every frame.
+    if ( std::exchange( selectedRevision_, viewer_().sceneRoot().revision() ) != viewer_().sceneRoot().revision() )
+        selected_ = SceneCache::getAllObjects<const Object, ObjectSelectivityType::Selected>();
+}
+
+void RibbonMenu::drawAll_()
+{
+    const bool topPanel = uiConfig_.topLayout != TopPanelLayoutMode::None;
+    if ( topPanel )
+    {
+        drawTopPanel_( uiConfig_.topLayout == TopPanelLayoutMode::RibbonWithTabs, uiConfig_.centerRibbonItems );
+        drawActiveBlockingDialog_();
+        drawActiveNonBlockingDialogs_();
+        if ( uiConfig_.drawToolbar )
+            drawToolbar_();
+    }
+    if ( uiConfig_.drawScenePanel )
+        drawRibbonSceneList_();
+    if ( uiConfig_.drawViewportTags )
+        drawRibbonViewportsLabels_();
+    if ( topPanel )
+        drawActiveList_();
+    draw_helpers();
+    if ( uiConfig_.drawNotifications )
+        drawNotifications_();
+    updateSelectedObjects_();
+}
+
+void RibbonMenu::drawTopPanel_( bool drawTabs, bool centerItems )
+{
+    parts_->topPanel.draw( *host_, search_, drawTabs, centerItems, menu_scaling() );
+}
+
+void RibbonMenu::drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item )
+{
+    item->drawDialog( menu_scaling() );
+    updateActive_( item );
+}
+
+void RibbonMenu::drawActiveBlockingDialog_()
+{
+    if ( const auto item = activeBlocking_ )
+        drawDialogOf_( item );
+}
+
+void RibbonMenu::drawActiveNonBlockingDialogs_()
+{
+    const auto items = activeNonBlocking_;
+    for ( const auto& item : items )
+        drawDialogOf_( item );
+}
+
+void RibbonMenu::drawRibbonSceneList_()
+{
+    const float scale = menu_scaling(), top = std::round( getTopPanelHeight() * scale );
+    ImGui::SetNextWindowPos( { 0, top } );
+    // A size of 0 would be that of its contents.
+    ImGui::SetNextWindowSize( { getSceneListWidth(), std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 0 );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
+    ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) );
+    ImGui::Begin( "##sceneList", nullptr, cPanelFlags );
+    ImGui::PopStyleColor();
+    ImGui::PopStyleVar( 4 );
+    UI::text( RibbonFontManager::FontType::SemiBold, "Scene" );
+    const float buttons = 22 * scale + ImGui::GetStyle().ItemSpacing.y;
+    const float footer = ImGui::GetTextLineHeight() + ImGui::GetStyle().ItemSpacing.y;
+    sceneList_->draw( viewer_().sceneRoot(), buttons + footer, scale );
+    drawSceneListButtons_();
+    drawSceneCounts_();
+    const ImVec2 low = ImGui::GetWindowPos(), size = ImGui::GetWindowSize();
+    ImGui::GetWindowDrawList()->AddLine(
+        { low.x + size.x - 0.5f, low.y }, { low.x + size.x - 0.5f, low.y + size.y }, themeU32( ColorTheme::Borders ) );
+    ImGui::End();
+}
+
+void RibbonMenu::drawSceneCounts_()
+{
+    const size_t objects = sceneList_->objectCount(), triangles = sceneList_->triangleCount();
+    if ( sceneCounts_.text.empty() || sceneCounts_.objects != objects || sceneCounts_.triangles != triangles )
+        sceneCounts_ = { objects, triangles,
+            fmt::format( "{} object{}, {} triangles", UI::formatCount( objects ), objects == 1 ? "" : "s",
+                UI::formatCount( triangles ) ) };
+    const FontScope small( RibbonFontManager::FontType::Small );
+    UI::colored( themeVec4( ColorTheme::DimText ), sceneCounts_.text );
+}
+
+void RibbonMenu::drawSceneListButtons_()
+{
+    const float scale = menu_scaling();
+    const auto& schema = RibbonSchemaHolder::schema();
+    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 2 * scale, ImGui::GetStyle().ItemSpacing.y } );
+    for ( size_t i = 0; i < schema.sceneButtons.size(); ++i )
+    {
+        const auto it = schema.items.find( schema.sceneButtons[i] );
+        if ( it == schema.items.end() )
+            continue;
+        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Icon, *host_, scale );
+        ImGui::SameLine();
+    }
+    ImGui::NewLine();
+    ImGui::PopStyleVar();
+}
+
+void RibbonMenu::drawRibbonViewportsLabels_()
+{
+    const float scale = menu_scaling();
+    const FontScope small( RibbonFontManager::FontType::Small );
+    const char* label = viewer_().camera().isOrthographic() ? "Orthographic" : "Perspective";
+    const ImVec2 size = ImGui::CalcTextSize( label ), display = ImGui::GetIO().DisplaySize;
+    ImGui::GetBackgroundDrawList()->AddText(
+        { std::round( display.x - size.x - 16 * scale ), std::round( ( getTopPanelHeight() + 12 ) * scale ) },
+        toImU32( ColorTheme::getViewportColor( ColorTheme::Label ) ), label );
+    drawHint_();
+}
+
+void RibbonMenu::drawActiveList_()
+{
+    if ( !hasAnyActiveItem() )
+        return;
+    const float scale = menu_scaling();
+    ImGui::SetNextWindowPos( { getSceneListWidth() + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 10 * scale, 6 * scale } );
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
+    ImGui::Begin( "##activeTools", nullptr, cPanelFlags | ImGuiWindowFlags_AlwaysAutoResize );
+    ImGui::PopStyleVar( 2 );
+    auto items = activeNonBlocking_;
+    if ( activeBlocking_ )
+        items.push_back( activeBlocking_ );
+    for ( const auto& item : items )
+    {
+        const auto it = RibbonSchemaHolder::schema().items.find( item->name() );
+        const auto& caption = it == RibbonSchemaHolder::schema().items.end() ? item->name() : it->second.caption;
+        if ( UI::glyphButton( Icons::cClose, item->name().c_str(), themeVec4( ColorTheme::DimText ) ) )
+            emitItemPressed( item );
+        UI::setTooltipIfHovered( "End this tool", scale );
+        ImGui::SameLine();
+        ImGui::TextUnformatted( caption.c_str() );
+    }
+    ImGui::End();
+}
+
+void RibbonMenu::drawNotifications_()
+{
+    const float scale = menu_scaling();
+    parts_->notifications.draw(
+        std::min( ( getTopPanelHeight() + 8 ) * scale, ImGui::GetIO().DisplaySize.y / 2 ), scale );
+}
+
+void RibbonMenu::drawHint_()
+{
+    if ( !hintWanted_ || isModalShown() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
+        return;
+    const float scale = menu_scaling();
+    const ImVec2 size = ImGui::GetIO().DisplaySize;
+    const auto covered = coveredPixels();
+    auto& list = *ImGui::GetBackgroundDrawList();
+    const auto line = [&]( RibbonFontManager::FontType type, const char* text, float y )
+    {
+        const FontScope font( type );
+        const float width = ImGui::CalcTextSize( text ).x;
+        list.AddText(
+            { std::round( ( size.x + covered.x - width ) / 2 ), std::round( ( size.y + covered.y ) / 2 + y * scale ) },
+            toImU32( ColorTheme::getViewportColor( ColorTheme::Label ) ), text );
+    };
+    line( RibbonFontManager::FontType::Headline, "Drop a file here", -26 );
+    if ( const auto key = host_->shortcut( "Open files" ); !key.empty() )
+        line( RibbonFontManager::FontType::Default, fmt::format( "or press {} to open one", key ).c_str(), 8 );
+}
+
+void RibbonMenu::drawToolbar_()
+{
+    const float scale = menu_scaling();
+    toolbar_.drawToolbar( *host_, getSceneListWidth(), getTopPanelHeight() * scale, scale );
+    toolbar_.drawCustomize( scale );
+}
+
+void RibbonMenu::onSceneClick( Object* object, bool add )
+{
+    sceneList_->select( viewer_().sceneRoot(), object, add );
+}
+
+Vector2f RibbonMenu::coveredPixels() const
+{
+    return { getSceneListWidth(), getTopPanelHeight() * menu_scaling() };
+}
+
+bool RibbonMenu::isModalShown() const
+{
+    return ImGuiMenu::isModalShown() || toolbar_.isCustomizeOpen();
+}
+
+void RibbonMenu::setMenuUIConfig( const RibbonMenuUIConfig& config )
+{
+    uiConfig_ = config;
+    redraw();
+}
+
+void RibbonMenu::schemaChanged()
+{
+    toolbar_.load();
+    redraw();
+}
+
+void RibbonMenu::selectTab( const std::string& name )
+{
+    parts_->topPanel.selectTab( name );
+}
+
+const std::string& RibbonMenu::currentTab() const
+{
+    return parts_->topPanel.currentTab();
+}
+
+bool RibbonMenu::hasAnyActiveItem() const
+{
+    return activeBlocking_ || !activeNonBlocking_.empty();
+}
+
+size_t RibbonMenu::notificationCount() const
+{
+    return parts_->notifications.size();
+}
+
+float RibbonMenu::getTopPanelHeight() const
+{
+    if ( uiConfig_.topLayout == TopPanelLayoutMode::None )
+        return 0;
+    return parts_->topPanel.height( uiConfig_.topLayout == TopPanelLayoutMode::RibbonWithTabs );
+}
+
+float RibbonMenu::getSceneListWidth() const
+{
+    if ( !uiConfig_.drawScenePanel )
+        return 0;
+    // A small window is shared with the scene.
+    const float width = cSceneListWidth * menu_scaling();
+    return std::round( std::min( width, ImGui::GetIO().DisplaySize.x * 0.4f ) );
+}
+
+std::string RibbonMenu::captionOf_( const std::string& command ) const
+{
+    const auto& items = RibbonSchemaHolder::schema().items;
+    const auto it = items.find( command );
+    return it == items.end() ? command : it->second.caption;
+}
+
+void RibbonMenu::onEscape_()
+{
+    if ( !hasAnyActiveItem() )
+        return ImGuiMenu::onEscape_();
+    const auto item = activeBlocking_ ? activeBlocking_ : activeNonBlocking_.back();
+    emitItemPressed( item );
+}
+
+} // namespace VX

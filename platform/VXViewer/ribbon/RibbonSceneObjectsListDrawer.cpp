@@ -1,0 +1,69 @@
+#include <VXViewer/ribbon/RibbonSceneObjectsListDrawer.h>
+
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXViewer/ribbon/RibbonItemButton.h>
+#include <VXViewer/scene/SceneRoot.h>
+
+#include <imgui.h>
+
+namespace VX
+{
+namespace
+{
+
+constexpr const char* cId = "##context";
+
+// What is of use where objects are listed, by the names of the tools; those that do not exist are left out.
+constexpr const char* cObjectTools[] = { "Fit selected", "Rename", "Hide selected", "Show all", "Delete Selection" };
+constexpr const char* cSceneTools[] = { "Open files", "Create Simple Objects", "Select all", "Show all", "Fit all" };
+
+} // namespace
+
+void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object, float scale )
+{
+    onDrawContextSignal();
+    const auto& items = RibbonSchemaHolder::schema().items;
+    const auto draw = [&]( const auto& names )
+    {
+        for ( const char* name : names )
+            if ( const auto it = items.find( name ); it != items.end() )
+                RibbonItemButton::drawMenuRow( it->second, host_, scale );
+    };
+    if ( object )
+        draw( cObjectTools );
+    else
+        draw( cSceneTools );
+}
+
+void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object, float scale )
+{
+    // When the button is let go, as the menu of the list itself: it would open over this one otherwise.
+    if ( ImGui::IsItemHovered() && ImGui::IsMouseReleased( ImGuiMouseButton_Right ) )
+    {
+        // The menu is about what is selected; a row outside of the selection becomes it.
+        if ( !object.isSelected() )
+            select( sceneRoot(), &object, false );
+        ImGui::OpenPopup( cId );
+    }
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
+    if ( ImGui::BeginPopup( cId ) )
+    {
+        drawContextMenu_( &object, scale );
+        ImGui::EndPopup();
+    }
+    ImGui::PopStyleVar();
+}
+
+void RibbonSceneObjectsListDrawer::drawEmptyExtras_( Object&, float scale )
+{
+    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
+    constexpr auto cFlags = ImGuiPopupFlags_MouseButtonRight | ImGuiPopupFlags_NoOpenOverItems;
+    if ( ImGui::BeginPopupContextWindow( "##sceneContext", cFlags ) )
+    {
+        drawContextMenu_( nullptr, scale );
+        ImGui::EndPopup();
+    }
+    ImGui::PopStyleVar();
+}
+
+} // namespace VX

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <VXViewer/ribbon/RibbonItemHost.h>
+#include <VXViewer/ribbon/SceneObjectsListDrawer.h>
+
+#include <boost/signals2/signal.hpp>
+
+namespace VX
+{
+
+/// The scene list of a ribbon menu: its context menu offers the tools of the ribbon. UI thread.
+class VXVIEWER_API RibbonSceneObjectsListDrawer final : public SceneObjectsListDrawer
+{
+public:
+    /// The host must outlive this object.
+    explicit RibbonSceneObjectsListDrawer( RibbonItemHost& host )
+        : host_( host )
+    {
+    }
+
+    /// Every frame in which the context menu is drawn, from within its window.
+    boost::signals2::signal<void()> onDrawContextSignal;
+
+private:
+    void drawRowExtras_( Object& object, float scale ) override;
+    void drawEmptyExtras_( Object& root, float scale ) override;
+    void drawContextMenu_( Object* object, float scale );
+
+    RibbonItemHost& host_;
+};
+
+} // namespace VX

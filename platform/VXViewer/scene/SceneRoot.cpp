@@ -1,0 +1,13 @@
+#include <VXViewer/scene/SceneRoot.h>
+
+#include <VXViewer/core/Viewer.h>
+
+namespace VX
+{
+
+Object& sceneRoot()
+{
+    return getViewerInstance().sceneRoot();
+}
+
+} // namespace VX

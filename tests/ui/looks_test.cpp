@@ -138,18 +138,14 @@ TEST_F( Looks, AMissingButtonAndAMovedPanelAreSeen )
     EXPECT_GT( differentBlocks( blocksOf( whole ), blocksOf( moved ) ), cTolerance );
 }
 
-TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
+namespace
 {
-    for ( const auto& [preset, scale] : { std::pair( ColorTheme::Preset::Dark, 1.f ),
-              std::pair( ColorTheme::Preset::Light, 1.f ), std::pair( ColorTheme::Preset::Dark, 2.f ) } )
+
+class LooksOfAll : public Looks
+{
+protected:
+    void lookAtSettings( const std::string& suffix )
     {
-        ColorTheme::setupPreset( preset );
-        window().resize( int( 1280 * scale ), int( 800 * scale ), scale );
-        settle();
-        const auto suffix = std::string( "_" ) + ColorTheme::getPresetName( preset ) + ( scale == 1 ? "_100" : "_200" );
-        expectLike( "empty" + suffix );
-        openParts();
-        expectLike( "cube" + suffix );
         menu_->selectTab( "View" );
         expectLike( "view" + suffix );
         menu_->selectTab( "Program" );
@@ -160,6 +156,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         ViewerSettingsPlugin::instance()->setActiveTab( ViewerSettingsPlugin::TabType::Viewport );
         expectLike( "settings_viewport" + suffix );
         pressTool( "Viewer settings" );
+    }
+    void lookAtTools( const std::string& suffix, float scale )
+    {
         menu_->selectTab( "Home" );
         pressTool( "Create Simple Objects" );
         expectLike( "create" + suffix );
@@ -173,6 +172,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         expectLike( "primitives" + suffix );
         pressTool( "Select Primitives" );
         pressTool( "Clear Selections" );
+    }
+    void lookAtSheetAndSearch( const std::string& suffix )
+    {
         pressTool( "Shortcuts" );
         expectLike( "shortcuts" + suffix );
         press( GLFW_KEY_ESCAPE );
@@ -183,6 +185,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         type( "se" );
         expectLike( "search" + suffix );
         press( GLFW_KEY_ESCAPE );
+    }
+    void lookAtNotifications( const std::string& suffix )
+    {
         // They stay, however long the drawing of the rest takes.
         menu_->pushNotification(
             { .header = "Saved", .text = "/home/user/part.vxu", .type = NotificationType::Time, .lifeTimeSec = 0 } );
@@ -200,6 +205,9 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
             menu_->pushNotification(
                 { .header = fmt::format( "part_{}.step", i ), .text = "The file is open", .lifeTimeSec = 0 } );
         expectLike( "many_notifications" + suffix );
+    }
+    void lookAtDialogs( const std::string& suffix )
+    {
         menu_->showModalMessage( "\"part.step\" is empty", NotificationType::Error );
         expectLike( "message" + suffix );
         press( GLFW_KEY_ENTER );
@@ -209,6 +217,28 @@ TEST_F( Looks, EveryPartInBothThemesAndAtTwoScales )
         press( GLFW_KEY_S, GLFW_MOD_CONTROL | GLFW_MOD_SHIFT );
         expectLike( "save" + suffix );
         press( GLFW_KEY_ESCAPE );
+    }
+};
+
+} // namespace
+
+TEST_F( LooksOfAll, EveryPartInBothThemesAndAtTwoScales )
+{
+    for ( const auto& [preset, scale] : { std::pair( ColorTheme::Preset::Dark, 1.f ),
+              std::pair( ColorTheme::Preset::Light, 1.f ), std::pair( ColorTheme::Preset::Dark, 2.f ) } )
+    {
+        ColorTheme::setupPreset( preset );
+        window().resize( int( 1280 * scale ), int( 800 * scale ), scale );
+        settle();
+        const auto suffix = std::string( "_" ) + ColorTheme::getPresetName( preset ) + ( scale == 1 ? "_100" : "_200" );
+        expectLike( "empty" + suffix );
+        openParts();
+        expectLike( "cube" + suffix );
+        lookAtSettings( suffix );
+        lookAtTools( suffix, scale );
+        lookAtSheetAndSearch( suffix );
+        lookAtNotifications( suffix );
+        lookAtDialogs( suffix );
         restart();
     }
 }

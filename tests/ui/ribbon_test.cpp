@@ -1,47 +1,24 @@
-#include "support/UiFixture.h"
+#include "ui/RibbonFixture.h"
 
 #include <VXMesh/formats/FileFormats.h>
-#include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/dialogs/FileDialogSignals.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
-#include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/settings/Config.h>
-#include <VXViewer/tools/PrimitiveSelection.h>
 #include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <GLFW/glfw3.h>
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <imgui_internal.h>
-
-#include <set>
 
 using namespace VX;
 
 namespace
 {
 
-class Ribbon : public Testing::UiFixture
+class Ribbon : public Testing::RibbonFixture
 {
-protected:
-    [[nodiscard]] size_t objects() { return viewer().sceneRoot().children().size(); }
-    Object& cube() { return *viewer().sceneRoot().children().at( 0 ); }
-    /// The part of a frame that a window covers.
-    Image windowImage( const std::string& name )
-    {
-        const Image whole = frame();
-        const auto low = windowPointFromTop( name, 0, 0 ), high = windowPoint( name, 0, 0 );
-        Image out{ int( high.x - low.x ), int( high.y - low.y ), {} };
-        for ( int y = int( low.y ); y < int( high.y ); ++y )
-        {
-            const auto row = whole.pixels.begin() + ( y * whole.width + int( low.x ) ) * 3;
-            out.pixels.insert( out.pixels.end(), row, row + out.width * 3 );
-        }
-        return out;
-    }
-    Vector2f cubeOnScreen() { return viewer().camera().project( cube().treeBox().center() ); }
 };
 
 } // namespace
@@ -236,144 +213,6 @@ TEST_F( Ribbon, ContextMenuOfARowSelectsIt )
     EXPECT_TRUE( cube().isSelected() );
 }
 
-TEST_F( Ribbon, ObjectsAreMadeWithAPreview )
-{
-    const auto empty = frame();
-    pressTool( "Create Simple Objects" );
-    EXPECT_GT( difference( empty, frame() ), 50'000u ) << "the preview is seen";
-    EXPECT_EQ( objects(), 0u );
-    press( GLFW_KEY_ENTER );
-    ASSERT_EQ( objects(), 1u );
-    EXPECT_EQ( cube().name(), "Cube" );
-    EXPECT_FALSE( isActive( "Create Simple Objects" ) );
-    EXPECT_EQ( viewer().getHistoryStore()->getLastActionName( HistoryAction::Type::Undo ), "Create Cube" );
-}
-
-TEST_F( Ribbon, MarkedFacesAreDeletedAndComeBack )
-{
-    openCube();
-    pressTool( "Select Primitives" );
-    click( cubeOnScreen() );
-    EXPECT_EQ( PrimitiveSelection::instance().triangleCount(), 2u );
-    press( GLFW_KEY_DELETE );
-    const auto& mesh = dynamic_cast<ObjectMesh&>( cube() );
-    EXPECT_EQ( mesh.mesh()->triangles.size(), 10u );
-    EXPECT_TRUE( PrimitiveSelection::instance().empty() );
-    press( GLFW_KEY_Z, GLFW_MOD_CONTROL );
-    EXPECT_EQ( mesh.mesh()->triangles.size(), 12u );
-}
-
-TEST_F( Ribbon, DialogOfMarkedFacesForgetsTheAreaOfDeletedOnes )
-{
-    openCube();
-    pressTool( "Select Primitives" );
-    const auto before = windowImage( "Select primitives" );
-    click( cubeOnScreen() );
-    window().moveMouse( { 700, 780 } );
-    EXPECT_GT( difference( before, windowImage( "Select primitives" ) ), 20u );
-    EXPECT_NEAR( PrimitiveSelection::instance().area(), 1, 1e-5 );
-    press( GLFW_KEY_DELETE );
-    EXPECT_EQ( difference( before, windowImage( "Select primitives" ) ), 0u );
-    EXPECT_EQ( PrimitiveSelection::instance().area(), 0 );
-}
-
-TEST_F( Ribbon, MarksFollowTheirObjectAndGoWithIt )
-{
-    openCube();
-    pressTool( "Select Primitives" );
-    const auto at = cubeOnScreen();
-    const auto unmarked = frame();
-    click( at );
-    window().moveMouse( { 700, 780 } );
-    EXPECT_GT( difference( unmarked, frame() ), 1000u );
-    AffineXf3d larger;
-    larger.A = { { 2, 0, 0 }, { 0, 2, 0 }, { 0, 0, 2 } };
-    cube().setXf( larger );
-    settle();
-    EXPECT_NEAR( PrimitiveSelection::instance().area(), 4, 1e-5 );
-    const auto object = cube().detach();
-    settle();
-    EXPECT_TRUE( PrimitiveSelection::instance().empty() );
-}
-
-TEST_F( Ribbon, MarkedFacesAreLit )
-{
-    openCube();
-    pressTool( "Select Primitives" );
-    const auto box = cube().treeBox();
-    const auto center = box.center();
-    const std::array faces{ Vector3d{ center.x, center.y, box.max.z }, Vector3d{ center.x, box.min.y, center.z },
-        Vector3d{ box.max.x, center.y, center.z } };
-    for ( const auto& face : faces )
-        click( viewer().camera().project( face ), GLFW_MOD_CONTROL );
-    EXPECT_EQ( PrimitiveSelection::instance().triangleCount(), 6u );
-    const auto image = viewer().sceneImage();
-    std::set<std::array<uint8_t, 3>> colors;
-    for ( const auto& face : faces )
-    {
-        const auto at = viewer().camera().project( face );
-        const size_t i = ( size_t( at.y ) * size_t( image.width ) + size_t( at.x ) ) * 3;
-        colors.insert( { image.pixels[i], image.pixels[i + 1], image.pixels[i + 2] } );
-    }
-    EXPECT_EQ( colors.size(), faces.size() );
-}
-
-TEST_F( Ribbon, ClearSelectionsUnmarksFaces )
-{
-    openCube();
-    pressTool( "Select Primitives" );
-    click( cubeOnScreen() );
-    press( GLFW_KEY_X, GLFW_MOD_CONTROL );
-    EXPECT_TRUE( PrimitiveSelection::instance().empty() );
-}
-
-TEST_F( Ribbon, DistanceIsMeasuredBetweenCorners )
-{
-    openCube();
-    pressTool( "Measure distance" );
-    const auto box = cube().treeBox();
-    const auto before = frame();
-    click( viewer().camera().project( { box.max.x, box.min.y, box.max.z } ) );
-    click( viewer().camera().project( { box.max.x, box.min.y, box.min.z } ) );
-    EXPECT_GT( difference( before, frame() ), 500u );
-    EXPECT_FALSE( cube().isSelected() ) << "clicks belong to the tool";
-}
-
-TEST_F( Ribbon, UndoTakesMeasuredPointsBackBeforeTheScene )
-{
-    openCube();
-    pressTool( "Measure distance" );
-    const auto box = cube().treeBox();
-    window().moveMouse( { 700, 780 } );
-    const auto before = frame();
-    click( viewer().camera().project( { box.max.x, box.min.y, box.max.z } ) );
-    click( viewer().camera().project( { box.max.x, box.min.y, box.min.z } ) );
-    press( GLFW_KEY_Z, GLFW_MOD_CONTROL );
-    press( GLFW_KEY_Z, GLFW_MOD_CONTROL );
-    EXPECT_EQ( objects(), 1u );
-    window().moveMouse( { 700, 780 } );
-    EXPECT_EQ( difference( before, frame() ), 0u );
-    press( GLFW_KEY_Z, GLFW_MOD_CONTROL );
-    EXPECT_EQ( objects(), 0u );
-}
-
-TEST_F( Ribbon, MeasuredPointsGoWithTheirObject )
-{
-    openCube();
-    pressTool( "Measure distance" );
-    const auto object = cube().shared_from_this();
-    const auto box = cube().treeBox();
-    object->detach();
-    window().moveMouse( { 700, 780 } );
-    const auto empty = frame();
-    viewer().sceneRoot().addChild( object );
-    click( viewer().camera().project( { box.max.x, box.min.y, box.max.z } ) );
-    window().moveMouse( { 700, 780 } );
-    settle();
-    object->detach();
-    EXPECT_EQ( difference( empty, frame() ), 0u );
-}
-
 TEST_F( Ribbon, EndsAboveTheNoticesOfTheProgram )
 {
     for ( const float scale : { 1.f, 1.25f, 1.5f, 2.f } )
@@ -521,16 +360,6 @@ TEST_F( Ribbon, SelectedObjectsAreSavedByThemselves )
     EXPECT_EQ( loaded->objects[0]->name(), "Cube" );
 }
 
-TEST_F( Ribbon, NotificationsCanBeLeftOutByTheirTags )
-{
-    menu_->setAllowedNotificationTags( ImportantTag );
-    menu_->pushNotification( { .header = "Report", .tags = ReportTag } );
-    EXPECT_EQ( menu_->notificationCount(), 0u );
-    menu_->pushNotification( { .header = "Both", .tags = ReportTag | ImportantTag } );
-    menu_->pushNotification( { .header = "All" } );
-    EXPECT_EQ( menu_->notificationCount(), 2u );
-}
-
 TEST_F( Ribbon, FilesHaveANameInCommon )
 {
     EXPECT_EQ( commonFilesName( { "a/part.stl" } ), "STL file" );
@@ -538,75 +367,6 @@ TEST_F( Ribbon, FilesHaveANameInCommon )
     EXPECT_EQ( commonFilesName( { "a.stl", "b.ply" } ), "2 files" );
     EXPECT_EQ( commonFilesName( { "README" } ), "file" );
     EXPECT_EQ( commonFilesName( {} ), "no files" );
-}
-
-TEST_F( Ribbon, NotificationsStayUntilDismissedWhenTheyHaveNoTime )
-{
-    menu_->pushNotification( { .header = "Stays", .lifeTimeSec = 0 } );
-    settle();
-    EXPECT_EQ( menu_->notificationCount(), 1u );
-    menu_->pushNotification( { .header = "Goes", .lifeTimeSec = 0.05f } );
-    turnUntil( [this] { return menu_->notificationCount() == 1; } );
-}
-
-TEST_F( Ribbon, NotificationsStayWithinTheWindowAndTheOlderOnesWait )
-{
-    for ( int i = 0; i < 30; ++i )
-        menu_->pushNotification(
-            { .header = fmt::format( "part_{}", i ), .text = "The file is open", .lifeTimeSec = 0 } );
-    settle();
-    int shown = 0;
-    for ( const ImGuiWindow* note : ImGui::GetCurrentContext()->Windows )
-        if ( note->Active && std::string( note->Name ).starts_with( "##notification" ) )
-        {
-            ++shown;
-            EXPECT_GE( note->Pos.y, windowPoint( "##topPanel", 0, 0 ).y ) << note->Name;
-            EXPECT_LE( note->Pos.y + note->Size.y, 800 ) << note->Name;
-        }
-    EXPECT_GT( shown, 5 );
-    EXPECT_LT( shown, 30 );
-    EXPECT_TRUE( isWindowShown( "##notification29" ) ) << "the newest";
-    EXPECT_FALSE( isWindowShown( "##notification0" ) );
-    EXPECT_EQ( menu_->notificationCount(), 30u );
-    click( windowPoint( "##notificationRow", 30, 15 ) );
-    EXPECT_EQ( menu_->notificationCount(), 0u );
-}
-
-TEST_F( Ribbon, ANotificationThatWaitedComesWhenThereIsRoom )
-{
-    for ( int i = 0; i < 12; ++i )
-        menu_->pushNotification( { .header = fmt::format( "note_{}", i ), .text = "x", .lifeTimeSec = 0 } );
-    settle();
-    EXPECT_FALSE( isWindowShown( "##notification0" ) );
-    for ( int i = 11; i > 1; --i )
-    {
-        const auto newest = fmt::format( "##notification{}", i );
-        click( { windowPoint( newest, 26, 0 ).x, windowPointFromTop( newest, 0, 22 ).y } );
-        EXPECT_EQ( menu_->notificationCount(), size_t( i ) );
-    }
-    EXPECT_TRUE( isWindowShown( "##notification0" ) );
-    EXPECT_FALSE( isWindowShown( "##notificationRow" ) );
-}
-
-TEST_F( Ribbon, TheNewestNotificationIsShownInTheSmallestWindow )
-{
-    window().resize( 300, 200 );
-    for ( int i = 0; i < 4; ++i )
-        menu_->pushNotification( { .header = fmt::format( "note_{}", i ), .lifeTimeSec = 0 } );
-    settle();
-    EXPECT_TRUE( isWindowShown( "##notification3" ) );
-    EXPECT_FALSE( isWindowShown( "##notification2" ) );
-}
-
-TEST_F( Ribbon, ButtonOfANotificationRunsAndCloses )
-{
-    int pressed = 0;
-    menu_->pushNotification(
-        { .header = "New", .buttonName = "Do it", .onButtonClick = [&] { ++pressed; }, .lifeTimeSec = 0 } );
-    settle();
-    click( { windowPointFromTop( "##notification", 40, 0 ).x, windowPoint( "##notification", 0, 30 ).y } );
-    EXPECT_EQ( pressed, 1 );
-    EXPECT_EQ( menu_->notificationCount(), 0u );
 }
 
 TEST_F( Ribbon, SettingsGroupEntriesOfOthersUnderTheirHeading )

@@ -4,6 +4,10 @@
 
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
+#include <VXViewer/ribbon/RibbonMenu.h>
+#include <VXViewer/ribbon/RibbonSetup.h>
+#include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -83,4 +87,35 @@ TEST_F( ViewerLifecycle, RequestsAreSentAgainInTheNextRun )
     ASSERT_TRUE( start() );
     EXPECT_NE( errorOfARequest(), "The program is closing" ) << "nobody listens there, but it was tried";
     EXPECT_TRUE( viewer().stop() );
+}
+
+TEST_F( ViewerLifecycle, NothingOfTheSceneOutlivesIt )
+{
+    ASSERT_TRUE( start() );
+    auto object = std::make_shared<Object>();
+    const std::weak_ptr<Object> weak = object;
+    viewer().sceneRoot().addChild( std::move( object ) );
+    sceneDocument().setFile( "part.vxu" );
+    EXPECT_EQ( ( SceneCache::getAllObjects<Object, ObjectSelectivityType::Selectable>().size() ), 1u );
+    EXPECT_TRUE( viewer().stop() );
+    EXPECT_TRUE( weak.expired() );
+    EXPECT_EQ( sceneDocument().file(), "" );
+}
+
+TEST_F( ViewerLifecycle, AProgramMayHaveTheFrameworksMenuAlone )
+{
+    RibbonSetup setup;
+    LaunchParams params;
+    params.appName = "Orvanta";
+    params.windowless = true;
+    ASSERT_TRUE( viewer().start( params, setup ) );
+    const auto menu = viewer().getMenuPlugin();
+    ASSERT_TRUE( menu );
+    EXPECT_EQ( typeid( *menu ), typeid( RibbonMenu ) );
+    EXPECT_EQ( currentMenu(), menu.get() );
+    EXPECT_EQ( currentRibbonMenu(), menu.get() );
+    viewer().step( 0 );
+    EXPECT_GT( viewer().framesDrawn(), 0u );
+    EXPECT_TRUE( viewer().stop() );
+    EXPECT_EQ( currentMenu(), nullptr );
 }

@@ -19,7 +19,7 @@ protected:
 };
 
 /// Says who is asked from now on, null for nobody; it has to live as long as anybody may ask. UI thread.
-void setLoopToWake( LoopToWake* loop );
+VXVIEWER_API void setLoopToWake( LoopToWake* loop );
 
 /// Wakes the loop, so that it runs commands and draws a frame. Any thread.
 VXVIEWER_API void wake();

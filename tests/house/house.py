@@ -1,0 +1,217 @@
+#!/usr/bin/env python3
+"""Holds the tree to its shape: tests/house/house.py [--headers] [ROOT]
+
+Prints every include that points upwards or in a circle, that stands nowhere, every public header that includes one which
+is not, every function and file that has grown too long, and every folder that docs/architecture.md does not name; ends
+with 1 when there is any. With --headers it prints the public headers instead.
+"""
+import pathlib
+import re
+import subprocess
+import sys
+
+# Of each module its storeys from the ground up: a folder includes those of its own storey, in no circle, and those below.
+STOREYS = {
+    "platform/VXMesh": [["io", "math", "system"], ["scene"], ["formats"]],
+    "platform/VXViewer": [["history", "loop", "system", "ui"], ["draw", "settings", "web", "window", "work"], ["core"],
+                          ["dialogs", "menu", "scene"], ["ribbon"], ["tools"]],
+    "source": [["deferred", "telemetry"], ["account", "converter"], ["welcome"], ["shell"]],
+}
+# What each module may include beside itself.
+MODULES = {
+    "platform/VXMesh": [],
+    "platform/reader": ["platform/VXMesh"],
+    "platform/VXViewer": ["platform/VXMesh"],
+    "source": ["platform/VXViewer", "platform/VXMesh"],
+    "app": ["source", "platform/VXViewer", "platform/VXMesh"],
+    "backend": ["platform/VXMesh"],
+}
+# How our headers are named where they are included, and where they are.
+PREFIXES = {"VXMesh": "platform/VXMesh", "VXViewer": "platform/VXViewer", "VXOrvanta": "source"}
+# Arrows that point the wrong way and are still to be turned. One that has gone has to go from here, too.
+STILL = {
+    ("backend/identity", "backend/serve"),
+}
+# What a public header may include of others; the installed package finds them.
+FOUND = re.compile(r"json/|tl/|boost/|imgui\.h$|[a-z_]+$")
+LONGEST_FUNCTION = 60
+LONGEST_FILE = 500
+
+
+def sources(root: pathlib.Path) -> list[str]:
+    out = subprocess.run(["git", "-C", root, "ls-files", "-co", "--exclude-standard", "*.h", "*.cpp"], check=True,
+                         capture_output=True, text=True).stdout.split()
+    return sorted(name for name in out if (root / name).is_file())
+
+
+def module_of(name: str) -> str | None:
+    return next((module for module in MODULES if name.startswith(module + "/")), None)
+
+
+def folder_of(name: str) -> str:
+    return name.rpartition("/")[0]
+
+
+class Tree:
+    def __init__(self, root: pathlib.Path):
+        self.root = root
+        self.names = sources(root)
+        self.texts = {name: (root / name).read_text(encoding="utf-8").splitlines() for name in self.names}
+
+    def target(self, name: str, include: str) -> str | None:
+        """Where an include of a file of the modules leads to, as it is written; None outside of the tree."""
+        first, _, rest = include.partition("/")
+        if first in PREFIXES:
+            return f"{PREFIXES[first]}/{rest}"
+        beside = f"{folder_of(name)}/{include}"
+        if beside in self.texts:
+            return beside
+        module = module_of(name)
+        inside = f"{module}/{include}"
+        return inside if inside in self.texts else None
+
+    def includes(self):
+        """(file, line number, target) of all includes of our own headers by our modules."""
+        for name in self.names:
+            if not module_of(name):
+                continue
+            for number, line in enumerate(self.texts[name], 1):
+                match = re.match(r'\s*#\s*include\s*[<"]([^>"]+)[>"]', line)
+                target = match and self.target(name, match[1])
+                if target:
+                    yield name, number, target
+
+
+def storey_of(folder: str) -> int | None:
+    for module, storeys in STOREYS.items():
+        for i, rooms in enumerate(storeys):
+            if folder in (f"{module}/{room}" for room in rooms):
+                return i
+    return None
+
+
+def upward(name: str, target: str) -> bool:
+    module, other = module_of(name), module_of(target)
+    if module != other:
+        return other not in MODULES[module]
+    low, high = storey_of(folder_of(name)), storey_of(folder_of(target))
+    return low is not None and high is not None and high > low
+
+
+def circles(arrows: dict[str, set[str]]) -> list[list[str]]:
+    """One way round for each knot of folders."""
+    out, done = [], set()
+
+    def walk(folder: str, path: list[str]) -> None:
+        if folder in path:
+            out.append(path[path.index(folder):] + [folder])
+            return
+        if folder in done:
+            return
+        for other in sorted(arrows.get(folder, ())):
+            walk(other, path + [folder])
+        done.add(folder)
+
+    for folder in sorted(arrows):
+        walk(folder, [])
+    return out
+
+
+def check_layers(tree: Tree) -> list[str]:
+    problems, arrows, seen = [], {}, set()
+    for name, number, target in tree.includes():
+        if target not in tree.texts and not (tree.root / (target + ".in")).is_file():
+            problems.append(f"{name}:{number}: {target} stands nowhere")
+            continue
+        here, there = folder_of(name), folder_of(target)
+        if here == there or module_of(name) == there:
+            continue
+        if (here, there) in STILL:
+            seen.add((here, there))
+            continue
+        if upward(name, target):
+            problems.append(f"{name}:{number}: {here} includes {there}, which stands above it")
+        elif module_of(name) == module_of(target) and there != module_of(target):
+            arrows.setdefault(here, set()).add(there)
+    problems += ["folders include each other: " + " -> ".join(circle) for circle in circles(arrows)]
+    problems += [f"{here} includes {there} no more: tests/house/house.py need not allow it" for here, there in sorted(STILL - seen)
+                 if any(folder_of(name) == here for name in tree.names)]
+    return problems
+
+
+def check_storeys(tree: Tree) -> list[str]:
+    """Every folder of a module with storeys has one, and docs/architecture.md names it."""
+    problems = []
+    page = (tree.root / "docs/architecture.md").read_text(encoding="utf-8")
+    folders = sorted({folder_of(name) for name in tree.names if module_of(name)} - set(MODULES))
+    for folder in folders:
+        module = module_of(folder + "/")
+        if module in STOREYS and storey_of(folder) is None:
+            problems.append(f"{folder} stands in no storey")
+        if not re.search(rf"^  .*\b{re.escape(folder.removeprefix(module + '/'))}/", page, re.MULTILINE):
+            problems.append(f"docs/architecture.md does not name {folder}")
+    return problems
+
+
+def public_headers(root: pathlib.Path) -> dict[str, str]:
+    """Of each public header, as it is included, where it stands."""
+    out = {}
+    for prefix, folder in PREFIXES.items():
+        path = root / folder / "CMakeLists.txt"
+        text = path.read_text(encoding="utf-8") if path.is_file() else ""
+        listed = re.search(rf"set\({prefix.upper()}_HEADERS\s([^)]*)\)", text)
+        out |= {f"{prefix}/{name}": f"{folder}/{name}" for name in (listed[1].split() if listed else [])}
+    return out
+
+
+def check_face(tree: Tree) -> list[str]:
+    problems = []
+    public = public_headers(tree.root)
+    for include, name in public.items():
+        if name not in tree.texts:
+            problems.append(f"{name} is public and stands nowhere")
+            continue
+        for number, line in enumerate(tree.texts[name], 1):
+            match = re.match(r'\s*#\s*include\s*[<"]([^>"]+)[>"]', line)
+            if match and match[1] not in public and not FOUND.match(match[1]):
+                problems.append(f"{name}:{number}: a public header includes {match[1]}, which its users do not get")
+    return problems
+
+
+def function_lengths(lines: list[str]):
+    """(first line, number of lines) of the function bodies, as clang-format lays them out."""
+    control = re.compile(r"^\s*(if|for|while|switch|else|do|try|catch|namespace|class|struct|enum|union|extern)\b")
+    for i, line in enumerate(lines):
+        indent = len(line) - len(line.lstrip())
+        if line.strip() != "{" or indent > 4 or i == 0 or control.match(lines[i - 1]):
+            continue
+        end = next((k for k in range(i + 1, len(lines)) if re.match(rf"^ {{{indent}}}}}", lines[k])), None)
+        if end is not None and lines[end].strip() == "}":
+            yield i + 1, end - i + 1
+
+
+def check_sizes(tree: Tree) -> list[str]:
+    problems = []
+    for name in tree.names:
+        lines = tree.texts[name]
+        if len(lines) > LONGEST_FILE:
+            problems.append(f"{name}: {len(lines)} lines, at most {LONGEST_FILE}")
+        problems += [f"{name}:{first}: a function of {count} lines, at most {LONGEST_FUNCTION}"
+                     for first, count in function_lengths(lines) if count > LONGEST_FUNCTION]
+    return problems
+
+
+def main() -> int:
+    arguments = [argument for argument in sys.argv[1:] if argument != "--headers"]
+    root = pathlib.Path(arguments[0] if arguments else pathlib.Path(__file__).resolve().parents[2]).resolve()
+    if "--headers" in sys.argv:
+        print("\n".join(sorted(public_headers(root))))
+        return 0
+    tree = Tree(root)
+    problems = check_layers(tree) + check_storeys(tree) + check_face(tree) + check_sizes(tree)
+    print("\n".join(problems) if problems else f"{len(tree.names)} files, each in its place")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

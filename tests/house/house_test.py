@@ -1,0 +1,122 @@
+#!/usr/bin/env python3
+"""Each fault that house.py looks for, planted into a small tree, is found by it: tests/house/house_test.py"""
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+import house
+
+PAGE = """
+platform/VXViewer/
+  loop/ core/ scene/ ribbon/ tools/
+platform/VXMesh/
+  io/ scene/ formats/
+"""
+
+
+class House(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        subprocess.run(["git", "init", "-q", self.root], check=True)
+        self.write("docs/architecture.md", PAGE)
+        self.write("platform/VXMesh/io/Text.h", "#pragma once\n")
+        self.write("platform/VXMesh/scene/Object.h", "#include <VXMesh/io/Text.h>\n#include <vector>\n")
+        self.write("platform/VXViewer/loop/Wake.h", "#pragma once\n")
+        self.write("platform/VXViewer/core/Viewer.h", "#include <VXMesh/scene/Object.h>\n#include <VXViewer/loop/Wake.h>\n")
+
+    def write(self, name: str, text: str) -> None:
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+
+    def problems(self) -> list[str]:
+        tree = house.Tree(self.root)
+        return house.check_layers(tree) + house.check_storeys(tree) + house.check_face(tree) + house.check_sizes(tree)
+
+    def test_sound_tree_has_none(self):
+        self.assertEqual(self.problems(), [])
+
+    def test_include_of_a_storey_above(self):
+        self.write("platform/VXViewer/loop/Wake.h", "#pragma once\n#include <VXViewer/core/Viewer.h>\n")
+        self.assertIn("platform/VXViewer/loop/Wake.h:2: platform/VXViewer/loop includes platform/VXViewer/core, "
+                      "which stands above it", self.problems())
+
+    def test_include_of_a_module_above(self):
+        self.write("source/deferred/Future.h", "#pragma once\n")
+        self.write("platform/VXMesh/io/Text.h", "#pragma once\n#include <VXViewer/loop/Wake.h>\n")
+        self.write("platform/VXViewer/loop/Wake.h", "#include <VXOrvanta/deferred/Future.h>\n")
+        found = self.problems()
+        self.assertIn("platform/VXMesh/io/Text.h:2: platform/VXMesh/io includes platform/VXViewer/loop, which stands above it",
+                      found)
+        self.assertIn("platform/VXViewer/loop/Wake.h:1: platform/VXViewer/loop includes source/deferred, "
+                      "which stands above it", found)
+
+    def test_folders_in_a_circle(self):
+        self.write("backend/http/Server.h", '#include "work/Threads.h"\n')
+        self.write("backend/work/Threads.h", '#include "tls/Key.h"\n')
+        self.write("backend/tls/Key.h", '#include "http/Server.h"\n')
+        self.write("docs/architecture.md", PAGE + "backend/\n  http/ work/ tls/\n")
+        self.assertEqual(self.problems(), ["folders include each other: "
+                                           "backend/http -> backend/work -> backend/tls -> backend/http"])
+
+    def test_circle_of_one_storey(self):
+        self.write("platform/VXViewer/scene/Cache.h", "#include <VXViewer/menu/Menu.h>\n")
+        self.write("platform/VXViewer/menu/Menu.h", "#include <VXViewer/scene/Cache.h>\n")
+        self.write("docs/architecture.md", PAGE.replace("core/", "core/ menu/"))
+        self.assertEqual(len([problem for problem in self.problems() if "each other" in problem]), 1)
+
+    def test_include_that_stands_nowhere(self):
+        self.write("platform/VXViewer/core/Viewer.h", "\n#include <VXViewer/core/Gone.h>\n")
+        self.assertEqual(self.problems(), ["platform/VXViewer/core/Viewer.h:2: platform/VXViewer/core/Gone.h stands nowhere"])
+
+    def test_folder_without_a_storey_and_without_a_word(self):
+        self.write("platform/VXViewer/odds/Ends.h", "#pragma once\n")
+        self.assertEqual(self.problems(), ["platform/VXViewer/odds stands in no storey",
+                                           "docs/architecture.md does not name platform/VXViewer/odds"])
+
+    def test_public_headers(self):
+        self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h\n    scene/Object.h io/Gone.h)\n")
+        self.write("platform/VXMesh/io/Text.h", "#include <string>\n#include <json/value.h>\n#include <imgui.h>\n"
+                                                "#include <sys/mman.h>\n#include <curl/curl.h>\n")
+        self.write("platform/VXMesh/scene/Object.h", "#include <VXMesh/io/Text.h>\n#include <VXMesh/scene/Cache.h>\n")
+        self.write("platform/VXMesh/scene/Cache.h", "#pragma once\n")
+        self.assertEqual(house.public_headers(self.root), {"VXMesh/io/Text.h": "platform/VXMesh/io/Text.h",
+                                                           "VXMesh/scene/Object.h": "platform/VXMesh/scene/Object.h",
+                                                           "VXMesh/io/Gone.h": "platform/VXMesh/io/Gone.h"})
+        begin = "a public header includes"
+        self.assertEqual(self.problems(), [
+            f"platform/VXMesh/io/Text.h:4: {begin} sys/mman.h, which its users do not get",
+            f"platform/VXMesh/io/Text.h:5: {begin} curl/curl.h, which its users do not get",
+            f"platform/VXMesh/scene/Object.h:2: {begin} VXMesh/scene/Cache.h, which its users do not get",
+            "platform/VXMesh/io/Gone.h is public and stands nowhere"])
+
+    def test_long_file(self):
+        self.write("app/main.cpp", "// line\n" * 501)
+        self.assertEqual(self.problems(), ["app/main.cpp: 501 lines, at most 500"])
+
+    def test_long_functions(self):
+        body = "    call();\n" * 59
+        self.write("app/main.cpp", f"int main()\n{{\n{body}}}\n")
+        self.write("app/Tool.h", f"class Tool\n{{\n    void run() const\n    {{\n{body.replace('    ', '        ')}    }}\n}};\n")
+        self.assertEqual(self.problems(), ["app/Tool.h:4: a function of 61 lines, at most 60",
+                                           "app/main.cpp:2: a function of 61 lines, at most 60"])
+
+    def test_function_that_just_fits_and_types_and_namespaces(self):
+        self.write("app/main.cpp", "int main()\n{\n" + "    call();\n" * 58 + "}\n")
+        self.write("app/Big.h", "namespace App\n{\nstruct Big\n{\n" + "    int member;\n" * 70 + "};\n}\n")
+        self.assertEqual(self.problems(), [])
+
+    def test_arrow_that_is_allowed_still_and_has_gone(self):
+        self.write("backend/identity/Users.h", "#pragma once\n")
+        self.write("docs/architecture.md", PAGE + "backend/\n  identity/\n")
+        house.STILL.add(("backend/identity", "backend/gone"))
+        self.addCleanup(house.STILL.discard, ("backend/identity", "backend/gone"))
+        self.assertIn("backend/identity includes backend/gone no more: tests/house/house.py need not allow it",
+                      self.problems())
+
+
+if __name__ == "__main__":
+    unittest.main()

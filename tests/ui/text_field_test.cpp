@@ -219,6 +219,58 @@ TEST_F( TextField, MenuCutsCopiesPastesAndMarks )
     EXPECT_EQ( plain_, "p\xc3\xa4std" ) << "what was marked";
 }
 
+TEST_F( TextField, WhatTheMenuDidIsUndoneLikeWhatWasTyped )
+{
+    click( plainAt_ );
+    type( "one two" );
+    press( GLFW_KEY_LEFT, GLFW_MOD_SHIFT );
+    press( GLFW_KEY_LEFT, GLFW_MOD_SHIFT );
+    press( GLFW_KEY_LEFT, GLFW_MOD_SHIFT );
+    ImGui::SetClipboardText( "p\xc3\xa4st" );
+    clickRight( plainAt_ );
+    choose( 2, 4 );
+    ASSERT_EQ( plain_, "one p\xc3\xa4st" );
+    press( 'A', GLFW_MOD_CONTROL );
+    clickRight( plainAt_ );
+    choose( 0, 4 );
+    ASSERT_EQ( plain_, "" );
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_, "one p\xc3\xa4st" ) << "the cut";
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_, "one two" ) << "the text pasted in place of what was marked";
+    press( 'Y', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_, "one p\xc3\xa4st" );
+    press( 'Z', GLFW_MOD_CONTROL );
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_, "one tw" ) << "what was typed before it";
+}
+
+TEST_F( TextField, HistoryThatHasNoRoomForWhatTheMenuTookAwayBeginsAnew )
+{
+    click( plainAt_ );
+    for ( const int length : { 600, 600, 1500 } )
+    {
+        ImGui::SetClipboardText( std::string( size_t( length ), 'x' ).c_str() );
+        press( 'A', GLFW_MOD_CONTROL );
+        clickRight( plainAt_ );
+        choose( 2, 4 );
+        ASSERT_EQ( plain_.size(), size_t( length ) );
+    }
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_.size(), 600u );
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_.size(), 600u ) << "the edits before it are gone";
+    ImGui::SetClipboardText( std::string( 1500, 'x' ).c_str() );
+    for ( int i = 0; i < 2; ++i )
+    {
+        press( 'A', GLFW_MOD_CONTROL );
+        clickRight( plainAt_ );
+        choose( 2, 4 );
+    }
+    press( 'Z', GLFW_MOD_CONTROL );
+    EXPECT_EQ( plain_.size(), 1500u ) << "more than a history holds";
+}
+
 TEST_F( TextField, MenuOfAMaskedOnePastesOnly )
 {
     clickRight( plainAt_ );

@@ -78,8 +78,8 @@ std::string textOf( const State& state )
     return out;
 }
 
-/// Takes over a text that was changed while the field has the keyboard; the cursor goes to its end.
-void reload( State& state, const std::string& value )
+/// Takes over a text; the cursor goes to its end.
+void setText( State& state, const std::string& value )
 {
     state.TextW.resize( int( value.size() ) + 1 );
     const char* end = nullptr;
@@ -87,7 +87,33 @@ void reload( State& state, const std::string& value )
     state.CurLenA = int( end - value.c_str() );
     state.TextAIsValid = false;
     state.Stb.cursor = state.Stb.select_start = state.Stb.select_end = state.CurLenW;
+}
+
+/// Takes over a text that was changed while the field has the keyboard.
+void reload( State& state, const std::string& value )
+{
+    setText( state, value );
     forgetFormerText( state );
+}
+
+/// Before what is marked gives way to as many characters: lets Ctrl+Z bring it back, as after typing.
+void noteEdit( State& state, const Range& marked, int length )
+{
+    auto& undo = state.Stb.undostate;
+    undo.redo_point = STB_TEXTEDIT_UNDOSTATECOUNT;
+    undo.redo_char_point = STB_TEXTEDIT_UNDOCHARCOUNT;
+    const int gone = marked.to - marked.from;
+    if ( undo.undo_point == STB_TEXTEDIT_UNDOSTATECOUNT || undo.undo_char_point + gone > STB_TEXTEDIT_UNDOCHARCOUNT )
+        forgetEdits( state );
+    if ( gone > STB_TEXTEDIT_UNDOCHARCOUNT )
+        return;
+    auto& edit = undo.undo_rec[undo.undo_point++];
+    edit.where = marked.from;
+    edit.insert_length = gone;
+    edit.delete_length = length;
+    edit.char_storage = gone > 0 ? undo.undo_char_point : -1;
+    std::copy_n( state.TextW.Data + marked.from, gone, undo.undo_char + undo.undo_char_point );
+    undo.undo_char_point += gone;
 }
 
 /// Before the field is drawn: what Dear ImGui holds of it is what the caller holds.
@@ -129,11 +155,17 @@ std::string clipboard()
 }
 
 /// Puts a text in place of what is marked, and the cursor behind it.
-void replaceMarked( std::string& value, const std::string& by )
+void replaceMarked( std::string& value, const std::string& by, bool masked )
 {
+    auto& state = ImGui::GetCurrentContext()->InputTextState;
+    const bool follows = !masked && state.ID == sMenu.field && textOf( state ) == value;
+    if ( follows )
+        noteEdit( state, sMenu.marked, lengthOf( by ) );
     const size_t from = byteOf( value, sMenu.marked.from ), to = byteOf( value, sMenu.marked.to );
     value.replace( from, to - from, by );
     sMenu.marked.from = sMenu.marked.to = sMenu.marked.from + lengthOf( by );
+    if ( follows )
+        setText( state, value );
 }
 
 std::string markedText( const std::string& value )
@@ -150,7 +182,7 @@ bool drawMenuItems( std::string& value, bool masked )
     if ( !masked && ImGui::MenuItem( "Cut", "Ctrl+X", false, marked ) )
     {
         ImGui::SetClipboardText( markedText( value ).c_str() );
-        replaceMarked( value, {} );
+        replaceMarked( value, {}, masked );
         changed = true;
     }
     if ( !masked && ImGui::MenuItem( "Copy", "Ctrl+C", false, marked ) )
@@ -158,7 +190,7 @@ bool drawMenuItems( std::string& value, bool masked )
     const auto pasted = clipboard();
     if ( ImGui::MenuItem( "Paste", "Ctrl+V", false, !pasted.empty() ) )
     {
-        replaceMarked( value, pasted );
+        replaceMarked( value, pasted, masked );
         changed = true;
     }
     if ( !masked && ImGui::MenuItem( "Select all", "Ctrl+A", false, !value.empty() ) )

@@ -38,12 +38,14 @@ void StateMachineExecutor::addStateMachine( const std::shared_ptr<StateMachine>&
 
 void StateMachineExecutor::execute_( std::size_t id, const std::shared_ptr<StateMachine>& machine, int state )
 {
-    const auto* resumable = asResumable( *machine );
-    while ( state != machine->finalState() )
+    // A step may let go of the reference that was given, and of the machine with it.
+    const auto running = machine;
+    const auto* resumable = asResumable( *running );
+    while ( state != running->finalState() )
     {
         if ( resumable && state == resumable->waitingState_ )
             return;
-        state = machine->toState( state );
+        state = running->toState( state );
     }
     removeStateMachine_( id );
 }

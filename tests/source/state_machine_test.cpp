@@ -275,6 +275,27 @@ TEST( StateMachine, AStepMayAddAnotherMachine )
     EXPECT_TRUE( inner );
 }
 
+TEST( StateMachine, AStepMayLetGoOfTheReferenceThatWasGiven )
+{
+    std::shared_ptr<StateMachine> held;
+    std::vector<int> seen;
+    const auto step = [&]( int state )
+    {
+        return [&, state]
+        {
+            held.reset();
+            seen.push_back( state );
+            return state + 1;
+        };
+    };
+    held = std::make_shared<RegularStateMachine>(
+        std::unordered_map<int, std::function<int()>>{ { 0, step( 0 ) }, { 1, step( 1 ) } }, 0, 2 );
+    const std::weak_ptr<StateMachine> weak = held;
+    StateMachineExecutor::addStateMachine( held );
+    EXPECT_EQ( seen, ( std::vector<int>{ 0, 1 } ) );
+    EXPECT_TRUE( weak.expired() );
+}
+
 TEST( StateMachine, ManyThreadsMayAddAndResume )
 {
     const auto before = Access::count();

@@ -12,6 +12,7 @@
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/web/ScriptedTransport.h>
+#include <VXViewer/web/WebRequest.h>
 
 #include <gtest/gtest.h>
 
@@ -242,6 +243,18 @@ TEST_F( SessionLogsTest, AnswersOfOtherKindsOpenNoSession )
     SessionLogs::requestSessionId( "ann@example.org" );
     answer( R"({"sessionId":-9223372036854775808})" );
     EXPECT_EQ( SessionLogsTestAccess::sessionId(), std::numeric_limits<int64_t>::min() );
+}
+
+TEST_F( SessionLogsTest, AnswersAreHeardOnTheThreadOfTheInterface )
+{
+    SessionLogs::requestSessionId( "ann@example.org" );
+    ASSERT_TRUE( transport_->deliver( ScriptedTransport::response( 200, R"({"sessionId":7})" ) ) );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 60 ) ) );
+    resumeWebRequests();
+    setWebTransport( transport_ );
+    EXPECT_EQ( SessionLogsTestAccess::sessionId(), -1 ) << "it waits for its turn";
+    CommandLoop::processCommands();
+    EXPECT_EQ( SessionLogsTestAccess::sessionId(), 7 );
 }
 
 TEST_F( SessionLogsTest, TheLastOfSeveralAnswersCounts )

@@ -297,3 +297,28 @@ TEST_F( Looks, WelcomeWindowAndPrivacyInBothThemes )
     expectLike( "privacy" );
     pressTool( "Privacy" );
 }
+
+namespace
+{
+
+/// The note about statistics has not been answered.
+class NoteLooks : public Looks
+{
+protected:
+    [[nodiscard]] std::string settings() const override { return R"({"cShowWelcomeWindow":false})"; }
+};
+
+} // namespace
+
+TEST_F( NoteLooks, InBothThemesAndAtTwoScales )
+{
+    ASSERT_TRUE( isWindowShown( "TelemetryDisclaimer" ) );
+    for ( const auto theme : { ColorTheme::Preset::Dark, ColorTheme::Preset::Light } )
+    {
+        ColorTheme::setupPreset( theme );
+        window().resize( 1280, 800 );
+        expectLike( std::string( "note_" ) + ColorTheme::getPresetName( theme ) );
+        window().resize( 2560, 1600, 2 );
+        expectLike( std::string( "note_large_" ) + ColorTheme::getPresetName( theme ) );
+    }
+}

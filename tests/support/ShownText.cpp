@@ -86,6 +86,23 @@ std::vector<const ImDrawList*> listsOf( const std::string& window )
     return out;
 }
 
+/// The smallest box about the vertices of these windows that are asked for.
+template <typename Wanted>
+DrawnBox boxOf( const std::string& window, const Wanted& isWanted )
+{
+    constexpr float cFar = std::numeric_limits<float>::max();
+    DrawnBox out{ { cFar, cFar }, { -cFar, -cFar } };
+    for ( const auto* list : listsOf( window ) )
+        for ( const auto& vertex : list->VtxBuffer )
+        {
+            if ( !isWanted( vertex ) )
+                continue;
+            out.low = { std::min( out.low.x, vertex.pos.x ), std::min( out.low.y, vertex.pos.y ) };
+            out.high = { std::max( out.high.x, vertex.pos.x ), std::max( out.high.y, vertex.pos.y ) };
+        }
+    return out;
+}
+
 } // namespace
 
 std::vector<ShownText> shownTexts( const std::string& window )
@@ -113,17 +130,14 @@ std::string shownText( const std::string& window )
 
 DrawnBox drawnBox( const std::string& window, uint32_t color )
 {
-    constexpr float cFar = std::numeric_limits<float>::max();
-    DrawnBox out{ { cFar, cFar }, { -cFar, -cFar } };
-    for ( const auto* list : listsOf( window ) )
-        for ( const auto& vertex : list->VtxBuffer )
-        {
-            if ( vertex.col != color )
-                continue;
-            out.low = { std::min( out.low.x, vertex.pos.x ), std::min( out.low.y, vertex.pos.y ) };
-            out.high = { std::max( out.high.x, vertex.pos.x ), std::max( out.high.y, vertex.pos.y ) };
-        }
-    return out;
+    return boxOf( window, [color]( const ImDrawVert& vertex ) { return vertex.col == color; } );
+}
+
+DrawnBox filledBox( const std::string& window, uint32_t color )
+{
+    const ImVec2 white = ImGui::GetIO().Fonts->TexUvWhitePixel;
+    return boxOf( window, [&]( const ImDrawVert& vertex )
+        { return vertex.col == color && vertex.uv.x == white.x && vertex.uv.y == white.y; } );
 }
 
 } // namespace VX::Testing

@@ -35,4 +35,7 @@ struct DrawnBox
 /// The smallest box about what these windows draw in a colour, their words included.
 [[nodiscard]] DrawnBox drawnBox( const std::string& window, uint32_t color );
 
+/// The same of what is filled with the colour; words and pictures do not count.
+[[nodiscard]] DrawnBox filledBox( const std::string& window, uint32_t color );
+
 } // namespace VX::Testing

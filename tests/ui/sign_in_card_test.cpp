@@ -1,5 +1,6 @@
 #include "ui/SignInFixture.h"
 
+#include <VXOrvanta/account/AuthWindow.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <gtest/gtest.h>
@@ -30,6 +31,26 @@ TEST_F( SignInCard, CoversTheWholeViewerInBlackWithItsWindowInTheMiddle )
     EXPECT_EQ( low.y, ( 800 - 332 ) / 2 );
     EXPECT_EQ( high.x - low.x, 440 );
     EXPECT_EQ( high.y - low.y, 332 );
+}
+
+TEST_F( SignInCard, NothingElseIsSeenWhateverIsOpen )
+{
+    pressTool( "Privacy" );
+    menu_->pushNotification( { .header = "Saved", .text = "part.vxu", .lifeTimeSec = 0 } );
+    const auto image = frame();
+    EXPECT_TRUE( isWindowShown( "##notification" ) );
+    const auto low = windowPointFromTop( "Auth window", 0, 0 ), high = windowPoint( "Auth window", 0, 0 );
+    size_t seen = 0;
+    for ( int y = 0; y < image.height; ++y )
+        for ( int x = 0; x < image.width; ++x )
+        {
+            const bool isCard =
+                float( x ) >= low.x && float( x ) < high.x && float( y ) >= low.y && float( y ) < high.y;
+            const auto* pixel = &image.pixels[3 * ( size_t( y ) * size_t( image.width ) + size_t( x ) )];
+            seen += !isCard && pixel[0] + pixel[1] + pixel[2] > 0;
+        }
+    EXPECT_EQ( seen, 0u );
+    pressTool( "Privacy" );
 }
 
 TEST_F( SignInCard, IsTwiceAsLargeAtTwiceTheScaleAndShrinksIntoASmallWindow )

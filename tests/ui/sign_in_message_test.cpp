@@ -1,5 +1,6 @@
 #include "ui/SignInFixture.h"
 
+#include <VXOrvanta/account/AuthWindow.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <gtest/gtest.h>

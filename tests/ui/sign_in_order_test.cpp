@@ -1,5 +1,7 @@
 #include "ui/SignInFixture.h"
 
+#include <VXOrvanta/account/AuthWindow.h>
+
 #include <gtest/gtest.h>
 
 using namespace VX;
@@ -100,4 +102,76 @@ TEST_F( SignInOrder, LastActionsAreSentWithTheAddressButWithoutTheToken )
     EXPECT_EQ( moments_[0].token, "" );
     EXPECT_EQ( moments_[0].email, "Ann@example.org" );
     EXPECT_EQ( UserInfo::getEmail(), "" );
+}
+
+TEST_F( SignInOrder, AnAnswerAfterTheEndOfTheMenuFindsNobody )
+{
+    signInByForm();
+    ASSERT_EQ( sent().size(), 1u );
+    menu_->shutdown();
+    ASSERT_TRUE( transport_->deliver( signedInAnswer( "late" ) ) );
+    settle();
+    EXPECT_EQ( UserInfo::getAccessToken(), "" );
+    EXPECT_EQ( UserInfo::getEmail(), "" );
+    EXPECT_NE( stored()["token"], "late" );
+}
+
+TEST_F( SignInOrder, NorDoesAnAnswerToAnotherRequest )
+{
+    fill( Access::email( auth() ), "ann@example.org" );
+    show( AuthState::Forgot );
+    enter();
+    ASSERT_EQ( sent().size(), 1u );
+    menu_->shutdown();
+    ASSERT_TRUE( transport_->deliver( ScriptedTransport::response( 400, R"({"message":"User does not exist."})" ) ) );
+    settle();
+    EXPECT_FALSE( log_.contains( "User does not exist." ) ) << log_.text();
+}
+
+TEST_F( SignInOrder, ACodeAndANewPasswordServeOneVisitToTheirForm )
+{
+    fill( Access::email( auth() ), "ann@example.org" );
+    for ( int visit = 0; visit < 2; ++visit )
+    {
+        show( AuthState::Forgot );
+        enter();
+        answer( 200, R"({"CodeDeliveryDetails":{"Destination":"a***@e***"}})" );
+        ASSERT_EQ( state(), AuthState::ConfirmForgot );
+        EXPECT_EQ( Access::codeDestination( auth() ), "a***@e***" );
+        EXPECT_EQ( Access::code( auth() ), "" );
+        EXPECT_EQ( Access::newPassword( auth() ), "" );
+        type( "123456" );
+        press( GLFW_KEY_TAB );
+        type( "long-enough-2" );
+        EXPECT_EQ( Access::code( auth() ), "123456" );
+        EXPECT_EQ( Access::newPassword( auth() ), "long-enough-2" );
+        Access::codeDestination( auth() ).clear();
+    }
+}
+
+TEST_F( SignInOrder, WhatIsSaidOfOneFormIsNotSaidInAnother )
+{
+    show( AuthState::SignIn );
+    enter();
+    EXPECT_EQ( message(), "Please enter valid email" );
+    clickAt( 380, 162 );
+    ASSERT_EQ( state(), AuthState::Forgot );
+    EXPECT_EQ( message(), "" );
+}
+
+TEST_F( SignInOrder, AMessageGoesWhenTheNextRequestIsSent )
+{
+    signInByForm();
+    refuse( "Incorrect username or password." );
+    EXPECT_NE( message(), "" );
+    signInByForm();
+    ASSERT_EQ( sent().size(), 2u );
+    EXPECT_EQ( message(), "" );
+    refuse( "Again." );
+    show( AuthState::SignUp );
+    Access::message( auth() ) = "Of before";
+    fill( Access::password( auth() ), "long-enough-1" );
+    enter();
+    ASSERT_EQ( sent().size(), 3u );
+    EXPECT_EQ( message(), "" );
 }

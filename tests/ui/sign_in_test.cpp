@@ -2,6 +2,7 @@
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/AccountLock.h>
+#include <VXOrvanta/account/AuthWindow.h>
 #include <VXViewer/core/SystemInfoJson.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -130,6 +131,7 @@ TEST_F( SignIn, SuccessIsRememberedAndReachesTheProgram )
     EXPECT_EQ( UserInfo::getEmail(), "Ann@example.org" );
     EXPECT_EQ( UserInfo::getAccessToken(), "access" );
     EXPECT_EQ( Access::password( auth() ), "" );
+    EXPECT_EQ( log_.count( "info: Signed in.\n" ), 1u ) << log_.text();
     const auto frames = viewer().framesDrawn();
     settle();
     EXPECT_EQ( viewer().framesDrawn(), frames ) << "no frame is drawn because of it any more";

@@ -2,6 +2,8 @@
 
 #include <HeadlessSignIn.h>
 
+#include <VXOrvanta/account/AuthWindow.h>
+
 #include <gtest/gtest.h>
 
 using namespace VX;
@@ -159,6 +161,19 @@ TEST_F( SilentSignIn, TokenFilesOfNoUseAreNoSignIn )
     signInByForm();
     answer( 200, signedInAnswer( "fresh" )["text"].asString() );
     EXPECT_EQ( state(), AuthState::Authed ) << "a file that cannot be written is no reason to refuse";
+}
+
+TEST_F( SilentSignIn, HalfAStoredSignInIsOnlyAnAddress )
+{
+    for ( const char* text : { R"({"login":"ann@example.org","token":"t","endpoint":""})",
+              R"({"login":"ann@example.org","token":"","endpoint":"e"})" } )
+    {
+        store( text );
+        restart();
+        EXPECT_TRUE( atStart_.empty() ) << text;
+        EXPECT_EQ( state(), AuthState::SignIn );
+        EXPECT_EQ( Access::email( auth() ), "ann@example.org" );
+    }
 }
 
 TEST_F( SilentSignIn, RetryWithoutATokenSignsOut )

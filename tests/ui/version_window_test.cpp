@@ -1,18 +1,24 @@
+#include "support/DrawnWindow.h"
 #include "support/LogCapture.h"
 #include "support/ShownText.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/welcome/SitePages.h>
+#include <VXViewer/ui/ImGuiColor.h>
 
 #include <gtest/gtest.h>
+#include <imgui_internal.h>
 
 #include <algorithm>
 
 using namespace VX;
+using Testing::DrawnWindow;
 
 namespace
 {
+
+using Face = RibbonFontManager::FontType;
 
 constexpr const char* cWindow = "##VersionUpdateWindow";
 
@@ -87,6 +93,46 @@ TEST_F( VersionWindow, SaysWhichReleaseThereIs )
     const auto corner = windowPointFromTop( cWindow, 0, 0 );
     EXPECT_EQ( corner.x, 1280 - 320 );
     EXPECT_EQ( corner.y, 120 );
+}
+
+TEST_F( VersionWindow, MeasuresGrowWithTheScale )
+{
+    answer( "999.0.0.1" );
+    for ( const float s : { 1.f, 2.f } )
+    {
+        window().resize( int( 1280 * s ), int( 800 * s ), s );
+        (void)frame();
+        const DrawnWindow shown( cWindow );
+        EXPECT_EQ( shown.corner().x, ( 1280 - 320 ) * s );
+        EXPECT_EQ( shown.corner().y, 120 * s );
+        EXPECT_EQ( shown.window().WindowRounding, 4 * s );
+        EXPECT_EQ( shown.window().WindowPadding.x, 9 * s );
+        EXPECT_EQ( shown.window().WindowPadding.y, 8 * s );
+        EXPECT_EQ( shown.window().WindowBorderSize, 0 );
+        EXPECT_EQ( shown.window().Flags & 0xff, 111 );
+        const auto button = Testing::filledBox( cWindow, themeU32( ColorTheme::Accent ) );
+        EXPECT_NEAR( button.high.x - button.low.x, 88 * s, 1.1f );
+        EXPECT_NEAR( button.high.y - button.low.y, 24 * s, 1.1f );
+        EXPECT_NEAR( button.low.y - shown.corner().y, 8 * s, 1.1f ) << "on the line of the exit button";
+    }
+}
+
+TEST_F( VersionWindow, HasTheFacesAndColoursOfTheTheme )
+{
+    answer( "999.0.0.1" );
+    for ( const auto theme : { ColorTheme::Preset::Dark, ColorTheme::Preset::Light } )
+    {
+        ColorTheme::setupPreset( theme );
+        (void)frame();
+        const DrawnWindow shown( cWindow );
+        const auto text = shown.text( "Version 999.0.0.1 is available", Face::SemiBold );
+        ASSERT_TRUE( text );
+        EXPECT_EQ( text->color, themeU32( ColorTheme::Text ) );
+        EXPECT_TRUE( shown.text( "Get Update", Face::Small ) );
+        const auto ground = Testing::filledBox( cWindow, themeU32( ColorTheme::DialogBackground ) );
+        EXPECT_NEAR( ground.high.x - ground.low.x, shown.window().Size.x, 1.1f );
+        EXPECT_NEAR( ground.high.y - ground.low.y, shown.window().Size.y, 1.1f );
+    }
 }
 
 TEST_F( VersionWindow, IsDrawnInAnIdleProgramByTwoFrames )

@@ -2,6 +2,7 @@
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
+#include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
@@ -145,4 +146,22 @@ TEST_F( MenuReports, AreSentOnceAMinuteByTheFramesThatAreDrawn )
     EXPECT_EQ( requestsOf( "logAction" ), before + 1 );
     (void)frame();
     EXPECT_EQ( requestsOf( "logAction" ), before + 1 );
+}
+
+TEST_F( MenuReports, ClosingTheProgramSendsWhatWaits )
+{
+    SessionLogsTestAccess::setSessionId( 5 );
+    SessionLogs::logAction( "Something" );
+    menu_->shutdown();
+    ASSERT_EQ( requestsOf( "logAction" ), 1u );
+    for ( const auto& request : transport_->sent() )
+    {
+        if ( request.logName != "logAction" )
+            continue;
+        const auto names = deserializeJsonValue( request.body ).value()["actionNames"];
+        ASSERT_EQ( names.size(), 2u );
+        EXPECT_EQ( names[0]["name"], "Something" );
+        EXPECT_EQ( names[1]["name"], "Close Application" );
+    }
+    EXPECT_EQ( logged(), Names{} );
 }

@@ -3,6 +3,7 @@
 #include "support/UiFixture.h"
 
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ColorTheme.h>

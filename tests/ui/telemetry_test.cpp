@@ -1,9 +1,11 @@
 #include "support/DrawnWindow.h"
+#include "support/ShownText.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXViewer/dialogs/FileDialogSignals.h>
 #include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/settings/Config.h>
@@ -13,6 +15,8 @@
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 #include <imgui_internal.h>
+
+#include <algorithm>
 
 using namespace VX;
 
@@ -226,13 +230,27 @@ TEST_F( AnsweredTelemetry, EntryOfTheSettings )
     EXPECT_STREQ( ( *entry )->separatorName(), "Behavior" );
     Config::instance().setBool( "allowSimpleTelemetry", false );
     SessionLogs::allow( false );
-    EXPECT_NE( ( *entry )->resetEffect().find( "collected until the next sign-in" ), std::string::npos );
+    EXPECT_EQ( ( *entry )->resetEffect(), "Usage statistics are collected until the next sign-in, whatever you have "
+                                          "chosen; then your choice counts again" );
     ( *entry )->reset();
     EXPECT_TRUE( SessionLogs::isAllowed() );
     EXPECT_FALSE( storedConsent() ) << "until the next sign-in reads it again";
     UserInfo::setEmail( "ann@example.org" );
     EXPECT_FALSE( SessionLogs::isAllowed() );
     pressTool( "Viewer settings" );
+}
+
+TEST_F( AnsweredTelemetry, EntryOfTheSettingsIsThereOnceHoweverOftenTheMenuIsMade )
+{
+    for ( int i = 0; i < 2; ++i )
+    {
+        const auto& entries =
+            ViewerSettingsPlugin::instance()->comboSettings( ViewerSettingsPlugin::TabType::Application );
+        EXPECT_EQ( std::count_if( entries.begin(), entries.end(),
+                       []( const auto& entry ) { return entry->getName() == "Collect Usage Statistics"; } ),
+            1 );
+        restart();
+    }
 }
 
 TEST_F( AnsweredTelemetry, ClickingTheEntryOfTheSettingsIsTheUsersChoice )
@@ -246,7 +264,10 @@ TEST_F( AnsweredTelemetry, ClickingTheEntryOfTheSettingsIsTheUsersChoice )
     EXPECT_FALSE( Config::instance().getBool( "allowSimpleTelemetry", true ) );
     EXPECT_FALSE( SessionLogs::isAllowed() );
     EXPECT_EQ( logged(), Names{ "Forbid Telemetry" } );
-    EXPECT_TRUE( Testing::DrawnWindow( "##Tooltip" ).text( "Allow application to collect (non-personal)" ) );
+    auto tip = Testing::shownText( "##Tooltip" );
+    std::replace( tip.begin(), tip.end(), '\n', ' ' );
+    EXPECT_EQ(
+        tip, "Allow application to collect (non-personal) data about tools that are used to improve performance. " );
     click( entry );
     EXPECT_TRUE( Config::instance().getBool( "allowSimpleTelemetry", false ) );
     EXPECT_TRUE( SessionLogs::isAllowed() );

@@ -51,9 +51,9 @@ float distance( ImVec2 p, const std::vector<ImVec2>& line )
 
 TEST_F( VideoLogo, FollowsEachOfItsCurves )
 {
-    constexpr float cScale = 50;
+    constexpr float cScale = 1000;
     const ImVec2 cCorner{ 100, 200 };
-    std::vector<ImVec2> outline;
+    std::vector<ImVec2> outline, mark;
     const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect(
         [&]
         {
@@ -62,10 +62,12 @@ TEST_F( VideoLogo, FollowsEachOfItsCurves )
             list.Flags &= ~ImDrawListFlags_AntiAliasedFill;
             drawYoutubePolyBezier( list, { cCorner.x, cCorner.y }, cScale );
             outline.clear();
-            // The last three are the mark within.
-            for ( int i = before; i < list.VtxBuffer.Size - 3; ++i )
+            for ( int i = before; i < list.VtxBuffer.Size; ++i )
                 outline.emplace_back( ( list.VtxBuffer[i].pos.x - cCorner.x ) / cScale,
                     ( list.VtxBuffer[i].pos.y - cCorner.y ) / cScale );
+            // The last three are the mark within.
+            mark.assign( outline.end() - 3, outline.end() );
+            outline.resize( outline.size() - 3 );
         } );
     drawFrames( 1 );
     ASSERT_GT( outline.size(), 40u );
@@ -77,7 +79,10 @@ TEST_F( VideoLogo, FollowsEachOfItsCurves )
         for ( size_t k = 0; k < 3; ++k )
             points[k + 1] = { origin.x + cCurves[i][k].x, origin.y + cCurves[i][k].y };
         for ( const float t : { 0.1f, 0.25f, 0.5f, 0.75f, 0.9f, 1.f } )
-            EXPECT_LT( distance( at( points, t ), outline ), 0.03f ) << i + 1 << " at " << t;
+            EXPECT_LT( distance( at( points, t ), outline ), 0.002f ) << i + 1 << " at " << t;
         end = points[3];
     }
+    const ImVec2 corners[] = { { 30, 26 }, { 30, 40 }, { 40, 33 } };
+    for ( size_t i = 0; i < 3; ++i )
+        EXPECT_LT( std::hypot( mark[i].x - corners[i].x, mark[i].y - corners[i].y ), 0.002f ) << i;
 }

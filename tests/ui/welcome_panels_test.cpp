@@ -2,6 +2,7 @@
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
+#include <VXOrvanta/welcome/WelcomeWindow.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/tools/ViewerSettingsPlugin.h>

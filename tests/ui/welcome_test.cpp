@@ -1,7 +1,9 @@
+#include "support/ShownText.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
 
 #include <VXMesh/scene/VisualObjects.h>
+#include <VXOrvanta/welcome/WelcomeWindow.h>
 #include <VXOrvanta/welcome/YoutubeLogo.h>
 #include <VXViewer/scene/SceneCache.h>
 #include <VXViewer/scene/SceneEdits.h>
@@ -79,6 +81,26 @@ TEST_F( Welcome, FirstFrameWithItHasNoHintBehindIt )
     menu_->setOrvantaMenuConfig( config );
     drawFrames( 1 );
     EXPECT_EQ( difference( before, viewer().frameImage() ), 0u );
+}
+
+TEST_F( Welcome, WhereItIsNotShownThereIsTheHint )
+{
+    const auto isHintShown = [this]
+    {
+        (void)frame();
+        return Testing::shownText( "" ).find( "Drop a file here" ) != std::string::npos;
+    };
+    EXPECT_FALSE( isHintShown() );
+    window().resize( 800, 600 );
+    EXPECT_TRUE( isHintShown() ) << "too little room for it";
+    window().resize( 1280, 800 );
+    EXPECT_FALSE( isHintShown() );
+    menu_->setOrvantaMenuConfig( { .drawWelcomeWindow = false } );
+    EXPECT_TRUE( isHintShown() ) << "it is switched off";
+    menu_->setOrvantaMenuConfig( {} );
+    EXPECT_FALSE( isHintShown() );
+    welcome().setShowOnStartup( false, true );
+    EXPECT_TRUE( isHintShown() ) << "nobody wants it";
 }
 
 TEST_F( Welcome, PanelsStandAroundTheMiddleOfTheFreeAreaAtEveryScale )
@@ -250,6 +272,15 @@ TEST_F( Welcome, EntryOfTheSettingsMirrorsTheChoice )
     setting.reset();
     EXPECT_TRUE( welcome().isShownOnStartup() );
     EXPECT_FALSE( Config::instance().getBool( "cShowWelcomeWindow", true ) ) << "the stored choice is kept";
+}
+
+TEST_F( Welcome, EntryOfTheSettingsWithoutAnOwnerDoesNothing )
+{
+    ShowWelcomeWindowSetting setting( "Show Welcome Window", nullptr );
+    setting.reset();
+    const boost::signals2::scoped_connection drawing = viewer().perFrameSignal.connect( [&] { setting.draw( 1 ); } );
+    drawFrames( 2 );
+    EXPECT_TRUE( welcome().isShownOnStartup() );
 }
 
 TEST_F( Welcome, TheSceneMayChangeInTheFrameThatDrawsIt )

@@ -5,8 +5,39 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 using namespace VX;
 using VX::Testing::ScratchFolder;
+
+namespace
+{
+
+size_t countIn( const ScratchFolder& folder )
+{
+    return size_t( std::distance( std::filesystem::directory_iterator( folder.path() ), {} ) );
+}
+
+std::string errorOf( const tl::expected<void, std::string>& written )
+{
+    return written ? "" : written.error();
+}
+
+std::string errorOf( const tl::expected<MappedFile, std::string>& mapped )
+{
+    return mapped ? "" : mapped.error();
+}
+
+std::string textOf( const MappedFile& file )
+{
+    return { reinterpret_cast<const char*>( file.bytes().data() ), file.bytes().size() };
+}
+
+} // namespace
 
 TEST( AtomicFile, ReplacesTheContentAndLeavesNoTemporary )
 {
@@ -21,8 +52,69 @@ TEST( AtomicFile, NamesTheFileThatCannotBeWritten )
 {
     const ScratchFolder folder;
     const auto written = writeFileAtomically( folder.path() / "missing" / "a", "new" );
-    ASSERT_FALSE( written );
-    EXPECT_NE( written.error().find( "missing/a" ), std::string::npos );
+    EXPECT_EQ( errorOf( written ),
+        "Cannot write \"" + ( folder.path() / "missing/a" ).string() + "\": No such file or directory" );
+}
+
+TEST( AtomicFile, WritesItsPartsOneAfterTheOther )
+{
+    const ScratchFolder folder;
+    const std::string large( 3'000'000, 'x' ), end = "end";
+    const std::span<const std::byte> parts[] = {
+        std::as_bytes( std::span( large ) ), {}, std::as_bytes( std::span( end ) ) };
+    ASSERT_TRUE( writeFileAtomically( folder.path() / "a", parts ) );
+    EXPECT_EQ( Testing::readFile( folder.path() / "a" ), large + end );
+}
+
+TEST( AtomicFile, LeavesTheFormerFileAndNoTemporaryWhenItFails )
+{
+    const ScratchFolder folder;
+    std::filesystem::create_directory( folder.path() / "taken" );
+    EXPECT_EQ( errorOf( writeFileAtomically( folder.path() / "taken", "new" ) ),
+        "Cannot write \"" + ( folder.path() / "taken" ).string() + "\": Is a directory" );
+    EXPECT_EQ( countIn( folder ), 1u );
+
+    const auto file = folder.write( "a", "old" );
+    const auto handler = std::signal( SIGXFSZ, SIG_IGN );
+    rlimit former{};
+    ASSERT_EQ( ::getrlimit( RLIMIT_FSIZE, &former ), 0 );
+    const rlimit little{ 1000, former.rlim_max };
+    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &little ), 0 );
+    const auto error = errorOf( writeFileAtomically( file, std::string( 2000, 'x' ) ) );
+    ::setrlimit( RLIMIT_FSIZE, &former );
+    std::signal( SIGXFSZ, handler );
+    EXPECT_EQ( error, "Cannot write \"" + file.string() + "\": File too large" );
+    EXPECT_EQ( Testing::readFile( file ), "old" );
+    EXPECT_EQ( countIn( folder ), 2u );
+}
+
+TEST( AtomicFile, ALinkIsReplacedAndNotFollowed )
+{
+    const ScratchFolder folder;
+    const auto diary = folder.write( "diary", "precious" );
+    std::filesystem::create_symlink( diary, folder.path() / "a" );
+    ASSERT_TRUE( writeFileAtomically( folder.path() / "a", "new" ) );
+    EXPECT_EQ( Testing::readFile( diary ), "precious" );
+    EXPECT_FALSE( std::filesystem::is_symlink( folder.path() / "a" ) );
+}
+
+TEST( AtomicFile, WritersOfOneFileNeverMix )
+{
+    const ScratchFolder folder;
+    const auto file = folder.path() / "a";
+    std::vector<std::thread> threads;
+    for ( const char letter : { 'a', 'b', 'c' } )
+        threads.emplace_back(
+            [&, letter]
+            {
+                for ( int i = 0; i < 20; ++i )
+                    EXPECT_TRUE( writeFileAtomically( file, std::string( 100'000, letter ), { .flush = false } ) );
+            } );
+    for ( auto& thread : threads )
+        thread.join();
+    const auto text = Testing::readFile( file );
+    EXPECT_EQ( text, std::string( 100'000, text.at( 0 ) ) );
+    EXPECT_EQ( countIn( folder ), 1u );
 }
 
 TEST( AtomicFile, KeepsTheModeAskedFor )
@@ -30,6 +122,10 @@ TEST( AtomicFile, KeepsTheModeAskedFor )
     const ScratchFolder folder;
     ASSERT_TRUE( writeFileAtomically( folder.path() / "a", "secret", { .mode = 0600 } ) );
     EXPECT_EQ( std::filesystem::status( folder.path() / "a" ).permissions(), std::filesystem::perms( 0600 ) );
+    const auto mask = ::umask( 0027 );
+    ASSERT_TRUE( writeFileAtomically( folder.path() / "b", "for the group" ) );
+    ::umask( mask );
+    EXPECT_EQ( std::filesystem::status( folder.path() / "b" ).permissions(), std::filesystem::perms( 0640 ) );
 }
 
 TEST( MappedFile, MapsAnEmptyFileAsNoBytes )
@@ -40,8 +136,30 @@ TEST( MappedFile, MapsAnEmptyFileAsNoBytes )
     EXPECT_TRUE( mapped->bytes().empty() );
 }
 
-TEST( MappedFile, RefusesAFolder )
+TEST( MappedFile, HoldsTheBytesAlsoWhenItIsMovedOrTheFileHasGone )
 {
     const ScratchFolder folder;
-    EXPECT_FALSE( MappedFile::open( folder.path() ) );
+    auto first = MappedFile::open( folder.write( "a", "first" ) );
+    auto second = MappedFile::open( folder.write( "b", "second" ) );
+    ASSERT_TRUE( first && second );
+    std::filesystem::remove( folder.path() / "a" );
+    MappedFile moved = std::move( *first );
+    EXPECT_EQ( textOf( moved ), "first" );
+    EXPECT_TRUE( first->bytes().empty() );
+    moved = std::move( *second );
+    EXPECT_EQ( textOf( moved ), "second" );
+}
+
+TEST( MappedFile, SaysWhatItCannotRead )
+{
+    const ScratchFolder folder;
+    const auto fifo = folder.path() / "ü";
+    ASSERT_EQ( ::mkfifo( fifo.c_str(), 0600 ), 0 );
+    const auto text = []( const std::filesystem::path& file, const char* why )
+    { return "Cannot read \"" + file.string() + "\": " + why; };
+    EXPECT_EQ( errorOf( MappedFile::open( folder.path() ) ), text( folder.path(), "Is a directory" ) );
+    EXPECT_EQ( errorOf( MappedFile::open( folder.path() / "none" ) ),
+        text( folder.path() / "none", "No such file or directory" ) );
+    EXPECT_EQ( errorOf( MappedFile::open( "/dev/null" ) ), text( "/dev/null", "Invalid argument" ) );
+    EXPECT_EQ( errorOf( MappedFile::open( fifo ) ), text( fifo, "Invalid argument" ) ) << "nor does it wait for it";
 }

@@ -21,15 +21,45 @@ TEST( Json, ReportsLineAndColumnOfAMistake )
     EXPECT_NE( value.error().find( "Line 2" ), std::string::npos );
 }
 
-TEST( Json, RefusesTextAfterTheDocument )
+TEST( Json, RefusesWhatIsNoDocument )
 {
-    EXPECT_FALSE( deserializeJsonValue( std::string( "" ) ) );
-    EXPECT_FALSE( deserializeJsonValue( std::string( "<html>" ) ) );
+    using namespace std::string_literals;
+    for ( const auto& text : { ""s, " \n"s, "<html>"s, "\0"s, "\xff\xfe"s, "{\"a\":"s, "[1,"s, "{\"a\" 1}"s, "nul"s,
+              "]"s, "\"open"s, "{1: 2}"s, "/* a remark"s } )
+    {
+        const auto value = deserializeJsonValue( text );
+        ASSERT_FALSE( value ) << text;
+        EXPECT_NE( value.error(), "" ) << text;
+    }
+}
+
+TEST( Json, TakesRemarksAsPeopleWriteThemIntoSettings )
+{
+    const auto value = deserializeJsonValue( std::string( "// mine\n{\"a\": /* one */ 1}" ) );
+    ASSERT_TRUE( value ) << value.error();
+    EXPECT_EQ( ( *value )["a"], 1 );
 }
 
 TEST( Json, RefusesBottomlessNesting )
 {
+    const auto nested = []( size_t depth )
+    { return deserializeJsonValue( std::string( depth, '[' ) + std::string( depth, ']' ) ).has_value(); };
+    EXPECT_TRUE( nested( 150 ) );
+    EXPECT_FALSE( nested( 230 ) );
     EXPECT_FALSE( deserializeJsonValue( std::string( 100000, '[' ) ) );
+    EXPECT_FALSE( deserializeJsonValue( std::string( 100000, '{' ) ) );
+}
+
+TEST( Json, ReadsNoFileThatCouldNotBeADocument )
+{
+    const Testing::ScratchFolder folder;
+    constexpr uintmax_t cMost = uintmax_t( 64 ) << 20;
+    const auto file = folder.write( "large.json", "{}" );
+    std::filesystem::resize_file( file, cMost + 1 );
+    const auto large = deserializeJsonValue( file );
+    ASSERT_FALSE( large );
+    EXPECT_EQ( large.error(), "\"" + file.string() + "\" is too large for a JSON document" );
+    EXPECT_NE( deserializeJsonValue( folder.path() ).error().find( "Is a directory" ), std::string::npos );
 }
 
 TEST( Json, ReadsAFileAndNamesAMissingOne )
@@ -55,4 +85,18 @@ TEST( Progress, MapsAStageOntoItsParent )
     EXPECT_FALSE( stage( 1 ) );
     EXPECT_EQ( seen, ( std::vector<float>{ 0.5f, 0.75f } ) );
     EXPECT_FALSE( bool( subprogress( {}, 0, 1 ) ) );
+}
+
+TEST( Progress, NobodyWhoListensStopsNothing )
+{
+    EXPECT_TRUE( reportProgress( {}, 0.5f ) );
+    float seen = 0;
+    EXPECT_FALSE( reportProgress(
+        [&]( float fraction )
+        {
+            seen = fraction;
+            return false;
+        },
+        0.5f ) );
+    EXPECT_EQ( seen, 0.5f );
 }

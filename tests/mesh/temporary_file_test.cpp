@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include <fcntl.h>
+
 using namespace VX;
 using VX::Testing::ScratchFolder;
 
@@ -69,10 +73,63 @@ TEST( TemporaryFile, SaysWhyThereIsNone )
     EXPECT_EQ( file.error(), std::errc::no_such_file_or_directory );
 }
 
+TEST( TemporaryFile, ALaterOneTakesTheFormersPlace )
+{
+    const ScratchFolder folder;
+    auto first = TemporaryFile::createFor( folder.path() / "a" ),
+         second = TemporaryFile::createFor( folder.path() / "b" );
+    ASSERT_TRUE( first && second );
+    const auto path = second->path();
+    *first = std::move( *second );
+    EXPECT_EQ( first->path(), path );
+    EXPECT_EQ( second->descriptor(), -1 );
+    EXPECT_EQ( countIn( folder.path() ), 1u ) << "the former one has gone";
+    auto& same = *first;
+    *first = std::move( same );
+    EXPECT_TRUE( std::filesystem::exists( path ) );
+    EXPECT_FALSE( first->moveTo( folder.path() / "a" ) );
+    EXPECT_EQ( first->descriptor(), -1 );
+    EXPECT_EQ( countIn( folder.path() ), 1u );
+}
+
+TEST( TemporaryFile, IsNotGivenToOtherPrograms )
+{
+    const ScratchFolder folder;
+    const auto file = TemporaryFile::createFor( folder.path() / "a" );
+    ASSERT_TRUE( file );
+    EXPECT_TRUE( ::fcntl( file->descriptor(), F_GETFD ) & FD_CLOEXEC );
+}
+
+TEST( WriteAll, GoesOnUntilAPipeHasTakenEverything )
+{
+    int pipes[2];
+    ASSERT_EQ( ::pipe( pipes ), 0 );
+    std::string got;
+    std::thread reader(
+        [&]
+        {
+            char buffer[5000];
+            for ( ssize_t n = 0; ( n = ::read( pipes[0], buffer, sizeof buffer ) ) > 0; )
+                got.append( buffer, size_t( n ) );
+        } );
+    std::string text( 1'000'000, 'a' );
+    text.back() = 'z';
+    EXPECT_EQ( writeAll( pipes[1], std::as_bytes( std::span( text ) ) ), 0 );
+    ::close( pipes[1] );
+    reader.join();
+    EXPECT_EQ( got, text );
+    ::close( pipes[0] );
+    EXPECT_EQ( writeAll( pipes[1], std::as_bytes( std::span( text ) ) ), EBADF );
+    EXPECT_EQ( writeAll( pipes[1], {} ), 0 );
+}
+
 TEST( TemporaryFile, TakesTargetsWithTheLongestNames )
 {
     const ScratchFolder folder;
     auto file = TemporaryFile::createFor( folder.path() / std::string( 255, 'x' ) );
     ASSERT_TRUE( file );
+    EXPECT_LE( file->path().filename().string().size(), 255u - 7 )
+        << "a library that writes it puts seven more behind it";
+    EXPECT_TRUE( file->path().filename().string().ends_with( ".part" ) );
     EXPECT_FALSE( file->moveTo( folder.path() / std::string( 255, 'x' ) ) );
 }

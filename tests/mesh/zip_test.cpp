@@ -5,7 +5,12 @@
 #include <gtest/gtest.h>
 #include <zip.h>
 
+#include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <thread>
+
+#include <sys/stat.h>
 
 using namespace VX;
 using VX::Testing::ScratchFolder;
@@ -33,6 +38,16 @@ std::filesystem::path makeZip(
             archive, name.c_str(), zip_source_buffer( archive, content.data(), content.size(), 0 ), ZIP_FL_ENC_UTF_8 );
     zip_close( archive );
     return file;
+}
+
+std::string errorOf( const tl::expected<void, std::string>& result )
+{
+    return result ? "" : result.error();
+}
+
+size_t countIn( const ScratchFolder& folder )
+{
+    return size_t( std::distance( std::filesystem::directory_iterator( folder.path() ), {} ) );
 }
 
 } // namespace
@@ -78,12 +93,78 @@ TEST( Zip, EncryptsWithAPassword )
     zip_discard( archive );
 }
 
-TEST( Zip, SaysWhichFolderCannotBeRead )
+TEST( Zip, AnEmptyPasswordIsNone )
 {
-    const ScratchFolder target;
-    const auto packed = compressZip( target.path() / "a.zip", "/nowhere" );
-    ASSERT_FALSE( packed );
-    EXPECT_NE( packed.error().find( "/nowhere" ), std::string::npos );
+    const ScratchFolder source, target;
+    source.write( "open", "text" );
+    ASSERT_TRUE( compressZip( target.path() / "a.zip", source.path(), {}, "" ) );
+    ASSERT_TRUE( extractSingleFile( target.path() / "a.zip", target.path() / "out" ) );
+    EXPECT_EQ( Testing::readFile( target.path() / "out" ), "text" );
+}
+
+TEST( Zip, SaysWhatCannotBePackedOrWritten )
+{
+    const ScratchFolder source, target;
+    const auto file = target.path() / "a.zip";
+    EXPECT_EQ(
+        errorOf( compressZip( file, "/nowhere" ) ), "Cannot read the folder \"/nowhere\": No such file or directory" );
+    const auto nothing = "There is nothing to compress in \"" + source.path().string() + "\"";
+    EXPECT_EQ( errorOf( compressZip( file, source.path() ) ), nothing );
+    const auto input = source.write( "input", "x" );
+    EXPECT_EQ( errorOf( compressZip( file, source.path(), { source.path() / "." / "input" } ) ), nothing )
+        << "another way to write the same path";
+    EXPECT_TRUE( std::filesystem::is_empty( target.path() ) );
+    EXPECT_EQ( errorOf( compressZip( "/nowhere/a.zip", source.path() ) ),
+        "Cannot write \"/nowhere/a.zip\": No such file or directory" );
+    std::filesystem::create_directory( file );
+    EXPECT_EQ(
+        errorOf( compressZip( file, source.path() ) ), "Cannot write \"" + file.string() + "\": Is a directory" );
+    EXPECT_EQ( countIn( target ), 1u ) << "no part is left";
+}
+
+TEST( Zip, FollowsNoLinksAndTakesNothingButFiles )
+{
+    const ScratchFolder source, target, elsewhere;
+    elsewhere.write( "secret", "x" );
+    source.write( "b", "y" );
+    source.write( "a", "y" );
+    std::filesystem::create_symlink( elsewhere.path() / "secret", source.path() / "link" );
+    std::filesystem::create_directory_symlink( elsewhere.path(), source.path() / "folder" );
+    ASSERT_EQ( ::mkfifo( ( source.path() / "fifo" ).c_str(), 0600 ), 0 );
+    ASSERT_TRUE( compressZip( target.path() / "a.zip", source.path() ) );
+    EXPECT_EQ( entryNames( target.path() / "a.zip" ), ( std::vector<std::string>{ "a", "b" } ) );
+}
+
+TEST( Zip, TellsHowFarItIsOnTheCallersThread )
+{
+    const ScratchFolder source, target;
+    for ( int i = 0; i < 5; ++i )
+        source.write( std::to_string( i ), std::string( 100'000, 'x' ) );
+    std::vector<float> seen;
+    const auto here = std::this_thread::get_id();
+    const auto packed = compressZip( target.path() / "a.zip", source.path(), {}, nullptr,
+        [&]( float fraction )
+        {
+            EXPECT_EQ( std::this_thread::get_id(), here );
+            seen.push_back( fraction );
+            return true;
+        } );
+    ASSERT_TRUE( packed );
+    ASSERT_FALSE( seen.empty() );
+    EXPECT_TRUE( std::is_sorted( seen.begin(), seen.end() ) );
+    EXPECT_GE( seen.front(), 0 );
+    EXPECT_EQ( seen.back(), 1 );
+}
+
+TEST( Zip, IsNotPackedOnceItsLastReportAsksToStop )
+{
+    const ScratchFolder source, target;
+    source.write( "input", "x" );
+    int reports = 0;
+    const auto stopped =
+        compressZip( target.path() / "a.zip", source.path(), {}, nullptr, [&]( float ) { return ++reports != 1; } );
+    EXPECT_EQ( errorOf( stopped ), "Operation was canceled" ) << "a later yes does not take it back";
+    EXPECT_TRUE( std::filesystem::is_empty( target.path() ) );
 }
 
 TEST( Zip, LeavesTheFormerArchiveWhenStopped )
@@ -123,6 +204,62 @@ TEST( Unzip, RefusesAnArchiveOfSeveralFiles )
     const auto out = extractSingleFile( makeZip( folder, { { "a", "1" }, { "b", "2" } } ), folder.path() / "out" );
     ASSERT_FALSE( out );
     EXPECT_EQ( out.error(), "The archive must hold exactly one file, but it holds 2" );
+    const auto folders =
+        extractSingleFile( makeZip( folder, { { "a/", "" }, { "a/b/", "" } } ), folder.path() / "out" );
+    EXPECT_EQ( errorOf( folders ), "The archive must hold exactly one file, but it holds 0" );
+    EXPECT_FALSE( std::filesystem::exists( folder.path() / "out" ) );
+    const auto one = extractSingleFile( makeZip( folder, { { "a/", "" }, { "a/b", "1" } } ), folder.path() / "out" );
+    EXPECT_EQ( errorOf( one ), "" ) << "folders do not count";
+}
+
+TEST( Unzip, CountsTheEntriesBeforeItLooksAtThem )
+{
+    const ScratchFolder folder;
+    const auto file = makeZip( folder, { { "a/", "" }, { "b/", "" }, { "c", "1" } } );
+    const auto out = folder.path() / "out";
+    EXPECT_EQ( errorOf( extractSingleFile( file, out, { .maxEntries = 2 } ) ), "The archive holds too many entries" );
+    EXPECT_EQ( errorOf( extractSingleFile( file, out, { .maxEntries = 3 } ) ), "" );
+    EXPECT_EQ( UnzipLimits{}.maxEntries, 1000u );
+    EXPECT_EQ( UnzipLimits{}.maxEntrySize, uint64_t( 1 ) << 30 );
+}
+
+TEST( Unzip, TakesAFileOfJustTheLimit )
+{
+    const ScratchFolder folder;
+    const auto file = makeZip( folder, { { "a", std::string( 1 << 20, 'x' ) } } );
+    const auto out = folder.path() / "out";
+    EXPECT_EQ( errorOf( extractSingleFile( file, out, { .maxEntrySize = 1 << 20 } ) ), "" );
+    EXPECT_EQ( std::filesystem::file_size( out ), uintmax_t( 1 ) << 20 );
+    EXPECT_EQ( errorOf( extractSingleFile( file, out, { .maxEntrySize = ( 1 << 20 ) - 1 } ) ),
+        "The archive unpacks to more than 0 MB" );
+    EXPECT_FALSE( std::filesystem::exists( out ) );
+}
+
+TEST( Unzip, SaysWhatIsDamagedAndLeavesNothing )
+{
+    const ScratchFolder source, folder;
+    std::string noise;
+    for ( uint32_t i = 1; noise.size() < 5000; i = i * 1664525 + 1013904223 )
+        noise += char( i >> 24 );
+    source.write( "input", noise );
+    const auto file = folder.path() / "a.zip", out = folder.path() / "out";
+    ASSERT_TRUE( compressZip( file, source.path() ) );
+    std::fstream( file, std::ios::in | std::ios::out | std::ios::binary ).seekp( 2000 ).put( 'x' ).put( 'x' );
+    const auto error = errorOf( extractSingleFile( file, out ) );
+    EXPECT_TRUE( error.starts_with( "The archive is damaged: " ) ) << error;
+    EXPECT_FALSE( std::filesystem::exists( out ) );
+    ASSERT_TRUE( compressZip( file, source.path(), {}, "pass" ) );
+    EXPECT_EQ( errorOf( extractSingleFile( file, out ) ), "The archive is damaged: No password provided" );
+}
+
+TEST( Unzip, SaysWhereItCannotWrite )
+{
+    const ScratchFolder folder;
+    const auto file = makeZip( folder, { { "a", "1" } } );
+    EXPECT_EQ( errorOf( extractSingleFile( file, "/nowhere/out" ) ), "Cannot write \"/nowhere/out\"" );
+    const auto out = folder.write( "out", std::string( 100, 'x' ) );
+    EXPECT_EQ( errorOf( extractSingleFile( file, out ) ), "" );
+    EXPECT_EQ( Testing::readFile( out ), "1" ) << "nothing of the former content";
 }
 
 TEST( Unzip, IgnoresWhereAnEntryWantsToGo )
@@ -151,5 +288,7 @@ TEST( Unzip, RefusesWhatIsNoArchive )
     const auto refused = extractSingleFile( folder.write( "a.zip", "PK\3\4 not really" ), folder.path() / "out" );
     ASSERT_FALSE( refused );
     EXPECT_EQ( refused.error(), "The archive cannot be opened: Not a zip archive" );
-    EXPECT_FALSE( extractSingleFile( folder.path() / "missing.zip", folder.path() / "out" ) );
+    EXPECT_EQ( errorOf( extractSingleFile( folder.path() / "missing.zip", folder.path() / "out" ) ),
+        "The archive cannot be opened: No such file" );
+    EXPECT_FALSE( std::filesystem::exists( folder.path() / "out" ) );
 }

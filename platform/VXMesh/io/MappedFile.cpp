@@ -25,7 +25,8 @@ std::string failure( const std::filesystem::path& file, int error )
 
 tl::expected<MappedFile, std::string> MappedFile::open( const std::filesystem::path& file )
 {
-    const int fd = ::open( file.c_str(), O_RDONLY | O_CLOEXEC );
+    // A FIFO would keep whoever opens it waiting for somebody to write to it.
+    const int fd = ::open( file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC );
     if ( fd < 0 )
         return tl::unexpected( failure( file, errno ) );
 

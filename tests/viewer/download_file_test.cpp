@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
+#include <sys/resource.h>
+
 using namespace VX;
 using VX::Testing::ScratchFolder;
 
@@ -83,4 +87,50 @@ TEST( DownloadFile, LooksAtTheDiskAgainOnItsWay )
     for ( ; error.empty() && written < 1000; ++written )
         error = errorOf( file->write( bytesOf( piece ) ) );
     EXPECT_NE( error.find( "would stay free on the disk" ), std::string::npos ) << written;
+}
+
+TEST( DownloadFile, LeavesTheFormerFileAndNoPartWhenItIsDropped )
+{
+    const ScratchFolder folder;
+    const auto target = folder.write( "out", "former" );
+    {
+        auto file = DownloadFile::create( target, { .maxSize = 10 } );
+        ASSERT_TRUE( file );
+        EXPECT_EQ( errorOf( file->write( bytesOf( "12345" ) ) ), "" );
+    }
+    EXPECT_EQ( Testing::readFile( target ), "former" );
+    EXPECT_EQ( std::distance( std::filesystem::directory_iterator( folder.path() ), {} ), 1 );
+}
+
+TEST( DownloadFile, SaysWhyItCannotBeBegunWrittenOrMoved )
+{
+    const auto begun = DownloadFile::create( "/nowhere/ü", { .maxSize = 10 } );
+    ASSERT_FALSE( begun );
+    EXPECT_EQ( begun.error(), "Cannot write \"/nowhere/ü\": No such file or directory" );
+
+    const ScratchFolder folder;
+    const auto target = folder.path() / "out";
+    auto file = DownloadFile::create( target, { .maxSize = cMegabyte } );
+    ASSERT_TRUE( file );
+    std::filesystem::create_directory( target );
+    EXPECT_EQ( errorOf( file->finish() ), "Cannot write \"" + target.string() + "\": Is a directory" );
+    EXPECT_EQ( std::distance( std::filesystem::directory_iterator( folder.path() ), {} ), 1 ) << "no part is left";
+}
+
+TEST( DownloadFile, SaysWhatTheSystemSaysWhenItCannotGoOn )
+{
+    const ScratchFolder folder;
+    const auto target = folder.path() / "out";
+    auto file = DownloadFile::create( target, { .maxSize = cMegabyte } );
+    ASSERT_TRUE( file );
+    const auto handler = std::signal( SIGXFSZ, SIG_IGN );
+    rlimit former{};
+    ASSERT_EQ( ::getrlimit( RLIMIT_FSIZE, &former ), 0 );
+    const rlimit little{ 1000, former.rlim_max };
+    ASSERT_EQ( ::setrlimit( RLIMIT_FSIZE, &little ), 0 );
+    EXPECT_EQ( errorOf( file->write( bytesOf( std::string( 900, 'x' ) ) ) ), "" );
+    const auto error = errorOf( file->write( bytesOf( std::string( 900, 'x' ) ) ) );
+    ::setrlimit( RLIMIT_FSIZE, &former );
+    std::signal( SIGXFSZ, handler );
+    EXPECT_EQ( error, "Cannot write \"" + target.string() + "\": File too large" );
 }

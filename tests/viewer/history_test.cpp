@@ -241,6 +241,82 @@ TEST_F( History, NamesAndVisibilityComeBack )
     EXPECT_EQ( tree( root() ), "Scene(x!()b!())" );
 }
 
+TEST_F( History, WhatChangesNothingIsNoStep )
+{
+    SceneEdits::add( "Open", { object( "a" ), object( "b" ) } );
+    const auto all = root().children();
+    store().clear();
+    SceneEdits::rename( all[0], "" );
+    SceneEdits::rename( all[0], "a" );
+    SceneEdits::setVisible( "Show", all, true );
+    SceneEdits::setVisible( "Hide", {}, false );
+    EXPECT_FALSE( store().canUndo() );
+    EXPECT_EQ( tree( root() ), "Scene(a()b())" );
+    SceneEdits::rename( all[0], "x" );
+    SceneEdits::setVisible( "Hide objects", all, false );
+    EXPECT_EQ( store().getActionNames( HistoryAction::Type::Undo ), ( Names{ "Hide objects", "Rename" } ) );
+}
+
+TEST_F( History, ShowingTakesBackToHidden )
+{
+    SceneEdits::add( "Open", { object( "a" ), object( "b" ) } );
+    const auto all = root().children();
+    all[0]->setVisible( false );
+    SceneEdits::setVisible( "Show", all, true );
+    EXPECT_EQ( tree( root() ), "Scene(a()b())" );
+    store().undo();
+    EXPECT_EQ( tree( root() ), "Scene(a!()b())" ) << "the other was shown before";
+    store().redo();
+    EXPECT_EQ( tree( root() ), "Scene(a()b())" );
+}
+
+TEST_F( History, ReplacedObjectsStandWhereTheFirstOfThemStood )
+{
+    SceneEdits::add( "Open", { object( "a" ), object( "b" ), object( "c" ), object( "d" ) } );
+    const auto all = root().children();
+    SceneEdits::replace( "Reload", { all[3], all[1] }, { object( "x" ), object( "y" ), object( "z" ) } );
+    EXPECT_EQ( names(), ( Names{ "a", "x", "y", "z", "c" } ) );
+    EXPECT_EQ( store().getLastActionName( HistoryAction::Type::Undo ), "Reload" );
+    store().undo();
+    EXPECT_EQ( names(), ( Names{ "a", "b", "c", "d" } ) );
+    store().redo();
+    EXPECT_EQ( names(), ( Names{ "a", "x", "y", "z", "c" } ) );
+}
+
+TEST_F( History, ReplacesWhatHasGoneOrStandsDeeperAtTheEnd )
+{
+    const auto parent = object( "parent" ), child = object( "child" );
+    parent->addChild( child );
+    SceneEdits::add( "Open", { parent, object( "b" ) } );
+    SceneEdits::replace( "Reload", { child, object( "stranger" ) }, { object( "new" ) } );
+    EXPECT_EQ( tree( root() ), "Scene(parent()b()new())" );
+    store().undo();
+    EXPECT_EQ( tree( root() ), "Scene(parent(child())b())" );
+    SceneEdits::replace( "Reload", { object( "stranger" ) }, { object( "new" ) } );
+    EXPECT_EQ( tree( root() ), "Scene(parent(child())b()new())" );
+}
+
+TEST_F( History, AStepThatIsMadeForAnotherHistoryIsNotInThisOne )
+{
+    const auto step = SceneEdits::addStep( "Make", { object( "a" ), object( "b" ) } );
+    EXPECT_EQ( names(), ( Names{ "a", "b" } ) );
+    EXPECT_EQ( step->name(), "Make" );
+    EXPECT_FALSE( store().canUndo() );
+    step->action( HistoryAction::Type::Undo );
+    EXPECT_EQ( names(), Names{} );
+    step->action( HistoryAction::Type::Redo );
+    EXPECT_EQ( names(), ( Names{ "a", "b" } ) );
+}
+
+TEST_F( History, NamesOfStepsTellHowManyAndNoNames )
+{
+    EXPECT_EQ( SceneEdits::nameFor( "Delete", { object( "secret" ) } ), "Delete object" );
+    EXPECT_EQ( SceneEdits::nameFor( "Hide", { object( "a" ), object( "b" ), object( "c" ) } ), "Hide 3 objects" );
+    SceneEdits::add( "Open", { object( "a" ) } );
+    SceneEdits::remove( "Delete object", root().children() );
+    EXPECT_EQ( store().getActionNames( HistoryAction::Type::Undo ), ( Names{ "Delete object", "Open" } ) );
+}
+
 TEST_F( History, AnySequenceOfStepsCanBeTakenBackToTheStart )
 {
     std::mt19937 random( 3 );

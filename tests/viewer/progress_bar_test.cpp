@@ -45,6 +45,7 @@ TEST_F( ProgressBarTest, RunsTheJobElsewhereAndItsEndHere )
     turnUntil( [] { return !ProgressBar::isOrdered(); } );
     EXPECT_NE( jobThread, std::this_thread::get_id() );
     EXPECT_EQ( endThread, std::this_thread::get_id() );
+    EXPECT_FALSE( ProgressBar::isCanceled() );
 }
 
 TEST_F( ProgressBarTest, ShowsNameStageAndFraction )
@@ -155,4 +156,92 @@ TEST_F( ProgressBarTest, ReportsFromOutsideOfAJobAreIgnored )
     EXPECT_TRUE( ProgressBar::setProgress( 0.1f ) );
     ProgressBar::forceSetTaskName( "nobody" );
     EXPECT_FALSE( ProgressBar::state() );
+}
+
+TEST_F( ProgressBarTest, ACanceledJobIsNeitherInTheWayOfTheNextNorEndsIt )
+{
+    std::promise<void> started, releaseSecond;
+    ProgressBar::order( "first",
+        [&]
+        {
+            started.set_value();
+            while ( !ProgressBar::isCanceled() )
+                std::this_thread::yield();
+        } );
+    started.get_future().wait();
+    ProgressBar::cancel();
+    auto goOn = releaseSecond.get_future();
+    ASSERT_TRUE( ProgressBar::order( "second", [&] { goOn.wait(); } ) );
+    // The end of the first one is the only command there can be.
+    while ( CommandLoop::isEmpty() )
+        std::this_thread::yield();
+    CommandLoop::processCommands();
+    ASSERT_TRUE( ProgressBar::isOrdered() );
+    EXPECT_EQ( ProgressBar::state()->name, "second" );
+    releaseSecond.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+}
+
+TEST_F( ProgressBarTest, CancelWithoutAJobIsNothing )
+{
+    ProgressBar::cancel();
+    EXPECT_FALSE( ProgressBar::isCanceled() );
+    EXPECT_FALSE( ProgressBar::isOrdered() );
+}
+
+TEST_F( ProgressBarTest, AStageLastsUntilItIsResetAndTheTimeGoesOn )
+{
+    std::promise<void> reset, go;
+    auto goOn = go.get_future();
+    ProgressBar::order( "job",
+        [&]
+        {
+            ProgressBar::forceSetTaskName( "Uploading" );
+            ProgressBar::forceSetTaskName( "Converting" );
+            ProgressBar::resetTaskName();
+            reset.set_value();
+            goOn.wait();
+        } );
+    const auto before = ProgressBar::state()->elapsed;
+    EXPECT_GE( before.count(), 0 );
+    EXPECT_LT( before, std::chrono::seconds( 60 ) );
+    reset.get_future().wait();
+    EXPECT_EQ( ProgressBar::state()->task, "" );
+    EXPECT_GT( ProgressBar::state()->elapsed, before );
+    go.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+}
+
+TEST_F( ProgressBarTest, ShutdownTellsOfAJobThatDoesNotEnd )
+{
+    std::promise<void> started, release;
+    auto released = release.get_future();
+    ProgressBar::order( "stubborn",
+        [&]
+        {
+            started.set_value();
+            released.wait();
+        } );
+    started.get_future().wait();
+    EXPECT_FALSE( ProgressBar::shutdown( std::chrono::milliseconds( 10 ) ) );
+    EXPECT_FALSE( ProgressBar::isOrdered() );
+    release.set_value();
+    EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+}
+
+TEST_F( ProgressBarTest, WhatAJobHoldsHasGoneWhenShutdownReturns )
+{
+    const auto held = std::make_shared<int>();
+    ProgressBar::order( "job", [held] {} );
+    EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
+    EXPECT_EQ( held.use_count(), 1 );
+}
+
+TEST_F( ProgressBarTest, WhatFollowsAJobStandsInNoOneElsesWay )
+{
+    bool ordered = false;
+    ProgressBar::orderWithMainThreadPostProcessing( "first",
+        [&]() -> ProgressBar::PostProcessing { return [&] { ordered = ProgressBar::order( "second", [] {} ); }; } );
+    turnUntil( [&] { return ordered; } );
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
 }

@@ -1,3 +1,5 @@
+#include "support/LogCapture.h"
+#include "support/Patience.h"
 #include "support/ScratchFolder.h"
 
 #include <VXViewer/loop/CommandLoop.h>
@@ -8,7 +10,10 @@
 
 #include <atomic>
 #include <future>
+#include <set>
 #include <thread>
+
+#include <unistd.h>
 
 using namespace VX;
 
@@ -44,9 +49,12 @@ TEST_F( WebRequestTest, CarriesEverythingThatWasSet )
     request.setParameters( { { "q", "a b" } } );
     request.setBody( "body" );
     request.setInputPath( "/in ü" );
-    request.setOutputPath( "/out" );
+    request.setOutputPath( "/out ü" );
+    request.setMaxOutputSize( 7 );
     request.setTimeout( 5 );
     request.setLogName( "log" );
+    request.setUploadProgressCallback( []( float fraction ) { return fraction < 0.3f; } );
+    request.setDownloadProgressCallback( []( float fraction ) { return fraction < 0.6f; } );
     request.send( []( const Json::Value& ) {} );
     const auto sent = transport_->sent().at( 0 );
     EXPECT_EQ( sent.method, WebMethod::Put );
@@ -55,14 +63,32 @@ TEST_F( WebRequestTest, CarriesEverythingThatWasSet )
     EXPECT_EQ( sent.parameters.at( "q" ), "a b" );
     EXPECT_EQ( sent.body, "body" );
     EXPECT_EQ( sent.inputPath, "/in ü" );
+    EXPECT_EQ( sent.outputPath, "/out ü" );
+    EXPECT_EQ( sent.maxOutputSize, 7u );
+    EXPECT_FALSE( sent.uploadProgress( 0.5f ) );
+    EXPECT_TRUE( sent.downloadProgress( 0.5f ) );
     EXPECT_EQ( sent.timeout, std::chrono::milliseconds( 5 ) );
     EXPECT_EQ( sent.logName, "log" );
     transport_->shutdown( {} );
 }
 
-TEST_F( WebRequestTest, TimesOutAfterTenSecondsUnlessSet )
+TEST_F( WebRequestTest, GetsASceneAtMostWithinTenSecondsUnlessTold )
 {
-    EXPECT_EQ( WebRequest( "https://x" ).data().timeout, std::chrono::milliseconds( 10000 ) );
+    const auto& data = WebRequest( "https://x" ).data();
+    EXPECT_EQ( data.method, WebMethod::Get );
+    EXPECT_EQ( data.timeout, std::chrono::milliseconds( 10000 ) );
+    EXPECT_EQ( data.maxOutputSize, uint64_t( 4 ) << 30 );
+}
+
+TEST_F( WebRequestTest, WhatIsSetAfterSendingChangesNothingOfWhatWasSent )
+{
+    WebRequest request( "https://x" );
+    request.setBody( "first" );
+    request.send( []( const Json::Value& ) {} );
+    request.setBody( "second" );
+    EXPECT_EQ( transport_->sent().at( 0 ).body, "first" );
+    EXPECT_EQ( request.data().body, "second" );
+    transport_->shutdown( {} );
 }
 
 TEST_F( WebRequestTest, DeliversOnAWorkerThreadThatMayBlock )
@@ -110,6 +136,8 @@ TEST_F( WebRequestTest, BlocksWhenNotAsync )
     WebRequest request;
     request.send( "https://x", "log", [&]( const Json::Value& r ) { code = r["code"].asInt(); }, false );
     EXPECT_EQ( code, 201 );
+    EXPECT_EQ( answering->sent().at( 0 ).url, "https://x" );
+    EXPECT_EQ( answering->sent().at( 0 ).logName, "log" );
 }
 
 TEST_F( WebRequestTest, ScriptedProgressIsToldOnAnotherThreadThanTheSenders )
@@ -173,6 +201,102 @@ TEST_F( WebRequestTest, AnswersWhatIsInFlightAtShutdownAndEverythingAfterIt )
     EXPECT_EQ( first.get_future().get(), 0 );
     WebRequest( "https://x" ).send( [&]( const Json::Value& r ) { second.set_value( r["code"].asInt() ); } );
     EXPECT_EQ( second.get_future().get(), 0 );
+}
+
+TEST_F( WebRequestTest, AThreadOfACallbackIsUsedAgainAndGoesWhenNothingIsLeftToDo )
+{
+    const auto answered = [this]
+    {
+        auto thread = std::make_shared<std::promise<pid_t>>();
+        WebRequest( "https://x" ).send( [thread]( const Json::Value& ) { thread->set_value( ::gettid() ); } );
+        transport_->deliver( ScriptedTransport::response( 200, "" ) );
+        auto answer = thread->get_future();
+        // One that is not woken sees its job when it would have gone.
+        EXPECT_EQ( answer.wait_for( std::chrono::seconds( 3 ) ), std::future_status::ready );
+        const auto out = answer.get();
+        EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+        transport_ = std::make_shared<ScriptedTransport>();
+        setWebTransport( transport_ );
+        return out;
+    };
+    // Which of those that wait takes the next one is not said, and others may wait since before.
+    constexpr size_t cMany = 20;
+    std::set<pid_t> threads;
+    for ( size_t i = 0; i < cMany; ++i )
+        threads.insert( answered() );
+    EXPECT_LT( threads.size(), cMany );
+    const Testing::Patience patience;
+    for ( const auto thread : threads )
+        while ( std::filesystem::exists( "/proc/self/task/" + std::to_string( thread ) ) )
+        {
+            patience.check();
+            std::this_thread::yield();
+        }
+}
+
+TEST_F( WebRequestTest, AFailingCallbackIsLoggedAndEndsNothingElse )
+{
+    const Testing::LogCapture log;
+    WebRequest( "https://x" ).send( []( const Json::Value& ) { throw std::runtime_error( "it broke" ); } );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    std::promise<int> next;
+    WebRequest( "https://x" ).send( [&]( const Json::Value& r ) { next.set_value( r["code"].asInt() ); } );
+    transport_->deliver( ScriptedTransport::response( 204, "" ) );
+    EXPECT_EQ( next.get_future().get(), 204 );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) ) << "neither is counted as running";
+    EXPECT_EQ( log.text(), "error: A web callback failed: it broke\n" );
+}
+
+TEST_F( WebRequestTest, FinishingTellsWhetherACallbackStillRuns )
+{
+    std::promise<void> release;
+    WebRequest( "https://x" ).send( [&]( const Json::Value& ) { release.get_future().wait(); } );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    EXPECT_FALSE( finishWebRequests( std::chrono::milliseconds( 0 ) ) );
+    release.set_value();
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+}
+
+TEST_F( WebRequestTest, ATransportThatWasSetStaysWhenRequestsAreSentAgain )
+{
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+    const auto next = std::make_shared<ScriptedTransport>();
+    setWebTransport( next );
+    resumeWebRequests();
+    EXPECT_EQ( webTransport(), next );
+    renewWebTransport();
+    EXPECT_EQ( webTransport(), next );
+    setWebTransport( nullptr );
+    const auto real = webTransport();
+    ASSERT_TRUE( real );
+    EXPECT_EQ( webTransport(), real );
+    renewWebTransport();
+    EXPECT_NE( webTransport(), real );
+}
+
+TEST( ParseResponse, WhatIsNoResponseIsNoAnswer )
+{
+    Json::Value strange;
+    EXPECT_EQ( errorOf( parseResponse( strange ) ), "Bad internet connection." );
+    strange["text"] = "{}";
+    EXPECT_EQ( errorOf( parseResponse( strange ) ), "Bad internet connection." );
+    for ( const auto& code : { Json::Value( "200" ), Json::Value( Json::Int64( 1 ) << 40 ), Json::Value( 200.5 ),
+              Json::Value( Json::arrayValue ) } )
+    {
+        strange["code"] = code;
+        EXPECT_EQ( errorOf( parseResponse( strange ) ), "Bad internet connection." ) << code;
+    }
+    strange["code"] = 200;
+    EXPECT_TRUE( parseResponse( strange ) );
+    for ( const auto& text : { Json::Value( 5 ), Json::Value( Json::objectValue ), Json::Value() } )
+    {
+        strange["text"] = text;
+        EXPECT_EQ(
+            errorOf( parseResponse( strange ) ), errorOf( parseResponse( ScriptedTransport::response( 200, "" ) ) ) );
+    }
+    strange.removeMember( "text" );
+    strange["code"] = 507;
+    EXPECT_EQ( errorOf( parseResponse( strange ) ), "Bad internet connection." );
 }
 
 TEST( ParseResponse, TellsAMissingAnswerFromAnAnswer )

@@ -219,12 +219,10 @@ TEST_F( WebRequestTest, AThreadOfACallbackIsUsedAgainAndGoesWhenNothingIsLeftToD
         setWebTransport( transport_ );
         return out;
     };
-    // Which of those that wait takes the next one is not said, and others may wait since before.
-    constexpr size_t cMany = 20;
     std::set<pid_t> threads;
-    for ( size_t i = 0; i < cMany; ++i )
+    for ( int i = 0; i < 30; ++i )
         threads.insert( answered() );
-    EXPECT_LT( threads.size(), cMany );
+    EXPECT_LE( threads.size(), 5u ) << "one, and those that wait since the tests before";
     const Testing::Patience patience;
     for ( const auto thread : threads )
         while ( std::filesystem::exists( "/proc/self/task/" + std::to_string( thread ) ) )

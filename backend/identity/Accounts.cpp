@@ -295,14 +295,18 @@ DatabaseResult<CodeCheck> Accounts::takeCodeOf_( const std::string& id, CodePurp
         .map( [&]( int ) { return good ? CodeCheck::Good : CodeCheck::Wrong; } );
 }
 
+std::string Accounts::tokenHash_( const std::string& token ) const
+{
+    return "keyed-" + hex( hmacSha256( codeKey_, "refresh/" + token ) );
+}
+
 DatabaseResult<std::string> Accounts::newRefreshToken( const std::string& id, seconds life )
 {
     std::string random( 32, '\0' );
     randombytes_buf( random.data(), random.size() );
     const auto token = base64Url( random );
     return database_
-        .execute(
-            "INSERT INTO refresh_tokens VALUES(?, ?, ?)", { hex( sha256( token ) ), id, count( clock_() + life ) } )
+        .execute( "INSERT INTO refresh_tokens VALUES(?, ?, ?)", { tokenHash_( token ), id, count( clock_() + life ) } )
         .and_then(
             [&]( int )
             {
@@ -317,8 +321,9 @@ DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& tok
 {
     const auto rows =
         database_.query( "SELECT a.id, a.email, a.password, a.confirmed, a.created, a.generation, t.expires FROM "
-                         "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash = ?",
-            { hex( sha256( token ) ) } );
+                         "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash IN (?, ?)",
+            // The second is how older versions kept them.
+            { tokenHash_( token ), hex( sha256( token ) ) } );
     if ( !rows )
         return tl::unexpected( rows.error() );
     if ( rows->empty() )

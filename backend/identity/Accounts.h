@@ -59,7 +59,8 @@ public:
     /// Makes the tables that are missing, and takes over those of older versions.
     [[nodiscard]] static Result<void> prepare( Database& database );
 
-    /// The key makes the hashes of codes, of which there are too few to hide without one.
+    /// The key makes the hashes of codes, of which there are too few to hide without one, and of refresh tokens, so
+    /// that another key ends them.
     Accounts( Database& database, std::string codeKey, Clock clock );
 
     /// The address in its one form: ASCII letters in lower case. Empty when it is no address.
@@ -103,6 +104,7 @@ private:
     [[nodiscard]] Result<bool> hasGuessesLeft_( const std::string& id );
     [[nodiscard]] Result<void> noteGuess_( const std::string& id );
     [[nodiscard]] Result<CodeCheck> takeCodeOf_( const std::string& id, CodePurpose purpose, const std::string& code );
+    [[nodiscard]] std::string tokenHash_( const std::string& token ) const;
     [[nodiscard]] std::string codeHash_( const std::string& id, CodePurpose purpose, const std::string& code ) const;
 
     Database& database_;

@@ -28,6 +28,18 @@ TEST_F( Identity, AChangedPasswordEndsAccessTokensToo )
     EXPECT_TRUE( mayEnter( json( signIn( "other-word-2" ) )["AuthenticationResult"]["AccessToken"].asString() ) );
 }
 
+TEST_F( Identity, OtherKeysEndAllSignIns )
+{
+    addAnn();
+    const auto result = json( signIn() )["AuthenticationResult"];
+    Account account;
+    Accounts sameKeys( *database_, keys_.codes, clock_ );
+    EXPECT_EQ( sameKeys.checkRefreshToken( result["RefreshToken"].asString(), account ).value(), RefreshCheck::Good );
+    Accounts otherKeys( *database_, std::string( 32, 'k' ), clock_ );
+    EXPECT_EQ(
+        otherKeys.checkRefreshToken( result["RefreshToken"].asString(), account ).value(), RefreshCheck::Invalid );
+}
+
 TEST_F( Identity, AccountsOfAnOlderVersionAreTakenOver )
 {
     addAnn();

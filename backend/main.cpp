@@ -67,7 +67,9 @@ void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& siz
     command.add_option( "--worker-time", time, "Seconds that one conversion may take" )
         ->check( CLI::Range( 1, 86400 ) )
         ->capture_default_str();
-    command.add_option( "--max-stored", sizes.stored, "MiB of all uploads and results together; the oldest go first" )
+    command
+        .add_option(
+            "--max-stored", sizes.stored, "MiB of all uploads and results together; nobody alone has more than half" )
         ->capture_default_str();
     command.add_option( "--max-upload", sizes.upload, "MiB of the largest upload and of what it may unpack to" )
         ->capture_default_str();

@@ -11,12 +11,6 @@ namespace
 constexpr auto cLookAgain = std::chrono::milliseconds( 1000 );
 constexpr auto cTidyEvery = std::chrono::seconds( 60 );
 
-int64_t monotonicSeconds()
-{
-    return std::chrono::duration_cast<std::chrono::seconds>( std::chrono::steady_clock::now().time_since_epoch() )
-        .count();
-}
-
 } // namespace
 
 ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, RunnerOptions options )
@@ -29,6 +23,7 @@ ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, Ru
     std::filesystem::create_directories( options_.folder, ec );
     if ( const auto recovered = jobs_.recover(); !recovered )
         spdlog::error( "Conversion: {}", recovered.error().text );
+    tidying_ = std::make_unique<Repeating>( cTidyEvery, [this] { tidy_(); } );
     for ( int i = 0; i < options_.slots; ++i )
         threads_.emplace_back( [this] { runSlot_(); } );
 }
@@ -41,6 +36,7 @@ ConversionRunner::~ConversionRunner()
     }
     stopped_.notify_all();
     jobs_.notifyChange();
+    tidying_.reset();
     for ( auto& thread : threads_ )
         thread.join();
 }
@@ -61,7 +57,6 @@ void ConversionRunner::runSlot_()
     auto worker = freshWorker_();
     while ( !stopping_ )
     {
-        tidy_();
         const auto taken = jobs_.take();
         if ( !taken )
             spdlog::error( "Conversion: {}", taken.error().text );
@@ -75,6 +70,8 @@ void ConversionRunner::runSlot_()
             worker = freshWorker_();
         if ( worker )
             run_( *job, std::move( worker ) );
+        else if ( stopping_ )
+            giveBack_( *job );
         else
             end_( *job,
                 tl::unexpected( std::string( "The conversion service has no resources left; try again later" ) ) );
@@ -85,18 +82,21 @@ void ConversionRunner::runSlot_()
 void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker )
 {
     const auto begin = std::chrono::steady_clock::now();
-    auto done = store_.fetch( job.uploadKey(), worker->inputFile() );
-    if ( !done )
+    auto converted = store_.fetch( job.uploadKey(), worker->inputFile() );
+    if ( !converted )
     {
-        spdlog::error( "Conversion: {}", done.error() );
-        done = tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
+        spdlog::error( "Conversion: {}", converted.error() );
+        converted = tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
     }
     else
-        done = worker->convert( stopping_ );
-    if ( stopping_ && !done )
+        converted = worker->convert( stopping_ );
+    if ( stopping_ && !converted )
+    {
+        // That the service stops is no fault of the file's.
+        giveBack_( job );
         return;
-    if ( done )
-        done = store_.store( job.resultKey(), worker->resultFile() );
+    }
+    const auto done = converted.and_then( [&] { return keepResult_( job, worker->resultFile() ); } );
     end_( job, done );
     store_.remove( job.uploadKey() );
     const auto ms =
@@ -104,11 +104,43 @@ void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerPro
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
 }
 
-void ConversionRunner::end_( const ConversionJob& job, const tl::expected<void, std::string>& done )
+void ConversionRunner::giveBack_( const ConversionJob& job )
+{
+    if ( const auto back = jobs_.giveBack( job.id ); !back )
+        spdlog::error( "Conversion: {}", back.error().text );
+}
+
+tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(
+    const ConversionJob& job, const std::filesystem::path& file )
+{
+    std::error_code ec;
+    const uint64_t size = std::filesystem::file_size( file, ec );
+    while ( !ec && !fits_( job, size ) )
+    {
+        const auto older = jobs_.expireOldest( job.owner );
+        if ( !older )
+            spdlog::error( "Conversion: {}", older.error().text );
+        if ( !older || !*older )
+            break;
+        removeObjects_( **older );
+    }
+    // Over its owner's share it may be: the upload it was made of was within.
+    if ( !ec && !store_.hasRoomFor( size ) )
+        return tl::unexpected(
+            std::string( "The conversion service has no room for the result now; try again later" ) );
+    return store_.store( job.resultKey(), file ).map( [&] { return size; } );
+}
+
+bool ConversionRunner::fits_( const ConversionJob& job, uint64_t resultBytes )
+{
+    return store_.hasRoomFor( resultBytes ) && jobs_.isWithinShare( job, resultBytes ).value_or( true );
+}
+
+void ConversionRunner::end_( const ConversionJob& job, const tl::expected<uint64_t, std::string>& done )
 {
     while ( true )
     {
-        const auto written = done ? jobs_.finish( job.id ) : jobs_.fail( job.id, done.error() );
+        const auto written = done ? jobs_.finish( job.id, *done ) : jobs_.fail( job.id, done.error() );
         if ( written )
             return;
         spdlog::error( "Conversion: {}", written.error().text );
@@ -121,10 +153,6 @@ void ConversionRunner::end_( const ConversionJob& job, const tl::expected<void, 
 
 void ConversionRunner::tidy_()
 {
-    const auto now = monotonicSeconds();
-    auto due = nextTidying_.load();
-    if ( now < due || !nextTidying_.compare_exchange_strong( due, now + cTidyEvery.count() ) )
-        return;
     const auto expired = jobs_.expire( options_.keep );
     if ( !expired )
         return spdlog::error( "Conversion: {}", expired.error().text );
@@ -139,7 +167,7 @@ void ConversionRunner::tidy_()
             return spdlog::error( "Conversion: {}", oldest.error().text );
         if ( !*oldest )
             break;
-        spdlog::warn( "Conversion: the store is full, the oldest job is removed" );
+        spdlog::warn( "Conversion: there is more than may be stored, the oldest job of who has most is removed" );
         removeObjects_( **oldest );
     }
 }

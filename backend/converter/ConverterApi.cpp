@@ -112,7 +112,7 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
     if ( !body || !body->isObject() )
         return respond( failure( 400, "The request is not a JSON object" ) );
     const auto token = textMember( *body, "access_token" );
-    options_.mayConvert( token,
+    options_.mayConvert( token, request.remoteAddress,
         [this, call, body = *body, respond, nobody = token.empty()]( const AccessCheck& access )
         {
             using Verdict = AccessCheck::Verdict;
@@ -121,24 +121,27 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
             if ( access.verdict == Verdict::Bad )
                 return respond( failure( 401, nobody ? "Sign in to convert files"
                                                      : "Your sign-in is not valid any more; sign out and in again" ) );
-            respond( call == "/request" ? request_( body ) : convert_( body ) );
+            respond( call == "/request" ? request_( body, access.account ) : convert_( body, access.account ) );
         } );
 }
 
-HttpResponse ConverterApi::request_( const Json::Value& body )
+HttpResponse ConverterApi::request_( const Json::Value& body, const std::string& owner )
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
-    const auto job = jobs_.create( toLower( textMember( body, "input_format" ) ) );
+    const auto created = jobs_.create( toLower( textMember( body, "input_format" ) ), owner );
+    if ( !created )
+        return unavailable( created.error() );
+    const auto& job = *created;
     if ( !job )
-        return unavailable( job.error() );
+        return failure( 429, "You have too many conversions at once; try again when some of them are done" );
     Json::Value result;
     result["request_id"] = job->id;
     result["url"] = store_.putUrl( job->uploadKey(), options_.urlLifetime );
     return success( result );
 }
 
-HttpResponse ConverterApi::convert_( const Json::Value& body )
+HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string& owner )
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
@@ -150,7 +153,8 @@ HttpResponse ConverterApi::convert_( const Json::Value& body )
     const auto job = jobs_.find( id );
     if ( !job )
         return unavailable( job.error() );
-    if ( !*job )
+    // What another has is not known to anybody else.
+    if ( !*job || ( *job )->owner != owner )
         return unknownJob();
     if ( ( *job )->state != JobState::Created )
         return success( Json::Value( Json::objectValue ) );

@@ -17,8 +17,10 @@ namespace VX::Backend
 
 struct ConverterApiOptions
 {
-    /// Tells whether a token may convert files, at once or later on another thread; an empty token is that of nobody.
-    std::function<void( const std::string& token, IdentityService::AccessTold told )> mayConvert;
+    /// Tells whether a token may convert files, and whose the conversion is then, at once or later on another thread;
+    /// an empty token is that of nobody. The address is the client's.
+    std::function<void( const std::string& token, const std::string& address, IdentityService::AccessTold told )>
+        mayConvert;
     /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
     std::chrono::seconds urlLifetime{ 1800 };
     /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two
@@ -49,8 +51,8 @@ private:
         Respond respond;
     };
 
-    [[nodiscard]] HttpResponse request_( const Json::Value& body );
-    [[nodiscard]] HttpResponse convert_( const Json::Value& body );
+    [[nodiscard]] HttpResponse request_( const Json::Value& body, const std::string& owner );
+    [[nodiscard]] HttpResponse convert_( const Json::Value& body, const std::string& owner );
     void status_( const HttpRequest& request, const Respond& respond );
     /// The answer for a job, or nothing while it is worth waiting.
     [[nodiscard]] std::optional<HttpResponse> statusOf_( const std::string& id, bool waitLonger );

@@ -60,6 +60,8 @@ struct BodyPlan
     std::filesystem::path file;
     /// Answered at once instead of reading the body.
     std::optional<HttpResponse> refusal;
+    /// Goes when the request has ended, however it did.
+    std::shared_ptr<void> hold;
 };
 
 /// For what can only be read: anything but GET and HEAD is refused with a message.

@@ -198,7 +198,9 @@ AccessCheck GatewayIdentity::askForAccess_( const std::string& accessToken, cons
     const auto body = deserializeJsonValue( answer.body ).value_or( Json::Value() );
     if ( answer.status != 200 )
         return { isVerdict( answer.status, textMember( body, "__type" ) ) ? Verdict::Bad : Verdict::Unknown, {} };
-    const auto account = textMember( body, "Username" );
+    auto account = textMember( body, "Username" );
+    if ( account.empty() )
+        account = hex( tokenHash );
     const std::lock_guard lock( mutex_ );
     if ( believed_.size() >= cMostRemembered )
         believed_.clear();

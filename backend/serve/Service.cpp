@@ -198,9 +198,19 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
                               .and_then( [&] { return MailQueue::prepare( *p.database ); } );
     if ( !prepared )
         return tl::unexpected( prepared.error().text );
-    p.jobs = std::make_unique<ConversionJobs>( *p.database, &systemTime );
-    p.store = std::make_unique<EmbeddedStore>( EmbeddedStoreOptions{ options.data / "objects", keys->bucket,
-        keys->credentials, options.maxUpload, options.maxStored, &systemTime } );
+    JobLimits limits;
+    // Nobody alone fills the store, and everybody can have a file of the largest size in it.
+    limits.bytes = std::max( options.maxUpload, options.maxStored / 2 );
+    p.jobs = std::make_unique<ConversionJobs>( *p.database, &systemTime, limits );
+    EmbeddedStoreOptions store{ options.data / "objects", keys->bucket, keys->credentials, options.maxUpload,
+        options.maxStored, &systemTime, {}, {}, {} };
+    store.admit = [jobs = p.jobs.get()]( const std::string& key, uint64_t bytes )
+    { return jobs->admitUpload( key, bytes ); };
+    store.arrived = [jobs = p.jobs.get()]( const std::string& key, uint64_t replaced )
+    { return jobs->noteUpload( key, replaced ); };
+    store.cutOff = [jobs = p.jobs.get()]( const std::string& key, uint64_t bytes )
+    { jobs->forgetUpload( key, bytes ); };
+    p.store = std::make_unique<EmbeddedStore>( std::move( store ) );
     p.mailer = makeMailer( options );
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
     p.mails = std::make_unique<MailQueue>(
@@ -216,10 +226,10 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.auth = std::make_unique<AuthApi>( *p.identity );
     ConverterApiOptions api;
     api.mayConvert = [anonymous = options.allowAnonymous, identity = p.identity.get()](
-                         const std::string& token, IdentityService::AccessTold told )
+                         const std::string& token, const std::string& address, IdentityService::AccessTold told )
     {
         if ( anonymous )
-            return told( { AccessCheck::Verdict::Good, {} } );
+            return told( { AccessCheck::Verdict::Good, "address " + address } );
         identity->checkAccess( token, std::move( told ) );
     };
     p.api = std::make_unique<ConverterApi>( *p.jobs, *p.store, std::move( api ) );

@@ -4,7 +4,9 @@
 #include "http/Uri.h"
 
 #include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include <fcntl.h>
@@ -47,6 +49,18 @@ std::optional<std::pair<uint64_t, uint64_t>> parseRange( const std::string& text
     return std::pair( *first, std::min( last.value_or( size - 1 ), size - 1 ) );
 }
 
+/// 0 when there is no such file.
+uint64_t sizeOf( const std::filesystem::path& file )
+{
+    std::error_code ec;
+    const auto size = std::filesystem::file_size( file, ec );
+    return ec ? 0 : size;
+}
+
+constexpr size_t cNameSize = 64;
+// Of 256 parts; all have had their turn after so many calls.
+constexpr size_t cPartsAtOnce = 16;
+
 /// What a request says of the length of its body; 0 when it does not.
 uint64_t lengthOf( const HttpRequest& head )
 {
@@ -60,9 +74,35 @@ uint64_t lengthOf( const HttpRequest& head )
 
 EmbeddedStore::EmbeddedStore( EmbeddedStoreOptions options )
     : options_( std::move( options ) )
+    , room_( std::make_shared<StoreRoom>( options_.maxTotalSize ) )
 {
     std::error_code ec;
     std::filesystem::create_directories( options_.folder, ec );
+    takeOver_();
+    for ( size_t i = 0; i < cParts; ++i )
+        sweep_( i, std::filesystem::file_time_type::min() );
+}
+
+void EmbeddedStore::takeOver_()
+{
+    std::error_code ec;
+    std::vector<std::filesystem::path> files;
+    for ( const auto& entry : std::filesystem::directory_iterator( options_.folder, ec ) )
+        if ( entry.is_regular_file( ec ) )
+            files.push_back( entry.path() );
+    for ( const auto& file : files )
+    {
+        const auto name = file.filename().string();
+        // Objects of older versions lie in the folder itself; all else are uploads that a crash cut off.
+        const auto place = options_.folder / name.substr( 0, 2 ) / name;
+        if ( name.size() == cNameSize && name.find_first_not_of( "0123456789abcdef" ) == std::string::npos )
+        {
+            std::filesystem::create_directory( place.parent_path(), ec );
+            std::filesystem::rename( file, place, ec );
+        }
+        else
+            std::filesystem::remove( file, ec );
+    }
 }
 
 bool EmbeddedStore::serves( const std::string& path ) const
@@ -93,7 +133,8 @@ std::string EmbeddedStore::getUrl( const std::string& key, std::chrono::seconds 
 
 std::filesystem::path EmbeddedStore::fileOf_( const std::string& key ) const
 {
-    return options_.folder / hex( sha256( key ) );
+    const auto name = hex( sha256( key ) );
+    return options_.folder / name.substr( 0, 2 ) / name;
 }
 
 std::optional<std::string> EmbeddedStore::keyOf_( const std::string& path ) const
@@ -123,11 +164,45 @@ BodyPlan EmbeddedStore::planBody( const HttpRequest& head )
         return plan;
     }
     plan.maxSize = head.method == "PUT" ? options_.maxObjectSize : 0;
-    if ( head.method == "PUT" && !fits_( lengthOf( head ) ) )
-        plan.refusal = s3Failure( 507, "InsufficientStorage" );
-    else if ( head.method == "PUT" )
-        plan.file = options_.folder / ( "upload-" + std::to_string( uploads_++ ) );
+    if ( head.method == "PUT" )
+        planUpload_( head, plan );
     return plan;
+}
+
+void EmbeddedStore::planUpload_( const HttpRequest& head, BodyPlan& plan )
+{
+    const auto key = keyOf_( head.path );
+    const auto length = lengthOf( head );
+    if ( !key )
+        plan.refusal = s3Failure( 404, "NoSuchKey" );
+    plan.file = newFile_();
+    // What is too large in itself is told so by the server.
+    if ( !key || length > options_.maxObjectSize )
+        return;
+    const auto name = plan.file.string();
+    if ( !room_->reserve( name, length ) )
+    {
+        plan.refusal = s3Failure( 507, "InsufficientStorage" );
+        return;
+    }
+    plan.hold = std::shared_ptr<void>( nullptr,
+        [room = room_, name, key = *key, length, cutOff = options_.cutOff]( void* )
+        {
+            if ( room->release( name ) && cutOff )
+                cutOff( key, length );
+        } );
+    const auto admission = options_.admit ? options_.admit( *key, length ) : Admission::Welcome;
+    if ( admission == Admission::Welcome )
+        return;
+    room_->release( name );
+    plan.refusal = admission == Admission::Gone     ? s3Failure( 404, "NoSuchKey" )
+                   : admission == Admission::NoRoom ? s3Failure( 507, "InsufficientStorage" )
+                                                    : s3Failure( 503, "ServiceUnavailable" );
+}
+
+std::filesystem::path EmbeddedStore::newFile_() const
+{
+    return options_.folder / ( "incoming-" + randomHex( 16 ) );
 }
 
 void EmbeddedStore::handle( HttpRequest request, Respond respond )
@@ -164,13 +239,57 @@ HttpResponse EmbeddedStore::get_( const HttpRequest& request, const std::string&
 
 HttpResponse EmbeddedStore::put_( const HttpRequest& request, const std::string& key )
 {
-    std::error_code ec;
-    std::filesystem::rename( request.bodyFile, fileOf_( key ), ec );
-    if ( ec )
+    const auto placed = place_( request.bodyFile, key );
+    if ( !placed )
+    {
+        std::error_code ec;
+        std::filesystem::remove( request.bodyFile, ec );
+        spdlog::error( "Cannot store an upload: {}", placed.error().message() );
         return s3Failure( 500, "InternalError" );
+    }
+    room_->release( request.bodyFile.string() );
+    if ( options_.arrived && options_.arrived( key, *placed ) == Admission::Gone )
+    {
+        remove( key );
+        return s3Failure( 404, "NoSuchKey" );
+    }
     HttpResponse out;
     out.contentType = "application/xml";
     return out;
+}
+
+size_t EmbeddedStore::partOf_( const std::filesystem::path& file ) const
+{
+    size_t out = 0;
+    const auto name = file.filename().string();
+    std::from_chars( name.data(), name.data() + 2, out, 16 );
+    return out;
+}
+
+void EmbeddedStore::change_( Part& part, uint64_t from, uint64_t to )
+{
+    part.bytes += to;
+    part.bytes -= std::min( from, part.bytes );
+    room_->change( from, to );
+}
+
+tl::expected<uint64_t, std::error_code> EmbeddedStore::place_(
+    const std::filesystem::path& file, const std::string& key )
+{
+    const auto place = fileOf_( key );
+    std::error_code ec;
+    const auto size = std::filesystem::file_size( file, ec );
+    if ( ec )
+        return tl::unexpected( ec );
+    std::filesystem::create_directory( place.parent_path(), ec );
+    auto& part = parts_[partOf_( place )];
+    const std::lock_guard lock( part.mutex );
+    const auto before = sizeOf( place );
+    std::filesystem::rename( file, place, ec );
+    if ( ec )
+        return tl::unexpected( ec );
+    change_( part, before, size );
+    return before;
 }
 
 bool EmbeddedStore::exists( const std::string& key )
@@ -197,53 +316,55 @@ tl::expected<void, std::string> EmbeddedStore::store( const std::string& key, co
     const int fd = ::open( file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC );
     struct stat info{};
     bool stored = fd >= 0 && ::fstat( fd, &info ) == 0 && S_ISREG( info.st_mode );
-    const auto temporary = options_.folder / ( "store-" + std::to_string( uploads_++ ) );
+    const auto temporary = newFile_();
     const auto source = "/proc/self/fd/" + std::to_string( fd );
     stored = stored && ::linkat( AT_FDCWD, source.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW ) == 0;
-    stored = stored && ::rename( temporary.c_str(), fileOf_( key ).c_str() ) == 0;
-    const int error = errno;
+    const std::error_code linked( stored ? 0 : errno, std::generic_category() );
     if ( fd >= 0 )
         ::close( fd );
-    if ( !stored )
-        return tl::unexpected( std::string( "Cannot store an object: " ) + std::generic_category().message( error ) );
-    return {};
+    const auto placed = stored ? place_( temporary, key ) : tl::unexpected( linked );
+    if ( placed )
+        return {};
+    std::error_code ec;
+    std::filesystem::remove( temporary, ec );
+    return tl::unexpected( "Cannot store an object: " + placed.error().message() );
 }
 
 void EmbeddedStore::remove( const std::string& key )
 {
+    const auto file = fileOf_( key );
+    auto& part = parts_[partOf_( file )];
+    const std::lock_guard lock( part.mutex );
+    const auto size = sizeOf( file );
     std::error_code ec;
-    std::filesystem::remove( fileOf_( key ), ec );
+    if ( std::filesystem::remove( file, ec ) )
+        change_( part, size, 0 );
 }
 
 void EmbeddedStore::removeOlder( std::chrono::seconds age )
 {
     const auto limit = std::filesystem::file_time_type::clock::now() - age;
-    std::error_code ec;
-    for ( const auto& entry : std::filesystem::directory_iterator( options_.folder, ec ) )
-        if ( const auto written = entry.last_write_time( ec ); !ec && written < limit )
-            std::filesystem::remove( entry.path(), ec );
+    for ( size_t i = 0; i < cPartsAtOnce; ++i )
+        sweep_( nextPart_++ % cParts, limit );
 }
 
-uint64_t EmbeddedStore::excess()
+void EmbeddedStore::sweep_( size_t index, std::filesystem::file_time_type before )
 {
-    const uint64_t total = totalSize_();
-    return total - std::min( total, options_.maxTotalSize );
-}
-
-bool EmbeddedStore::fits_( uint64_t length ) const
-{
-    // What is too large in itself is told so by the server.
-    return length > options_.maxObjectSize || totalSize_() + length <= options_.maxTotalSize;
-}
-
-uint64_t EmbeddedStore::totalSize_() const
-{
+    auto& part = parts_[index];
+    const std::lock_guard lock( part.mutex );
     uint64_t sum = 0;
     std::error_code ec;
-    for ( const auto& entry : std::filesystem::directory_iterator( options_.folder, ec ) )
-        if ( const auto size = entry.file_size( ec ); !ec )
+    for ( const auto& entry :
+        std::filesystem::directory_iterator( options_.folder / fmt::format( "{:02x}", index ), ec ) )
+    {
+        const auto size = entry.file_size( ec );
+        const auto written = ec ? std::filesystem::file_time_type::max() : entry.last_write_time( ec );
+        if ( ec )
+            continue;
+        if ( written >= before || !std::filesystem::remove( entry.path(), ec ) )
             sum += size;
-    return sum;
+    }
+    change_( part, part.bytes, sum );
 }
 
 } // namespace VX::Backend

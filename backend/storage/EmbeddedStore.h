@@ -3,9 +3,14 @@
 #include "http/HttpServer.h"
 #include "storage/ObjectStore.h"
 #include "storage/Presigner.h"
+#include "storage/StoreRoom.h"
 
+#include <array>
 #include <atomic>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <system_error>
 
 namespace VX::Backend
 {
@@ -21,12 +26,22 @@ struct EmbeddedStoreOptions
     uint64_t maxTotalSize = uint64_t( 16 ) << 30;
     /// The time that URLs are signed with and checked against.
     std::function<std::chrono::sys_seconds()> clock;
+    /// Asked about each upload when its head has come; all are welcome without it.
+    std::function<Admission( const std::string& key, uint64_t length )> admit;
+    /// Asked again when it lies there, in place of an object of so many bytes: one that is not wanted any more goes.
+    std::function<Admission( const std::string& key, uint64_t replaced )> arrived;
+    /// Told of an upload that was welcome and has not come.
+    std::function<void( const std::string& key, uint64_t length )> cutOff;
 };
 
 /// An object store in a local folder that serves presigned GET, HEAD and PUT at "/BUCKET/KEY" as Amazon S3 does.
 ///
 /// A PUT replaces its object in one step once the whole body has come. A GET answers one byte range where asked.
-/// File names are hashes of the keys, so that no key can lead out of the folder.
+/// File names are hashes of the keys, so that no key can lead out of the folder. They lie in sub-folders by their first
+/// two digits. Their size is counted once at the start and kept since; room for an upload is promised when its head has
+/// come.
+///
+/// The folder is for one store at a time.
 class EmbeddedStore final : public ObjectStore, public HttpHandler
 {
 public:
@@ -49,11 +64,27 @@ public:
         const std::string& key, const std::filesystem::path& file ) override;
     void remove( const std::string& key ) override;
     void removeOlder( std::chrono::seconds age ) override;
-    [[nodiscard]] uint64_t excess() override;
+    [[nodiscard]] bool hasRoomFor( uint64_t bytes ) override { return room_->hasRoomFor( bytes ); }
+    [[nodiscard]] uint64_t excess() override { return room_->excess(); }
 
 private:
-    [[nodiscard]] uint64_t totalSize_() const;
-    [[nodiscard]] bool fits_( uint64_t length ) const;
+    static constexpr size_t cParts = 256;
+    /// One sub-folder: who changes what lies there, or counts it, has it alone.
+    struct Part
+    {
+        std::mutex mutex;
+        uint64_t bytes = 0;
+    };
+    void takeOver_();
+    /// Counts what lies in a part, and removes what was written before a time.
+    void sweep_( size_t part, std::filesystem::file_time_type before );
+    /// Puts a file in an object's place, in one step; the bytes of the object that was there.
+    [[nodiscard]] tl::expected<uint64_t, std::error_code> place_(
+        const std::filesystem::path& file, const std::string& key );
+    [[nodiscard]] size_t partOf_( const std::filesystem::path& file ) const;
+    void change_( Part& part, uint64_t from, uint64_t to );
+    void planUpload_( const HttpRequest& head, BodyPlan& plan );
+    [[nodiscard]] std::filesystem::path newFile_() const;
     [[nodiscard]] std::string url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const;
     [[nodiscard]] std::filesystem::path fileOf_( const std::string& key ) const;
     [[nodiscard]] std::optional<std::string> keyOf_( const std::string& path ) const;
@@ -62,7 +93,10 @@ private:
 
     EmbeddedStoreOptions options_;
     std::string endpoint_;
-    std::atomic<uint64_t> uploads_{ 0 };
+    /// Of uploads that outlive the store, too.
+    std::shared_ptr<StoreRoom> room_;
+    std::array<Part, cParts> parts_;
+    std::atomic<size_t> nextPart_{ 0 };
 };
 
 } // namespace VX::Backend

@@ -9,6 +9,15 @@
 namespace VX::Backend
 {
 
+/// What is said to an upload before it comes.
+enum class Admission
+{
+    Welcome,
+    Gone,    ///< nobody waits for it any more
+    NoRoom,  ///< its owner has no room for it
+    Unknown, ///< it cannot be found out now
+};
+
 /// Where uploads and results are kept: a bucket of objects by key. Any thread; errors are for the service's log.
 class ObjectStore
 {
@@ -28,8 +37,11 @@ public:
         const std::string& key, const std::filesystem::path& file ) = 0;
     virtual void remove( const std::string& key ) = 0;
 
-    /// Removes whatever has not been written for so long, known or not.
+    /// Removes of a part of the store, each time of the next one, whatever has not been written for so long, known or
+    /// not: so a call does not last longer than its part, however much there is.
     virtual void removeOlder( std::chrono::seconds age ) = 0;
+    /// Whether that many bytes more would be within what the store is meant to hold in all.
+    [[nodiscard]] virtual bool hasRoomFor( uint64_t bytes ) = 0;
     /// Bytes over what the store is meant to hold in all; 0 while there is room.
     [[nodiscard]] virtual uint64_t excess() = 0;
 };

@@ -26,6 +26,7 @@ public:
     tl::expected<void, std::string> store( const std::string&, const std::filesystem::path& ) override { return {}; }
     void remove( const std::string& key ) override { objects.erase( key ); }
     void removeOlder( std::chrono::seconds ) override {}
+    bool hasRoomFor( uint64_t ) override { return true; }
     uint64_t excess() override { return 0; }
     std::set<std::string> objects;
 };
@@ -35,11 +36,12 @@ class ConverterApiTest : public testing::Test
 protected:
     ConverterApiTest()
         : database_( Testing::openDatabase( folder_.path() / "db" ) )
-        , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } )
+        , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); }, { .atOnce = 40 } )
     {
         ConverterApiOptions options;
-        options.mayConvert = [this]( const std::string& token, const IdentityService::AccessTold& told )
-        { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, "ann" } ); };
+        options.mayConvert = [this](
+                                 const std::string& token, const std::string&, const IdentityService::AccessTold& told )
+        { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, account_ } ); };
         options.statusHold = std::chrono::milliseconds( 300 );
         api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
     }
@@ -82,6 +84,7 @@ protected:
     ConversionJobs jobs_;
     FakeStore store_;
     bool open_ = true;
+    std::string account_ = "ann";
     AccessCheck::Verdict refusal_ = AccessCheck::Verdict::Bad;
     std::unique_ptr<ConverterApi> api_;
 };
@@ -199,4 +202,27 @@ TEST_F( ConverterApiTest, AJobThatCannotBeLookedForIsNotCalledUnknown )
     EXPECT_EQ( status( id ).status, 503 );
     ASSERT_TRUE( database_->execute( "ALTER TABLE away RENAME TO conversions" ) );
     EXPECT_EQ( convert( id ).status, 200 );
+}
+
+TEST_F( ConverterApiTest, AnothersConversionIsNotKnown )
+{
+    const auto id = uploadedId();
+    account_ = "bob";
+    const auto refused = convert( id );
+    EXPECT_EQ( refused.status, 404 );
+    EXPECT_EQ( message( refused ), "This conversion is not known; open the file again" );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    account_ = "ann";
+    EXPECT_EQ( convert( id ).status, 200 );
+}
+
+TEST_F( ConverterApiTest, WhoHasTooManyAtOnceIsToldSo )
+{
+    for ( int i = 0; i < 40; ++i )
+        ASSERT_NE( newId(), "" );
+    const auto refused = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( refused.status, 429 );
+    EXPECT_EQ( message( refused ), "You have too many conversions at once; try again when some of them are done" );
+    account_ = "bob";
+    EXPECT_NE( newId(), "" );
 }

@@ -14,12 +14,30 @@ class EmbeddedStoreTest : public testing::Test
 {
 protected:
     EmbeddedStoreTest()
-        : store_( { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000, 5000,
-              [this] { return now_; } } )
+        : store_( options() )
     {
         store_.setEndpoint( "https://localhost:1" );
     }
 
+    EmbeddedStoreOptions options()
+    {
+        return { folder_.path() / "objects", "bucket", { "KEY", "secret", "us-east-1", "" }, 1000, 5000,
+            [this] { return now_; },
+            [this]( const std::string& key, uint64_t ) { return key == "odd" ? admission_ : Admission::Welcome; },
+            [this]( const std::string& key, uint64_t replaced )
+            {
+                arrived_.emplace_back( key, replaced );
+                return key == "late" ? Admission::Gone : Admission::Welcome;
+            },
+            [this]( const std::string& key, uint64_t length ) { cutOff_.emplace_back( key, length ); } };
+    }
+    /// The head of an upload, whose body has not come.
+    BodyPlan planned( const std::string& key, const std::string& length )
+    {
+        auto request = requestFor( "PUT", store_.putUrl( key, cLife ) );
+        request.headers["content-length"] = length;
+        return store_.planBody( request );
+    }
     static HttpRequest requestFor( const std::string& method, const std::string& url )
     {
         const auto rest = url.substr( std::string( "https://localhost:1" ).size() );
@@ -60,6 +78,9 @@ protected:
     static constexpr std::chrono::seconds cLife{ 100 };
     Testing::ScratchFolder folder_;
     std::chrono::sys_seconds now_{ std::chrono::seconds( 1'700'000'000 ) };
+    Admission admission_ = Admission::Welcome;
+    using Told = std::vector<std::pair<std::string, uint64_t>>;
+    Told arrived_, cutOff_;
     EmbeddedStore store_;
 };
 
@@ -146,7 +167,7 @@ TEST_F( EmbeddedStoreTest, NoKeyLeavesTheFolder )
     put( "..", "y" );
     EXPECT_FALSE( std::filesystem::exists( folder_.path().parent_path() / "escape" ) );
     EXPECT_EQ( Testing::readFile( send( getting( "../../../escape" ) ).file ), "x" );
-    EXPECT_EQ( send( getting( "../../../escape" ) ).file.parent_path(), folder_.path() / "objects" );
+    EXPECT_EQ( send( getting( "../../../escape" ) ).file.parent_path().parent_path(), folder_.path() / "objects" );
 }
 
 TEST_F( EmbeddedStoreTest, StoresAndFetchesLocalFiles )
@@ -187,11 +208,102 @@ TEST_F( EmbeddedStoreTest, LimitsTheSizeOfAllObjectsTogether )
 TEST_F( EmbeddedStoreTest, ForgetsWhatHasLainForLong )
 {
     put( "old", "x" );
-    for ( const auto& entry : std::filesystem::directory_iterator( folder_.path() / "objects" ) )
+    for ( const auto& entry : std::filesystem::recursive_directory_iterator( folder_.path() / "objects" ) )
         std::filesystem::last_write_time(
             entry.path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours( 3 ) );
     put( "new", "x" );
-    store_.removeOlder( std::chrono::hours( 2 ) );
+    for ( int part = 0; part < 16; ++part )
+        store_.removeOlder( std::chrono::hours( 2 ) );
     EXPECT_FALSE( store_.exists( "old" ) );
     EXPECT_TRUE( store_.exists( "new" ) );
+}
+
+TEST_F( EmbeddedStoreTest, RoomIsPromisedAtTheHeadOfAnUpload )
+{
+    std::vector<BodyPlan> coming;
+    for ( const char* key : { "a", "b", "c", "d", "e" } )
+    {
+        coming.push_back( planned( key, "1000" ) );
+        ASSERT_FALSE( coming.back().refusal );
+    }
+    EXPECT_EQ( planned( "f", "1" ).refusal.value().status, 507 ) << "before a byte of the others has come";
+    coming.pop_back();
+    EXPECT_EQ( cutOff_, Told( { { "e", 1000 } } ) );
+    EXPECT_FALSE( planned( "f", "1000" ).refusal );
+}
+
+TEST_F( EmbeddedStoreTest, WhatHasComeIsCountedOnce )
+{
+    EXPECT_EQ( put( "a", std::string( 900, 'x' ) ).status, 200 );
+    EXPECT_EQ( put( "a", std::string( 800, 'x' ) ).status, 200 ) << "it replaces the first";
+    EXPECT_TRUE( store_.hasRoomFor( 4200 ) );
+    EXPECT_FALSE( store_.hasRoomFor( 4201 ) );
+    EXPECT_TRUE( cutOff_.empty() );
+    store_.remove( "a" );
+    store_.remove( "a" );
+    EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
+}
+
+TEST_F( EmbeddedStoreTest, AnUploadThatNobodyWaitsForAnyMoreGoes )
+{
+    EXPECT_EQ( put( "late", std::string( 900, 'x' ) ).status, 404 );
+    EXPECT_FALSE( store_.exists( "late" ) );
+    EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
+    EXPECT_TRUE( cutOff_.empty() );
+}
+
+TEST_F( EmbeddedStoreTest, TellsWhatAnUploadReplaces )
+{
+    put( "a", std::string( 900, 'x' ) );
+    put( "a", std::string( 800, 'x' ) );
+    EXPECT_EQ( arrived_, Told( { { "a", 0 }, { "a", 900 } } ) );
+}
+
+TEST_F( EmbeddedStoreTest, TellsWhyAnUploadIsNotWelcome )
+{
+    const std::map<Admission, int> statuses{
+        { Admission::Gone, 404 }, { Admission::NoRoom, 507 }, { Admission::Unknown, 503 } };
+    for ( const auto& [admission, status] : statuses )
+    {
+        admission_ = admission;
+        EXPECT_EQ( planned( "odd", "1" ).refusal.value().status, status );
+    }
+    EXPECT_TRUE( cutOff_.empty() ) << "they were never let in";
+    EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
+}
+
+TEST_F( EmbeddedStoreTest, CountsWhatLiesThereWhenItStarts )
+{
+    put( "a", std::string( 700, 'x' ) );
+    const auto name = send( getting( "a" ) ).file.filename().string();
+    // As older versions had it, and what a crash has left of an upload.
+    std::filesystem::rename( send( getting( "a" ) ).file, folder_.path() / "objects" / name );
+    folder_.write( "objects/upload-0", std::string( 900, 'x' ) );
+    folder_.write( "objects/incoming-12", std::string( 900, 'x' ) );
+    EmbeddedStore again( options() );
+    EXPECT_TRUE( again.exists( "a" ) );
+    EXPECT_TRUE( again.hasRoomFor( 4300 ) );
+    EXPECT_FALSE( again.hasRoomFor( 4301 ) );
+    EXPECT_FALSE( std::filesystem::exists( folder_.path() / "objects/upload-0" ) );
+    EXPECT_FALSE( std::filesystem::exists( folder_.path() / "objects/incoming-12" ) );
+}
+
+TEST_F( EmbeddedStoreTest, TidyingCorrectsTheSum )
+{
+    put( "a", std::string( 700, 'x' ) );
+    std::filesystem::remove( send( getting( "a" ) ).file );
+    EXPECT_FALSE( store_.hasRoomFor( 5000 ) );
+    for ( int part = 0; part < 16; ++part )
+        store_.removeOlder( std::chrono::hours( 2 ) );
+    EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
+}
+
+TEST_F( EmbeddedStoreTest, AnUploadCountsNoOtherObject )
+{
+    put( "a", std::string( 1000, 'x' ) );
+    std::filesystem::remove( send( getting( "a" ) ).file );
+    std::vector<BodyPlan> coming;
+    for ( const char* key : { "b", "c", "d", "e" } )
+        coming.push_back( planned( key, "1000" ) );
+    EXPECT_EQ( planned( "f", "1" ).refusal.value().status, 507 ) << "the sum is what was kept, not what lies there";
 }

@@ -1,6 +1,7 @@
 #include "support/IdentityFixture.h"
 
 #include "crypto/Base64.h"
+#include "crypto/Hex.h"
 
 #include <fmt/format.h>
 
@@ -44,10 +45,14 @@ TEST_F( Identity, AccountsOfAnOlderVersionAreTakenOver )
 {
     addAnn();
     const auto token = json( signIn() )["AuthenticationResult"]["AccessToken"].asString();
+    // As older versions kept a refresh token: a hash without a key.
+    ASSERT_TRUE( database_->execute(
+        "INSERT INTO refresh_tokens SELECT ?, id, ? FROM accounts", { hex( sha256( "old" ) ), now_.load() + 1 } ) );
     ASSERT_TRUE( executeAll( *database_, { "ALTER TABLE accounts DROP COLUMN generation" } ) );
     ASSERT_TRUE( Accounts::prepare( *database_ ) );
     EXPECT_EQ( problem( signIn() ), "" );
     EXPECT_TRUE( mayEnter( token ) );
+    EXPECT_EQ( problem( refresh( "old" ) ), "" );
 }
 
 TEST_F( Identity, TenWrongGuessesADayOverAllCodesAlsoAfterARestart )

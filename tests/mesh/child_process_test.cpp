@@ -68,3 +68,15 @@ TEST( ChildProcess, InheritsNoFile )
     EXPECT_EQ( outputOf( { "sh", "-c", look } ), "none\n" );
     ::close( file );
 }
+
+TEST( ChildProcess, IsKilledWithWhatItHasStarted )
+{
+    auto child = ChildProcess::start( { { "sh", "-c", "sleep 100 & echo started; wait" }, {} } );
+    ASSERT_TRUE( child );
+    char text[16];
+    ASSERT_GT( child->read( text, sizeof text ), 0u );
+    child->kill();
+    // Its output ends when nobody holds it any more.
+    ASSERT_EQ( child->waitForOutput( 10000 ), ChildProcess::Output::Ready );
+    EXPECT_EQ( child->read( text, sizeof text ), 0u );
+}

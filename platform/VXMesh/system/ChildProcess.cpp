@@ -144,8 +144,9 @@ size_t ChildProcess::read( void* data, size_t size ) const
 
 void ChildProcess::kill() const
 {
+    // With whatever it has started by now: it leads a session, and so a group, of its own.
     if ( pid_ > 0 )
-        ::kill( pid_, SIGKILL );
+        ::kill( -pid_, SIGKILL );
 }
 
 int ChildProcess::wait()

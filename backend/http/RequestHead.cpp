@@ -107,7 +107,8 @@ Reading RequestHeadReader::take( std::string& bytes )
     text_.append( bytes, 0, taken );
     bytes.erase( 0, taken );
     const bool needsMore = ec == http::error::need_more;
-    if ( ec == http::error::header_limit || ( needsMore && text_.size() + bytes.size() > mostBytes_ ) )
+    const size_t size = text_.size() + ( needsMore ? bytes.size() : 0 );
+    if ( ec == http::error::header_limit || size > mostBytes_ )
         return Reading::TooLarge;
     if ( ec && !needsMore )
         return Reading::Wrong;

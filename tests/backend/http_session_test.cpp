@@ -21,6 +21,8 @@ public:
     {
         if ( head.path == "/throws-early" )
             throw std::runtime_error( "early" );
+        if ( head.path == "/throws-anything" )
+            throw 7;
         BodyPlan plan;
         plan.maxSize = head.method == "GET" ? 0 : 100;
         if ( head.method == "PUT" )
@@ -166,6 +168,7 @@ TEST_F( HttpSessions, WhatAHandlerThrowsIsAnAnswer )
     for ( const char* path : { "/throws", "/throws-early" } )
         EXPECT_EQ( statuses( hear( "GET " + std::string( path ) + cHost + "\r\n" ) ), "500 " ) << path;
     EXPECT_EQ( statuses( hear( "GET /throws-after" + cHost + "\r\n" + cNext ) ), "200 200 " );
+    EXPECT_EQ( hear( "GET /throws-anything" + cHost + "\r\n" + cNext ), "" );
     EXPECT_EQ( statuses( hear( "GET /twice" + cHost + "\r\n" + cNext ) ), "200 200 " );
 }
 

@@ -31,7 +31,8 @@ constexpr size_t cMaxSize = 1 << 16;
 constexpr unsigned cSecondsForOne = 20;
 constexpr const char* cTokens[] = { "\"", "{", "}", "[", "]", ":", ",", "\\u0000", "null", "true", "-1", "1e999",
     "\xff", "\xed\xa0\x80", "..", "/", "%00", "&", "=", "ply\n", "solid", "element vertex ", "property list uchar int ",
-    "OFF\n", "PK\x03\x04", "glTF", "f 1/2/3 ", "v 0 nan 1\n" };
+    "OFF\n", "PK\x03\x04", "glTF", "f 1/2/3 ", "v 0 nan 1\n", "\r\n", "\r\n\r\n", "0\r\n\r\n",
+    "\r\nTransfer-Encoding: chunked", "\r\nContent-Length: 5", "\r\nConnection: close", "HEAD / HTTP/1.1\r\nHost: h" };
 constexpr uint32_t cNumbers[] = {
     0, 1, 0x7f, 0x80, 0xff, 0x7fff, 0xffff, 0x7fffffff, 0x80000000, 0xffffffff, 0x7fc00000 };
 

@@ -21,6 +21,14 @@ namespace
 
 using namespace VX::Backend;
 
+void reloadCertificate( Service& service )
+{
+    if ( const auto reloaded = service.reloadCertificate(); !reloaded )
+        spdlog::error( "The certificate stays as it was: {}", reloaded.error() );
+    else
+        spdlog::info( "The certificate was read again" );
+}
+
 int serve( const ServiceOptions& options )
 {
     // Blocked before any thread starts, so that the wait below gets them and nobody else.
@@ -28,6 +36,7 @@ int serve( const ServiceOptions& options )
     sigemptyset( &signals );
     sigaddset( &signals, SIGINT );
     sigaddset( &signals, SIGTERM );
+    sigaddset( &signals, SIGHUP );
     pthread_sigmask( SIG_BLOCK, &signals, nullptr );
     std::signal( SIGPIPE, SIG_IGN );
 
@@ -37,10 +46,14 @@ int serve( const ServiceOptions& options )
         spdlog::error( "{}", service.error() );
         return 1;
     }
-    std::printf( "Orvanta back end is ready at https://localhost:%d\n", int( ( *service )->port() ) );
+    std::printf( "Orvanta back end is ready at %s\n", ( *service )->url().c_str() );
     std::fflush( stdout );
-    int signal = 0;
-    sigwait( &signals, &signal );
+    for ( int signal = SIGHUP; signal == SIGHUP; )
+    {
+        sigwait( &signals, &signal );
+        if ( signal == SIGHUP )
+            reloadCertificate( **service );
+    }
     return 0;
 }
 
@@ -50,10 +63,27 @@ struct Mebibytes
     uint64_t memory, upload, stored, statistics;
 };
 
+void addNetworkOptions( CLI::App& command, ServiceOptions& options )
+{
+    command.add_option( "--listen", options.address, "Address of this machine to listen on; 0.0.0.0 or :: for all" )
+        ->capture_default_str();
+    command.add_option( "--public-url", options.publicUrl,
+        "What clients call this service, https://HOST[:PORT]; https://localhost:PORT unless given" );
+    command.add_option( "--trusted-proxy", options.trustedProxies,
+        "Network of proxies, such as 10.0.0.0/8, whose X-Forwarded-For names the clients; may be given several times" );
+    auto* certificate = command.add_option( "--tls-certificate", options.tlsCertificate,
+        "PEM file of the certificate and those between it and its authority; "
+        "one for this machine alone is made unless given. Read again on "
+        "SIGHUP, with its key" );
+    auto* key = command.add_option( "--tls-key", options.tlsKey, "PEM file of its key" )->needs( certificate );
+    certificate->needs( key );
+}
+
 void addServeOptions( CLI::App& command, ServiceOptions& options, Mebibytes& sizes, int64_t& time )
 {
     command.add_option( "--data", options.data, "Folder of the database, certificates, keys and objects" )->required();
-    command.add_option( "--port", options.port, "TCP port on loopback; 0 takes a free one" )->capture_default_str();
+    command.add_option( "--port", options.port, "TCP port; 0 takes a free one" )->capture_default_str();
+    addNetworkOptions( command, options );
     command.add_flag( "--allow-anonymous", options.allowAnonymous, "Convert files of clients that are not signed in" );
     command.add_option( "--latest-version", options.latestVersion,
         "Newest release, told to programs that ask; this back end's own version unless given" );
@@ -163,7 +193,7 @@ int main( int argc, char** argv )
     Mebibytes sizes{
         options.worker.memory >> 20, options.maxUpload >> 20, options.maxStored >> 20, options.maxStatistics >> 20 };
     int64_t time = options.worker.time.count();
-    auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS on loopback until it is told to stop" );
+    auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS until it is told to stop" );
     addServeOptions( *serveCommand, options, sizes, time );
 
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );

@@ -112,10 +112,32 @@ void cleanUp( Accounts& accounts, MailQueue& mails )
         spdlog::error( "Old codes, sign-ins and mails cannot be deleted: {}", cleaned.error().text );
 }
 
+/// Certificate and key of the operator, or of our own.
+tl::expected<ServerCertificate, std::string> certificateOf( const ServiceOptions& options )
+{
+    if ( options.tlsCertificate.empty() )
+        return ensureCertificate( options.data );
+    return ServerCertificate{ {}, options.tlsCertificate, options.tlsKey };
+}
+
+/// Scheme and host, to which paths are added.
+tl::expected<std::string, std::string> publicUrlOf( const ServiceOptions& options )
+{
+    auto url = options.publicUrl;
+    while ( url.ends_with( '/' ) )
+        url.pop_back();
+    constexpr std::string_view cScheme = "https://";
+    if ( !url.empty() && ( !url.starts_with( cScheme ) || url.size() == cScheme.size() ||
+                             url.find_first_of( "/?#@ ", cScheme.size() ) != std::string::npos ) )
+        return tl::unexpected( "\"" + options.publicUrl + "\" is no address such as https://convert.example.org" );
+    return url;
+}
+
 } // namespace
 
 struct Service::Parts
 {
+    std::string url;
     std::unique_ptr<FolderLock> lock;
     std::unique_ptr<Database> database;
     std::unique_ptr<ConversionJobs> jobs;
@@ -167,12 +189,28 @@ uint16_t Service::port() const
     return parts_->server->port();
 }
 
+const std::string& Service::url() const
+{
+    return parts_->url;
+}
+
+tl::expected<void, std::string> Service::reloadCertificate()
+{
+    return parts_->server->reloadCertificate();
+}
+
 tl::expected<std::unique_ptr<Service>, std::string> Service::start( const ServiceOptions& options )
 {
+    auto url = publicUrlOf( options );
+    if ( !url )
+        return tl::unexpected( url.error() );
+    auto proxies = TrustedProxies::parse( options.trustedProxies );
+    if ( !proxies )
+        return tl::unexpected( proxies.error() );
     auto lock = prepareDataFolder( options.data ).and_then( [&] { return FolderLock::take( options.data ); } );
     if ( !lock )
         return tl::unexpected( lock.error() );
-    const auto certificate = ensureCertificate( options.data );
+    const auto certificate = certificateOf( options );
     if ( !certificate )
         return tl::unexpected( certificate.error() );
     auto keys = ensureStoreKeys( options.data );
@@ -256,7 +294,9 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
         p.counts );
 
     HttpServerOptions http;
+    http.address = options.address;
     http.port = options.port;
+    http.proxies = std::move( *proxies );
     http.certificateFile = certificate->chain;
     http.keyFile = certificate->key;
     http.maxConnections = connectionsFor( raiseDescriptorLimit() );
@@ -264,7 +304,8 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     if ( !server )
         return tl::unexpected( server.error() );
     p.server = std::move( *server );
-    p.store->setEndpoint( "https://localhost:" + std::to_string( p.server->port() ) );
+    p.url = url->empty() ? "https://localhost:" + std::to_string( p.server->port() ) : *url;
+    p.store->setEndpoint( p.url );
     p.runner = std::make_unique<ConversionRunner>(
         *p.jobs, *p.store, RunnerOptions{ options.data / "work", options.slots, options.worker, options.keep } );
     return service;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace VX::Backend
 {
@@ -26,7 +27,14 @@ struct IdentityOptions
 struct ServiceOptions
 {
     std::filesystem::path data;
+    std::string address = "127.0.0.1"; ///< of this machine, on which it listens
     uint16_t port = 8443;
+    /// What clients call it, such as "https://convert.example.org"; "https://localhost:PORT" unless set.
+    std::string publicUrl;
+    /// Networks of proxies whose word is taken for a client's address.
+    std::vector<std::string> trustedProxies;
+    /// In PEM; one of its own, for this machine alone, unless set.
+    std::filesystem::path tlsCertificate, tlsKey;
     bool allowAnonymous = false;
     uint64_t maxUpload = uint64_t( 2 ) << 30;
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
@@ -52,6 +60,10 @@ public:
     Service& operator=( const Service& ) = delete;
 
     [[nodiscard]] uint16_t port() const;
+    /// Where clients find it.
+    [[nodiscard]] const std::string& url() const;
+    /// Reads certificate and key again; the error says why the old ones stay.
+    [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
 
 private:
     Service();

@@ -67,6 +67,11 @@ void BackendProcess::kill()
     pid_ = -1;
 }
 
+void BackendProcess::signal( int number ) const
+{
+    ::kill( pid_, number );
+}
+
 void BackendProcess::restart()
 {
     if ( pid_ > 0 )

@@ -21,6 +21,7 @@ public:
     /// Kills it without a chance to clean up, and starts it again on the same folder.
     void restart();
     void kill();
+    void signal( int number ) const;
     /// Options of the next start.
     void setOptions( std::vector<std::string> options ) { options_ = std::move( options ); }
     [[nodiscard]] const std::filesystem::path& data() const { return folder_.path(); }

@@ -1,0 +1,132 @@
+#include "TestPlaces.h"
+#include "support/BackendProcess.h"
+#include "support/Command.h"
+#include "support/Patience.h"
+
+#include "tls/Certificates.h"
+
+#include <VXMesh/io/Json.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace VX;
+
+namespace
+{
+
+const std::string cPort = std::to_string( ORVANTA_TEST_PORT );
+
+std::string textOf( const std::string& command )
+{
+    return Testing::runCommand( "curl -s --max-time 30 " + command ).text;
+}
+
+std::string statusOf( const std::string& arguments )
+{
+    return textOf( "-o /dev/null -w '%{http_code}' " + arguments );
+}
+
+/// Puts a pipe in a file's place, tells the back end to read the file, and writes into the pipe once that reads it.
+void offer( const Testing::BackendProcess& backend, const std::filesystem::path& file, const std::string& text )
+{
+    std::filesystem::remove( file );
+    ASSERT_EQ( ::mkfifo( file.c_str(), 0600 ), 0 );
+    backend.signal( SIGHUP );
+    int pipe = -1;
+    for ( const Testing::Patience patience; pipe < 0; patience.check() )
+    {
+        pipe = ::open( file.c_str(), O_WRONLY | O_NONBLOCK );
+        std::this_thread::sleep_for( std::chrono::milliseconds( 5 ) );
+    }
+    EXPECT_EQ( ::write( pipe, text.data(), text.size() ), ssize_t( text.size() ) );
+    ::close( pipe );
+}
+
+/// How a start with these options ends.
+Testing::CommandOutput startWith( const std::string& options )
+{
+    const Testing::ScratchFolder folder;
+    return Testing::runCommand(
+        std::string( ORVANTA_BACKEND ) + " serve --data " + folder.path().string() + " --port 0 " + options + " 2>&1" );
+}
+
+} // namespace
+
+TEST( Reachable, ListensWhereItIsTold )
+{
+    const Testing::BackendProcess backend( { "--listen", "127.0.0.2" } );
+    EXPECT_EQ( statusOf( "-k https://127.0.0.2:" + cPort + "/version/latesttag" ), "200" );
+    EXPECT_EQ( statusOf( "-k https://127.0.0.1:" + cPort + "/version/latesttag" ), "000" );
+}
+
+TEST( Reachable, PresignedUrlsNameThePublicAddress )
+{
+    const auto root = "https://convert.example:" + cPort;
+    const Testing::BackendProcess backend( { "--allow-anonymous", "--public-url", root + "/" } );
+    const auto curl = "-k --resolve convert.example:" + cPort + ":127.0.0.1 ";
+    const auto answer =
+        textOf( curl + root + R"(/converter/v2/request -d '{"input_format":"step","compress_input":"zip"}')" );
+    const auto url = deserializeJsonValue( answer ).value()["result"]["url"].asString();
+    EXPECT_TRUE( url.starts_with( root + "/orvanta/" ) ) << answer;
+    const Testing::ScratchFolder folder;
+    EXPECT_EQ( statusOf( curl + "-T " + folder.write( "f", "data" ).string() + " '" + url + "'" ), "200" );
+}
+
+TEST( Reachable, OptionsThatSayNothingEndTheStart )
+{
+    for ( const auto& [options, text] : std::vector<std::pair<std::string, std::string>>{
+              { "--listen nowhere", "\"nowhere\" is no address to listen on" },
+              { "--trusted-proxy 10.0.0.0/8 --trusted-proxy 10.0.0.0/99", "\"10.0.0.0/99\" is no network" },
+              { "--public-url http://a", "\"http://a\" is no address" },
+              { "--public-url https://a/b", "\"https://a/b\" is no address" },
+              { "--tls-certificate /nowhere --tls-key /nowhere", "\"/nowhere\" cannot be used for TLS" } } )
+    {
+        const auto ended = startWith( options );
+        EXPECT_EQ( ended.status, 1 ) << options;
+        EXPECT_NE( ended.text.find( text ), std::string::npos ) << ended.text;
+    }
+    EXPECT_NE( startWith( "--tls-certificate /nowhere" ).status, 0 );
+}
+
+TEST( Reachable, AnOperatorsCertificateIsReadAgainWhenTold )
+{
+    const Testing::ScratchFolder first, second, used;
+    const auto one = Backend::ensureCertificate( first.path() ).value();
+    const auto two = Backend::ensureCertificate( second.path() ).value();
+    const auto chain = used.path() / "chain.pem", key = used.path() / "key.pem";
+    const auto use = [&]( const Backend::ServerCertificate& files )
+    {
+        constexpr auto cOver = std::filesystem::copy_options::overwrite_existing;
+        std::filesystem::copy_file( files.chain, chain, cOver );
+        std::filesystem::copy_file( files.key, key, cOver );
+    };
+    const auto answersTo = [&]( const Backend::ServerCertificate& files )
+    {
+        return statusOf( "--cacert " + files.authority.string() + " https://localhost:" + cPort +
+                         "/version/latesttag" ) == "200";
+    };
+    use( one );
+    const Testing::BackendProcess backend( { "--tls-certificate", chain.string(), "--tls-key", key.string() } );
+    EXPECT_TRUE( answersTo( one ) );
+    EXPECT_FALSE( std::filesystem::exists( backend.data() / "ca.pem" ) );
+
+    offer( backend, key, "damaged" );
+    std::filesystem::copy_file( two.chain, chain, std::filesystem::copy_options::overwrite_existing );
+    offer( backend, key, Testing::readFile( one.key ) );
+    offer( backend, key, "damaged" ); // once this is read, the others have been looked at
+    EXPECT_TRUE( answersTo( one ) ) << "what cannot be used is not";
+
+    std::filesystem::remove( key );
+    use( two );
+    backend.signal( SIGHUP );
+    for ( const Testing::Patience patience; !answersTo( two ); patience.check() )
+        std::this_thread::sleep_for( std::chrono::milliseconds( 20 ) );
+    EXPECT_FALSE( answersTo( one ) );
+}

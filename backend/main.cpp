@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -39,6 +41,7 @@ int serve( const ServiceOptions& options )
     sigaddset( &signals, SIGHUP );
     pthread_sigmask( SIG_BLOCK, &signals, nullptr );
     std::signal( SIGPIPE, SIG_IGN );
+    ::umask( 077 );
 
     const auto service = Service::start( options );
     if ( !service )

@@ -156,7 +156,7 @@ TEST_F( BackEnd, SpeaksModernTlsOnly )
 
 TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 {
-    for ( const char* file : { "store-keys.json", "server-key.pem" } )
+    for ( const char* file : { "store-keys.json", "server-key.pem", "orvanta.db", "statistics.db" } )
         EXPECT_EQ( std::filesystem::status( backend_.data() / file ).permissions(), std::filesystem::perms( 0600 ) )
             << file;
     EXPECT_EQ( std::filesystem::status( backend_.data() ).permissions(), std::filesystem::perms( 0700 ) );

@@ -97,6 +97,8 @@ struct HttpServerOptions
     std::chrono::milliseconds headerPatience{ 15000 };
     /// Bytes a second that a body must come in with, after the patience.
     uint64_t leastRate = 1024;
+    /// One that takes longer in all is cut off, whatever its rate.
+    std::chrono::milliseconds longestBody = std::chrono::hours( 1 );
     std::chrono::milliseconds keepAlive{ 60000 };
     size_t maxHeaderSize = 16 * 1024;
 };

@@ -123,7 +123,8 @@ void HttpSession::expireBodyAfter_( Moment begin, uint64_t received )
 {
     const auto earned = milliseconds( received * 1000 / std::max<uint64_t>( options_.leastRate, 1 ) );
     const Moment now = std::chrono::steady_clock::now();
-    connection_.expireAt( std::min( now + options_.patience, begin + options_.patience + earned ) );
+    connection_.expireAt(
+        std::min( { now + options_.patience, begin + options_.patience + earned, begin + options_.longestBody } ) );
 }
 
 asio::awaitable<bool> HttpSession::readSome_()

@@ -299,6 +299,8 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     http.proxies = std::move( *proxies );
     http.certificateFile = certificate->chain;
     http.keyFile = certificate->key;
+    // What comes later is for a conversion that nobody knows any more.
+    http.longestBody = options.keep;
     http.maxConnections = connectionsFor( raiseDescriptorLimit() );
     auto server = HttpServer::start( http, *p.router );
     if ( !server )

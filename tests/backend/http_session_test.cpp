@@ -186,6 +186,18 @@ TEST_F( HttpSessions, UploadsGoIntoTheirFileAndWhatIsCutOffIsRemoved )
             .starts_with( "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200" ) );
 }
 
+TEST_F( HttpSessions, ABodyThatTakesTooLongIsCutOff )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.path() / "upload";
+    options_.longestBody = std::chrono::milliseconds( 0 );
+    const std::string length = "Content-Length: 50\r\n\r\n" + std::string( 50, 'x' );
+    EXPECT_EQ( hear( "PUT /" + cHost + length + cNext, 7 ), "" );
+    EXPECT_EQ( hear( "POST /" + cHost + length + cNext, 7 ), "" );
+    EXPECT_EQ( hear( "POST /" + cHost + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n" + cNext, 7 ), "" );
+    EXPECT_EQ( statuses( hear( cNext, 7 ) ), "200 " );
+}
+
 TEST_F( HttpSessions, TheClientIsWhomTheProxyNames )
 {
     const auto request = "GET /" + cHost + "X-Forwarded-For: 6.6.6.6\r\nX-Forwarded-For: 9.9.9.9\r\n\r\n";

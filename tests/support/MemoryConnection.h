@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 namespace VX::Testing
@@ -25,6 +26,8 @@ public:
     boost::asio::awaitable<bool> open() override { co_return true; }
     boost::asio::awaitable<size_t> read( std::span<char> room ) override
     {
+        if ( std::chrono::steady_clock::now() >= expires_ )
+            co_return 0;
         const size_t count = std::min( { room.size(), piece_, says_.size() - at_ } );
         std::copy_n( says_.data() + at_, count, room.data() );
         at_ += count;
@@ -40,7 +43,7 @@ public:
         ended_ = true;
         co_return;
     }
-    void expireAt( Moment ) override {}
+    void expireAt( Moment moment ) override { expires_ = moment; }
 
     [[nodiscard]] const std::string& heard() const { return heard_; }
     [[nodiscard]] bool ended() const { return ended_; }
@@ -49,6 +52,7 @@ private:
     std::string says_, heard_;
     size_t piece_, at_ = 0;
     bool ended_ = false;
+    Moment expires_ = Moment::max();
 };
 
 /// What a client hears on one connection that says all this, `piece` bytes at a time.

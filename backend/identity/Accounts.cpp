@@ -46,6 +46,12 @@ Account accountOf( const SqlRow& row )
         std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ), integerOf( row[5] ) };
 }
 
+/// Seconds that an account is locked for: 1, 2, 4 and so on.
+int64_t lockAfter( int64_t failures )
+{
+    return std::min( int64_t( 1 ) << std::min<int64_t>( failures, 30 ), int64_t( cLongestLock.count() ) );
+}
+
 using Rows = std::vector<SqlRow>;
 
 std::optional<Account> onlyOf( const Rows& rows )
@@ -333,7 +339,7 @@ DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& tok
     return integerOf( row.back() ) > count( clock_() ) ? RefreshCheck::Good : RefreshCheck::Expired;
 }
 
-DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::string& address )
+DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::string& address, Patience patience )
 {
     const auto now = count( clock_() );
     // Of a clock that was set back there are failures in the future: they are as good as of now.
@@ -355,10 +361,9 @@ DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::st
                lastOwn = integerOf( row[3] );
     if ( ofAll >= cFreeOfAll && now < lastOfAll + cPaceOfAll )
         return true;
-    if ( own < cFreeFailures )
-        return false;
-    const auto lock = std::min( seconds( int64_t( 1 ) << std::min<int64_t>( own - cFreeFailures, 30 ) ), cLongestLock );
-    return now < lastOwn + lock.count();
+    if ( patience == Patience::Short && ofAll > 0 && now < lastOfAll + lockAfter( ofAll ) )
+        return true;
+    return own >= cFreeFailures && now < lastOwn + lockAfter( own - cFreeFailures );
 }
 
 DatabaseResult<void> Accounts::noteFailure( const std::string& email, const std::string& address )

@@ -38,6 +38,13 @@ enum class CodeCheck
     TooManyTries ///< of this code, or of all codes of the account within a day
 };
 
+/// With failed sign-ins.
+enum class Patience
+{
+    Usual,
+    Short ///< while far more fail, at all accounts together, than people mistype
+};
+
 enum class RefreshCheck
 {
     Good,
@@ -91,8 +98,10 @@ public:
     [[nodiscard]] Result<RefreshCheck> checkRefreshToken( const std::string& token, Account& account );
 
     /// Whether too many sign-ins have failed for this account, known or not, and how long ago: from this client's
-    /// address for longer and longer, and from all addresses together so that one a minute is let through.
-    [[nodiscard]] Result<bool> isLocked( const std::string& email, const std::string& address );
+    /// address for longer and longer, and from all addresses together so that one a minute is let through. With short
+    /// patience each failure, from wherever it came, locks it for longer and longer.
+    [[nodiscard]] Result<bool> isLocked(
+        const std::string& email, const std::string& address, Patience patience = Patience::Usual );
     [[nodiscard]] Result<void> noteFailure( const std::string& email, const std::string& address );
     /// Of this address; what others have failed at stays.
     [[nodiscard]] Result<void> forgetFailures( const std::string& email, const std::string& address );

@@ -40,6 +40,14 @@ HttpResponse limitExceeded()
     return authFailure( "LimitExceededException", "Attempt limit exceeded, please try after some time." );
 }
 
+/// The answer where a limit is spent, or where it cannot be looked at; none otherwise.
+std::optional<DatabaseResult<HttpResponse>> refusalWhere( const DatabaseResult<bool>& spent )
+{
+    if ( !spent )
+        return DatabaseResult<HttpResponse>( tl::unexpected( spent.error() ) );
+    return *spent ? std::optional( DatabaseResult<HttpResponse>( limitExceeded() ) ) : std::nullopt;
+}
+
 tl::unexpected<DatabaseError> noMemory()
 {
     return tl::unexpected(
@@ -119,17 +127,13 @@ Mail codeMail( const std::string& email, const std::string& code, CodePurpose pu
 } // namespace
 
 EmbeddedIdentity::EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens,
-    MailQueue& mails, EmbeddedIdentityOptions options, Clock clock )
+    MailQueue& mails, EmbeddedIdentityOptions options, const Clock& clock )
     : database_( database )
     , accounts_( accounts )
     , tokens_( tokens )
     , mails_( mails )
     , options_( options )
-    , signIns_( options.signInsPerMinute, std::chrono::minutes( 1 ), clock )
-    , guesses_( options.guessesPerHour, std::chrono::hours( 1 ), clock )
-    , mailsOfAddress_( options.mailsPerHour, std::chrono::hours( 1 ), clock )
-    , mailsOfAccount_( options.mailsPerAccount, std::chrono::minutes( 15 ), clock )
-    , reminders_( std::max( options.mailsPerAccount - 2, 1 ), std::chrono::minutes( 15 ), clock )
+    , limits_( database, options, clock )
 {
 }
 
@@ -209,10 +213,12 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
         return invalidParameter( "Missing required parameter USERNAME" );
     if ( password.empty() )
         return invalidParameter( "Missing required parameter PASSWORD" );
-    if ( !signIns_.allow( call.remoteAddress ) )
+    if ( !limits_.allowSignIn( call.remoteAddress ) )
         return limitExceeded();
     const auto email = Accounts::normalized( name );
-    const auto locked = accounts_.isLocked( email, call.remoteAddress );
+    // However many fail, an account at which nobody does is never locked.
+    const auto locked = limits_.failuresSpent().and_then( [&]( bool spent )
+        { return accounts_.isLocked( email, call.remoteAddress, spent ? Patience::Short : Patience::Usual ); } );
     if ( !locked )
         return tl::unexpected( locked.error() );
     if ( *locked )
@@ -226,10 +232,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
     if ( !good )
     {
         // Who guesses while nothing can be noted is told nothing.
-        const auto noted = accounts_.noteFailure( email, call.remoteAddress );
-        if ( !noted )
-            return tl::unexpected( noted.error() );
-        return notAuthorized( "Incorrect username or password." );
+        return noteFailure_( call, email ).map( [] { return notAuthorized( "Incorrect username or password." ); } );
     }
     if ( account->confirmed )
         return signIn_( call, *account );
@@ -274,25 +277,20 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByToken_( const AuthCall& c
     return notAuthorized( "Invalid Refresh Token." );
 }
 
-bool EmbeddedIdentity::mayMail_( const AuthCall& call, const std::string& email )
+DatabaseResult<void> EmbeddedIdentity::noteFailure_( const AuthCall& call, const std::string& email )
 {
-    return !mailsOfAccount_.isSpent( email ) && !mailsOfAddress_.isSpent( call.remoteAddress );
+    Database::Transaction transaction( database_ );
+    return accounts_.noteFailure( email, call.remoteAddress )
+        .and_then( [&] { return limits_.countFailure(); } )
+        .and_then( [&] { return transaction.commit(); } );
 }
 
-void EmbeddedIdentity::countMail_( const AuthCall& call, const std::string& email )
+DatabaseResult<HttpResponse> EmbeddedIdentity::afterGuess_(
+    Database::Transaction& transaction, const AuthCall& call, const HttpResponse& answer )
 {
-    mailsOfAccount_.count( email );
-    mailsOfAddress_.count( call.remoteAddress );
-}
-
-bool EmbeddedIdentity::guessesTooMuch_( const AuthCall& call )
-{
-    return guesses_.isSpent( call.remoteAddress );
-}
-
-void EmbeddedIdentity::noteGuess_( const AuthCall& call )
-{
-    guesses_.count( call.remoteAddress );
+    return limits_.countGuess( call.remoteAddress )
+        .and_then( [&] { return transaction.commit(); } )
+        .map( [&] { return answer; } );
 }
 
 DatabaseResult<int64_t> EmbeddedIdentity::writeCode_( const Account& account, CodePurpose purpose )
@@ -310,20 +308,29 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::mailCode_(
     {
         Database::Transaction transaction( database_ );
         mail = writeCode_( account, purpose );
-        if ( const auto kept = transaction.commit(); !kept )
+        const auto kept =
+            limits_.countMail( call.remoteAddress, account.email ).and_then( [&] { return transaction.commit(); } );
+        if ( !kept )
             return tl::unexpected( kept.error() );
     }
-    countMail_( call, account.email );
     const auto sent = mails_.deliver( *mail );
     return sent ? authSuccess( deliveryTo( account.email ) ) : notDelivered( sent.error() );
 }
 
 void EmbeddedIdentity::remind_( const AuthCall& call, const Account& account )
 {
-    if ( !mayMail_( call, account.email ) || !reminders_.allow( account.email ) )
-        return;
-    if ( const auto mailed = mailCode_( call, account, CodePurpose::SignUp ); !mailed )
+    if ( const auto mailed = remindWithinLimits_( call, account ); !mailed )
         spdlog::error( "A reminder cannot be mailed: {}", mailed.error().text );
+}
+
+DatabaseResult<HttpResponse> EmbeddedIdentity::remindWithinLimits_( const AuthCall& call, const Account& account )
+{
+    for ( const auto& spent :
+        { limits_.mailsSpent( call.remoteAddress, account.email ), limits_.remindersSpent( account.email ) } )
+        if ( auto refusal = refusalWhere( spent ) )
+            return std::move( *refusal );
+    return limits_.countReminder( account.email )
+        .and_then( [&] { return mailCode_( call, account, CodePurpose::SignUp ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
@@ -334,8 +341,10 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
         return invalidParameter( "Username should be an email." );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );
-    if ( guessesTooMuch_( call ) || !mayMail_( call, email ) )
-        return limitExceeded();
+    for ( const auto& spent :
+        { limits_.guessesSpent( call.remoteAddress ), limits_.mailsSpent( call.remoteAddress, email ) } )
+        if ( auto refusal = refusalWhere( spent ) )
+            return std::move( *refusal );
     const auto hash = hashPassword( password );
     if ( hash.empty() )
         return noMemory();
@@ -347,15 +356,14 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
         if ( !account )
             return tl::unexpected( account.error() );
         if ( !*account )
-        {
-            noteGuess_( call );
-            return authFailure( "UsernameExistsException", "An account with the given email already exists." );
-        }
+            return afterGuess_( transaction, call,
+                authFailure( "UsernameExistsException", "An account with the given email already exists." ) );
         mail = writeCode_( **account, CodePurpose::SignUp );
-        if ( const auto kept = transaction.commit(); !kept )
+        const auto kept =
+            limits_.countMail( call.remoteAddress, email ).and_then( [&] { return transaction.commit(); } );
+        if ( !kept )
             return tl::unexpected( kept.error() );
     }
-    countMail_( call, email );
     if ( const auto sent = mails_.deliver( *mail ); !sent )
         return undoSignUp_( **account, *mail ).map( [&] { return notDelivered( sent.error() ); } );
     auto out = deliveryTo( email );
@@ -377,30 +385,24 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmSignUp_( const AuthCall& c
     const auto code = textMember( call.body, "ConfirmationCode" );
     if ( code.empty() )
         return missingCode();
-    if ( guessesTooMuch_( call ) )
-        return limitExceeded();
+    if ( auto refusal = refusalWhere( limits_.guessesSpent( call.remoteAddress ) ) )
+        return std::move( *refusal );
     Database::Transaction transaction( database_ );
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return tl::unexpected( account.error() );
     // Whether there is such an account, or one that needs no code any more, is no stranger's business.
     if ( !*account || ( *account )->confirmed )
-    {
-        noteGuess_( call );
-        return answerTo( CodeCheck::Expired );
-    }
+        return afterGuess_( transaction, call, answerTo( CodeCheck::Expired ) );
     const auto& id = ( *account )->id;
     const auto check = accounts_.takeCode( id, { CodePurpose::SignUp }, code );
     if ( !check )
         return tl::unexpected( check.error() );
-    if ( *check == CodeCheck::Good )
-    {
-        if ( const auto confirmed = accounts_.confirm( id ); !confirmed )
-            return tl::unexpected( confirmed.error() );
-    }
-    else
-        noteGuess_( call );
-    return transaction.commit().map( [&] { return answerTo( *check ); } );
+    if ( *check != CodeCheck::Good )
+        return afterGuess_( transaction, call, answerTo( *check ) );
+    return accounts_.confirm( id )
+        .and_then( [&] { return transaction.commit(); } )
+        .map( [&] { return answerTo( *check ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::resendCode_( const AuthCall& call )
@@ -415,24 +417,23 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::forgotPassword_( const AuthCall& 
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::mailToKnown_( const AuthCall& call, CodePurpose purpose )
 {
-    if ( guessesTooMuch_( call ) )
-        return limitExceeded();
+    if ( auto refusal = refusalWhere( limits_.guessesSpent( call.remoteAddress ) ) )
+        return std::move( *refusal );
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     const auto account = accounts_.find( email );
     if ( !account )
         return tl::unexpected( account.error() );
+    const bool needsNone = *account && purpose == CodePurpose::SignUp && ( *account )->confirmed;
     // A mail that is not sent uses up nobody's mails.
-    if ( !*account )
+    if ( !*account || needsNone )
     {
-        noteGuess_( call );
-        return unknownUser();
+        Database::Transaction transaction( database_ );
+        return afterGuess_(
+            transaction, call, needsNone ? invalidParameter( "User is already confirmed." ) : unknownUser() );
     }
-    if ( purpose == CodePurpose::SignUp && ( *account )->confirmed )
-    {
-        noteGuess_( call );
-        return invalidParameter( "User is already confirmed." );
-    }
-    return mayMail_( call, email ) ? mailCode_( call, **account, purpose ) : limitExceeded();
+    if ( auto refusal = refusalWhere( limits_.mailsSpent( call.remoteAddress, email ) ) )
+        return std::move( *refusal );
+    return mailCode_( call, **account, purpose );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const AuthCall& call )
@@ -442,7 +443,9 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const Aut
         return missingCode();
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );
-    if ( guessesTooMuch_( call ) || !signIns_.allow( call.remoteAddress ) )
+    if ( auto refusal = refusalWhere( limits_.guessesSpent( call.remoteAddress ) ) )
+        return std::move( *refusal );
+    if ( !limits_.allowSignIn( call.remoteAddress ) )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
@@ -452,23 +455,19 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const Aut
     if ( !account )
         return tl::unexpected( account.error() );
     if ( !*account )
-    {
-        noteGuess_( call );
-        return unknownUser();
-    }
+        return afterGuess_( transaction, call, unknownUser() );
     const auto& id = ( *account )->id;
     // The mail of a sign-up leads here whoever closed the program before they confirmed.
     const auto check = accounts_.takeCode( id, { CodePurpose::Reset, CodePurpose::SignUp }, code );
     if ( !check )
         return tl::unexpected( check.error() );
-    // Whoever has read the mail has shown that the address is theirs.
-    if ( *check == CodeCheck::Good )
-        if ( const auto set = accounts_.setPassword( id, hash ).and_then( [&] { return accounts_.confirm( id ); } );
-            !set )
-            return tl::unexpected( set.error() );
     if ( *check != CodeCheck::Good )
-        noteGuess_( call );
-    return transaction.commit().map( [&] { return answerTo( *check ); } );
+        return afterGuess_( transaction, call, answerTo( *check ) );
+    // Whoever has read the mail has shown that the address is theirs.
+    return accounts_.setPassword( id, hash )
+        .and_then( [&] { return accounts_.confirm( id ); } )
+        .and_then( [&] { return transaction.commit(); } )
+        .map( [&] { return answerTo( *check ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::getUser_( const AuthCall& call )

@@ -2,32 +2,25 @@
 
 #include "identity/AccessTokens.h"
 #include "identity/Accounts.h"
+#include "identity/IdentityLimits.h"
 #include "identity/IdentityService.h"
-#include "identity/RateLimiter.h"
 #include "mail/MailQueue.h"
 
 namespace VX::Backend
 {
 
-struct EmbeddedIdentityOptions
+struct EmbeddedIdentityOptions : IdentityLimitOptions
 {
     std::chrono::seconds refreshLife = std::chrono::days( 30 );
     std::chrono::seconds signUpCodeLife = std::chrono::hours( 24 );
     std::chrono::seconds resetCodeLife = std::chrono::hours( 1 );
-    /// Sign-ins by password from one address in a minute.
-    int signInsPerMinute = 600;
-    /// Accounts and codes that one address may ask for in an hour, and which there are not.
-    int guessesPerHour = 100;
-    /// Mails that one address may cause in an hour, and how many one account gets in a quarter of it.
-    int mailsPerHour = 100;
-    int mailsPerAccount = 5;
 };
 
 /// The identity service with accounts of its own. Everything an operation changes is one transaction, so that whatever
 /// a crash cuts off leaves an account that can be used: one that was not confirmed in time by a password reset.
 ///
 /// An unknown address takes as long as a wrong password and is told the same. Limits by address are for clients whose
-/// address is known: an empty one is limited by account alone.
+/// address is known: an empty one is limited by account and together with all others.
 class EmbeddedIdentity final : public IdentityService
 {
 public:
@@ -35,7 +28,7 @@ public:
 
     /// What is passed must outlive this object.
     EmbeddedIdentity( Database& database, Accounts& accounts, const AccessTokens& tokens, MailQueue& mails,
-        EmbeddedIdentityOptions options, Clock clock );
+        EmbeddedIdentityOptions options, const Clock& clock );
 
     [[nodiscard]] bool isQuick( const AuthCall& call ) const override;
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
@@ -59,15 +52,14 @@ private:
     [[nodiscard]] Outcome getUser_( const AuthCall& call );
 
     [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;
-    /// Whether one more mail may be sent to an account for this client.
-    [[nodiscard]] bool mayMail_( const AuthCall& call, const std::string& email );
-    void countMail_( const AuthCall& call, const std::string& email );
-    /// Whether this client has asked for too many accounts and codes that there are not.
-    [[nodiscard]] bool guessesTooMuch_( const AuthCall& call );
-    void noteGuess_( const AuthCall& call );
+    [[nodiscard]] DatabaseResult<void> noteFailure_( const AuthCall& call, const std::string& email );
+    /// The answer to a client that has asked for what there is not, once that is counted.
+    [[nodiscard]] Outcome afterGuess_(
+        Database::Transaction& transaction, const AuthCall& call, const HttpResponse& answer );
     /// Mails a code once more to somebody who knows the password of an account that is not confirmed. Whether it could
     /// be sent is for the log alone.
     void remind_( const AuthCall& call, const Account& account );
+    [[nodiscard]] Outcome remindWithinLimits_( const AuthCall& call, const Account& account );
     /// Makes a code and writes its mail, within the caller's transaction; the number of the mail.
     [[nodiscard]] DatabaseResult<int64_t> writeCode_( const Account& account, CodePurpose purpose );
     /// An address whose code could not be sent is free again.
@@ -80,12 +72,7 @@ private:
     const AccessTokens& tokens_;
     MailQueue& mails_;
     EmbeddedIdentityOptions options_;
-    RateLimiter signIns_;
-    RateLimiter guesses_;
-    RateLimiter mailsOfAddress_;
-    RateLimiter mailsOfAccount_;
-    /// Leaves of an account's mails one for the sign-up and one for the reset that the reminder itself leads to.
-    RateLimiter reminders_;
+    IdentityLimits limits_;
 };
 
 } // namespace VX::Backend

@@ -23,26 +23,11 @@ RateLimiter::Span& RateLimiter::spanOf_( const std::string& key )
 
 bool RateLimiter::allow( const std::string& key )
 {
-    if ( isSpent( key ) )
-        return false;
-    count( key );
-    return true;
-}
-
-bool RateLimiter::isSpent( const std::string& key )
-{
     if ( key.empty() )
-        return false;
+        return true;
     const std::lock_guard lock( mutex_ );
-    return spanOf_( key ).calls >= most_;
-}
-
-void RateLimiter::count( const std::string& key )
-{
-    if ( key.empty() )
-        return;
-    const std::lock_guard lock( mutex_ );
-    ++spanOf_( key ).calls;
+    auto& span = spanOf_( key );
+    return span.calls < most_ && ++span.calls > 0;
 }
 
 void RateLimiter::forgetOld_( std::chrono::sys_seconds now )

@@ -19,10 +19,6 @@ public:
 
     /// Counts a call; false when it is one too many. Nobody is nobody's key: an empty one is always allowed.
     [[nodiscard]] bool allow( const std::string& key );
-    /// Whether the next call would be one too many.
-    [[nodiscard]] bool isSpent( const std::string& key );
-    /// Counts a call that has been made.
-    void count( const std::string& key );
 
 private:
     struct Span

@@ -105,9 +105,11 @@ std::unique_ptr<Mailer> makeMailer( const ServiceOptions& options )
                                              : smtpMailer( options.identity.smtp );
 }
 
-void cleanUp( Accounts& accounts, MailQueue& mails )
+void cleanUp( Database& database, Accounts& accounts, MailQueue& mails )
 {
-    const auto cleaned = accounts.clean().and_then( [&] { return mails.clean(); } );
+    const auto cleaned = accounts.clean()
+                             .and_then( [&] { return mails.clean(); } )
+                             .and_then( [&] { return KeptLimit::clean( database, systemTime() ); } );
     if ( !cleaned )
         spdlog::error( "Old codes, sign-ins and mails cannot be deleted: {}", cleaned.error().text );
 }
@@ -233,6 +235,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.database = std::move( *database );
     const auto prepared = ConversionJobs::prepare( *p.database )
                               .and_then( [&] { return Accounts::prepare( *p.database ); } )
+                              .and_then( [&] { return KeptLimit::prepare( *p.database ); } )
                               .and_then( [&] { return MailQueue::prepare( *p.database ); } );
     if ( !prepared )
         return tl::unexpected( prepared.error().text );
@@ -253,8 +256,7 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
     p.mails = std::make_unique<MailQueue>(
         *p.database, *p.mailer, options.identity.smtp.url.empty() ? Delivery::AtOnce : Delivery::Later, &systemTime );
-    p.chores = std::make_unique<Repeating>(
-        cChoresEvery, [accounts = p.accounts.get(), mails = p.mails.get()] { cleanUp( *accounts, *mails ); } );
+    p.chores = std::make_unique<Repeating>( cChoresEvery, [parts = &p] { cleanUp( *parts->database, *parts->accounts, *parts->mails ); } );
     p.tokens = std::make_unique<AccessTokens>( identityKeys->signing, options.identity.accessLife, &systemTime );
     if ( options.identity.gateway.endpoint.empty() )
         p.identity = std::make_unique<EmbeddedIdentity>(

@@ -31,6 +31,17 @@ void reloadCertificate( Service& service )
         spdlog::info( "The certificate was read again" );
 }
 
+int checkOnly( const ServiceOptions& options )
+{
+    if ( const auto checked = Service::check( options ); !checked )
+    {
+        spdlog::error( "{}", checked.error() );
+        return 1;
+    }
+    std::printf( "A service can be started with these options\n" );
+    return 0;
+}
+
 int serve( const ServiceOptions& options )
 {
     // Blocked before any thread starts, so that the wait below gets them and nobody else.
@@ -196,8 +207,14 @@ int main( int argc, char** argv )
     Mebibytes sizes{
         options.worker.memory >> 20, options.maxUpload >> 20, options.maxStored >> 20, options.maxStatistics >> 20 };
     int64_t time = options.worker.time.count();
-    auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS until it is told to stop" );
+    app.set_config( "--config", "",
+        "File of options, such as port=8443 below a line [serve], of which those given here are taken first" );
+    app.allow_config_extras( CLI::config_extras_mode::error );
+    auto* serveCommand = app.add_subcommand( "serve", "Serve over TLS until it is told to stop" )->fallthrough();
     addServeOptions( *serveCommand, options, sizes, time );
+    bool onlyChecks = false;
+    serveCommand->add_flag( "--check", onlyChecks, "Only say whether these options and the certificate could be used" )
+        ->configurable( false );
 
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
     serveCommand->add_option( "--keep-statistics", statisticsDays, "Days after which statistics are deleted" )
@@ -249,5 +266,5 @@ int main( int argc, char** argv )
     options.maxStored = sizes.stored << 20;
     options.maxStatistics = sizes.statistics << 20;
     options.worker.time = std::chrono::seconds( time );
-    return serve( options );
+    return onlyChecks ? checkOnly( options ) : serve( options );
 }

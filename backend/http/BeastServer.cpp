@@ -28,6 +28,15 @@ namespace asio = boost::asio;
 namespace http = boost::beast::http;
 using boost::system::error_code;
 
+tl::expected<asio::ip::address, std::string> addressOf( const HttpServerOptions& options )
+{
+    error_code ec;
+    const auto out = asio::ip::make_address( options.address, ec );
+    if ( ec )
+        return tl::unexpected( fmt::format( "\"{}\" is no address to listen on", options.address ) );
+    return out;
+}
+
 class BeastServer final : public HttpServer
 {
 public:
@@ -46,11 +55,11 @@ public:
     {
         if ( auto loaded = reloadCertificate(); !loaded )
             return loaded;
+        const auto address = addressOf( options_ );
+        if ( !address )
+            return tl::unexpected( address.error() );
         error_code ec;
-        const auto address = asio::ip::make_address( options_.address, ec );
-        if ( ec )
-            return tl::unexpected( fmt::format( "\"{}\" is no address to listen on", options_.address ) );
-        const asio::ip::tcp::endpoint endpoint( address, options_.port );
+        const asio::ip::tcp::endpoint endpoint( *address, options_.port );
         open_( endpoint, ec );
         if ( ec )
             return tl::unexpected( fmt::format( "Cannot listen on port {}: {}", options_.port, ec.message() ) );
@@ -176,6 +185,16 @@ const char* statusText( int status )
 {
     const auto text = http::obsolete_reason( http::int_to_status( unsigned( status ) ) );
     return text.data();
+}
+
+tl::expected<void, std::string> HttpServer::check( const HttpServerOptions& options )
+{
+    if ( const auto address = addressOf( options ); !address )
+        return tl::unexpected( address.error() );
+    if ( options.certificateFile.empty() )
+        return {};
+    const auto tls = makeTlsContext( options.certificateFile, options.keyFile );
+    return tls ? tl::expected<void, std::string>() : tl::unexpected( tls.error() );
 }
 
 tl::expected<std::unique_ptr<HttpServer>, std::string> HttpServer::start(

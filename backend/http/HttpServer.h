@@ -112,6 +112,10 @@ public:
     [[nodiscard]] static tl::expected<std::unique_ptr<HttpServer>, std::string> start(
         const HttpServerOptions& options, HttpHandler& handler );
 
+    /// Whether one could listen with these options, as far as that shows without listening; without a certificate it is
+    /// not looked at.
+    [[nodiscard]] static tl::expected<void, std::string> check( const HttpServerOptions& options );
+
     virtual ~HttpServer() = default;
     [[nodiscard]] virtual uint16_t port() const = 0;
     /// Reads certificate and key again, for the connections to come; the error says why the old ones stay. Any thread.

@@ -201,14 +201,24 @@ tl::expected<void, std::string> Service::reloadCertificate()
     return parts_->server->reloadCertificate();
 }
 
+tl::expected<void, std::string> Service::check( const ServiceOptions& options )
+{
+    HttpServerOptions http;
+    http.address = options.address;
+    http.certificateFile = options.tlsCertificate;
+    http.keyFile = options.tlsKey;
+    return publicUrlOf( options )
+        .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
+        .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } );
+}
+
 tl::expected<std::unique_ptr<Service>, std::string> Service::start( const ServiceOptions& options )
 {
-    auto url = publicUrlOf( options );
-    if ( !url )
-        return tl::unexpected( url.error() );
+    // Before anything is made.
+    if ( const auto checked = check( options ); !checked )
+        return tl::unexpected( checked.error() );
+    const auto url = publicUrlOf( options );
     auto proxies = TrustedProxies::parse( options.trustedProxies );
-    if ( !proxies )
-        return tl::unexpected( proxies.error() );
     auto lock = prepareDataFolder( options.data ).and_then( [&] { return FolderLock::take( options.data ); } );
     if ( !lock )
         return tl::unexpected( lock.error() );
@@ -256,7 +266,8 @@ tl::expected<std::unique_ptr<Service>, std::string> Service::start( const Servic
     p.accounts = std::make_unique<Accounts>( *p.database, identityKeys->codes, &systemTime );
     p.mails = std::make_unique<MailQueue>(
         *p.database, *p.mailer, options.identity.smtp.url.empty() ? Delivery::AtOnce : Delivery::Later, &systemTime );
-    p.chores = std::make_unique<Repeating>( cChoresEvery, [parts = &p] { cleanUp( *parts->database, *parts->accounts, *parts->mails ); } );
+    p.chores = std::make_unique<Repeating>(
+        cChoresEvery, [parts = &p] { cleanUp( *parts->database, *parts->accounts, *parts->mails ); } );
     p.tokens = std::make_unique<AccessTokens>( identityKeys->signing, options.identity.accessLife, &systemTime );
     if ( options.identity.gateway.endpoint.empty() )
         p.identity = std::make_unique<EmbeddedIdentity>(

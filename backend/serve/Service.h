@@ -59,6 +59,10 @@ public:
     Service( const Service& ) = delete;
     Service& operator=( const Service& ) = delete;
 
+    /// Whether a service could be started with these options, as far as they tell; it makes nothing and reads only the
+    /// certificate.
+    [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
+
     [[nodiscard]] uint16_t port() const;
     /// Where clients find it.
     [[nodiscard]] const std::string& url() const;

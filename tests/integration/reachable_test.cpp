@@ -95,6 +95,28 @@ TEST( Reachable, OptionsThatSayNothingEndTheStart )
     EXPECT_NE( startWith( "--tls-certificate /nowhere" ).status, 0 );
 }
 
+TEST( Reachable, OptionsOfAFileAreTakenAndCheckedWithoutAStart )
+{
+    const Testing::ScratchFolder folder;
+    const auto checked = [&]( const std::string& text, const std::string& options = {} )
+    {
+        const auto file =
+            folder.write( "options", "[serve]\ndata=\"" + ( folder.path() / "data" ).string() + "\"\n" + text );
+        return Testing::runCommand(
+            std::string( ORVANTA_BACKEND ) + " serve --config " + file.string() + " --check " + options + " 2>&1" );
+    };
+    EXPECT_EQ( checked( "trusted-proxy=[\"10.0.0.0/8\",\"fd00::/8\"]\n" ).status, 0 );
+    const auto wrong = checked( "listen=\"nowhere\"\n" );
+    EXPECT_EQ( wrong.status, 1 );
+    EXPECT_NE( wrong.text.find( "\"nowhere\" is no address to listen on" ), std::string::npos ) << wrong.text;
+    EXPECT_EQ( checked( "listen=\"nowhere\"\n", "--listen 127.0.0.1" ).status, 0 ) << "the command line comes first";
+    EXPECT_EQ( checked( "trusted-proxy=[\"10.0.0.0/8\",\"fd00::/200\"]\n" ).status, 1 );
+    EXPECT_NE( checked( "no-such-option=1\n" ).status, 0 );
+    EXPECT_NE( checked( "tls-certificate=\"a\"\n" ).status, 0 ) << "without its key";
+    EXPECT_NE( checked( "", "--config /nowhere" ).status, 0 );
+    EXPECT_FALSE( std::filesystem::exists( folder.path() / "data" ) ) << "nothing is made";
+}
+
 TEST( Reachable, AnOperatorsCertificateIsReadAgainWhenTold )
 {
     const Testing::ScratchFolder first, second, used;

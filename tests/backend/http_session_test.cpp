@@ -169,6 +169,7 @@ TEST_F( HttpSessions, WhatAHandlerThrowsIsAnAnswer )
         EXPECT_EQ( statuses( hear( "GET " + std::string( path ) + cHost + "\r\n" ) ), "500 " ) << path;
     EXPECT_EQ( statuses( hear( "GET /throws-after" + cHost + "\r\n" + cNext ) ), "200 200 " );
     EXPECT_EQ( hear( "GET /throws-anything" + cHost + "\r\n" + cNext ), "" );
+    EXPECT_TRUE( log.contains( "A connection was ended" ) );
     EXPECT_EQ( statuses( hear( "GET /twice" + cHost + "\r\n" + cNext ) ), "200 200 " );
 }
 

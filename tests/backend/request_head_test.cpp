@@ -54,6 +54,27 @@ TEST( RequestHead, ComesInAnyPiecesAndLeavesWhatFollows )
     EXPECT_EQ( reader.head()->request.header( "accept" ), "*/*" );
 }
 
+TEST( RequestHead, IsAsLongInOneAsInPieces )
+{
+    for ( const size_t over : { 0, 1, 2, 3 } )
+    {
+        std::string text = "GET / HTTP/1.1\r\nHost: h\r\nX: ";
+        text += std::string( cMost + over - text.size() - 4, 'a' ) + "\r\n\r\n";
+        const auto expected = over == 0 ? Reading::Done : Reading::TooLarge;
+        RequestHeadReader pieces( cMost );
+        auto reading = Reading::More;
+        std::string pending;
+        for ( size_t i = 0; i < text.size() && reading == Reading::More; ++i )
+        {
+            pending += text[i];
+            reading = pieces.take( pending );
+        }
+        EXPECT_EQ( reading, expected ) << over;
+        RequestHeadReader whole( cMost );
+        EXPECT_EQ( whole.take( text ), expected ) << over;
+    }
+}
+
 TEST( RequestHead, IsNoLongerThanItsLimit )
 {
     std::string endless = "GET / HTTP/1.1\r\nX: " + std::string( 2 * cMost, 'a' );

@@ -4,7 +4,7 @@
 #include "identity/Accounts.h"
 #include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
-#include "serve/DataFolder.h"
+#include "data/DataFolder.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Text.h>

@@ -70,8 +70,8 @@ public:
     [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
 
 private:
-    Service();
-    struct Parts;
+    class Parts;
+    explicit Service( std::unique_ptr<Parts> parts );
     std::unique_ptr<Parts> parts_;
 };
 

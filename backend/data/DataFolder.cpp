@@ -1,4 +1,4 @@
-#include "serve/DataFolder.h"
+#include "data/DataFolder.h"
 
 #include <fmt/format.h>
 

@@ -1,0 +1,182 @@
+#include "commands/Lines.h"
+#include "serve/Service.h"
+
+#include <spdlog/spdlog.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include <sys/stat.h>
+
+namespace VX::Backend::Lines
+{
+namespace
+{
+
+void reloadCertificate( Service& service )
+{
+    if ( const auto reloaded = service.reloadCertificate(); !reloaded )
+        spdlog::error( "The certificate stays as it was: {}", reloaded.error() );
+    else
+        spdlog::info( "The certificate was read again" );
+}
+
+int checkOnly( const ServiceOptions& options )
+{
+    if ( const auto checked = Service::check( options ); !checked )
+    {
+        spdlog::error( "{}", checked.error() );
+        return 1;
+    }
+    std::printf( "A service can be started with these options\n" );
+    return 0;
+}
+
+int serve( const ServiceOptions& options )
+{
+    // Blocked before any thread starts, so that the wait below gets them and nobody else.
+    sigset_t signals;
+    sigemptyset( &signals );
+    sigaddset( &signals, SIGINT );
+    sigaddset( &signals, SIGTERM );
+    sigaddset( &signals, SIGHUP );
+    pthread_sigmask( SIG_BLOCK, &signals, nullptr );
+    std::signal( SIGPIPE, SIG_IGN );
+    ::umask( 077 );
+
+    const auto service = Service::start( options );
+    if ( !service )
+    {
+        spdlog::error( "{}", service.error() );
+        return 1;
+    }
+    std::printf( "Orvanta back end is ready at %s\n", ( *service )->url().c_str() );
+    std::fflush( stdout );
+    for ( int signal = SIGHUP; signal == SIGHUP; )
+    {
+        sigwait( &signals, &signal );
+        if ( signal == SIGHUP )
+            reloadCertificate( **service );
+    }
+    return 0;
+}
+
+/// The options, with those in units of the command line beside them.
+struct Line
+{
+    ServiceOptions options;
+    uint64_t workerMebibytes = options.worker.memory >> 20;
+    uint64_t uploadMebibytes = options.maxUpload >> 20;
+    uint64_t storedMebibytes = options.maxStored >> 20;
+    uint64_t statisticsMebibytes = options.maxStatistics >> 20;
+    int64_t workerSeconds = options.worker.time.count();
+    int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
+    bool onlyChecks = false;
+};
+
+void addNetworkOptions( CLI::App& command, ServiceOptions& options )
+{
+    command.add_option( "--listen", options.address, "Address of this machine to listen on; 0.0.0.0 or :: for all" )
+        ->capture_default_str();
+    command.add_option( "--public-url", options.publicUrl,
+        "What clients call this service, https://HOST[:PORT]; https://localhost:PORT unless given" );
+    command.add_option( "--trusted-proxy", options.trustedProxies,
+        "Network of proxies, such as 10.0.0.0/8, whose X-Forwarded-For names the clients; may be given several times" );
+    auto* certificate = command.add_option( "--tls-certificate", options.tlsCertificate,
+        "PEM file of the certificate and those between it and its authority; "
+        "one for this machine alone is made unless given. Read again on "
+        "SIGHUP, with its key" );
+    auto* key = command.add_option( "--tls-key", options.tlsKey, "PEM file of its key" )->needs( certificate );
+    certificate->needs( key );
+}
+
+void addConversionOptions( CLI::App& command, Line& line )
+{
+    command.add_flag(
+        "--allow-anonymous", line.options.allowAnonymous, "Convert files of clients that are not signed in" );
+    command.add_option( "--slots", line.options.slots, "Conversions at a time" )
+        ->check( CLI::Range( 1, 64 ) )
+        ->capture_default_str();
+    addWorkerLimits( command, line.workerMebibytes, line.workerSeconds );
+    command
+        .add_option( "--max-stored", line.storedMebibytes,
+            "MiB of all uploads and results together; nobody alone has more than half" )
+        ->capture_default_str();
+    command
+        .add_option( "--max-upload", line.uploadMebibytes, "MiB of the largest upload and of what it may unpack to" )
+        ->capture_default_str();
+}
+
+void addStatisticsOptions( CLI::App& command, Line& line )
+{
+    command.add_option( "--keep-statistics", line.statisticsDays, "Days after which statistics are deleted" )
+        ->check( CLI::Range( 1, 36500 ) )
+        ->capture_default_str();
+    command.add_option( "--max-statistics", line.statisticsMebibytes, "MiB of all statistics; more are refused" )
+        ->capture_default_str();
+}
+
+void addIdentityOptions( CLI::App& command, IdentityOptions& identity )
+{
+    command.add_option( "--smtp-url", identity.smtp.url,
+        "Mail server, smtp://host:587 or smtps://host; without one mails are files in DATA/outbox. "
+        "ORVANTA_SMTP_USER and ORVANTA_SMTP_PASSWORD are its credentials" );
+    command.add_option( "--mail-from", identity.smtp.from, "Sender's address of mails" )->needs( "--smtp-url" );
+    command.get_option( "--smtp-url" )->needs( "--mail-from" );
+    auto* endpoint = command.add_option( "--auth-endpoint", identity.gateway.endpoint,
+        "Let this service, which speaks the user-pool protocol, decide who signs in. ORVANTA_AUTH_CLIENT_SECRET is "
+        "the secret of its app client" );
+    command.add_option( "--auth-client-id", identity.gateway.clientId, "Id of its app client" )->needs( endpoint );
+    endpoint->needs( "--auth-client-id" );
+}
+
+/// Secrets come by the environment: a command line is there for everybody to read.
+void readIdentitySecrets( IdentityOptions& identity )
+{
+    const auto read = []( const char* name )
+    {
+        const char* value = std::getenv( name );
+        return std::string( value ? value : "" );
+    };
+    identity.smtp.user = read( "ORVANTA_SMTP_USER" );
+    identity.smtp.password = read( "ORVANTA_SMTP_PASSWORD" );
+    identity.gateway.clientSecret = read( "ORVANTA_AUTH_CLIENT_SECRET" );
+}
+
+int runServe( Line& line )
+{
+    auto& options = line.options;
+    readIdentitySecrets( options.identity );
+    options.keepStatistics = std::chrono::days( line.statisticsDays );
+    options.worker.memory = line.workerMebibytes << 20;
+    options.worker.outputSize = options.maxUpload = line.uploadMebibytes << 20;
+    options.maxStored = line.storedMebibytes << 20;
+    options.maxStatistics = line.statisticsMebibytes << 20;
+    options.worker.time = std::chrono::seconds( line.workerSeconds );
+    return line.onlyChecks ? checkOnly( options ) : serve( options );
+}
+
+} // namespace
+
+void addServe( CLI::App& app, Run& run )
+{
+    const auto line = std::make_shared<Line>();
+    auto& options = line->options;
+    auto* command = app.add_subcommand( "serve", "Serve over TLS until it is told to stop" )->fallthrough();
+    command->add_option( "--data", options.data, "Folder of the database, certificates, keys and objects" )->required();
+    command->add_option( "--port", options.port, "TCP port; 0 takes a free one" )->capture_default_str();
+    addNetworkOptions( *command, options );
+    command->add_option( "--latest-version", options.latestVersion,
+        "Newest release, told to programs that ask; this back end's own version unless given" );
+    command->add_option( "--downloads", options.downloads,
+        "Folder of the Debian packages that the page /download lists; DATA/downloads unless given" );
+    addConversionOptions( *command, *line );
+    command->add_flag( "--check", line->onlyChecks, "Only say whether these options and the certificate could be used" )
+        ->configurable( false );
+    addStatisticsOptions( *command, *line );
+    addIdentityOptions( *command, options.identity );
+    command->callback( [line, &run] { run = [line] { return runServe( *line ); }; } );
+}
+
+} // namespace VX::Backend::Lines

@@ -1,0 +1,94 @@
+#include "serve/Foundation.h"
+
+#include "clock/SystemTime.h"
+#include "converter/ConversionJobs.h"
+#include "http/HttpServer.h"
+#include "identity/Accounts.h"
+#include "identity/KeptLimit.h"
+#include "mail/MailQueue.h"
+#include "statistics/StatsStore.h"
+
+namespace VX::Backend
+{
+namespace
+{
+
+/// Certificate and key of the operator, or of our own.
+tl::expected<ServerCertificate, std::string> certificateOf( const ServiceOptions& options )
+{
+    if ( options.tlsCertificate.empty() )
+        return ensureCertificate( options.data );
+    return ServerCertificate{ {}, options.tlsCertificate, options.tlsKey };
+}
+
+tl::expected<std::string, std::string> publicUrlOf( const ServiceOptions& options )
+{
+    auto url = options.publicUrl;
+    while ( url.ends_with( '/' ) )
+        url.pop_back();
+    constexpr std::string_view cScheme = "https://";
+    if ( !url.empty() && ( !url.starts_with( cScheme ) || url.size() == cScheme.size() ||
+                             url.find_first_of( "/?#@ ", cScheme.size() ) != std::string::npos ) )
+        return tl::unexpected( "\"" + options.publicUrl + "\" is no address such as https://convert.example.org" );
+    return url;
+}
+
+DatabaseResult<void> prepareTables( Database& database, Database& statistics )
+{
+    return ConversionJobs::prepare( database )
+        .and_then( [&] { return Accounts::prepare( database ); } )
+        .and_then( [&] { return KeptLimit::prepare( database ); } )
+        .and_then( [&] { return MailQueue::prepare( database ); } )
+        .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
+}
+
+/// Puts a value that may be missing into its place.
+template <typename T>
+auto into( T& place )
+{
+    return [&place]( T value ) { place = std::move( value ); };
+}
+
+} // namespace
+
+tl::expected<void, std::string> Foundation::check( const ServiceOptions& options )
+{
+    HttpServerOptions http;
+    http.address = options.address;
+    http.certificateFile = options.tlsCertificate;
+    http.keyFile = options.tlsKey;
+    return publicUrlOf( options )
+        .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
+        .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } );
+}
+
+tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& options )
+{
+    Foundation out;
+    const auto& data = options.data;
+    const auto laid = check( options )
+                          .and_then( [&] { return publicUrlOf( options ); } )
+                          .map( into( out.publicUrl ) )
+                          .and_then( [&] { return TrustedProxies::parse( options.trustedProxies ); } )
+                          .map( into( out.proxies ) )
+                          .and_then( [&] { return prepareDataFolder( data ); } )
+                          .and_then( [&] { return FolderLock::take( data ); } )
+                          .map( into( out.lock ) )
+                          .and_then( [&] { return certificateOf( options ); } )
+                          .map( into( out.certificate ) )
+                          .and_then( [&] { return ensureStoreKeys( data ); } )
+                          .map( into( out.storeKeys ) )
+                          .and_then( [&] { return ensureIdentityKeys( data ); } )
+                          .map( into( out.identityKeys ) )
+                          .and_then( [&] { return Database::open( data / "orvanta.db" ); } )
+                          .map( into( out.database ) )
+                          .and_then( [&] { return Database::open( data / "statistics.db" ); } )
+                          .map( into( out.statistics ) );
+    if ( !laid )
+        return tl::unexpected( laid.error() );
+    if ( const auto prepared = prepareTables( *out.database, *out.statistics ); !prepared )
+        return tl::unexpected( prepared.error().text );
+    return out;
+}
+
+} // namespace VX::Backend

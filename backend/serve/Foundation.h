@@ -1,0 +1,39 @@
+#pragma once
+
+#include "data/DataFolder.h"
+#include "database/Database.h"
+#include "http/TrustedProxies.h"
+#include "identity/IdentityKeys.h"
+#include "serve/Service.h"
+#include "serve/StoreKeys.h"
+#include "tls/Certificates.h"
+
+#include <tl/expected.hpp>
+
+#include <memory>
+#include <string>
+
+namespace VX::Backend
+{
+
+/// What has to be there before any service: all that can fail at a start but the port.
+struct Foundation
+{
+    std::string publicUrl; ///< scheme and host, to which paths are added; empty for this machine's own
+    TrustedProxies proxies;
+    std::unique_ptr<FolderLock> lock;
+    ServerCertificate certificate;
+    StoreKeys storeKeys;
+    IdentityKeys identityKeys;
+    /// With the tables of all services.
+    std::unique_ptr<Database> database;
+    /// Of its own, so that no sign-in and no conversion ever waits for a report.
+    std::unique_ptr<Database> statistics;
+
+    /// Makes and reads it; nothing is made when the options alone tell that it cannot be. Blocks.
+    [[nodiscard]] static tl::expected<Foundation, std::string> lay( const ServiceOptions& options );
+    /// Whether it could be laid, as far as the options tell; makes nothing and reads only the certificate.
+    [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
+};
+
+} // namespace VX::Backend

@@ -46,6 +46,13 @@ std::string errorOf( const std::filesystem::path& file )
     return result ? "" : result.error();
 }
 
+/// What an import ends with, and what it leaves in its working folder.
+std::string endOf( const std::filesystem::path& file )
+{
+    const auto error = errorOf( file );
+    return error + "\n" + listing( cWorkingFolder );
+}
+
 /// A STEP file that cannot be packed well.
 std::string noise( size_t size )
 {
@@ -129,16 +136,26 @@ TEST( FullDisk, ASceneThatCannotBeSavedLeavesTheFormerOne )
         "Cannot write \"" + ( folder.path() / "scene.vxu" ).string() + "\": No space left on device\nscene.vxu 14\n" );
 }
 
+TEST( FullDisk, ACopyThatDoesNotFitIsReported )
+{
+    const Testing::BackendProcess backend;
+    const Testing::ScratchFolder folder;
+    const auto file = folder.write( "full-copy.step", noise( 300'000 ) );
+    const auto result = Testing::onSmallDisk( cWorkingFolder, 64 << 10, [&] { return endOf( file ); } );
+    SKIP_IF_NO_DISK( result );
+    EXPECT_TRUE( result->starts_with( "errno " ) ) << *result;
+    EXPECT_EQ( result->find( ".zip" ), std::string::npos ) << *result;
+}
+
 TEST( FullDisk, AnArchiveThatDoesNotFitIsReportedAndRemoved )
 {
     const Testing::BackendProcess backend;
     const Testing::ScratchFolder folder;
-    const auto file = folder.write( "full-archive.step", noise( 300'000 ) );
-    const auto result = Testing::onSmallDisk(
-        cWorkingFolder, 64 << 10, [&] { return errorOf( file ) + "\n" + listing( cWorkingFolder ); } );
+    const auto file = folder.write( "full-archive.step", noise( 150'000 ) );
+    const auto result = Testing::onSmallDisk( cWorkingFolder, 200 << 10, [&] { return endOf( file ); } );
     SKIP_IF_NO_DISK( result );
-    EXPECT_TRUE( result->starts_with( "errno " ) ) << *result;
-    EXPECT_EQ( result->find( ".zip" ), std::string::npos ) << *result;
+    EXPECT_EQ( *result, "Cannot write \"" + ( cWorkingFolder / "full-archive.input.zip" ).string() +
+                            "\": Write error: No space left on device\ninput 150000\n" );
 }
 
 TEST( FullDisk, TheBackEndRefusesAnUploadKeepsNothingOfItAndLives )

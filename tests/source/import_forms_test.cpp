@@ -144,6 +144,7 @@ TEST_P( ImportForms, RefuseRequestIdsThatAreNoFolder )
     {
         script( "request", result( std::string( R"({"request_id": ")" ) + id + R"(", "url": "u"})" ) );
         EXPECT_EQ( errorOf(), "errno 22" ) << id;
+        EXPECT_FALSE( std::filesystem::exists( outputFile().parent_path() / "a" ) ) << id;
     }
     for ( const auto& call : calls() )
         EXPECT_EQ( call, "request" );

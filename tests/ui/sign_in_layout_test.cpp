@@ -327,6 +327,21 @@ TEST_F( SignInLayout, IsInPlaceWhenTheFramesOfAResizeHaveBeenDrawn )
     }
 }
 
+TEST_F( SignInLayout, AFormOfAnotherHeightAsksForTheFramesThatPutItInPlace )
+{
+    const std::pair<AuthState, const char*> forms[] = {
+        { AuthState::ConfirmForgot, "Confirm Reset Password" }, { AuthState::Forgot, "Reset Password" } };
+    for ( const auto& [form, title] : forms )
+    {
+        Access::state( auth() ) = form;
+        drawFrames( 1 );
+        settle();
+        const float after = part( title, Face::Headline ).place.y;
+        drawFrames( 5 );
+        EXPECT_EQ( part( title, Face::Headline ).place.y, after ) << title;
+    }
+}
+
 TEST_F( SignInLayout, LettersShrinkWithTheCard )
 {
     show( AuthState::Forgot );

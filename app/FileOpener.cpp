@@ -148,19 +148,22 @@ void FileOpener::openWaiting_()
 
 void FileOpener::open( const std::vector<std::filesystem::path>& files )
 {
-    if ( files.size() == 1 && SceneDocument::isSceneFile( files.front() ) )
-        return openScene_( files.front() );
-    if ( mustSignInFirst() && std::any_of( files.begin(), files.end(), needsService ) )
-    {
-        std::vector<std::filesystem::path> others;
-        std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
-            std::back_inserter( others ), needsService );
-        // A sign-in draws frames, and nothing else can end the wait.
+    const auto ready = mustSignInFirst() ? withoutWaiting_( files ) : files;
+    if ( ready.size() == 1 && SceneDocument::isSceneFile( ready.front() ) )
+        return openScene_( ready.front() );
+    if ( !ready.empty() )
+        start_( std::make_shared<OpenBatch>( ready ) );
+}
+
+std::vector<std::filesystem::path> FileOpener::withoutWaiting_( const std::vector<std::filesystem::path>& files )
+{
+    std::vector<std::filesystem::path> ready;
+    std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
+        std::back_inserter( ready ), needsService );
+    // A sign-in draws frames, and nothing else can end the wait.
+    if ( !waitingForSignIn_.empty() )
         signInFrames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
-        return open( others );
-    }
-    if ( !files.empty() )
-        start_( std::make_shared<OpenBatch>( files ) );
+    return ready;
 }
 
 void FileOpener::openScene_( const std::filesystem::path& file )

@@ -87,6 +87,8 @@ private:
 
     void openScene_( const std::filesystem::path& file );
     void openWaiting_();
+    /// Lets those of the files wait that need the service, and returns the others.
+    [[nodiscard]] std::vector<std::filesystem::path> withoutWaiting_( const std::vector<std::filesystem::path>& files );
     void start_( const Batch& batch );
     void openNext_();
     void dropCanceled_();

@@ -2,12 +2,16 @@
 #include "support/TestMeshes.h"
 
 #include <VXOrvanta/account/UserInfo.h>
+#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>
 
 #include <fstream>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 using namespace VX;
 
@@ -91,6 +95,38 @@ TEST_F( Opening, WhatWasConvertedBeforeWaitsForNobody )
     opener_->open( { file } );
     EXPECT_EQ( opener_->waitingForSignIn(), 1u );
     EXPECT_EQ( opened_.size(), 2u );
+}
+
+TEST_F( Opening, ASceneFileBesideOneThatWaitsTakesThePlaceOfTheScene )
+{
+    openCube();
+    menu_->signOut();
+    opener_->open( { step( "waits" ), folder_.write( "other.vxu", Testing::cubeFile() ) } );
+    EXPECT_EQ( opener_->waitingForSignIn(), 1u );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    EXPECT_EQ( objectsInScene(), 1u );
+    EXPECT_EQ( sceneDocument().file().filename(), "other.vxu" );
+    opener_->open( { step( "more" ), folder_.write( "a.vxu", Testing::cubeFile() ),
+        folder_.write( "b.vxu", Testing::cubeFile() ) } );
+    EXPECT_EQ( opener_->waitingForSignIn(), 2u );
+    turnUntil( [this] { return opener_->pending() == 0; } );
+    EXPECT_EQ( objectsInScene(), 3u ) << "several are added to it";
+}
+
+TEST_F( Opening, WhetherAFileWaitsIsFoundOutByOneLook )
+{
+    menu_->signOut();
+    std::filesystem::create_directories( folder_.path() / "Orvanta" );
+    const auto record = folder_.write( "Orvanta/imports.json", "{}" );
+    const int watch = ::inotify_init1( IN_NONBLOCK | IN_CLOEXEC );
+    ASSERT_GE( ::inotify_add_watch( watch, record.c_str(), IN_OPEN | IN_CLOSE_NOWRITE ), 0 );
+    opener_->open( { step( "a" ), step( "b" ), folder_.write( "cube.vxu", Testing::cubeFile() ), step( "c" ) } );
+    EXPECT_EQ( opener_->waitingForSignIn(), 3u );
+    alignas( inotify_event ) char events[4096];
+    EXPECT_EQ( ::read( watch, events, sizeof events ), ssize_t( 3 * 2 * sizeof( inotify_event ) ) )
+        << "opened and closed for each of the three";
+    ::close( watch );
+    turnUntil( [this] { return opener_->pending() == 0; } );
 }
 
 TEST_F( Opening, TheSettingSendsASingleFileToTheBackgroundToo )

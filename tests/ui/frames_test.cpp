@@ -99,6 +99,16 @@ TEST_F( Frames, OneInWhichNothingChangedAllocatesNothing )
     EXPECT_EQ( Testing::allocationCount() - before, 0u );
 }
 
+TEST_F( Frames, TheHintsOfAnEmptySceneAreNotMadeAnewInEach )
+{
+    if ( !Testing::cCountsAllocations )
+        GTEST_SKIP() << "this build has an allocator of its own";
+    drawFrames( 10 );
+    const auto before = Testing::allocationCount();
+    drawFrames( 10 );
+    EXPECT_EQ( Testing::allocationCount() - before, 0u );
+}
+
 TEST_F( Frames, EveryScaleAndSizeIsDrawn )
 {
     openCube();

@@ -118,6 +118,12 @@ TEST_F( MenuConfig, TextsNameTheKeysThatAreBound )
     text = Testing::shownText( "" );
     EXPECT_NE( text.find( "or press Ctrl+U to open one\n" ), std::string::npos ) << text;
     EXPECT_NE( text.find( "Search (F3)\n" ), std::string::npos ) << text;
+    openCube();
+    ASSERT_TRUE(
+        manager.setShortcut( { GLFW_KEY_F2, 0 }, { .category = Category::Info, .name = "Search", .action = [] {} } ) );
+    (void)frame();
+    text = Testing::shownText( "" );
+    EXPECT_NE( text.find( "Search (F2)\n" ), std::string::npos ) << "also over a scene that is not empty: " << text;
 }
 
 TEST_F( MenuConfig, AnotherClassOfMenuGetsNothingOfIt )

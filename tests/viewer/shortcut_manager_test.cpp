@@ -3,6 +3,8 @@
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 using namespace VX;
 
 namespace
@@ -138,4 +140,21 @@ TEST( ShortcutManager, NamesKeysAsTheyAreWrittenOnThem )
     EXPECT_EQ( name( GLFW_KEY_COMMA, GLFW_MOD_SUPER ), "Super+," );
     EXPECT_EQ( name( GLFW_KEY_KP_7, 0 ), "Num 7" );
     EXPECT_EQ( name( 9999, 0 ), "Key 9999" );
+}
+
+TEST( ShortcutManager, TellsByItsRevisionWhenTheKeysHaveChanged )
+{
+    int count = 0;
+    ShortcutManager manager;
+    auto last = manager.revision();
+    const auto changed = [&] { return std::exchange( last, manager.revision() ) != manager.revision(); };
+    EXPECT_NE( last, 0u );
+    EXPECT_NE( ShortcutManager().revision(), last ) << "that of another manager";
+    ASSERT_TRUE( manager.setShortcut( { 'F', 0 }, command( "Fit", count ) ) );
+    EXPECT_TRUE( changed() );
+    EXPECT_FALSE( manager.setShortcut( { 'F', 0 }, command( "Find", count ) ) );
+    manager.processShortcut( { 'F', 0 }, false );
+    EXPECT_FALSE( changed() );
+    manager.clear();
+    EXPECT_TRUE( changed() );
 }

@@ -50,7 +50,20 @@ tl::expected<void, std::string> ShortcutManager::setShortcut( ShortcutKey key, C
         return tl::unexpected( fmt::format( "{} is the key of \"{}\" and cannot be that of \"{}\", too",
             getKeyFullString( key ), it->second.name, command.name ) );
     commands_.insert_or_assign( key, std::move( command ) );
+    revision_ = nextRevision_();
     return {};
+}
+
+void ShortcutManager::clear()
+{
+    commands_ = basic_;
+    revision_ = nextRevision_();
+}
+
+uint64_t ShortcutManager::nextRevision_()
+{
+    static uint64_t sLast = 0;
+    return ++sLast;
 }
 
 bool ShortcutManager::processShortcut( ShortcutKey key, bool repeated ) const

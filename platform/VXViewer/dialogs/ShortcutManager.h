@@ -5,6 +5,7 @@
 #include <tl/expected.hpp>
 
 #include <compare>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -64,7 +65,9 @@ public:
     /// the same command again replaces it.
     tl::expected<void, std::string> setShortcut( ShortcutKey key, Command command );
     /// Takes out all commands but those that the manager was made with.
-    void clear() { commands_ = basic_; }
+    void clear();
+    /// Another number after each change, and in each manager; never 0. For who keeps what was made of the keys.
+    [[nodiscard]] uint64_t revision() const { return revision_; }
 
     /// Does what a key is bound to; false when it is bound to nothing, or not to be repeated.
     bool processShortcut( ShortcutKey key, bool repeated ) const;
@@ -79,8 +82,11 @@ public:
     [[nodiscard]] static std::string getKeyFullString( ShortcutKey key );
 
 private:
+    [[nodiscard]] static uint64_t nextRevision_();
+
     std::map<ShortcutKey, Command> basic_;
     std::map<ShortcutKey, Command> commands_;
+    uint64_t revision_ = nextRevision_();
 };
 
 } // namespace VX

@@ -264,6 +264,7 @@ void RibbonMenu::drawAll_()
 
 void RibbonMenu::drawTopPanel_( bool drawTabs, bool centerItems )
 {
+    updateHints_();
     parts_->topPanel.draw( *host_, search_, drawTabs, centerItems, menu_scaling() );
 }
 
@@ -402,8 +403,20 @@ void RibbonMenu::drawHint_()
             toImU32( ColorTheme::getViewportColor( ColorTheme::Label ) ), text );
     };
     line( RibbonFontManager::FontType::Headline, "Drop a file here", -26 );
-    if ( const auto key = host_->shortcut( "Open files" ); !key.empty() )
-        line( RibbonFontManager::FontType::Default, fmt::format( "or press {} to open one", key ).c_str(), 8 );
+    updateHints_();
+    if ( !openHint_.empty() )
+        line( RibbonFontManager::FontType::Default, openHint_.c_str(), 8 );
+}
+
+void RibbonMenu::updateHints_()
+{
+    // Finding a command by its name looks at all of them.
+    const auto revision = getShortcutManager() ? getShortcutManager()->revision() : 0;
+    if ( std::exchange( hintsRevision_, revision ) == revision )
+        return;
+    const auto search = host_->shortcut( "Search" ), open = host_->shortcut( "Open files" );
+    search_.setHint( search.empty() ? "Search" : "Search (" + search + ")" );
+    openHint_ = open.empty() ? std::string() : fmt::format( "or press {} to open one", open );
 }
 
 void RibbonMenu::drawToolbar_()

@@ -103,6 +103,7 @@ private:
     void updateActive_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawHint_();
+    void updateHints_();
     void drawSceneCounts_();
 
     RibbonMenuUIConfig uiConfig_;
@@ -120,6 +121,9 @@ private:
     SelectedObjects selected_;
     uint64_t selectedRevision_ = 0;
     bool hintWanted_ = true;
+    /// Below "Drop a file here"; empty where no key opens one.
+    std::string openHint_;
+    uint64_t hintsRevision_ = 0;
     std::shared_ptr<RibbonMenuItem> activeBlocking_;
     std::vector<std::shared_ptr<RibbonMenuItem>> activeNonBlocking_;
     std::unique_ptr<Parts> parts_;

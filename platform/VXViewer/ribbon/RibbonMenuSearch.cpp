@@ -62,15 +62,13 @@ void RibbonMenuSearch::handleKeys_( RibbonItemHost& host )
         press_( results_[cursor_].name, host );
 }
 
-void RibbonMenuSearch::drawField_( RibbonItemHost& host, float width, float scale )
+void RibbonMenuSearch::drawField_( float width, float scale )
 {
     ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, { 26 * scale, 4 * scale } );
     ImGui::SetNextItemWidth( width );
     if ( std::exchange( focusRequested_, false ) )
         ImGui::SetKeyboardFocusHere();
-    const auto key = host.shortcut( "Search" );
-    const auto hint = key.empty() ? std::string( "Search" ) : "Search (" + key + ")";
-    const auto field = UI::textField( "##search", text_, { .hint = hint.c_str() } );
+    const auto field = UI::textField( "##search", text_, { .hint = hint_.c_str() } );
     ImGui::PopStyleVar();
     const ImVec2 low = ImGui::GetItemRectMin(), high = ImGui::GetItemRectMax();
     const ImVec2 glass = ImGui::CalcTextSize( Icons::cSearch );
@@ -151,7 +149,7 @@ void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float to
 
 void RibbonMenuSearch::draw( RibbonItemHost& host, float width, float scale )
 {
-    drawField_( host, width, scale );
+    drawField_( width, scale );
     const float right = ImGui::GetItemRectMax().x, bottom = ImGui::GetItemRectMax().y + 4 * scale;
     if ( !open_ )
         return;

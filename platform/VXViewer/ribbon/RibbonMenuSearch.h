@@ -18,6 +18,8 @@ public:
     /// A tool was pressed among the results.
     boost::signals2::signal<void( const std::shared_ptr<RibbonMenuItem>& )> onToolActivate;
 
+    /// What stands in the empty field.
+    void setHint( std::string hint ) { hint_ = std::move( hint ); }
     /// Gives the field the keyboard with the next frame.
     void activate() { focusRequested_ = true; }
     [[nodiscard]] bool isOpen() const { return open_ || focusRequested_; }
@@ -25,13 +27,14 @@ public:
     void draw( RibbonItemHost& host, float width, float scale );
 
 private:
-    void drawField_( RibbonItemHost& host, float width, float scale );
+    void drawField_( float width, float scale );
     void drawResults_( RibbonItemHost& host, float right, float top, float scale );
     void drawResult_( size_t index, RibbonItemHost& host, float scale );
     void handleKeys_( RibbonItemHost& host );
     void press_( const std::string& name, RibbonItemHost& host );
     void close_();
 
+    std::string hint_ = "Search";
     std::string text_;
     std::vector<RibbonSchemaHolder::SearchResult> results_;
     size_t cursor_ = 0;

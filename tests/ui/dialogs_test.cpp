@@ -1,6 +1,6 @@
-#include "support/UiFixture.h"
-
+#include "support/ShownText.h"
 #include "support/TestMeshes.h"
+#include "support/UiFixture.h"
 
 #include <VXViewer/dialogs/FolderListing.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
 #include <thread>
 
 using namespace VX;
@@ -155,8 +156,31 @@ TEST_F( Dialogs, ProgressIsCanceledByItsButton )
 
 TEST_F( Dialogs, AFailingJobShowsItsText )
 {
-    ProgressBar::order( "job", [] { throw std::runtime_error( "It broke" ); } );
-    turnUntil( [] { return isWindowShown( "##modalMessage" ); } );
+    const auto shown = [this]( const std::function<void()>& job )
+    {
+        EXPECT_TRUE( ProgressBar::order( "job", job ) );
+        turnUntil( [] { return isWindowShown( "##modalMessage" ); } );
+        settle();
+        const auto text = Testing::shownText( "##modalMessage" );
+        press( GLFW_KEY_ENTER );
+        return text;
+    };
+    EXPECT_NE( shown( [] { throw std::runtime_error( "It broke" ); } ).find( "It broke\n" ), std::string::npos );
+    EXPECT_NE( shown( [] { throw std::runtime_error( "" ); } ).find( "Unknown error\n" ), std::string::npos );
+    EXPECT_NE( shown( [] { throw 5; } ).find( "Unknown error\n" ), std::string::npos );
+}
+
+TEST_F( Dialogs, TheTimeOfAJobThatReportsNothingGoesOn )
+{
+    std::promise<void> release;
+    auto released = release.get_future();
+    ProgressBar::order( "silent", [&] { released.wait(); } );
+    turnUntil( [] { return isWindowShown( "##progress" ); } );
+    settle();
+    const auto before = viewer().framesDrawn();
+    turnUntil( [before] { return viewer().framesDrawn() >= before + 3; } );
+    release.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
 }
 
 TEST_F( Dialogs, FileBrowserOpensAFileByKeyboard )

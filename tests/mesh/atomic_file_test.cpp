@@ -6,10 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <latch>
 #include <thread>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace VX;
 using VX::Testing::ScratchFolder;
@@ -98,16 +100,31 @@ TEST( AtomicFile, ALinkIsReplacedAndNotFollowed )
     EXPECT_FALSE( std::filesystem::is_symlink( folder.path() / "a" ) );
 }
 
+TEST( AtomicFile, NothingIsWrittenThroughALinkThatWasPutWhereItsTemporaryStands )
+{
+    const ScratchFolder folder;
+    const auto diary = folder.write( "diary", "precious" );
+    const auto file = folder.write( "a", "old" );
+    for ( int i = 0; i < 2000; ++i )
+        std::filesystem::create_symlink(
+            diary, file.string() + "." + std::to_string( ::getpid() ) + "-" + std::to_string( i ) + ".tmp" );
+    EXPECT_EQ( errorOf( writeFileAtomically( file, "new" ) ), "Cannot write \"" + file.string() + "\": File exists" );
+    EXPECT_EQ( Testing::readFile( diary ), "precious" );
+    EXPECT_EQ( Testing::readFile( file ), "old" );
+}
+
 TEST( AtomicFile, WritersOfOneFileNeverMix )
 {
     const ScratchFolder folder;
     const auto file = folder.path() / "a";
+    std::latch start( 3 );
     std::vector<std::thread> threads;
     for ( const char letter : { 'a', 'b', 'c' } )
         threads.emplace_back(
             [&, letter]
             {
-                for ( int i = 0; i < 20; ++i )
+                start.arrive_and_wait();
+                for ( int i = 0; i < 200; ++i )
                     EXPECT_TRUE( writeFileAtomically( file, std::string( 100'000, letter ), { .flush = false } ) );
             } );
     for ( auto& thread : threads )

@@ -311,7 +311,7 @@ TEST_F( History, AStepThatIsMadeForAnotherHistoryIsNotInThisOne )
 TEST_F( History, NamesOfStepsTellHowManyAndNoNames )
 {
     EXPECT_EQ( SceneEdits::nameFor( "Delete", { object( "secret" ) } ), "Delete object" );
-    EXPECT_EQ( SceneEdits::nameFor( "Hide", { object( "a" ), object( "b" ), object( "c" ) } ), "Hide 3 objects" );
+    EXPECT_EQ( SceneEdits::nameFor( "Hide", { object( "a" ), object( "b" ) } ), "Hide 2 objects" );
     SceneEdits::add( "Open", { object( "a" ) } );
     SceneEdits::remove( "Delete object", root().children() );
     EXPECT_EQ( store().getActionNames( HistoryAction::Type::Undo ), ( Names{ "Delete object", "Open" } ) );

@@ -268,8 +268,13 @@ TEST_F( WebRequestTest, ATransportThatWasSetStaysWhenRequestsAreSentAgain )
     const auto real = webTransport();
     ASSERT_TRUE( real );
     EXPECT_EQ( webTransport(), real );
+    resumeWebRequests();
+    EXPECT_EQ( webTransport(), real ) << "nothing is wrong with it";
     renewWebTransport();
     EXPECT_NE( webTransport(), real );
+    setWebTransport( next );
+    renewWebTransport();
+    EXPECT_EQ( webTransport(), next );
 }
 
 TEST( ParseResponse, WhatIsNoResponseIsNoAnswer )

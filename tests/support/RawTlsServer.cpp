@@ -122,6 +122,8 @@ void RawTlsServer::serve_( int socket )
         const auto reply = script_( request );
         if ( !reply.bytes.empty() )
             SSL_write( ssl, reply.bytes.data(), int( reply.bytes.size() ) );
+        if ( reply.goodbye )
+            SSL_shutdown( ssl );
         open = !reply.close;
         char byte = 0;
         while ( reply.hang && !stopping_ && SSL_read( ssl, &byte, 1 ) > 0 )

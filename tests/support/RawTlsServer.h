@@ -23,6 +23,8 @@ struct RawReply
     bool close = false;
     /// Answers nothing more and holds the connection until the server goes.
     bool hang = false;
+    /// Ends TLS before the connection, as it should be done.
+    bool goodbye = false;
 };
 
 /// A TLS server that says exactly what a test tells it to and keeps the bytes it was sent. Trusted by this process.

@@ -172,8 +172,10 @@ void CurlTransfer::configureHeaders_()
         typed = typed || curl_strequal( name.c_str(), "content-type" );
         headers_ = curl_slist_append( headers_, ( name + ": " + value ).c_str() );
     }
-    if ( !typed && input_ < 0 && !request_.body.empty() )
-        headers_ = curl_slist_append( headers_, "Content-Type: application/json" );
+    // Without a word about it libcurl calls a body a form, even one that is empty.
+    if ( !typed && input_ < 0 )
+        headers_ =
+            curl_slist_append( headers_, request_.body.empty() ? "Content-Type:" : "Content-Type: application/json" );
     // Waiting for "100 Continue" costs a round trip, and a second where a proxy swallows it.
     headers_ = curl_slist_append( headers_, "Expect:" );
     curl_easy_setopt( handle_, CURLOPT_HTTPHEADER, headers_ );
@@ -204,7 +206,6 @@ tl::expected<CURL*, std::string> CurlTransfer::prepare()
     configureBody_();
     configureHeaders_();
     configureSecurity_();
-    curl_easy_setopt( handle_, CURLOPT_PRIVATE, this );
     return handle_;
 }
 

@@ -49,10 +49,10 @@ thread_local std::shared_ptr<Job> tJob;
 /// Runs on the UI thread when a job has ended.
 void finish( const std::shared_ptr<Job>& job, const ProgressBar::PostProcessing& post, const std::string& error )
 {
+    // Only a canceled job is not the one that is shown.
     if ( job->canceled )
         return;
-    if ( jobs().shown == job )
-        jobs().shown.reset();
+    jobs().shown.reset();
     if ( !error.empty() )
         ProgressBar::failedSignal()( error );
     else if ( post )

@@ -1,10 +1,10 @@
 #include "identity/UserCommands.h"
 
 #include "clock/SystemTime.h"
+#include "data/DataFolder.h"
 #include "identity/Accounts.h"
 #include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
-#include "data/DataFolder.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Text.h>

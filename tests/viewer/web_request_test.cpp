@@ -74,7 +74,8 @@ TEST_F( WebRequestTest, CarriesEverythingThatWasSet )
 
 TEST_F( WebRequestTest, GetsASceneAtMostWithinTenSecondsUnlessTold )
 {
-    const auto& data = WebRequest( "https://x" ).data();
+    const WebRequest request( "https://x" );
+    const auto& data = request.data();
     EXPECT_EQ( data.method, WebMethod::Get );
     EXPECT_EQ( data.timeout, std::chrono::milliseconds( 10000 ) );
     EXPECT_EQ( data.maxOutputSize, uint64_t( 4 ) << 30 );

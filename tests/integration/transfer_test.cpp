@@ -358,6 +358,7 @@ TEST_F( Transfer, StatusesFrom400UpAreNoFiles )
         const auto response = send( download() );
         EXPECT_EQ( response["text"], "said" );
         EXPECT_EQ( response["error"], "The server answered with status " + std::to_string( each ) );
+        EXPECT_FALSE( std::filesystem::is_empty( out() ) ) << "the former file stays";
     }
 }
 
@@ -454,4 +455,36 @@ TEST_F( Transfer, AnAnswerMayEndTheTransportOnItsOwnThread )
             ended.set_value();
         } );
     ASSERT_EQ( ended.get_future().wait_for( std::chrono::seconds( 20 ) ), std::future_status::ready );
+}
+
+TEST_F( Transfer, WhatIsSentWhileTheEndComesIsAnsweredToo )
+{
+    RawTlsServer server( answerOk );
+    WebRequestData request;
+    request.url = RawTlsServer::url( "/" );
+    std::promise<void> inside, release;
+    const auto transport = webTransport();
+    transport->send( request,
+        [&]( const Json::Value& )
+        {
+            inside.set_value();
+            release.get_future().wait();
+        } );
+    inside.get_future().wait();
+    std::promise<Json::Value> answer;
+    transport->send( request, [&]( Json::Value response ) { answer.set_value( std::move( response ) ); } );
+    std::thread closing( [&] { transport->shutdown( std::chrono::milliseconds( 0 ) ); } );
+    // Once it refuses others at once it has begun to end.
+    std::atomic<bool> refuses{ false };
+    const Testing::Patience patience;
+    while ( !refuses )
+    {
+        patience.check();
+        transport->send( request, [&]( const Json::Value& ) { refuses = true; } );
+    }
+    release.set_value();
+    closing.join();
+    auto future = answer.get_future();
+    ASSERT_EQ( future.wait_for( std::chrono::seconds( 0 ) ), std::future_status::ready );
+    EXPECT_EQ( future.get()["error"], "The program is closing" );
 }

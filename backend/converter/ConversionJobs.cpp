@@ -36,6 +36,12 @@ std::optional<ConversionJob> onlyOf( const Rows& rows )
     return rows.empty() ? std::nullopt : std::optional( toJob( rows.front() ) );
 }
 
+Admission unknown( const DatabaseError& error )
+{
+    spdlog::error( "Conversion: {}", error.text );
+    return Admission::Unknown;
+}
+
 /// The id of the job whose upload has this key; empty when it is no job's.
 std::string jobOf( const std::string& key )
 {
@@ -93,17 +99,15 @@ Admission ConversionJobs::admitUpload( const std::string& key, uint64_t bytes )
             { int64_t( bytes ), id, stateNumber( JobState::Finished ), int64_t( limits_.bytes ) } );
     if ( counted && *counted > 0 )
         return Admission::Welcome;
-    const auto awaited = counted ? isAwaited_( id ) : tl::unexpected( counted.error() );
-    if ( awaited )
-        return *awaited ? Admission::NoRoom : Admission::Gone;
-    spdlog::error( "Conversion: {}", awaited.error().text );
-    return Admission::Unknown;
+    return counted ? whileAwaited_( id, Admission::NoRoom ) : unknown( counted.error() );
 }
 
-DatabaseResult<bool> ConversionJobs::isAwaited_( const std::string& id )
+Admission ConversionJobs::whileAwaited_( const std::string& id, Admission answer )
 {
-    return find( id ).map(
-        []( const std::optional<ConversionJob>& job ) { return job && job->state < JobState::Finished; } );
+    const auto job = find( id );
+    if ( !job )
+        return unknown( job.error() );
+    return *job && ( *job )->state < JobState::Finished ? answer : Admission::Gone;
 }
 
 Admission ConversionJobs::noteUpload( const std::string& key, uint64_t replaced )
@@ -113,11 +117,7 @@ Admission ConversionJobs::noteUpload( const std::string& key, uint64_t replaced 
         return Admission::Welcome;
     if ( replaced > 0 )
         forgetUpload( key, replaced );
-    const auto awaited = isAwaited_( id );
-    if ( awaited )
-        return *awaited ? Admission::Welcome : Admission::Gone;
-    spdlog::error( "Conversion: {}", awaited.error().text );
-    return Admission::Unknown;
+    return whileAwaited_( id, Admission::Welcome );
 }
 
 void ConversionJobs::forgetUpload( const std::string& key, uint64_t bytes )

@@ -98,8 +98,8 @@ public:
     void notifyChange();
 
 private:
-    /// Whether an upload of the job is of use.
-    [[nodiscard]] Result<bool> isAwaited_( const std::string& id );
+    /// The answer to an upload of the job, unless that is of no use any more.
+    [[nodiscard]] Admission whileAwaited_( const std::string& id, Admission answer );
     [[nodiscard]] Result<void> end_( const std::string& id, JobState state, const SqlValue& error, uint64_t bytes );
     [[nodiscard]] int64_t now_() const { return clock_().time_since_epoch().count(); }
 

@@ -10,24 +10,21 @@ RateLimiter::RateLimiter( int most, std::chrono::seconds span, Clock clock )
 {
 }
 
-RateLimiter::Span& RateLimiter::spanOf_( const std::string& key )
-{
-    const auto now = clock_();
-    forgetOld_( now );
-    auto& span = spans_[key];
-    // The second is of a clock that was set back.
-    if ( span.calls == 0 || now >= span.end || span.end > now + span_ )
-        span = { now + span_, 0 };
-    return span;
-}
-
 bool RateLimiter::allow( const std::string& key )
 {
     if ( key.empty() )
         return true;
     const std::lock_guard lock( mutex_ );
-    auto& span = spanOf_( key );
-    return span.calls < most_ && ++span.calls > 0;
+    const auto now = clock_();
+    forgetOld_( now );
+    auto& span = spans_[key];
+    // The last is of a clock that was set back.
+    if ( span.calls == 0 || now >= span.end || span.end > now + span_ )
+        span = { now + span_, 0 };
+    if ( span.calls >= most_ )
+        return false;
+    ++span.calls;
+    return true;
 }
 
 void RateLimiter::forgetOld_( std::chrono::sys_seconds now )

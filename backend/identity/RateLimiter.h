@@ -26,7 +26,6 @@ private:
         std::chrono::sys_seconds end;
         int calls = 0;
     };
-    [[nodiscard]] Span& spanOf_( const std::string& key );
     void forgetOld_( std::chrono::sys_seconds now );
 
     int most_;

@@ -61,8 +61,6 @@ ImGuiMenu::ImGuiMenu()
 
 ImGuiMenu::~ImGuiMenu() = default;
 
-ViewerMenu::~ViewerMenu() = default;
-
 void Viewer::setMenuPlugin( std::shared_ptr<ImGuiMenu> menu )
 {
     ViewerMenu* const asked = menu.get();

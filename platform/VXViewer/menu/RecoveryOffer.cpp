@@ -40,6 +40,12 @@ std::string textOf( const RecoveryInfo& info )
            ".";
 }
 
+Autosave* currentAutosave()
+{
+    auto* menu = currentMenu();
+    return menu ? menu->autosave() : nullptr;
+}
+
 void takeOver( RecoverySlot slot, const LoadedObjects& loaded )
 {
     auto& viewer = getViewerInstance();
@@ -48,8 +54,7 @@ void takeOver( RecoverySlot slot, const LoadedObjects& loaded )
     if ( alone )
         sceneDocument().setFile( slot.info().file );
     viewer.fitScene();
-    auto* menu = currentMenu();
-    if ( auto* autosave = menu ? menu->autosave() : nullptr )
+    if ( auto* autosave = currentAutosave() )
         autosave->adopt( std::move( slot ) );
 }
 
@@ -94,8 +99,7 @@ void askAboutFirst( const Slots& slots )
 
 void offerRecovery()
 {
-    auto* menu = currentMenu();
-    const auto* autosave = menu ? menu->autosave() : nullptr;
+    const auto* autosave = currentAutosave();
     if ( !autosave )
         return;
     const auto slots = std::make_shared<std::deque<RecoverySlot>>();

@@ -1,0 +1,8 @@
+#include <VXViewer/core/ViewerMenu.h>
+
+namespace VX
+{
+
+ViewerMenu::~ViewerMenu() = default;
+
+} // namespace VX

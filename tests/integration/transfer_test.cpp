@@ -459,7 +459,8 @@ TEST_F( Transfer, AnAnswerMayEndTheTransportOnItsOwnThread )
 
 TEST_F( Transfer, WhatIsSentWhileTheEndComesIsAnsweredToo )
 {
-    RawTlsServer server( answerOk );
+    RawTlsServer server( []( const std::string& asked )
+        { return asked.starts_with( "GET /silent" ) ? RawReply{ {}, false, true } : answerOk( asked ); } );
     WebRequestData request;
     request.url = RawTlsServer::url( "/" );
     std::promise<void> inside, release;
@@ -471,6 +472,8 @@ TEST_F( Transfer, WhatIsSentWhileTheEndComesIsAnsweredToo )
             release.get_future().wait();
         } );
     inside.get_future().wait();
+    // Nobody answers it before the end does.
+    request.url = RawTlsServer::url( "/silent" );
     std::promise<Json::Value> answer;
     transport->send( request, [&]( Json::Value response ) { answer.set_value( std::move( response ) ); } );
     std::thread closing( [&] { transport->shutdown( std::chrono::milliseconds( 0 ) ); } );

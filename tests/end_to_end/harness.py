@@ -223,7 +223,8 @@ class Program:
 
     def wait_until_changed(self, what, before, at_least):
         """Takes pictures until one differs from `before` in so many pixels, and returns it."""
-        return wait_for(what, lambda: (lambda now: now if difference(before, now) >= at_least else None)(self.picture("now")))
+        return kept_apart(self, wait_for(what, lambda: (lambda now: now if difference(before, now) >= at_least else None)(
+            self.picture("now"))))
 
     def wait_until_like(self, what, before, at_most):
         return wait_for(what, lambda: difference(before, self.picture("now")) <= at_most)
@@ -252,8 +253,12 @@ def wait_until_still(program, except_for=()):
         first = shutil.copy(taken("still"), os.path.join(program.sandbox.folder, "still_before.ppm"))
         second = taken("still")
         return second if filecmp.cmp(first, second, shallow=False) else None
-    # A later wait takes pictures of its own.
-    return shutil.copy(wait_for("the window stands still", same), os.path.join(program.sandbox.folder, "%d.ppm" % time.monotonic_ns()))
+    return kept_apart(program, wait_for("the window stands still", same))
+
+
+def kept_apart(program, picture):
+    """A copy of a picture that no later wait paints over."""
+    return shutil.copy(picture, os.path.join(program.sandbox.folder, "%d.ppm" % time.monotonic_ns()))
 
 
 def keep(picture, options, name):

@@ -83,15 +83,19 @@ def the_theme_is_switched_while_running():
 
 
 def a_deletion_is_taken_back_and_done_again_by_keyboard():
-    before = program.picture("before_deletion")
+    before = harness.wait_until_still(program)
     program.key("ctrl+a")
+    # What is selected looks as different from before as what has gone: each change is waited for by itself.
+    selected = program.wait_until_changed("the parts are selected", before, 30_000)
     program.key("Delete")
-    gone = harness.keep(program.wait_until_changed("the parts have gone", before, 30_000), options, "deleted")
+    program.wait_until_changed("the parts have gone", selected, 30_000)
+    gone = harness.keep(harness.wait_until_still(program), options, "deleted")
     program.key("ctrl+z")
     program.wait_until_changed("the parts are back", gone, 30_000)
     program.key("ctrl+shift+z")
     program.wait_until_like("the parts have gone again", gone, 3_000)
     program.key("ctrl+z")
+    program.wait_until_changed("the parts are back again", gone, 30_000)
     program.key("Escape")
     program.wait_until_like("all is as before", before, 3_000)
 

@@ -78,7 +78,7 @@ tl::expected<LoadedObjects, std::string> loadVxu( const std::filesystem::path& f
 
 FileFormat vxuFormat()
 {
-    return { "Orvanta scene, binary glTF", { ".vxu", ".glb" }, &loadVxu };
+    return { "VX scene, binary glTF", { ".vxu", ".glb" }, &loadVxu };
 }
 
 tl::expected<LoadedObjects, std::string> readVxu( std::span<const std::byte> bytes, const ProgressCallback& progress )

@@ -370,7 +370,7 @@ private:
     {
         Json::Value root;
         root["asset"]["version"] = "2.0";
-        root["asset"]["generator"] = "Orvanta";
+        root["asset"]["generator"] = "VXMesh";
         root["scene"] = 0;
         root["scenes"][0]["nodes"].append( 0 );
         root["nodes"] = std::move( nodes_ );

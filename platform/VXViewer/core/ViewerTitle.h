@@ -7,7 +7,7 @@
 namespace VX
 {
 
-/// Composes the text of the window's title bar: "part.step - Orvanta 0.1.0.0".
+/// Composes the text of the window's title bar: "part.step - Viewer 0.1.0.0".
 ///
 /// Belongs to the viewer, UI thread. A product derives from it to say more.
 class VXVIEWER_API ViewerTitle

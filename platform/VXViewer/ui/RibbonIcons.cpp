@@ -1,7 +1,6 @@
 #include <VXViewer/ui/RibbonIcons.h>
 
 #include <VXViewer/ui/ColorTheme.h>
-#include <VXViewer/ui/EmbeddedIcons.h>
 
 #include <epoxy/gl.h>
 #include <spng.h>
@@ -78,11 +77,6 @@ private:
 
 struct Store
 {
-    Store()
-    {
-        for ( const auto& [name, png] : embeddedIcons() )
-            files[name] = png;
-    }
     std::unordered_map<std::string, std::span<const std::byte>> files;
     std::map<Key, RibbonIcons::Icon, std::less<>> icons; ///< looked up without a copy of the name
     std::vector<std::unique_ptr<Atlas>> atlases;

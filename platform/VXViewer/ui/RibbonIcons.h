@@ -46,7 +46,7 @@ public:
     [[nodiscard]] static bool exists( const std::string& name );
 
     /// Adds drawings as PNG files (main colour in the red channel, accent in the green one), replacing those of the
-    /// same name. The bytes must outlive the process' interface.
+    /// same name. The bytes must outlive the process' interface. Libraries do so while they are loaded.
     static void add( const std::string& name, std::span<const std::byte> png );
 
     /// Frees the texture; drawings are made again when asked for. Called when the theme changes and before the context

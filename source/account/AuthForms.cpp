@@ -2,10 +2,11 @@
 #include <VXOrvanta/account/AuthWindow.h>
 #include <VXOrvanta/account/CredentialRules.h>
 
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <imgui.h>
@@ -69,14 +70,14 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
 {
     if ( state_ == AuthState::Loading || state_ == AuthState::Authed || isSilentStartPending_() )
         return;
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( !firstFrameDone_ )
     {
         if ( menu )
             menu->allowInput( false );
         firstFrameDone_ = true;
     }
-    const auto* window = getViewerInstance().window();
+    const auto* window = viewWindow();
     const ImVec2 viewport{ float( window->width() ), float( window->height() ) };
     // A question that something else asks stands before the sign-in until it is answered; so does its own menu.
     const bool toFront = !ImGui::GetTopMostPopupModal() && !ownMenuOpen();

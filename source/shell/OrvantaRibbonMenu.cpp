@@ -62,7 +62,12 @@ OrvantaRibbonMenu::~OrvantaRibbonMenu() = default;
 void OrvantaRibbonMenu::init( Viewer* viewer )
 {
     RibbonMenu::init( viewer );
-    drawCallback = [this] { drawFrame_(); };
+    drawCallback = [this]
+    {
+        drawFrame_( [this]
+            { wantHint_( !menuConfig_.drawWelcomeWindow || isWaitingForSignIn_() || !welcomeWindow_.isDue() ); },
+            [this]( bool anyPanel ) { drawOverScene_( anyPanel ); } );
+    };
     welcomeWindow_.init( this, [this]( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements )
         { itemPressed_( item, requirements ); } );
     setupSessionLogs_();
@@ -104,36 +109,14 @@ void OrvantaRibbonMenu::setOrvantaMenuConfig( const OrvantaMenuUIConfig& config 
     setupShortcuts_();
 }
 
-void OrvantaRibbonMenu::drawFrame_()
+void OrvantaRibbonMenu::drawOverScene_( bool anyPanel )
 {
-    const auto& config = getMenuUIConfig();
-    const bool topPanel = config.topLayout != TopPanelLayoutMode::None;
-    const bool scenePanel = config.drawScenePanel;
-    if ( topPanel )
-    {
-        drawTopPanel_( config.topLayout == TopPanelLayoutMode::RibbonWithTabs, config.centerRibbonItems );
-        drawActiveBlockingDialog_();
-        drawActiveNonBlockingDialogs_();
-        if ( config.drawToolbar )
-            drawToolbar_();
-    }
-    if ( config.drawScenePanel )
-        drawRibbonSceneList_();
-    wantHint_( !menuConfig_.drawWelcomeWindow || isWaitingForSignIn_() || !welcomeWindow_.isDue() );
-    if ( config.drawViewportTags )
-        drawRibbonViewportsLabels_();
-    if ( topPanel )
-        drawActiveList_();
     if ( menuConfig_.drawWelcomeWindow )
         drawWelcomeWindow_();
-    if ( topPanel || scenePanel )
-    {
-        draw_helpers();
-        drawVersionWindow_();
-    }
-    if ( config.drawNotifications )
-        drawNotifications_();
-    updateSelectedObjects_();
+    if ( !anyPanel )
+        return;
+    draw_helpers();
+    drawVersionWindow_();
 }
 
 void OrvantaRibbonMenu::drawWelcomeWindow_()

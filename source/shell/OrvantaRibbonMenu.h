@@ -70,7 +70,7 @@ public:
 private:
     friend struct OrvantaMenuTestAccess;
 
-    void drawFrame_();
+    void drawOverScene_( bool anyPanel );
     void onFirstSignInFrame_();
     /// Tells of a build that is not for this machine, as the framework names both.
     void checkArchitecture_( const std::string& platformName, const std::string& cpuName );

@@ -6,6 +6,7 @@
 #include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/web/WebRequest.h>
 
@@ -52,17 +53,14 @@ void OrvantaRibbonMenu::drawVersionWindow_()
     if ( latestVersion_.empty() || isWaitingForSignIn_() )
         return;
     const float s = menu_scaling();
-    ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::DialogBackground ) );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 4 * s );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 9 * s, 8 * s } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
+    const StyleScope style(
+        { { ImGuiCol_WindowBg, themeVec4( ColorTheme::DialogBackground ) }, { ImGuiStyleVar_WindowRounding, 4 * s },
+            { ImGuiStyleVar_WindowPadding, { 9 * s, 8 * s } }, { ImGuiStyleVar_WindowBorderSize, 0 } } );
     ImGui::SetNextWindowPos(
         { float( getViewerInstance().window()->width() ) - 320 * s, 120 * s }, ImGuiCond_Always, { 0, 0 } );
     ImGui::Begin( "##VersionUpdateWindow", nullptr, cFlags );
     drawVersionNotice_();
     ImGui::End();
-    ImGui::PopStyleVar( 3 );
-    ImGui::PopStyleColor();
 }
 
 void OrvantaRibbonMenu::drawVersionNotice_()
@@ -73,10 +71,9 @@ void OrvantaRibbonMenu::drawVersionNotice_()
     ImGui::SameLine();
     {
         const FontScope semiBold( FontType::SemiBold );
-        ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::Text ) );
+        const StyleScope style( { { ImGuiCol_Text, themeVec4( ColorTheme::Text ) } } );
         ImGui::AlignTextToFramePadding();
         ImGui::Text( "Version %s is available", latestVersion_.c_str() );
-        ImGui::PopStyleColor();
     }
     ImGui::SameLine();
     const FontScope small( FontType::Small );

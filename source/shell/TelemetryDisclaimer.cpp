@@ -1,11 +1,13 @@
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/telemetry/TelemetryConfig.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/ViewerSettingsPlugin.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 
 #include <imgui.h>
 
@@ -76,30 +78,31 @@ void OrvantaRibbonMenu::telemetryDisclaimerModal_( float menuScaling )
     if ( std::exchange( disclaimerRequested_, false ) )
         ImGui::OpenPopup( ImGuiID( disclaimerId_ ) );
     const ImVec2 size{ cWidth * menuScaling, cHeight * menuScaling };
-    const auto* window = getViewerInstance().window();
+    const auto* window = viewWindow();
     ImGui::SetNextWindowSize( size, ImGuiCond_Always );
     ImGui::SetNextWindowPos(
         { ( float( window->width() ) - size.x ) * 0.5f, ( float( window->height() ) - size.y ) * 0.5f },
         ImGuiCond_Always, { 0, 0 } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 16 * menuScaling, 24 * menuScaling } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 28 * menuScaling, 20 * menuScaling } );
+    const StyleScope style( { { ImGuiStyleVar_ItemSpacing, { 16 * menuScaling, 24 * menuScaling } },
+        { ImGuiStyleVar_WindowPadding, { 28 * menuScaling, 20 * menuScaling } } } );
     if ( ImGui::BeginModalNoAnimation( cPopup, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize ) )
     {
         drawText( menuScaling );
-        ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, { ImGui::GetStyle().FramePadding.x, 8 * menuScaling } );
-        const float buttons = cButtonsWidth * menuScaling;
-        const float width = ( buttons - ImGui::GetStyle().ItemSpacing.x ) * 0.5f;
-        ImGui::SetCursorPosX( ImGui::GetCursorPosX() + ( ImGui::GetContentRegionAvail().x - buttons ) * 0.5f );
-        if ( UI::button( "Ok", { width, 0 }, { .enterKey = true } ) )
-            accept();
-        ImGui::SameLine();
-        if ( UI::button( "Manage Settings", { width, 0 }, { .primary = false } ) )
-            // Nobody has pressed the tool, so nothing is said of it.
-            openSettings( [this]( const auto& item ) { RibbonMenu::itemPressed_( item, {} ); } );
-        ImGui::PopStyleVar();
+        {
+            const StyleScope tall(
+                { { ImGuiStyleVar_FramePadding, { ImGui::GetStyle().FramePadding.x, 8 * menuScaling } } } );
+            const float buttons = cButtonsWidth * menuScaling;
+            const float width = ( buttons - ImGui::GetStyle().ItemSpacing.x ) * 0.5f;
+            ImGui::SetCursorPosX( ImGui::GetCursorPosX() + ( ImGui::GetContentRegionAvail().x - buttons ) * 0.5f );
+            if ( UI::button( "Ok", { width, 0 }, { .enterKey = true } ) )
+                accept();
+            ImGui::SameLine();
+            if ( UI::button( "Manage Settings", { width, 0 }, { .primary = false } ) )
+                // Nobody has pressed the tool, so nothing is said of it.
+                openSettings( [this]( const auto& item ) { RibbonMenu::itemPressed_( item, {} ); } );
+        }
         ImGui::EndPopup();
     }
-    ImGui::PopStyleVar( 2 );
 }
 
 } // namespace VX

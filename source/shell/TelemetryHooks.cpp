@@ -2,9 +2,9 @@
 #include <VXOrvanta/telemetry/ActionNames.h>
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/telemetry/TelemetrySetting.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/dialogs/FileDialogSignals.h>
 #include <VXViewer/history/HistoryStore.h>
+#include <VXViewer/scene/SceneRoot.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <fmt/format.h>
@@ -32,7 +32,7 @@ void onHistoryChanged( const HistoryStore& store, HistoryStore::ChangeType type 
 
 void OrvantaRibbonMenu::setupSessionLogs_()
 {
-    if ( const auto& history = getViewerInstance().getHistoryStore() )
+    if ( const auto& history = sceneHistory() )
         connections_.emplace_back( history->changedSignal.connect( &onHistoryChanged ) );
     connections_.emplace_back(
         getSearch().onFocus.connect( [] { SessionLogs::logAction( Actions::cSearchFocused ); } ) );

@@ -9,6 +9,7 @@
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonIcons.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui.h>
@@ -63,11 +64,12 @@ bool WelcomeWindow::beginSubwindow_( const char* name, Vector2f pos, Vector2f si
 
 void WelcomeWindow::drawPanels_()
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 8 );
-    drawDragDropArea_();
-    drawQuickstart_();
-    drawCreateSimpleObject_();
-    ImGui::PopStyleVar();
+    {
+        const StyleScope style( { { ImGuiStyleVar_WindowRounding, 8 } } );
+        drawDragDropArea_();
+        drawQuickstart_();
+        drawCreateSimpleObject_();
+    }
     drawCheckbox_();
 }
 
@@ -97,13 +99,23 @@ void WelcomeWindow::drawTexts_( const char* heading, const std::array<const char
     ImGui::SetCursorPos( { cLeft * s, cHeadingTop * s } );
     UI::text( RibbonFontManager::FontType::Headline, heading );
     ImGui::SetCursorPosY( cLinesTop * s );
-    ImGui::PushStyleColor( ImGuiCol_Text, cGrey );
+    const StyleScope style( { { ImGuiCol_Text, cGrey } } );
     for ( const char* line : lines )
     {
         ImGui::SetCursorPosX( cLeft * s );
         ImGui::TextUnformatted( line );
     }
-    ImGui::PopStyleColor();
+}
+
+void WelcomeWindow::drawShapes_() const
+{
+    const StyleScope style( { { ImGuiCol_Button, ImVec4{} }, { ImGuiCol_ButtonHovered, ImVec4{} },
+        { ImGuiCol_ButtonActive, ImVec4{} }, { ImGuiCol_Text, cGrey } } );
+    for ( const auto& shape : cShapes )
+    {
+        ImGui::SetCursorPos( { shape.place.x * scaling_, shape.place.y * scaling_ } );
+        (void)UI::buttonIconEx( shape.icon, Vector2f{ 16, 16 } * scaling_, shape.label, Vector2f{ 64, 50 } * scaling_ );
+    }
 }
 
 bool WelcomeWindow::drawButton_( const char* caption ) const
@@ -140,15 +152,7 @@ void WelcomeWindow::drawCreateSimpleObject_()
     {
         drawTexts_( "Create Simple Object",
             { "Easily generate basic shapes like", "cubes, spheres, and more using", "default settings." } );
-        for ( const auto color : { ImGuiCol_Button, ImGuiCol_ButtonHovered, ImGuiCol_ButtonActive } )
-            ImGui::PushStyleColor( color, ImVec4{} );
-        ImGui::PushStyleColor( ImGuiCol_Text, cGrey );
-        for ( const auto& shape : cShapes )
-        {
-            ImGui::SetCursorPos( { shape.place.x * s, shape.place.y * s } );
-            (void)UI::buttonIconEx( shape.icon, Vector2f{ 16, 16 } * s, shape.label, Vector2f{ 64, 50 } * s );
-        }
-        ImGui::PopStyleColor( 4 );
+        drawShapes_();
         if ( drawButton_( "Create Object" ) )
         {
             SessionLogs::logAction( Actions::cWelcomeCreate );
@@ -163,11 +167,11 @@ void WelcomeWindow::drawCheckbox_()
 {
     const float s = scaling_;
     const float height = ImGui::GetFrameHeight() + 2 * ImGui::GetStyle().WindowPadding.y;
-    ImGui::PushStyleColor( ImGuiCol_WindowBg, ImVec4{} );
-    ImGui::PushStyleColor( ImGuiCol_Border, ImVec4{} );
-    const bool open =
-        beginSubwindow_( "##CheckboxWindow", center_ + Vector2f{ -433, 238 } * s, { cPanelWidth * s, height } );
-    ImGui::PopStyleColor( 2 );
+    bool open = false;
+    {
+        const StyleScope style( { { ImGuiCol_WindowBg, ImVec4{} }, { ImGuiCol_Border, ImVec4{} } } );
+        open = beginSubwindow_( "##CheckboxWindow", center_ + Vector2f{ -433, 238 } * s, { cPanelWidth * s, height } );
+    }
     if ( open && UI::checkbox( "Show on Startup", &showOnStartup_ ) )
     {
         if ( !showOnStartup_ )

@@ -1,12 +1,13 @@
 #include <VXOrvanta/welcome/WelcomeWindow.h>
 
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/ribbon/RibbonMenu.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/scene/SceneCache.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 
 namespace VX
 {
@@ -65,7 +66,7 @@ Vector2f WelcomeWindow::coveredPixels_() const
 
 bool WelcomeWindow::hasRoom_() const
 {
-    const auto* window = getViewerInstance().window();
+    const auto* window = viewWindow();
     const auto covered = coveredPixels_();
     const float scale = ribbon_().menu_scaling();
     return float( window->width() ) - covered.x >= cLeastWidth * scale &&
@@ -75,7 +76,7 @@ bool WelcomeWindow::hasRoom_() const
 bool WelcomeWindow::updateCenter_()
 {
     scaling_ = ribbon_().menu_scaling();
-    const auto* window = getViewerInstance().window();
+    const auto* window = viewWindow();
     const auto covered = coveredPixels_();
     center_ = { ( covered.x + float( window->width() ) ) * 0.5f, ( covered.y + float( window->height() ) ) * 0.5f };
     return hasRoom_();

@@ -63,6 +63,7 @@ private:
     void drawTexts_( const char* heading, const std::array<const char*, 3>& lines ) const;
     /// The button in the lower left corner of the two.
     [[nodiscard]] bool drawButton_( const char* caption ) const;
+    void drawShapes_() const;
 
     bool showOnStartup_ = true;
     bool visible_ = true;

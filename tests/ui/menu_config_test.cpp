@@ -81,6 +81,20 @@ TEST_F( MenuConfig, SwitchesReachTheMenuAndItsKeys )
     EXPECT_FALSE( isBound( "Undo" ) );
 }
 
+TEST_F( MenuConfig, AToolStartsByTheKeyThatItIsGiven )
+{
+    const auto bound = [&] { return menu_->getShortcutManager()->findShortcutByName( "Scene list" ); };
+    ASSERT_FALSE( bound() );
+    apply( R"({"Schema":{"Items":[{"Name":"Scene list","Shortcut":"Ctrl+L"}]}})" );
+    EXPECT_EQ( bound(), ( ShortcutKey{ 'L', ControlModifier } ) );
+    EXPECT_TRUE( isBound( "Undo" ) ) << "the menu's own stay";
+    const bool shown = menu_->getMenuUIConfig().drawScenePanel;
+    press( GLFW_KEY_L, GLFW_MOD_CONTROL );
+    EXPECT_NE( menu_->getMenuUIConfig().drawScenePanel, shown );
+    apply( R"({"Schema":{"Items":[{"Name":"Scene list","Shortcut":[]}]}})" );
+    EXPECT_FALSE( bound() );
+}
+
 TEST_F( MenuConfig, FreshMenuHasEverySwitchOn )
 {
     expectSwitches( true, true, true );

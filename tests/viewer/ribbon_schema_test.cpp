@@ -1,7 +1,9 @@
 #include <VXMesh/io/Json.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/window/Window.h>
 
+#include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -58,6 +60,41 @@ TEST_F( RibbonSchemas, TakesCaptionsIconsAndLists )
     EXPECT_EQ( info( "Test cut" ).icon, "cut" );
     EXPECT_EQ( info( "Test cut" ).tooltip, "Takes it out" );
     EXPECT_EQ( info( "Test cut" ).dropList, Texts{ "Test copy" } );
+}
+
+TEST_F( RibbonSchemas, AToolHasItsOwnKeysUnlessItGetsOthers )
+{
+    using Category = ShortcutManager::Category;
+    const auto keys = []
+    {
+        std::vector<std::tuple<ShortcutKey, Category, bool>> out;
+        for ( const auto& [key, category, another] : info( "Test keys" ).shortcuts )
+            out.emplace_back( key, category, another );
+        return out;
+    };
+    using Keys = decltype( keys() );
+    RibbonSchemaHolder::addItem( std::make_shared<FunctionItem>(
+        FunctionItemParams{ "Test keys", [] {}, {}, {}, { { { 'K', ControlModifier }, Category::Edit } } } ) );
+    const Keys own{ { { 'K', ControlModifier }, Category::Edit, false } };
+    EXPECT_EQ( keys(), own );
+    const auto load = []( const std::string& shortcut )
+    {
+        return RibbonSchemaHolder::loadSchema( json(
+            R"({"Items":[{"Name":"Test keys")" + ( shortcut.empty() ? "" : R"(,"Shortcut":)" + shortcut ) + "}]}" ) );
+    };
+    EXPECT_EQ( load( "" ), Texts{} );
+    EXPECT_EQ( keys(), own ) << "nothing was said about them";
+    EXPECT_EQ( load( R"("Shift+F4")" ), Texts{} );
+    EXPECT_EQ( keys(), ( Keys{ { { GLFW_KEY_F4, ShiftModifier }, Category::Edit, false } } ) );
+    EXPECT_EQ( load( R"(["J","Ctrl+J"])" ), Texts{} );
+    EXPECT_EQ(
+        keys(), ( Keys{ { { 'J', 0 }, Category::Edit, false }, { { 'J', ControlModifier }, Category::Edit, true } } ) );
+    const std::string problem = "\"Shortcut\" of the tool \"Test keys\" is not a key such as \"Ctrl+Shift+Z\"";
+    EXPECT_EQ( load( R"(["Strg+J",7,"L"])" ), ( Texts{ problem, problem } ) );
+    EXPECT_EQ( keys(), ( Keys{ { { 'L', 0 }, Category::Edit, false } } ) );
+    EXPECT_EQ( load( "[]" ), Texts{} );
+    EXPECT_EQ( keys(), Keys{} );
+    RibbonSchemaHolder::removeItem( "Test keys" );
 }
 
 TEST_F( RibbonSchemas, ReportsWhatIsWrongByNameAndTakesTheRest )

@@ -142,6 +142,21 @@ TEST( ShortcutManager, NamesKeysAsTheyAreWrittenOnThem )
     EXPECT_EQ( name( 9999, 0 ), "Key 9999" );
 }
 
+TEST( ShortcutManager, ReadsKeysAsTheyAreWritten )
+{
+    for ( const ShortcutKey key :
+        { ShortcutKey{ 'Z', GLFW_MOD_CONTROL | GLFW_MOD_SHIFT }, ShortcutKey{ GLFW_KEY_F12, GLFW_MOD_ALT },
+            ShortcutKey{ GLFW_KEY_COMMA, GLFW_MOD_SUPER }, ShortcutKey{ GLFW_KEY_DELETE, 0 },
+            ShortcutKey{ GLFW_KEY_KP_7, 0 }, ShortcutKey{ GLFW_KEY_PAGE_DOWN, GLFW_MOD_CONTROL } } )
+    {
+        const auto text = ShortcutManager::getKeyFullString( key );
+        EXPECT_EQ( ShortcutManager::parseKey( text ), key ) << text;
+    }
+    EXPECT_EQ( ShortcutManager::parseKey( "shift+CTRL+n" ), ( ShortcutKey{ 'N', GLFW_MOD_CONTROL | GLFW_MOD_SHIFT } ) );
+    for ( const char* text : { "", "Ctrl", "Ctrl+", "+", "Ctrl+Ctrl+N", "Cmd+N", "N+Ctrl", "F99", "Ctrl+NN", " N" } )
+        EXPECT_FALSE( ShortcutManager::parseKey( text ) ) << text;
+}
+
 TEST( ShortcutManager, TellsByItsRevisionWhenTheKeysHaveChanged )
 {
     int count = 0;

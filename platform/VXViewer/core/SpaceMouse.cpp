@@ -1,6 +1,6 @@
 #include <VXViewer/core/SpaceMouse.h>
 
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/ViewerSignals.h>
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/loop/Wake.h>
 
@@ -40,8 +40,8 @@ struct Motion
 
 struct SpaceMouse::Impl
 {
-    explicit Impl( Viewer& owner )
-        : viewer( owner )
+    explicit Impl( ViewerSignals& toTell )
+        : signals( toTell )
         , stopEvent( ::eventfd( 0, EFD_CLOEXEC ) )
         , thread( [this] { listen(); } )
     {
@@ -73,7 +73,7 @@ struct SpaceMouse::Impl
     {
         if ( event.type == SPNAV_EVENT_BUTTON && event.button.press )
             CommandLoop::appendCommand(
-                [&viewer = viewer, number = event.button.bnum] { viewer.signals().spaceMouseDown( number ); } );
+                [&signals = signals, number = event.button.bnum] { signals.spaceMouseDown( number ); } );
         if ( event.type != SPNAV_EVENT_MOTION )
             return;
         const auto& m = event.motion;
@@ -94,11 +94,11 @@ struct SpaceMouse::Impl
         }
         if ( !motion )
             return;
-        viewer.signals().spaceMouseMove( motion->shift, motion->turn );
+        signals.spaceMouseMove( motion->shift, motion->turn );
         redraw( 1 );
     }
 
-    Viewer& viewer;
+    ViewerSignals& signals;
     std::mutex mutex;
     std::optional<Motion> latest;
     int stopEvent;
@@ -108,12 +108,12 @@ struct SpaceMouse::Impl
 SpaceMouse::SpaceMouse() = default;
 SpaceMouse::~SpaceMouse() = default;
 
-void SpaceMouse::start( Viewer& viewer )
+void SpaceMouse::start( ViewerSignals& signals )
 {
     if ( impl_ || spnav_open() == -1 )
         return;
     spdlog::debug( "A 3D mouse is listened to" );
-    impl_ = std::make_unique<Impl>( viewer );
+    impl_ = std::make_unique<Impl>( signals );
 }
 
 } // namespace VX

@@ -5,9 +5,9 @@
 namespace VX
 {
 
-class Viewer;
+struct ViewerSignals;
 
-/// Listens to a 3D mouse through spacenavd, when that daemon runs, and tells the viewer's signals on the UI thread.
+/// Listens to a 3D mouse through spacenavd, when that daemon runs, and tells them by signals on the UI thread.
 class SpaceMouse
 {
 public:
@@ -16,8 +16,8 @@ public:
     SpaceMouse( const SpaceMouse& ) = delete;
     SpaceMouse& operator=( const SpaceMouse& ) = delete;
 
-    /// Does nothing where there is no daemon. The viewer must outlive this object.
-    void start( Viewer& viewer );
+    /// Does nothing where there is no daemon. The signals must outlive this object.
+    void start( ViewerSignals& signals );
 
 private:
     struct Impl;

@@ -1,7 +1,7 @@
 #include <VXViewer/core/SystemInfoJson.h>
 
 #include <VXMesh/system/SystemInfo.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/window/Window.h>
 
 #include <epoxy/gl.h>
@@ -22,7 +22,7 @@ void addText( Json::Value& group, const char* key, GLenum name )
 Json::Value GetSystemInfoJson()
 {
     auto out = GetMachineInfoJson();
-    const auto* window = getViewerInstance().window();
+    const auto* window = viewWindow();
     if ( !window )
         return out;
     addText( out["Graphics Info"], "OpenGL Renderer", GL_RENDERER );

@@ -147,7 +147,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
         drawFrame_();
     }
     window_->show();
-    drawing_->spaceMouse.start( *this );
+    drawing_->spaceMouse.start( signals() );
     return {};
 }
 

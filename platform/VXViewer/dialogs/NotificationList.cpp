@@ -4,6 +4,7 @@
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -155,11 +156,12 @@ float NotificationList::drawRow_( size_t waiting, float bottom, float scale )
     const float height = cRowHeight * scale;
     ImGui::SetNextWindowPos( { display.x - margin, bottom }, ImGuiCond_Always, { 1, 1 } );
     ImGui::SetNextWindowSize( { width, height } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 12 * scale, 6 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
-    ImGui::Begin( "##notificationRow", nullptr, cFlags | ImGuiWindowFlags_NoScrollbar );
+    {
+        const StyleScope style(
+            { { ImGuiStyleVar_WindowPadding, { 12 * scale, 6 * scale } }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
+        ImGui::Begin( "##notificationRow", nullptr, cFlags | ImGuiWindowFlags_NoScrollbar );
+    }
     UI::keepBehindModals();
-    ImGui::PopStyleVar( 2 );
     if ( waiting > 0 )
     {
         UI::colored( themeVec4( ColorTheme::DimText ), fmt::format( "{} more", waiting ) );

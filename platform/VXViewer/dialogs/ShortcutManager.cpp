@@ -1,5 +1,6 @@
 #include <VXViewer/dialogs/ShortcutManager.h>
 
+#include <VXMesh/io/Text.h>
 #include <VXViewer/window/Window.h>
 
 #include <GLFW/glfw3.h>
@@ -16,14 +17,19 @@ namespace
 
 constexpr int cModifiers = ShiftModifier | ControlModifier | AltModifier | SuperModifier;
 
-std::string keyName( int key )
+const std::map<int, const char*>& namedKeys()
 {
     static const std::map<int, const char*> sNames{ { GLFW_KEY_SPACE, "Space" }, { GLFW_KEY_ESCAPE, "Esc" },
         { GLFW_KEY_ENTER, "Enter" }, { GLFW_KEY_TAB, "Tab" }, { GLFW_KEY_BACKSPACE, "Backspace" },
         { GLFW_KEY_INSERT, "Ins" }, { GLFW_KEY_DELETE, "Del" }, { GLFW_KEY_RIGHT, "Right" }, { GLFW_KEY_LEFT, "Left" },
         { GLFW_KEY_DOWN, "Down" }, { GLFW_KEY_UP, "Up" }, { GLFW_KEY_PAGE_UP, "PgUp" }, { GLFW_KEY_PAGE_DOWN, "PgDn" },
         { GLFW_KEY_HOME, "Home" }, { GLFW_KEY_END, "End" } };
-    if ( const auto it = sNames.find( key ); it != sNames.end() )
+    return sNames;
+}
+
+std::string keyName( int key )
+{
+    if ( const auto it = namedKeys().find( key ); it != namedKeys().end() )
         return it->second;
     if ( key > GLFW_KEY_SPACE && key < GLFW_KEY_ESCAPE )
         return { char( key ) };
@@ -32,6 +38,22 @@ std::string keyName( int key )
     if ( key >= GLFW_KEY_KP_0 && key <= GLFW_KEY_KP_9 )
         return fmt::format( "Num {}", key - GLFW_KEY_KP_0 );
     return fmt::format( "Key {}", key );
+}
+
+std::optional<int> keyNamed( const std::string& lowerCase )
+{
+    for ( int key = GLFW_KEY_SPACE; key <= GLFW_KEY_LAST; ++key )
+        if ( toLower( keyName( key ) ) == lowerCase )
+            return key;
+    return {};
+}
+
+int modifierNamed( const std::string& lowerCase )
+{
+    static const std::map<std::string, int> sModifiers{
+        { "ctrl", ControlModifier }, { "alt", AltModifier }, { "shift", ShiftModifier }, { "super", SuperModifier } };
+    const auto it = sModifiers.find( lowerCase );
+    return it == sModifiers.end() ? 0 : it->second;
 }
 
 } // namespace
@@ -119,6 +141,25 @@ std::string ShortcutManager::getKeyFullString( ShortcutKey key )
     if ( key.mod & SuperModifier )
         out += "Super+";
     return out + keyName( key.key );
+}
+
+std::optional<ShortcutKey> ShortcutManager::parseKey( const std::string& text )
+{
+    ShortcutKey out;
+    auto rest = toLower( text );
+    for ( auto plus = rest.find( '+' ); plus != std::string::npos; plus = rest.find( '+' ) )
+    {
+        const int modifier = modifierNamed( rest.substr( 0, plus ) );
+        if ( modifier == 0 || ( out.mod & modifier ) )
+            return {};
+        out.mod |= modifier;
+        rest.erase( 0, plus + 1 );
+    }
+    const auto key = keyNamed( rest );
+    if ( !key )
+        return {};
+    out.key = *key;
+    return out;
 }
 
 } // namespace VX

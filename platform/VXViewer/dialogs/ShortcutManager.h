@@ -80,6 +80,8 @@ public:
     [[nodiscard]] static const char* categoryName( Category category );
     /// "Ctrl+Shift+Z".
     [[nodiscard]] static std::string getKeyFullString( ShortcutKey key );
+    /// The key of such a text, letters in either case and modifiers in any order; nothing where it names none.
+    [[nodiscard]] static std::optional<ShortcutKey> parseKey( const std::string& text );
 
 private:
     [[nodiscard]] static uint64_t nextRevision_();

@@ -184,7 +184,7 @@ void ImGuiMenu::draw()
 void ImGuiMenu::draw_helpers()
 {
     AxisTriad::draw( viewer_().camera(), menu_scaling() );
-    TurnMark::draw( viewer_(), menu_scaling() );
+    TurnMark::draw( viewer_().camera(), viewer_().turningPoint(), menu_scaling() );
 }
 
 float ImGuiMenu::menu_scaling() const

@@ -2,12 +2,13 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/dialogs/QuestionDialog.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/scene/Autosave.h>
 #include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/scene/SceneEdits.h>
+#include <VXViewer/scene/SceneRoot.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <ctime>
@@ -48,12 +49,11 @@ Autosave* currentAutosave()
 
 void takeOver( RecoverySlot slot, const LoadedObjects& loaded )
 {
-    auto& viewer = getViewerInstance();
-    const bool alone = viewer.sceneRoot().children().empty();
+    const bool alone = sceneRoot().children().empty();
     SceneEdits::add( "Recover", loaded.objects );
     if ( alone )
         sceneDocument().setFile( slot.info().file );
-    viewer.fitScene();
+    fitViewToScene();
     if ( auto* autosave = currentAutosave() )
         autosave->adopt( std::move( slot ) );
 }

@@ -1,6 +1,5 @@
 #include <VXViewer/menu/TurnMark.h>
 
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/ui/ImGuiColor.h>
 
@@ -9,12 +8,11 @@
 namespace VX::TurnMark
 {
 
-void draw( Viewer& viewer, float scale )
+void draw( const Camera& camera, const std::optional<Vector3d>& point, float scale )
 {
-    const auto point = viewer.turningPoint();
     if ( !point )
         return;
-    const auto place = viewer.camera().project( *point );
+    const auto place = camera.project( *point );
     const ImVec2 at{ place.x, place.y };
     auto& list = *ImGui::GetBackgroundDrawList();
     // Dark under light, so that it is seen on every surface.

@@ -1,15 +1,20 @@
 #pragma once
 
+#include <VXMesh/math/Vector3.h>
+
+#include <optional>
+
 namespace VX
 {
 
-class Viewer;
+class Camera;
 
 namespace TurnMark
 {
 
-/// Marks the point about which the view is being turned, while it is. UI thread, within a frame.
-void draw( Viewer& viewer, float scale );
+/// Marks a point of the scene, such as the one about which the view is being turned; none leaves it unmarked. UI
+/// thread, within a frame.
+void draw( const Camera& camera, const std::optional<Vector3d>& point, float scale );
 
 } // namespace TurnMark
 

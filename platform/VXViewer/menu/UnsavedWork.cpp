@@ -1,22 +1,16 @@
 #include <VXViewer/menu/UnsavedWork.h>
 
 #include <VXMesh/io/Path.h>
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/dialogs/QuestionDialog.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SavedNotice.h>
 #include <VXViewer/scene/SceneDocument.h>
+#include <VXViewer/scene/SceneRoot.h>
 
 namespace VX::UnsavedWork
 {
 namespace
 {
-
-/// For as long as it lives; null without one.
-std::shared_ptr<ImGuiMenu> menu()
-{
-    return getViewerInstance().getMenuPlugin();
-}
 
 void saveTo( const std::filesystem::path& file, const Action& then )
 {
@@ -30,7 +24,7 @@ std::string suggestedName()
 {
     if ( !sceneDocument().file().empty() )
         return utf8string( sceneDocument().file().stem() );
-    const auto& children = getViewerInstance().sceneRoot().children();
+    const auto& children = sceneRoot().children();
     const auto name = children.size() == 1 ? children.front()->name() : std::string();
     return name.empty() ? "scene" : name;
 }
@@ -49,7 +43,7 @@ std::string shownName()
 
 void saveAs( Action then )
 {
-    menu()->saveFileDialog( suggestedName(), ".vxu",
+    currentMenu()->saveFileDialog( suggestedName(), ".vxu",
         [then = std::move( then )]( const std::filesystem::path& file ) { saveTo( file, then ); } );
 }
 
@@ -62,9 +56,9 @@ void save( Action then )
 
 void leave( Action then )
 {
-    if ( sceneDocument().isSaved() || !menu() )
+    if ( sceneDocument().isSaved() || !currentMenu() )
         return then();
-    menu()->ask( { .title = "Save the changes to " + shownName() + "?",
+    currentMenu()->ask( { .title = "Save the changes to " + shownName() + "?",
         .text = sceneDocument().file().empty() ? "It was never saved as a scene, and is lost otherwise."
                                                : "What was changed since it was saved is lost otherwise.",
         .answers = { { "Save", [then] { save( then ); } }, { "Cancel", {} }, { "Discard", then } } } );

@@ -3,6 +3,7 @@
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonIcons.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui_internal.h>
@@ -121,8 +122,8 @@ void drawTooltip( const MenuItemInfo& info, std::string_view requirements, Ribbo
     const auto& text = dynamic.empty() ? info.tooltip : dynamic;
     const auto shortcut = host.shortcut( info.item->name() );
     const FontScope font( FontType::Default );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 10 * scale, 7 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 12 * scale, 3 * scale } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 10 * scale, 7 * scale } },
+        { ImGuiStyleVar_ItemSpacing, { 12 * scale, 3 * scale } } } );
     ImGui::BeginTooltip();
     UI::text( FontType::SemiBold, info.caption );
     if ( !shortcut.empty() )
@@ -137,12 +138,11 @@ void drawTooltip( const MenuItemInfo& info, std::string_view requirements, Ribbo
         UI::colored( themeVec4( ColorTheme::Warning ), std::string( requirements ) );
     ImGui::PopTextWrapPos();
     ImGui::EndTooltip();
-    ImGui::PopStyleVar( 2 );
 }
 
 void drawDropList( const MenuItemInfo& info, RibbonItemHost& host, float scale )
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     const FontScope font( FontType::Default );
     if ( ImGui::BeginPopup( "##dropList" ) )
     {
@@ -152,7 +152,6 @@ void drawDropList( const MenuItemInfo& info, RibbonItemHost& host, float scale )
                 drawMenuRow( it->second, host, scale );
         ImGui::EndPopup();
     }
-    ImGui::PopStyleVar();
 }
 
 /// The arrow at the right edge of a tool with a list.
@@ -198,11 +197,11 @@ bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scal
     // One that cannot be used can still be pressed: the press tells what is missing.
     const bool pressed = frame( "##button", low, main, active );
     drawTooltip( info, requirements, host, scale );
-    if ( !enabled )
-        ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::DimText ) );
-    drawContents( info, kind, low, main, enabled, scale );
-    if ( !enabled )
-        ImGui::PopStyleColor();
+    {
+        const StyleScope style( { { ImGuiCol_Text,
+            enabled ? ImGui::GetStyleColorVec4( ImGuiCol_Text ) : themeVec4( ColorTheme::DimText ) } } );
+        drawContents( info, kind, low, main, enabled, scale );
+    }
     if ( hasStrip( info, kind ) )
         drawStrip( info, { low.x + main.x, low.y }, whole, host, scale );
     ImGui::PopID();

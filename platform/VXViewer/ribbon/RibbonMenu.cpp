@@ -11,6 +11,7 @@
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -89,17 +90,12 @@ void RibbonMenu::init( Viewer* viewer )
     restoreTheme();
     ImGuiMenu::init( viewer );
     toolbar_.load();
-    drawCallback = [this] { drawAll_(); };
+    drawCallback = [this] { drawFrame_( [] {}, [this]( bool ) { draw_helpers(); } ); };
 }
 
 void RibbonMenu::shutdown()
 {
-    while ( hasAnyActiveItem() )
-    {
-        const auto item = activeBlocking_ ? activeBlocking_ : activeNonBlocking_.back();
-        item->action();
-        updateActive_( item );
-    }
+    active_.endAll();
     selected_.clear();
     ImGuiMenu::shutdown();
 }
@@ -118,19 +114,6 @@ void RibbonMenu::removeNotification( const std::string& key )
     redraw();
 }
 
-void RibbonMenu::updateActive_( const std::shared_ptr<RibbonMenuItem>& item )
-{
-    if ( activeBlocking_ == item && !item->isActive() )
-        activeBlocking_ = nullptr;
-    std::erase_if( activeNonBlocking_, [&]( const auto& other ) { return other == item && !item->isActive(); } );
-    if ( !item->isActive() || item->isToggle() )
-        return;
-    if ( item->blocking() )
-        activeBlocking_ = item;
-    else if ( std::find( activeNonBlocking_.begin(), activeNonBlocking_.end(), item ) == activeNonBlocking_.end() )
-        activeNonBlocking_.push_back( item );
-}
-
 bool RibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, const std::string& requirements )
 {
     if ( !item )
@@ -145,15 +128,7 @@ bool RibbonMenu::itemPressed_( const std::shared_ptr<RibbonMenuItem>& item, cons
             .lifeTimeSec = 4 } );
         return false;
     }
-    // Two tools that want the mouse for themselves cannot be at work together: the new one takes over.
-    if ( !item->isActive() && item->blocking() && activeBlocking_ && activeBlocking_ != item )
-    {
-        const auto former = activeBlocking_;
-        former->action();
-        updateActive_( former );
-    }
-    const bool done = item->action();
-    updateActive_( item );
+    const bool done = active_.press( item );
     redraw();
     return done;
 }
@@ -175,9 +150,11 @@ void RibbonMenu::updateSelectedObjects_()
         selected_ = SceneCache::getAllObjects<const Object, ObjectSelectivityType::Selected>();
 }
 
-void RibbonMenu::drawAll_()
+void RibbonMenu::drawFrame_(
+    const std::function<void()>& beforeLabels, const std::function<void( bool anyPanel )>& overScene )
 {
     const bool topPanel = uiConfig_.topLayout != TopPanelLayoutMode::None;
+    const bool anyPanel = topPanel || uiConfig_.drawScenePanel;
     if ( topPanel )
     {
         drawTopPanel_( uiConfig_.topLayout == TopPanelLayoutMode::RibbonWithTabs, uiConfig_.centerRibbonItems );
@@ -188,11 +165,12 @@ void RibbonMenu::drawAll_()
     }
     if ( uiConfig_.drawScenePanel )
         drawRibbonSceneList_();
+    beforeLabels();
     if ( uiConfig_.drawViewportTags )
         drawRibbonViewportsLabels_();
     if ( topPanel )
         drawActiveList_();
-    draw_helpers();
+    overScene( anyPanel );
     if ( uiConfig_.drawNotifications )
         drawNotifications_();
     updateSelectedObjects_();
@@ -207,18 +185,18 @@ void RibbonMenu::drawTopPanel_( bool drawTabs, bool centerItems )
 void RibbonMenu::drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item )
 {
     item->drawDialog( menu_scaling() );
-    updateActive_( item );
+    active_.update( item );
 }
 
 void RibbonMenu::drawActiveBlockingDialog_()
 {
-    if ( const auto item = activeBlocking_ )
+    if ( const auto item = active_.blocking() )
         drawDialogOf_( item );
 }
 
 void RibbonMenu::drawActiveNonBlockingDialogs_()
 {
-    const auto items = activeNonBlocking_;
+    const auto items = active_.others();
     for ( const auto& item : items )
         drawDialogOf_( item );
 }
@@ -229,14 +207,13 @@ void RibbonMenu::drawRibbonSceneList_()
     ImGui::SetNextWindowPos( { 0, top } );
     // A size of 0 would be that of its contents.
     ImGui::SetNextWindowSize( { getSceneListWidth(), std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 0 );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
-    ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) );
-    ImGui::Begin( "##sceneList", nullptr, cPanelFlags );
-    ImGui::PopStyleColor();
-    ImGui::PopStyleVar( 4 );
+    {
+        const StyleScope style(
+            { { ImGuiStyleVar_WindowMinSize, { 1, 1 } }, { ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } },
+                { ImGuiStyleVar_WindowRounding, 0 }, { ImGuiStyleVar_WindowBorderSize, 0 },
+                { ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
+        ImGui::Begin( "##sceneList", nullptr, cPanelFlags );
+    }
     UI::text( RibbonFontManager::FontType::SemiBold, "Scene" );
     const float buttons = 22 * scale + ImGui::GetStyle().ItemSpacing.y;
     const float footer = ImGui::GetTextLineHeight() + ImGui::GetStyle().ItemSpacing.y;
@@ -264,7 +241,7 @@ void RibbonMenu::drawSceneListButtons_()
 {
     const float scale = menu_scaling();
     const auto& schema = RibbonSchemaHolder::schema();
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 2 * scale, ImGui::GetStyle().ItemSpacing.y } );
+    const StyleScope style( { { ImGuiStyleVar_ItemSpacing, { 2 * scale, ImGui::GetStyle().ItemSpacing.y } } } );
     for ( size_t i = 0; i < schema.sceneButtons.size(); ++i )
     {
         const auto it = schema.items.find( schema.sceneButtons[i] );
@@ -274,7 +251,6 @@ void RibbonMenu::drawSceneListButtons_()
         ImGui::SameLine();
     }
     ImGui::NewLine();
-    ImGui::PopStyleVar();
 }
 
 void RibbonMenu::drawRibbonViewportsLabels_()
@@ -295,13 +271,14 @@ void RibbonMenu::drawActiveList_()
         return;
     const float scale = menu_scaling();
     ImGui::SetNextWindowPos( { getSceneListWidth() + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 10 * scale, 6 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
-    ImGui::Begin( "##activeTools", nullptr, cPanelFlags | ImGuiWindowFlags_AlwaysAutoResize );
-    ImGui::PopStyleVar( 2 );
-    auto items = activeNonBlocking_;
-    if ( activeBlocking_ )
-        items.push_back( activeBlocking_ );
+    {
+        const StyleScope style(
+            { { ImGuiStyleVar_WindowPadding, { 10 * scale, 6 * scale } }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
+        ImGui::Begin( "##activeTools", nullptr, cPanelFlags | ImGuiWindowFlags_AlwaysAutoResize );
+    }
+    auto items = active_.others();
+    if ( active_.blocking() )
+        items.push_back( active_.blocking() );
     for ( const auto& item : items )
     {
         const auto it = RibbonSchemaHolder::schema().items.find( item->name() );
@@ -386,6 +363,11 @@ void RibbonMenu::setMenuUIConfig( const RibbonMenuUIConfig& config )
 void RibbonMenu::schemaChanged()
 {
     toolbar_.load();
+    if ( shortcuts_ )
+    {
+        shortcuts_->clear();
+        setupShortcuts_();
+    }
     redraw();
 }
 
@@ -401,7 +383,7 @@ const std::string& RibbonMenu::currentTab() const
 
 bool RibbonMenu::hasAnyActiveItem() const
 {
-    return activeBlocking_ || !activeNonBlocking_.empty();
+    return !active_.empty();
 }
 
 size_t RibbonMenu::notificationCount() const
@@ -434,10 +416,9 @@ std::string RibbonMenu::captionOf_( const std::string& command ) const
 
 void RibbonMenu::onEscape_()
 {
-    if ( !hasAnyActiveItem() )
+    if ( active_.empty() )
         return ImGuiMenu::onEscape_();
-    const auto item = activeBlocking_ ? activeBlocking_ : activeNonBlocking_.back();
-    emitItemPressed( item );
+    emitItemPressed( active_.topmost() );
 }
 
 } // namespace VX

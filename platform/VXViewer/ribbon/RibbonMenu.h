@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/ribbon/ActiveTools.h>
 #include <VXViewer/ribbon/RibbonMenuSearch.h>
 #include <VXViewer/ribbon/RibbonMenuUIConfig.h>
 #include <VXViewer/ribbon/RibbonSceneObjectsListDrawer.h>
@@ -21,7 +22,7 @@ public:
     void shutdown() override;
 
 protected:
-    /// The basic set, and the keys of the framework's tools that exist.
+    /// The basic set, the keys of all tools in the schema, and that of the search.
     void setupShortcuts_() override;
 
 public:
@@ -61,7 +62,7 @@ public:
     void setMenuUIConfig( const RibbonMenuUIConfig& config );
     [[nodiscard]] const RibbonMenuUIConfig& getMenuUIConfig() const { return uiConfig_; }
 
-    /// The schema has changed: the toolbar's list is read again.
+    /// The schema has changed: the toolbar's list is read again, and the keys are bound anew.
     void schemaChanged();
 
     [[nodiscard]] Toolbar& getToolbar() { return toolbar_; }
@@ -86,6 +87,10 @@ protected:
     /// the log says so. `another` is a key beside the one that the tool is known by.
     void addRibbonItemShortcut_(
         const std::string& itemName, ShortcutKey key, ShortcutManager::Category category, bool another = false );
+    /// Draws a frame of the menu from back to front. A menu with more to show draws it in the two hooks: before the
+    /// labels of the viewport, and over the scene before the notifications, where its helpers are drawn, too;
+    /// `anyPanel` is whether the top panel or the scene list was on when the frame began.
+    void drawFrame_( const std::function<void()>& beforeLabels, const std::function<void( bool anyPanel )>& overScene );
     /// Reads the list of selected objects that requirements are asked with.
     void updateSelectedObjects_();
     void onEscape_() override;
@@ -99,8 +104,6 @@ private:
     struct Parts;
     class Host;
 
-    void drawAll_();
-    void updateActive_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item );
     void drawHint_();
     void updateHints_();
@@ -124,8 +127,7 @@ private:
     /// Below "Drop a file here"; empty where no key opens one.
     std::string openHint_;
     uint64_t hintsRevision_ = 0;
-    std::shared_ptr<RibbonMenuItem> activeBlocking_;
-    std::vector<std::shared_ptr<RibbonMenuItem>> activeNonBlocking_;
+    ActiveTools active_;
     std::unique_ptr<Parts> parts_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <VXMesh/scene/Object.h>
 #include <VXViewer/Export.h>
+#include <VXViewer/dialogs/ShortcutManager.h>
 
 #include <memory>
 #include <string>
@@ -12,10 +13,35 @@ namespace VX
 
 using SelectedObjects = std::vector<std::shared_ptr<const Object>>;
 
+/// A key that starts a tool.
+struct ToolShortcut
+{
+    ShortcutKey key;
+    /// Where the sheet of all keys lists it.
+    ShortcutManager::Category category = ShortcutManager::Category::Objects;
+    /// A key beside the one that the tool is known by: the sheet tells both, its button the other.
+    bool another = false;
+};
+
 /// One tool of the ribbon: what its button does. How it looks and where it stands is said by the configuration.
 ///
 /// Tools live in `RibbonSchemaHolder`, where they register themselves with a `RibbonItemRegistrar`, for as long as the
 /// program runs. UI thread.
+///
+///     #include <VXViewer/core/CurrentView.h>
+///     #include <VXViewer/ribbon/RibbonSchema.h>
+///
+///     class Overview final : public RibbonMenuItem
+///     {
+///     public:
+///         Overview() : RibbonMenuItem( "Overview" ) {}
+///         bool action() override
+///         {
+///             fitViewToScene();
+///             return true;
+///         }
+///     };
+///     const RibbonItemRegistrar<Overview> cRegistrar;
 class VXVIEWER_API RibbonMenuItem
 {
 public:
@@ -29,6 +55,9 @@ public:
 
     /// Its button was pressed, or its shortcut. Returns whether something was done.
     virtual bool action() = 0;
+
+    /// The keys that it has unless the configuration gives it others. Asked once, when it is registered.
+    [[nodiscard]] virtual std::vector<ToolShortcut> shortcuts() const { return {}; }
 
     /// Why it cannot be used now: "Select at least one object". Empty when it can. Asked in every frame, so the text is
     /// a constant, or the item keeps it until it is asked again.

@@ -6,6 +6,7 @@
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Keyboard.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
@@ -64,12 +65,14 @@ void RibbonMenuSearch::handleKeys_( RibbonItemHost& host )
 
 void RibbonMenuSearch::drawField_( float width, float scale )
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, { 26 * scale, 4 * scale } );
     ImGui::SetNextItemWidth( width );
     if ( std::exchange( focusRequested_, false ) )
         ImGui::SetKeyboardFocusHere();
-    const auto field = UI::textField( "##search", text_, { .hint = hint_.c_str() } );
-    ImGui::PopStyleVar();
+    const auto field = [&]
+    {
+        const StyleScope style( { { ImGuiStyleVar_FramePadding, { 26 * scale, 4 * scale } } } );
+        return UI::textField( "##search", text_, { .hint = hint_.c_str() } );
+    }();
     const ImVec2 low = ImGui::GetItemRectMin(), high = ImGui::GetItemRectMax();
     const ImVec2 glass = ImGui::CalcTextSize( Icons::cSearch );
     ImGui::GetWindowDrawList()->AddText( { low.x + 8 * scale, std::round( ( low.y + high.y - glass.y ) / 2 ) },
@@ -129,8 +132,8 @@ void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float to
     ImGui::SetNextWindowPos( { std::max( right - width, 0.f ), top } );
     ImGui::SetNextWindowSize( { width, 0 } );
     ImGui::SetNextWindowSizeConstraints( { width, 0 }, { width, room } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, ImVec2{} );
+    const StyleScope style(
+        { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } }, { ImGuiStyleVar_ItemSpacing, ImVec2{} } } );
     ImGui::Begin( "##searchResults", nullptr,
         ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
             ImGuiWindowFlags_NoFocusOnAppearing | ImGuiWindowFlags_NoNav );
@@ -142,7 +145,6 @@ void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float to
         drawResult_( i, host, scale );
     const bool outside = ImGui::IsMouseClicked( ImGuiMouseButton_Left ) && !ImGui::IsWindowHovered();
     ImGui::End();
-    ImGui::PopStyleVar( 2 );
     if ( outside && !focused_ )
         close_();
 }

@@ -3,6 +3,7 @@
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/ribbon/RibbonItemButton.h>
 #include <VXViewer/scene/SceneRoot.h>
+#include <VXViewer/ui/StyleScope.h>
 
 #include <imgui.h>
 
@@ -45,25 +46,23 @@ void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object, float scale )
             select( sceneRoot(), &object, false );
         ImGui::OpenPopup( cId );
     }
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     if ( ImGui::BeginPopup( cId ) )
     {
         drawContextMenu_( &object, scale );
         ImGui::EndPopup();
     }
-    ImGui::PopStyleVar();
 }
 
 void RibbonSceneObjectsListDrawer::drawEmptyExtras_( Object&, float scale )
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     constexpr auto cFlags = ImGuiPopupFlags_MouseButtonRight | ImGuiPopupFlags_NoOpenOverItems;
     if ( ImGui::BeginPopupContextWindow( "##sceneContext", cFlags ) )
     {
         drawContextMenu_( nullptr, scale );
         ImGui::EndPopup();
     }
-    ImGui::PopStyleVar();
 }
 
 } // namespace VX

@@ -59,6 +59,28 @@ std::vector<std::string> readNames( const Json::Value& list, const std::string& 
     return out;
 }
 
+/// Keys of a tool, listed where its own are.
+std::vector<ToolShortcut> readShortcuts( const Json::Value& value, const MenuItemInfo& info, Problems& problems )
+{
+    const auto own = info.item->shortcuts();
+    const auto category = own.empty() ? ShortcutManager::Category::Objects : own.front().category;
+    std::vector<ToolShortcut> out;
+    const auto read = [&]( const Json::Value& text )
+    {
+        if ( const auto key = text.isString() ? ShortcutManager::parseKey( text.asString() ) : std::nullopt )
+            out.push_back( { *key, category, !out.empty() } );
+        else
+            problems.push_back( fmt::format(
+                "\"Shortcut\" of the tool \"{}\" is not a key such as \"Ctrl+Shift+Z\"", info.item->name() ) );
+    };
+    if ( !value.isArray() )
+        read( value );
+    else
+        for ( const auto& text : value )
+            read( text );
+    return out;
+}
+
 void readItem( const Json::Value& value, Problems& problems )
 {
     if ( !value.isObject() || !value["Name"].isString() )
@@ -82,6 +104,8 @@ void readItem( const Json::Value& value, Problems& problems )
             problems.push_back( fmt::format( "\"{}\" of the tool \"{}\" is not a text", member, name ) );
     if ( value.isMember( "DropList" ) )
         info.dropList = readNames( value["DropList"], fmt::format( "The list of the tool \"{}\"", name ), problems );
+    if ( value.isMember( "Shortcut" ) )
+        info.shortcuts = readShortcuts( value["Shortcut"], info, problems );
 }
 
 /// Whether a tool can be reached from its own drop-down list.
@@ -198,8 +222,11 @@ const RibbonSchema& RibbonSchemaHolder::schema()
 bool RibbonSchemaHolder::addItem( std::shared_ptr<RibbonMenuItem> item )
 {
     const auto name = item->name();
+    auto shortcuts = item->shortcuts();
     ++holder().revision;
-    return holder().schema.items.try_emplace( name, MenuItemInfo{ std::move( item ), name, {}, {}, {} } ).second;
+    return holder()
+        .schema.items.try_emplace( name, MenuItemInfo{ std::move( item ), name, {}, {}, {}, std::move( shortcuts ) } )
+        .second;
 }
 
 bool RibbonSchemaHolder::removeItem( const std::string& name )

@@ -19,6 +19,7 @@ struct MenuItemInfo
     std::string icon;
     /// Names of the tools in its drop-down list.
     std::vector<std::string> dropList;
+    std::vector<ToolShortcut> shortcuts;
 };
 
 struct RibbonGroup
@@ -66,9 +67,10 @@ public:
     /// Tools whose caption or tooltip fits what was typed, best first.
     [[nodiscard]] static std::vector<SearchResult> search( const std::string& text );
 
-    /// Takes over captions, icons, tooltips and drop-down lists:
-    /// `{"Items": [{"Name": "Undo", "Caption": "Undo", "Icon": "undo", "Tooltip": "…", "DropList": ["…"]}]}`.
-    /// What is wrong is skipped and reported, one text each.
+    /// Takes over captions, icons, tooltips, drop-down lists and keys:
+    /// `{"Items": [{"Name": "Undo", "Caption": "Undo", "Icon": "undo", "Tooltip": "…", "DropList": ["…"],
+    /// "Shortcut": "Ctrl+Z"}]}`. Several keys are a list, of which the first is the one that the tool is known by; an
+    /// empty list takes the tool's own away. What is wrong is skipped and reported, one text each.
     [[nodiscard]] static std::vector<std::string> loadSchema( const Json::Value& schema );
     /// Takes over tabs, groups and default lists: `{"Tabs": [{"Name": "Home", "Groups": [{"Name": "File",
     /// "Icon": "open", "List": ["Undo"]}]}], "QuickAccess": {"Version": 2, "List": []}, "SceneButtons": []}`.

@@ -4,6 +4,7 @@
 #include <VXViewer/ribbon/RibbonItemButton.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <imgui_internal.h>
@@ -250,16 +251,13 @@ void RibbonTopPanel::drawPopup_( RibbonItemHost& host, float scale )
         ImGui::OpenPopup( cId );
     ImGui::SetNextWindowPos( { 0, cTabsHeight * scale } );
     ImGui::SetNextWindowSize( { ImGui::GetIO().DisplaySize.x, cToolsHeight * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, ImVec2{} );
-    ImGui::PushStyleVar( ImGuiStyleVar_PopupRounding, 0 );
-    ImGui::PushStyleColor( ImGuiCol_PopupBg, themeVec4( ColorTheme::TopPanelBackground ) );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, ImVec2{} }, { ImGuiStyleVar_PopupRounding, 0 },
+        { ImGuiCol_PopupBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
     if ( ImGui::BeginPopup( cId, cPanelFlags ) )
     {
         drawTools_( host, false, cTabsHeight * scale, scale );
         ImGui::EndPopup();
     }
-    ImGui::PopStyleColor();
-    ImGui::PopStyleVar( 2 );
 }
 
 void RibbonTopPanel::draw(
@@ -270,14 +268,12 @@ void RibbonTopPanel::draw(
     const ImVec2 size{ ImGui::GetIO().DisplaySize.x, std::round( height( drawTabs ) * scale ) };
     ImGui::SetNextWindowPos( {} );
     ImGui::SetNextWindowSize( size );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, ImVec2{} );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 0 );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
-    ImGui::PushStyleColor( ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) );
-    ImGui::Begin( "##topPanel", nullptr, cPanelFlags | ImGuiWindowFlags_NoFocusOnAppearing );
-    ImGui::PopStyleVar( 4 );
-    ImGui::PopStyleColor();
+    {
+        const StyleScope style( { { ImGuiStyleVar_WindowPadding, ImVec2{} }, { ImGuiStyleVar_WindowRounding, 0 },
+            { ImGuiStyleVar_WindowBorderSize, 0 }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } },
+            { ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
+        ImGui::Begin( "##topPanel", nullptr, cPanelFlags | ImGuiWindowFlags_NoFocusOnAppearing );
+    }
     const float tabs = drawTabs ? cTabsHeight * scale : 0;
     if ( drawTabs )
     {

@@ -2,12 +2,13 @@
 
 #include <VXMesh/io/Text.h>
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/ribbon/RibbonItemButton.h>
 #include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/Keyboard.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
@@ -125,12 +126,11 @@ void SceneObjectsListDrawer::drawFold_( Object& object, float scale )
 void SceneObjectsListDrawer::drawRename_( Object& object, float width )
 {
     ImGui::SetNextItemWidth( width );
-    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, { ImGui::GetStyle().FramePadding.x * 0.4f, 0 } );
+    const StyleScope style( { { ImGuiStyleVar_FramePadding, { ImGui::GetStyle().FramePadding.x * 0.4f, 0 } } } );
     const bool appearing = std::exchange( focusName_, false );
     if ( appearing )
         ImGui::SetKeyboardFocusHere();
     const auto field = UI::textField( "##rename", newName_, { .selectAll = true } );
-    ImGui::PopStyleVar();
     const bool escaped = !field.menuOpen && UI::keyPressed( ImGuiKey_Escape );
     if ( !field.left && !escaped )
         return;
@@ -153,7 +153,7 @@ void SceneObjectsListDrawer::drawName_( Object& root, Object& object, float widt
             select( root, &object, ImGui::GetIO().KeyCtrl );
         scrollTo_ = nullptr;
         if ( ImGui::IsMouseDoubleClicked( ImGuiMouseButton_Left ) )
-            getViewerInstance().fitBox( object.treeBox( true ) );
+            fitViewToBox( object.treeBox( true ) );
     }
     const float room = width - icon - 10 * scale;
     const auto shown = UI::fitted( object.name(), room );
@@ -219,10 +219,12 @@ void SceneObjectsListDrawer::drawRows_( Object& root, float scale )
 void SceneObjectsListDrawer::draw( Object& root, float bottom, float scale )
 {
     updateRows_( root );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 6 * scale, cRowHeight * scale - ImGui::GetTextLineHeight() } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 4 * scale, 4 * scale } );
-    ImGui::BeginChild( "##rows", { 0, -bottom }, false, ImGuiWindowFlags_AlwaysUseWindowPadding );
-    ImGui::PopStyleVar();
+    const StyleScope spacing(
+        { { ImGuiStyleVar_ItemSpacing, { 6 * scale, cRowHeight * scale - ImGui::GetTextLineHeight() } } } );
+    {
+        const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 4 * scale, 4 * scale } } } );
+        ImGui::BeginChild( "##rows", { 0, -bottom }, false, ImGuiWindowFlags_AlwaysUseWindowPadding );
+    }
     if ( rows_.empty() )
     {
         ImGui::SetCursorPosX( 8 * scale );
@@ -231,7 +233,6 @@ void SceneObjectsListDrawer::draw( Object& root, float bottom, float scale )
     drawRows_( root, scale );
     drawEmptyExtras_( root, scale );
     ImGui::EndChild();
-    ImGui::PopStyleVar();
 }
 
 } // namespace VX

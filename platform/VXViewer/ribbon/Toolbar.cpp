@@ -8,6 +8,7 @@
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/TextField.h>
 #include <VXViewer/ui/Widgets.h>
 
@@ -118,15 +119,15 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
         return;
     const float right = ImGui::GetIO().DisplaySize.x;
     ImGui::SetNextWindowPos( { std::round( ( left + right ) / 2 ), top + 8 * scale }, ImGuiCond_Always, { 0.5f, 0 } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 6 * scale, 5 * scale } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 2 * scale, 0 } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, { 1, 1 } );
-    ImGui::Begin( "##toolbar", nullptr,
-        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-            ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing |
-            ImGuiWindowFlags_NoBringToFrontOnFocus );
-    ImGui::PopStyleVar( 3 );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 2 * scale, 0 } );
+    const StyleScope spacing( { { ImGuiStyleVar_ItemSpacing, { 2 * scale, 0 } } } );
+    {
+        const StyleScope style(
+            { { ImGuiStyleVar_WindowPadding, { 6 * scale, 5 * scale } }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
+        ImGui::Begin( "##toolbar", nullptr,
+            ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
+                ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_AlwaysAutoResize | ImGuiWindowFlags_NoFocusOnAppearing |
+                ImGuiWindowFlags_NoBringToFrontOnFocus );
+    }
     const auto& all = RibbonSchemaHolder::schema().items;
     // What a narrow window has no room for is still in the ribbon.
     const float room = ( right - left - 60 * scale ) / ( 28 * scale );
@@ -145,7 +146,6 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
     if ( UI::glyphButton( Icons::cCog, "customize", themeVec4( ColorTheme::DimText ) ) )
         openCustomize();
     UI::setTooltipIfHovered( "Choose the tools of this bar", scale );
-    ImGui::PopStyleVar();
     ImGui::End();
 }
 

@@ -1,7 +1,7 @@
 #include <VXViewer/scene/SceneEdits.h>
 
-#include <VXViewer/core/Viewer.h>
 #include <VXViewer/history/HistoryStore.h>
+#include <VXViewer/scene/SceneRoot.h>
 
 #include <algorithm>
 #include <unordered_set>
@@ -123,7 +123,7 @@ private:
 
 void append( std::shared_ptr<HistoryAction> action )
 {
-    if ( const auto& history = getViewerInstance().getHistoryStore() )
+    if ( const auto& history = sceneHistory() )
         history->appendAction( std::move( action ) );
 }
 
@@ -156,7 +156,7 @@ std::vector<Place> placesOf( const Objects& objects )
         going.insert( object.get() );
     std::erase_if( going, [&]( const Object* object ) { return hasAncestorIn( *object, going ); } );
     std::vector<Place> places;
-    collectPlaces( getViewerInstance().sceneRoot(), going, places );
+    collectPlaces( sceneRoot(), going, places );
     return places;
 }
 
@@ -164,7 +164,7 @@ std::vector<Place> placesOf( const Objects& objects )
 
 std::shared_ptr<HistoryAction> addStep( const std::string& actionName, const Objects& objects )
 {
-    auto root = getViewerInstance().sceneRoot().shared_from_this();
+    auto root = sceneRoot().shared_from_this();
     std::vector<Place> places;
     for ( const auto& object : objects )
         places.push_back( { object, root, root->children().size() + places.size() } );
@@ -180,7 +180,7 @@ void add( const std::string& actionName, const Objects& objects )
 void addOpened( const std::string& actionName, const Objects& objects )
 {
     auto action = addStep( actionName, objects );
-    if ( const auto& history = getViewerInstance().getHistoryStore() )
+    if ( const auto& history = sceneHistory() )
         history->appendOpening( std::move( action ) );
 }
 
@@ -195,7 +195,7 @@ void remove( const std::string& actionName, const Objects& objects )
 
 void replace( const std::string& actionName, const Objects& others, const Objects& objects )
 {
-    auto root = getViewerInstance().sceneRoot().shared_from_this();
+    auto root = sceneRoot().shared_from_this();
     auto out = placesOf( others );
     takeOut( out );
     auto index = root->children().size();

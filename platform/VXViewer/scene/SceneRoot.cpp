@@ -10,4 +10,9 @@ Object& sceneRoot()
     return getViewerInstance().sceneRoot();
 }
 
+const std::shared_ptr<HistoryStore>& sceneHistory()
+{
+    return getViewerInstance().getHistoryStore();
+}
+
 } // namespace VX

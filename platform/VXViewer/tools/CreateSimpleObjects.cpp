@@ -1,9 +1,11 @@
 #include <VXMesh/scene/SimpleShapes.h>
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/scene/SceneEdits.h>
+#include <VXViewer/scene/SceneRoot.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 
 #include <imgui.h>
 
@@ -79,6 +81,10 @@ public:
     {
     }
 
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override
+    {
+        return { { { 'N', ControlModifier | ShiftModifier }, ShortcutManager::Category::Objects } };
+    }
     [[nodiscard]] bool blocking() const override { return true; }
 
     void drawDialog( float scale ) override
@@ -151,10 +157,9 @@ private:
         preview_ = std::make_shared<Mesh>( make( shape_, parameters_ ) );
         previewed_ = parameters_;
         previewedShape_ = shape_;
-        auto& viewer = getViewerInstance();
-        viewer.setOverlays( name(), { { preview_, {}, VisualObject::cDefaultColor, true } } );
-        if ( viewer.sceneRoot().children().empty() )
-            viewer.fitBox( preview_->box() );
+        setViewOverlays( name(), { { preview_, {}, VisualObject::cDefaultColor, true } } );
+        if ( sceneRoot().children().empty() )
+            fitViewToBox( preview_->box() );
     }
 
     void create_()
@@ -163,14 +168,14 @@ private:
         object->setName( cShapes[size_t( shape_ )].name );
         object->setMesh( std::make_shared<Mesh>( make( shape_, parameters_ ) ) );
         SceneEdits::add( std::string( "Create " ) + cShapes[size_t( shape_ )].name, { object } );
-        getViewerInstance().fitScene();
+        fitViewToScene();
         enable( false );
     }
 
     void onDisable_() override
     {
         preview_ = nullptr;
-        getViewerInstance().setOverlays( name(), {} );
+        setViewOverlays( name(), {} );
     }
 
     Shape shape_ = Shape::Cube;

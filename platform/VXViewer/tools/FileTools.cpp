@@ -9,6 +9,7 @@
 #include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/window/Window.h>
 
 namespace VX
 {
@@ -60,15 +61,19 @@ void saveSelected()
         [objects]( const std::filesystem::path& file ) { tellSaved( saveVxu( file, objects ), file ); } );
 }
 
-const FunctionItemRegistrar cNew( FunctionItemParams{ "New scene", &newScene, {}, {} } );
-const FunctionItemRegistrar cOpen( FunctionItemParams{ "Open files", [] { menu()->openFileDialog(); }, {}, {} } );
-const FunctionItemRegistrar cSave(
-    FunctionItemParams{ "Save scene", [] { UnsavedWork::save(); }, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cNew( FunctionItemParams{
+    "New scene", &newScene, {}, {}, { { { 'N', ControlModifier }, ShortcutManager::Category::Scene } } } );
+const FunctionItemRegistrar cOpen( FunctionItemParams{ "Open files", [] { menu()->openFileDialog(); }, {}, {},
+    { { { 'O', ControlModifier }, ShortcutManager::Category::Scene } } } );
+const FunctionItemRegistrar cSave( FunctionItemParams{ "Save scene", [] { UnsavedWork::save(); },
+    &Requirements::anyObject, {}, { { { 'S', ControlModifier }, ShortcutManager::Category::Scene } } } );
 const FunctionItemRegistrar cSaveAs(
-    FunctionItemParams{ "Save scene as", [] { UnsavedWork::saveAs(); }, &Requirements::anyObject, {} } );
+    FunctionItemParams{ "Save scene as", [] { UnsavedWork::saveAs(); }, &Requirements::anyObject, {},
+        { { { 'S', ControlModifier | ShiftModifier }, ShortcutManager::Category::Scene } } } );
 const FunctionItemRegistrar cSaveSelected(
     FunctionItemParams{ "Save selected", &saveSelected, &Requirements::anySelected, {} } );
-const FunctionItemRegistrar cQuit( FunctionItemParams{ "Quit", [] { viewer().requestClose(); }, {}, {} } );
+const FunctionItemRegistrar cQuit( FunctionItemParams{ "Quit", [] { viewer().requestClose(); }, {}, {},
+    { { { 'Q', ControlModifier }, ShortcutManager::Category::Scene } } } );
 
 } // namespace
 } // namespace VX

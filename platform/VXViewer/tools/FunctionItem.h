@@ -40,6 +40,7 @@ struct FunctionItemParams
     ToolRequirement requirements;
     /// For switches: whether it is on.
     std::function<bool()> isOn;
+    std::vector<ToolShortcut> shortcuts = {};
 };
 
 class VXVIEWER_API FunctionItem final : public RibbonMenuItem
@@ -56,6 +57,7 @@ public:
         params_.action();
         return true;
     }
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override { return params_.shortcuts; }
     [[nodiscard]] std::string_view isAvailable( const SelectedObjects& selected ) const override
     {
         return params_.requirements( selected );

@@ -1,6 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/window/Window.h>
 
 namespace VX
 {
@@ -14,6 +15,14 @@ public:
         : RibbonMenuItem( name )
         , type_( type )
     {
+    }
+
+    /// The key by which redoing is known is its menu's.
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override
+    {
+        if ( type_ == HistoryAction::Type::Undo )
+            return {};
+        return { { { 'Y', ControlModifier }, ShortcutManager::Category::Edit, true } };
     }
 
     bool action() override

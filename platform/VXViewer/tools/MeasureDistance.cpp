@@ -24,6 +24,10 @@ public:
     {
     }
 
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override
+    {
+        return { { { 'M', 0 }, ShortcutManager::Category::Objects } };
+    }
     [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override
     {
         return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";

@@ -6,6 +6,7 @@
 #include <VXViewer/menu/SavedNotice.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 
 #include <imgui.h>
 
@@ -44,6 +45,10 @@ public:
     {
     }
 
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override
+    {
+        return { { { 'P', ControlModifier }, ShortcutManager::Category::Scene } };
+    }
     [[nodiscard]] bool blocking() const override { return false; }
 
     void drawDialog( float scale ) override

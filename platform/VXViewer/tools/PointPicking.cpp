@@ -1,6 +1,6 @@
 #include <VXViewer/tools/PointPicking.h>
 
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/tools/MeshPicking.h>
 
@@ -37,13 +37,13 @@ std::optional<Vector3d> snapPoint( const Object& object, Vector2f pixel, const s
     const auto* points = pointsOf( object );
     if ( !points )
         return {};
-    const auto& camera = getViewerInstance().camera();
+    const auto& camera = viewCamera();
     const auto xf = object.worldXf();
     const auto view = camera.view();
     const double deepest = surface ? view( *surface ).z : -1e30;
     const double slack = object.treeBox().diagonal() * 0.01;
     std::optional<Vector3d> out;
-    float best = cSnapPixels * getViewerInstance().scale();
+    float best = cSnapPixels * viewScale();
     for ( const auto& own : *points )
     {
         const Vector3d point = xf( own );
@@ -61,11 +61,10 @@ std::optional<Vector3d> snapPoint( const Object& object, Vector2f pixel, const s
 
 std::optional<PickedPoint> pickPoint( Vector2f pixel )
 {
-    auto& viewer = getViewerInstance();
-    Object* object = viewer.pick( pixel );
+    Object* object = pickInView( pixel );
     if ( !object )
         return {};
-    const auto surface = surfacePoint( *object, viewer.camera().ray( pixel ) );
+    const auto surface = surfacePoint( *object, viewCamera().ray( pixel ) );
     const auto snapped = snapPoint( *object, pixel, surface );
     if ( !snapped && !surface )
         return {};

@@ -6,6 +6,9 @@
 
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/scene/SceneRoot.h>
+#include <VXViewer/window/Window.h>
+
+#include <GLFW/glfw3.h>
 
 #include <algorithm>
 #include <unordered_set>
@@ -91,13 +94,16 @@ void rename()
         menu->getSceneObjectsList()->startRename( *objects.front() );
 }
 
-const FunctionItemRegistrar cSelectAll( FunctionItemParams{ "Select all", &selectAll, &Requirements::anyObject, {} } );
+const FunctionItemRegistrar cSelectAll( FunctionItemParams{ "Select all", &selectAll, &Requirements::anyObject, {},
+    { { { 'A', ControlModifier }, ShortcutManager::Category::Selection } } } );
 const FunctionItemRegistrar cClear( FunctionItemParams{ "Clear Selections", &clearSelections, &anythingMarked, {} } );
 const FunctionItemRegistrar cDelete( FunctionItemParams{ "Delete Selection", &deleteSelection, &anythingMarked, {} } );
-const FunctionItemRegistrar cHide(
-    FunctionItemParams{ "Hide selected", &hideSelected, &Requirements::anySelected, {} } );
-const FunctionItemRegistrar cShow( FunctionItemParams{ "Show all", &showAll, &Requirements::anyObject, {} } );
-const FunctionItemRegistrar cRename( FunctionItemParams{ "Rename", &rename, &Requirements::oneSelected, {} } );
+const FunctionItemRegistrar cHide( FunctionItemParams{ "Hide selected", &hideSelected, &Requirements::anySelected, {},
+    { { { 'H', 0 }, ShortcutManager::Category::Objects } } } );
+const FunctionItemRegistrar cShow( FunctionItemParams{ "Show all", &showAll, &Requirements::anyObject, {},
+    { { { 'H', ShiftModifier }, ShortcutManager::Category::Objects } } } );
+const FunctionItemRegistrar cRename( FunctionItemParams{ "Rename", &rename, &Requirements::oneSelected, {},
+    { { { GLFW_KEY_F2, 0 }, ShortcutManager::Category::Objects } } } );
 
 } // namespace
 } // namespace VX

@@ -3,7 +3,7 @@
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
 #include <VXViewer/core/CameraController.h>
-#include <VXViewer/core/Viewer.h>
+#include <VXViewer/core/CurrentView.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/draw/DrawSettings.h>
 #include <VXViewer/loop/Wake.h>
@@ -13,6 +13,7 @@
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/Widgets.h>
+#include <VXViewer/window/Window.h>
 
 #include <imgui.h>
 
@@ -32,7 +33,7 @@ constexpr float cResetWidth = 96;
 
 DrawSettings& drawSettings()
 {
-    return getViewerInstance().drawSettings();
+    return viewDrawSettings();
 }
 
 /// Themes of the user: the JSON files in the folder "themes" of the settings.
@@ -60,7 +61,7 @@ void chooseFile( const std::filesystem::path& file )
     const auto set = theme ? ColorTheme::setupUserTheme( *theme ) : tl::unexpected( theme.error() );
     if ( set )
         return Config::instance().setJsonValue( cColorThemeConfigKey, *theme );
-    if ( const auto& menu = getViewerInstance().getMenuPlugin() )
+    if ( auto* menu = currentMenu() )
         menu->showModalMessage( "The theme \"" + utf8string( file.filename() ) + "\" cannot be used.\n" + set.error(),
             NotificationType::Error );
 }
@@ -76,7 +77,7 @@ void drawShading()
 
 void drawProjection()
 {
-    auto& camera = getViewerInstance().camera();
+    auto& camera = viewCamera();
     bool orthographic = camera.isOrthographic();
     if ( UI::checkbox( "Orthographic projection", &orthographic ) )
         camera.setOrthographic( orthographic );
@@ -87,6 +88,11 @@ void drawProjection()
 ViewerSettingsPlugin::ViewerSettingsPlugin()
     : StatePlugin( "Viewer settings" )
 {
+}
+
+std::vector<ToolShortcut> ViewerSettingsPlugin::shortcuts() const
+{
+    return { { { ',', ControlModifier }, ShortcutManager::Category::Info } };
 }
 
 ViewerSettingsPlugin* ViewerSettingsPlugin::instance()
@@ -135,7 +141,7 @@ void ViewerSettingsPlugin::drawApplication_( float scale )
 {
     UI::separator( "Look", scale );
     drawTheme_();
-    const auto& menu = getViewerInstance().getMenuPlugin();
+    auto* menu = currentMenu();
     if ( !menu )
         return;
     // The size changes when the slider is let go, not under the hand that drags it.
@@ -195,7 +201,7 @@ void ViewerSettingsPlugin::reset_( TabType tab )
 {
     if ( tab != TabType::Viewport )
         choosePreset( ColorTheme::Preset::Dark );
-    if ( const auto& menu = getViewerInstance().getMenuPlugin(); menu && tab == TabType::Application )
+    if ( auto* menu = currentMenu(); menu && tab == TabType::Application )
         menu->setUserScaling( 1 );
     if ( tab != TabType::Application )
     {
@@ -204,7 +210,7 @@ void ViewerSettingsPlugin::reset_( TabType tab )
         drawSettings().edges = defaults.edges;
         drawSettings().wireframe = defaults.wireframe;
         drawSettings().pointSize = defaults.pointSize;
-        getViewerInstance().camera().setOrthographic( false );
+        viewCamera().setOrthographic( false );
     }
     if ( tab == TabType::Viewport )
         Config::instance().setBool( cTurnAboutPointerConfigKey, true );

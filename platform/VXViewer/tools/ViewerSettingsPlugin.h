@@ -7,8 +7,6 @@
 namespace VX
 {
 
-/// Key of the user's theme in the settings: the name of a preset, or an object as `ColorTheme::setupUserTheme` takes.
-
 /// The tool "Viewer settings": a dialog with tabs, to which others add entries of their own. UI thread.
 class VXVIEWER_API ViewerSettingsPlugin final : public StatePlugin
 {
@@ -51,6 +49,7 @@ public:
     void setActiveTab( TabType tab );
     [[nodiscard]] TabType activeTab() const { return activeTab_; }
 
+    [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override;
     [[nodiscard]] bool blocking() const override { return false; }
     void drawDialog( float menuScaling ) override;
 

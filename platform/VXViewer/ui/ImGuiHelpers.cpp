@@ -1,6 +1,7 @@
 #include <VXViewer/ui/ImGuiHelpers.h>
 
 #include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/StyleScope.h>
 
 #include <imgui_internal.h>
 
@@ -22,9 +23,8 @@ bool BeginModalNoAnimation( const char* name, bool* open, ImGuiWindowFlags flags
 bool ModalExitButton( float scale )
 {
     const ImVec2 size{ 24 * scale, 24 * scale };
-    PushStyleColor( ImGuiCol_Button, ImVec4{} );
+    const VX::StyleScope style( { { ImGuiCol_Button, ImVec4{} } } );
     const bool pressed = Button( "##exit", size );
-    PopStyleColor();
     const ImVec2 low = GetItemRectMin();
     const ImU32 color = VX::themeU32( VX::ColorTheme::Text );
     const float inset = 8 * scale;

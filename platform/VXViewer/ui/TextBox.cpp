@@ -1,3 +1,4 @@
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/TextBox.h>
 
 #include <imgui.h>
@@ -60,7 +61,7 @@ void TextBox::layOut_( float width, float maxHeight )
 
 void TextBox::drawLines_() const
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { 0, 0 } );
+    const StyleScope style( { { ImGuiStyleVar_ItemSpacing, ImVec2{} } } );
     ImGuiListClipper clipper;
     clipper.Begin( int( lines_.size() ), ImGui::GetTextLineHeight() );
     while ( clipper.Step() )
@@ -69,13 +70,12 @@ void TextBox::drawLines_() const
             const auto [from, to] = lines_[size_t( i )];
             ImGui::TextUnformatted( text_.data() + from, text_.data() + to );
         }
-    ImGui::PopStyleVar();
 }
 
 void TextBox::draw( const char* id, const ImVec4& color, float width, float maxHeight )
 {
     layOut_( width, maxHeight );
-    ImGui::PushStyleColor( ImGuiCol_Text, color );
+    const StyleScope style( { { ImGuiCol_Text, color } } );
     if ( scrolls_ )
     {
         if ( ImGui::BeginChild( id, { width, maxHeight } ) )
@@ -88,7 +88,6 @@ void TextBox::draw( const char* id, const ImVec4& color, float width, float maxH
         ImGui::TextUnformatted( text_.data(), text_.data() + text_.size() );
         ImGui::PopTextWrapPos();
     }
-    ImGui::PopStyleColor();
 }
 
 } // namespace VX

@@ -1,6 +1,7 @@
 #include <VXViewer/ui/TextField.h>
 
 #include <VXViewer/ui/Keyboard.h>
+#include <VXViewer/ui/StyleScope.h>
 
 #include <imgui_internal.h>
 #include <imgui_stdlib.h>
@@ -214,8 +215,8 @@ void openMenu( ImGuiID id, const State& state, const std::string& value, const T
 bool drawMenu( std::string& value, bool masked )
 {
     const float size = ImGui::GetFontSize();
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { size * 0.6f, size * 0.5f } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { size * 0.6f, size * 0.4f } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { size * 0.6f, size * 0.5f } },
+        { ImGuiStyleVar_ItemSpacing, { size * 0.6f, size * 0.4f } } } );
     const bool shown = ImGui::BeginPopup( "##textMenu" );
     bool changed = false;
     if ( shown )
@@ -223,7 +224,6 @@ bool drawMenu( std::string& value, bool masked )
         changed = drawMenuItems( value, masked );
         ImGui::EndPopup();
     }
-    ImGui::PopStyleVar( 2 );
     if ( !ImGui::IsPopupOpen( "##textMenu" ) )
     {
         // A click beside the menu gives the keyboard to what it hits.

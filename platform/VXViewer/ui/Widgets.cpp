@@ -5,6 +5,7 @@
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/RibbonIcons.h>
+#include <VXViewer/ui/StyleScope.h>
 
 #include <fmt/format.h>
 #include <imgui_internal.h>
@@ -32,13 +33,12 @@ ImVec4 brighter( ImVec4 color, float by )
         std::clamp( color.z + by, 0.f, 1.f ), color.w };
 }
 
-void pushPrimaryColors()
+void beginPrimary( std::optional<StyleScope>& style )
 {
     const ImVec4 accent = themeVec4( ColorTheme::Accent );
-    ImGui::PushStyleColor( ImGuiCol_Button, accent );
-    ImGui::PushStyleColor( ImGuiCol_ButtonHovered, brighter( accent, 0.08f ) );
-    ImGui::PushStyleColor( ImGuiCol_ButtonActive, brighter( accent, -0.08f ) );
-    ImGui::PushStyleColor( ImGuiCol_Text, themeVec4( ColorTheme::AccentText ) );
+    style.emplace( std::initializer_list<StyleScope::Entry>{ { ImGuiCol_Button, accent },
+        { ImGuiCol_ButtonHovered, brighter( accent, 0.08f ) }, { ImGuiCol_ButtonActive, brighter( accent, -0.08f ) },
+        { ImGuiCol_Text, themeVec4( ColorTheme::AccentText ) } } );
 }
 
 /// Where a window has to be for all of it to be in the viewport.
@@ -67,8 +67,9 @@ void keepNextWindowInside( const char* name )
 
 bool button( const char* label, const Vector2f& size, const ButtonParams& params )
 {
+    std::optional<StyleScope> style;
     if ( params.primary )
-        pushPrimaryColors();
+        beginPrimary( style );
     ImGui::BeginDisabled( !params.enabled );
     bool pressed = false;
     {
@@ -76,8 +77,6 @@ bool button( const char* label, const Vector2f& size, const ButtonParams& params
         pressed = ImGui::Button( label, { size.x, size.y } );
     }
     ImGui::EndDisabled();
-    if ( params.primary )
-        ImGui::PopStyleColor( 4 );
     return pressed || ( params.enabled && params.enterKey && enterPressed() );
 }
 
@@ -98,11 +97,12 @@ bool buttonIconEx( const std::string& icon, const Vector2f& iconSize, const std:
 {
     ImGui::BeginDisabled( !enabled );
     ImGui::PushID( caption.c_str() );
+    std::optional<StyleScope> style;
     if ( active )
-        ImGui::PushStyleColor( ImGuiCol_Button, themeVec4( ColorTheme::Selection ) );
+        style.emplace(
+            std::initializer_list<StyleScope::Entry>{ { ImGuiCol_Button, themeVec4( ColorTheme::Selection ) } } );
     const bool pressed = ImGui::Button( "##icon", { size.x, size.y } );
-    if ( active )
-        ImGui::PopStyleColor();
+    style.reset();
     const ImVec2 low = ImGui::GetItemRectMin(), high = ImGui::GetItemRectMax();
     auto& list = *ImGui::GetWindowDrawList();
     const float textHeight = ImGui::GetFontSize();
@@ -126,14 +126,11 @@ bool buttonIconEx( const std::string& icon, const Vector2f& iconSize, const std:
 
 bool glyphButton( const char* glyph, const char* id, const ImVec4& color )
 {
-    ImGui::PushStyleColor( ImGuiCol_Button, ImVec4{} );
-    ImGui::PushStyleColor( ImGuiCol_Text, color );
-    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, ImVec2{} );
+    const StyleScope style(
+        { { ImGuiCol_Button, ImVec4{} }, { ImGuiCol_Text, color }, { ImGuiStyleVar_FramePadding, ImVec2{} } } );
     ImGui::PushID( id );
     const bool pressed = ImGui::SmallButton( glyph );
     ImGui::PopID();
-    ImGui::PopStyleVar();
-    ImGui::PopStyleColor( 2 );
     return pressed;
 }
 
@@ -172,15 +169,14 @@ void spinner( const Vector2f& center, float radius )
 
 bool checkbox( const char* label, bool* value )
 {
-    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding,
-        { ImGui::GetStyle().FramePadding.y * 0.5f, ImGui::GetStyle().FramePadding.y * 0.5f } );
-    ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
+    const float padding = ImGui::GetStyle().FramePadding.y * 0.5f;
     bool changed = false;
     {
+        const StyleScope style(
+            { { ImGuiStyleVar_FramePadding, { padding, padding } }, { ImGuiStyleVar_FrameBorderSize, 1 } } );
         const TabStop stop;
         changed = ImGui::Checkbox( label, value );
     }
-    ImGui::PopStyleVar( 2 );
     return changed;
 }
 
@@ -223,13 +219,12 @@ void setTooltipIfHovered( std::string_view text, float scale )
 {
     if ( text.empty() || !ImGui::IsItemHovered( ImGuiHoveredFlags_AllowWhenDisabled ) || ImGui::IsItemActive() )
         return;
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { 10 * scale, 7 * scale } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 10 * scale, 7 * scale } } } );
     ImGui::BeginTooltip();
     ImGui::PushTextWrapPos( 320 * scale );
     ImGui::TextUnformatted( text.data(), text.data() + text.size() );
     ImGui::PopTextWrapPos();
     ImGui::EndTooltip();
-    ImGui::PopStyleVar();
 }
 
 void separator( const std::string& heading, float scale )
@@ -259,9 +254,8 @@ void wrapped( const ImVec4& color, const std::string& text )
 
 void colored( const ImVec4& color, const std::string& text )
 {
-    ImGui::PushStyleColor( ImGuiCol_Text, color );
+    const StyleScope style( { { ImGuiCol_Text, color } } );
     ImGui::TextUnformatted( text.data(), text.data() + text.size() );
-    ImGui::PopStyleColor();
 }
 
 std::string fitted( const std::string& text, float width )

@@ -17,6 +17,19 @@
 /// Working files stand in "/.service_output_files/", which must be writable. The converted file stays there and answers
 /// later imports of a file with the same name; delete it to convert anew. Two imports of files with the same name at
 /// one time share their working files and must not overlap.
+///
+///     #include <VXViewer/scene/SceneEdits.h>
+///     #include <VXViewer/work/ProgressBar.h>
+///     #include <stdexcept>
+///
+///     ProgressBar::orderWithMainThreadPostProcessing( "Open bracket.step",
+///         []() -> ProgressBar::PostProcessing
+///         {
+///             auto loaded = ConverterService::fromStep( "bracket.step", &ProgressBar::setProgress );
+///             if ( !loaded )
+///                 throw std::runtime_error( loaded.error() );
+///             return [objects = loaded->objects] { SceneEdits::add( "Open bracket.step", objects ); };
+///         } );
 namespace VX::ConverterService
 {
 

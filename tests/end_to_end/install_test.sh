@@ -15,7 +15,11 @@ cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
 (cd "$scratch/prefix/include" && find . -name '*.h' -printf '%P\n' | LC_ALL=C sort) | diff "$scratch/listed" -
 grep -qx VXOrvanta/shell/OrvantaSetup.h "$scratch/listed"
 
-cmake -S "$consumer" -B "$scratch/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" > "$scratch/configure.log" ||
+# Those that a stranger meets first open with an example, which compiles as well.
+"$(dirname "$0")/../house/examples.py" "$scratch/prefix/include" "$scratch/examples"
+
+cmake -S "$consumer" -B "$scratch/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" \
+    -DEXAMPLES="$scratch/examples" > "$scratch/configure.log" ||
     { cat "$scratch/configure.log"; exit 1; }
 cmake --build "$scratch/consumer"
 # Without a viewer there is nothing to wake and nobody to ask, and a missing file is a readable error.

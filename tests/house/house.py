@@ -2,13 +2,16 @@
 """Holds the tree to its shape: tests/house/house.py [--headers] [ROOT]
 
 Prints every include that points upwards or in a circle, that stands nowhere, every public header that includes one which
-is not, every function and file that has grown too long, and every folder that docs/architecture.md does not name; ends
-with 1 when there is any. With --headers it prints the public headers instead.
+is not, every header that too many include, every one that lacks its example, every function and file that has grown too
+long, and every folder that docs/architecture.md does not name; ends with 1 when there is any. With --headers it prints
+the public headers instead.
 """
 import pathlib
 import re
 import subprocess
 import sys
+
+from examples import SHOWN, example_in
 
 # Of each module its storeys from the ground up: a folder includes those of its own storey, in no circle, and those below.
 STOREYS = {
@@ -32,6 +35,8 @@ PREFIXES = {"VXMesh": "platform/VXMesh", "VXViewer": "platform/VXViewer", "VXOrv
 STILL: set[tuple[str, str]] = set()
 # What a public header may include of others; the installed package finds them.
 FOUND = re.compile(r"json/|tl/|boost/|imgui\.h$|[a-z_]+$")
+# Headers of much that changes, and how many sources may depend on them.
+WIDEST = {"platform/VXViewer/core/Viewer.h": 30}
 LONGEST_FUNCTION = 60
 LONGEST_FILE = 500
 
@@ -176,6 +181,20 @@ def check_face(tree: Tree) -> list[str]:
     return problems
 
 
+def check_examples(tree: Tree) -> list[str]:
+    public = public_headers(tree.root)
+    return [f"{public[name]} opens with no example" for name in SHOWN
+            if name in public and not example_in("\n".join(tree.texts[public[name]]))]
+
+
+def check_widths(tree: Tree) -> list[str]:
+    counts = {}
+    for _, _, target in tree.includes():
+        counts[target] = counts.get(target, 0) + 1
+    return [f"{name} is included by {counts[name]} files, at most {most}" for name, most in WIDEST.items()
+            if counts.get(name, 0) > most]
+
+
 def function_lengths(lines: list[str]):
     """(first line, number of lines) of the function bodies, as clang-format lays them out."""
     control = re.compile(r"^\s*(if|for|while|switch|else|do|try|catch|namespace|class|struct|enum|union|extern)\b")
@@ -206,7 +225,7 @@ def main() -> int:
         print("\n".join(sorted(public_headers(root))))
         return 0
     tree = Tree(root)
-    problems = check_layers(tree) + check_storeys(tree) + check_face(tree) + check_sizes(tree)
+    problems = check_layers(tree) + check_storeys(tree) + check_face(tree) + check_examples(tree) + check_widths(tree) + check_sizes(tree)
     print("\n".join(problems) if problems else f"{len(tree.names)} files, each in its place")
     return 1 if problems else 0
 

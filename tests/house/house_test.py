@@ -5,6 +5,7 @@ import subprocess
 import tempfile
 import unittest
 
+import examples
 import house
 
 PAGE = """
@@ -34,7 +35,8 @@ class House(unittest.TestCase):
 
     def problems(self) -> list[str]:
         tree = house.Tree(self.root)
-        return house.check_layers(tree) + house.check_storeys(tree) + house.check_face(tree) + house.check_sizes(tree)
+        return house.check_layers(tree) + house.check_storeys(tree) + house.check_face(tree) + house.check_examples(tree) +\
+            house.check_widths(tree) + house.check_sizes(tree)
 
     def test_sound_tree_has_none(self):
         self.assertEqual(self.problems(), [])
@@ -43,6 +45,13 @@ class House(unittest.TestCase):
         self.write("platform/VXViewer/loop/Wake.h", "#pragma once\n#include <VXViewer/core/Viewer.h>\n")
         self.assertIn("platform/VXViewer/loop/Wake.h:2: platform/VXViewer/loop includes platform/VXViewer/core, "
                       "which stands above it", self.problems())
+
+    def test_header_that_too_many_include(self):
+        for i in range(30):
+            self.write(f"platform/VXViewer/core/Part{i}.cpp", "#include <VXViewer/core/Viewer.h>\n")
+        self.assertEqual(self.problems(), [])
+        self.write("platform/VXViewer/core/Part30.cpp", "#include <VXViewer/core/Viewer.h>\n")
+        self.assertEqual(self.problems(), ["platform/VXViewer/core/Viewer.h is included by 31 files, at most 30"])
 
     def test_include_of_a_module_above(self):
         self.write("source/deferred/Future.h", "#pragma once\n")
@@ -81,7 +90,8 @@ class House(unittest.TestCase):
         self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h\n    scene/Object.h io/Gone.h)\n")
         self.write("platform/VXMesh/io/Text.h", "#include <string>\n#include <json/value.h>\n#include <imgui.h>\n"
                                                 "#include <sys/mman.h>\n#include <curl/curl.h>\n")
-        self.write("platform/VXMesh/scene/Object.h", "#include <VXMesh/io/Text.h>\n#include <VXMesh/scene/Cache.h>\n")
+        self.write("platform/VXMesh/scene/Object.h", "#include <VXMesh/io/Text.h>\n#include <VXMesh/scene/Cache.h>\n"
+                                                     "/// A node.\n///\n///     Object object;\nclass Object;\n")
         self.write("platform/VXMesh/scene/Cache.h", "#pragma once\n")
         self.assertEqual(house.public_headers(self.root), {"VXMesh/io/Text.h": "platform/VXMesh/io/Text.h",
                                                            "VXMesh/scene/Object.h": "platform/VXMesh/scene/Object.h",
@@ -92,6 +102,19 @@ class House(unittest.TestCase):
             f"platform/VXMesh/io/Text.h:5: {begin} curl/curl.h, which its users do not get",
             f"platform/VXMesh/scene/Object.h:2: {begin} VXMesh/scene/Cache.h, which its users do not get",
             "platform/VXMesh/io/Gone.h is public and stands nowhere"])
+
+    def test_header_without_its_example(self):
+        self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h scene/Object.h)\n")
+        self.assertEqual(self.problems(), ["platform/VXMesh/scene/Object.h opens with no example"])
+
+    def test_example_as_a_source(self):
+        example = examples.example_in("/// What it is.\n///\n///     #include <string>\n///\n///     int i = 0;\n"
+                                      "/// More of it.\n///\n///     no example\nclass Object;\n")
+        self.assertEqual(example, ["#include <string>", "", "int i = 0;"])
+        self.assertIn("#include <VXMesh/scene/Object.h>\n#include <string>\nnamespace VX\n{\n"
+                      "[[maybe_unused]] static int example()\n{\n\nint i = 0;\nreturn 0;\n}\n}\n",
+                      examples.source_of("VXMesh/scene/Object.h", example))
+        self.assertNotIn("example()", examples.source_of("VXMesh/scene/Object.h", ["class Part;"]))
 
     def test_long_file(self):
         self.write("app/main.cpp", "// line\n" * 501)

@@ -28,6 +28,17 @@ struct FileFormat
 };
 
 /// The registry of formats. Add to it before the viewer starts; reading it is safe from any thread after that.
+///
+///     FileFormats::add( { "List of names", { ".names" },
+///         []( const std::filesystem::path& file, const ProgressCallback& ) -> tl::expected<LoadedObjects, std::string>
+///         {
+///             LoadedObjects out;
+///             out.objects.push_back( std::make_shared<Object>() );
+///             out.objects.back()->setName( file.stem().string() );
+///             return out;
+///         } } );
+///     if ( const auto loaded = loadObjectFromFile( "parts.names" ); !loaded )
+///         return 1; // loaded.error() says why
 namespace FileFormats
 {
 

@@ -18,6 +18,11 @@ namespace VX
 ///
 /// A parent owns its children by shared pointers; a child knows its parent by a plain pointer that is reset when it
 /// is detached. Objects have no locks: a tree belongs to one thread at a time, the UI thread once it is in the scene.
+///
+///     const auto group = std::make_shared<Object>(), part = std::make_shared<Object>();
+///     part->setName( "Part" );
+///     part->setXf( { .b = { 0, 0, 10 } } );
+///     group->addChild( part );
 class VXMESH_API Object : public std::enable_shared_from_this<Object>
 {
 public:

@@ -54,6 +54,12 @@ struct PictureParams
 ///
 /// There is one for the whole process, reached by `getViewerInstance`, which exists before and after it is started.
 /// All operations belong to the UI thread, the one that started it, except `postEmptyEvent`.
+///
+///     auto& viewer = getViewerInstance();
+///     if ( const auto started = viewer.start( { .appName = "Example" } ); !started )
+///         return 1; // started.error() says why
+///     viewer.run();
+///     viewer.stop();
 class VXVIEWER_API Viewer final : private LoopToWake
 {
 public:

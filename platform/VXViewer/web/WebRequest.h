@@ -11,9 +11,16 @@ namespace VX
 
 /// One HTTPS request: a value that is configured, copied freely and sent.
 ///
+///     #include <cstdio>
+///
 ///     WebRequest request( "https://example.org/answer" );
 ///     request.setLogName( "example" );
-///     request.send( []( const Json::Value& response ) { use( parseResponse( response ) ); } );
+///     request.send(
+///         []( const Json::Value& response )
+///         {
+///             if ( const auto answer = parseResponse( response ) )
+///                 std::puts( ( *answer )["answer"].asCString() );
+///         } );
 ///
 /// A response is an object with "code" (HTTP status; 0 when no whole answer arrived; 507 when one did, but was larger
 /// than 1 MB or could not be written to its file), "error" and "text" (absent with 507).

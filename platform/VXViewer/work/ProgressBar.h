@@ -18,6 +18,18 @@ namespace VX
 /// One job is shown at a time. A canceled one leaves the screen at once: it runs on until it next reports progress and
 /// is told to stop, and its result is dropped. Stage names of a job come from its own thread; its progress may come
 /// from any.
+///
+///     #include <memory>
+///
+///     ProgressBar::orderWithMainThreadPostProcessing( "Adding up",
+///         []() -> ProgressBar::PostProcessing
+///         {
+///             const auto sum = std::make_shared<double>();
+///             for ( int i = 0; i < 1000; ++i, *sum += i )
+///                 if ( !ProgressBar::setProgress( float( i ) / 1000 ) )
+///                     return {};
+///             return [sum] { /* on the UI thread, with the sum */ };
+///         } );
 class VXVIEWER_API ProgressBar
 {
 public:

@@ -12,9 +12,4 @@ std::string compactJson( const Json::Value& value )
     return Json::writeString( builder, value );
 }
 
-std::string textMember( const Json::Value& object, const char* key )
-{
-    return object.isObject() && object[key].isString() ? object[key].asString() : std::string();
-}
-
 } // namespace VX::Backend

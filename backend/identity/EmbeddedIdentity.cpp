@@ -1,7 +1,8 @@
 #include "identity/EmbeddedIdentity.h"
 
-#include "http/JsonText.h"
 #include "identity/Passwords.h"
+
+#include <VXMesh/io/Json.h>
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>

@@ -62,7 +62,7 @@ tl::expected<Report, std::string> readReport( const std::string& text, const std
     if ( !parsed || !parsed->isObject() )
         return wrong( "The report is not a JSON object" );
     const auto& body = *parsed;
-    const auto type = body["type"].isString() ? body["type"].asString() : std::string();
+    const auto type = textMember( body, "type" );
     if ( type == "createSession" )
     {
         const auto email = textIn( body, "email", cLongestEmail );

@@ -1,6 +1,5 @@
 #include "statistics/StatsApi.h"
 
-#include "http/JsonText.h"
 #include "statistics/ReportReader.h"
 
 #include <json/value.h>

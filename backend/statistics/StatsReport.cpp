@@ -36,7 +36,7 @@ std::string csvField( std::string text )
 }
 
 /// Reported texts may hold anything; a terminal gets none of its commands, and a table no lines.
-std::string printable( std::string text )
+std::string cellText( std::string text )
 {
     for ( char& c : text )
         if ( static_cast<unsigned char>( c ) < ' ' || c == 0x7f )
@@ -122,7 +122,7 @@ int printStatsReport( const StatsReportOptions& options )
             std::cout << section.title << "\n";
         for ( const auto& row : section.rows )
         {
-            const auto key = printable( textOf( row[0] ) );
+            const auto key = cellText( textOf( row[0] ) );
             std::cout << ( options.csv ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
                                        : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
         }

@@ -46,9 +46,7 @@ AuthToken loadAuthToken()
     const auto root = deserializeJsonValue( tokenFolder() / cFileName );
     if ( !root || !root->isObject() || !( *root )["token"].isString() || !( *root )["endpoint"].isString() )
         return {};
-    const auto& login = ( *root )["login"];
-    return { login.isString() ? login.asString() : std::string(), ( *root )["token"].asString(),
-        ( *root )["endpoint"].asString() };
+    return { textMember( *root, "login" ), ( *root )["token"].asString(), ( *root )["endpoint"].asString() };
 }
 
 } // namespace VX

@@ -64,6 +64,14 @@ TEST( FeatureEdges, TakesCoincidentPointsForOne )
     EXPECT_EQ( findFeatureEdges( split ).size(), 12u );
 }
 
+TEST( FeatureEdges, TakesBothZerosForOne )
+{
+    Mesh sheet;
+    sheet.points = { { 0, 0, 0 }, { 0, 1, 0 }, { -1, 0, 0 }, { -0.f, -0.f, 0 }, { -0.f, 1, -0.f }, { 1, 1, 0 } };
+    sheet.triangles = { { 0, 1, 2 }, { 4, 3, 5 } };
+    EXPECT_EQ( findFeatureEdges( sheet ).size(), 4u ) << "the border, without the side that both have";
+}
+
 TEST( FeatureEdges, HasNoneAtThePolesOfASphere )
 {
     // Poles that are one place, and such as rounding takes apart.

@@ -3,6 +3,7 @@
 #include <VXMesh/formats/GltfColor.h>
 #include <VXMesh/formats/GltfLimits.h>
 #include <VXMesh/formats/GltfPrimitives.h>
+#include <VXMesh/io/Json.h>
 #include <VXMesh/scene/Origin.h>
 
 #include <algorithm>
@@ -360,7 +361,7 @@ GlbReader::Result GlbReader::node_( int64_t index, int depth )
     }
     else
         object = std::make_shared<Object>();
-    object->setName( node["name"].isString() ? node["name"].asString() : "Object" );
+    object->setName( textMember( node, "name", "Object" ) );
     object->setXf( nodeXf( node ) * object->xf() );
     object->setVisible( extraFlag( node, "visible", true ) );
     object->select( extraFlag( node, "selected", false ) );

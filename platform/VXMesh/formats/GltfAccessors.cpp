@@ -1,6 +1,7 @@
 #include <VXMesh/formats/GltfAccessors.h>
 
 #include <VXMesh/formats/GltfColor.h>
+#include <VXMesh/io/Json.h>
 #include <VXMesh/io/Progress.h>
 
 #include <meshoptimizer.h>
@@ -91,12 +92,6 @@ struct Compression
     std::string mode;
     std::string filter;
 };
-
-std::string textMember( const Json::Value& object, const char* key, const char* fallback )
-{
-    const auto& member = object[key];
-    return member.isString() ? member.asString() : fallback;
-}
 
 /// The codec asserts what it was promised, so the promise is checked here.
 bool isValid( const Compression& c )
@@ -206,7 +201,7 @@ tl::expected<Accessors::View, std::string> Accessors::compressedView_( const Jso
     if ( !packed )
         return tl::unexpected( packed.error() );
     const Compression c{ size_t( integerMember( extension, "count", 0 ) ),
-        size_t( integerMember( extension, "byteStride", 0 ) ), textMember( extension, "mode", "" ),
+        size_t( integerMember( extension, "byteStride", 0 ) ), textMember( extension, "mode" ),
         textMember( extension, "filter", "NONE" ) };
     if ( !isValid( c ) || c.count > UINT32_MAX )
         return damaged( "a packed buffer has an unknown layout" );

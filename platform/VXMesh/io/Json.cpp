@@ -52,4 +52,9 @@ tl::expected<Json::Value, std::string> deserializeJsonValue( const std::filesyst
     return parse( begin, begin + bytes.size() );
 }
 
+std::string textMember( const Json::Value& object, const char* key, const std::string& fallback )
+{
+    return object.isObject() && object[key].isString() ? object[key].asString() : fallback;
+}
+
 } // namespace VX

@@ -18,4 +18,9 @@ namespace VX
 [[nodiscard]] VXMESH_API tl::expected<Json::Value, std::string> deserializeJsonValue(
     const std::filesystem::path& file );
 
+/// The member of an object when it is a text; `fallback` when it is missing or of another type, or where there is no
+/// object.
+[[nodiscard]] VXMESH_API std::string textMember(
+    const Json::Value& object, const char* key, const std::string& fallback = {} );
+
 } // namespace VX

@@ -1,5 +1,7 @@
 #include <VXMesh/scene/FeatureEdges.h>
 
+#include <VXMesh/scene/Weld.h>
+
 #include <algorithm>
 #include <numeric>
 #include <span>
@@ -8,24 +10,6 @@ namespace VX
 {
 namespace
 {
-
-/// For each point the first point at the same place.
-std::vector<uint32_t> weld( const std::vector<Vector3f>& points )
-{
-    std::vector<uint32_t> order( points.size() );
-    std::iota( order.begin(), order.end(), 0u );
-    const auto key = [&]( uint32_t i ) { return std::array{ points[i].x, points[i].y, points[i].z }; };
-    std::sort( order.begin(), order.end(),
-        [&]( uint32_t a, uint32_t b )
-        {
-            const auto ka = key( a ), kb = key( b );
-            return ka != kb ? ka < kb : a < b;
-        } );
-    std::vector<uint32_t> first( points.size() );
-    for ( size_t i = 0; i < order.size(); ++i )
-        first[order[i]] = i > 0 && key( order[i] ) == key( order[i - 1] ) ? first[order[i - 1]] : order[i];
-    return first;
-}
 
 struct HalfEdge
 {
@@ -89,7 +73,7 @@ std::vector<Segment> findFeatureEdges( const Mesh& mesh, float angle )
     // NaN coordinates break the ordering that the sort relies on.
     if ( !std::all_of( mesh.points.begin(), mesh.points.end(), []( const auto& p ) { return p.isFinite(); } ) )
         return {};
-    const auto halfEdges = sortedHalfEdges( mesh, weld( mesh.points ) );
+    const auto halfEdges = sortedHalfEdges( mesh, firstAtSamePlace( mesh.points ) );
     const auto normals = faceNormals( mesh );
     const double least = std::cos( angle );
     std::vector<Segment> out;

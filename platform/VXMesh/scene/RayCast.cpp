@@ -1,8 +1,9 @@
 #include <VXMesh/scene/RayCast.h>
 
+#include <VXMesh/scene/Weld.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <unordered_map>
 
 namespace VX
@@ -37,26 +38,6 @@ Vector3f normalOf( const Mesh& mesh, const Triangle& t )
     return cross( mesh.points[t[1]] - a, mesh.points[t[2]] - a ).normalized();
 }
 
-struct PointHash
-{
-    size_t operator()( const Vector3f& p ) const
-    {
-        std::array<uint32_t, 3> bits{};
-        std::memcpy( bits.data(), &p, sizeof( bits ) );
-        return ( size_t( bits[0] ) * 73856093 ) ^ ( size_t( bits[1] ) * 19349663 ) ^ ( size_t( bits[2] ) * 83492791 );
-    }
-};
-
-/// Numbers of the points with coinciding ones taken for one.
-std::vector<uint32_t> weldedNumbers( const Mesh& mesh )
-{
-    std::unordered_map<Vector3f, uint32_t, PointHash> first;
-    std::vector<uint32_t> out( mesh.points.size() );
-    for ( uint32_t i = 0; i < uint32_t( out.size() ); ++i )
-        out[i] = first.try_emplace( mesh.points[i] + Vector3f{}, i ).first->second;
-    return out;
-}
-
 using EdgeTriangles = std::unordered_map<uint64_t, std::vector<uint32_t>>;
 
 uint64_t edgeKey( uint32_t a, uint32_t b )
@@ -83,7 +64,7 @@ std::vector<size_t> findSmoothRegion( const Mesh& mesh, size_t triangle, float a
 {
     if ( triangle >= mesh.triangles.size() )
         return {};
-    const auto numbers = weldedNumbers( mesh );
+    const auto numbers = firstAtSamePlace( mesh.points );
     EdgeTriangles atEdge;
     for ( uint32_t i = 0; i < uint32_t( mesh.triangles.size() ); ++i )
         for ( size_t k = 0; k < 3; ++k )

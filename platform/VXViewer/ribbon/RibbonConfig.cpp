@@ -1,5 +1,6 @@
 #include <VXViewer/ribbon/RibbonConfig.h>
 
+#include <VXMesh/io/Json.h>
 #include <VXViewer/ribbon/RibbonMenu.h>
 #include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
@@ -41,7 +42,7 @@ RibbonMenuUIConfig readUIConfig( const Json::Value& settings, RibbonMenuUIConfig
         { "NoTabs", TopPanelLayoutMode::RibbonNoTabs }, { "WithTabs", TopPanelLayoutMode::RibbonWithTabs } };
     if ( settings.isMember( "TopPanel" ) )
     {
-        const auto mode = sModes.find( settings["TopPanel"].isString() ? settings["TopPanel"].asString() : "" );
+        const auto mode = sModes.find( textMember( settings, "TopPanel" ) );
         if ( mode == sModes.end() )
             problems.push_back( R"("TopPanel" is none of "None", "NoTabs" and "WithTabs")" );
         else

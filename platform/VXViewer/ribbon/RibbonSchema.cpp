@@ -1,5 +1,6 @@
 #include <VXViewer/ribbon/RibbonSchema.h>
 
+#include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
 
 #include <fmt/format.h>
@@ -26,11 +27,6 @@ Holder& holder()
 }
 
 using Problems = std::vector<std::string>;
-
-std::string stringOf( const Json::Value& object, const char* member )
-{
-    return object[member].isString() ? object[member].asString() : std::string();
-}
 
 /// Names in a list that are tools; the others are reported, and so is a name given twice.
 std::vector<std::string> readNames( const Json::Value& list, const std::string& where, Problems& problems )
@@ -134,7 +130,7 @@ void cutCycles( Problems& problems )
 
 RibbonTab readTab( const Json::Value& value, Problems& problems )
 {
-    RibbonTab tab{ stringOf( value, "Name" ), {} };
+    RibbonTab tab{ textMember( value, "Name" ), {} };
     for ( const auto& group : value["Groups"] )
     {
         if ( !group.isObject() || !group["Name"].isString() )
@@ -142,7 +138,7 @@ RibbonTab readTab( const Json::Value& value, Problems& problems )
             problems.push_back( fmt::format( "The tab \"{}\" holds a group without a name", tab.name ) );
             continue;
         }
-        RibbonGroup out{ stringOf( group, "Name" ), stringOf( group, "Icon" ), {} };
+        RibbonGroup out{ textMember( group, "Name" ), textMember( group, "Icon" ), {} };
         const auto same = [&]( const RibbonGroup& other ) { return other.name == out.name; };
         if ( std::any_of( tab.groups.begin(), tab.groups.end(), same ) )
         {

@@ -1,5 +1,6 @@
 #include <VXViewer/ui/ColorTheme.h>
 
+#include <VXMesh/io/Json.h>
 #include <VXViewer/ui/ImGuiColor.h>
 
 #include <boost/signals2/signal.hpp>
@@ -201,7 +202,7 @@ tl::expected<void, std::string> ColorTheme::setupUserTheme( const Json::Value& t
         return tl::unexpected( std::string( "The theme's \"Base\" is not the name of a preset" ) );
     Theme out = themeOf( *base );
     out.type = Type::User;
-    out.name = theme["Name"].isString() ? theme["Name"].asString() : "Custom";
+    out.name = textMember( theme, "Name", "Custom" );
     if ( auto read = readColors( theme, "Ribbon", ribbonColorNames(), out.ribbon ); !read )
         return read;
     if ( auto read = readColors( theme, "Viewport", viewportColorNames(), out.viewport ); !read )

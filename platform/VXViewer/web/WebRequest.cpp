@@ -115,7 +115,7 @@ tl::expected<Json::Value, std::string> parseResponse( const Json::Value& respons
     const int code = response["code"].isInt() ? response["code"].asInt() : 0;
     if ( code == 0 )
         return tl::unexpected( std::string( cBadInternet ) );
-    auto body = deserializeJsonValue( response["text"].isString() ? response["text"].asString() : std::string() );
+    auto body = deserializeJsonValue( textMember( response, "text" ) );
     if ( code < cFirstError )
         return body;
     if ( body && body->isObject() && ( *body )["message"].isString() )

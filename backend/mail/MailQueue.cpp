@@ -12,7 +12,7 @@ namespace
 using std::chrono::seconds;
 
 // Mails become due while nobody calls.
-constexpr auto cLookAgain = seconds( 2 );
+constexpr std::chrono::milliseconds cLookAgain = seconds( 2 );
 constexpr int64_t cFirstPause = 5, cLongestPause = 900;
 /// How long a mail is left to the caller who is to send it.
 constexpr int64_t cCallersTime = 60;
@@ -39,18 +39,8 @@ MailQueue::MailQueue( Database& database, Mailer& mailer, Delivery delivery, Clo
     , mailer_( mailer )
     , delivery_( delivery )
     , clock_( std::move( clock ) )
-    , thread_( [this] { sendLoop_(); } )
+    , sending_( [this] { return sendNext_() ? std::chrono::milliseconds( 0 ) : cLookAgain; } )
 {
-}
-
-MailQueue::~MailQueue()
-{
-    {
-        const std::lock_guard lock( mutex_ );
-        stopping_ = true;
-    }
-    changed_.notify_all();
-    thread_.join();
 }
 
 DatabaseResult<int64_t> MailQueue::add( const Mail& mail, seconds life )
@@ -83,15 +73,6 @@ tl::expected<void, std::string> MailQueue::deliver( int64_t number )
 DatabaseResult<void> MailQueue::discard( int64_t number )
 {
     return database_.execute( "DELETE FROM mails WHERE id = ? AND sent IS NULL", { number } ).map( []( int ) {} );
-}
-
-void MailQueue::wake()
-{
-    {
-        const std::lock_guard lock( mutex_ );
-        ++wakes_;
-    }
-    changed_.notify_all();
 }
 
 DatabaseResult<std::optional<MailQueue::Waiting>> MailQueue::next_( std::optional<int64_t> number )
@@ -138,20 +119,6 @@ bool MailQueue::note_( const Waiting& waiting, const tl::expected<void, std::str
     else if ( sent )
         sent_.insert( waiting.number );
     return noted.has_value();
-}
-
-void MailQueue::sendLoop_()
-{
-    std::unique_lock lock( mutex_ );
-    while ( !stopping_ )
-    {
-        const auto seen = wakes_;
-        lock.unlock();
-        const bool more = sendNext_();
-        lock.lock();
-        if ( !more )
-            changed_.wait_for( lock, cLookAgain, [&] { return stopping_ || wakes_ != seen; } );
-    }
 }
 
 bool MailQueue::sendNext_()

@@ -2,14 +2,13 @@
 
 #include "database/Database.h"
 #include "mail/Mailer.h"
+#include "work/Repeating.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
-#include <thread>
 
 namespace VX::Backend
 {
@@ -35,11 +34,9 @@ public:
     [[nodiscard]] static DatabaseResult<void> prepare( Database& database );
 
     /// What is passed must outlive this object.
+    ///
+    /// Its end waits for a mail that is being sent; the others wait for the next process.
     MailQueue( Database& database, Mailer& mailer, Delivery delivery, Clock clock );
-    /// Waits for a mail that is being sent; the others wait for the next process.
-    ~MailQueue();
-    MailQueue( const MailQueue& ) = delete;
-    MailQueue& operator=( const MailQueue& ) = delete;
 
     /// Writes a mail that is of use for so long, as part of the caller's transaction, and returns its number.
     [[nodiscard]] DatabaseResult<int64_t> add( const Mail& mail, std::chrono::seconds life );
@@ -49,7 +46,7 @@ public:
     /// Takes a mail back that was not sent.
     [[nodiscard]] DatabaseResult<void> discard( int64_t number );
     /// Looks at once for what is due.
-    void wake();
+    void wake() { sending_.wake(); }
 
     /// Deletes what was sent, or has been of no use, for a day.
     [[nodiscard]] DatabaseResult<void> clean();
@@ -61,7 +58,6 @@ private:
         Mail mail;
         int64_t attempts = 0;
     };
-    void sendLoop_();
     /// Sends what is longest due; false when it is better to wait a little.
     bool sendNext_();
     /// The longest due, or one of a number.
@@ -75,12 +71,9 @@ private:
     Delivery delivery_;
     Clock clock_;
     std::mutex mutex_;
-    std::condition_variable changed_;
-    uint64_t wakes_ = 0;
     /// What was sent but could not be noted yet.
     std::set<int64_t> sent_;
-    bool stopping_ = false;
-    std::thread thread_;
+    Repeating sending_;
 };
 
 } // namespace VX::Backend

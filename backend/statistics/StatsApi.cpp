@@ -46,7 +46,7 @@ StatsApi::StatsApi( StatsStore& store, StatsOptions options )
     , options_( std::move( options ) )
     , ofAddress_( options_.bytesOfAddress, std::chrono::hours( 1 ), options_.clock )
     , ofSession_( options_.bytesOfSession, std::chrono::minutes( 1 ), options_.clock )
-    , thread_( [this] { storeLoop_(); } )
+    , storing_( [this] { return storeWaiting_(); } )
 {
 }
 
@@ -61,9 +61,8 @@ void StatsApi::stop()
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
     }
-    changed_.notify_all();
-    if ( thread_.joinable() )
-        thread_.join();
+    storing_.stop();
+    storeWaiting_();
 }
 
 BodyPlan StatsApi::planBody( const HttpRequest& head )
@@ -94,7 +93,7 @@ void StatsApi::handle( HttpRequest request, Respond respond )
         {
             waitingBytes_ += size;
             waiting_.push_back( { std::move( request.body ), std::move( respond ) } );
-            changed_.notify_one();
+            storing_.wake();
             return;
         }
     }
@@ -111,25 +110,21 @@ bool StatsApi::mayReport_( const std::string& address, size_t bytes )
     return address.empty() || ofAddress_.take( address, bytes );
 }
 
-void StatsApi::storeLoop_()
+std::chrono::milliseconds StatsApi::storeWaiting_()
 {
-    auto nextForgetting = std::chrono::steady_clock::now();
-    std::unique_lock lock( mutex_ );
-    while ( true )
+    std::vector<Waiting> waiting;
     {
-        changed_.wait_until( lock, nextForgetting, [this] { return stopping_ || !waiting_.empty(); } );
-        if ( waiting_.empty() && stopping_ )
-            return;
-        auto waiting = std::exchange( waiting_, {} );
-        lock.unlock();
-        storeAll_( waiting );
-        if ( std::chrono::steady_clock::now() >= nextForgetting )
-        {
-            stats_.forget( options_.keep );
-            nextForgetting += cForgetEvery;
-        }
-        lock.lock();
+        const std::lock_guard lock( mutex_ );
+        waiting = std::exchange( waiting_, {} );
     }
+    storeAll_( waiting );
+    const auto now = std::chrono::steady_clock::now();
+    if ( now >= nextForgetting_ )
+    {
+        stats_.forget( options_.keep );
+        nextForgetting_ += cForgetEvery;
+    }
+    return std::chrono::ceil<std::chrono::milliseconds>( std::max( nextForgetting_ - now, now - now ) );
 }
 
 /// Many small reports are one transaction, and so is one large report: none keeps those behind it waiting for long.

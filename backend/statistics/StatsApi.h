@@ -3,12 +3,11 @@
 #include "http/HttpServer.h"
 #include "statistics/ByteBudget.h"
 #include "statistics/StatsStore.h"
+#include "work/Repeating.h"
 
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace VX::Backend
@@ -64,7 +63,8 @@ private:
 
     [[nodiscard]] static HttpResponse later_();
     [[nodiscard]] bool mayReport_( const std::string& address, size_t bytes );
-    void storeLoop_();
+    /// Stores what waits; returns for how long nothing else is to be done.
+    std::chrono::milliseconds storeWaiting_();
     void storeAll_( std::vector<Waiting>& waiting );
     [[nodiscard]] std::optional<Report> read_( const Waiting& waiting );
     void store_( Batch batch );
@@ -72,13 +72,13 @@ private:
     StatsStore& stats_;
     StatsOptions options_;
     std::mutex mutex_;
-    std::condition_variable changed_;
     std::vector<Waiting> waiting_;
     size_t waitingBytes_ = 0; ///< of those, and of those that are being stored
     ByteBudget ofAddress_;
     ByteBudget ofSession_; ///< of the thread
+    std::chrono::steady_clock::time_point nextForgetting_ = std::chrono::steady_clock::now();
     bool stopping_ = false;
-    std::thread thread_;
+    Repeating storing_;
 };
 
 } // namespace VX::Backend

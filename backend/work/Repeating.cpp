@@ -3,21 +3,45 @@
 namespace VX::Backend
 {
 
-Repeating::Repeating( std::chrono::milliseconds pause, std::function<void()> work )
-    : pause_( pause )
-    , work_( std::move( work ) )
+Repeating::Repeating( Work work )
+    : work_( std::move( work ) )
     , thread_( [this] { run_(); } )
 {
 }
 
+Repeating::Repeating( std::chrono::milliseconds pause, std::function<void()> work )
+    : Repeating(
+          [pause, work = std::move( work )]
+          {
+              work();
+              return pause;
+          } )
+{
+}
+
 Repeating::~Repeating()
+{
+    stop();
+}
+
+void Repeating::wake()
+{
+    {
+        const std::lock_guard lock( mutex_ );
+        woken_ = true;
+    }
+    changed_.notify_all();
+}
+
+void Repeating::stop()
 {
     {
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
     }
     changed_.notify_all();
-    thread_.join();
+    if ( thread_.joinable() )
+        thread_.join();
 }
 
 void Repeating::run_()
@@ -25,10 +49,11 @@ void Repeating::run_()
     std::unique_lock lock( mutex_ );
     while ( !stopping_ )
     {
+        woken_ = false;
         lock.unlock();
-        work_();
+        const auto pause = work_();
         lock.lock();
-        changed_.wait_for( lock, pause_, [this] { return stopping_; } );
+        changed_.wait_for( lock, pause, [this] { return stopping_ || woken_; } );
     }
 }
 

@@ -1,142 +1,63 @@
 #include <VXViewer/work/ProgressBar.h>
 
-#include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/loop/Wake.h>
 
-#include <atomic>
-#include <condition_variable>
-#include <exception>
 #include <memory>
-#include <mutex>
-#include <thread>
+#include <utility>
 
 namespace VX
 {
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-/// What the UI thread and a job's thread share.
-struct Job
+// UI thread. Never destroyed: jobs end when the other statics have gone.
+std::optional<Job>& lastShown()
 {
-    std::string name;
-    Clock::time_point start = Clock::now();
-    std::atomic<float> fraction{ 0 };
-    std::atomic<bool> canceled{ false };
-    std::atomic<Clock::rep> lastWake{ 0 };
-    std::mutex mutex;
-    std::string task;
-};
-
-struct Jobs
-{
-    std::mutex mutex;
-    std::condition_variable ended;
-    size_t running = 0;
-    std::shared_ptr<Job> shown; // UI thread only
-};
-
-// Never destroyed: a job that could not be stopped in time outlives the other statics.
-Jobs& jobs()
-{
-    static auto* sJobs = new Jobs;
-    return *sJobs;
+    static auto* sJob = new std::optional<Job>;
+    return *sJob;
 }
 
-thread_local std::shared_ptr<Job> tJob;
-
-/// Runs on the UI thread when a job has ended.
-void finish( const std::shared_ptr<Job>& job, const ProgressBar::PostProcessing& post, const std::string& error )
+const Job* shown()
 {
-    // Only a canceled job is not the one that is shown.
-    if ( job->canceled )
-        return;
-    jobs().shown.reset();
-    if ( !error.empty() )
-        ProgressBar::failedSignal()( error );
-    else if ( post )
-        post();
-    ProgressBar::endedSignal()( Clock::now() - job->start );
-}
-
-void runJob( const std::shared_ptr<Job>& job, const std::function<ProgressBar::PostProcessing()>& work )
-{
-    ProgressBar::PostProcessing post;
-    std::string error;
-    tJob = job;
-    try
-    {
-        post = work();
-    }
-    catch ( const std::exception& e )
-    {
-        error = *e.what() ? e.what() : "Unknown error";
-    }
-    catch ( ... )
-    {
-        error = "Unknown error";
-    }
-    tJob.reset();
-    CommandLoop::appendCommand(
-        [job, post = std::move( post ), error = std::move( error )] { finish( job, post, error ); } );
-}
-
-/// Wakes the interface at most ten times a second, however often a job reports.
-void wakeSometimes( Job& job )
-{
-    constexpr auto cInterval = std::chrono::milliseconds( 100 );
-    const auto now = Clock::now().time_since_epoch();
-    auto last = job.lastWake.load();
-    if ( now - Clock::duration( last ) >= cInterval && job.lastWake.compare_exchange_strong( last, now.count() ) )
-        wake();
-}
-
-bool report( Job& job, float fraction )
-{
-    job.fraction = fraction;
-    wakeSometimes( job );
-    return !job.canceled;
-}
-
-void setTask( std::string name )
-{
-    if ( !tJob )
-        return;
-    {
-        const std::lock_guard lock( tJob->mutex );
-        tJob->task = std::move( name );
-    }
-    wake();
+    const auto& job = lastShown();
+    return job && job->isRunning() ? &*job : nullptr;
 }
 
 } // namespace
 
+std::optional<Job> ProgressBar::start( std::string name, Job::Work work, Job::Ended ended )
+{
+    if ( shown() )
+        return {};
+    auto tell = [begin = Job::Clock::now(), ended = std::move( ended )]( const Job::Outcome& outcome )
+    {
+        if ( ended )
+            ended( outcome );
+        if ( outcome.end != Job::End::Canceled )
+            endedSignal()( Job::Clock::now() - begin );
+    };
+    auto job = Job::start( std::move( name ), std::move( work ), std::move( tell ) );
+    if ( job )
+        lastShown() = job;
+    return job;
+}
+
 bool ProgressBar::orderWithMainThreadPostProcessing( std::string name, std::function<PostProcessing()> job )
 {
-    auto& all = jobs();
-    if ( all.shown )
-        return false;
-    all.shown = std::make_shared<Job>();
-    all.shown->name = std::move( name );
+    const auto post = std::make_shared<PostProcessing>();
+    auto work = [post, job = std::move( job )]( const Job& ) -> tl::expected<void, std::string>
     {
-        const std::lock_guard lock( all.mutex );
-        ++all.running;
-    }
-    std::thread(
-        [state = all.shown, job = std::move( job )]() mutable
-        {
-            runJob( state, job );
-            job = nullptr;
-            state.reset();
-            auto& everyone = jobs();
-            const std::lock_guard lock( everyone.mutex );
-            --everyone.running;
-            everyone.ended.notify_all();
-        } )
-        .detach();
-    wake();
-    return true;
+        *post = job();
+        return {};
+    };
+    auto ended = [post]( const Job::Outcome& outcome )
+    {
+        if ( outcome.end == Job::End::Failed )
+            failedSignal()( outcome.error );
+        else if ( outcome.end == Job::End::Done && *post )
+            ( *post )();
+    };
+    return start( std::move( name ), std::move( work ), std::move( ended ) ).has_value();
 }
 
 bool ProgressBar::order( std::string name, std::function<void()> job )
@@ -155,72 +76,70 @@ Signal<void( const std::string& )>& ProgressBar::failedSignal()
     return *sSignal;
 }
 
-Signal<void( Clock::duration )>& ProgressBar::endedSignal()
+Signal<void( Job::Clock::duration )>& ProgressBar::endedSignal()
 {
-    static auto* sSignal = new Signal<void( Clock::duration )>;
+    static auto* sSignal = new Signal<void( Job::Clock::duration )>;
     return *sSignal;
 }
 
 bool ProgressBar::isOrdered()
 {
-    return bool( jobs().shown );
+    return shown() != nullptr;
 }
 
 bool ProgressBar::setProgress( float fraction )
 {
-    return !tJob || report( *tJob, fraction );
+    const auto* job = Job::current();
+    return !job || job->setProgress( fraction );
 }
 
 ProgressCallback ProgressBar::jobProgress()
 {
-    if ( !tJob )
-        return {};
-    return [job = tJob]( float fraction ) { return report( *job, fraction ); };
+    const auto* job = Job::current();
+    return job ? job->progress() : ProgressCallback();
 }
 
 bool ProgressBar::isCanceled()
 {
-    return tJob && tJob->canceled;
+    const auto* job = Job::current();
+    return job && job->isCanceled();
 }
 
 void ProgressBar::forceSetTaskName( std::string name )
 {
-    setTask( std::move( name ) );
+    if ( const auto* job = Job::current() )
+        job->setTask( std::move( name ) );
 }
 
 void ProgressBar::resetTaskName()
 {
-    setTask( {} );
+    forceSetTaskName( {} );
 }
 
 void ProgressBar::cancel()
 {
-    if ( auto job = std::exchange( jobs().shown, nullptr ) )
-        job->canceled = true;
+    if ( const auto* job = shown() )
+        job->cancel();
 }
 
 std::optional<ProgressBar::State> ProgressBar::state()
 {
-    const auto& job = jobs().shown;
+    const auto* job = shown();
     if ( !job )
         return {};
-    const std::lock_guard lock( job->mutex );
-    return State{ job->name, job->task, job->fraction, Clock::now() - job->start };
+    return State{ job->name(), job->task(), job->fraction(), job->elapsed() };
 }
 
 void ProgressBar::update()
 {
     // The elapsed time ticks even when the job has nothing to report.
-    if ( jobs().shown )
+    if ( shown() )
         redrawIn( 0.25 );
 }
 
 bool ProgressBar::shutdown( std::chrono::milliseconds patience )
 {
-    cancel();
-    auto& all = jobs();
-    std::unique_lock lock( all.mutex );
-    return all.ended.wait_for( lock, patience, [&] { return all.running == 0; } );
+    return Job::endAll( patience );
 }
 
 } // namespace VX

@@ -3,6 +3,7 @@
 #include <VXMesh/io/Progress.h>
 #include <VXViewer/Export.h>
 #include <VXViewer/loop/Signal.h>
+#include <VXViewer/work/Job.h>
 
 #include <chrono>
 #include <functional>
@@ -12,12 +13,10 @@
 namespace VX
 {
 
-/// Long work on a worker thread, under a modal with the work's name, its stage, the fraction done, the time it has
-/// taken and a Cancel button.
+/// The modal over a job: its name, its stage, the fraction done, the time it has taken and a Cancel button.
 ///
 /// One job is shown at a time. A canceled one leaves the screen at once: it runs on until it next reports progress and
-/// is told to stop, and its result is dropped. Stage names of a job come from its own thread; its progress may come
-/// from any.
+/// is told to stop, and its result is dropped. Who wants to know each of its three ends starts it with `start`.
 ///
 ///     #include <memory>
 ///
@@ -33,10 +32,13 @@ namespace VX
 class VXVIEWER_API ProgressBar
 {
 public:
+    /// As `Job::start`, under the modal; UI thread. Nothing while another job is shown.
+    [[nodiscard]] static std::optional<Job> start( std::string name, Job::Work work, Job::Ended ended = {} );
+
     /// Runs on the UI thread when the job has ended and was not canceled; may be empty.
     using PostProcessing = std::function<void()>;
 
-    /// Starts a job; UI thread. A text that it throws is shown to the user as an error.
+    /// Starts a job whose end only its result looks at; UI thread. A text that it throws goes to `failedSignal`.
     /// Returns false, and does nothing, while another job is shown.
     static bool orderWithMainThreadPostProcessing( std::string name, std::function<PostProcessing()> job );
     static bool order( std::string name, std::function<void()> job );
@@ -58,10 +60,10 @@ public:
     /// Gives the shown job up, as its Cancel button does; UI thread.
     static void cancel();
 
-    /// A job that was not canceled has failed with this text; UI thread.
+    /// A job that was ordered has failed with this text; UI thread.
     [[nodiscard]] static Signal<void( const std::string& )>& failedSignal();
-    /// A job that was not canceled has ended after this time, well or not; UI thread.
-    [[nodiscard]] static Signal<void( std::chrono::steady_clock::duration )>& endedSignal();
+    /// A job has ended after this time, done or failed, and its starter knows; UI thread.
+    [[nodiscard]] static Signal<void( Job::Clock::duration )>& endedSignal();
 
     /// What the modal shows, or nothing; UI thread.
     struct State
@@ -69,14 +71,14 @@ public:
         std::string name;
         std::string task;
         float fraction = 0;
-        std::chrono::steady_clock::duration elapsed{};
+        Job::Clock::duration elapsed{};
     };
     [[nodiscard]] static std::optional<State> state();
 
-    /// Takes the end of a finished job to the UI; called once before each frame.
+    /// Lets the time that is shown go on; called once before each frame.
     static void update();
 
-    /// Cancels everything and waits for the jobs to end, at most `patience`; false when one did not.
+    /// As `Job::endAll`.
     static bool shutdown( std::chrono::milliseconds patience );
 };
 

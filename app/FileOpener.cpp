@@ -59,23 +59,6 @@ bool belongsInBackground( OpenBatch& batch )
     return steps > 1 || ( steps == 1 && Config::instance().getBool( cBackgroundImportKey, false ) );
 }
 
-/// Calls back when it goes, unless it was told that it need not.
-struct AtEnd
-{
-    explicit AtEnd( std::function<void()> call )
-        : function( std::move( call ) )
-    {
-    }
-    AtEnd( const AtEnd& ) = delete;
-    AtEnd& operator=( const AtEnd& ) = delete;
-    ~AtEnd()
-    {
-        if ( function )
-            function();
-    }
-    std::function<void()> function;
-};
-
 /// Whether what is read takes the place of what the same files were opened to before.
 bool reopens( const OpenBatch& batch )
 {
@@ -106,7 +89,7 @@ FileOpener::~FileOpener()
 {
     *closing_ = true;
     if ( shown_ )
-        shown_->cancel();
+        shown_->job.cancel();
     for ( auto& background : backgrounds_ )
         background.batch->cancel();
     for ( auto& background : backgrounds_ )
@@ -195,9 +178,8 @@ void FileOpener::start_( const Batch& batch )
 /// Cancel is meant for all that wait behind what is shown.
 void FileOpener::dropCanceled_()
 {
-    if ( !shown_ || ProgressBar::isOrdered() )
+    if ( !shown_ || !shown_->job.isCanceled() )
         return;
-    shown_->cancel();
     shown_.reset();
     for ( const auto& batch : std::exchange( queue_, {} ) )
         pending_ -= batch->size();
@@ -226,40 +208,36 @@ void FileOpener::openNext_()
 
 void FileOpener::openUnderProgressBar_( const Batch& batch )
 {
-    shown_ = batch;
-    const auto ended = [this, batch]
+    const auto work = [batch]( const Job& job ) -> tl::expected<void, std::string>
     {
-        pending_ -= batch->size();
-        if ( shown_ == batch )
-            dropCanceled_();
-        openNext_();
+        batch->run( { job.progress(), [&job]( const std::string& stage ) { job.setTask( stage ); } } );
+        return {};
     };
-    // It goes with a canceled job, whose end nobody else tells, and which may outlive this object.
-    auto token = std::make_shared<AtEnd>(
-        [closing = closing_, ended]
-        {
-            CommandLoop::appendCommand(
-                [closing, ended]
-                {
-                    if ( !*closing )
-                        ended();
-                } );
-        } );
-    ProgressBar::orderWithMainThreadPostProcessing( "Opening " + titleOf( *batch ),
-        [this, closing = closing_, batch, token]() -> ProgressBar::PostProcessing
-        {
-            batch->run( { ProgressBar::jobProgress(), &ProgressBar::forceSetTaskName } );
-            return [this, closing, batch, token]
-            {
-                token->function = nullptr;
-                if ( *closing )
-                    return;
-                shown_.reset();
-                pending_ -= batch->size();
-                finish_( batch, false );
-                openNext_();
-            };
-        } );
+    const auto ended = [this, closing = closing_, batch]( const Job::Outcome& outcome )
+    {
+        if ( !*closing )
+            endShown_( batch, outcome );
+    };
+    if ( const auto job = ProgressBar::start( "Opening " + titleOf( *batch ), work, ended ) )
+        shown_ = Shown{ batch, *job };
+    else // the program ends
+        pending_ -= batch->size();
+}
+
+void FileOpener::endShown_( const Batch& batch, const Job::Outcome& outcome )
+{
+    pending_ -= batch->size();
+    if ( outcome.end != Job::End::Canceled )
+    {
+        shown_.reset();
+        for ( auto& file : batch->files() )
+            if ( !file.result )
+                file.result = tl::unexpected( outcome.error );
+        finish_( batch, false );
+    }
+    else if ( shown_ && shown_->batch == batch )
+        dropCanceled_();
+    openNext_();
 }
 
 void FileOpener::openInBackground_( const Batch& batch )

@@ -5,6 +5,8 @@
 #include "OpenMessages.h"
 #include "OpenedFiles.h"
 
+#include <VXViewer/work/Job.h>
+
 #include <boost/signals2/connection.hpp>
 
 #include <atomic>
@@ -13,6 +15,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -77,6 +80,11 @@ public:
 
 private:
     using Batch = std::shared_ptr<OpenBatch>;
+    struct Shown
+    {
+        Batch batch;
+        Job job;
+    };
     struct Background
     {
         Batch batch;
@@ -93,6 +101,7 @@ private:
     void openNext_();
     void dropCanceled_();
     void openUnderProgressBar_( const Batch& batch );
+    void endShown_( const Batch& batch, const Job::Outcome& outcome );
     void openInBackground_( const Batch& batch );
     void endBackground_( const Batch& batch );
     void showProgress_( const Batch& batch, const std::string& key, const std::string& stage, float fraction );
@@ -107,7 +116,7 @@ private:
     StepConversion conversion_;
     std::deque<Batch> queue_;
     /// The one under the progress bar, also when it was canceled and has not ended.
-    Batch shown_;
+    std::optional<Shown> shown_;
     std::list<Background> backgrounds_;
     std::vector<std::filesystem::path> waitingForSignIn_;
     boost::signals2::scoped_connection signInFrames_;

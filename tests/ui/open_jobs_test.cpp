@@ -20,6 +20,8 @@ namespace
 {
 
 std::atomic<int> sEndlessReads{ 0 };
+std::atomic<bool> sDeafReads{ false };
+std::atomic<bool> sDeafGoesOn{ true };
 std::atomic<bool> sNotesThreads{ false };
 std::mutex sMutex;
 std::vector<std::thread::id> sReaderThreads;
@@ -33,6 +35,15 @@ tl::expected<LoadedObjects, std::string> readEndlessly( const std::filesystem::p
     return tl::unexpected( std::string( cOperationCanceled ) );
 }
 
+/// Reads on however often it is canceled.
+tl::expected<LoadedObjects, std::string> readDeafly( const std::filesystem::path&, const ProgressCallback& )
+{
+    sDeafReads = true;
+    while ( sDeafGoesOn )
+        std::this_thread::yield();
+    return LoadedObjects{};
+}
+
 /// Many files, and files that change: what a job is from its beginning to its end.
 class OpenJobs : public Testing::OpeningFixture
 {
@@ -41,6 +52,7 @@ protected:
     {
         const auto readVxu = FileFormats::find( "x.vxu" )->load;
         FileFormats::add( { "Endless", { ".endless" }, &readEndlessly } );
+        FileFormats::add( { "Deaf", { ".deaf" }, &readDeafly } );
         FileFormats::add(
             { "Noted", { ".vxu" }, [readVxu]( const std::filesystem::path& file, const ProgressCallback& progress )
                 {
@@ -122,6 +134,33 @@ TEST_F( OpenJobs, EscapeEndsTheWholeQueue )
     EXPECT_FALSE( menu_->isModalShown() );
     openAndWait( cubes( 1 ) );
     EXPECT_EQ( opened_.size(), 1u ) << "the next one is opened";
+}
+
+TEST_F( OpenJobs, TheEndOfTheProgramEndsWhatIsReadAndWhatWaits )
+{
+    const auto file = folder_.write( "x.endless", "x" );
+    opener_->open( { file } );
+    opener_->open( { file } );
+    drawUntil( [] { return sEndlessReads > 0; } );
+    EXPECT_EQ( opener_->pending(), 2u );
+    EXPECT_TRUE( viewer().stop() );
+    EXPECT_EQ( opener_->pending(), 0u );
+    EXPECT_EQ( sEndlessReads, 1 );
+}
+
+TEST_F( OpenJobs, NothingIsOpenedAnyMoreWhileTheProgramEnds )
+{
+    opener_->open( { folder_.write( "x.deaf", "x" ) } );
+    drawUntil( [] { return sDeafReads.load(); } );
+    ProgressBar::cancel();
+    opener_->open( { folder_.write( "x.endless", "x" ) } );
+    opener_->open( cubes( 1 ) );
+    EXPECT_EQ( opener_->pending(), 3u );
+    sDeafGoesOn = false;
+    EXPECT_TRUE( viewer().stop() );
+    EXPECT_EQ( opener_->pending(), 0u );
+    EXPECT_FALSE( ProgressBar::isOrdered() );
+    EXPECT_TRUE( opened_.empty() );
 }
 
 TEST_F( OpenJobs, FiftyBadFilesAreOneMessage )

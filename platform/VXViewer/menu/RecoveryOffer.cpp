@@ -62,20 +62,24 @@ void recover( const Slots& slots )
 {
     const auto slot = std::make_shared<RecoverySlot>( std::move( slots->front() ) );
     slots->clear();
-    const auto load = [slot]
+    const auto loaded = std::make_shared<LoadedObjects>();
+    const auto load = [slot, loaded]( const ProgressCallback& progress )
     {
-        auto result = std::make_shared<tl::expected<LoadedObjects, std::string>>(
-            loadObjectFromFile( slot->scene(), &ProgressBar::setProgress ) );
-        return [slot, result]
-        {
-            if ( *result )
-                takeOver( std::move( *slot ), **result );
-            else
-                currentMenu()->showModalMessage( result->error(), NotificationType::Error );
-        };
+        return loadObjectFromFile( slot->scene(), progress )
+            .map( [&]( LoadedObjects&& objects ) { *loaded = std::move( objects ); } );
     };
-    if ( !ProgressBar::orderWithMainThreadPostProcessing( "Recovering", load ) )
-        load()();
+    const auto ended = [slot, loaded]( const Job::Outcome& outcome )
+    {
+        if ( outcome.end == Job::End::Done )
+            takeOver( std::move( *slot ), *loaded );
+        else if ( outcome.end == Job::End::Failed )
+            currentMenu()->showModalMessage( outcome.error, NotificationType::Error );
+    };
+    if ( ProgressBar::start( "Recovering", [load]( const Job& job ) { return load( job.progress() ); }, ended ) )
+        return;
+    // Something else stands under the bar.
+    const auto result = load( {} );
+    ended( result ? Job::Outcome{} : Job::Outcome{ Job::End::Failed, result.error() } );
 }
 
 void askAboutFirst( const Slots& slots )

@@ -1,22 +1,15 @@
 #include <VXOrvanta/converter/ConverterService.h>
 
-#include <VXMesh/formats/FileFormats.h>
-#include <VXOrvanta/converter/ConverterProtocol.h>
-#include <VXOrvanta/converter/ImportContext.h>
-#include <VXOrvanta/converter/S3.h>
+#include <VXOrvanta/converter/ImportSteps.h>
 #include <VXOrvanta/deferred/StateMachineExecutor.h>
 
-#include <spdlog/spdlog.h>
-
-#include <chrono>
+#include <optional>
 #include <thread>
 
 namespace VX::ConverterService
 {
 namespace
 {
-
-constexpr auto cPollInterval = std::chrono::seconds( 1 );
 
 /// One import as a resumable state machine: each step that needs an answer sends its request, and the answer resumes
 /// the machine at the next step.
@@ -66,83 +59,49 @@ private:
 
     int requestContext_( const Continuation& resume )
     {
-        context_ = Context::fromFilePath( inputPath_, progress_ );
-        if ( context_.inputFormat == context_.outputFormat )
-            return fail_( "Input and output formats are equal" );
-        if ( std::error_code ec; std::filesystem::exists( context_.outputPath, ec ) )
-            return deliver_( loadObjectFromFile( context_.outputPath, progress_ ) );
-        spdlog::info( "STEP loader: connecting to the converter service" );
-        return fetch_( V2::requestConvertContext( context_.inputFormat ), UploadPayload, resume );
+        steps_.emplace( inputPath_, progress_, ImportSteps::Manner{} );
+        if ( auto result = steps_->withoutService() )
+            return deliver_( std::move( *result ) );
+        return fetch_( steps_->requestContext(), UploadPayload, resume );
     }
 
     int uploadPayload_( const Continuation& resume )
     {
-        auto answer = V2::RequestConvertContextResult::parseResponse( lastResponse_ );
-        if ( !answer )
-            return fail_( std::move( answer.error() ) );
-        if ( auto goOn = checkCanceled( progress_, 0.f ); !goOn )
-            return fail_( std::move( goOn.error() ) );
-        context_.requestId = std::move( answer->requestId );
-        context_.uploadUrl = std::move( answer->url );
-        if ( auto packed = packInput( context_ ); !packed )
-            return fail_( std::move( packed.error() ) );
-        spdlog::info( "STEP loader: uploading the file to the converter service" );
-        return fetch_(
-            S3::uploadWithPresignedUrl( context_.uploadUrl, context_.payloadPath, {} ), StartConversion, resume );
+        return fetchNext_( steps_->uploadPayload( lastResponse_ ), StartConversion, resume );
     }
 
     int startConversion_( const Continuation& resume )
     {
-        if ( auto sent = S3::parseResponse( lastResponse_ ); !sent )
-            return fail_( std::move( sent.error() ) );
-        if ( auto goOn = checkCanceled( progress_, 0.25f ); !goOn )
-            return fail_( std::move( goOn.error() ) );
-        if ( auto removed = removePayload( context_ ); !removed )
-            return fail_( std::move( removed.error() ) );
-        spdlog::info( "STEP loader: waiting for the converter process to finish" );
-        return fetch_( V2::startConvert( context_.requestId, context_.inputFormat, context_.outputFormat ),
-            ConversionStarted, resume );
+        return fetchNext_( steps_->startConversion( lastResponse_ ), ConversionStarted, resume );
     }
 
     int conversionStarted_( const Continuation& )
     {
-        if ( auto started = V2::StartConvertResult::parseResponse( lastResponse_ ); !started )
+        if ( auto started = steps_->conversionStarted( lastResponse_ ); !started )
             return fail_( std::move( started.error() ) );
-        if ( auto goOn = checkCanceled( progress_, 0.25f ); !goOn )
-            return fail_( std::move( goOn.error() ) );
         return PollStatus;
     }
 
-    int pollStatus_( const Continuation& resume )
-    {
-        return fetch_( V2::checkConvertStatus( context_.requestId ), HandleStatus, resume );
-    }
+    int pollStatus_( const Continuation& resume ) { return fetch_( steps_->pollStatus(), HandleStatus, resume ); }
 
     int handleStatus_( const Continuation& resume )
     {
-        auto status = V2::CheckConvertStatusResult::parseResponse( lastResponse_ );
-        if ( !status )
-            return fail_( std::move( status.error() ) );
-        const bool finished = status->state == V2::CheckConvertStatusResult::State::Finished;
-        if ( auto goOn = checkCanceled( progress_, finished ? 0.5f : 0.25f ); !goOn )
+        auto download = steps_->handleStatus( lastResponse_ );
+        if ( !download )
+            return fail_( std::move( download.error() ) );
+        if ( *download )
+            return fetch_( std::move( **download ), LoadResult, resume );
+        if ( auto goOn = steps_->goOn(); !goOn )
             return fail_( std::move( goOn.error() ) );
-        if ( !finished )
-        {
-            std::this_thread::sleep_for( cPollInterval );
-            return PollStatus;
-        }
-        spdlog::info( "STEP loader: downloading the converted file" );
-        return fetch_( S3::downloadWithPresignedUrl( *status->url, context_.outputPath, {} ), LoadResult, resume );
+        std::this_thread::sleep_for( cPollInterval );
+        return PollStatus;
     }
 
-    int loadResult_( const Continuation& )
+    int loadResult_( const Continuation& ) { return deliver_( steps_->loadResult( lastResponse_ ) ); }
+
+    int fetchNext_( ImportSteps::Next request, int next, const Continuation& resume )
     {
-        if ( auto received = S3::parseResponse( lastResponse_ ); !received )
-            return fail_( std::move( received.error() ) );
-        if ( auto goOn = checkCanceled( progress_, 0.75f ); !goOn )
-            return fail_( std::move( goOn.error() ) );
-        spdlog::info( "STEP loader: processing the file" );
-        return deliver_( loadObjectFromFile( context_.outputPath, subprogress( progress_, 0.75f, 1.f ) ) );
+        return request ? fetch_( std::move( *request ), next, resume ) : fail_( std::move( request.error() ) );
     }
 
     int fetch_( WebRequest request, int next, const Continuation& resume )
@@ -173,7 +132,7 @@ private:
     std::filesystem::path inputPath_;
     ImportCallback callback_;
     ProgressCallback progress_;
-    Context context_;
+    std::optional<ImportSteps> steps_;
     Json::Value lastResponse_;
     std::weak_ptr<AsyncLoader> self_;
 };

@@ -1,6 +1,7 @@
 #include <VXOrvanta/account/AuthForm.h>
 #include <VXOrvanta/account/AuthWindow.h>
 #include <VXOrvanta/account/CredentialRules.h>
+#include <VXOrvanta/account/SignIn.h>
 
 #include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>
@@ -68,7 +69,8 @@ void AuthWindow::drawIfNeeded( float menuScaling )
 
 void AuthWindow::drawNativeIfNeeded_( float menuScaling )
 {
-    if ( state_ == AuthState::Loading || state_ == AuthState::Authed || isSilentStartPending_() )
+    if ( state_ == AuthState::Loading || state_ == AuthState::Authed ||
+         signIn_->isSilentStartPending( getViewerInstance().arguments() ) )
         return;
     auto* menu = currentMenu();
     if ( !firstFrameDone_ )
@@ -157,7 +159,7 @@ void AuthWindow::drawRetryForm_( const Vector2f&, float )
     form_->title( message_ );
     form_->detail( reason_ );
     if ( form_->mainButton( "Retry" ) )
-        pressRetry_();
+        signIn_->pressRetry();
     if ( form_->link( {}, "Sign Out", "and try with another account." ) )
         signOut();
 }
@@ -170,12 +172,12 @@ void AuthWindow::drawSignInForm_( const Vector2f&, float )
     form_->checkbox( "Remember me", rememberMe_ );
     const bool forgot = form_->link( "Forgot your", "password?", {}, true );
     if ( form_->mainButton( "Sign In" ) )
-        pressSignIn_();
+        press_( &SignIn::pressSignIn );
     form_->message( message_, reason_, status_ );
     if ( form_->link( "Need an account?", "Sign Up" ) )
-        show_( AuthState::SignUp );
+        signIn_->show( AuthState::SignUp );
     if ( forgot )
-        show_( AuthState::Forgot );
+        signIn_->show( AuthState::Forgot );
 }
 
 void AuthWindow::drawSignUpForm_( const Vector2f&, float )
@@ -185,10 +187,10 @@ void AuthWindow::drawSignUpForm_( const Vector2f&, float )
     form_->field( "Password", password_, true, focusField_ && validateEmail_() );
     drawPasswordValidationResult_();
     if ( form_->mainButton( "Sign Up" ) )
-        pressSignUp_();
+        press_( &SignIn::pressSignUp );
     form_->message( message_, reason_, status_ );
     if ( form_->link( "Already have an account?", "Sign In" ) )
-        show_( AuthState::SignIn );
+        signIn_->show( AuthState::SignIn );
 }
 
 void AuthWindow::drawForgotForm_( const Vector2f&, float )
@@ -196,10 +198,10 @@ void AuthWindow::drawForgotForm_( const Vector2f&, float )
     form_->title( "Reset Password" );
     form_->field( "Email", email_, false, focusField_ );
     if ( form_->mainButton( "Reset My Password" ) )
-        pressForgot_();
+        press_( &SignIn::pressForgot );
     form_->message( message_, reason_, status_ );
     if ( form_->link( "Back to", "Sign In" ) )
-        show_( AuthState::SignIn );
+        signIn_->show( AuthState::SignIn );
 }
 
 void AuthWindow::drawConfirmSignUpForm_( const Vector2f&, float )
@@ -209,12 +211,12 @@ void AuthWindow::drawConfirmSignUpForm_( const Vector2f&, float )
         "We have sent a code by email to " + codeDestination_ + ".\nEnter it below to confirm your account." );
     form_->field( "Code", confirmationCode_, true, focusField_ );
     if ( form_->mainButton( "Confirm Account" ) )
-        pressConfirmSignUp_();
+        press_( &SignIn::pressConfirmSignUp );
     form_->message( message_, reason_, status_ );
     if ( form_->link( "Didn't receive a code?", "Resend it" ) )
-        requestResendConfirm_();
+        signIn_->resendCode();
     if ( form_->link( "Back to", "Sign Up" ) )
-        show_( AuthState::SignUp );
+        signIn_->show( AuthState::SignUp );
 }
 
 void AuthWindow::drawConfirmForgotForm_( const Vector2f&, float )
@@ -227,10 +229,10 @@ void AuthWindow::drawConfirmForgotForm_( const Vector2f&, float )
     form_->field( "New Password", newPassword_, true, focusField_ && codeStands );
     drawPasswordValidationResult_();
     if ( form_->mainButton( "Change Password" ) )
-        pressConfirmForgot_();
+        press_( &SignIn::pressConfirmForgot );
     form_->message( message_, reason_, status_ );
     if ( form_->link( "Back to", "Sign In" ) )
-        show_( AuthState::SignIn );
+        signIn_->show( AuthState::SignIn );
 }
 
 void AuthWindow::drawPasswordValidationResult_()

@@ -19,13 +19,13 @@ using Testing::target;
 namespace
 {
 
-class SignIn : public Testing::SignInFixture
+class SignInScreen : public Testing::SignInFixture
 {
 };
 
 } // namespace
 
-TEST_F( SignIn, TakesShortcutsFromTheMenuUntilSignedIn )
+TEST_F( SignInScreen, TakesShortcutsFromTheMenuUntilSignedIn )
 {
     settle();
     press( 'F', GLFW_MOD_CONTROL );
@@ -37,7 +37,7 @@ TEST_F( SignIn, TakesShortcutsFromTheMenuUntilSignedIn )
     EXPECT_FALSE( isWindowShown( "Background" ) );
 }
 
-TEST_F( SignIn, NothingIsDrawnOverAProgressBar )
+TEST_F( SignInScreen, NothingIsDrawnOverAProgressBar )
 {
     std::promise<void> end;
     auto ended = end.get_future().share();
@@ -55,7 +55,7 @@ TEST_F( SignIn, NothingIsDrawnOverAProgressBar )
     EXPECT_TRUE( isWindowShown( "Auth window" ) );
 }
 
-TEST_F( SignIn, AQuestionStandsBeforeItUntilItIsAnswered )
+TEST_F( SignInScreen, AQuestionStandsBeforeItUntilItIsAnswered )
 {
     menu_->showModalMessage( "A file is broken", NotificationType::Error );
     settle();
@@ -68,7 +68,7 @@ TEST_F( SignIn, AQuestionStandsBeforeItUntilItIsAnswered )
     EXPECT_EQ( message(), "Please enter valid email" ) << "the next one is for the form";
 }
 
-TEST_F( SignIn, FormIsFilledInByKeyboardAlone )
+TEST_F( SignInScreen, FormIsFilledInByKeyboardAlone )
 {
     settle();
     type( "ann@example.org" );
@@ -86,7 +86,7 @@ TEST_F( SignIn, FormIsFilledInByKeyboardAlone )
     EXPECT_EQ( stored()["token"], "" );
 }
 
-TEST_F( SignIn, TextIsSelectedReplacedAndPastedByKeyboard )
+TEST_F( SignInScreen, TextIsSelectedReplacedAndPastedByKeyboard )
 {
     settle();
     type( "nobody" );
@@ -103,7 +103,7 @@ TEST_F( SignIn, TextIsSelectedReplacedAndPastedByKeyboard )
     EXPECT_EQ( Access::email( auth() ), "bob" ) << "Tab marks the whole field";
 }
 
-TEST_F( SignIn, ARefusedPasswordIsTypedAnewAtOnce )
+TEST_F( SignInScreen, ARefusedPasswordIsTypedAnewAtOnce )
 {
     store( R"({"login":"ann@example.org","token":"","endpoint":""})" );
     restart();
@@ -119,7 +119,7 @@ TEST_F( SignIn, ARefusedPasswordIsTypedAnewAtOnce )
     EXPECT_EQ( Access::password( auth() ), "again" );
 }
 
-TEST_F( SignIn, SuccessIsRememberedAndReachesTheProgram )
+TEST_F( SignInScreen, SuccessIsRememberedAndReachesTheProgram )
 {
     signInByForm();
     answer( 200, signedInAnswer( "fresh" )["text"].asString() );
@@ -137,7 +137,7 @@ TEST_F( SignIn, SuccessIsRememberedAndReachesTheProgram )
     EXPECT_EQ( viewer().framesDrawn(), frames ) << "no frame is drawn because of it any more";
 }
 
-TEST_F( SignIn, NoTokenIsCopiedWhileASignInIsBeingProcessed )
+TEST_F( SignInScreen, NoTokenIsCopiedWhileASignInIsBeingProcessed )
 {
     signInByForm();
     const auto form = transport_;
@@ -170,7 +170,7 @@ TEST_F( SignIn, NoTokenIsCopiedWhileASignInIsBeingProcessed )
     EXPECT_EQ( copy, "access" );
 }
 
-TEST_F( SignIn, WithoutRememberingNothingIsKept )
+TEST_F( SignInScreen, WithoutRememberingNothingIsKept )
 {
     storeToken();
     Access::rememberMe( auth() ) = false;
@@ -182,7 +182,7 @@ TEST_F( SignIn, WithoutRememberingNothingIsKept )
     EXPECT_EQ( UserInfo::getEmail(), "Ann@example.org" ) << "the program still knows who it is";
 }
 
-TEST_F( SignIn, WrongPasswordShowsTheServicesTextAndIsNotTriedAgain )
+TEST_F( SignInScreen, WrongPasswordShowsTheServicesTextAndIsNotTriedAgain )
 {
     signInByForm();
     refuse( "Incorrect username or password." );
@@ -195,7 +195,7 @@ TEST_F( SignIn, WrongPasswordShowsTheServicesTextAndIsNotTriedAgain )
     EXPECT_EQ( Access::password( auth() ), "x" ) << "the password has the keyboard again, marked to be replaced";
 }
 
-TEST_F( SignIn, BadNetworkShowsTheRetryScreenAtOnce )
+TEST_F( SignInScreen, BadNetworkShowsTheRetryScreenAtOnce )
 {
     signInByForm();
     answer( 0, "" );
@@ -204,7 +204,7 @@ TEST_F( SignIn, BadNetworkShowsTheRetryScreenAtOnce )
     EXPECT_EQ( sent().size(), 1u );
 }
 
-TEST_F( SignIn, AnswerWithoutAResultIsAnUnknownError )
+TEST_F( SignInScreen, AnswerWithoutAResultIsAnUnknownError )
 {
     for ( const char* text : { "{}", "[]", "7", "\"text\"", R"({"AuthenticationResult":[]})", "null" } )
     {
@@ -217,7 +217,7 @@ TEST_F( SignIn, AnswerWithoutAResultIsAnUnknownError )
     EXPECT_TRUE( log_.contains( "warning: Sign in error: \"Unknown error.\"" ) );
 }
 
-TEST_F( SignIn, AnswersThatAreNoJsonAreShownAsTheParsersText )
+TEST_F( SignInScreen, AnswersThatAreNoJsonAreShownAsTheParsersText )
 {
     const std::string huge( 5 << 20, 'x' );
     for ( const std::string& text :
@@ -231,7 +231,7 @@ TEST_F( SignIn, AnswersThatAreNoJsonAreShownAsTheParsersText )
     }
 }
 
-TEST_F( SignIn, MembersOfWrongTypesAreTakenAsMissing )
+TEST_F( SignInScreen, MembersOfWrongTypesAreTakenAsMissing )
 {
     signInByForm();
     answer( 200, R"({"AuthenticationResult":{"AccessToken":7,"RefreshToken":{"a":1}}})" );
@@ -240,7 +240,7 @@ TEST_F( SignIn, MembersOfWrongTypesAreTakenAsMissing )
     EXPECT_EQ( stored()["token"], "" ) << "no sign-in to be kept";
 }
 
-TEST_F( SignIn, SignOutForgetsTheTokenAndShowsTheForm )
+TEST_F( SignInScreen, SignOutForgetsTheTokenAndShowsTheForm )
 {
     signInByForm();
     answer( 200, signedInAnswer( "fresh" )["text"].asString() );
@@ -262,7 +262,7 @@ TEST_F( SignIn, SignOutForgetsTheTokenAndShowsTheForm )
     EXPECT_EQ( stored()["login"], "" );
 }
 
-TEST_F( SignIn, ChecksOfTheSignInForm )
+TEST_F( SignInScreen, ChecksOfTheSignInForm )
 {
     show( AuthState::SignIn );
     enter();
@@ -273,7 +273,7 @@ TEST_F( SignIn, ChecksOfTheSignInForm )
     EXPECT_TRUE( sent().empty() );
 }
 
-TEST_F( SignIn, LinksLeadFromFormToForm )
+TEST_F( SignInScreen, LinksLeadFromFormToForm )
 {
     show( AuthState::SignIn );
     clickAt( 380, 162 );
@@ -293,7 +293,7 @@ TEST_F( SignIn, LinksLeadFromFormToForm )
     EXPECT_EQ( state(), AuthState::SignIn );
 }
 
-TEST_F( SignIn, CheckBoxByTheMouse )
+TEST_F( SignInScreen, CheckBoxByTheMouse )
 {
     show( AuthState::SignIn );
     EXPECT_TRUE( Access::rememberMe( auth() ) );
@@ -301,7 +301,7 @@ TEST_F( SignIn, CheckBoxByTheMouse )
     EXPECT_FALSE( Access::rememberMe( auth() ) );
 }
 
-TEST_F( SignIn, SignUpThenTheCodeThenTheForm )
+TEST_F( SignInScreen, SignUpThenTheCodeThenTheForm )
 {
     show( AuthState::SignUp );
     enter();
@@ -336,7 +336,7 @@ TEST_F( SignIn, SignUpThenTheCodeThenTheForm )
     EXPECT_EQ( message(), "" );
 }
 
-TEST_F( SignIn, CodeIsSentAgainOnRequest )
+TEST_F( SignInScreen, CodeIsSentAgainOnRequest )
 {
     fill( Access::email( auth() ), "ann@example.org" );
     Access::codeDestination( auth() ) = "a***@e***";
@@ -348,7 +348,7 @@ TEST_F( SignIn, CodeIsSentAgainOnRequest )
     EXPECT_EQ( state(), AuthState::ConfirmSignUp );
 }
 
-TEST_F( SignIn, ForgottenPasswordByItsCode )
+TEST_F( SignInScreen, ForgottenPasswordByItsCode )
 {
     show( AuthState::Forgot );
     enter();
@@ -377,7 +377,7 @@ TEST_F( SignIn, ForgottenPasswordByItsCode )
     EXPECT_EQ( state(), AuthState::SignIn );
 }
 
-TEST_F( SignIn, PasswordsAndCodesAreInNoLogLine )
+TEST_F( SignInScreen, PasswordsAndCodesAreInNoLogLine )
 {
     fill( Access::email( auth() ), "ann@example.org" );
     show( AuthState::ConfirmSignUp );
@@ -403,7 +403,7 @@ TEST_F( SignIn, PasswordsAndCodesAreInNoLogLine )
         EXPECT_FALSE( log_.contains( secret ) ) << log_.text();
 }
 
-TEST_F( SignIn, SystemInfoTellsOfTheGraphics )
+TEST_F( SignInScreen, SystemInfoTellsOfTheGraphics )
 {
     const auto info = GetSystemInfoJson();
     EXPECT_TRUE( info["Graphics Info"]["OpenGL Renderer"].isString() );
@@ -411,7 +411,7 @@ TEST_F( SignIn, SystemInfoTellsOfTheGraphics )
     EXPECT_FALSE( info.isMember( "Window Info" ) ) << "there is no screen";
 }
 
-TEST_F( SignIn, WhatIsPastedIsTrimmed )
+TEST_F( SignInScreen, WhatIsPastedIsTrimmed )
 {
     settle();
     ImGui::SetClipboardText( " \tann@example.org \r\n" );
@@ -429,7 +429,7 @@ TEST_F( SignIn, WhatIsPastedIsTrimmed )
     EXPECT_EQ( lastBody()["ConfirmationCode"], "123456" );
 }
 
-TEST_F( SignIn, AfterAWrongCodeTheCodeIsTypedAnew )
+TEST_F( SignInScreen, AfterAWrongCodeTheCodeIsTypedAnew )
 {
     show( AuthState::ConfirmForgot );
     press( GLFW_KEY_TAB );

@@ -54,13 +54,14 @@ void AuthForm::begin( const Vector2f& windowSize, const Vector2f& padding, float
     rows_ = 0;
     ImGui::SetCursorPosY( ImGui::GetCursorPosY() + offset_ );
     top_ = ImGui::GetCursorPosY();
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { ImGui::GetStyle().ItemSpacing.x, gap_ } );
-    ImGui::PushStyleVar( ImGuiStyleVar_FramePadding, { 8 * scaling, 5 * scaling } );
+    style_.emplace( std::initializer_list<StyleScope::Entry>{
+        { ImGuiStyleVar_ItemSpacing, { ImGui::GetStyle().ItemSpacing.x, gap_ } },
+        { ImGuiStyleVar_FramePadding, { 8 * scaling, 5 * scaling } } } );
 }
 
 void AuthForm::end()
 {
-    ImGui::PopStyleVar( 2 );
+    style_.reset();
     if ( rows_ < 2 )
         return;
     const float rows = ImGui::GetCursorPosY() - gap_ - top_ - float( rows_ - 1 ) * gap_;
@@ -106,11 +107,10 @@ void AuthForm::paragraph( const std::string& text )
     const float most = cParagraphLines * ImGui::GetTextLineHeight();
     if ( wanted <= most + 1 )
         return UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), shown );
-    ImGui::PushStyleColor( ImGuiCol_ChildBg, ImVec4{} );
+    const StyleScope style( { { ImGuiCol_ChildBg, ImVec4{} } } );
     ImGui::BeginChild( "##paragraph", { innerWidth_, most } );
     UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), shown );
     ImGui::EndChild();
-    ImGui::PopStyleColor();
 }
 
 void AuthForm::field( const char* caption, std::string& value, bool masked, bool focus )
@@ -123,9 +123,10 @@ void AuthForm::field( const char* caption, std::string& value, bool masked, bool
     if ( focus && mayFocus_ )
         ImGui::SetKeyboardFocusHere();
     ImGui::PushID( caption );
-    ImGui::PushStyleVar( ImGuiStyleVar_FrameBorderSize, 1 );
-    UI::textField( "##field", value, { .masked = masked, .selectAll = masked } );
-    ImGui::PopStyleVar();
+    {
+        const StyleScope style( { { ImGuiStyleVar_FrameBorderSize, 1 } } );
+        UI::textField( "##field", value, { .masked = masked, .selectAll = masked } );
+    }
     ImGui::PopID();
 }
 
@@ -184,17 +185,17 @@ void AuthForm::message( const std::string& text, const std::string& reason, cons
     const auto heightOf = [&]( const std::string& part )
     { return part.empty() ? 0 : ImGui::CalcTextSize( part.c_str(), nullptr, false, innerWidth_ ).y; };
     const bool scrolls = heightOf( shown ) + heightOf( reason ) > height + 1;
-    ImGui::PushStyleColor( ImGuiCol_ChildBg, ImVec4{} );
+    const StyleScope style( { { ImGuiCol_ChildBg, ImVec4{} } } );
     ImGui::BeginChild( "##message", { innerWidth_, height }, false,
         scrolls ? 0 : ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoNav );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, ImVec2{} );
-    const float width = ImGui::GetContentRegionAvail().x;
-    centered_( shown, themeVec4( text.empty() ? ColorTheme::Good : ColorTheme::Error ), width );
-    if ( !text.empty() && !reason.empty() )
-        centered_( reason, themeVec4( ColorTheme::DimText ), width );
-    ImGui::PopStyleVar();
+    {
+        const StyleScope tight( { { ImGuiStyleVar_ItemSpacing, ImVec2{} } } );
+        const float width = ImGui::GetContentRegionAvail().x;
+        centered_( shown, themeVec4( text.empty() ? ColorTheme::Good : ColorTheme::Error ), width );
+        if ( !text.empty() && !reason.empty() )
+            centered_( reason, themeVec4( ColorTheme::DimText ), width );
+    }
     ImGui::EndChild();
-    ImGui::PopStyleColor();
 }
 
 void AuthForm::detail( const std::string& text )

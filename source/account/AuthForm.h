@@ -1,12 +1,12 @@
 #pragma once
 
 #include <VXMesh/math/Vector3.h>
+#include <VXViewer/ui/StyleScope.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
-
-struct ImVec4;
 
 namespace VX
 {
@@ -56,6 +56,7 @@ private:
     float offset_ = 0;
     bool mayFocus_ = true;
     int rows_ = 0;
+    std::optional<StyleScope> style_; ///< from the form's begin to its end
 };
 
 } // namespace VX

@@ -6,6 +6,7 @@
 #include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
+#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/window/Window.h>
 #include <VXViewer/work/ProgressBar.h>
@@ -48,15 +49,12 @@ void drawBackground( ImVec2 viewport, bool toFront )
 {
     ImGui::SetNextWindowPos( { 0, 0 } );
     ImGui::SetNextWindowSize( viewport );
-    ImGui::PushStyleColor( ImGuiCol_WindowBg, IM_COL32( 0, 0, 0, 255 ) );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowRounding, 0 );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowBorderSize, 0 );
+    const StyleScope style( { { ImGuiCol_WindowBg, IM_COL32( 0, 0, 0, 255 ) }, { ImGuiStyleVar_WindowRounding, 0 },
+        { ImGuiStyleVar_WindowBorderSize, 0 } } );
     ImGui::Begin( "Background", nullptr, cFlags );
     if ( toFront )
         ImGui::BringWindowToDisplayFront( ImGui::GetCurrentWindow() );
     ImGui::End();
-    ImGui::PopStyleVar( 2 );
-    ImGui::PopStyleColor();
 }
 
 } // namespace
@@ -69,8 +67,7 @@ void AuthWindow::drawIfNeeded( float menuScaling )
 
 void AuthWindow::drawNativeIfNeeded_( float menuScaling )
 {
-    if ( state_ == AuthState::Loading || state_ == AuthState::Authed ||
-         signIn_->isSilentStartPending( getViewerInstance().arguments() ) )
+    if ( state_ == AuthState::Loading || state_ == AuthState::Authed || isSilentStartPending_() )
         return;
     auto* menu = currentMenu();
     if ( !firstFrameDone_ )
@@ -95,9 +92,9 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
         { std::round( ( viewport.x - size.x ) * 0.5f ), std::round( ( viewport.y - size.y ) * 0.5f ) } );
     if ( toFront )
         ImGui::SetNextWindowFocus();
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowPadding, { cPadding.x * scaling, cPadding.y * scaling } );
-    ImGui::PushStyleVar( ImGuiStyleVar_ItemSpacing, { cSpacing.x * scaling, cSpacing.y * scaling } );
-    ImGui::PushStyleVar( ImGuiStyleVar_WindowMinSize, ImVec2{ 1, 1 } );
+    const StyleScope style( { { ImGuiStyleVar_WindowPadding, { cPadding.x * scaling, cPadding.y * scaling } },
+        { ImGuiStyleVar_ItemSpacing, { cSpacing.x * scaling, cSpacing.y * scaling } },
+        { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
     if ( ImGui::Begin( cWindow, nullptr, cFlags ) )
     {
         ImGui::SetWindowFontScale( fit );
@@ -107,7 +104,6 @@ void AuthWindow::drawNativeIfNeeded_( float menuScaling )
             drawForm_( size, scaling );
     }
     ImGui::End();
-    ImGui::PopStyleVar( 3 );
 }
 
 void AuthWindow::drawSpinner_( const Vector2f& windowSize, float scaling )

@@ -53,6 +53,11 @@ void AuthWindow::connect_()
     signIn_->signOutSignal.connect( [this] { cleanupOnSignOut_(); } );
 }
 
+bool AuthWindow::isSilentStartPending_() const
+{
+    return signIn_->isSilentStartPending( getViewerInstance().arguments() );
+}
+
 void AuthWindow::press_( void ( SignIn::*button )() )
 {
     focusField_ = true;

@@ -49,6 +49,8 @@ private:
 
     /// Follows what `SignIn` tells.
     void connect_();
+    /// Whether the queued start is still to come and will sign in without a form.
+    [[nodiscard]] bool isSilentStartPending_() const;
 
     void drawNativeIfNeeded_( float menuScaling );
     void drawSpinner_( const Vector2f& windowSize, float scaling );

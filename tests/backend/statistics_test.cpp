@@ -138,6 +138,20 @@ TEST_F( Statistics, AfterTheEndReportsAreToldToComeLater )
     EXPECT_EQ( send( R"({"type":"createSession","email":"a"})" ).status, 503 );
 }
 
+TEST_F( Statistics, WhatWasTakenBeforeTheEndIsStoredAndAnswered )
+{
+    // Once is too little: the thread may have been quicker than the end.
+    for ( int i = 0; i < 50; ++i )
+    {
+        restart( {} );
+        auto answer = begin( R"({"type":"createSession","email":"a"})" );
+        api_->stop();
+        ASSERT_EQ( answer.wait_for( std::chrono::seconds( 0 ) ), std::future_status::ready );
+        EXPECT_EQ( answer.get().status, 200 );
+    }
+    EXPECT_EQ( count( "stats_sessions" ), 50 );
+}
+
 TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
 {
     now_ =

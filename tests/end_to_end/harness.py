@@ -166,7 +166,7 @@ class Program:
         self.process.wait()
 
     def type(self, text):
-        self.xdotool("type", "--window", self.window, text)
+        self.xdotool("windowfocus", self.window, "type", text)
 
     def click(self, x, y):
         self.move(x, y)
@@ -174,12 +174,12 @@ class Program:
 
     def close(self):
         # The window goes between the key's two halves, which xdotool takes for a failure. What is unsaved is discarded.
-        wait_for("the end", lambda: [subprocess.run(["xdotool", "key", "--window", self.window, key], capture_output=True,
+        wait_for("the end", lambda: [subprocess.run(["xdotool", "windowfocus", self.window, "key", key], capture_output=True,
                                                     env=self.sandbox.environment) for key in ("ctrl+q", "alt+d")]
                  and self.process.poll() is not None)
         assert self.process.wait(timeout=20) == 0
-        # Halves that found no window are still down, for the next program too.
-        self.xdotool("keyup", "alt", "ctrl")
+        # What found no window any more is still down, for the next program too, and pressing it again would be nothing new.
+        self.xdotool("keyup", "alt", "ctrl", "q", "d")
 
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *map(str, words)], env=self.sandbox.environment, check=True,
@@ -200,7 +200,9 @@ class Program:
         self.xdotool("mouseup", button)
 
     def key(self, *names):
-        self.xdotool("key", "--window", self.window, *names)
+        # To the window that has the focus the keys of a keyboard are pressed. To any other one events are sent that bear no
+        # time, of which the window system's library drops those of a key that was pressed on the keyboard before.
+        self.xdotool("windowfocus", self.window, "key", *names)
 
     def drop(self, *files):
         subprocess.run([self.sandbox.options.dropper, self.window, *files], env=self.sandbox.environment, check=True, timeout=20)

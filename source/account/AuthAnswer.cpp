@@ -1,5 +1,6 @@
 #include <VXOrvanta/account/AuthAnswer.h>
 
+#include <VXMesh/io/Json.h>
 #include <VXViewer/web/WebRequest.h>
 
 namespace VX
@@ -9,14 +10,6 @@ namespace
 
 constexpr const char* cBadInternet = "Bad internet connection.";
 constexpr const char* cExpired = "Refresh Token has expired";
-
-/// A member that is a text; nothing when it is missing or of another type.
-std::optional<std::string> textOf( const Json::Value& value, const char* member )
-{
-    if ( !value.isObject() || !value[member].isString() )
-        return {};
-    return value[member].asString();
-}
 
 } // namespace
 
@@ -37,7 +30,7 @@ tl::expected<Json::Value, AuthError> readAuthAnswer( const Json::Value& response
         return std::move( *body );
     AuthError error{ std::move( body.error() ), {} };
     if ( error.isBadInternet() )
-        error.reason = textOf( response, "error" ).value_or( "" );
+        error.reason = textMember( response, "error" );
     return tl::unexpected( std::move( error ) );
 }
 
@@ -46,12 +39,15 @@ std::optional<SignInResult> signInResultOf( const Json::Value& body )
     if ( !body.isObject() || !body["AuthenticationResult"].isObject() )
         return {};
     const auto& result = body["AuthenticationResult"];
-    return SignInResult{ textOf( result, "AccessToken" ), textOf( result, "RefreshToken" ).value_or( "" ) };
+    SignInResult out{ {}, textMember( result, "RefreshToken" ) };
+    if ( result["AccessToken"].isString() )
+        out.accessToken = result["AccessToken"].asString();
+    return out;
 }
 
 std::string codeDestinationOf( const Json::Value& body )
 {
-    return body.isObject() ? textOf( body["CodeDeliveryDetails"], "Destination" ).value_or( "" ) : std::string();
+    return body.isObject() ? textMember( body["CodeDeliveryDetails"], "Destination" ) : std::string();
 }
 
 } // namespace VX

@@ -103,10 +103,7 @@ void OrvantaRibbonMenu::setupShortcuts_()
 void OrvantaRibbonMenu::setOrvantaMenuConfig( const OrvantaMenuUIConfig& config )
 {
     menuConfig_ = config;
-    if ( !getShortcutManager() )
-        return;
-    getShortcutManager()->clear();
-    setupShortcuts_();
+    rebindShortcuts_();
 }
 
 void OrvantaRibbonMenu::drawOverScene_( bool anyPanel )

@@ -363,11 +363,7 @@ void RibbonMenu::setMenuUIConfig( const RibbonMenuUIConfig& config )
 void RibbonMenu::schemaChanged()
 {
     toolbar_.load();
-    if ( shortcuts_ )
-    {
-        shortcuts_->clear();
-        setupShortcuts_();
-    }
+    rebindShortcuts_();
     redraw();
 }
 

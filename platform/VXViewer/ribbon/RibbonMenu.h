@@ -83,6 +83,8 @@ public:
     [[nodiscard]] float getSceneListWidth() const;
 
 protected:
+    /// Binds all keys anew, where they were bound before.
+    void rebindShortcuts_();
     /// Binds a key to a tool; nothing happens when there is no such tool. A key that is taken stays with its tool, and
     /// the log says so. `another` is a key beside the one that the tool is known by.
     void addRibbonItemShortcut_(

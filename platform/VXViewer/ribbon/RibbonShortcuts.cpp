@@ -35,6 +35,14 @@ void RibbonMenu::setupShortcuts_()
         spdlog::error( "{}", set.error() );
 }
 
+void RibbonMenu::rebindShortcuts_()
+{
+    if ( !shortcuts_ )
+        return;
+    shortcuts_->clear();
+    setupShortcuts_();
+}
+
 void RibbonMenu::addRibbonItemShortcut_(
     const std::string& itemName, ShortcutKey key, ShortcutManager::Category category, bool another )
 {

@@ -1,11 +1,8 @@
 #include "source/SignInRules.h"
 #include "support/TestAccess.h"
+#include "support/WaitingTokenCopy.h"
 
-#include <VXOrvanta/account/AccountLock.h>
 #include <VXOrvanta/account/SignIn.h>
-
-#include <atomic>
-#include <thread>
 
 using namespace VX;
 
@@ -23,28 +20,15 @@ protected:
     /// The token that another thread copies from the moment on at which a request of that name is sent; it has to wait.
     std::string copyDuring( const std::string& logName, const std::function<void()>& action )
     {
-        std::thread copying;
-        std::string copy = "not copied";
-        std::atomic<bool> copied = false;
+        Testing::WaitingTokenCopy copy;
         onOther_ = [&]( const WebRequestData& request )
         {
-            if ( copying.joinable() || request.logName != logName )
-                return;
-            copying = std::thread(
-                [&]
-                {
-                    copy = copyOfAccessToken();
-                    copied = true;
-                } );
-            for ( int i = 0; i < 20'000; ++i )
-                std::this_thread::yield();
-            EXPECT_FALSE( copied ) << logName;
+            if ( !copy.hasBegun() && request.logName == logName )
+                copy.begin( logName );
         };
         action();
         onOther_ = {};
-        if ( copying.joinable() )
-            copying.join();
-        return copy;
+        return copy.result();
     }
 };
 

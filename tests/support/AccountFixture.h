@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/IdentityRequests.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
 
@@ -44,19 +45,9 @@ protected:
             CommandLoop::processCommands();
     }
     /// Requests to the identity service.
-    [[nodiscard]] std::vector<WebRequestData> sent() const
-    {
-        std::vector<WebRequestData> out;
-        for ( const auto& request : transport_->sent() )
-            if ( request.url == Cognito::cAuthUrl )
-                out.push_back( request );
-        return out;
-    }
+    [[nodiscard]] std::vector<WebRequestData> sent() const { return identityRequests( *transport_ ); }
     [[nodiscard]] std::string lastName() const { return sent().empty() ? std::string() : sent().back().logName; }
-    [[nodiscard]] Json::Value lastBody() const
-    {
-        return sent().empty() ? Json::Value() : deserializeJsonValue( sent().back().body ).value_or( Json::Value() );
-    }
+    [[nodiscard]] Json::Value lastBody() const { return bodyOfLast( sent() ); }
     void answer( int code, const std::string& text, const std::string& error = {} )
     {
         ASSERT_TRUE( transport_->deliver( ScriptedTransport::response( code, text, error ) ) );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/IdentityRequests.h"
 #include "support/LogCapture.h"
 #include "support/TestAccess.h"
 #include "support/UiFixture.h"
@@ -49,18 +50,8 @@ protected:
         settle();
     }
     /// Requests to the identity service since the program has started.
-    [[nodiscard]] std::vector<WebRequestData> sent() const
-    {
-        std::vector<WebRequestData> out;
-        for ( const auto& request : transport_->sent() )
-            if ( request.url == Cognito::cAuthUrl )
-                out.push_back( request );
-        return out;
-    }
-    [[nodiscard]] Json::Value lastBody() const
-    {
-        return sent().empty() ? Json::Value() : deserializeJsonValue( sent().back().body ).value_or( Json::Value() );
-    }
+    [[nodiscard]] std::vector<WebRequestData> sent() const { return identityRequests( *transport_ ); }
+    [[nodiscard]] Json::Value lastBody() const { return bodyOfLast( sent() ); }
     void answer( int code, const std::string& text, const std::string& error = {} )
     {
         ASSERT_TRUE( transport_->deliver( ScriptedTransport::response( code, text, error ) ) );

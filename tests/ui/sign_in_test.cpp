@@ -1,16 +1,14 @@
+#include "support/WaitingTokenCopy.h"
 #include "ui/SignInFixture.h"
 
 #include <VXMesh/system/SystemInfo.h>
-#include <VXOrvanta/account/AccountLock.h>
 #include <VXOrvanta/account/AuthWindow.h>
 #include <VXViewer/core/SystemInfoJson.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <future>
-#include <thread>
 
 using namespace VX;
 using Access = AuthWindowTestAccess;
@@ -141,33 +139,21 @@ TEST_F( SignInScreen, NoTokenIsCopiedWhileASignInIsBeingProcessed )
 {
     signInByForm();
     const auto form = transport_;
-    std::atomic<bool> copied = false;
-    std::thread copying;
-    std::string copy;
+    Testing::WaitingTokenCopy copy;
     int times = 0;
     setWebTransport( std::make_shared<ScriptedTransport>(
-        [&]( const WebRequestData& ) -> std::optional<Json::Value>
+        [&]( const WebRequestData& request ) -> std::optional<Json::Value>
         {
-            if ( copying.joinable() )
+            if ( copy.hasBegun() )
                 return {};
-            copied = false;
-            copying = std::thread(
-                [&]
-                {
-                    copy = copyOfAccessToken();
-                    copied = true;
-                } );
-            for ( int i = 0; i < 20'000; ++i )
-                std::this_thread::yield();
-            EXPECT_FALSE( copied );
+            copy.begin( request.logName );
             ++times;
             return {};
         } ) );
     ASSERT_TRUE( form->deliver( signedInAnswer() ) );
     settle();
     ASSERT_EQ( times, 1 ) << "the session of the statistics is opened by the sign-in";
-    copying.join();
-    EXPECT_EQ( copy, "access" );
+    EXPECT_EQ( copy.result(), "access" );
 }
 
 TEST_F( SignInScreen, WithoutRememberingNothingIsKept )

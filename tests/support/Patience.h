@@ -13,10 +13,10 @@ public:
     static constexpr int cSeconds = 120;
 
     /// Ends the test by an exception once the time is over.
-    void check() const
+    void check( const char* complaint = "what the test waits for did not come" ) const
     {
         if ( std::chrono::steady_clock::now() > end_ )
-            throw std::runtime_error( "what the test waits for did not come" );
+            throw std::runtime_error( complaint );
     }
 
 private:

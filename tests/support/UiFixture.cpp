@@ -95,9 +95,11 @@ void UiFixture::restart()
 
 void UiFixture::settle()
 {
+    const Patience patience;
     uint64_t before = 0;
     do
     {
+        patience.check( "the frames do not come to an end" );
         before = viewer().framesDrawn();
         for ( int i = 0; i < 8; ++i )
             viewer().step( 0 );

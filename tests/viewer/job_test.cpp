@@ -1,4 +1,5 @@
 #include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/work/Job.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -8,6 +9,7 @@
 #include <future>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 using namespace VX;
 
@@ -51,6 +53,21 @@ public:
 
 private:
     std::promise<void> reached_, opened_;
+};
+
+/// Counts how often it is woken.
+struct CountedLoop final : LoopToWake
+{
+    CountedLoop() { setLoopToWake( this ); }
+    ~CountedLoop() { setLoopToWake( nullptr ); }
+    CountedLoop( const CountedLoop& ) = delete;
+    CountedLoop& operator=( const CountedLoop& ) = delete;
+
+    void postEmptyEvent() override { ++wakes; }
+    void incrementForceRedrawFrames( int, bool ) override {}
+    void requestFrameIn( double ) override {}
+
+    std::atomic<int> wakes = 0;
 };
 
 Result untilCanceled( const Job& job )
@@ -259,6 +276,29 @@ TEST_F( JobTest, IsAskedFromAnyThread )
     EXPECT_GT( job.elapsed().count(), 0 );
     door.open();
     turnUntilTold();
+}
+
+TEST_F( JobTest, WakesTheLoopForAnotherTaskOnly )
+{
+    CountedLoop loop;
+    Door door; // the start itself wakes, too
+    std::vector<int> wakes;
+    start(
+        [&]( const Job& self ) -> Result
+        {
+            door.pass();
+            for ( const char* task : { "Packing", "Packing", "Uploading" } )
+            {
+                const int before = loop.wakes;
+                self.setTask( task );
+                wakes.push_back( loop.wakes - before );
+            }
+            return {};
+        } );
+    door.waitForSomebody();
+    door.open();
+    turnUntilTold();
+    EXPECT_EQ( wakes, ( std::vector{ 1, 0, 1 } ) );
 }
 
 TEST_F( JobTest, TheThreadOfAJobKnowsItAndNoOtherDoes )

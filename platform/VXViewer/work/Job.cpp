@@ -192,6 +192,8 @@ void Job::setTask( std::string task ) const
 {
     {
         const std::lock_guard lock( state_->mutex );
+        if ( state_->task == task )
+            return;
         state_->task = std::move( task );
     }
     wake();

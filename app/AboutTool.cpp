@@ -1,4 +1,4 @@
-#include "AppTools.h"
+#include "AboutTool.h"
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXViewer/menu/ImGuiMenu.h>

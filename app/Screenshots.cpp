@@ -1,8 +1,9 @@
 #include "Screenshots.h"
 
-#include "FileOpener.h"
 #include "HeadlessSignIn.h"
+#include "open/FileOpener.h"
 
+#include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
 
 #include <spdlog/spdlog.h>
@@ -15,22 +16,29 @@ namespace VX::App
 namespace
 {
 
+/// By its format; whether it does is known for sure only when it is read.
+bool mayNeedSignIn( const std::filesystem::path& file )
+{
+    const auto* format = FileFormats::find( file );
+    return format && format->needsSignIn;
+}
+
 /// Opens what can be opened; false, and said why, when that is not all.
 bool openAll( Viewer& viewer, const Arguments& arguments )
 {
     auto files = arguments.files;
-    FileOpener opener( arguments.local ? FileOpener::StepConversion::Here : FileOpener::StepConversion::ByService );
+    FileOpener opener;
     bool good = true;
     opener.onError = [&]( const std::string& text )
     {
         spdlog::error( "{}", text );
         good = false;
     };
-    if ( !arguments.local && std::any_of( files.begin(), files.end(), isStepFile ) )
+    if ( std::any_of( files.begin(), files.end(), mayNeedSignIn ) )
         if ( const auto problem = signInHeadless(); !problem.empty() )
         {
             opener.onError( problem );
-            std::erase_if( files, isStepFile );
+            std::erase_if( files, mayNeedSignIn );
         }
     opener.open( files );
     while ( opener.pending() > 0 )

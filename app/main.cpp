@@ -1,13 +1,16 @@
+#include "AboutTool.h"
 #include "AppSetup.h"
-#include "AppTools.h"
 #include "Arguments.h"
 #include "ConfigCheck.h"
-#include "FileOpener.h"
-#include "LocalConverter.h"
 #include "LocalSetup.h"
 #include "NoNetwork.h"
 #include "ProcessTime.h"
 #include "Screenshots.h"
+#include "open/FileOpener.h"
+#include "step/ImportLeftovers.h"
+#include "step/LocalConverter.h"
+#include "step/StepFormat.h"
+#include "step/StepTools.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Path.h>
@@ -19,6 +22,7 @@
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/system/UserDirs.h>
+#include <VXViewer/work/Job.h>
 
 #include <spdlog/spdlog.h>
 
@@ -89,11 +93,21 @@ boost::signals2::scoped_connection openFirstFiles(
         } );
 }
 
+/// Removes what imports of a former run have left.
+void startTidying()
+{
+    const auto tidy = []( const Job& ) -> tl::expected<void, std::string>
+    {
+        App::ImportLeftovers::tidy();
+        return {};
+    };
+    (void)Job::start( "Tidying up", tidy );
+}
+
 int runWindow( const App::Arguments& arguments, ViewerSetup& setup )
 {
-    using Conversion = App::FileOpener::StepConversion;
     auto& viewer = getViewerInstance();
-    App::FileOpener opener( arguments.local ? Conversion::Here : Conversion::ByService );
+    App::FileOpener opener;
     viewer.filesDroppedSignal.connect(
         [&]( const std::vector<std::filesystem::path>& files ) { opener.open( files ); } );
     if ( const auto started = viewer.start( launchParams( arguments ), setup ); !started )
@@ -106,7 +120,7 @@ int runWindow( const App::Arguments& arguments, ViewerSetup& setup )
     spdlog::debug( "First frame {:.0f} ms after the start of the process", App::secondsSinceProcessStart() * 1000 );
     // After the first frame: a window that stands at once is worth more than a file a little sooner.
     const auto firstFiles = openFirstFiles( opener, arguments.files );
-    opener.tidyLeftovers();
+    startTidying();
     viewer.run();
     if ( !viewer.stop() )
         std::_Exit( 0 );

@@ -1,6 +1,7 @@
 /// The interface of the whole menu over a scene of 10 000 objects, edits of that scene, and applying a configuration.
+#include <AboutTool.h>
 #include <AppSetup.h>
-#include <AppTools.h>
+#include <step/StepTools.h>
 
 #include "support/TestMeshes.h"
 

@@ -1,6 +1,6 @@
 #include "GltfTransforms.h"
 
-#include <VXMesh/formats/GlbReader.h>
+#include <VXMesh/formats/gltf/GlbReader.h>
 #include <VXMesh/io/Json.h>
 
 namespace VX

@@ -2,8 +2,8 @@
 
 #include <VXOrvanta/Export.h>
 
-#include <VXMesh/formats/LoadedObjects.h>
 #include <VXMesh/io/Progress.h>
+#include <VXMesh/scene/LoadedObjects.h>
 
 #include <tl/expected.hpp>
 

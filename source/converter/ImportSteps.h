@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/scene/LoadedObjects.h>
 #include <VXOrvanta/converter/ImportContext.h>
 #include <VXViewer/web/WebRequest.h>
 

@@ -1,6 +1,6 @@
 #include "support/ScratchFolder.h"
 
-#include <FileWatch.h>
+#include <files/FileWatch.h>
 
 #include <gtest/gtest.h>
 

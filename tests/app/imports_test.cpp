@@ -1,12 +1,13 @@
 #include "support/ScratchFolder.h"
 #include "support/TestMeshes.h"
 
-#include <FileOpener.h>
-#include <FoundFile.h>
-#include <ImportLeftovers.h>
-#include <ImportLock.h>
-#include <ImportRecord.h>
-#include <StepImport.h>
+#include <files/FoundFile.h>
+#include <open/FileOpener.h>
+#include <step/ImportLeftovers.h>
+#include <step/ImportLock.h>
+#include <step/ImportRecord.h>
+#include <step/StepFormat.h>
+#include <step/StepImport.h>
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXViewer/web/ScriptedTransport.h>

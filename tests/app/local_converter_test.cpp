@@ -1,9 +1,9 @@
 #include "TestPlaces.h"
 #include "support/ScratchFolder.h"
 
-#include <LocalConverter.h>
 #include <LocalSetup.h>
 #include <NoNetwork.h>
+#include <step/LocalConverter.h>
 
 #include <VXMesh/io/Json.h>
 #include <VXViewer/web/WebTransport.h>

@@ -1,4 +1,4 @@
-#include <OpenMessages.h>
+#include <open/OpenMessages.h>
 
 #include <gtest/gtest.h>
 

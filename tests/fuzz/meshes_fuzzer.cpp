@@ -3,6 +3,7 @@
 
 #include <VXMesh/formats/BinaryPly.h>
 #include <VXMesh/formats/BinaryStl.h>
+#include <VXMesh/formats/FileFormats.h>
 
 #include <array>
 

@@ -2,8 +2,9 @@
 #include "support/BackendProcess.h"
 #include "support/ScratchFolder.h"
 
-#include <FileOpener.h>
-#include <StepImport.h>
+#include <open/FileOpener.h>
+#include <step/StepFormat.h>
+#include <step/StepImport.h>
 
 #include <VXViewer/web/WebRequest.h>
 

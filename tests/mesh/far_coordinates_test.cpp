@@ -1,6 +1,7 @@
 #include "support/ScratchFolder.h"
 #include "support/TestMeshes.h"
 
+#include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/FeatureEdges.h>
 #include <VXMesh/scene/Origin.h>

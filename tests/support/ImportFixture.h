@@ -2,7 +2,7 @@
 
 #include "support/ScratchFolder.h"
 
-#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/scene/LoadedObjects.h>
 #include <VXViewer/web/ScriptedTransport.h>
 
 #include <gtest/gtest.h>

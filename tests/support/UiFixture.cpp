@@ -2,8 +2,10 @@
 
 #include "support/TestMeshes.h"
 
-#include <AppTools.h>
+#include <AboutTool.h>
 #include <ConfigCheck.h>
+#include <step/StepFormat.h>
+#include <step/StepTools.h>
 
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>

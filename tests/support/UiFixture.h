@@ -4,7 +4,7 @@
 #include "support/ScratchFolder.h"
 
 #include <AppSetup.h>
-#include <FileOpener.h>
+#include <open/FileOpener.h>
 
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>

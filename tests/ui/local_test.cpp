@@ -2,10 +2,12 @@
 #include "support/ScratchFolder.h"
 #include "support/TestMeshes.h"
 
-#include <AppTools.h>
-#include <FileOpener.h>
-#include <LocalConverter.h>
+#include <AboutTool.h>
 #include <LocalSetup.h>
+#include <open/FileOpener.h>
+#include <step/LocalConverter.h>
+#include <step/StepFormat.h>
+#include <step/StepTools.h>
 
 #include <AppSetup.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
@@ -100,7 +102,7 @@ protected:
     Testing::ScratchFolder folder_;
     std::shared_ptr<ScriptedTransport> transport_ = std::make_shared<ScriptedTransport>();
     App::LocalSetup setup_{ App::mergedConfig( {} ) };
-    App::FileOpener opener_{ App::FileOpener::StepConversion::Here };
+    App::FileOpener opener_;
     std::vector<std::string> errors_;
 };
 

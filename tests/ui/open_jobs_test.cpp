@@ -1,7 +1,7 @@
 #include "support/OpeningFixture.h"
 #include "support/TestMeshes.h"
 
-#include <StepImport.h>
+#include <step/StepImport.h>
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXViewer/history/HistoryStore.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXMesh/formats/FileFormats.h>
+#include <VXMesh/formats/FileFormat.h>
 
 #include <optional>
 

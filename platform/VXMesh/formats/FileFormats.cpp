@@ -90,8 +90,7 @@ std::string fileProblem( const std::filesystem::path& file )
     return {};
 }
 
-tl::expected<LoadedObjects, std::string> loadObjectFromFile(
-    const std::filesystem::path& file, const ProgressCallback& progress )
+LoadResult loadObjectFromFile( const std::filesystem::path& file, const ProgressCallback& progress )
 {
     if ( auto problem = fileProblem( file ); !problem.empty() )
         return tl::unexpected( std::move( problem ) );

@@ -1,36 +1,18 @@
 #pragma once
 
-#include <VXMesh/formats/LoadedObjects.h>
-#include <VXMesh/io/Progress.h>
-
-#include <tl/expected.hpp>
+#include <VXMesh/formats/FileFormat.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace VX
 {
 
-using ObjectLoader = std::function<tl::expected<LoadedObjects, std::string>(
-    const std::filesystem::path& file, const ProgressCallback& progress )>;
-
-/// One kind of file that can be opened.
-struct FileFormat
-{
-    /// As a file dialog shows it: "Stanford polygon file".
-    std::string name;
-    /// In lower case, with the dot.
-    std::vector<std::string> extensions;
-    /// May be called from any thread, several times at once.
-    ObjectLoader load;
-};
-
 /// The registry of formats. Add to it before the viewer starts; reading it is safe from any thread after that.
 ///
 ///     FileFormats::add( { "List of names", { ".names" },
-///         []( const std::filesystem::path& file, const ProgressCallback& ) -> tl::expected<LoadedObjects, std::string>
+///         []( const std::filesystem::path& file, const ProgressCallback& ) -> LoadResult
 ///         {
 ///             LoadedObjects out;
 ///             out.objects.push_back( std::make_shared<Object>() );
@@ -58,7 +40,7 @@ VXMESH_API void add( FileFormat format );
 ///
 /// Blocks; any thread. Nothing is thrown, however damaged the file is. The error names the file and says what is wrong
 /// with it ("Operation was canceled" when `progress` asked to stop).
-[[nodiscard]] VXMESH_API tl::expected<LoadedObjects, std::string> loadObjectFromFile(
+[[nodiscard]] VXMESH_API LoadResult loadObjectFromFile(
     const std::filesystem::path& file, const ProgressCallback& progress = {} );
 
 } // namespace VX

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/scene/LoadedObjects.h>
 #include <VXMesh/scene/Mesh.h>
 
 #include <filesystem>

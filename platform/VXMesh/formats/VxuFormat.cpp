@@ -1,7 +1,7 @@
 #include <VXMesh/formats/VxuFormat.h>
 
-#include <VXMesh/formats/GlbReader.h>
-#include <VXMesh/formats/GltfLimits.h>
+#include <VXMesh/formats/gltf/GlbReader.h>
+#include <VXMesh/formats/gltf/GltfLimits.h>
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/MappedFile.h>

@@ -1,6 +1,6 @@
-#include <VXMesh/formats/GltfColor.h>
-#include <VXMesh/formats/GltfLimits.h>
 #include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/formats/gltf/GltfColor.h>
+#include <VXMesh/formats/gltf/GltfLimits.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <json/writer.h>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "FileWatch.h"
-#include "OpenBatch.h"
-#include "OpenMessages.h"
-#include "OpenedFiles.h"
+#include "files/FileWatch.h"
+#include "open/OpenBatch.h"
+#include "open/OpenMessages.h"
+#include "open/OpenedFiles.h"
 
 #include <VXViewer/work/Job.h>
 
@@ -17,8 +17,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <thread>
 #include <vector>
 
 namespace VX::App
@@ -26,28 +24,16 @@ namespace VX::App
 
 inline constexpr const char* cBackgroundImportKey = "importStepInBackground";
 
-/// Makes STEP files a format like any other, read through the conversion service. Call it once, before the viewer
-/// starts.
-void registerStepFormat();
-
-/// Opens files into the viewer's scene: STEP files through the conversion service, others by the framework's readers.
+/// Opens files into the viewer's scene, each as the registry of formats says.
 ///
 /// Files that are opened together are one job, with one Cancel, one step of the history and one note at the end. The
-/// job stands under the progress bar. With several STEP files, or one where the user prefers it, it runs in the
-/// background, the conversions side by side, and a note with a Cancel button tells how far it is. While nobody is
-/// signed in STEP files wait: the conversion service would refuse them. Files that change on the disk while they are
-/// open are offered to be opened again. UI thread.
+/// job stands under the progress bar. With several files that load side by side, or one where the user prefers it, it
+/// runs in the background, and a note with a Cancel button tells how far it is. Files that need a sign-in wait until
+/// somebody has signed in. Files that change on the disk while they are open are offered to be opened again. UI thread.
 class FileOpener
 {
 public:
-    /// Who converts STEP files: the service, or this machine, under the progress bar and for anybody.
-    enum class StepConversion
-    {
-        ByService,
-        Here
-    };
-
-    explicit FileOpener( StepConversion conversion = StepConversion::ByService );
+    FileOpener();
     ~FileOpener();
     FileOpener( const FileOpener& ) = delete;
     FileOpener& operator=( const FileOpener& ) = delete;
@@ -58,16 +44,14 @@ public:
 
     /// Opens files again whose objects are in the scene, in place of these.
     void reopen( const std::vector<std::filesystem::path>& files, OpenBatch::Mode mode );
-    /// STEP files of the scene that the selection means: those of its objects, or the only one when nothing is
+    /// Files of that kind in the scene that the selection means: those of its objects, or the only one when nothing is
     /// selected.
-    [[nodiscard]] std::vector<std::filesystem::path> selectedStepFiles() const;
-
-    /// Removes what imports of a former run have left, on a thread of its own.
-    void tidyLeftovers();
+    [[nodiscard]] std::vector<std::filesystem::path> selectedFiles(
+        const std::function<bool( const std::filesystem::path& )>& isOfKind ) const;
 
     /// Files that are still on their way.
     [[nodiscard]] size_t pending() const { return pending_; }
-    /// STEP files that wait until somebody has signed in.
+    /// Files that wait until somebody has signed in.
     [[nodiscard]] size_t waitingForSignIn() const { return waitingForSignIn_.size(); }
 
     /// The one that exists, or null.
@@ -88,14 +72,17 @@ private:
     struct Background
     {
         Batch batch;
+        Job job;
         /// Of its note.
         std::string key;
-        std::thread thread;
+        /// What the note says.
+        std::string stage;
+        float fraction = 0;
     };
 
     void openScene_( const std::filesystem::path& file );
     void openWaiting_();
-    /// Lets those of the files wait that need the service, and returns the others.
+    /// Lets those of the files wait that need a sign-in, and returns the others.
     [[nodiscard]] std::vector<std::filesystem::path> withoutWaiting_( const std::vector<std::filesystem::path>& files );
     void start_( const Batch& batch );
     void openNext_();
@@ -103,9 +90,10 @@ private:
     void openUnderProgressBar_( const Batch& batch );
     void endShown_( const Batch& batch, const Job::Outcome& outcome );
     void openInBackground_( const Batch& batch );
-    void endBackground_( const Batch& batch );
-    void showProgress_( const Batch& batch, const std::string& key, const std::string& stage, float fraction );
-    void finish_( const Batch& batch, bool background );
+    void endBackground_( const Batch& batch, const Job::Outcome& outcome );
+    void tellProgress_();
+    static void showProgress_( const Background& background );
+    void finish_( const Batch& batch, const Job::Outcome& outcome, bool background );
     void addToScene_( OpenBatch& batch );
     void showNotice_( OpenBatch& batch, bool background );
     void showFailures_( const std::vector<OpenFailure>& failures, size_t count, bool background );
@@ -113,7 +101,6 @@ private:
     /// Runs on the UI thread, unless this object has gone until then. Any thread.
     void later_( std::function<void()> command );
 
-    StepConversion conversion_;
     std::deque<Batch> queue_;
     /// The one under the progress bar, also when it was canceled and has not ended.
     std::optional<Shown> shown_;
@@ -121,10 +108,10 @@ private:
     std::vector<std::filesystem::path> waitingForSignIn_;
     boost::signals2::scoped_connection signInFrames_;
     boost::signals2::scoped_connection barFrames_;
+    boost::signals2::scoped_connection noteFrames_;
     size_t pending_ = 0;
     size_t batches_ = 0;
     std::shared_ptr<std::atomic<bool>> closing_;
-    std::thread tidying_;
     OpenedFiles opened_;
     boost::signals2::scoped_connection saved_;
     FileWatch watch_;

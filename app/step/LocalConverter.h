@@ -1,7 +1,7 @@
 #pragma once
 
-#include <VXMesh/formats/LoadedObjects.h>
 #include <VXMesh/io/Progress.h>
+#include <VXMesh/scene/LoadedObjects.h>
 
 #include <tl/expected.hpp>
 

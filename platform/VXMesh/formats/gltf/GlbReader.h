@@ -1,8 +1,8 @@
 #pragma once
 
-#include <VXMesh/formats/GltfAccessors.h>
-#include <VXMesh/formats/LoadedObjects.h>
+#include <VXMesh/formats/gltf/GltfAccessors.h>
 #include <VXMesh/io/Progress.h>
+#include <VXMesh/scene/LoadedObjects.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <map>

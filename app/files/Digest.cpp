@@ -1,4 +1,4 @@
-#include "Digest.h"
+#include "files/Digest.h"
 
 #include <VXMesh/io/Path.h>
 

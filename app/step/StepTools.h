@@ -3,8 +3,8 @@
 namespace VX::App
 {
 
-/// The tools and settings that only this program has; call these once, before the viewer starts.
-void registerAboutTool();
+/// What only a program that opens STEP files has in its ribbon and settings; call these once, before the viewer starts.
+
 /// The tool that has an opened STEP file converted again.
 void registerConvertTool();
 /// The entry "Import STEP files in the background" of the settings.

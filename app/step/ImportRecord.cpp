@@ -1,6 +1,6 @@
-#include "ImportRecord.h"
+#include "step/ImportRecord.h"
 
-#include "KeptJson.h"
+#include "step/KeptJson.h"
 
 #include <algorithm>
 #include <vector>

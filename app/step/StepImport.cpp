@@ -1,8 +1,8 @@
-#include "StepImport.h"
+#include "step/StepImport.h"
 
-#include "Digest.h"
-#include "ImportLeftovers.h"
-#include "ImportRecord.h"
+#include "files/Digest.h"
+#include "step/ImportLeftovers.h"
+#include "step/ImportRecord.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
@@ -90,7 +90,7 @@ std::string StepImport::checkConverted_()
     return {};
 }
 
-StepImport::Result StepImport::finish_( Result result )
+LoadResult StepImport::finish_( LoadResult result )
 {
     if ( result )
     {
@@ -104,27 +104,26 @@ StepImport::Result StepImport::finish_( Result result )
     return result;
 }
 
-StepImport::Result StepImport::run( const ProgressCallback& progress )
+LoadResult StepImport::run( const ProgressCallback& progress )
 {
     if ( auto problem = prepare_( progress ); !problem.empty() )
         return tl::unexpected( std::move( problem ) );
     return finish_( ConverterService::fromStep( file_, progress ) );
 }
 
-void StepImport::runAsync(
-    const std::shared_ptr<StepImport>& import, std::function<void( Result )> done, const ProgressCallback& progress )
+void StepImport::start( Done done, const ProgressCallback& progress )
 {
-    if ( auto problem = import->prepare_( progress ); !problem.empty() )
+    if ( auto problem = prepare_( progress ); !problem.empty() )
     {
-        import->lock_.reset();
+        lock_.reset();
         return done( tl::unexpected( std::move( problem ) ) );
     }
     ConverterService::fromStep(
-        import->file_, [import, done = std::move( done )]( Result result )
-        { done( import->finish_( std::move( result ) ) ); }, progress );
+        file_, [self = shared_from_this(), done = std::move( done )]( LoadResult result )
+        { done( self->finish_( std::move( result ) ) ); }, progress );
 }
 
-StepImport::Result importStep( const std::filesystem::path& file, const ProgressCallback& progress )
+LoadResult importStep( const std::filesystem::path& file, const ProgressCallback& progress )
 {
     StepImport import( file );
     if ( import.tryBegin() )

@@ -1,6 +1,6 @@
-#include "KeptJson.h"
+#include "step/KeptJson.h"
 
-#include "ImportLock.h"
+#include "step/ImportLock.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>

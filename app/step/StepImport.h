@@ -1,16 +1,11 @@
 #pragma once
 
-#include "FoundFile.h"
-#include "ImportLock.h"
+#include "files/FoundFile.h"
+#include "step/ImportLock.h"
 
-#include <VXMesh/formats/LoadedObjects.h>
-#include <VXMesh/io/Progress.h>
+#include <VXMesh/formats/FileFormat.h>
 
-#include <tl/expected.hpp>
-
-#include <atomic>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,27 +18,21 @@ namespace VX::App
 /// The service's client keeps converted files by name alone. Before it is asked, what lies under that name is removed
 /// unless this user's program made it from these very bytes; afterwards it is looked at once more. Imports that share
 /// working files take turns, also with other programs of this user. Worker threads.
-class StepImport
+class StepImport final : public AsyncLoad, public std::enable_shared_from_this<StepImport>
 {
 public:
-    using Result = tl::expected<LoadedObjects, std::string>;
-
     explicit StepImport( std::filesystem::path file );
 
-    /// Takes the turn; false while another import has it. It ends with the import's result or with this object.
-    [[nodiscard]] bool tryBegin();
+    /// Takes the turn.
+    [[nodiscard]] bool tryBegin() override;
+    void start( Done done, const ProgressCallback& progress ) override;
 
     /// Imports and blocks; for the thread of a job under `ProgressBar`, whose stage it names. `tryBegin` first.
-    [[nodiscard]] Result run( const ProgressCallback& progress );
-
-    /// Imports without holding a thread while the service works. `done` is called once: on this thread when nothing
-    /// has to be asked, else on one of the framework's. `tryBegin` first.
-    static void runAsync( const std::shared_ptr<StepImport>& import, std::function<void( Result )> done,
-        const ProgressCallback& progress );
+    [[nodiscard]] LoadResult run( const ProgressCallback& progress );
 
 private:
     [[nodiscard]] std::string prepare_( const ProgressCallback& progress );
-    [[nodiscard]] Result finish_( Result result );
+    [[nodiscard]] LoadResult finish_( LoadResult result );
     [[nodiscard]] std::string checkConverted_();
 
     std::filesystem::path file_;
@@ -58,7 +47,7 @@ private:
 };
 
 /// Imports a STEP file as soon as no other import has its working files, and blocks until then.
-[[nodiscard]] StepImport::Result importStep( const std::filesystem::path& file, const ProgressCallback& progress );
+[[nodiscard]] LoadResult importStep( const std::filesystem::path& file, const ProgressCallback& progress );
 
 /// Whether a file was converted before and has not been changed since, by its size and time: most likely no service is
 /// asked when it is opened. Any thread.

@@ -1,6 +1,6 @@
-#include <VXMesh/formats/GltfPrimitives.h>
+#include <VXMesh/formats/gltf/GltfPrimitives.h>
 
-#include <VXMesh/formats/GltfAccessors.h>
+#include <VXMesh/formats/gltf/GltfAccessors.h>
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "OpenedFiles.h"
+#include "open/OpenedFiles.h"
 #include <VXViewer/scene/SceneRoot.h>
 
 namespace VX::App

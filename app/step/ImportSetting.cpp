@@ -1,5 +1,5 @@
-#include "AppTools.h"
-#include "FileOpener.h"
+#include "open/FileOpener.h"
+#include "step/StepTools.h"
 
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/tools/ViewerSettingsPlugin.h>

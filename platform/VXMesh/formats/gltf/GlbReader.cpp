@@ -1,8 +1,8 @@
-#include <VXMesh/formats/GlbReader.h>
+#include <VXMesh/formats/gltf/GlbReader.h>
 
-#include <VXMesh/formats/GltfColor.h>
-#include <VXMesh/formats/GltfLimits.h>
-#include <VXMesh/formats/GltfPrimitives.h>
+#include <VXMesh/formats/gltf/GltfColor.h>
+#include <VXMesh/formats/gltf/GltfLimits.h>
+#include <VXMesh/formats/gltf/GltfPrimitives.h>
 #include <VXMesh/io/Json.h>
 #include <VXMesh/scene/Origin.h>
 

@@ -1,5 +1,6 @@
-#include "AppTools.h"
-#include "FileOpener.h"
+#include "open/FileOpener.h"
+#include "step/StepFormat.h"
+#include "step/StepTools.h"
 
 #include <VXViewer/tools/FunctionItem.h>
 
@@ -11,13 +12,13 @@ namespace
 void convertAnew()
 {
     if ( auto* opener = FileOpener::instance() )
-        opener->reopen( opener->selectedStepFiles(), OpenBatch::Mode::ConvertAnew );
+        opener->reopen( opener->selectedFiles( &isStepFile ), OpenBatch::Mode::LoadAnew );
 }
 
 std::string_view hasStepFile( const SelectedObjects& )
 {
     const auto* opener = FileOpener::instance();
-    return opener && !opener->selectedStepFiles().empty() ? "" : "Select an object of an opened STEP file";
+    return opener && !opener->selectedFiles( &isStepFile ).empty() ? "" : "Select an object of an opened STEP file";
 }
 
 } // namespace

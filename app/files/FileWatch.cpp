@@ -1,4 +1,4 @@
-#include "FileWatch.h"
+#include "files/FileWatch.h"
 
 #include <VXMesh/io/Path.h>
 

@@ -1,4 +1,4 @@
-#include "OpenMessages.h"
+#include "open/OpenMessages.h"
 
 #include <VXMesh/io/Path.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>

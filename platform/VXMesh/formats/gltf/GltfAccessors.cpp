@@ -1,6 +1,6 @@
-#include <VXMesh/formats/GltfAccessors.h>
+#include <VXMesh/formats/gltf/GltfAccessors.h>
 
-#include <VXMesh/formats/GltfColor.h>
+#include <VXMesh/formats/gltf/GltfColor.h>
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Progress.h>
 

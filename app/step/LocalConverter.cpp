@@ -1,4 +1,4 @@
-#include "LocalConverter.h"
+#include "step/LocalConverter.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/ScratchFolder.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FoundFile.h"
+#include "files/FoundFile.h"
 
 #include <optional>
 #include <string>

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "FoundFile.h"
+#include "files/FoundFile.h"
 
-#include <VXMesh/formats/LoadedObjects.h>
-#include <VXMesh/io/Progress.h>
-
-#include <tl/expected.hpp>
+#include <VXMesh/formats/FileFormat.h>
 
 #include <condition_variable>
 #include <deque>
@@ -20,18 +17,10 @@
 namespace VX::App
 {
 
-class StepImport;
-
-/// Whether a file is a STEP file by its name.
-[[nodiscard]] bool isStepFile( const std::filesystem::path& file );
-
 /// Files that are opened together, as one job: with one total, one Cancel and one end.
 class OpenBatch : public std::enable_shared_from_this<OpenBatch>
 {
 public:
-    /// What became of one file; the error is a text for the user.
-    using Result = tl::expected<LoadedObjects, std::string>;
-
     enum class Mode
     {
         Open,
@@ -39,8 +28,8 @@ public:
         Scene,
         /// The objects take the place of those that the file was opened to before.
         Reload,
-        /// The same, and what is known of the file's conversion is forgotten.
-        ConvertAnew
+        /// The same, and what is kept of the file's former loads is forgotten.
+        LoadAnew
     };
 
     /// Where a run reports to.
@@ -58,14 +47,14 @@ public:
         /// As it was before it was read.
         FileIdentity identity;
         /// Nothing while it has not been read.
-        std::optional<Result> result;
+        std::optional<LoadResult> result;
     };
 
     explicit OpenBatch( const std::vector<std::filesystem::path>& files, Mode mode = Mode::Open );
 
     /// Reads one file after the other. Blocks; returns when all are read, or soon after it was canceled.
     void run( const Bar& bar );
-    /// The same, with STEP files converted side by side meanwhile.
+    /// The same, while those whose format can do that are loaded side by side.
     void runSideBySide( const Bar& bar );
     /// Any thread.
     void cancel();
@@ -73,16 +62,18 @@ public:
 
     [[nodiscard]] Mode mode() const { return mode_; }
     [[nodiscard]] size_t size() const { return files_.size(); }
+    /// How many of the files `runSideBySide` loads side by side.
+    [[nodiscard]] size_t sideBySideCount() const;
     /// Before and after a run.
     [[nodiscard]] std::vector<File>& files() { return files_; }
 
 private:
     void begin_( size_t index );
     void read_( size_t index, const Bar& bar );
-    void store_( size_t index, Result result );
+    void store_( size_t index, LoadResult result );
     [[nodiscard]] float setFraction_( size_t index, float fraction );
-    void startSteps_( std::deque<size_t>& waiting );
-    void startStep_( size_t index, const std::shared_ptr<StepImport>& import );
+    void startLoads_( std::deque<size_t>& waiting );
+    void startLoad_( size_t index, const std::shared_ptr<AsyncLoad>& load );
     void waitForNews_( bool forTurn );
     [[nodiscard]] std::string stageSideBySide_( const std::deque<size_t>& waiting ) const;
 
@@ -95,7 +86,7 @@ private:
     std::vector<float> fractions_;
     double sum_ = 0;
     size_t done_ = 0;
-    size_t converting_ = 0;
+    size_t loading_ = 0;
 };
 
 } // namespace VX::App

@@ -1,9 +1,9 @@
-#include "ImportLeftovers.h"
+#include "step/ImportLeftovers.h"
 
-#include "FoundFile.h"
-#include "ImportLock.h"
-#include "ImportRecord.h"
-#include "KeptJson.h"
+#include "files/FoundFile.h"
+#include "step/ImportLock.h"
+#include "step/ImportRecord.h"
+#include "step/KeptJson.h"
 
 #include <VXMesh/io/Path.h>
 #include <VXOrvanta/converter/ConverterService.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FoundFile.h"
+#include "files/FoundFile.h"
 
 #include <VXMesh/scene/Object.h>
 

@@ -1,12 +1,8 @@
-#include "FileOpener.h"
-
-#include "ImportLeftovers.h"
-#include "StepImport.h"
+#include "open/FileOpener.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXOrvanta/converter/ConverterService.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/core/ViewerTitle.h>
@@ -20,7 +16,6 @@
 #include <VXViewer/work/ProgressBar.h>
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 namespace VX::App
@@ -30,18 +25,16 @@ namespace
 
 FileOpener* sInstance = nullptr;
 
-/// Of what a note tells about a job.
-constexpr auto cInterval = std::chrono::milliseconds( 100 );
-
 bool mustSignInFirst()
 {
     const auto menu = OrvantaRibbonMenu::instance();
     return menu && menu->isAuthEnabled() && UserInfo::getAccessToken().empty();
 }
 
-bool needsService( const std::filesystem::path& file )
+bool needsSignIn( const std::filesystem::path& file )
 {
-    return isStepFile( file ) && !isConverted( file );
+    const auto* format = FileFormats::find( file );
+    return format && format->needsSignIn && format->needsSignIn( file );
 }
 
 std::string titleOf( OpenBatch& batch )
@@ -51,33 +44,29 @@ std::string titleOf( OpenBatch& batch )
     return std::to_string( batch.size() ) + " files";
 }
 
-bool belongsInBackground( OpenBatch& batch )
+bool belongsInBackground( const OpenBatch& batch )
 {
-    const auto& files = batch.files();
-    const auto steps =
-        std::count_if( files.begin(), files.end(), []( const auto& file ) { return isStepFile( file.path ); } );
-    return steps > 1 || ( steps == 1 && Config::instance().getBool( cBackgroundImportKey, false ) );
+    const auto count = batch.sideBySideCount();
+    return count > 1 || ( count == 1 && Config::instance().getBool( cBackgroundImportKey, false ) );
+}
+
+/// A batch that waits for answers asks its job nothing meanwhile.
+void giveUp( const Job& job, OpenBatch& batch )
+{
+    job.cancel();
+    batch.cancel();
 }
 
 /// Whether what is read takes the place of what the same files were opened to before.
 bool reopens( const OpenBatch& batch )
 {
-    return batch.mode() == OpenBatch::Mode::Reload || batch.mode() == OpenBatch::Mode::ConvertAnew;
+    return batch.mode() == OpenBatch::Mode::Reload || batch.mode() == OpenBatch::Mode::LoadAnew;
 }
 
 } // namespace
 
-void registerStepFormat()
-{
-    FileFormats::add(
-        { "STEP model", { ".step", ".stp" }, []( const std::filesystem::path& file, const ProgressCallback& progress )
-            { return importStep( file, progress ); } } );
-    ConverterService::setFolderObserver( &ImportLeftovers::noteFolder );
-}
-
-FileOpener::FileOpener( StepConversion conversion )
-    : conversion_( conversion )
-    , closing_( std::make_shared<std::atomic<bool>>( false ) )
+FileOpener::FileOpener()
+    : closing_( std::make_shared<std::atomic<bool>>( false ) )
     , watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
 {
     sInstance = this;
@@ -90,12 +79,8 @@ FileOpener::~FileOpener()
     *closing_ = true;
     if ( shown_ )
         shown_->job.cancel();
-    for ( auto& background : backgrounds_ )
-        background.batch->cancel();
-    for ( auto& background : backgrounds_ )
-        background.thread.join();
-    if ( tidying_.joinable() )
-        tidying_.join();
+    for ( const auto& background : backgrounds_ )
+        giveUp( background.job, *background.batch );
     if ( sInstance == this )
         sInstance = nullptr;
 }
@@ -113,12 +98,6 @@ void FileOpener::later_( std::function<void()> command )
             if ( !*closing )
                 command();
         } );
-}
-
-void FileOpener::tidyLeftovers()
-{
-    if ( !tidying_.joinable() )
-        tidying_ = std::thread( &ImportLeftovers::tidy );
 }
 
 void FileOpener::openWaiting_()
@@ -141,8 +120,8 @@ void FileOpener::open( const std::vector<std::filesystem::path>& files )
 std::vector<std::filesystem::path> FileOpener::withoutWaiting_( const std::vector<std::filesystem::path>& files )
 {
     std::vector<std::filesystem::path> ready;
-    std::partition_copy( files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ),
-        std::back_inserter( ready ), needsService );
+    std::partition_copy(
+        files.begin(), files.end(), std::back_inserter( waitingForSignIn_ ), std::back_inserter( ready ), needsSignIn );
     // A sign-in draws frames, and nothing else can end the wait.
     if ( !waitingForSignIn_.empty() )
         signInFrames_ = getViewerInstance().perFrameSignal.connect( [this] { openWaiting_(); } );
@@ -168,7 +147,7 @@ void FileOpener::reopen( const std::vector<std::filesystem::path>& files, OpenBa
 void FileOpener::start_( const Batch& batch )
 {
     pending_ += batch->size();
-    if ( conversion_ == StepConversion::ByService && belongsInBackground( *batch ) )
+    if ( belongsInBackground( *batch ) )
         return openInBackground_( batch );
     dropCanceled_();
     queue_.push_back( batch );
@@ -230,10 +209,7 @@ void FileOpener::endShown_( const Batch& batch, const Job::Outcome& outcome )
     if ( outcome.end != Job::End::Canceled )
     {
         shown_.reset();
-        for ( auto& file : batch->files() )
-            if ( !file.result )
-                file.result = tl::unexpected( outcome.error );
-        finish_( batch, false );
+        finish_( batch, outcome, false );
     }
     else if ( shown_ && shown_->batch == batch )
         dropCanceled_();
@@ -242,79 +218,96 @@ void FileOpener::endShown_( const Batch& batch, const Job::Outcome& outcome )
 
 void FileOpener::openInBackground_( const Batch& batch )
 {
-    using Clock = std::chrono::steady_clock;
-    const auto key = "opening " + std::to_string( ++batches_ );
-    showProgress_( batch, key, batch->size() == 1 ? "Converting" : "0 of " + titleOf( *batch ) + " are ready", 0 );
-    auto work = [this, batch, key]
+    const auto work = [batch]( const Job& job ) -> tl::expected<void, std::string>
     {
-        std::string stage, shown;
-        auto last = Clock::now();
-        const auto report = [&, this]( float fraction )
-        {
-            // Ten a second at most, but no stage is left out that lasts.
-            if ( const auto now = Clock::now(); now - last >= cInterval || stage != shown )
-            {
-                last = now;
-                shown = stage;
-                later_( [this, batch, key, stage, fraction] { showProgress_( batch, key, stage, fraction ); } );
-            }
-            return true;
-        };
-        batch->runSideBySide( { report, [&]( const std::string& text ) { stage = text; } } );
-        later_( [this, batch] { endBackground_( batch ); } );
+        batch->runSideBySide( { job.progress(), [&job]( const std::string& stage ) { job.setTask( stage ); } } );
+        return {};
     };
-    backgrounds_.push_back( { batch, key, std::thread( std::move( work ) ) } );
+    const auto ended = [this, closing = closing_, batch]( const Job::Outcome& outcome )
+    {
+        if ( !*closing )
+            endBackground_( batch, outcome );
+    };
+    const auto job = Job::start( "Opening " + titleOf( *batch ), work, ended );
+    if ( !job ) // the program ends
+    {
+        pending_ -= batch->size();
+        return;
+    }
+    const auto first = batch->size() == 1 ? "Converting" : "0 of " + titleOf( *batch ) + " are ready";
+    backgrounds_.push_back( { batch, *job, "opening " + std::to_string( ++batches_ ), first } );
+    showProgress_( backgrounds_.back() );
+    // The jobs wake the loop when there is something to tell.
+    noteFrames_ = getViewerInstance().perFrameSignal.connect( [this] { tellProgress_(); } );
 }
 
-void FileOpener::showProgress_( const Batch& batch, const std::string& key, const std::string& stage, float fraction )
+void FileOpener::tellProgress_()
+{
+    for ( auto& background : backgrounds_ )
+    {
+        auto stage = background.job.task();
+        const float fraction = background.job.fraction();
+        if ( stage.empty() || ( stage == background.stage && fraction == background.fraction ) )
+            continue;
+        background.stage = std::move( stage );
+        background.fraction = fraction;
+        showProgress_( background );
+    }
+}
+
+void FileOpener::showProgress_( const Background& background )
 {
     const auto& menu = getViewerInstance().getMenuPlugin();
-    if ( !menu || batch->isCanceled() )
+    if ( !menu || background.job.isCanceled() )
         return;
-    const auto cancel = [weak = std::weak_ptr( batch )]
+    const auto cancel = [job = background.job, weak = std::weak_ptr( background.batch )]
     {
         if ( const auto alive = weak.lock() )
-            alive->cancel();
+            giveUp( job, *alive );
     };
-    RibbonNotification note{ .header = "Opening " + titleOf( *batch ),
-        .text = stage,
+    RibbonNotification note{ .header = background.job.name(),
+        .text = background.stage,
         .buttonName = "Cancel",
         .onButtonClick = cancel,
         .lifeTimeSec = 0 };
-    note.key = key;
-    note.progress = fraction;
+    note.key = background.key;
+    note.progress = background.fraction;
     menu->pushNotification( note );
 }
 
-void FileOpener::endBackground_( const Batch& batch )
+void FileOpener::endBackground_( const Batch& batch, const Job::Outcome& outcome )
 {
     const auto it = std::find_if(
         backgrounds_.begin(), backgrounds_.end(), [&]( const auto& background ) { return background.batch == batch; } );
     if ( it == backgrounds_.end() )
         return;
-    it->thread.join();
     if ( const auto& menu = getViewerInstance().getMenuPlugin() )
         menu->removeNotification( it->key );
     backgrounds_.erase( it );
+    if ( backgrounds_.empty() )
+        noteFrames_.disconnect();
     pending_ -= batch->size();
-    if ( !batch->isCanceled() )
-        finish_( batch, true );
+    if ( outcome.end != Job::End::Canceled )
+        finish_( batch, outcome, true );
 }
 
-void FileOpener::finish_( const Batch& batch, bool background )
+void FileOpener::finish_( const Batch& batch, const Job::Outcome& outcome, bool background )
 {
+    for ( auto& file : batch->files() )
+        if ( !file.result )
+            file.result = tl::unexpected( outcome.error );
     addToScene_( *batch );
     showNotice_( *batch, background );
     std::vector<OpenFailure> failures;
     for ( const auto& file : batch->files() )
-        if ( file.result && !*file.result )
+        if ( !*file.result )
             failures.push_back( { file.path, file.result->error() } );
     if ( !failures.empty() )
         showFailures_( failures, batch->size(), background );
     if ( !onOpened )
         return;
     for ( const auto& file : batch->files() )
-        if ( file.result && *file.result )
+        if ( *file.result )
             onOpened( file.path );
 }
 
@@ -324,7 +317,7 @@ void FileOpener::addToScene_( OpenBatch& batch )
     std::string last;
     for ( const auto& file : batch.files() )
     {
-        if ( !file.result || !*file.result )
+        if ( !*file.result )
             continue;
         const auto path = fullPath( file.path );
         if ( reopens( batch ) )
@@ -357,7 +350,7 @@ void FileOpener::showNotice_( OpenBatch& batch, bool background )
     std::vector<std::filesystem::path> files;
     std::vector<std::string> warnings;
     for ( const auto& file : batch.files() )
-        if ( file.result && *file.result )
+        if ( *file.result )
         {
             files.push_back( file.path );
             warnings.push_back( ( *file.result )->warnings );
@@ -440,18 +433,19 @@ void FileOpener::onChangedFile_( const std::filesystem::path& file )
     menu->pushNotification( note );
 }
 
-std::vector<std::filesystem::path> FileOpener::selectedStepFiles() const
+std::vector<std::filesystem::path> FileOpener::selectedFiles(
+    const std::function<bool( const std::filesystem::path& )>& isOfKind ) const
 {
     std::vector<std::filesystem::path> out;
     const auto& selected = SceneCache::getAllObjects<Object, ObjectSelectivityType::Selected>();
     for ( const auto& object : selected )
         if ( const auto* file = opened_.fileOf( *object );
-            file && isStepFile( *file ) && std::find( out.begin(), out.end(), *file ) == out.end() )
+            file && isOfKind( *file ) && std::find( out.begin(), out.end(), *file ) == out.end() )
             out.push_back( *file );
     if ( !selected.empty() )
         return out;
     for ( auto& file : opened_.inScene() )
-        if ( isStepFile( file ) )
+        if ( isOfKind( file ) )
             out.push_back( std::move( file ) );
     return out.size() == 1 ? out : std::vector<std::filesystem::path>{};
 }

@@ -1,4 +1,4 @@
-#include "FoundFile.h"
+#include "files/FoundFile.h"
 
 #include <VXMesh/io/Path.h>
 

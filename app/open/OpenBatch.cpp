@@ -1,10 +1,7 @@
-#include "OpenBatch.h"
-
-#include "StepImport.h"
+#include "open/OpenBatch.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
-#include <VXMesh/io/Text.h>
 
 #include <algorithm>
 #include <chrono>
@@ -21,6 +18,12 @@ constexpr size_t cSideBySide = 8;
 constexpr size_t cTriesAtOnce = 32;
 constexpr auto cTurnInterval = std::chrono::milliseconds( 100 );
 
+bool loadsSideBySide( const OpenBatch::File& file )
+{
+    const auto* format = FileFormats::find( file.path );
+    return format && format->loadAsync;
+}
+
 } // namespace
 
 OpenBatch::OpenBatch( const std::vector<std::filesystem::path>& files, Mode mode )
@@ -29,6 +32,11 @@ OpenBatch::OpenBatch( const std::vector<std::filesystem::path>& files, Mode mode
 {
     for ( const auto& file : files )
         files_.push_back( { file, {}, {} } );
+}
+
+size_t OpenBatch::sideBySideCount() const
+{
+    return size_t( std::count_if( files_.begin(), files_.end(), loadsSideBySide ) );
 }
 
 void OpenBatch::cancel()
@@ -56,11 +64,12 @@ float OpenBatch::setFraction_( size_t index, float fraction )
 void OpenBatch::begin_( size_t index )
 {
     files_[index].identity = identityOf( files_[index].path );
-    if ( mode_ == Mode::ConvertAnew && isStepFile( files_[index].path ) )
-        forgetConversion( files_[index].path );
+    if ( const auto* format = FileFormats::find( files_[index].path );
+        mode_ == Mode::LoadAnew && format && format->forget )
+        format->forget( files_[index].path );
 }
 
-void OpenBatch::store_( size_t index, Result result )
+void OpenBatch::store_( size_t index, LoadResult result )
 {
     (void)setFraction_( index, 1 );
     const std::lock_guard lock( mutex_ );
@@ -115,14 +124,14 @@ void OpenBatch::run( const Bar& bar )
     }
 }
 
-void OpenBatch::startStep_( size_t index, const std::shared_ptr<StepImport>& import )
+void OpenBatch::startLoad_( size_t index, const std::shared_ptr<AsyncLoad>& load )
 {
     begin_( index );
     {
         const std::lock_guard lock( mutex_ );
-        ++converting_;
+        ++loading_;
     }
-    // The import outlives a batch that was given up, and whatever is asked after that ends it.
+    // The load outlives a batch that was given up, and whatever is asked after that ends it.
     const auto progress = [weak = weak_from_this(), index]( float fraction )
     {
         const auto batch = weak.lock();
@@ -130,34 +139,34 @@ void OpenBatch::startStep_( size_t index, const std::shared_ptr<StepImport>& imp
             (void)batch->setFraction_( index, fraction );
         return batch && !batch->isCanceled();
     };
-    const auto done = [weak = weak_from_this(), index]( Result result )
+    const auto done = [weak = weak_from_this(), index]( LoadResult result )
     {
         const auto batch = weak.lock();
         if ( !batch )
             return;
         {
             const std::lock_guard lock( batch->mutex_ );
-            --batch->converting_;
+            --batch->loading_;
         }
         batch->store_( index, std::move( result ) );
     };
-    StepImport::runAsync( import, done, progress );
+    load->start( done, progress );
 }
 
-void OpenBatch::startSteps_( std::deque<size_t>& waiting )
+void OpenBatch::startLoads_( std::deque<size_t>& waiting )
 {
     for ( size_t tries = std::min( waiting.size(), cTriesAtOnce ); tries > 0; --tries )
     {
         {
             const std::lock_guard lock( mutex_ );
-            if ( converting_ >= cSideBySide || canceled_ )
+            if ( loading_ >= cSideBySide || canceled_ )
                 return;
         }
         const size_t index = waiting.front();
         waiting.pop_front();
-        const auto import = std::make_shared<StepImport>( files_[index].path );
-        if ( import->tryBegin() )
-            startStep_( index, import );
+        const auto load = FileFormats::find( files_[index].path )->loadAsync( files_[index].path );
+        if ( load->tryBegin() )
+            startLoad_( index, load );
         else
             waiting.push_back( index );
     }
@@ -177,7 +186,7 @@ void OpenBatch::waitForNews_( bool forTurn )
 std::string OpenBatch::stageSideBySide_( const std::deque<size_t>& waiting ) const
 {
     const std::lock_guard lock( mutex_ );
-    if ( converting_ == 0 && !waiting.empty() )
+    if ( loading_ == 0 && !waiting.empty() )
         return "Waiting for another import of " + utf8string( files_[waiting.front()].path.filename() );
     return files_.size() == 1 ? "Converting"
                               : std::to_string( done_ ) + " of " + std::to_string( files_.size() ) + " are ready";
@@ -185,13 +194,13 @@ std::string OpenBatch::stageSideBySide_( const std::deque<size_t>& waiting ) con
 
 void OpenBatch::runSideBySide( const Bar& bar )
 {
-    std::deque<size_t> steps, others;
+    std::deque<size_t> sideBySide, others;
     for ( size_t i = 0; i < files_.size(); ++i )
-        ( isStepFile( files_[i].path ) ? steps : others ).push_back( i );
+        ( loadsSideBySide( files_[i] ) ? sideBySide : others ).push_back( i );
     for ( ;; )
     {
-        startSteps_( steps );
-        bar.stage( stageSideBySide_( steps ) );
+        startLoads_( sideBySide );
+        bar.stage( stageSideBySide_( sideBySide ) );
         float all = 0;
         {
             const std::lock_guard lock( mutex_ );
@@ -207,14 +216,8 @@ void OpenBatch::runSideBySide( const Bar& bar )
             others.pop_front();
         }
         else
-            waitForNews_( !steps.empty() );
+            waitForNews_( !sideBySide.empty() );
     }
-}
-
-bool isStepFile( const std::filesystem::path& file )
-{
-    const auto extension = toLower( utf8string( file.extension() ) );
-    return extension == ".step" || extension == ".stp";
 }
 
 } // namespace VX::App

@@ -1,6 +1,6 @@
-#include "ImportLock.h"
+#include "step/ImportLock.h"
 
-#include "Digest.h"
+#include "files/Digest.h"
 
 #include <VXViewer/system/UserDirs.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VXViewer/core/ViewerSetup.h>
-#include <VXViewer/ribbon/RibbonMenuItem.h>
+#include <VXViewer/schema/RibbonMenuItem.h>
 
 #include <json/value.h>
 

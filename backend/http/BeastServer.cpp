@@ -2,7 +2,7 @@
 #include "http/HttpServer.h"
 #include "http/HttpSession.h"
 #include "http/TlsConnection.h"
-#include "http/TlsContext.h"
+#include "tls/TlsContext.h"
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>

@@ -1,7 +1,7 @@
-#include <VXOrvanta/account/AuthForm.h>
 #include <VXOrvanta/account/AuthWindow.h>
 #include <VXOrvanta/account/CredentialRules.h>
 #include <VXOrvanta/account/SignIn.h>
+#include <VXOrvanta/account/form/AuthForm.h>
 
 #include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>

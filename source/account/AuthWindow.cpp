@@ -1,7 +1,7 @@
 #include <VXOrvanta/account/AuthWindow.h>
 
-#include <VXOrvanta/account/AuthForm.h>
 #include <VXOrvanta/account/SignIn.h>
+#include <VXOrvanta/account/form/AuthForm.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/menu/ImGuiMenu.h>

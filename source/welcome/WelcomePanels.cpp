@@ -4,7 +4,7 @@
 #include <VXOrvanta/telemetry/SessionLogs.h>
 #include <VXOrvanta/welcome/SitePages.h>
 #include <VXViewer/menu/LinkOpener.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>

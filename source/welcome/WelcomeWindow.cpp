@@ -3,8 +3,8 @@
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/CurrentView.h>
 #include <VXViewer/ribbon/RibbonMenu.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/scene/SceneCache.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/window/Window.h>

@@ -1,7 +1,7 @@
 /// Feeds any bytes to the readers of the program's configuration, as a file of the user's would.
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/shell/OrvantaConfig.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/ui/ColorTheme.h>
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 /// the same in whatever pieces the bytes come, but that a body which is refused before it has come ends the connection.
 #include "Scratch.h"
 
-#include "support/MemoryConnection.h"
+#include "support/service/MemoryConnection.h"
 
 #include <spdlog/spdlog.h>
 

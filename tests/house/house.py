@@ -6,6 +6,7 @@ is not, every header that too many include, every one that lacks its example, ev
 long, and every folder that docs/architecture.md does not name; ends with 1 when there is any. With --headers it prints
 the public headers instead.
 """
+import collections
 import pathlib
 import re
 import subprocess
@@ -17,8 +18,8 @@ from examples import SHOWN, example_in
 STOREYS = {
     "platform/VXMesh": [["io", "math", "system"], ["scene"], ["formats/gltf"], ["formats"]],
     "platform/VXViewer": [["history", "loop", "system", "ui"], ["draw", "settings", "web", "window", "work"], ["core"],
-                          ["dialogs", "menu", "scene"], ["ribbon"], ["tools"]],
-    "source": [["deferred", "telemetry"], ["account", "converter"], ["welcome"], ["shell"]],
+                          ["dialogs", "menu", "scene"], ["schema"], ["ribbon"], ["tools"]],
+    "source": [["deferred", "telemetry", "account/form"], ["account", "converter"], ["welcome"], ["shell"]],
 }
 # What each module may include beside itself.
 MODULES = {
@@ -39,6 +40,8 @@ FOUND = re.compile(r"json/|tl/|boost/|imgui\.h$|[a-z_]+$")
 WIDEST = {"platform/VXViewer/core/Viewer.h": 30}
 LONGEST_FUNCTION = 60
 LONGEST_FILE = 500
+# Files of code in one folder: what a reader can take in at a glance.
+FULLEST_FOLDER = 25
 
 
 def sources(root: pathlib.Path) -> list[str]:
@@ -218,6 +221,17 @@ def check_sizes(tree: Tree) -> list[str]:
     return problems
 
 
+def check_folders(tree: Tree) -> list[str]:
+    counts = collections.Counter(folder_of(name) for name in sources(tree.root))
+    return [f"{folder} has {count} files, at most {FULLEST_FOLDER}" for folder, count in sorted(counts.items())
+            if count > FULLEST_FOLDER]
+
+
+def problems_of(tree: Tree) -> list[str]:
+    checks = [check_layers, check_storeys, check_face, check_examples, check_widths, check_sizes, check_folders]
+    return [problem for check in checks for problem in check(tree)]
+
+
 def main() -> int:
     arguments = [argument for argument in sys.argv[1:] if argument != "--headers"]
     root = pathlib.Path(arguments[0] if arguments else pathlib.Path(__file__).resolve().parents[2]).resolve()
@@ -225,7 +239,7 @@ def main() -> int:
         print("\n".join(sorted(public_headers(root))))
         return 0
     tree = Tree(root)
-    problems = check_layers(tree) + check_storeys(tree) + check_face(tree) + check_examples(tree) + check_widths(tree) + check_sizes(tree)
+    problems = problems_of(tree)
     print("\n".join(problems) if problems else f"{len(tree.names)} files, each in its place")
     return 1 if problems else 0
 

@@ -34,9 +34,7 @@ class House(unittest.TestCase):
         path.write_text(text, encoding="utf-8")
 
     def problems(self) -> list[str]:
-        tree = house.Tree(self.root)
-        return house.check_layers(tree) + house.check_storeys(tree) + house.check_face(tree) + house.check_examples(tree) +\
-            house.check_widths(tree) + house.check_sizes(tree)
+        return house.problems_of(house.Tree(self.root))
 
     def test_sound_tree_has_none(self):
         self.assertEqual(self.problems(), [])
@@ -48,9 +46,10 @@ class House(unittest.TestCase):
 
     def test_header_that_too_many_include(self):
         for i in range(30):
-            self.write(f"platform/VXViewer/core/Part{i}.cpp", "#include <VXViewer/core/Viewer.h>\n")
+            room = "core" if i < 20 else "tools"
+            self.write(f"platform/VXViewer/{room}/Part{i}.cpp", "#include <VXViewer/core/Viewer.h>\n")
         self.assertEqual(self.problems(), [])
-        self.write("platform/VXViewer/core/Part30.cpp", "#include <VXViewer/core/Viewer.h>\n")
+        self.write("platform/VXViewer/tools/Part30.cpp", "#include <VXViewer/core/Viewer.h>\n")
         self.assertEqual(self.problems(), ["platform/VXViewer/core/Viewer.h is included by 31 files, at most 30"])
 
     def test_include_of_a_module_above(self):
@@ -126,6 +125,14 @@ class House(unittest.TestCase):
         self.write("app/Tool.h", f"class Tool\n{{\n    void run() const\n    {{\n{body.replace('    ', '        ')}    }}\n}};\n")
         self.assertEqual(self.problems(), ["app/Tool.h:4: a function of 61 lines, at most 60",
                                            "app/main.cpp:2: a function of 61 lines, at most 60"])
+
+    def test_full_folder(self):
+        for i in range(25):
+            self.write(f"tests/ui/some{i}_test.cpp", "int some;\n")
+        self.write("tests/ui/looks/some_test.cpp", "int some;\n")
+        self.assertEqual(self.problems(), [])
+        self.write("tests/ui/Fixture.h", "#pragma once\n")
+        self.assertEqual(self.problems(), ["tests/ui has 26 files, at most 25"])
 
     def test_function_that_just_fits_and_types_and_namespaces(self):
         self.write("app/main.cpp", "int main()\n{\n" + "    call();\n" * 58 + "}\n")

@@ -1,6 +1,6 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
 #include "support/Command.h"
+#include "support/service/BackendProcess.h"
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>

@@ -1,6 +1,6 @@
-#include "support/RawTlsServer.h"
-#include "support/SmallDisk.h"
 #include "support/TestMeshes.h"
+#include "support/service/RawTlsServer.h"
+#include "support/service/SmallDisk.h"
 
 #include <VXOrvanta/converter/ConverterService.h>
 #include <VXViewer/web/WebRequest.h>

@@ -1,8 +1,8 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
 #include "support/Command.h"
-#include "support/SmallDisk.h"
 #include "support/TestMeshes.h"
+#include "support/service/BackendProcess.h"
+#include "support/service/SmallDisk.h"
 
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/AtomicFile.h>

@@ -1,7 +1,7 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
 #include "support/Command.h"
-#include "support/RawTlsServer.h"
+#include "support/service/BackendProcess.h"
+#include "support/service/RawTlsServer.h"
 
 #include "identity/GatewayIdentity.h"
 

@@ -1,5 +1,5 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
+#include "support/service/BackendProcess.h"
 
 #include <VXMesh/io/Zip.h>
 #include <VXMesh/scene/VisualObjects.h>

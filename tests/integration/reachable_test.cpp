@@ -1,7 +1,7 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
 #include "support/Command.h"
 #include "support/Patience.h"
+#include "support/service/BackendProcess.h"
 
 #include "tls/Certificates.h"
 

@@ -1,6 +1,6 @@
 #include "TestPlaces.h"
-#include "support/BackendProcess.h"
 #include "support/ScratchFolder.h"
+#include "support/service/BackendProcess.h"
 
 #include <open/FileOpener.h>
 #include <step/StepFormat.h>

@@ -1,6 +1,6 @@
 #include "support/LogCapture.h"
 #include "support/Patience.h"
-#include "support/TransportFixture.h"
+#include "support/service/TransportFixture.h"
 
 #include <VXViewer/web/WebRequest.h>
 #include <VXViewer/web/WebTransport.h>

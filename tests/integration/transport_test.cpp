@@ -1,4 +1,4 @@
-#include "support/TransportFixture.h"
+#include "support/service/TransportFixture.h"
 
 #include <VXOrvanta/converter/ConverterProtocol.h>
 #include <VXViewer/web/WebRequest.h>

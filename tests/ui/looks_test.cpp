@@ -1,6 +1,6 @@
 #include "TestPlaces.h"
-#include "support/TestAccess.h"
-#include "support/UiFixture.h"
+#include "support/ui/TestAccess.h"
+#include "support/ui/UiFixture.h"
 
 #include <VXMesh/io/Path.h>
 #include <VXViewer/draw/Screenshot.h>

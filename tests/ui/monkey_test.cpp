@@ -1,9 +1,9 @@
-#include "support/Monkey.h"
 #include "support/ReadOnlyWorld.h"
-#include "support/ShownText.h"
-#include "support/TestAccess.h"
 #include "support/TestMeshes.h"
-#include "support/UiFixture.h"
+#include "support/ui/Monkey.h"
+#include "support/ui/ShownText.h"
+#include "support/ui/TestAccess.h"
+#include "support/ui/UiFixture.h"
 
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXViewer/scene/SceneCache.h>

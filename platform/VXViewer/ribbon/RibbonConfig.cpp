@@ -2,7 +2,7 @@
 
 #include <VXMesh/io/Json.h>
 #include <VXViewer/ribbon/RibbonMenu.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/ui/ColorTheme.h>
 

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/ribbon/ActiveTools.h>
 #include <VXViewer/ribbon/RibbonMenuSearch.h>
 #include <VXViewer/ribbon/RibbonMenuUIConfig.h>
 #include <VXViewer/ribbon/RibbonSceneObjectsListDrawer.h>
 #include <VXViewer/ribbon/Toolbar.h>
+#include <VXViewer/schema/ActiveTools.h>
 
 namespace VX
 {

@@ -1,9 +1,9 @@
 #include <VXMesh/scene/SimpleShapes.h>
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/core/CurrentView.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
 #include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/scene/SceneRoot.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/window/Window.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 
 #include <concepts>
 #include <functional>

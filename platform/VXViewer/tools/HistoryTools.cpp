@@ -1,6 +1,6 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/window/Window.h>
 
 namespace VX

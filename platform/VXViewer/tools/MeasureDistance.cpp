@@ -1,7 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/loop/Wake.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>

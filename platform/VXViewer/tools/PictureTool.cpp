@@ -4,7 +4,7 @@
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
 #include <VXViewer/menu/SavedNotice.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/window/Window.h>
 

@@ -1,6 +1,6 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/tools/MeshPicking.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
 #include <VXViewer/ui/ImGuiColor.h>

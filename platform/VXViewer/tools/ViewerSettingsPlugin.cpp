@@ -8,7 +8,7 @@
 #include <VXViewer/draw/DrawSettings.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/menu/ImGuiMenu.h>
-#include <VXViewer/ribbon/RibbonSchema.h>
+#include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
 #include <VXViewer/system/UserDirs.h>
 #include <VXViewer/ui/ColorTheme.h>

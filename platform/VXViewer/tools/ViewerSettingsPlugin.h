@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/ribbon/RibbonMenuItem.h>
+#include <VXViewer/schema/RibbonMenuItem.h>
 
 #include <array>
 

@@ -1,0 +1,340 @@
+#include "support/ScratchFolder.h"
+#include "support/service/OpenDatabase.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <thread>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+class ConversionJobsTest : public testing::Test
+{
+protected:
+    void SetUp() override { reopen(); }
+    void reopen( JobLimits limits = {} )
+    {
+        jobs_.reset();
+        database_.reset();
+        database_ = Testing::openDatabase( folder_.path() / "db" );
+        jobs_ = std::make_unique<ConversionJobs>( *database_, [this] { return now_; }, limits );
+    }
+    std::string created( const std::string& owner = "ann" ) { return jobs_->create( "step", owner ).value()->id; }
+    std::string queued( const std::string& owner = "ann" )
+    {
+        const auto id = created( owner );
+        EXPECT_TRUE( jobs_->queue( id ).value() );
+        return id;
+    }
+    std::string taken() { return jobs_->take().value()->id; }
+    JobState stateOf( const std::string& id ) { return jobs_->find( id ).value()->state; }
+    /// Of the sums that are kept for an owner.
+    int64_t sum( const std::string& column, const std::string& owner = "ann" )
+    {
+        const auto rows =
+            database_->query( "SELECT " + column + " FROM conversion_owners WHERE owner = ?", { owner } ).value();
+        return rows.empty() ? 0 : integerOf( rows[0][0] );
+    }
+
+    Testing::ScratchFolder folder_;
+    std::chrono::sys_seconds now_{ std::chrono::seconds( 1'000'000 ) };
+    std::unique_ptr<Database> database_;
+    std::unique_ptr<ConversionJobs> jobs_;
+};
+
+} // namespace
+
+TEST_F( ConversionJobsTest, IdsAreLongAndDifferent )
+{
+    std::set<std::string> ids;
+    for ( int i = 0; i < 100; ++i )
+        ids.insert( created() );
+    EXPECT_EQ( ids.size(), 100u );
+    EXPECT_EQ( ids.begin()->size(), 32u );
+}
+
+TEST_F( ConversionJobsTest, OldestQueuedJobIsTakenFirstAndOnlyOnce )
+{
+    const auto first = queued();
+    now_ += std::chrono::seconds( 1 );
+    const auto second = queued();
+    EXPECT_EQ( jobs_->take().value()->id, first );
+    EXPECT_EQ( jobs_->take().value()->id, second );
+    EXPECT_FALSE( jobs_->take().value() );
+}
+
+TEST_F( ConversionJobsTest, TwoTakersNeverGetTheSameJob )
+{
+    for ( int i = 0; i < 100; ++i )
+        queued();
+    std::mutex mutex;
+    std::multiset<std::string> taken;
+    std::vector<std::thread> threads;
+    for ( int t = 0; t < 4; ++t )
+        threads.emplace_back(
+            [&]
+            {
+                while ( const auto job = jobs_->take().value() )
+                {
+                    const std::lock_guard lock( mutex );
+                    taken.insert( job->id );
+                }
+            } );
+    for ( auto& thread : threads )
+        thread.join();
+    EXPECT_EQ( taken.size(), 100u );
+    EXPECT_EQ( std::set( taken.begin(), taken.end() ).size(), 100u );
+}
+
+TEST_F( ConversionJobsTest, QueueingTwiceDoesNotStartItTwice )
+{
+    const auto id = queued();
+    EXPECT_FALSE( jobs_->queue( id ).value() );
+    EXPECT_TRUE( jobs_->take().value() );
+    EXPECT_FALSE( jobs_->take().value() );
+}
+
+TEST_F( ConversionJobsTest, KeepsResultAndErrorAcrossARestart )
+{
+    const auto good = queued(), bad = queued();
+    ASSERT_TRUE( jobs_->finish( jobs_->take().value()->id ) );
+    ASSERT_TRUE( jobs_->fail( jobs_->take().value()->id, "no solids" ) );
+    reopen();
+    EXPECT_EQ( jobs_->find( good ).value()->state, JobState::Finished );
+    EXPECT_EQ( jobs_->find( bad ).value()->error, "no solids" );
+    EXPECT_FALSE( jobs_->find( "unknown" ).value() );
+}
+
+TEST_F( ConversionJobsTest, AJobThatThreeDeathsCutOffHasFailed )
+{
+    const auto id = queued();
+    for ( int death = 0; death < 2; ++death )
+    {
+        ASSERT_TRUE( jobs_->take().value() );
+        reopen();
+        ASSERT_TRUE( jobs_->recover() );
+        EXPECT_EQ( stateOf( id ), JobState::Queued );
+    }
+    ASSERT_TRUE( jobs_->take().value() );
+    reopen();
+    ASSERT_TRUE( jobs_->recover() );
+    EXPECT_EQ( stateOf( id ), JobState::Failed );
+    EXPECT_NE( jobs_->find( id ).value()->error, "" );
+}
+
+TEST_F( ConversionJobsTest, APoliteStopIsNoDeath )
+{
+    const auto id = queued();
+    for ( int stop = 0; stop < 5; ++stop )
+    {
+        ASSERT_TRUE( jobs_->take().value() );
+        ASSERT_TRUE( jobs_->giveBack( id ) );
+        reopen();
+        ASSERT_TRUE( jobs_->recover() );
+        ASSERT_EQ( stateOf( id ), JobState::Queued ) << stop;
+    }
+    ASSERT_TRUE( jobs_->take().value() );
+    reopen();
+    ASSERT_TRUE( jobs_->recover() );
+    EXPECT_EQ( stateOf( id ), JobState::Queued ) << "the first death";
+}
+
+TEST_F( ConversionJobsTest, OwnersTakeTurns )
+{
+    const auto first = queued( "ann" ), second = queued( "ann" ), third = queued( "ann" );
+    now_ += std::chrono::seconds( 1 );
+    const auto others = queued( "bob" ), othersNext = queued( "bob" );
+    EXPECT_EQ( taken(), first );
+    EXPECT_EQ( taken(), others ) << "who has none running is next";
+    ASSERT_TRUE( jobs_->finish( first ) );
+    EXPECT_EQ( taken(), second );
+    ASSERT_TRUE( jobs_->finish( second ) );
+    ASSERT_TRUE( jobs_->finish( others ) );
+    EXPECT_EQ( taken(), othersNext ) << "whose turn is the longest ago";
+    EXPECT_EQ( taken(), third );
+}
+
+TEST_F( ConversionJobsTest, AnOwnerHasSoManyAtOnceAndSoManyInAll )
+{
+    reopen( { .atOnce = 2, .kept = 3 } );
+    const auto first = queued();
+    (void)created();
+    EXPECT_FALSE( jobs_->create( "step", "ann" ).value() );
+    EXPECT_TRUE( jobs_->create( "step", "bob" ).value() ) << "others are not concerned";
+    ASSERT_TRUE( jobs_->finish( taken() ) );
+    (void)created();
+    EXPECT_FALSE( jobs_->create( "step", "ann" ).value() );
+    reopen( { .atOnce = 5, .kept = 3 } );
+    EXPECT_FALSE( jobs_->create( "step", "ann" ).value() ) << "what has ended lies there, too";
+    now_ += std::chrono::hours( 2 );
+    EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 4u ) << "and the other one's";
+    EXPECT_FALSE( jobs_->find( first ).value() );
+    EXPECT_TRUE( jobs_->create( "step", "ann" ).value() );
+}
+
+TEST_F( ConversionJobsTest, UploadsAreAdmittedWithinWhatTheirOwnerMayHave )
+{
+    reopen( { .bytes = 100 } );
+    const auto first = created(), second = created();
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + first, 60 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + second, 41 ), Admission::NoRoom ) << "also before the first has come";
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + second, 40 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + created( "bob" ), 100 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + created( "bob" ), 101 ), Admission::NoRoom );
+    jobs_->forgetUpload( "uploads/" + first, 60 );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + created(), 60 ), Admission::Welcome );
+    EXPECT_EQ( sum( "bytes" ), 100 );
+}
+
+TEST_F( ConversionJobsTest, UploadsOfOneJobCountTogetherUntilOneReplacesTheOther )
+{
+    reopen( { .bytes = 100 } );
+    const auto key = "uploads/" + created();
+    EXPECT_EQ( jobs_->admitUpload( key, 40 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( key, 50 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( key, 20 ), Admission::NoRoom ) << "all three would lie there for a while";
+    EXPECT_EQ( jobs_->noteUpload( key, 0 ), Admission::Welcome );
+    EXPECT_EQ( sum( "bytes" ), 90 );
+    EXPECT_EQ( jobs_->noteUpload( key, 40 ), Admission::Welcome );
+    EXPECT_EQ( sum( "bytes" ), 50 );
+    EXPECT_EQ( jobs_->admitUpload( key, 20 ), Admission::Welcome );
+    jobs_->forgetUpload( key, 20 );
+    EXPECT_EQ( sum( "bytes" ), 50 ) << "what lies there still does";
+}
+
+TEST_F( ConversionJobsTest, AResultCountsInPlaceOfItsUpload )
+{
+    reopen( { .bytes = 100 } );
+    const auto first = queued(), second = queued();
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + first, 60 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + second, 40 ), Admission::Welcome );
+    const auto job = jobs_->find( second ).value().value();
+    EXPECT_TRUE( jobs_->isWithinShare( job, 40 ).value() );
+    EXPECT_FALSE( jobs_->isWithinShare( job, 41 ).value() );
+}
+
+TEST_F( ConversionJobsTest, NobodyWaitsForAnUploadOfAJobThatIsGoneOrHasEnded )
+{
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + std::string( 32, 'a' ), 1 ), Admission::Gone );
+    const auto ended = queued();
+    ASSERT_TRUE( jobs_->finish( taken(), 7 ) );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + ended, 1 ), Admission::Gone );
+    EXPECT_EQ( jobs_->noteUpload( "uploads/" + ended, 3 ), Admission::Gone ) << "one that was under way";
+    jobs_->forgetUpload( "uploads/" + ended, 3 );
+    EXPECT_EQ( sum( "bytes" ), 7 ) << "the result";
+    EXPECT_EQ( jobs_->admitUpload( "uploads/of-nobodys-job", 1 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->admitUpload( "k", 1 ), Admission::Welcome );
+    ASSERT_TRUE( database_->execute( "ALTER TABLE conversions RENAME TO away" ) );
+    EXPECT_EQ( jobs_->admitUpload( "uploads/" + ended, 1 ), Admission::Unknown );
+    EXPECT_EQ( jobs_->noteUpload( "uploads/" + ended, 1 ), Admission::Unknown );
+}
+
+TEST_F( ConversionJobsTest, TheSumsOfAnOwnerFollowItsJobs )
+{
+    const auto first = queued(), second = queued();
+    (void)created();
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + second, 30 ), Admission::Welcome );
+    ASSERT_TRUE( jobs_->finish( taken(), 12 ) );
+    EXPECT_EQ( taken(), second );
+    const auto all = [&]
+    { return std::vector{ sum( "jobs" ), sum( "active" ), sum( "queued" ), sum( "running" ), sum( "bytes" ) }; };
+    const std::vector<int64_t> expected{ 3, 2, 0, 1, 42 };
+    EXPECT_EQ( all(), expected );
+    reopen();
+    EXPECT_EQ( all(), expected ) << "counted anew";
+    now_ += std::chrono::hours( 2 );
+    EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 2u );
+    EXPECT_EQ( all(), ( std::vector<int64_t>{ 1, 1, 0, 1, 30 } ) );
+    ASSERT_TRUE( jobs_->fail( second, "no solids" ) );
+    (void)jobs_->expire( std::chrono::hours( 1 ) );
+    now_ += std::chrono::hours( 2 );
+    EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 1u );
+    EXPECT_EQ( all(), std::vector<int64_t>( 5, 0 ) );
+}
+
+TEST_F( ConversionJobsTest, JobsOfAnOlderVersionAreTakenOver )
+{
+    database_->execute( "DROP TABLE conversions" ).value();
+    ASSERT_TRUE( executeAll( *database_,
+        { "CREATE TABLE conversions (id TEXT PRIMARY KEY, input_format TEXT NOT NULL, state INTEGER NOT NULL, error "
+          "TEXT, attempts INTEGER NOT NULL DEFAULT 0, created INTEGER NOT NULL, queued INTEGER)",
+            "CREATE INDEX conversions_by_state ON conversions (state, queued)",
+            "INSERT INTO conversions VALUES ('old', 'step', 1, NULL, 0, 1000000, 1000000)" } ) );
+    reopen();
+    EXPECT_EQ( taken(), "old" );
+    ASSERT_TRUE( jobs_->finish( "old" ) );
+}
+
+TEST_F( ConversionJobsTest, OldOnesExpireButNotWhileTheyRun )
+{
+    const auto running = queued();
+    ASSERT_TRUE( jobs_->take().value() );
+    const auto old = created();
+    now_ += std::chrono::hours( 2 );
+    const auto fresh = created();
+    const auto expired = jobs_->expire( std::chrono::hours( 1 ) ).value();
+    ASSERT_EQ( expired.size(), 1u );
+    EXPECT_EQ( expired[0].id, old );
+    EXPECT_TRUE( jobs_->find( running ).value() );
+    EXPECT_TRUE( jobs_->find( fresh ).value() );
+}
+
+TEST_F( ConversionJobsTest, WhoWaitsTooLongIsToldSo )
+{
+    const auto id = queued();
+    now_ += std::chrono::hours( 2 );
+    const auto expired = jobs_->expire( std::chrono::hours( 1 ) ).value();
+    ASSERT_EQ( expired.size(), 1u ) << "its upload goes";
+    ASSERT_EQ( stateOf( id ), JobState::Failed );
+    EXPECT_NE( jobs_->find( id ).value()->error, "" );
+    now_ += std::chrono::hours( 2 );
+    (void)jobs_->expire( std::chrono::hours( 1 ) );
+    EXPECT_FALSE( jobs_->find( id ).value() );
+}
+
+TEST_F( ConversionJobsTest, AResultIsKeptFromItsEndOn )
+{
+    const auto id = queued();
+    ASSERT_EQ( taken(), id );
+    now_ += std::chrono::minutes( 59 );
+    ASSERT_TRUE( jobs_->finish( id ) );
+    now_ += std::chrono::minutes( 59 );
+    EXPECT_TRUE( jobs_->expire( std::chrono::hours( 1 ) ).value().empty() );
+    now_ += std::chrono::minutes( 2 );
+    EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 1u );
+}
+
+TEST_F( ConversionJobsTest, OfWhatHoldsBytesResultsGoFirstAndTheOldestOfThem )
+{
+    const auto upload = created(), empty = created();
+    const auto first = queued(), second = queued(), waiting = queued();
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + upload, 10 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + waiting, 10 ), Admission::Welcome );
+    ASSERT_EQ( taken(), first );
+    ASSERT_EQ( taken(), second );
+    ASSERT_TRUE( jobs_->finish( first, 1 ) );
+    ASSERT_TRUE( jobs_->finish( second, 1 ) );
+    EXPECT_EQ( jobs_->expireOldest().value()->id, first );
+    EXPECT_EQ( jobs_->expireOldest().value()->id, second );
+    EXPECT_EQ( jobs_->expireOldest().value()->id, upload );
+    EXPECT_FALSE( jobs_->expireOldest().value() ) << "what waits for a worker stays, and what holds nothing";
+    EXPECT_TRUE( jobs_->find( waiting ).value() );
+    EXPECT_TRUE( jobs_->find( empty ).value() );
+}
+
+TEST_F( ConversionJobsTest, WhoHasMostGivesFirst )
+{
+    const auto older = created( "bob" );
+    const auto large = created( "ann" );
+    const auto waiting = queued( "cat" );
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + older, 10 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + large, 20 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + waiting, 30 ), Admission::Welcome );
+    EXPECT_EQ( jobs_->expireOldest().value()->id, large ) << "of those who can give";
+    EXPECT_FALSE( jobs_->expireOldest( "ann" ).value() ) << "and nobody else for them";
+    EXPECT_TRUE( jobs_->find( older ).value() );
+}

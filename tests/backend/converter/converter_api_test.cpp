@@ -1,0 +1,228 @@
+#include "support/ScratchFolder.h"
+#include "support/service/OpenDatabase.h"
+
+#include "converter/ConverterApi.h"
+
+#include <VXMesh/io/Json.h>
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <set>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+class FakeStore final : public ObjectStore
+{
+public:
+    std::string putUrl( const std::string& key, std::chrono::seconds ) override { return "put:" + key; }
+    std::string getUrl( const std::string& key, std::chrono::seconds ) override { return "get:" + key; }
+    bool exists( const std::string& key ) override { return objects.contains( key ); }
+    tl::expected<void, std::string> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
+    tl::expected<void, std::string> store( const std::string&, const std::filesystem::path& ) override { return {}; }
+    void remove( const std::string& key ) override { objects.erase( key ); }
+    void removeOlder( std::chrono::seconds ) override {}
+    bool hasRoomFor( uint64_t ) override { return true; }
+    uint64_t excess() override { return 0; }
+    std::set<std::string> objects;
+};
+
+class ConverterApiTest : public testing::Test
+{
+protected:
+    ConverterApiTest()
+        : database_( Testing::openDatabase( folder_.path() / "db" ) )
+        , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); }, { .atOnce = 40 } )
+    {
+        ConverterApiOptions options;
+        options.mayConvert = [this](
+                                 const std::string& token, const std::string&, const IdentityService::AccessTold& told )
+        { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, account_ } ); };
+        options.statusHold = std::chrono::milliseconds( 300 );
+        api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
+    }
+
+    HttpResponse send(
+        const std::string& method, const std::string& call, const std::string& body, const std::string& query = {} )
+    {
+        HttpRequest request;
+        request.method = method;
+        request.path = "/converter/v2" + call;
+        request.query = query;
+        request.body = body;
+        std::promise<HttpResponse> promise;
+        api_->handle( request, [&]( HttpResponse response ) { promise.set_value( std::move( response ) ); } );
+        return promise.get_future().get();
+    }
+    std::string message( const HttpResponse& response ) { return json( response )["error"]["message"].asString(); }
+    static Json::Value json( const HttpResponse& response ) { return deserializeJsonValue( response.body ).value(); }
+    std::string newId()
+    {
+        return json(
+            send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" ) )["result"]["request_id"]
+            .asString();
+    }
+    HttpResponse convert( const std::string& id )
+    {
+        return send( "POST", "/convert",
+            R"({"request_id":")" + id + R"(","input_format":"step","output_format":"vxu","compress_input":"zip"})" );
+    }
+    HttpResponse status( const std::string& id ) { return send( "GET", "/status", "", "request_id=" + id ); }
+    std::string uploadedId()
+    {
+        const auto id = newId();
+        store_.objects.insert( "uploads/" + id );
+        return id;
+    }
+
+    Testing::ScratchFolder folder_;
+    std::unique_ptr<Database> database_;
+    ConversionJobs jobs_;
+    FakeStore store_;
+    bool open_ = true;
+    std::string account_ = "ann";
+    AccessCheck::Verdict refusal_ = AccessCheck::Verdict::Bad;
+    std::unique_ptr<ConverterApi> api_;
+};
+
+} // namespace
+
+TEST_F( ConverterApiTest, WalksThroughAConversion )
+{
+    const auto answer = json( send( "POST", "/request", R"({"input_format":"STEP","compress_input":"zip"})" ) );
+    const auto id = answer["result"]["request_id"].asString();
+    EXPECT_EQ( answer["result"]["url"], "put:uploads/" + id );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    store_.objects.insert( "uploads/" + id );
+    EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
+    EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
+    ASSERT_TRUE( jobs_.finish( jobs_.take().value()->id ) );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "finished" );
+    EXPECT_EQ( json( status( id ) )["result"]["url"], "get:results/" + id );
+}
+
+TEST_F( ConverterApiTest, StatusIsHeldWhileItRunsAndAnsweredAtOnceWhenItEnds )
+{
+    const auto id = uploadedId();
+    convert( id );
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
+    EXPECT_GE( std::chrono::steady_clock::now() - begin, std::chrono::milliseconds( 300 ) );
+    auto held = std::async( std::launch::async, [&] { return status( id ); } );
+    ASSERT_TRUE( jobs_.fail( jobs_.take().value()->id, "no solids" ) );
+    EXPECT_EQ( message( held.get() ), "no solids" );
+}
+
+TEST_F( ConverterApiTest, AsksForASignIn )
+{
+    open_ = false;
+    const auto refused = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( refused.status, 401 );
+    EXPECT_EQ( message( refused ), "Sign in to convert files" );
+    EXPECT_EQ(
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"bad"})" ).status,
+        401 );
+    EXPECT_EQ(
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"good"})" ).status,
+        200 );
+}
+
+TEST_F( ConverterApiTest, SaysWhatIsWrongWithARequest )
+{
+    const auto of = [&]( const std::string& body ) { return message( send( "POST", "/request", body ) ); };
+    EXPECT_EQ( of( R"({"input_format":"","compress_input":"zip"})" ),
+        "The file has no extension; name it .step or .stp and try again" );
+    EXPECT_EQ( of( R"({"input_format":"doc","compress_input":"zip"})" ),
+        "Files of type \"doc\" cannot be converted; STEP files can" );
+    EXPECT_EQ( of( R"({"input_format":"step"})" ), "The input must be compressed as \"zip\"" );
+    EXPECT_EQ( of( "garbage" ), "The request is not a JSON object" );
+    EXPECT_EQ( of( "[]" ), "The request is not a JSON object" );
+    EXPECT_EQ( of( R"({"input_format":5,"compress_input":"zip"})" ),
+        "The file has no extension; name it .step or .stp and try again" );
+}
+
+TEST_F( ConverterApiTest, SaysWhatIsWrongWithAConversion )
+{
+    EXPECT_EQ( message( convert( newId() ) ), "Nothing was uploaded for this conversion; open the file again" );
+    for ( const auto& id :
+        { std::string( 32, '0' ), std::string( "../../etc" ), std::string(), std::string( 10000, 'a' ) } )
+    {
+        EXPECT_EQ( message( convert( id ) ), "This conversion is not known; open the file again" );
+        EXPECT_EQ( message( status( id ) ), "This conversion is not known; open the file again" );
+    }
+    EXPECT_EQ( message( send( "POST", "/convert",
+                   R"({"request_id":"x","input_format":"step","output_format":"stl","compress_input":"zip"})" ) ),
+        "The output format must be \"vxu\"" );
+}
+
+TEST_F( ConverterApiTest, RefusesOtherCallsAndMethods )
+{
+    EXPECT_EQ( send( "POST", "/other", "{}" ).status, 404 );
+    EXPECT_EQ( send( "GET", "/request", "" ).status, 405 );
+    EXPECT_EQ( send( "POST", "/status", "{}" ).status, 405 );
+}
+
+TEST_F( ConverterApiTest, ASignInThatCannotBeCheckedIsNotCalledBad )
+{
+    open_ = false;
+    refusal_ = AccessCheck::Verdict::Unknown;
+    const auto answer =
+        send( "POST", "/request", R"({"input_format":"step","compress_input":"zip","access_token":"one"})" );
+    EXPECT_EQ( answer.status, 503 );
+    EXPECT_EQ( message( answer ), "Your sign-in cannot be checked now; try again in a moment" );
+}
+
+TEST_F( ConverterApiTest, WhatCannotBeStoredIsNotAcknowledged )
+{
+    const auto id = uploadedId();
+    // The disk is full for new rows, and then for changed ones.
+    ASSERT_TRUE( executeAll( *database_,
+        { "CREATE TRIGGER no_room BEFORE INSERT ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END",
+            "CREATE TRIGGER no_change BEFORE UPDATE ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END" } ) );
+    const auto requested = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( requested.status, 503 );
+    EXPECT_EQ( message( requested ), "The conversion service cannot work now; try again in a moment" );
+    EXPECT_EQ( convert( id ).status, 503 );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    ASSERT_TRUE( executeAll( *database_, { "DROP TRIGGER no_room", "DROP TRIGGER no_change" } ) );
+    EXPECT_EQ( convert( id ).status, 200 );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
+}
+
+TEST_F( ConverterApiTest, AJobThatCannotBeLookedForIsNotCalledUnknown )
+{
+    const auto id = uploadedId();
+    ASSERT_TRUE( database_->execute( "ALTER TABLE conversions RENAME TO away" ) );
+    EXPECT_EQ( convert( id ).status, 503 );
+    EXPECT_EQ( status( id ).status, 503 );
+    ASSERT_TRUE( database_->execute( "ALTER TABLE away RENAME TO conversions" ) );
+    EXPECT_EQ( convert( id ).status, 200 );
+}
+
+TEST_F( ConverterApiTest, AnothersConversionIsNotKnown )
+{
+    const auto id = uploadedId();
+    account_ = "bob";
+    const auto refused = convert( id );
+    EXPECT_EQ( refused.status, 404 );
+    EXPECT_EQ( message( refused ), "This conversion is not known; open the file again" );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    account_ = "ann";
+    EXPECT_EQ( convert( id ).status, 200 );
+}
+
+TEST_F( ConverterApiTest, WhoHasTooManyAtOnceIsToldSo )
+{
+    for ( int i = 0; i < 40; ++i )
+        ASSERT_NE( newId(), "" );
+    const auto refused = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( refused.status, 429 );
+    EXPECT_EQ( message( refused ), "You have too many conversions at once; try again when some of them are done" );
+    account_ = "bob";
+    EXPECT_NE( newId(), "" );
+}

@@ -1,0 +1,209 @@
+#include "support/LogCapture.h"
+#include "support/ScratchFolder.h"
+#include "support/service/MemoryConnection.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using namespace VX;
+using namespace VX::Backend;
+using Testing::converse;
+
+namespace
+{
+
+/// Says back what it was asked; "/refused" is refused by its head, "/throws…" throws.
+class Echo final : public HttpHandler
+{
+public:
+    BodyPlan planBody( const HttpRequest& head ) override
+    {
+        if ( head.path == "/throws-early" )
+            throw std::runtime_error( "early" );
+        if ( head.path == "/throws-anything" )
+            throw 7;
+        BodyPlan plan;
+        plan.maxSize = head.method == "GET" ? 0 : 100;
+        if ( head.method == "PUT" )
+            plan.file = file;
+        if ( head.path == "/refused" )
+        {
+            plan.refusal = HttpResponse{};
+            plan.refusal->status = 403;
+            plan.refusal->body = "no";
+        }
+        return plan;
+    }
+    void handle( HttpRequest request, Respond respond ) override
+    {
+        if ( request.path == "/throws" )
+            throw std::runtime_error( "late" );
+        HttpResponse response;
+        response.body = "<" + request.method + request.path + " " + request.body + ">";
+        from.push_back( request.remoteAddress );
+        respond( std::move( response ) );
+        if ( request.path == "/throws-after" )
+            throw std::runtime_error( "after" );
+        if ( request.path == "/twice" )
+            respond( HttpResponse{} );
+    }
+    std::filesystem::path file;
+    std::vector<std::string> from;
+};
+
+int count( const std::string& text, const std::string& what )
+{
+    int out = 0;
+    for ( auto at = text.find( what ); at != std::string::npos; at = text.find( what, at + 1 ) )
+        ++out;
+    return out;
+}
+
+/// Status codes of all answers; none of the bodies here begins like one.
+std::string statuses( const std::string& heard )
+{
+    std::string out;
+    for ( auto at = heard.find( "HTTP/1.1 " ); at != std::string::npos; at = heard.find( "HTTP/1.1 ", at + 1 ) )
+        out += heard.substr( at + 9, 3 ) + " ";
+    return out;
+}
+
+class HttpSessions : public testing::Test
+{
+protected:
+    [[nodiscard]] std::string hear( const std::string& says, size_t piece = SIZE_MAX )
+    {
+        return converse( says, echo_, options_, piece );
+    }
+
+    HttpServerOptions options_;
+    Echo echo_;
+};
+
+const std::string cHost = " HTTP/1.1\r\nHost: h\r\n";
+const std::string cNext = "GET /next" + cHost + "\r\n";
+
+} // namespace
+
+TEST_F( HttpSessions, RequestsOfOneConnectionAreAnsweredInTurn )
+{
+    const auto says = "GET /a" + cHost + "\r\n" + "POST /b" + cHost + "Content-Length: 3\r\n\r\nabc" + "POST /c" +
+                      cHost + "Transfer-Encoding: chunked\r\n\r\n2\r\nde\r\n1;x\r\nf\r\n0\r\n\r\n" + cNext;
+    const auto heard = hear( says );
+    EXPECT_EQ( statuses( heard ), "200 200 200 200 " );
+    for ( const char* body : { "<GET/a >", "<POST/b abc>", "<POST/c def>", "<GET/next >" } )
+        EXPECT_EQ( count( heard, body ), 1 ) << body;
+    for ( const size_t piece : { 1, 2, 3, 7, 50 } )
+        EXPECT_EQ( hear( says, piece ), heard ) << piece;
+}
+
+TEST_F( HttpSessions, ATrailerOfAnySizeIsRefused )
+{
+    for ( const size_t size : { 1, 60'000, 65'534, 1'000'000 } )
+    {
+        const auto heard =
+            hear( "POST /" + cHost + "Transfer-Encoding: chunked\r\n\r\n0\r\nX: " + std::string( size, 'a' ) +
+                  "\r\n\r\n" + cNext );
+        EXPECT_EQ( statuses( heard ), "400 " ) << size;
+    }
+}
+
+TEST_F( HttpSessions, FramesWithoutEndAreRefused )
+{
+    const auto heard = hear(
+        "POST /" + cHost + "Transfer-Encoding: chunked\r\n\r\n5;" + std::string( 30'000, 'a' ) + "\r\nabcde\r\n" );
+    EXPECT_EQ( statuses( heard ), "413 " );
+    EXPECT_EQ( statuses( hear( "POST /" + cHost + "Transfer-Encoding: chunked\r\n\r\nffff\r\n" ) ), "413 " );
+}
+
+TEST_F( HttpSessions, ABodyThatIsNotWantedIsNoRequest )
+{
+    const auto hidden = "GET /hidden" + cHost + "\r\n";
+    for ( const std::string head : { "PUT /refused", "GET /x", "POST /refused" } )
+    {
+        const auto chunked = hear( head + cHost + "Transfer-Encoding: chunked\r\n\r\n" + hidden );
+        EXPECT_EQ( count( chunked, "200 OK" ), 0 ) << chunked;
+        EXPECT_NE( chunked.find( "Connection: close" ), std::string::npos );
+    }
+    const auto length = std::to_string( hidden.size() );
+    const auto swallowed = hear( "PUT /refused" + cHost + "Content-Length: " + length + "\r\n\r\n" + hidden + cNext );
+    EXPECT_EQ( statuses( swallowed ), "403 200 " );
+    EXPECT_EQ( count( swallowed, "/hidden" ), 0 );
+    const auto unread = hear( "PUT /refused" + cHost + "Content-Length: 20000\r\n\r\n" + hidden, 90 );
+    EXPECT_EQ( statuses( unread ), "403 " );
+}
+
+TEST_F( HttpSessions, AnUnknownCodingEndsTheConnection )
+{
+    for ( const char* coding : { "xchunked", "identity", "gzip", "chunked, identity" } )
+        EXPECT_EQ( statuses( hear( "POST /" + cHost + "Transfer-Encoding: " + coding + "\r\n\r\n" + cNext ) ), "400 " )
+            << coding;
+}
+
+TEST_F( HttpSessions, AnswersToHeadHaveNoBody )
+{
+    for ( const char* path : { "/x", "/refused", "/throws" } )
+    {
+        const auto heard = hear( "HEAD " + std::string( path ) + cHost + "\r\n" );
+        EXPECT_TRUE( heard.ends_with( "\r\n\r\n" ) ) << heard;
+        EXPECT_EQ( count( heard, "\r\n\r\n" ), 1 );
+    }
+    EXPECT_TRUE( hear( "HEAD /x HTTP/1.1\r\n\r\n" ).ends_with( "\r\n\r\n" ) );
+    EXPECT_TRUE( hear( "HEAD /x" + cHost + "Content-Length: 200\r\n\r\n" ).ends_with( "\r\n\r\n" ) );
+}
+
+TEST_F( HttpSessions, ARefusedClientThatWantsToGoIsLetGo )
+{
+    const auto close = hear( "GET /refused" + cHost + "Connection: close\r\n\r\n" + cNext );
+    EXPECT_EQ( statuses( close ), "403 " );
+    EXPECT_NE( close.find( "Connection: close" ), std::string::npos );
+    EXPECT_EQ( statuses( hear( "GET /refused HTTP/1.0\r\n\r\n" + cNext ) ), "403 " );
+    EXPECT_EQ( statuses( hear( "GET /refused" + cHost + "\r\n" + cNext ) ), "403 200 " );
+}
+
+TEST_F( HttpSessions, WhatAHandlerThrowsIsAnAnswer )
+{
+    const Testing::LogCapture log;
+    for ( const char* path : { "/throws", "/throws-early" } )
+        EXPECT_EQ( statuses( hear( "GET " + std::string( path ) + cHost + "\r\n" ) ), "500 " ) << path;
+    EXPECT_EQ( statuses( hear( "GET /throws-after" + cHost + "\r\n" + cNext ) ), "200 200 " );
+    EXPECT_EQ( hear( "GET /throws-anything" + cHost + "\r\n" + cNext ), "" );
+    EXPECT_TRUE( log.contains( "A connection was ended" ) );
+    EXPECT_EQ( statuses( hear( "GET /twice" + cHost + "\r\n" + cNext ) ), "200 200 " );
+}
+
+TEST_F( HttpSessions, UploadsGoIntoTheirFileAndWhatIsCutOffIsRemoved )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.path() / "upload";
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Content-Length: 5\r\n\r\nabcde" + cNext, 3 ) ), "200 200 " );
+    EXPECT_EQ( std::filesystem::file_size( echo_.file ), 5u );
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Content-Length: 5\r\n\r\nabcd" ) ), "" );
+    EXPECT_FALSE( std::filesystem::exists( echo_.file ) );
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Content-Length: 500\r\n\r\n" ) ), "413 " );
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n" ) ), "411 " );
+    EXPECT_TRUE( hear( "PUT /x" + cHost + "Expect: 100-continue\r\nContent-Length: 1\r\n\r\na" )
+            .starts_with( "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200" ) );
+}
+
+TEST_F( HttpSessions, ABodyThatTakesTooLongIsCutOff )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.path() / "upload";
+    options_.longestBody = std::chrono::milliseconds( 0 );
+    const std::string length = "Content-Length: 50\r\n\r\n" + std::string( 50, 'x' );
+    EXPECT_EQ( hear( "PUT /" + cHost + length + cNext, 7 ), "" );
+    EXPECT_EQ( hear( "POST /" + cHost + length + cNext, 7 ), "" );
+    EXPECT_EQ( hear( "POST /" + cHost + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n" + cNext, 7 ), "" );
+    EXPECT_EQ( statuses( hear( cNext, 7 ) ), "200 " );
+}
+
+TEST_F( HttpSessions, TheClientIsWhomTheProxyNames )
+{
+    const auto request = "GET /" + cHost + "X-Forwarded-For: 6.6.6.6\r\nX-Forwarded-For: 9.9.9.9\r\n\r\n";
+    EXPECT_EQ( statuses( hear( request ) ), "200 " );
+    options_.proxies = TrustedProxies::parse( { "127.0.0.0/8" } ).value();
+    EXPECT_EQ( statuses( hear( request ) ), "200 " );
+    EXPECT_EQ( echo_.from, ( std::vector<std::string>{ "", "9.9.9.9" } ) );
+}

@@ -1,0 +1,87 @@
+#include "support/service/BackendProcess.h"
+#include "TestPlaces.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace VX::Testing
+{
+
+BackendProcess::BackendProcess( std::vector<std::string> options )
+    : options_( std::move( options ) )
+{
+    start_();
+}
+
+BackendProcess::~BackendProcess()
+{
+    if ( pid_ > 0 )
+    {
+        ::kill( pid_, SIGTERM );
+        ::waitpid( pid_, nullptr, 0 );
+    }
+}
+
+void BackendProcess::start_()
+{
+    std::vector<std::string> arguments{
+        ORVANTA_BACKEND, "serve", "--data", folder_.path().string(), "--port", std::to_string( ORVANTA_TEST_PORT ) };
+    arguments.insert( arguments.end(), options_.begin(), options_.end() );
+    std::vector<char*> argv;
+    for ( auto& argument : arguments )
+        argv.push_back( argument.data() );
+    argv.push_back( nullptr );
+
+    int pipes[2];
+    if ( ::pipe2( pipes, O_CLOEXEC ) != 0 )
+        throw std::runtime_error( "no pipe" );
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init( &actions );
+    posix_spawn_file_actions_adddup2( &actions, pipes[1], STDOUT_FILENO );
+    if ( ::posix_spawn( &pid_, argv[0], &actions, nullptr, argv.data(), environ ) != 0 )
+        throw std::runtime_error( "the back end does not start" );
+    posix_spawn_file_actions_destroy( &actions );
+    ::close( pipes[1] );
+    std::string line;
+    char c = 0;
+    while ( ::read( pipes[0], &c, 1 ) == 1 && c != '\n' )
+        line += c;
+    ::close( pipes[0] );
+    if ( line.find( "is ready" ) == std::string::npos )
+        throw std::runtime_error( "the back end is not ready: " + line );
+    ::setenv( "SSL_CERT_FILE", ( folder_.path() / "ca.pem" ).c_str(), 1 );
+}
+
+void BackendProcess::kill()
+{
+    ::kill( pid_, SIGKILL );
+    ::waitpid( pid_, nullptr, 0 );
+    pid_ = -1;
+}
+
+void BackendProcess::signal( int number ) const
+{
+    ::kill( pid_, number );
+}
+
+void BackendProcess::restart()
+{
+    if ( pid_ > 0 )
+        kill();
+    start_();
+}
+
+bool BackendProcess::isRunning() const
+{
+    return pid_ > 0 && ::waitpid( pid_, nullptr, WNOHANG ) == 0;
+}
+
+} // namespace VX::Testing

@@ -108,8 +108,8 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
         return respond( failure( 404, "There is no such call" ) );
     if ( !post || call == "/status" )
         return respond( failure( 405, "This call wants another HTTP method" ) );
-    const auto body = deserializeJsonValue( request.body );
-    if ( !body || !body->isObject() )
+    const auto body = readRequestJson( request.body );
+    if ( !body )
         return respond( failure( 400, "The request is not a JSON object" ) );
     const auto token = textMember( *body, "access_token" );
     options_.mayConvert( token, request.remoteAddress,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <tl/expected.hpp>
 
 #include <string>
 
@@ -9,5 +10,10 @@ namespace VX::Backend
 
 /// A JSON document on one line, without spaces.
 [[nodiscard]] std::string compactJson( const Json::Value& value );
+
+/// Reads an object as strangers have to send it (RFC 8259): no comments, no byte order mark, no name twice, nothing
+/// after its end. The error says what is wrong. Others that read the same bytes may take anything more for something
+/// else.
+[[nodiscard]] tl::expected<Json::Value, std::string> readRequestJson( const std::string& text );
 
 } // namespace VX::Backend

@@ -1,6 +1,6 @@
 #include "identity/AuthApi.h"
 
-#include <VXMesh/io/Json.h>
+#include "http/JsonText.h"
 
 namespace VX::Backend
 {
@@ -64,8 +64,8 @@ void AuthApi::handle( HttpRequest request, Respond respond )
     const auto target = request.header( "x-amz-target" );
     if ( !target.starts_with( cPrefix ) )
         return respond( authFailure( "UnknownOperationException", "The header x-amz-target names no operation" ) );
-    auto body = deserializeJsonValue( request.body );
-    if ( !body || !body->isObject() )
+    auto body = readRequestJson( request.body );
+    if ( !body )
         return respond( authFailure( "SerializationException", "The request is not a JSON object" ) );
     AuthCall call{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress };
     if ( identity_.isQuick( call ) )

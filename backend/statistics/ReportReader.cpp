@@ -1,6 +1,7 @@
 #include "statistics/ReportReader.h"
 
 #include "crypto/Hex.h"
+#include "http/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
@@ -58,8 +59,8 @@ std::string userCode( const std::string& email, const std::string& userKey )
 
 tl::expected<Report, std::string> readReport( const std::string& text, const std::string& userKey )
 {
-    const auto parsed = deserializeJsonValue( text );
-    if ( !parsed || !parsed->isObject() )
+    const auto parsed = readRequestJson( text );
+    if ( !parsed )
         return wrong( "The report is not a JSON object" );
     const auto& body = *parsed;
     const auto type = textMember( body, "type" );

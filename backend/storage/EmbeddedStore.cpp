@@ -223,6 +223,9 @@ HttpResponse EmbeddedStore::get_( const HttpRequest& request, const std::string&
         return s3Failure( 404, "NoSuchKey" );
     out.contentType = "application/octet-stream";
     out.headers["Accept-Ranges"] = "bytes";
+    // Whoever opens such a URL in a browser gets a file, whatever a stranger has put into it.
+    out.headers["X-Content-Type-Options"] = "nosniff";
+    out.headers["Content-Disposition"] = "attachment";
     out.fileLength = size;
     const auto range = request.header( "range" );
     if ( range.empty() )

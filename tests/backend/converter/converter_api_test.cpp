@@ -142,6 +142,7 @@ TEST_F( ConverterApiTest, SaysWhatIsWrongWithARequest )
     EXPECT_EQ( of( R"({"input_format":"step"})" ), "The input must be compressed as \"zip\"" );
     EXPECT_EQ( of( "garbage" ), "The request is not a JSON object" );
     EXPECT_EQ( of( "[]" ), "The request is not a JSON object" );
+    EXPECT_EQ( of( "{} {}" ), "The request is not a JSON object" );
     EXPECT_EQ( of( R"({"input_format":5,"compress_input":"zip"})" ),
         "The file has no extension; name it .step or .stp and try again" );
 }

@@ -378,7 +378,7 @@ TEST_F( Identity, WhatACrashCutsOffIsTakenBack )
 
 TEST_F( Identity, RequestsThatCannotBeUnderstood )
 {
-    for ( const char* body : { "", "[]", "7", "{", "<html>" } )
+    for ( const char* body : { "", "[]", "7", "{", "<html>", "{}{}" } )
         EXPECT_EQ( problem( call( "SignUp", body ) ), "SerializationException: The request is not a JSON object" );
     EXPECT_EQ( problem( call( "DeleteUserPool", "{}" ) ), "UnknownOperationException: There is no such operation" );
     HttpRequest request;

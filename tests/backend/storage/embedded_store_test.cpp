@@ -129,6 +129,19 @@ TEST_F( EmbeddedStoreTest, HeadMayUseTheUrlOfAGetAndOtherMethodsNothing )
     EXPECT_EQ( refusal( head ), 405 );
 }
 
+TEST_F( EmbeddedStoreTest, AnObjectIsAFileForABrowserAndNeverAPage )
+{
+    put( "k", "<script>" );
+    auto ranged = getting( "k" );
+    ranged.headers["range"] = "bytes=0-1";
+    for ( const auto& got : { send( getting( "k" ) ), send( ranged ) } )
+    {
+        EXPECT_EQ( got.contentType, "application/octet-stream" );
+        EXPECT_EQ( got.headers.at( "X-Content-Type-Options" ), "nosniff" );
+        EXPECT_EQ( got.headers.at( "Content-Disposition" ), "attachment" );
+    }
+}
+
 TEST_F( EmbeddedStoreTest, ServesRanges )
 {
     put( "k", "0123456789" );

@@ -1,6 +1,5 @@
 #include "support/LogCapture.h"
-#include "support/ui/TestAccess.h"
-#include "support/ui/UiFixture.h"
+#include "ui/shell/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
@@ -17,8 +16,6 @@ using namespace VX;
 namespace
 {
 
-using Names = std::vector<std::string>;
-
 /// A tool that does as it is told.
 class ObedientItem final : public RibbonMenuItem
 {
@@ -33,21 +30,9 @@ public:
 std::chrono::nanoseconds sNow{};
 
 /// What the menu tells about the use of the program, and about the machine.
-class MenuReports : public Testing::UiFixture
+class MenuReports : public Testing::LoggedFixture
 {
 protected:
-    void SetUp() override
-    {
-        UiFixture::SetUp();
-        SessionLogsTestAccess::take();
-    }
-    void TearDown() override
-    {
-        UserInfo::setAccessToken( {} );
-        UiFixture::TearDown();
-        SessionLogsTestAccess::reset();
-    }
-    static Names logged() { return SessionLogsTestAccess::take(); }
     Names loggedAfterPress( const std::shared_ptr<RibbonMenuItem>& item )
     {
         logged();

@@ -1,5 +1,4 @@
-#include "support/ui/TestAccess.h"
-#include "support/ui/UiFixture.h"
+#include "ui/shell/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>
@@ -16,22 +15,9 @@ using namespace VX;
 namespace
 {
 
-using Names = std::vector<std::string>;
-
-class OrvantaMenu : public Testing::UiFixture
+class OrvantaMenu : public Testing::LoggedFixture
 {
 protected:
-    void SetUp() override
-    {
-        UiFixture::SetUp();
-        SessionLogsTestAccess::take();
-    }
-    void TearDown() override
-    {
-        UserInfo::setAccessToken( {} );
-        UiFixture::TearDown();
-        SessionLogsTestAccess::take();
-    }
     static Names shortcutsOf( const OrvantaRibbonMenu& menu )
     {
         Names out;
@@ -41,7 +27,6 @@ protected:
         return out;
     }
     [[nodiscard]] Names shortcuts() const { return shortcutsOf( *menu_ ); }
-    static Names logged() { return SessionLogsTestAccess::take(); }
 };
 
 } // namespace

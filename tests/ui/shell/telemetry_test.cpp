@@ -1,7 +1,6 @@
 #include "support/ui/DrawnWindow.h"
 #include "support/ui/ShownText.h"
-#include "support/ui/TestAccess.h"
-#include "support/ui/UiFixture.h"
+#include "ui/shell/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>
@@ -23,26 +22,11 @@ using namespace VX;
 namespace
 {
 
-using Names = std::vector<std::string>;
-
 /// The hooks on what a user does, and the note about them.
-class Telemetry : public Testing::UiFixture
+class Telemetry : public Testing::LoggedFixture
 {
 protected:
     [[nodiscard]] std::string settings() const override { return R"({"cShowWelcomeWindow":false})"; }
-    void SetUp() override
-    {
-        SessionLogsTestAccess::reset();
-        UiFixture::SetUp();
-        SessionLogsTestAccess::take();
-    }
-    void TearDown() override
-    {
-        UserInfo::setAccessToken( {} );
-        UiFixture::TearDown();
-        SessionLogsTestAccess::reset();
-    }
-    static Names logged() { return SessionLogsTestAccess::take(); }
     static bool isNoteShown() { return isWindowShown( "TelemetryDisclaimer##TelemetryDisclaimer" ); }
     /// The note is opened once in a process, so each test that wants it has a program of its own.
     [[nodiscard]] std::string storedAnswer() const

@@ -86,6 +86,23 @@ TEST_F( VersionWindow, IsAskedForOnceInARun )
     EXPECT_FALSE( isWindowShown( cWindow ) ) << "it does not come back";
 }
 
+TEST_F( VersionWindow, AnAnswerDrawsTwoFramesAndShowsTheSecond )
+{
+    settle();
+    const auto without = viewer().frameImage();
+    const auto before = viewer().framesDrawn();
+    // The notice itself is hidden while its size is not known.
+    const boost::signals2::scoped_connection drawing = viewer().perFrameSignal.connect(
+        [] { ImGui::GetForegroundDrawList()->AddRectFilled( { 100, 300 }, { 200, 400 }, IM_COL32_WHITE ); } );
+    ASSERT_TRUE( transport_->deliver( ScriptedTransport::response( 200, "999.0.0.1" ) ) );
+    viewer().step( 0 );
+    EXPECT_EQ( viewer().framesDrawn(), before + 1 );
+    EXPECT_EQ( difference( without, viewer().frameImage() ), 0u );
+    settle();
+    EXPECT_EQ( viewer().framesDrawn(), before + 2 );
+    EXPECT_GT( difference( without, viewer().frameImage() ), 10'000u );
+}
+
 TEST_F( VersionWindow, SaysWhichReleaseThereIs )
 {
     answer( "999.0.0.1-beta" );

@@ -1,11 +1,9 @@
 #include "support/LogCapture.h"
 
 #include <spdlog/sinks/base_sink.h>
-#include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
 
 #include <mutex>
-#include <sstream>
 
 namespace VX::Testing
 {
@@ -31,11 +29,33 @@ private:
     LogCapture::OnLine onLine_;
 };
 
+/// Keeps the lines, which other threads may write while they are read.
+class Lines final : public spdlog::sinks::base_sink<std::mutex>
+{
+public:
+    [[nodiscard]] std::string text()
+    {
+        const std::lock_guard lock( mutex_ );
+        return text_;
+    }
+
+private:
+    void sink_it_( const spdlog::details::log_msg& message ) override
+    {
+        spdlog::memory_buf_t line;
+        formatter_->format( message, line );
+        text_.append( line.data(), line.size() );
+    }
+    void flush_() override {}
+
+    std::string text_;
+};
+
 } // namespace
 
 struct LogCapture::Impl
 {
-    std::ostringstream stream;
+    std::shared_ptr<Lines> lines = std::make_shared<Lines>();
     std::shared_ptr<spdlog::logger> before = spdlog::default_logger();
 };
 
@@ -43,8 +63,7 @@ LogCapture::LogCapture( OnLine onLine )
     : impl_( std::make_unique<Impl>() )
 {
     auto logger = std::make_shared<spdlog::logger>(
-        "capture", spdlog::sinks_init_list{ std::make_shared<Listener>( std::move( onLine ) ),
-                       std::make_shared<spdlog::sinks::ostream_sink_mt>( impl_->stream ) } );
+        "capture", spdlog::sinks_init_list{ std::make_shared<Listener>( std::move( onLine ) ), impl_->lines } );
     logger->set_pattern( "%l: %v" );
     logger->set_level( spdlog::level::trace );
     spdlog::set_default_logger( std::move( logger ) );
@@ -57,7 +76,7 @@ LogCapture::~LogCapture()
 
 std::string LogCapture::text() const
 {
-    return impl_->stream.str();
+    return impl_->lines->text();
 }
 
 bool LogCapture::contains( const std::string& part ) const

@@ -14,14 +14,14 @@ inline constexpr const char* cTurnAboutPointerConfigKey = "turnAboutPointer";
 
 /// Turns pointer input over the scene into camera moves: left drag orbits, right or middle drag (or Shift and left)
 /// pans, the wheel zooms at the pointer, a 3D mouse moves and turns; a press without a drag is a click. UI thread.
-class CameraController final : public MouseDownListener,
-                               public MouseMoveListener,
-                               public MouseUpListener,
-                               public MouseScrollListener,
-                               public SpaceMouseMoveListener,
-                               public TouchpadRotateGestureUpdateListener,
-                               public TouchpadSwipeGestureUpdateListener,
-                               public TouchpadZoomGestureUpdateListener
+class VXVIEWER_API CameraController final : public MouseDownListener,
+                                            public MouseMoveListener,
+                                            public MouseUpListener,
+                                            public MouseScrollListener,
+                                            public SpaceMouseMoveListener,
+                                            public TouchpadRotateGestureUpdateListener,
+                                            public TouchpadSwipeGestureUpdateListener,
+                                            public TouchpadZoomGestureUpdateListener
 {
 public:
     CameraController( Viewer& viewer, Camera& camera );

@@ -1,12 +1,12 @@
 #include <VXViewer/core/SpaceMouse.h>
 
+#include <VXViewer/core/SpaceMouseMotion.h>
 #include <VXViewer/core/ViewerSignals.h>
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/loop/Wake.h>
 
 #include <spdlog/spdlog.h>
 
-#include <algorithm>
 #include <array>
 #include <mutex>
 #include <optional>
@@ -19,24 +19,6 @@
 
 namespace VX
 {
-namespace
-{
-
-// What the daemon reports of a cap pushed to its stop.
-constexpr float cFullDeflection = 350;
-
-float toUnit( int value )
-{
-    return std::clamp( float( value ) / cFullDeflection, -1.f, 1.f );
-}
-
-struct Motion
-{
-    Vector3f shift;
-    Vector3f turn;
-};
-
-} // namespace
 
 struct SpaceMouse::Impl
 {
@@ -77,8 +59,7 @@ struct SpaceMouse::Impl
         if ( event.type != SPNAV_EVENT_MOTION )
             return;
         const auto& m = event.motion;
-        const Motion motion{
-            { toUnit( m.x ), toUnit( m.y ), toUnit( -m.z ) }, { toUnit( m.rx ), toUnit( m.ry ), toUnit( -m.rz ) } };
+        const auto motion = motionOf( { m.x, m.y, m.z, m.rx, m.ry, m.rz } );
         const std::lock_guard lock( mutex );
         // Reports that pile up during a slow frame are old news: only the latest counts.
         if ( !std::exchange( latest, motion ) )
@@ -87,7 +68,7 @@ struct SpaceMouse::Impl
 
     void tell()
     {
-        std::optional<Motion> motion;
+        std::optional<SpaceMouseMotion> motion;
         {
             const std::lock_guard lock( mutex );
             motion = std::exchange( latest, std::nullopt );
@@ -100,7 +81,7 @@ struct SpaceMouse::Impl
 
     ViewerSignals& signals;
     std::mutex mutex;
-    std::optional<Motion> latest;
+    std::optional<SpaceMouseMotion> latest;
     int stopEvent;
     std::thread thread;
 };

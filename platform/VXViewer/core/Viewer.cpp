@@ -1,6 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 
 #include <VXViewer/core/CameraController.h>
+#include <VXViewer/core/FrameSchedule.h>
 #include <VXViewer/core/SpaceMouse.h>
 #include <VXViewer/core/ViewerMenu.h>
 #include <VXViewer/core/ViewerSetup.h>
@@ -93,6 +94,7 @@ Viewer::Viewer()
     : root_( std::make_shared<Object>() )
     , history_( std::make_shared<HistoryStore>() )
     , title_( std::make_shared<ViewerTitle>() )
+    , frames_( std::make_unique<FrameSchedule>() )
 {
     root_->setName( "Scene" );
     setLoopToWake( this );
@@ -143,7 +145,7 @@ tl::expected<void, std::string> Viewer::start( const LaunchParams& params )
     if ( !params_.picturesOnly )
     {
         // The layout of a window settles in its second frame.
-        redrawFrames_ = 2;
+        frames_->restart( 2 );
         drawFrame_();
     }
     window_->show();
@@ -290,7 +292,7 @@ void Viewer::postEmptyEvent()
 {
     // The counter keeps the window alive while another thread wakes it.
     ++waking_;
-    framePosted_ = true;
+    frames_->post();
     if ( Window* window = wakeable_ )
         window->postEmptyEvent();
     --waking_;
@@ -298,46 +300,26 @@ void Viewer::postEmptyEvent()
 
 void Viewer::incrementForceRedrawFrames( int frames, bool swapOnLastOnly )
 {
-    if ( !params_.picturesOnly )
-        redrawFrames_ = std::max( redrawFrames_, frames );
-    swapOnLastOnly_ = swapOnLastOnly;
+    frames_->request( params_.picturesOnly ? 0 : frames, swapOnLastOnly );
 }
 
 void Viewer::requestFrameIn( double seconds )
 {
-    const double at = secondsNow() + seconds;
-    if ( frameDeadline_ < 0 || at < frameDeadline_ )
-        frameDeadline_ = at;
-}
-
-double Viewer::waitTime_( double most ) const
-{
-    if ( redrawFrames_ > 0 || framePosted_ || !CommandLoop::isEmpty() )
-        return 0;
-    double time = most;
-    if ( frameDeadline_ >= 0 )
-    {
-        const double left = std::max( frameDeadline_ - secondsNow(), 0. );
-        time = time < 0 ? left : std::min( time, left );
-    }
-    return time;
+    frames_->requestAt( secondsNow() + seconds );
 }
 
 bool Viewer::needsFrame_()
 {
-    bool needed = redrawFrames_ > 0 || drawing_->view.isOutdated();
-    needed = framePosted_.exchange( false ) || needed;
-    if ( frameDeadline_ >= 0 && secondsNow() >= frameDeadline_ )
-    {
-        frameDeadline_ = -1;
-        needed = true;
-    }
-    return needed && !params_.picturesOnly && !window_->isMinimized();
+    const bool due = frames_->takeDue( secondsNow() );
+    return ( due || drawing_->view.isOutdated() ) && !params_.picturesOnly && !window_->isMinimized();
 }
 
 void Viewer::step( double seconds )
 {
-    window_->waitEvents( window_->isMinimized() && redrawFrames_ > 0 ? seconds : waitTime_( seconds ) );
+    // Frames that are asked for wait until a minimised window comes back.
+    if ( !window_->isMinimized() || !frames_->hasRequests() )
+        seconds = CommandLoop::isEmpty() ? frames_->waitTime( seconds, secondsNow() ) : 0;
+    window_->waitEvents( seconds );
     CommandLoop::processCommands();
     if ( !closing_ && needsFrame_() )
         drawFrame_();
@@ -362,17 +344,15 @@ void Viewer::buildInterface_()
 
 void Viewer::drawFrame_()
 {
-    const bool last = redrawFrames_ <= 1;
-    redrawFrames_ = std::max( redrawFrames_ - 1, 0 );
+    frames_->beginFrame();
     drawing_->view.resize( window_->width(), window_->height() );
     buildInterface_();
     drawing_->keepModelInMiddle(
         { { float( window_->width() ), float( window_->height() ) }, menu_ ? menu_->coveredPixels() : Vector2f{} },
         scale() );
     ++framesDrawn_;
-    if ( swapOnLastOnly_ && !last )
+    if ( !frames_->isFrameShown() )
         return;
-    swapOnLastOnly_ = swapOnLastOnly_ && !last;
     drawing_->view.draw( window_->framebuffer() );
     if ( drawing_->view.isCoarse() )
         requestFrameIn( SceneView::cStandsStill );

@@ -18,6 +18,7 @@ namespace VX
 {
 
 class Camera;
+class FrameSchedule;
 class HistoryStore;
 class ImGuiMenu;
 class ViewerMenu;
@@ -160,7 +161,6 @@ private:
     void drawFrame_();
     void buildInterface_();
     [[nodiscard]] std::optional<Vector3d> turningPointAt_( Vector2f position );
-    [[nodiscard]] double waitTime_( double most ) const;
     [[nodiscard]] bool needsFrame_();
 
     LaunchParams params_;
@@ -176,11 +176,8 @@ private:
     /// What other threads may touch; null while there is no window.
     std::atomic<Window*> wakeable_{ nullptr };
     std::atomic<int> waking_{ 0 };
-    std::atomic<bool> framePosted_{ false };
+    const std::unique_ptr<FrameSchedule> frames_;
     bool closing_ = false;
-    int redrawFrames_ = 0;
-    bool swapOnLastOnly_ = false;
-    double frameDeadline_ = -1;
     uint64_t framesDrawn_ = 0;
 };
 

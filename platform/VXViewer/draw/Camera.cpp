@@ -165,8 +165,13 @@ void Camera::fit( const Box3d& box, Vector2f covered )
     // With perspective the size on the screen depends on where the camera stands, so a few steps lead there.
     constexpr float cFilled = 0.8f;
     const auto free = freeMiddle( { float( width_ ), float( height_ ) }, covered );
+    // A line that is seen from its end has no size on the screen; its beginning stays before the viewer. A point is
+    // seen from as far as before.
+    const float diagonal = float( box.diagonal() );
+    const float least = diagonal > 0 ? diagonal * ( orthographic_ ? 1e-4f : 0.501f ) : distance_;
     target_ = box.center();
-    distance_ = std::max( float( box.diagonal() ), 1e-6f ) / std::tan( cFieldOfView / 2 );
+    if ( diagonal > 0 )
+        distance_ = std::max( diagonal, 1e-6f ) / std::tan( cFieldOfView / 2 );
     for ( int i = 0; i < 8; ++i )
     {
         const auto [low, high] = extentOf_( box );
@@ -174,7 +179,8 @@ void Camera::fit( const Box3d& box, Vector2f covered )
         target_ += Vector3d(
             rotation_.x * ( middle.x * halfHeight_() * aspect_() ) + rotation_.y * ( middle.y * halfHeight_() ) );
         const Vector2f size = ( high - low ) * 0.5f;
-        distance_ *= std::max( { size.x / ( 1 - free.x ), size.y / ( 1 + free.y ), 1e-4f } ) / cFilled;
+        distance_ =
+            std::max( distance_ * std::max( size.x / ( 1 - free.x ), size.y / ( 1 + free.y ) ) / cFilled, least );
     }
     ++revision_;
 }

@@ -1,5 +1,6 @@
 #include <VXViewer/draw/SceneRenderer.h>
 
+#include <VXViewer/draw/DrawnColors.h>
 #include <VXViewer/draw/Shaders.h>
 
 #include <cmath>
@@ -30,25 +31,10 @@ void setColor( GLint location, Color c, float alpha )
     glUniform4f( location, float( c.r ) / 255, float( c.g ) / 255, float( c.b ) / 255, alpha );
 }
 
-/// How far two colours are apart, 0 to 1.
-float difference( Color a, Color b )
-{
-    const auto channel = []( uint8_t x, uint8_t y ) { return std::abs( float( x ) - float( y ) ) / 255; };
-    return std::max( { channel( a.r, b.r ), channel( a.g, b.g ), channel( a.b, b.b ) } );
-}
-
-/// Tints what is selected. An object that has the colour of the tint itself gets its opposite.
 void setHighlight( GLint location, const VisualObject* object, const DrawSettings& settings, float strength )
 {
-    Color tint = settings.highlight;
-    if ( difference( tint, object->color() ) < 0.35f )
-        tint = { uint8_t( 255 - tint.r ), uint8_t( 255 - tint.g ), uint8_t( 255 - tint.b ), tint.a };
-    setColor( location, tint, settings.marks && object->isSelected() ? strength : 0.f );
-}
-
-Color darker( Color c, float k )
-{
-    return { uint8_t( float( c.r ) * k ), uint8_t( float( c.g ) * k ), uint8_t( float( c.b ) * k ), c.a };
+    const bool marked = settings.marks && object->isSelected();
+    setColor( location, tintFor( object->color(), settings.highlight ), marked ? strength : 0.f );
 }
 
 void setBlending( bool on )
@@ -91,22 +77,18 @@ void drawTriangles( GpuGeometry& gpu, bool coarse )
         drawGeometry( gpu );
 }
 
-/// Draws the lines of a mesh's triangles. The closer they are the fainter is each, and those behind are hidden, so that
-/// the shape stays visible; where there is no room between them for anything else, they are a faint surface.
-void drawLines( GpuGeometry& gpu, bool coarse, float pixels, GLint opacity )
+void drawLines( GpuGeometry& gpu, bool coarse, const LineLook& look, GLint opacity )
 {
-    constexpr float cApart = 7, cClosed = 3; // pixels
-    constexpr float cClosedOpacity = 0.7f;
-    if ( pixels < cApart )
+    if ( look.hidesBehind )
     {
         glColorMask( GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE );
         setBlending( false );
         drawTriangles( gpu, coarse );
         glColorMask( GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE );
     }
-    glUniform1f( opacity, pixels < cClosed ? cClosedOpacity : std::min( pixels / cApart, 1.f ) );
-    glPolygonMode( GL_FRONT_AND_BACK, pixels < cClosed ? GL_FILL : GL_LINE );
-    setBlending( pixels < cApart );
+    glUniform1f( opacity, look.opacity );
+    glPolygonMode( GL_FRONT_AND_BACK, look.filled ? GL_FILL : GL_LINE );
+    setBlending( look.hidesBehind );
     glDepthFunc( GL_LEQUAL );
     drawTriangles( gpu, coarse );
     glDepthFunc( GL_LESS );
@@ -216,7 +198,8 @@ void SceneRenderer::drawSurfaces_( const Camera& camera, const DrawSettings& set
         glUniform1i( useColor, item.gpu->hasColors );
         if ( settings.wireframe )
         {
-            drawLines( *item.gpu, coarse, edgePixels( camera, *item.gpu, item.object->localBox(), xf ), opacity );
+            const float pixels = edgePixels( camera, *item.gpu, item.object->localBox(), xf );
+            drawLines( *item.gpu, coarse, lineLook( pixels ), opacity );
             continue;
         }
         glUniform1f( opacity, float( own.a ) / 255 );

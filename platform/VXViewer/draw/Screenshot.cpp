@@ -1,11 +1,11 @@
 #include <VXViewer/draw/Screenshot.h>
 
 #include <VXMesh/io/AtomicFile.h>
+#include <VXViewer/draw/FramebufferPixels.h>
 
 #include <epoxy/gl.h>
 #include <spng.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <span>
@@ -13,36 +13,15 @@
 namespace VX
 {
 
-namespace
-{
-
-void divideByAlpha( std::vector<uint8_t>& pixels )
-{
-    for ( size_t i = 0; i + 3 < pixels.size(); i += 4 )
-    {
-        const unsigned alpha = pixels[i + 3];
-        if ( alpha == 0 || alpha == 255 )
-            continue;
-        for ( size_t k = i; k < i + 3; ++k )
-            pixels[k] = uint8_t( std::min( ( pixels[k] * 255u + alpha / 2 ) / alpha, 255u ) );
-    }
-}
-
-} // namespace
-
 Image readFramebuffer( unsigned framebuffer, int width, int height, bool transparent )
 {
     const int channels = transparent ? 4 : 3;
-    const size_t row = size_t( width ) * size_t( channels );
-    Image image{ width, height, std::vector<uint8_t>( row * size_t( height ) ), channels };
+    Image image{
+        width, height, std::vector<uint8_t>( size_t( width ) * size_t( height ) * size_t( channels ) ), channels };
     glBindFramebuffer( GL_READ_FRAMEBUFFER, framebuffer );
     glPixelStorei( GL_PACK_ALIGNMENT, 1 );
     glReadPixels( 0, 0, width, height, transparent ? GL_RGBA : GL_RGB, GL_UNSIGNED_BYTE, image.pixels.data() );
-    for ( size_t top = 0, bottom = size_t( height ) - 1; top < bottom; ++top, --bottom )
-        std::swap_ranges( image.pixels.begin() + long( top * row ), image.pixels.begin() + long( ( top + 1 ) * row ),
-            image.pixels.begin() + long( bottom * row ) );
-    if ( transparent )
-        divideByAlpha( image.pixels );
+    makePicture( image );
     return image;
 }
 

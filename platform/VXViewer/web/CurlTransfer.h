@@ -19,7 +19,7 @@ namespace VX
 /// One request on its way through libcurl: the easy handle, the files it streams, and what has arrived.
 ///
 /// Made on any thread, then used by the transport's thread alone.
-class CurlTransfer
+class VXVIEWER_API CurlTransfer
 {
 public:
     CurlTransfer( WebRequestData request, WebTransport::Done done );

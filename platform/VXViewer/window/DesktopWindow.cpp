@@ -1,14 +1,13 @@
 #include <VXViewer/window/Window.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXViewer/window/TypedEvents.h>
 
 #include <GLFW/glfw3.h>
 #include <imgui.h>
 #include <imgui_impl_glfw.h>
 
 #include <cmath>
-#include <deque>
-#include <set>
 #include <utility>
 
 namespace VX
@@ -225,7 +224,7 @@ private:
         glfwSetKeyCallback( window_,
             []( GLFWwindow* w, int key, int scancode, int action, int mods )
             {
-                self_( w ).typed_.push_back( { key, scancode, action, mods } );
+                self_( w ).typed_.add( { key, scancode, action, mods } );
                 self_( w ).events.key( key, action != GLFW_RELEASE, action == GLFW_REPEAT, mods );
             } );
         glfwSetCharModsCallback( window_,
@@ -233,7 +232,7 @@ private:
         glfwSetCharCallback( window_,
             []( GLFWwindow* w, unsigned codePoint )
             {
-                self_( w ).typed_.push_back( { 0, 0, 0, 0, codePoint } );
+                self_( w ).typed_.add( { 0, 0, 0, 0, codePoint } );
                 self_( w ).events.refresh();
             } );
         glfwSetDropCallback( window_,
@@ -265,21 +264,6 @@ private:
             } );
     }
 
-    /// A key's event, or a character when `codePoint` is not 0.
-    struct TypedEvent
-    {
-        int key, scancode, action, modifiers;
-        unsigned codePoint = 0;
-
-        /// Whether it is a key that acts by itself, as Tab, Enter and Ctrl+V do, and not one that types a character.
-        [[nodiscard]] bool isCommand() const
-        {
-            const bool withControl = modifiers & ( GLFW_MOD_CONTROL | GLFW_MOD_ALT | GLFW_MOD_SUPER );
-            return codePoint == 0 && !isModifier() && ( key >= GLFW_KEY_ESCAPE || withControl );
-        }
-        [[nodiscard]] bool isModifier() const { return key >= GLFW_KEY_LEFT_SHIFT && key <= GLFW_KEY_RIGHT_SUPER; }
-    };
-
     void tell_( const TypedEvent& event )
     {
         if ( event.codePoint != 0 )
@@ -287,27 +271,11 @@ private:
         ImGui_ImplGlfw_KeyCallback( window_, event.key, event.scancode, event.action, event.modifiers );
     }
 
-    /// Dear ImGui looks at the keyboard once a frame and knows no order within it. So a key that was pressed and let go
-    /// between two frames is told over two, and so are characters before and after one that acts by itself.
     void applyTyped_()
     {
-        std::set<int> changed;
-        bool characters = false, commands = false;
-        for ( ; !typed_.empty(); typed_.pop_front() )
-        {
-            const auto& event = typed_.front();
-            const bool command = event.isCommand();
-            if ( ( command && characters ) || ( commands && ( event.codePoint != 0 || event.isModifier() ) ) )
-                break;
-            if ( event.codePoint == 0 && changed.contains( event.key ) )
-                break;
-            if ( command || event.isModifier() )
-                changed.insert( event.key );
-            characters = characters || event.codePoint != 0;
-            commands = commands || command;
+        for ( const auto& event : typed_.takeForFrame() )
             tell_( event );
-        }
-        if ( !typed_.empty() )
+        if ( !typed_.isEmpty() )
             events.refresh();
     }
 
@@ -341,7 +309,7 @@ private:
 
     GLFWwindow* window_ = nullptr;
     WindowPlace restored_;
-    std::deque<TypedEvent> typed_;
+    TypedEvents typed_;
     bool initialized_ = false;
     bool imguiReady_ = false;
 };

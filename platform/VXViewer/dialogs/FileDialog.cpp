@@ -1,7 +1,6 @@
 #include <VXViewer/dialogs/FileDialog.h>
 
 #include <VXMesh/io/Path.h>
-#include <VXMesh/io/Text.h>
 #include <VXViewer/dialogs/FileDialogSignals.h>
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/loop/Wake.h>
@@ -52,13 +51,6 @@ std::vector<std::filesystem::path> lines( const std::string& text )
     return out;
 }
 
-std::filesystem::path withExtension( std::filesystem::path file, const std::string& extension )
-{
-    if ( toLower( utf8string( file.extension() ) ) != extension )
-        file += extension;
-    return file;
-}
-
 void tellOpened( const std::vector<std::filesystem::path>& files, const FileDialog::Chosen& chosen )
 {
     Config::instance().setJsonValue( cLastFolderKey, utf8string( files.front().parent_path() ) );
@@ -80,11 +72,10 @@ void FileDialog::open( Chosen chosen )
     if ( shown_ )
         return;
     chosen_ = std::move( chosen );
-    saving_ = false;
     if ( isInPath( "zenity" ) )
         return openDesktopDialog_();
-    shown_ = true;
-    goTo_( startFolder() );
+    shown_ = scrollToCursor_ = true;
+    choice_.beginOpen( startFolder() );
 }
 
 void FileDialog::save( const std::string& suggestedName, const std::string& extension, SaveChosen chosen )
@@ -92,20 +83,16 @@ void FileDialog::save( const std::string& suggestedName, const std::string& exte
     if ( shown_ )
         return;
     saveChosen_ = std::move( chosen );
-    saving_ = true;
-    name_ = suggestedName;
-    extension_ = extension;
     if ( isInPath( "zenity" ) )
-        return saveInDesktopDialog_();
-    shown_ = true;
-    focusName_ = true;
-    goTo_( startFolder() );
+        return saveInDesktopDialog_( suggestedName, extension );
+    shown_ = focusName_ = scrollToCursor_ = true;
+    choice_.beginSave( startFolder(), suggestedName, extension );
 }
 
-void FileDialog::saveInDesktopDialog_()
+void FileDialog::saveInDesktopDialog_( const std::string& name, const std::string& extension )
 {
     std::thread(
-        [chosen = saveChosen_, extension = extension_, file = utf8string( startFolder() / pathFromUtf8( name_ ) )]
+        [chosen = saveChosen_, extension, file = utf8string( startFolder() / pathFromUtf8( name ) )]
         {
             const auto result = runChild( { "zenity", "--file-selection", "--save", "--confirm-overwrite",
                 "--title=Save", "--filename=" + file + extension } );
@@ -132,12 +119,9 @@ void FileDialog::openDesktopDialog_()
         .detach();
 }
 
-void FileDialog::goTo_( const std::filesystem::path& folder )
+void FileDialog::goUp_()
 {
-    folder_ = folder;
-    listing_ = FolderListing::read( folder, allFiles_ );
-    selected_.assign( listing_.entries.size(), false );
-    cursor_ = 0;
+    choice_.goUp();
     scrollToCursor_ = true;
 }
 
@@ -148,17 +132,9 @@ void FileDialog::close_()
     redraw();
 }
 
-bool FileDialog::anySelected_() const
-{
-    return std::find( selected_.begin(), selected_.end(), true ) != selected_.end();
-}
-
 void FileDialog::accept_()
 {
-    std::vector<std::filesystem::path> files;
-    for ( size_t i = 0; i < selected_.size(); ++i )
-        if ( selected_[i] && !listing_.entries[i].isFolder )
-            files.push_back( listing_.entries[i].path );
+    const auto files = choice_.markedFiles();
     if ( files.empty() )
         return;
     close_();
@@ -167,32 +143,22 @@ void FileDialog::accept_()
     tellOpened( files, chosen );
 }
 
-std::filesystem::path FileDialog::saveTarget_() const
-{
-    return folder_ / withExtension( pathFromUtf8( trimmed( name_ ) ), extension_ );
-}
-
 void FileDialog::acceptSave_()
 {
-    if ( trimmed( name_ ).empty() )
+    if ( !choice_.hasName() )
         return;
-    const auto file = saveTarget_();
+    const auto file = choice_.saveTarget();
     close_();
     const auto chosen = std::move( saveChosen_ );
     tellSaved( file, chosen );
 }
 
-void FileDialog::activate_( const FolderListing::Entry& entry )
+void FileDialog::activated_( bool toOpen )
 {
-    if ( entry.isFolder )
-        return goTo_( std::filesystem::path( entry.path ) );
-    if ( saving_ )
-    {
-        name_ = entry.name;
-        return;
-    }
-    selected_[size_t( &entry - listing_.entries.data() )] = true;
-    accept_();
+    // Another folder, in which nothing is marked yet, is shown from its top on.
+    scrollToCursor_ |= !choice_.anyMarked();
+    if ( toOpen )
+        accept_();
 }
 
 void FileDialog::handleKeys_()
@@ -201,47 +167,44 @@ void FileDialog::handleKeys_()
         return close_();
     if ( ImGui::GetIO().WantTextInput )
         return;
-    const size_t count = listing_.entries.size();
-    const auto moveTo = [&]( size_t index )
-    {
-        cursor_ = index;
-        scrollToCursor_ = true;
-        selected_.assign( count, false );
-        selected_[index] = true;
-    };
-    if ( count > 0 && pressed( ImGuiKey_DownArrow ) )
-        moveTo( anySelected_() ? std::min( cursor_ + 1, count - 1 ) : 0 );
-    else if ( count > 0 && pressed( ImGuiKey_UpArrow ) )
-        moveTo( cursor_ > 0 ? cursor_ - 1 : 0 );
+    const bool down = pressed( ImGuiKey_DownArrow ), up = pressed( ImGuiKey_UpArrow );
+    scrollToCursor_ |= down || up;
+    if ( down )
+        choice_.moveDown();
+    else if ( up )
+        choice_.moveUp();
     else if ( pressed( ImGuiKey_Backspace ) )
-        goTo_( folder_.parent_path() );
-    else if ( count > 0 && anySelected_() && pressed( ImGuiKey_Enter ) )
-        activate_( listing_.entries[cursor_] );
+        goUp_();
+    else if ( choice_.anyMarked() && pressed( ImGuiKey_Enter ) )
+        activated_( choice_.activateMarked() );
 }
 
 void FileDialog::drawPath_( float scale )
 {
     if ( ImGui::Button( Icons::cHome ) )
-        goTo_( getUserHomeDir() );
+    {
+        choice_.goTo( getUserHomeDir() );
+        scrollToCursor_ = true;
+    }
     ImGui::SameLine();
     if ( ImGui::Button( Icons::cUp ) )
-        goTo_( folder_.parent_path() );
+        goUp_();
     ImGui::SameLine();
     ImGui::AlignTextToFramePadding();
-    ImGui::TextUnformatted( utf8string( folder_ ).c_str() );
+    ImGui::TextUnformatted( utf8string( choice_.folder() ).c_str() );
     ImGui::Dummy( { 0, 1 * scale } );
 }
 
 void FileDialog::drawEntry_( size_t index )
 {
     // Going into another folder replaces the list that this entry is in.
-    const FolderListing::Entry entry = listing_.entries[index];
+    const FolderListing::Entry entry = choice_.listing().entries[index];
     ImGui::TableNextRow();
     ImGui::TableNextColumn();
     const auto label = std::string( entry.isFolder ? Icons::cFolder : Icons::cFile ) + "  " + entry.name;
     constexpr auto cFlags = ImGuiSelectableFlags_SpanAllColumns | ImGuiSelectableFlags_AllowDoubleClick;
-    const bool clicked = ImGui::Selectable( label.c_str(), selected_[index], cFlags );
-    if ( scrollToCursor_ && index == cursor_ )
+    const bool clicked = ImGui::Selectable( label.c_str(), choice_.isMarked( index ), cFlags );
+    if ( scrollToCursor_ && index == choice_.cursor() )
     {
         ImGui::SetScrollHereY();
         scrollToCursor_ = false;
@@ -250,16 +213,9 @@ void FileDialog::drawEntry_( size_t index )
     ImGui::TextColored( themeVec4( ColorTheme::DimText ), "%s", entry.size.c_str() );
     if ( !clicked )
         return;
-    const bool keep = ImGui::GetIO().KeyCtrl;
-    const bool was = selected_[index];
-    if ( !keep )
-        selected_.assign( selected_.size(), false );
-    selected_[index] = !keep || !was;
-    cursor_ = index;
-    if ( saving_ && !entry.isFolder )
-        name_ = entry.name;
+    choice_.click( index, ImGui::GetIO().KeyCtrl );
     if ( ImGui::IsMouseDoubleClicked( ImGuiMouseButton_Left ) )
-        activate_( listing_.entries[index] );
+        activated_( choice_.activate( index ) );
 }
 
 void FileDialog::drawEntries_( float scale )
@@ -267,15 +223,16 @@ void FileDialog::drawEntries_( float scale )
     const float footer = ImGui::GetFrameHeightWithSpacing() + 10 * scale;
     // The keyboard moves our own cursor, which the mouse moves, too; Dear ImGui's would be a second one.
     ImGui::BeginChild( "##entries", { 0, -footer }, true, ImGuiWindowFlags_NoNav );
-    if ( !listing_.error.empty() )
-        UI::wrapped( themeVec4( ColorTheme::Error ), "This folder cannot be read: " + listing_.error );
-    else if ( listing_.entries.empty() )
+    const auto& error = choice_.listing().error;
+    if ( !error.empty() )
+        UI::wrapped( themeVec4( ColorTheme::Error ), "This folder cannot be read: " + error );
+    else if ( choice_.listing().entries.empty() )
         ImGui::TextColored( themeVec4( ColorTheme::DimText ), "Nothing here can be opened" );
     if ( ImGui::BeginTable( "##table", 2, ImGuiTableFlags_SizingStretchProp ) )
     {
         ImGui::TableSetupColumn( "name", 0, 1 );
         ImGui::TableSetupColumn( "size", ImGuiTableColumnFlags_WidthFixed, 70 * scale );
-        for ( size_t i = 0; shown_ && i < listing_.entries.size(); ++i )
+        for ( size_t i = 0; shown_ && i < choice_.listing().entries.size(); ++i )
             drawEntry_( i );
         ImGui::EndTable();
     }
@@ -284,16 +241,20 @@ void FileDialog::drawEntries_( float scale )
 
 void FileDialog::drawOpenFooter_( float scale )
 {
-    if ( ImGui::Checkbox( "All files", &allFiles_ ) )
-        goTo_( std::filesystem::path( folder_ ) );
+    bool all = choice_.showsAllFiles();
+    if ( ImGui::Checkbox( "All files", &all ) )
+    {
+        choice_.showAllFiles( all );
+        scrollToCursor_ = true;
+    }
     const float buttons = 2 * 96 * scale + ImGui::GetStyle().ItemSpacing.x;
     ImGui::SameLine( ImGui::GetWindowContentRegionMax().x - buttons );
     if ( UI::dialogButton( "Cancel", scale ) )
         close_();
     ImGui::SameLine();
-    ImGui::BeginDisabled( !anySelected_() );
+    ImGui::BeginDisabled( !choice_.anyMarked() );
     if ( UI::button( "Open", { 96 * scale, 0 } ) )
-        activate_( listing_.entries[cursor_] );
+        activated_( choice_.activateMarked() );
     ImGui::EndDisabled();
 }
 
@@ -303,14 +264,13 @@ void FileDialog::drawSaveFooter_( float scale )
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x - buttons );
     if ( std::exchange( focusName_, false ) )
         ImGui::SetKeyboardFocusHere();
-    const bool entered = UI::textField( "##name", name_ ).entered;
-    std::error_code ec;
-    const bool exists = !trimmed( name_ ).empty() && std::filesystem::exists( saveTarget_(), ec );
+    const bool entered = UI::textField( "##name", choice_.name() ).entered;
+    const bool exists = choice_.replaces();
     ImGui::SameLine();
     if ( UI::dialogButton( "Cancel", scale ) )
         return close_();
     ImGui::SameLine();
-    if ( UI::button( exists ? "Replace" : "Save", { 96 * scale, 0 }, { .enabled = !trimmed( name_ ).empty() } ) ||
+    if ( UI::button( exists ? "Replace" : "Save", { 96 * scale, 0 }, { .enabled = choice_.hasName() } ) ||
          ( entered && !exists ) )
         acceptSave_();
 }
@@ -319,7 +279,7 @@ void FileDialog::draw( float scale )
 {
     if ( !shown_ )
         return;
-    const char* id = saving_ ? "Save##fileDialog" : "Open files##fileDialog";
+    const char* id = choice_.isSaving() ? "Save##fileDialog" : "Open files##fileDialog";
     UI::openModalInTurn( id );
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     UI::centerNextWindow();
@@ -330,7 +290,7 @@ void FileDialog::draw( float scale )
         return;
     drawPath_( scale );
     drawEntries_( scale );
-    if ( shown_ && saving_ )
+    if ( shown_ && choice_.isSaving() )
         drawSaveFooter_( scale );
     else if ( shown_ )
         drawOpenFooter_( scale );

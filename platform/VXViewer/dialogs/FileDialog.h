@@ -1,9 +1,8 @@
 #pragma once
 
-#include <VXViewer/dialogs/FolderListing.h>
+#include <VXViewer/dialogs/FileChoice.h>
 
 #include <functional>
-#include <vector>
 
 namespace VX
 {
@@ -25,34 +24,26 @@ public:
 
 private:
     void openDesktopDialog_();
-    void saveInDesktopDialog_();
-    void goTo_( const std::filesystem::path& folder );
+    void saveInDesktopDialog_( const std::string& name, const std::string& extension );
+    void goUp_();
     void drawPath_( float scale );
     void drawEntries_( float scale );
     void drawEntry_( size_t index );
     void drawOpenFooter_( float scale );
     void drawSaveFooter_( float scale );
     void handleKeys_();
-    void activate_( const FolderListing::Entry& entry );
+    /// After something was activated: whether the marked files are to be opened.
+    void activated_( bool toOpen );
     void accept_();
     void acceptSave_();
-    [[nodiscard]] bool anySelected_() const;
-    [[nodiscard]] std::filesystem::path saveTarget_() const;
     void close_();
 
     Chosen chosen_;
     SaveChosen saveChosen_;
+    FileChoice choice_;
     bool shown_ = false;
-    bool saving_ = false;
-    std::string name_;
-    std::string extension_;
     bool focusName_ = false;
-    std::filesystem::path folder_;
-    FolderListing listing_;
-    std::vector<bool> selected_;
-    size_t cursor_ = 0;
     bool scrollToCursor_ = false;
-    bool allFiles_ = false;
 };
 
 } // namespace VX

@@ -35,8 +35,9 @@ FolderListing FolderListing::read( const std::filesystem::path& folder, bool all
         const bool readable = entry.isFolder || allFiles || FileFormats::find( entry.path );
         if ( entry.name.starts_with( '.' ) || !readable )
             continue;
-        if ( !entry.isFolder )
-            entry.size = formatFileSize( it->file_size( ignored ) );
+        // What a link leads to may be gone.
+        if ( const auto bytes = it->file_size( ignored ); !entry.isFolder && !ignored )
+            entry.size = formatFileSize( bytes );
         out.entries.push_back( std::move( entry ) );
     }
     if ( ec )

@@ -16,7 +16,7 @@ struct VXVIEWER_API FolderListing
     {
         std::filesystem::path path;
         std::string name;
-        std::string size; ///< "1.4 MB"; empty for folders
+        std::string size; ///< "1.4 MB"; empty for folders and where it is not known
         bool isFolder = false;
     };
     std::vector<Entry> entries;
@@ -28,6 +28,6 @@ struct VXVIEWER_API FolderListing
 };
 
 /// "512 B", "1.4 MB".
-[[nodiscard]] std::string formatFileSize( uintmax_t bytes );
+[[nodiscard]] VXVIEWER_API std::string formatFileSize( uintmax_t bytes );
 
 } // namespace VX

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXViewer/Export.h>
 #include <VXViewer/dialogs/Notification.h>
 #include <VXViewer/ui/TextBox.h>
 
@@ -9,7 +10,7 @@ namespace VX
 {
 
 /// Texts that have to be confirmed, one after the other. A long one scrolls above its button.
-class ModalMessage
+class VXVIEWER_API ModalMessage
 {
 public:
     void push( std::string text, NotificationType type );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <VXViewer/Export.h>
 #include <VXViewer/dialogs/Notification.h>
 #include <VXViewer/ui/TextBox.h>
 
@@ -12,7 +13,7 @@ namespace VX
 
 /// Notifications stacked in the lower right corner, the newest at the top; the same one again is counted instead of
 /// repeated. Long texts scroll. Where there is no room for all, the older ones wait and are counted in a row below.
-class NotificationList
+class VXVIEWER_API NotificationList
 {
 public:
     void push( const RibbonNotification& notification );

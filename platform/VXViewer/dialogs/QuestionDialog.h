@@ -32,7 +32,7 @@ struct Question
 };
 
 /// Questions that have to be answered, one after the other. UI thread.
-class QuestionDialog
+class VXVIEWER_API QuestionDialog
 {
 public:
     /// A question with the title of one that is not answered yet takes its place.

@@ -6,7 +6,7 @@ namespace VX
 {
 
 /// A dialog with all shortcuts by category, which can be searched.
-class ShortcutSheet
+class VXVIEWER_API ShortcutSheet
 {
 public:
     /// What the user reads for a command of this name; as it is where none is set.

@@ -16,11 +16,11 @@ enum class Kind
 };
 
 /// Size of a button at a scale, in the current fonts.
-[[nodiscard]] ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale );
+[[nodiscard]] VXVIEWER_API ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale );
 
 /// Draws a tool's button at the cursor and tells the host when it is pressed. Tools with a drop-down list get a strip
 /// that opens it. Returns whether it was pressed.
-bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scale );
+VXVIEWER_API bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scale );
 
 /// Draws a tool as a row of a popup, with its shortcut; true when it was pressed, which closes the popup.
 bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host, float scale );

@@ -179,7 +179,8 @@ void PrimitiveSelection::deleteMarked()
             rest->edges = findFeatureEdges( *rest );
         changes.push_back( { entry.object, std::move( rest ) } );
     }
-    clear();
+    entries_.clear();
+    show_();
     if ( changes.empty() )
         return;
     auto action = std::make_shared<MeshesAction>( std::move( changes ) );

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <VXViewer/Export.h>
+
 struct ImGuiIO;
 
 namespace VX
 {
 
 /// Tells Dear ImGui that key codes are numbered as GLFW numbers them.
-void fillGlfwKeyMap( ImGuiIO& io );
+VXVIEWER_API void fillGlfwKeyMap( ImGuiIO& io );
 
 } // namespace VX

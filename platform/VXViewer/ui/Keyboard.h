@@ -9,8 +9,8 @@ namespace VX::UI
 {
 
 /// Right before and right after `ImGui::NewFrame`; for the viewer alone.
-void beforeNewFrame();
-void afterNewFrame();
+VXVIEWER_API void beforeNewFrame();
+VXVIEWER_API void afterNewFrame();
 
 /// Whether a key goes down in this frame. The press that has closed a popup is spent: what lies under it does not hear
 /// of it.

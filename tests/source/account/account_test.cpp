@@ -98,10 +98,12 @@ TEST_F( TokenFile, OfNoUseIsNoSignInAndNotWorthALine )
 TEST_F( TokenFile, AFileInTheFoldersPlaceIsLoggedAndLeft )
 {
     std::ofstream( tokenFolder() ) << "mine";
+    std::filesystem::permissions( tokenFolder(), std::filesystem::perms( 0644 ) );
     const Testing::LogCapture log;
     saveAuthToken( { "a", "t", "e" } );
     EXPECT_EQ( log.text(), "error: Cannot create folder...\n" );
     EXPECT_EQ( Testing::readFile( tokenFolder() ), "mine" );
+    EXPECT_EQ( std::filesystem::status( tokenFolder() ).permissions(), std::filesystem::perms( 0644 ) );
 }
 
 TEST_F( TokenFile, ThatCannotBeOpenedIsNotWorthALine )
@@ -147,10 +149,10 @@ TEST_F( TokenFile, LiesInAFolderOfItsOwnerEvenWhereTheSettingsDoNot )
 TEST( Credentials, EmailAddresses )
 {
     for ( const char* good :
-        { "a@b.c", "ann@example.org", "a.b+c@d.e.f", "\xc3\xa9@b.c", "a@b..c", "a\"b@c.d", "a@.x.y" } )
+        { "a@b.c", "ann@example.org", "a.b+c@d.e.f", "\xc3\xa9@b.c", "a@b..c", "a\"b@c.d", "a@.x.y", "a@b.AZaz09_" } )
         EXPECT_TRUE( isEmailAddress( good ) ) << good;
     for ( const char* bad : { "", "a", "@", "a@b", "@b.c", "a@.c", "a@b.", "a b@c.d", "a@b@c.d", "a/b@c.d", "a\\b@c.d",
-              "a@b.c ", " a@b.c", "a@b.c-d", "a.b@c", "a@b c.d" } )
+              "a@b.c ", " a@b.c", "a@b.c-d", "a.b@c", "a@b c.d", "a@b.[", "a@b.`", "a@b.{", "a@b./", "a@b.:" } )
         EXPECT_FALSE( isEmailAddress( bad ) ) << bad;
     EXPECT_TRUE( isEmailAddress( std::string( 1 << 20, 'x' ) + "@" + std::string( 1 << 20, 'y' ) + ".org" ) );
 }

@@ -70,6 +70,13 @@ void expectPanel( ImVec4 panel, Vector2f middle, Vector2f offset, Vector2f size,
 
 } // namespace
 
+TEST( WelcomeChoice, IsToShowItWhereNobodyHasChosen )
+{
+    const WelcomeWindow window;
+    EXPECT_TRUE( window.isShownOnStartup() );
+    EXPECT_TRUE( window.isVisible() );
+}
+
 TEST_F( Welcome, FirstFrameWithItHasNoHintBehindIt )
 {
     const auto config = menu_->getOrvantaMenuConfig();

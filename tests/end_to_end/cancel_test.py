@@ -197,7 +197,7 @@ def while_several_are_imported_in_the_background():
     program.drop(*(sandbox.step_file("drive.step", stem) for stem in ("left", "right")))
     wait_for("an upload", service.is_reached)
     program.wait_until_changed("the notice is shown", state["before"], 3_000)
-    harness.compare_with_approved(harness.wait_until_still(program), options, "import_notice")
+    harness.wait_until_approved(program, options, "import_notice")
     program.click(*NOTICE_CANCEL)
     program.move(5, 795)
     program.wait_until_like("the notice has gone", state["before"], 500)

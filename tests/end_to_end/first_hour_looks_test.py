@@ -30,9 +30,8 @@ def program():
 
 def still(station, except_for=()):
     """The window once it stands still, kept under a name and compared with the picture that was approved."""
-    state[station] = harness.wait_until_still(program(), except_for)
     name = "first_hour_%s_%s_%dx" % (station, state["theme"].lower(), program().scale)
-    harness.compare_with_approved(state[station], options, name, program().scale)
+    state[station] = harness.wait_until_approved(program(), options, name, except_for)
     return state[station]
 
 

@@ -62,7 +62,7 @@ def corner_is_black():
 
 def still(name, except_for=()):
     """The window once it stands still, compared with the picture that was approved."""
-    return harness.compare_with_approved(harness.wait_until_still(program(), except_for), options, "first_hour_" + name)
+    return harness.wait_until_approved(program(), options, "first_hour_" + name, except_for)
 
 
 def mailed_code(mails):

@@ -288,9 +288,25 @@ def is_like_approved(picture, approved, scale):
     return difference(approved, picture) <= TOLERANCE * scale**2
 
 
-def compare_with_approved(picture, options, name, scale=1):
+def approved_file(name):
+    return os.path.join(os.path.dirname(os.path.abspath(__file__)), "approved", name + ".png")
+
+
+def wait_until_approved(program, options, name, except_for=(), seconds=20):
+    """The window once it stands still and is like the picture that somebody has approved.
+
+    A program that the machine keeps waiting may stand still on its way there, too.
+    """
+    deadline = time.monotonic() + seconds
+    while True:
+        picture = wait_until_still(program, except_for)
+        if options.approve or time.monotonic() > deadline or is_like_approved(picture, approved_file(name), program.scale):
+            return compare_with_approved(picture, options, name, program.scale)
+
+
+def compare_with_approved(picture, options, name, scale):
     """Fails when a picture differs from the one that somebody has looked at and approved, and keeps it then."""
-    approved = os.path.join(os.path.dirname(os.path.abspath(__file__)), "approved", name + ".png")
+    approved = approved_file(name)
     if options.approve:
         subprocess.run(["convert", picture, "-strip", "-define", "png:compression-level=9", approved], check=True)
     if not is_like_approved(picture, approved, scale):

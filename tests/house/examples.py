@@ -13,7 +13,7 @@ import sys
 
 # Those that a stranger meets first.
 SHOWN = ["VXMesh/formats/FileFormats.h", "VXMesh/scene/Object.h", "VXOrvanta/converter/ConverterService.h",
-         "VXOrvanta/shell/OrvantaSetup.h", "VXViewer/core/Viewer.h", "VXViewer/ribbon/RibbonMenuItem.h",
+         "VXOrvanta/shell/OrvantaSetup.h", "VXViewer/core/Viewer.h", "VXViewer/schema/RibbonMenuItem.h",
          "VXViewer/web/WebRequest.h", "VXViewer/work/ProgressBar.h"]
 
 

@@ -1,9 +1,8 @@
 #include "http/JsonText.h"
 
-#include <json/reader.h>
-#include <json/writer.h>
+#include <VXMesh/io/Json.h>
 
-#include <memory>
+#include <json/writer.h>
 
 namespace VX::Backend
 {
@@ -17,24 +16,8 @@ std::string compactJson( const Json::Value& value )
 
 tl::expected<Json::Value, std::string> readRequestJson( const std::string& text )
 {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode( &builder.settings_ );
-    builder["skipBom"] = false;
-    builder["stackLimit"] = 200;
-    const std::unique_ptr<Json::CharReader> reader( builder.newCharReader() );
-    Json::Value root;
-    std::string errors;
-    // jsoncpp reports too deep nesting by an exception, everything else by its return value.
-    try
-    {
-        if ( !reader->parse( text.data(), text.data() + text.size(), &root, &errors ) )
-            return tl::unexpected( errors );
-    }
-    catch ( const Json::Exception& e )
-    {
-        return tl::unexpected( std::string( e.what() ) );
-    }
-    if ( !root.isObject() )
+    auto root = deserializeStrictJson( text );
+    if ( root && !root->isObject() )
         return tl::unexpected( std::string( "It is not an object" ) );
     return root;
 }

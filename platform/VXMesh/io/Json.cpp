@@ -11,10 +11,23 @@ namespace VX
 namespace
 {
 
-tl::expected<Json::Value, std::string> parse( const char* begin, const char* end )
+Json::CharReaderBuilder lenient()
 {
     Json::CharReaderBuilder builder;
     builder["allowComments"] = true;
+    return builder;
+}
+
+Json::CharReaderBuilder strict()
+{
+    Json::CharReaderBuilder builder;
+    Json::CharReaderBuilder::strictMode( &builder.settings_ );
+    builder["skipBom"] = false;
+    return builder;
+}
+
+tl::expected<Json::Value, std::string> parse( const char* begin, const char* end, Json::CharReaderBuilder builder )
+{
     builder["stackLimit"] = 200;
     const std::unique_ptr<Json::CharReader> reader( builder.newCharReader() );
     Json::Value root;
@@ -36,7 +49,12 @@ tl::expected<Json::Value, std::string> parse( const char* begin, const char* end
 
 tl::expected<Json::Value, std::string> deserializeJsonValue( const std::string& text )
 {
-    return parse( text.data(), text.data() + text.size() );
+    return parse( text.data(), text.data() + text.size(), lenient() );
+}
+
+tl::expected<Json::Value, std::string> deserializeStrictJson( const std::string& text )
+{
+    return parse( text.data(), text.data() + text.size(), strict() );
 }
 
 tl::expected<Json::Value, std::string> deserializeJsonValue( const std::filesystem::path& file )
@@ -49,7 +67,7 @@ tl::expected<Json::Value, std::string> deserializeJsonValue( const std::filesyst
     if ( bytes.size() > cMaxSize )
         return tl::unexpected( "\"" + file.string() + "\" is too large for a JSON document" );
     const auto* begin = reinterpret_cast<const char*>( bytes.data() );
-    return parse( begin, begin + bytes.size() );
+    return parse( begin, begin + bytes.size(), lenient() );
 }
 
 std::string textMember( const Json::Value& object, const char* key, const std::string& fallback )

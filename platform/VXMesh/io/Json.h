@@ -18,6 +18,10 @@ namespace VX
 [[nodiscard]] VXMESH_API tl::expected<Json::Value, std::string> deserializeJsonValue(
     const std::filesystem::path& file );
 
+/// Parses what strangers send (RFC 8259): an object or an array, without comments, a byte order mark, a name that
+/// stands twice, or anything after its end.
+[[nodiscard]] VXMESH_API tl::expected<Json::Value, std::string> deserializeStrictJson( const std::string& text );
+
 /// The member of an object when it is a text; `fallback` when it is missing or of another type, or where there is no
 /// object.
 [[nodiscard]] VXMESH_API std::string textMember(

@@ -293,25 +293,21 @@ def approved_file(name):
 
 
 def wait_until_approved(program, options, name, except_for=(), seconds=20):
-    """The window once it stands still and is like the picture that somebody has approved.
+    """The window once it stands still and is like the picture that somebody has looked at and approved.
 
-    A program that the machine keeps waiting may stand still on its way there, too.
+    A program that the machine keeps waiting may stand still on its way there, too. One that never gets there fails, and
+    its picture is kept.
     """
+    approved = approved_file(name)
     deadline = time.monotonic() + seconds
     while True:
         picture = wait_until_still(program, except_for)
-        if options.approve or time.monotonic() > deadline or is_like_approved(picture, approved_file(name), program.scale):
-            return compare_with_approved(picture, options, name, program.scale)
-
-
-def compare_with_approved(picture, options, name, scale):
-    """Fails when a picture differs from the one that somebody has looked at and approved, and keeps it then."""
-    approved = approved_file(name)
-    if options.approve:
-        subprocess.run(["convert", picture, "-strip", "-define", "png:compression-level=9", approved], check=True)
-    if not is_like_approved(picture, approved, scale):
-        raise AssertionError("%s differs from %s in %d pixels" % (keep(picture, options, name), approved, difference(approved, picture)))
-    return picture
+        if options.approve:
+            subprocess.run(["convert", picture, "-strip", "-define", "png:compression-level=9", approved], check=True)
+        if is_like_approved(picture, approved, program.scale):
+            return picture
+        if time.monotonic() > deadline:
+            raise AssertionError("%s differs from %s in %d pixels" % (keep(picture, options, name), approved, difference(approved, picture)))
 
 
 def run(steps):

@@ -51,6 +51,8 @@ private:
     }
     static void clear()
     {
+        if ( !getViewerInstance().getHistoryStore() )
+            getViewerInstance().setHistoryStore( std::make_shared<HistoryStore>() );
         sceneDocument().clear();
         SceneCache::invalidateAll();
     }

@@ -1,11 +1,7 @@
 #pragma once
 
-#include "support/TestMeshes.h"
+#include "support/OwnScene.h"
 
-#include <VXViewer/core/Viewer.h>
-#include <VXViewer/history/HistoryStore.h>
-#include <VXViewer/scene/SceneCache.h>
-#include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/scene/SceneEdits.h>
 
 #include <gtest/gtest.h>
@@ -13,20 +9,10 @@
 namespace VX::Testing
 {
 
-/// The scene of this process's viewer, which is not started; empty and saved before and after each test.
+/// A scene that is empty and saved before and after each test.
 class SceneFixture : public testing::Test
 {
 protected:
-    SceneFixture() { reset(); }
-    ~SceneFixture() override { reset(); }
-
-    static void reset()
-    {
-        if ( !viewer().getHistoryStore() )
-            viewer().setHistoryStore( std::make_shared<HistoryStore>() );
-        sceneDocument().clear();
-        SceneCache::invalidateAll();
-    }
     static Viewer& viewer() { return getViewerInstance(); }
     static Object& root() { return viewer().sceneRoot(); }
     static HistoryStore& history() { return *viewer().getHistoryStore(); }
@@ -44,6 +30,8 @@ protected:
             out += child->name() + " ";
         return out;
     }
+
+    OwnScene scene_;
 };
 
 } // namespace VX::Testing

@@ -95,19 +95,6 @@ void UiFixture::restart()
     start_();
 }
 
-void UiFixture::settle()
-{
-    const Patience patience;
-    uint64_t before = 0;
-    do
-    {
-        patience.check( "the frames do not come to an end" );
-        before = viewer().framesDrawn();
-        for ( int i = 0; i < 8; ++i )
-            viewer().step( 0 );
-    } while ( viewer().framesDrawn() != before );
-}
-
 void UiFixture::drawFrames( int count )
 {
     for ( int i = 0; i < count; ++i )
@@ -181,14 +168,6 @@ size_t UiFixture::difference( const Image& a, const Image& b )
                 break;
             }
     return count;
-}
-
-bool UiFixture::isWindowShown( const std::string& name )
-{
-    for ( const ImGuiWindow* window : ImGui::GetCurrentContext()->Windows )
-        if ( window->Active && std::string( window->Name ).find( name ) != std::string::npos )
-            return true;
-    return false;
 }
 
 Vector2f UiFixture::windowPointFromTop( const std::string& name, float left, float top )

@@ -2,6 +2,7 @@
 
 #include "support/Patience.h"
 #include "support/ScratchFolder.h"
+#include "support/ui/Frames.h"
 
 #include <AppSetup.h>
 #include <open/FileOpener.h>
@@ -41,8 +42,7 @@ protected:
     /// Ends the program and starts it again with the same settings.
     void restart();
 
-    /// Turns the loop until nothing is left to do at once.
-    void settle();
+    static void settle() { settleFrames(); }
     /// Turns the loop, sleeping on its events, until a condition holds.
     template <typename Condition>
     void turnUntil( const Condition& condition )
@@ -85,8 +85,7 @@ protected:
     [[nodiscard]] Image frame();
     /// Pixels that differ visibly between two frames of one size.
     [[nodiscard]] static size_t difference( const Image& a, const Image& b );
-    /// Whether Dear ImGui has drawn a window whose name contains a text in the last frame.
-    [[nodiscard]] static bool isWindowShown( const std::string& name );
+    [[nodiscard]] static bool isWindowShown( const std::string& name ) { return Testing::isWindowShown( name ); }
     /// A place in a window of that name, counted from its right and lower edges.
     [[nodiscard]] static Vector2f windowPoint( const std::string& name, float right, float bottom );
     /// The same from its left and upper edges.

@@ -1,6 +1,7 @@
 #include "TestPlaces.h"
 #include "support/ScratchFolder.h"
 #include "support/TestMeshes.h"
+#include "support/ui/Frames.h"
 
 #include <AboutTool.h>
 #include <LocalSetup.h>
@@ -51,7 +52,7 @@ protected:
         const auto started = viewer().start( params, setup_ );
         ASSERT_TRUE( started ) << started.error();
         opener_.onError = [this]( const std::string& text ) { errors_.push_back( text ); };
-        settle();
+        Testing::settleFrames();
     }
     void TearDown() override
     {
@@ -65,37 +66,20 @@ protected:
     {
         return std::dynamic_pointer_cast<RibbonMenu>( viewer().getMenuPlugin() );
     }
-    static void settle()
-    {
-        uint64_t before = 0;
-        do
-        {
-            before = viewer().framesDrawn();
-            for ( int i = 0; i < 8; ++i )
-                viewer().step( 0 );
-        } while ( viewer().framesDrawn() != before );
-    }
     void open( const std::vector<std::filesystem::path>& files )
     {
         opener_.open( files );
         while ( opener_.pending() > 0 )
             viewer().step( -1 );
-        settle();
-    }
-    static bool isWindowShown( const std::string& name )
-    {
-        for ( const ImGuiWindow* window : ImGui::GetCurrentContext()->Windows )
-            if ( window->Active && std::string( window->Name ).find( name ) != std::string::npos )
-                return true;
-        return false;
+        Testing::settleFrames();
     }
     static void press( int key, int modifiers )
     {
         auto& window = dynamic_cast<OffscreenWindow&>( *viewer().window() );
         window.pressKey( key, true, modifiers );
-        settle();
+        Testing::settleFrames();
         window.pressKey( key, false, 0 );
-        settle();
+        Testing::settleFrames();
     }
     static size_t objects() { return viewer().sceneRoot().children().size(); }
 
@@ -135,7 +119,7 @@ TEST_F( Local, HasTheRibbonAndTheToolsWithoutTheServices )
 TEST_F( Local, NothingStandsInTheWayOfTheScene )
 {
     for ( const char* name : { "Auth", "Background", "elcome", "odal", "ersion" } )
-        EXPECT_FALSE( isWindowShown( name ) ) << name;
+        EXPECT_FALSE( Testing::isWindowShown( name ) ) << name;
     // Frames of a long day.
     for ( int i = 0; i < 100; ++i )
     {

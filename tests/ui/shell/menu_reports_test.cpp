@@ -1,5 +1,5 @@
 #include "support/LogCapture.h"
-#include "ui/shell/LoggedFixture.h"
+#include "support/ui/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>

@@ -1,4 +1,4 @@
-#include "ui/shell/LoggedFixture.h"
+#include "support/ui/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>

@@ -1,6 +1,6 @@
 #include "support/ui/DrawnWindow.h"
+#include "support/ui/LoggedFixture.h"
 #include "support/ui/ShownText.h"
-#include "ui/shell/LoggedFixture.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/UserInfo.h>

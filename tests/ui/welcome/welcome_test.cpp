@@ -1,6 +1,5 @@
+#include "support/ui/LoggedFixture.h"
 #include "support/ui/ShownText.h"
-#include "support/ui/TestAccess.h"
-#include "support/ui/UiFixture.h"
 
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXOrvanta/welcome/WelcomeWindow.h>
@@ -19,22 +18,10 @@ using namespace VX;
 namespace
 {
 
-using Names = std::vector<std::string>;
-
-class Welcome : public Testing::UiFixture
+class Welcome : public Testing::LoggedFixture
 {
 protected:
     [[nodiscard]] std::string settings() const override { return R"({"telemetryDisclaimerModalShowed":0})"; }
-    void SetUp() override
-    {
-        UiFixture::SetUp();
-        SessionLogsTestAccess::take();
-    }
-    void TearDown() override
-    {
-        UiFixture::TearDown();
-        SessionLogsTestAccess::take();
-    }
     [[nodiscard]] WelcomeWindow& welcome() { return OrvantaMenuTestAccess::welcomeWindow( *menu_ ); }
     [[nodiscard]] static bool isShown() { return isWindowShown( "##DragDropArea" ); }
     /// Place and size of a panel.

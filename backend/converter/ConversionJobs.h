@@ -6,6 +6,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <mutex>
+#include <optional>
 
 namespace VX::Backend
 {

@@ -1,7 +1,7 @@
 #include "converter/ConverterApi.h"
 
-#include "http/JsonText.h"
-#include "http/Uri.h"
+#include "text/JsonText.h"
+#include "text/Uri.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>

@@ -1,13 +1,15 @@
 #pragma once
 
 #include "converter/ConversionJobs.h"
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 #include "identity/IdentityService.h"
 #include "storage/ObjectStore.h"
 
 #include <atomic>
 #include <functional>
 #include <list>
+#include <mutex>
+#include <optional>
 #include <thread>
 
 #include <json/value.h>
@@ -29,7 +31,7 @@ struct ConverterApiOptions
 };
 
 /// "/converter/v2/request", "/convert" and "/status", in the envelope {"result": …} or {"error": {"message": …}}.
-class ConverterApi final : public HttpHandler
+class ConverterApi final : public HttpService
 {
 public:
     ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterApiOptions options );

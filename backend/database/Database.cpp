@@ -1,67 +1,11 @@
 #include "database/Database.h"
 
+#include "database/SqlSession.h"
+
 #include <sqlite3.h>
 
 namespace VX::Backend
 {
-namespace
-{
-
-// Clients give a call up after ten seconds, and should hear before that that it was in vain.
-constexpr int cPatienceMilliseconds = 4000;
-
-using Statement = std::unique_ptr<sqlite3_stmt, decltype( &sqlite3_finalize )>;
-
-void bind( sqlite3_stmt* statement, int index, const SqlValue& value )
-{
-    if ( const auto* number = std::get_if<int64_t>( &value ) )
-        sqlite3_bind_int64( statement, index, *number );
-    else if ( const auto* text = std::get_if<std::string>( &value ) )
-        sqlite3_bind_text( statement, index, text->data(), int( text->size() ), SQLITE_TRANSIENT );
-    else
-        sqlite3_bind_null( statement, index );
-}
-
-SqlRow readRow( sqlite3_stmt* statement )
-{
-    SqlRow row;
-    for ( int i = 0; i < sqlite3_column_count( statement ); ++i )
-    {
-        const int type = sqlite3_column_type( statement, i );
-        if ( type == SQLITE_INTEGER )
-            row.emplace_back( int64_t( sqlite3_column_int64( statement, i ) ) );
-        else if ( type == SQLITE_NULL )
-            row.emplace_back( nullptr );
-        else
-            row.emplace_back( std::string( reinterpret_cast<const char*>( sqlite3_column_text( statement, i ) ),
-                size_t( sqlite3_column_bytes( statement, i ) ) ) );
-    }
-    return row;
-}
-
-DatabaseTrouble troubleOf( int code )
-{
-    switch ( code & 0xff )
-    {
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-    case SQLITE_FULL:
-    case SQLITE_IOERR:
-    case SQLITE_NOMEM:
-    case SQLITE_CANTOPEN:
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-    case SQLITE_INTERRUPT:
-    case SQLITE_PROTOCOL:
-        return DatabaseTrouble::Unavailable;
-    case SQLITE_CONSTRAINT:
-        return DatabaseTrouble::Conflict;
-    default:
-        return DatabaseTrouble::Broken;
-    }
-}
-
-} // namespace
 
 std::string textOf( const SqlValue& value )
 {
@@ -87,90 +31,105 @@ tl::expected<std::unique_ptr<Database>, std::string> Database::openExisting( con
 
 tl::expected<std::unique_ptr<Database>, std::string> Database::open_( const std::filesystem::path& file, int flags )
 {
-    sqlite3* handle = nullptr;
-    const int code = sqlite3_open_v2( file.c_str(), &handle, flags | SQLITE_OPEN_FULLMUTEX, nullptr );
-    std::unique_ptr<Database> database( new Database( handle ) );
-    if ( code != SQLITE_OK )
-        return tl::unexpected( "Cannot open the database \"" + file.string() + "\": " + sqlite3_errstr( code ) );
-    sqlite3_busy_timeout( handle, cPatienceMilliseconds );
-    // Deleted secrets are overwritten.
-    const auto set =
-        executeAll( *database, { "PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL", "PRAGMA secure_delete=ON" } );
-    if ( set )
-        return database;
-    if ( set.error().kind == DatabaseTrouble::Unavailable )
-        return tl::unexpected( "Cannot open the database \"" + file.string() + "\": " + set.error().text );
-    return tl::unexpected( "The database \"" + file.string() + "\" is damaged" );
+    std::unique_ptr<Database> database( new Database( file, flags ) );
+    auto first = database->take_();
+    if ( !first && first.error().kind == DatabaseTrouble::Unavailable )
+        return tl::unexpected( "Cannot open the database \"" + file.string() + "\": " + first.error().text );
+    if ( !first )
+        return tl::unexpected( "The database \"" + file.string() + "\" is damaged" );
+    database->giveBack_( std::move( *first ) );
+    return database;
 }
 
-Database::~Database()
+Database::Database( std::filesystem::path file, int flags )
+    : file_( std::move( file ) )
+    , flags_( flags )
 {
-    sqlite3_close( handle_ );
 }
 
-DatabaseResult<std::vector<SqlRow>> Database::run_( const std::string& sql, const std::vector<SqlValue>& parameters )
+Database::~Database() = default;
+
+DatabaseResult<Database::Session> Database::take_()
 {
-    if ( failure_ )
-        return tl::unexpected( *failure_ );
-    std::vector<SqlRow> rows;
-    sqlite3_stmt* raw = nullptr;
-    int code = sqlite3_prepare_v2( handle_, sql.c_str(), int( sql.size() ), &raw, nullptr );
-    const Statement statement( raw, &sqlite3_finalize );
-    if ( code == SQLITE_OK )
     {
-        for ( size_t i = 0; i < parameters.size(); ++i )
-            bind( raw, int( i + 1 ), parameters[i] );
-        while ( ( code = sqlite3_step( raw ) ) == SQLITE_ROW )
-            rows.push_back( readRow( raw ) );
+        const std::lock_guard lock( mutex_ );
+        if ( !idle_.empty() )
+        {
+            auto session = std::move( idle_.back() );
+            idle_.pop_back();
+            return session;
+        }
     }
-    if ( code == SQLITE_DONE )
-        return rows;
-    const DatabaseError error{ troubleOf( code ), std::string( "Database: " ) + sqlite3_errmsg( handle_ ) };
-    if ( inTransaction_ )
-        failure_ = error;
-    return tl::unexpected( error );
+    return SqlSession::open( file_, flags_, turn_ );
 }
 
-Database::Transaction::Transaction( Database& database )
-    : database_( database )
-    , lock_( database.mutex_ )
+void Database::giveBack_( Session session )
 {
-    database_.inTransaction_ = true;
-    // A failure is remembered, and told by what follows.
-    (void)database_.run_( "BEGIN IMMEDIATE", {} );
+    const std::lock_guard lock( mutex_ );
+    idle_.push_back( std::move( session ) );
 }
 
-Database::Transaction::~Transaction()
+Database::Transaction* Database::transaction_()
 {
-    database_.failure_.reset();
-    // Some failures have taken everything back already.
-    if ( !sqlite3_get_autocommit( database_.handle_ ) )
-        (void)database_.run_( "ROLLBACK", {} );
-    database_.failure_.reset();
-    database_.inTransaction_ = false;
+    const std::lock_guard lock( mutex_ );
+    const auto found = transactions_.find( std::this_thread::get_id() );
+    return found == transactions_.end() ? nullptr : found->second;
 }
 
-DatabaseResult<void> Database::Transaction::commit()
+template <typename Work>
+auto Database::with_( Work work ) -> std::invoke_result_t<Work, SqlSession&>
 {
-    const auto kept = database_.run_( "COMMIT", {} );
-    if ( !kept )
-        return tl::unexpected( kept.error() );
-    return {};
+    if ( const auto* transaction = transaction_() )
+    {
+        const auto& session = transaction->session_;
+        return session ? work( **session ) : tl::unexpected( session.error() );
+    }
+    auto session = take_();
+    if ( !session )
+        return tl::unexpected( session.error() );
+    auto out = work( **session );
+    giveBack_( std::move( *session ) );
+    return out;
 }
 
 DatabaseResult<std::vector<SqlRow>> Database::query( const std::string& sql, const std::vector<SqlValue>& parameters )
 {
-    const std::lock_guard lock( mutex_ );
-    return run_( sql, parameters );
+    return with_( [&]( SqlSession& session ) { return session.run( sql, parameters ); } );
 }
 
 DatabaseResult<int> Database::execute( const std::string& sql, const std::vector<SqlValue>& parameters )
 {
-    const std::lock_guard lock( mutex_ );
-    const auto done = run_( sql, parameters );
-    if ( !done )
-        return tl::unexpected( done.error() );
-    return sqlite3_changes( handle_ );
+    return with_( [&]( SqlSession& session )
+        { return session.run( sql, parameters ).map( [&]( const auto& ) { return session.changes(); } ); } );
+}
+
+Database::Transaction::Transaction( Database& database )
+    : database_( database )
+    , session_( database.take_() )
+{
+    if ( session_ )
+        ( *session_ )->begin();
+    const std::lock_guard lock( database.mutex_ );
+    database.transactions_[std::this_thread::get_id()] = this;
+}
+
+Database::Transaction::~Transaction()
+{
+    {
+        const std::lock_guard lock( database_.mutex_ );
+        database_.transactions_.erase( std::this_thread::get_id() );
+    }
+    if ( !session_ )
+        return;
+    ( *session_ )->end();
+    database_.giveBack_( std::move( *session_ ) );
+}
+
+DatabaseResult<void> Database::Transaction::commit()
+{
+    if ( !session_ )
+        return tl::unexpected( session_.error() );
+    return ( *session_ )->commit();
 }
 
 DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements )

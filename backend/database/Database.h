@@ -1,47 +1,28 @@
 #pragma once
 
-#include <cstdint>
+#include "database/DatabaseResult.h"
+#include "database/WriteTurn.h"
+
 #include <filesystem>
+#include <initializer_list>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <variant>
+#include <thread>
+#include <type_traits>
 #include <vector>
-
-#include <tl/expected.hpp>
-
-struct sqlite3;
-struct sqlite3_stmt;
 
 namespace VX::Backend
 {
 
-using SqlValue = std::variant<std::nullptr_t, int64_t, std::string>;
-using SqlRow = std::vector<SqlValue>;
-
-[[nodiscard]] std::string textOf( const SqlValue& value );
-[[nodiscard]] int64_t integerOf( const SqlValue& value );
-
-/// Why the database gave no answer. None of them says anything about what was asked for.
-enum class DatabaseTrouble
-{
-    Unavailable, ///< not now: locked by another process, no space, a fault of the disk
-    Conflict,    ///< a rule of the tables forbids it, such as a second row of one key
-    Broken       ///< damaged, or not as this version knows it
-};
-
-struct DatabaseError
-{
-    DatabaseTrouble kind = DatabaseTrouble::Broken;
-    std::string text; ///< for the log
-};
-
-template <typename T>
-using DatabaseResult = tl::expected<T, DatabaseError>;
+class SqlSession;
 
 /// One SQLite file in WAL mode; what a finished statement or transaction wrote is on the disk and survives a killed
-/// process and a power cut. Any thread: statements of one object run one after the other.
+/// process and a power cut.
+///
+/// Any thread. Each statement or transaction has a session of its own, so who reads waits for nobody; who writes waits
+/// for other writers, for seconds at most.
 class Database
 {
 public:
@@ -60,8 +41,8 @@ public:
     /// Runs one statement and returns the number of rows it changed.
     [[nodiscard]] DatabaseResult<int> execute( const std::string& sql, const std::vector<SqlValue>& parameters = {} );
 
-    /// Several statements that count all or not at all: they are taken back unless `commit` is called. Other threads
-    /// wait until it ends, so nothing slow belongs into one.
+    /// Several statements that count all or not at all: they are taken back unless `commit` is called. They are those
+    /// that the thread runs until it ends; one at a time. Who else writes waits, so nothing slow belongs into one.
     ///
     /// A statement that fails, or a beginning that did, fails all that follow until the end, `commit` included.
     class Transaction
@@ -75,25 +56,34 @@ public:
         [[nodiscard]] DatabaseResult<void> commit();
 
     private:
+        friend class Database;
         Database& database_;
-        std::unique_lock<std::recursive_mutex> lock_;
+        /// Of the transaction alone, or why there is none.
+        DatabaseResult<std::unique_ptr<SqlSession>> session_;
     };
 
 private:
-    explicit Database( sqlite3* handle )
-        : handle_( handle )
-    {
-    }
+    using Session = std::unique_ptr<SqlSession>;
+
+    Database( std::filesystem::path file, int flags );
     [[nodiscard]] static tl::expected<std::unique_ptr<Database>, std::string> open_(
         const std::filesystem::path& file, int flags );
-    [[nodiscard]] DatabaseResult<std::vector<SqlRow>> run_(
-        const std::string& sql, const std::vector<SqlValue>& parameters );
+    /// Lets `work` have the session of the thread's transaction, or one for itself.
+    template <typename Work>
+    [[nodiscard]] auto with_( Work work ) -> std::invoke_result_t<Work, SqlSession&>;
+    /// One that nobody uses, or a new one.
+    [[nodiscard]] DatabaseResult<Session> take_();
+    void giveBack_( Session session );
+    /// That of this thread; null outside one.
+    [[nodiscard]] Transaction* transaction_();
 
-    std::recursive_mutex mutex_;
-    sqlite3* handle_;
-    bool inTransaction_ = false;
-    /// Of the transaction.
-    std::optional<DatabaseError> failure_;
+    std::filesystem::path file_;
+    int flags_;
+    WriteTurn turn_;
+    std::mutex mutex_;
+    /// That which was used last is the last one, and the next to be taken.
+    std::vector<Session> idle_;
+    std::map<std::thread::id, Transaction*> transactions_;
 };
 
 /// Runs statements without parameters until one fails.

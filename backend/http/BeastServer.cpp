@@ -10,6 +10,7 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/http/status.hpp>
 #include <fmt/format.h>
@@ -46,6 +47,7 @@ public:
         , table_( options.maxConnections )
         , io_( options.threads )
         , acceptor_( io_ )
+        , files_( size_t( options.fileThreads ) )
     {
     }
 
@@ -87,6 +89,8 @@ public:
         for ( auto& thread : threads_ )
             thread.join();
         threads_.clear();
+        files_.stop();
+        files_.join();
     }
 
 private:
@@ -147,7 +151,7 @@ private:
         {
             auto executor = socket.get_executor();
             auto connection = std::make_shared<TlsConnection>( std::move( socket ), tlsNow_() );
-            auto served = std::make_shared<ServedConnection>( connection, options_, handler_ );
+            auto served = std::make_shared<ServedConnection>( connection, options_, handler_, files_.get_executor() );
             if ( table_.add( *served ) )
                 asio::co_spawn( executor, run_( std::move( served ) ), asio::detached );
         }
@@ -171,6 +175,7 @@ private:
     asio::io_context io_;
     asio::ip::tcp::acceptor acceptor_;
     std::vector<std::thread> threads_;
+    asio::thread_pool files_;
 };
 
 } // namespace

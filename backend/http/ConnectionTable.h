@@ -13,10 +13,10 @@ namespace VX::Backend
 /// A connection and what is said on it.
 struct ServedConnection
 {
-    ServedConnection(
-        const std::shared_ptr<TlsConnection>& client, const HttpServerOptions& options, HttpHandler& handler )
+    ServedConnection( const std::shared_ptr<TlsConnection>& client, const HttpServerOptions& options,
+        HttpHandler& handler, boost::asio::any_io_executor files )
         : connection( client )
-        , session( *client, options, handler, client->peer() )
+        , session( *client, options, handler, client->peer(), std::move( files ) )
     {
     }
 

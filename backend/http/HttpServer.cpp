@@ -1,6 +1,8 @@
 #include "http/HttpServer.h"
 
-#include "http/JsonText.h"
+#include "text/JsonText.h"
+
+#include <spdlog/spdlog.h>
 
 namespace VX::Backend
 {
@@ -16,19 +18,22 @@ HttpResponse HttpHandler::refuse( const std::string& /*path*/, int status )
     return out;
 }
 
-BodyPlan planReading( const HttpRequest& head, const std::string& message )
+bool isCalled( const std::function<void()>& call )
 {
-    BodyPlan plan;
-    plan.maxSize = 0;
-    if ( head.method == "GET" || head.method == "HEAD" )
-        return plan;
-    Json::Value body;
-    body["error"]["message"] = message;
-    plan.refusal = HttpResponse{};
-    plan.refusal->status = 405;
-    plan.refusal->headers["Allow"] = "GET, HEAD";
-    plan.refusal->body = compactJson( body );
-    return plan;
+    try
+    {
+        call();
+        return true;
+    }
+    catch ( const std::exception& e )
+    {
+        spdlog::error( "A request could not be answered: {}", e.what() );
+    }
+    catch ( ... )
+    {
+        spdlog::error( "A request could not be answered" );
+    }
+    return false;
 }
 
 } // namespace VX::Backend

@@ -64,22 +64,28 @@ struct BodyPlan
     std::shared_ptr<void> hold;
 };
 
-/// For what can only be read: anything but GET and HEAD is refused with a message.
-[[nodiscard]] BodyPlan planReading( const HttpRequest& head, const std::string& message );
+/// Tells the plan for a request; called exactly once, from any thread.
+using Planned = std::function<void( BodyPlan )>;
 
-/// What the server serves; called on its I/O threads, which must not be blocked for long.
+/// What the server serves; called on its I/O threads, which carry every connection: nothing here waits for a disk, a
+/// database, another service or a long reckoning.
+///
+/// `planned` and `respond` may be called at once or later, from any thread; all calls but the first do nothing. One
+/// that has not been called yet is let go before the server ends.
 class HttpHandler
 {
 public:
     virtual ~HttpHandler() = default;
-    /// Decides by the head of a request.
-    [[nodiscard]] virtual BodyPlan planBody( const HttpRequest& head ) = 0;
-    /// Answers by `respond`, now or later, from any thread; all calls but the first do nothing. One that has not been
-    /// called yet is let go before the server ends.
+    /// Decides by the head of a request, before its body is read.
+    virtual void plan( HttpRequest head, Planned planned ) = 0;
+    /// Answers a request whose body has come.
     virtual void handle( HttpRequest request, Respond respond ) = 0;
     /// What is said to a client of this path when its request cannot be read or answered, in the form it expects.
     [[nodiscard]] virtual HttpResponse refuse( const std::string& path, int status );
 };
+
+/// Calls into a handler; false when it throws, which the log tells.
+[[nodiscard]] bool isCalled( const std::function<void()>& call );
 
 struct HttpServerOptions
 {
@@ -95,6 +101,8 @@ struct HttpServerOptions
     /// A client that is silent for this long in the middle of a request is cut off.
     std::chrono::milliseconds patience{ 30000 };
     std::chrono::milliseconds headerPatience{ 15000 };
+    /// For the files that bodies go into and answers come from: a disk that stands still keeps nobody else waiting.
+    int fileThreads = 2;
     /// Bytes a second that a body must come in with, after the patience.
     uint64_t leastRate = 1024;
     /// One that takes longer in all is cut off, whatever its rate.

@@ -1,5 +1,6 @@
 #include "http/HttpSession.h"
 
+#include "http/SentFile.h"
 #include "http/UploadFile.h"
 
 #include <boost/asio/post.hpp>
@@ -39,7 +40,7 @@ std::string headOf( const HttpResponse& response, uint64_t length, bool keepAliv
 
 /// Hands on the first answer and no other. Once given it holds nothing of the server, which whoever keeps it may
 /// outlive.
-template <class Completion>
+template <class Answer, class Completion>
 class OneAnswer
 {
 public:
@@ -48,15 +49,15 @@ public:
         , executor_( std::move( executor ) )
     {
     }
-    static void give( const std::shared_ptr<OneAnswer>& self, HttpResponse response )
+    void give( Answer answer )
     {
-        if ( self->given_.exchange( true ) )
+        if ( given_.exchange( true ) )
             return;
-        const auto executor = std::exchange( self->executor_, {} );
-        auto completion = std::move( *self->completion_ );
-        self->completion_.reset();
-        asio::post( executor, [completion = std::move( completion ), response = std::move( response )]() mutable
-            { completion( std::move( response ) ); } );
+        const auto executor = std::exchange( executor_, {} );
+        auto completion = std::move( *completion_ );
+        completion_.reset();
+        asio::post( executor, [completion = std::move( completion ), answer = std::move( answer )]() mutable
+            { completion( std::move( answer ) ); } );
     }
 
 private:
@@ -65,14 +66,39 @@ private:
     std::atomic<bool> given_ = false;
 };
 
+/// Waits for an answer that `ask` is given a way to give, on any thread.
+template <class Answer, class Ask>
+asio::awaitable<Answer> answerOf( Ask ask )
+{
+    const auto executor = co_await asio::this_coro::executor;
+    const auto initiate = [&]( auto completion )
+    {
+        using One = OneAnswer<Answer, decltype( completion )>;
+        auto one = std::make_shared<One>( std::move( completion ), executor );
+        ask( [one]( Answer answer ) { one->give( std::move( answer ) ); } );
+    };
+    co_return co_await asio::async_initiate<decltype( asio::use_awaitable ), void( Answer )>(
+        initiate, asio::use_awaitable );
+}
+
+/// Waits for what may take its time, done elsewhere.
+template <class Work>
+asio::awaitable<std::invoke_result_t<Work>> doneOn( asio::any_io_executor executor, Work work )
+{
+    using Result = std::invoke_result_t<Work>;
+    co_return co_await answerOf<Result>(
+        [&]( auto give ) { asio::post( executor, [give, work] { give( work() ); } ); } );
+}
+
 } // namespace
 
-HttpSession::HttpSession(
-    HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer )
+HttpSession::HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler,
+    std::string peer, asio::any_io_executor files )
     : connection_( connection )
     , options_( options )
     , handler_( handler )
     , peer_( std::move( peer ) )
+    , files_( std::move( files ) )
     , touched_( std::chrono::steady_clock::now() )
 {
 }
@@ -191,25 +217,29 @@ asio::awaitable<bool> HttpSession::refuseHead_( const RequestHeadReader& reader,
     co_return co_await send_( std::move( response ), false, line.method == "HEAD" );
 }
 
-BodyPlan HttpSession::plan_( const HttpRequest& request )
+/// Waits for the handler, which may decide on another thread.
+asio::awaitable<BodyPlan> HttpSession::plan_( const HttpRequest& request )
 {
-    try
+    connection_.expireAt( Moment::max() );
+    working_ = true;
+    const auto ask = [&]( const Planned& planned )
     {
-        return handler_.planBody( request );
-    }
-    catch ( const std::exception& e )
-    {
-        spdlog::error( "A request could not be looked at: {}", e.what() );
+        if ( isCalled( [&] { handler_.plan( request, planned ); } ) )
+            return;
         BodyPlan plan;
         plan.refusal = handler_.refuse( request.path, 500 );
-        return plan;
-    }
+        planned( std::move( plan ) );
+    };
+    BodyPlan plan = co_await answerOf<BodyPlan>( ask );
+    touch_();
+    working_ = false;
+    co_return plan;
 }
 
 asio::awaitable<bool> HttpSession::serve_( RequestHead head )
 {
     const bool headOnly = head.request.method == "HEAD";
-    BodyPlan plan = plan_( head.request );
+    BodyPlan plan = co_await plan_( head.request );
     if ( !plan.refusal && head.length && *head.length > plan.maxSize )
         plan.refusal = handler_.refuse( head.request.path, 413 );
     if ( plan.refusal )
@@ -305,11 +335,11 @@ asio::awaitable<int> HttpSession::readToMemory_( RequestHead& head )
 /// Past what came with the head, the body goes straight into the file.
 asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& plan )
 {
-    UploadFile file( plan.file );
-    if ( !file.isOpen() )
+    const auto file = co_await doneOn( files_, [&plan] { return std::make_shared<UploadFile>( plan.file ); } );
+    if ( !file->isOpen() )
         co_return 507;
     const size_t early = size_t( std::min<uint64_t>( pending_.size(), length ) );
-    bool written = file.write( pending_.data(), early );
+    bool written = co_await doneOn( files_, [&] { return file->write( pending_.data(), early ); } );
     pending_.erase( 0, early );
     uint64_t left = length - early;
     std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( left, 1 ), cFilePiece ) ) );
@@ -327,12 +357,12 @@ asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& 
             filled += count;
             touch_();
         }
-        written = file.write( piece.data(), filled );
+        written = co_await doneOn( files_, [&] { return file->write( piece.data(), filled ); } );
         left -= filled;
     }
     if ( !written )
         co_return 507;
-    file.keep();
+    file->keep();
     co_return 0;
 }
 
@@ -355,27 +385,15 @@ asio::awaitable<void> HttpSession::drain_( uint64_t most )
 /// Waits for the handler, which may answer from another thread.
 asio::awaitable<HttpResponse> HttpSession::answer_( HttpRequest request )
 {
-    auto executor = co_await asio::this_coro::executor;
     connection_.expireAt( Moment::max() );
     working_ = true;
-    const auto initiate = [this, executor, &request]( auto completion )
+    const auto ask = [&]( const Respond& respond )
     {
-        using Answer = OneAnswer<decltype( completion )>;
-        auto answer = std::make_shared<Answer>( std::move( completion ), executor );
         const auto path = request.path;
-        try
-        {
-            handler_.handle( std::move( request ),
-                [answer]( HttpResponse response ) { Answer::give( answer, std::move( response ) ); } );
-        }
-        catch ( const std::exception& e )
-        {
-            spdlog::error( "A request could not be answered: {}", e.what() );
-            Answer::give( answer, handler_.refuse( path, 500 ) );
-        }
+        if ( !isCalled( [&] { handler_.handle( std::move( request ), respond ); } ) )
+            respond( handler_.refuse( path, 500 ) );
     };
-    HttpResponse response = co_await asio::async_initiate<decltype( asio::use_awaitable ), void( HttpResponse )>(
-        initiate, asio::use_awaitable );
+    HttpResponse response = co_await answerOf<HttpResponse>( ask );
     touch_();
     working_ = false;
     co_return response;
@@ -397,23 +415,20 @@ asio::awaitable<bool> HttpSession::send_( HttpResponse response, bool keepAlive,
 
 asio::awaitable<bool> HttpSession::sendFile_( const HttpResponse& response )
 {
-    const int fd = ::open( response.file.c_str(), O_RDONLY | O_CLOEXEC );
-    if ( fd < 0 )
-        co_return false;
-    const std::shared_ptr<void> closer( nullptr, [fd]( void* ) { ::close( fd ); } );
+    const auto file = co_await doneOn( files_, [&response] { return std::make_shared<SentFile>( response.file ); } );
     std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( response.fileLength, 1 ), cFilePiece ) ) );
     uint64_t offset = response.fileOffset, left = response.fileLength;
     while ( left > 0 )
     {
-        const ssize_t n =
-            ::pread( fd, piece.data(), size_t( std::min<uint64_t>( left, piece.size() ) ), off_t( offset ) );
-        if ( n <= 0 )
+        const size_t wanted = size_t( std::min<uint64_t>( left, piece.size() ) );
+        const size_t n = co_await doneOn( files_, [&] { return file->read( { piece.data(), wanted }, offset ); } );
+        if ( n == 0 )
             co_return false;
-        const bool written = co_await write_( { piece.data(), size_t( n ) } );
+        const bool written = co_await write_( { piece.data(), n } );
         if ( !written )
             co_return false;
-        offset += uint64_t( n );
-        left -= uint64_t( n );
+        offset += n;
+        left -= n;
     }
     co_return true;
 }

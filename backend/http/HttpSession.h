@@ -4,6 +4,8 @@
 #include "http/HttpServer.h"
 #include "http/RequestHead.h"
 
+#include <boost/asio/any_io_executor.hpp>
+
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -19,8 +21,10 @@ class HttpSession
 public:
     using Moment = HttpConnection::Moment;
 
-    /// All three must outlive the session; `peer` is the address at the other end.
-    HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer );
+    /// All three must outlive the session; `peer` is the address at the other end. Files are written and read where
+    /// `files` runs things.
+    HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer,
+        boost::asio::any_io_executor files );
 
     /// Serves until one of both ends the connection.
     [[nodiscard]] boost::asio::awaitable<void> run();
@@ -42,7 +46,7 @@ private:
     [[nodiscard]] boost::asio::awaitable<int> readToFile_( uint64_t length, const BodyPlan& plan );
     [[nodiscard]] boost::asio::awaitable<void> drain_( uint64_t most );
 
-    [[nodiscard]] BodyPlan plan_( const HttpRequest& request );
+    [[nodiscard]] boost::asio::awaitable<BodyPlan> plan_( const HttpRequest& request );
     [[nodiscard]] boost::asio::awaitable<HttpResponse> answer_( HttpRequest request );
     [[nodiscard]] boost::asio::awaitable<bool> send_( HttpResponse response, bool keepAlive, bool headOnly );
     [[nodiscard]] boost::asio::awaitable<bool> sendFile_( const HttpResponse& response );
@@ -57,6 +61,7 @@ private:
     const HttpServerOptions& options_;
     HttpHandler& handler_;
     std::string peer_;
+    boost::asio::any_io_executor files_;
     /// What has come and is not looked at yet; never more than one piece and the head it belongs to.
     std::string pending_;
     std::atomic<Moment> touched_;

@@ -2,7 +2,7 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 

@@ -1,6 +1,6 @@
 #include "identity/AuthApi.h"
 
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 namespace VX::Backend
 {
@@ -8,9 +8,6 @@ namespace
 {
 
 constexpr uint64_t cLongestBody = 64 * 1024;
-// Hashing a password fills a core and 64 MiB.
-constexpr int cThreads = 2;
-constexpr size_t cMostWaiting = 256;
 
 HttpResponse busy()
 {
@@ -21,17 +18,12 @@ HttpResponse busy()
 
 AuthApi::AuthApi( IdentityService& identity )
     : identity_( identity )
-    , pool_( std::make_shared<WorkerPool>( cThreads, cMostWaiting ) )
 {
 }
 
 void AuthApi::stop()
 {
-    std::shared_ptr<WorkerPool> pool;
-    {
-        const std::lock_guard lock( mutex_ );
-        pool.swap( pool_ );
-    }
+    pool_.stop();
 }
 
 BodyPlan AuthApi::planBody( const HttpRequest& head )
@@ -70,13 +62,7 @@ void AuthApi::handle( HttpRequest request, Respond respond )
     AuthCall call{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress };
     if ( identity_.isQuick( call ) )
         return respond( identity_.answer( call ) );
-    std::shared_ptr<WorkerPool> pool;
-    {
-        const std::lock_guard lock( mutex_ );
-        pool = pool_;
-    }
-    const auto work = [this, call = std::move( call ), respond]() { respond( identity_.answer( call ) ); };
-    if ( !pool || !pool->run( work ) )
+    if ( !pool_.run( [this, call = std::move( call ), respond]() { respond( identity_.answer( call ) ); } ) )
         respond( busy() );
 }
 

@@ -1,15 +1,14 @@
 #pragma once
 
+#include "http/HttpService.h"
 #include "identity/IdentityService.h"
 #include "work/WorkerPool.h"
-
-#include <memory>
 
 namespace VX::Backend
 {
 
 /// "/auth": the operation is in the header "x-amz-target", its parameters are the JSON object in the body.
-class AuthApi final : public HttpHandler
+class AuthApi final : public HttpService
 {
 public:
     explicit AuthApi( IdentityService& identity );
@@ -23,9 +22,12 @@ public:
     void stop();
 
 private:
+    // Hashing a password fills a core and 64 MiB.
+    static constexpr int cThreads = 2;
+    static constexpr size_t cMostWaiting = 256;
+
     IdentityService& identity_;
-    std::mutex mutex_;
-    std::shared_ptr<WorkerPool> pool_;
+    WorkerPool pool_{ cThreads, cMostWaiting };
 };
 
 } // namespace VX::Backend

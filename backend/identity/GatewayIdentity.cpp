@@ -2,7 +2,7 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
@@ -20,8 +20,6 @@ namespace
 
 constexpr size_t cLargestAnswer = size_t( 1 ) << 20;
 constexpr size_t cMostRemembered = 100000;
-constexpr int cThreads = 2;
-constexpr size_t cMostWaiting = 256;
 
 struct Upstream
 {
@@ -79,7 +77,6 @@ std::string nameInToken( const std::string& token )
 GatewayIdentity::GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock )
     : options_( std::move( options ) )
     , clock_( std::move( clock ) )
-    , pool_( std::make_shared<WorkerPool>( cThreads, cMostWaiting ) )
 {
 }
 
@@ -215,22 +212,13 @@ void GatewayIdentity::checkAccess( const std::string& accessToken, AccessTold to
     const auto hash = sha256( accessToken );
     if ( const auto account = believedAccount_( hash ) )
         return told( { AccessCheck::Verdict::Good, *account } );
-    std::shared_ptr<WorkerPool> pool;
-    {
-        const std::lock_guard lock( mutex_ );
-        pool = pool_;
-    }
-    if ( !pool || !pool->run( [this, accessToken, hash, told] { told( askForAccess_( accessToken, hash ) ); } ) )
+    if ( !pool_.run( [this, accessToken, hash, told] { told( askForAccess_( accessToken, hash ) ); } ) )
         told( { AccessCheck::Verdict::Unknown, {} } );
 }
 
 void GatewayIdentity::stop()
 {
-    std::shared_ptr<WorkerPool> pool;
-    {
-        const std::lock_guard lock( mutex_ );
-        pool.swap( pool_ );
-    }
+    pool_.stop();
 }
 
 } // namespace VX::Backend

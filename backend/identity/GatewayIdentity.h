@@ -44,6 +44,9 @@ public:
         const std::string& secret, const std::string& userName, const std::string& clientId );
 
 private:
+    static constexpr int cThreads = 2;
+    static constexpr size_t cMostWaiting = 256;
+
     [[nodiscard]] Json::Value completed_( const AuthCall& call );
     [[nodiscard]] HttpResponse forward_( const std::string& operation, const Json::Value& body ) const;
     void rememberName_( const HttpResponse& answer );
@@ -64,7 +67,7 @@ private:
     };
     /// By hash of the access token.
     std::unordered_map<std::string, Belief> believed_;
-    std::shared_ptr<WorkerPool> pool_;
+    WorkerPool pool_{ cThreads, cMostWaiting };
 };
 
 } // namespace VX::Backend

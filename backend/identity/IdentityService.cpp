@@ -1,7 +1,7 @@
 #include "identity/IdentityService.h"
 
 #include "crypto/Hex.h"
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 namespace VX::Backend
 {

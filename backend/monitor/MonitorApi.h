@@ -1,7 +1,7 @@
 #pragma once
 
 #include "database/Database.h"
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 
 #include <atomic>
 #include <chrono>
@@ -25,7 +25,7 @@ private:
 
 /// For whoever runs the service: "/healthz" says whether it can do its work, "/metrics" counts what it does, in the
 /// text format of Prometheus (https://prometheus.io/docs/instrumenting/exposition_formats).
-class MonitorApi final : public HttpHandler
+class MonitorApi final : public HttpService
 {
 public:
     MonitorApi( Database& database, Database& statistics, const RequestCounts& counts );

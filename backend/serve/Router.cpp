@@ -23,43 +23,89 @@ BodyPlan nothingHere( const std::string& path )
 
 } // namespace
 
-Router::Router( std::vector<Door> doors, RequestCounts& counts )
-    : doors_( std::move( doors ) )
-    , counts_( counts )
+Router::Router( const std::vector<Door>& doors, RequestCounts& counts )
+    : counts_( counts )
 {
+    for ( const auto& door : doors )
+        entrances_.emplace_back( door );
 }
 
-BodyPlan Router::planBody( const HttpRequest& head )
+void Router::plan( HttpRequest head, Planned planned )
 {
-    const auto* door = doorOf_( head.path );
-    auto plan = door ? door->handler->planBody( head ) : nothingHere( head.path );
-    if ( plan.refusal )
-        counts_.add( door ? door->name : "none", plan.refusal->status );
-    return plan;
+    auto* entrance = entranceOf_( head.path );
+    if ( !entrance )
+    {
+        auto plan = nothingHere( head.path );
+        counts_.add( "none", plan.refusal->status );
+        return planned( std::move( plan ) );
+    }
+    const auto counted = [this, name = entrance->door.name, planned = std::move( planned )]( BodyPlan plan )
+    {
+        if ( plan.refusal )
+            counts_.add( name, plan.refusal->status );
+        planned( std::move( plan ) );
+    };
+    const auto path = head.path;
+    call_(
+        *entrance, path, [head = std::move( head ), counted]( HttpService& service ) { service.plan( head, counted ); },
+        [counted]( HttpResponse refusal )
+        {
+            BodyPlan plan;
+            plan.refusal = std::move( refusal );
+            counted( std::move( plan ) );
+        } );
 }
 
 void Router::handle( HttpRequest request, Respond respond )
 {
-    const auto* door = doorOf_( request.path );
-    door->handler->handle( std::move( request ),
-        [this, name = door->name, respond = std::move( respond )]( HttpResponse response )
-        {
-            counts_.add( name, response.status );
-            respond( std::move( response ) );
-        } );
+    auto& entrance = *entranceOf_( request.path );
+    const auto counted = [this, name = entrance.door.name, respond = std::move( respond )]( HttpResponse response )
+    {
+        counts_.add( name, response.status );
+        respond( std::move( response ) );
+    };
+    const auto path = request.path;
+    call_(
+        entrance, path, [request = std::move( request ), counted]( HttpService& service ) mutable
+        { service.handle( std::move( request ), counted ); }, counted );
+}
+
+void Router::call_(
+    Entrance& entrance, const std::string& path, std::function<void( HttpService& )> call, Respond refused )
+{
+    auto& service = *entrance.door.service;
+    auto work = [this, &service, path, call = std::move( call ), refused]
+    {
+        if ( stopping_ )
+            return refused( service.refuse( path, 503 ) );
+        if ( !isCalled( [&] { call( service ); } ) )
+            refused( service.refuse( path, 500 ) );
+    };
+    if ( entrance.door.threads == 0 )
+        work();
+    else if ( !entrance.pool.run( std::move( work ) ) )
+        refused( service.refuse( path, 503 ) );
 }
 
 HttpResponse Router::refuse( const std::string& path, int status )
 {
-    const auto* door = doorOf_( path );
-    counts_.add( door ? door->name : "none", status );
-    return door ? door->handler->refuse( path, status ) : HttpHandler::refuse( path, status );
+    auto* entrance = entranceOf_( path );
+    counts_.add( entrance ? entrance->door.name : "none", status );
+    return entrance ? entrance->door.service->refuse( path, status ) : HttpHandler::refuse( path, status );
 }
 
-const Door* Router::doorOf_( const std::string& path ) const
+void Router::stop()
 {
-    const auto found = std::find_if( doors_.begin(), doors_.end(), [&]( const Door& d ) { return d.serves( path ); } );
-    return found == doors_.end() ? nullptr : &*found;
+    stopping_ = true;
+    for ( auto& entrance : entrances_ )
+        entrance.pool.stop();
+}
+
+Router::Entrance* Router::entranceOf_( const std::string& path )
+{
+    const auto found = std::find_if(
+        entrances_.begin(), entrances_.end(), [&]( const Entrance& e ) { return e.door.serves( path ); } );
+    return found == entrances_.end() ? nullptr : &*found;
 }
 
 } // namespace VX::Backend

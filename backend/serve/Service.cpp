@@ -5,6 +5,7 @@
 #include "converter/ConverterApi.h"
 #include "http/Descriptors.h"
 #include "identity/AuthApi.h"
+#include "monitor/LivenessApi.h"
 #include "monitor/MonitorApi.h"
 #include "serve/Foundation.h"
 #include "serve/Router.h"
@@ -138,6 +139,7 @@ private:
     VersionApi version_;
     SiteApi site_;
     RequestCounts counts_;
+    LivenessApi liveness_;
     MonitorApi monitor_;
     Router router_;
     std::unique_ptr<HttpServer> server_;
@@ -146,6 +148,7 @@ private:
     Ending<StatsApi> statsEnding_{ stats_ };
     Ending<IdentityService> identityEnding_{ *identity_ };
     Ending<AuthApi> authEnding_{ auth_ };
+    Ending<Router> routerEnding_{ router_ };
     /// May wait for a worker.
     std::unique_ptr<ConversionRunner> runner_;
 };
@@ -173,10 +176,11 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
 
 std::vector<Door> Service::Parts::doors_()
 {
-    return { { "auth", &AuthApi::serves, &auth_ }, { "converter", &ConverterApi::serves, &converter_ },
+    return { { "auth", &AuthApi::serves, &auth_, 2 }, { "converter", &ConverterApi::serves, &converter_, 2 },
         { "statistics", &StatsApi::serves, &stats_ }, { "version", &VersionApi::serves, &version_ },
-        { "monitor", &MonitorApi::serves, &monitor_ }, { "site", &SiteApi::serves, &site_ },
-        { "storage", [this]( const std::string& path ) { return store_.serves( path ); }, &store_ } };
+        { "liveness", &LivenessApi::serves, &liveness_ }, { "monitor", &MonitorApi::serves, &monitor_, 1 },
+        { "site", &SiteApi::serves, &site_, 1 },
+        { "storage", [this]( const std::string& path ) { return store_.serves( path ); }, &store_, 2 } };
 }
 
 tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& options )

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 
 #include <filesystem>
 #include <string>
@@ -12,7 +12,7 @@ namespace VX::Backend
 /// The few pages that the program opens in a browser: "/inappvideo/onboarding_first_session", a tour for a first
 /// session, and "/download", the Debian packages of one folder. They need nothing from elsewhere, and their headers
 /// forbid it.
-class SiteApi final : public HttpHandler
+class SiteApi final : public HttpService
 {
 public:
     /// The folder may come and go; only packages that lie in it itself are served.

@@ -1,7 +1,7 @@
 #include "statistics/ReportReader.h"
 
 #include "crypto/Hex.h"
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>

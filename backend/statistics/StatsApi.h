@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 #include "statistics/ByteBudget.h"
 #include "statistics/StatsStore.h"
 #include "work/Repeating.h"
@@ -34,7 +34,7 @@ struct StatsOptions
 /// "/stats/log": reports of the program's use. Those that arrive while others are being stored are stored together, and
 /// each is answered when it is in the database. They are read and stored by a thread of their own, so that no other
 /// service waits for them.
-class StatsApi final : public HttpHandler
+class StatsApi final : public HttpService
 {
 public:
     StatsApi( StatsStore& store, StatsOptions options );

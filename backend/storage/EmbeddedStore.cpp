@@ -1,7 +1,7 @@
 #include "storage/EmbeddedStore.h"
 
 #include "crypto/Hex.h"
-#include "http/Uri.h"
+#include "text/Uri.h"
 
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>

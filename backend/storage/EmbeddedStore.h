@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 #include "storage/ObjectStore.h"
 #include "storage/Presigner.h"
 #include "storage/StoreRoom.h"
@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <system_error>
 
 namespace VX::Backend
@@ -42,7 +43,7 @@ struct EmbeddedStoreOptions
 /// come.
 ///
 /// The folder is for one store at a time.
-class EmbeddedStore final : public ObjectStore, public HttpHandler
+class EmbeddedStore final : public ObjectStore, public HttpService
 {
 public:
     explicit EmbeddedStore( EmbeddedStoreOptions options );

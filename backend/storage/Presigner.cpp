@@ -1,7 +1,7 @@
 #include "storage/Presigner.h"
 
 #include "crypto/Hex.h"
-#include "http/Uri.h"
+#include "text/Uri.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 
 namespace VX::Backend
 {
 
 /// "/version/latesttag": the newest release, as plain text.
-class VersionApi final : public HttpHandler
+class VersionApi final : public HttpService
 {
 public:
     explicit VersionApi( std::string latest )

@@ -12,6 +12,11 @@ WorkerPool::WorkerPool( int threads, size_t most )
 
 WorkerPool::~WorkerPool()
 {
+    stop();
+}
+
+void WorkerPool::stop()
+{
     {
         const std::lock_guard lock( mutex_ );
         ending_ = true;
@@ -19,6 +24,7 @@ WorkerPool::~WorkerPool()
     changed_.notify_all();
     for ( auto& thread : threads_ )
         thread.join();
+    threads_.clear();
 }
 
 bool WorkerPool::run( std::function<void()> work )

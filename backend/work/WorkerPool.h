@@ -16,13 +16,15 @@ class WorkerPool
 public:
     /// At most `most` pieces of work wait for their turn.
     WorkerPool( int threads, size_t most );
-    /// Does what waits, then ends.
+    /// As `stop`.
     ~WorkerPool();
     WorkerPool( const WorkerPool& ) = delete;
     WorkerPool& operator=( const WorkerPool& ) = delete;
 
-    /// False when too much waits already; the work is then left undone.
+    /// False when too much waits already, or the pool has been stopped; the work is then left undone.
     [[nodiscard]] bool run( std::function<void()> work );
+    /// Waits until all that was accepted is done; nothing is accepted later. Not from the work.
+    void stop();
 
 private:
     void workLoop_();

@@ -18,7 +18,7 @@ namespace
 constexpr uint64_t cMostBody = 300;
 
 /// Takes bodies, refuses paths with a "!" by the head, and puts uploads into a file.
-class Echo final : public HttpHandler
+class Echo final : public HttpService
 {
 public:
     BodyPlan planBody( const HttpRequest& head ) override

@@ -1,9 +1,9 @@
 /// Feeds any bytes to the back end as URLs and tokens. Nothing that is not signed may get through.
 #include "Scratch.h"
 
-#include "http/Uri.h"
 #include "identity/AccessTokens.h"
 #include "storage/Presigner.h"
+#include "text/Uri.h"
 
 using namespace VX;
 using namespace VX::Backend;

@@ -1,27 +1,29 @@
 #include "support/ScratchFolder.h"
+#include "support/service/TlsClient.h"
 
-#include "http/HttpServer.h"
+#include "http/HttpService.h"
 #include "tls/Certificates.h"
 
 #include <gtest/gtest.h>
-#include <openssl/bio.h>
-#include <openssl/ssl.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <future>
-#include <thread>
+
+#include <sys/stat.h>
 
 using namespace VX;
 using namespace VX::Backend;
+using Client = Testing::TlsClient;
 
 namespace
 {
 
 constexpr size_t cMostConnections = 100;
 
-class Greeter final : public HttpHandler
+class Greeter final : public HttpService
 {
 public:
     BodyPlan planBody( const HttpRequest& head ) override
@@ -56,51 +58,6 @@ private:
     Respond waiting_;
 };
 
-/// A connection to the server that sends what it is told to, at the pace it is told to.
-class Client
-{
-public:
-    explicit Client( uint16_t port )
-        : context_( SSL_CTX_new( TLS_client_method() ), SSL_CTX_free )
-        , bio_( BIO_new_ssl_connect( context_.get() ), BIO_free_all )
-    {
-        BIO_set_conn_hostname( bio_.get(), ( "localhost:" + std::to_string( port ) ).c_str() );
-        EXPECT_EQ( BIO_do_handshake( bio_.get() ), 1 );
-    }
-    bool send( const std::string& text ) { return BIO_write( bio_.get(), text.data(), int( text.size() ) ) > 0; }
-    /// What the server says until it ends the connection.
-    std::string readAll()
-    {
-        std::string out;
-        char buffer[4096];
-        for ( int n = 0; ( n = BIO_read( bio_.get(), buffer, sizeof buffer ) ) > 0; )
-            out.append( buffer, size_t( n ) );
-        return out;
-    }
-    /// Sends a text over and over until the server has enough, or so many bytes have gone; how many have.
-    size_t flood( const std::string& text, size_t most )
-    {
-        size_t sent = 0;
-        while ( sent < most && send( text ) )
-            sent += text.size();
-        return sent;
-    }
-    /// Sends a text byte by byte, over and over, until the server has enough; seconds until then.
-    double trickle( const std::string& text )
-    {
-        const auto begin = std::chrono::steady_clock::now();
-        const auto passed = [&]
-        { return std::chrono::duration<double>( std::chrono::steady_clock::now() - begin ).count(); };
-        for ( size_t i = 0; passed() < 30 && send( text.substr( i % text.size(), 1 ) ); ++i )
-            std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) ); // the pace of a rude client
-        return passed();
-    }
-
-private:
-    std::unique_ptr<SSL_CTX, decltype( &SSL_CTX_free )> context_;
-    std::unique_ptr<BIO, decltype( &BIO_free_all )> bio_;
-};
-
 class RudeClients : public testing::Test
 {
 protected:
@@ -111,7 +68,7 @@ protected:
         serve( std::chrono::milliseconds( 1200 ) );
     }
     /// Starts anew; a connection may rest for so long.
-    void serve( std::chrono::milliseconds keepAlive )
+    void serve( std::chrono::milliseconds keepAlive, int threads = 2 )
     {
         server_ = nullptr;
         const auto certificate = ensureCertificate( folder_.path() ).value();
@@ -122,6 +79,7 @@ protected:
         options.patience = options.headerPatience = std::chrono::milliseconds( 1000 );
         options.keepAlive = keepAlive;
         options.maxConnections = cMostConnections;
+        options.threads = threads;
         server_ = std::move( HttpServer::start( options, handler_ ).value() );
     }
     [[nodiscard]] uint16_t port() const { return server_->port(); }
@@ -252,4 +210,18 @@ TEST_F( RudeClients, WhoWaitsForAnAnswerStaysWhateverTheCrowd )
         clients.push_back( std::make_unique<Client>( port() ) );
     handler_.release();
     EXPECT_TRUE( waiting.readAll().ends_with( "hello" ) );
+}
+
+TEST_F( RudeClients, ADiskThatStandsStillKeepsNobodyElseWaiting )
+{
+    serve( std::chrono::milliseconds( 60'000 ), 1 );
+    // Who opens it waits for somebody at the other end.
+    ASSERT_EQ( ::mkfifo( handler_.file.c_str(), 0600 ), 0 );
+    Client uploading( port() );
+    uploading.send( "PUT / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 4\r\nConnection: close\r\n\r\ndata" );
+    expectAlive();
+    std::string written;
+    std::ifstream( handler_.file ) >> written;
+    EXPECT_EQ( written, "data" );
+    EXPECT_TRUE( uploading.readAll().ends_with( "hello" ) );
 }

@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+
 using namespace VX;
 using namespace VX::Backend;
 
@@ -83,4 +86,59 @@ TEST_F( DatabaseTest, NothingIsMadeWhereThereIsNoDatabase )
 {
     EXPECT_FALSE( Database::openExisting( folder_.path() / "other" ) );
     EXPECT_FALSE( std::filesystem::exists( folder_.path() / "other" ) );
+}
+
+TEST_F( DatabaseTest, WhoReadsWaitsForNoTransaction )
+{
+    ASSERT_TRUE( insert( 1 ) );
+    std::future<int64_t> seen;
+    {
+        Database::Transaction transaction( *database_ );
+        ASSERT_TRUE( insert( 2 ) );
+        seen = std::async( std::launch::async,
+            [this] { return integerOf( database_->query( "SELECT count(*) FROM t" ).value()[0][0] ); } );
+        EXPECT_EQ( seen.wait_for( std::chrono::minutes( 2 ) ), std::future_status::ready );
+        ASSERT_TRUE( transaction.commit() );
+    }
+    EXPECT_EQ( seen.get(), 1 ) << "and sees what was before it";
+    EXPECT_EQ( rows(), 2 );
+}
+
+TEST_F( DatabaseTest, ATransactionIsThatOfItsThread )
+{
+    std::future<DatabaseResult<int>> other;
+    {
+        const Database::Transaction transaction( *database_ );
+        ASSERT_TRUE( insert( 1 ) );
+        other = std::async( std::launch::async, [this] { return insert( 2 ); } );
+    }
+    ASSERT_TRUE( other.get() );
+    EXPECT_EQ( rows(), 1 ) << "the other one's is kept";
+}
+
+TEST_F( DatabaseTest, ASessionThatCannotBeOpenedFailsWhatNeedsIt )
+{
+    const auto away = folder_.path() / "away";
+    const Database::Transaction holds( *database_ );
+    std::filesystem::rename( folder_.path() / "db", away );
+    std::filesystem::create_directory( folder_.path() / "db" );
+    const auto kinds = std::async( std::launch::async,
+        [this]
+        {
+            Database::Transaction transaction( *database_ );
+            return std::pair( insert( 1 ).error().kind, transaction.commit().error().kind );
+        } ).get();
+    EXPECT_EQ( kinds.first, DatabaseTrouble::Unavailable );
+    EXPECT_EQ( kinds.second, DatabaseTrouble::Unavailable );
+}
+
+TEST( WriteTurns, OneAtATimeAndWokenWhenItIsFree )
+{
+    WriteTurn turn;
+    EXPECT_TRUE( turn.take( std::chrono::milliseconds( 0 ) ) );
+    EXPECT_FALSE( turn.take( std::chrono::milliseconds( 1 ) ) );
+    auto waiting = std::async( std::launch::async, [&] { return turn.take( std::chrono::hours( 1 ) ); } );
+    turn.giveBack();
+    ASSERT_EQ( waiting.wait_for( std::chrono::minutes( 2 ) ), std::future_status::ready );
+    EXPECT_TRUE( waiting.get() );
 }

@@ -1,6 +1,6 @@
 #include "TestPlaces.h"
-#include "http/Uri.h"
 #include "storage/Presigner.h"
+#include "text/Uri.h"
 
 #include <VXMesh/io/Json.h>
 

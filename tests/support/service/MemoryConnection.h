@@ -1,5 +1,6 @@
 #pragma once
 
+#include "http/HttpService.h"
 #include "http/HttpSession.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -61,7 +62,7 @@ private:
 {
     boost::asio::io_context io;
     MemoryConnection connection( says, piece );
-    Backend::HttpSession session( connection, options, handler, peer );
+    Backend::HttpSession session( connection, options, handler, peer, io.get_executor() );
     boost::asio::co_spawn( io, session.run(), boost::asio::detached );
     io.run();
     return connection.heard();

@@ -1,4 +1,4 @@
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 

@@ -1,4 +1,4 @@
-#include "http/Uri.h"
+#include "text/Uri.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "http/JsonText.h"
+#include "text/JsonText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,184 @@
+#include "database/SqlSession.h"
+
+#include "database/WriteTurn.h"
+
+#include <sqlite3.h>
+
+#include <utility>
+
+namespace VX::Backend
+{
+namespace
+{
+
+// Clients give a call up after ten seconds, and should hear before that that it was in vain.
+constexpr auto cPatience = std::chrono::milliseconds( 4000 );
+
+using Statement = std::unique_ptr<sqlite3_stmt, decltype( &sqlite3_finalize )>;
+
+void bind( sqlite3_stmt* statement, int index, const SqlValue& value )
+{
+    if ( const auto* number = std::get_if<int64_t>( &value ) )
+        sqlite3_bind_int64( statement, index, *number );
+    else if ( const auto* text = std::get_if<std::string>( &value ) )
+        sqlite3_bind_text( statement, index, text->data(), int( text->size() ), SQLITE_TRANSIENT );
+    else
+        sqlite3_bind_null( statement, index );
+}
+
+SqlRow readRow( sqlite3_stmt* statement )
+{
+    SqlRow row;
+    for ( int i = 0; i < sqlite3_column_count( statement ); ++i )
+    {
+        const int type = sqlite3_column_type( statement, i );
+        if ( type == SQLITE_INTEGER )
+            row.emplace_back( int64_t( sqlite3_column_int64( statement, i ) ) );
+        else if ( type == SQLITE_NULL )
+            row.emplace_back( nullptr );
+        else
+            row.emplace_back( std::string( reinterpret_cast<const char*>( sqlite3_column_text( statement, i ) ),
+                size_t( sqlite3_column_bytes( statement, i ) ) ) );
+    }
+    return row;
+}
+
+DatabaseTrouble troubleOf( int code )
+{
+    switch ( code & 0xff )
+    {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_NOMEM:
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_INTERRUPT:
+    case SQLITE_PROTOCOL:
+        return DatabaseTrouble::Unavailable;
+    case SQLITE_CONSTRAINT:
+        return DatabaseTrouble::Conflict;
+    default:
+        return DatabaseTrouble::Broken;
+    }
+}
+
+DatabaseError errorOf( sqlite3* handle, int code )
+{
+    return { troubleOf( code ), std::string( "Database: " ) + sqlite3_errmsg( handle ) };
+}
+
+} // namespace
+
+class SqlSession::Turn
+{
+public:
+    Turn( SqlSession& session, bool wanted )
+        : session_( session )
+        , took_( wanted && !session.hasTurn_ && session.turn_.take( cPatience ) )
+        , has_( !wanted || session.hasTurn_ || took_ )
+    {
+    }
+    ~Turn()
+    {
+        if ( took_ )
+            session_.turn_.giveBack();
+    }
+    Turn( const Turn& ) = delete;
+    Turn& operator=( const Turn& ) = delete;
+    explicit operator bool() const { return has_; }
+
+private:
+    SqlSession& session_;
+    bool took_, has_;
+};
+
+DatabaseResult<std::unique_ptr<SqlSession>> SqlSession::open(
+    const std::filesystem::path& file, int flags, WriteTurn& turn )
+{
+    sqlite3* handle = nullptr;
+    const int code = sqlite3_open_v2( file.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr );
+    std::unique_ptr<SqlSession> session( new SqlSession( handle, turn ) );
+    if ( code != SQLITE_OK )
+        return tl::unexpected( DatabaseError{ troubleOf( code ), sqlite3_errstr( code ) } );
+    sqlite3_busy_timeout( handle, int( cPatience.count() ) );
+    // They wait for no other session: the file is in that mode already, unless this is the first one.
+    session->hasTurn_ = true;
+    // Deleted secrets are overwritten.
+    for ( const char* pragma : { "PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL", "PRAGMA secure_delete=ON" } )
+        if ( const auto set = session->run( pragma, {} ); !set )
+            return tl::unexpected( set.error() );
+    session->hasTurn_ = false;
+    return session;
+}
+
+SqlSession::~SqlSession()
+{
+    sqlite3_close( handle_ );
+}
+
+DatabaseResult<std::vector<SqlRow>> SqlSession::run( const std::string& sql, const std::vector<SqlValue>& parameters )
+{
+    if ( failure_ )
+        return tl::unexpected( *failure_ );
+    sqlite3_stmt* raw = nullptr;
+    int code = sqlite3_prepare_v2( handle_, sql.c_str(), int( sql.size() ), &raw, nullptr );
+    const Statement statement( raw, &sqlite3_finalize );
+    if ( code != SQLITE_OK )
+        return failed_( errorOf( handle_, code ) );
+    const Turn turn( *this, !sqlite3_stmt_readonly( raw ) );
+    if ( !turn )
+        return failed_( { DatabaseTrouble::Unavailable, "Database: others write for too long" } );
+    for ( size_t i = 0; i < parameters.size(); ++i )
+        bind( raw, int( i + 1 ), parameters[i] );
+    std::vector<SqlRow> rows;
+    while ( ( code = sqlite3_step( raw ) ) == SQLITE_ROW )
+        rows.push_back( readRow( raw ) );
+    if ( code == SQLITE_DONE )
+        return rows;
+    return failed_( errorOf( handle_, code ) );
+}
+
+DatabaseResult<std::vector<SqlRow>> SqlSession::failed_( DatabaseError error )
+{
+    if ( inTransaction_ )
+        failure_ = error;
+    return tl::unexpected( std::move( error ) );
+}
+
+int SqlSession::changes() const
+{
+    return sqlite3_changes( handle_ );
+}
+
+void SqlSession::begin()
+{
+    inTransaction_ = true;
+    hasTurn_ = turn_.take( cPatience );
+    // A failure is remembered, and told by what follows.
+    (void)run( "BEGIN IMMEDIATE", {} );
+}
+
+DatabaseResult<void> SqlSession::commit()
+{
+    const auto kept = run( "COMMIT", {} );
+    if ( !kept )
+        return tl::unexpected( kept.error() );
+    return {};
+}
+
+void SqlSession::end()
+{
+    failure_.reset();
+    // Some failures have taken everything back already.
+    if ( !sqlite3_get_autocommit( handle_ ) )
+        (void)run( "ROLLBACK", {} );
+    failure_.reset();
+    inTransaction_ = false;
+    if ( std::exchange( hasTurn_, false ) )
+        turn_.giveBack();
+}
+
+} // namespace VX::Backend

@@ -1,0 +1,174 @@
+#include "serve/Router.h"
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+constexpr auto cPatience = std::chrono::minutes( 2 );
+
+HttpResponse answerOf( const std::string& body, int status = 200 )
+{
+    HttpResponse out;
+    out.status = status;
+    out.body = body;
+    return out;
+}
+
+/// Answers with the thread it was called on; at "/…/held" it stands still until it is let go.
+class Service final : public HttpService
+{
+public:
+    BodyPlan planBody( const HttpRequest& head ) override
+    {
+        wait_( head.path );
+        BodyPlan plan;
+        plan.maxSize = 7;
+        planned = std::this_thread::get_id();
+        return plan;
+    }
+    void handle( HttpRequest request, Respond respond ) override
+    {
+        wait_( request.path );
+        if ( request.path.ends_with( "/throws" ) )
+            throw std::runtime_error( "why" );
+        handled = std::this_thread::get_id();
+        respond( answerOf( "body " + request.body ) );
+    }
+    HttpResponse refuse( const std::string&, int status ) override { return answerOf( "its own refusal", status ); }
+    /// Waits until it stands still.
+    void untilHeld() { ASSERT_EQ( held_.get_future().wait_for( cPatience ), std::future_status::ready ); }
+    void letGo() { go_.set_value(); }
+
+    std::thread::id planned, handled;
+
+private:
+    void wait_( const std::string& path )
+    {
+        if ( !path.ends_with( "/held" ) )
+            return;
+        held_.set_value();
+        go_.get_future().wait();
+    }
+    std::promise<void> held_, go_;
+};
+
+class Routers : public testing::Test
+{
+protected:
+    using Answer = std::future<HttpResponse>;
+
+    ~Routers() override { router_.stop(); }
+    static Door door( const char* name, HttpService& service, int threads )
+    {
+        return { name, [begin = "/" + std::string( name )]( const std::string& path )
+            { return path.starts_with( begin ); }, &service, threads };
+    }
+    Answer ask( const std::string& path, const std::string& body = {} )
+    {
+        auto told = std::make_shared<std::promise<HttpResponse>>();
+        router_.handle( { "GET", path, {}, {}, body, {}, {} },
+            [told]( HttpResponse response ) { told->set_value( std::move( response ) ); } );
+        return told->get_future();
+    }
+    std::future<BodyPlan> plan( const std::string& path )
+    {
+        auto told = std::make_shared<std::promise<BodyPlan>>();
+        router_.plan(
+            { "GET", path, {}, {}, {}, {}, {} }, [told]( BodyPlan plan ) { told->set_value( std::move( plan ) ); } );
+        return told->get_future();
+    }
+    static HttpResponse heard( Answer answer )
+    {
+        if ( answer.wait_for( cPatience ) == std::future_status::ready )
+            return answer.get();
+        ADD_FAILURE() << "no answer has come";
+        return {};
+    }
+
+    Service slow_, other_, prompt_;
+    RequestCounts counts_;
+    Router router_{ { door( "slow", slow_, 1 ), door( "other", other_, 1 ), door( "prompt", prompt_, 0 ) }, counts_ };
+};
+
+} // namespace
+
+TEST_F( Routers, AServiceThatStandsStillKeepsNobodyElseWaiting )
+{
+    auto held = ask( "/slow/held" );
+    slow_.untilHeld();
+    auto behind = ask( "/slow/x", "1" );
+    EXPECT_EQ( heard( ask( "/other/x", "2" ) ).body, "body 2" );
+    EXPECT_EQ( heard( ask( "/prompt/x", "3" ) ).body, "body 3" );
+    EXPECT_EQ( behind.wait_for( std::chrono::seconds( 0 ) ), std::future_status::timeout );
+    slow_.letGo();
+    EXPECT_EQ( heard( std::move( held ) ).status, 200 );
+    EXPECT_EQ( heard( std::move( behind ) ).body, "body 1" );
+}
+
+TEST_F( Routers, PlansAreMadeWhereAnswersAre )
+{
+    auto held = plan( "/slow/held" );
+    slow_.untilHeld();
+    EXPECT_EQ( plan( "/prompt/x" ).get().maxSize, 7u );
+    EXPECT_EQ( prompt_.planned, std::this_thread::get_id() );
+    slow_.letGo();
+    EXPECT_EQ( held.get().maxSize, 7u );
+    EXPECT_NE( slow_.planned, std::this_thread::get_id() );
+}
+
+TEST_F( Routers, WhatAServiceThrowsIsItsRefusal )
+{
+    const Testing::LogCapture log;
+    for ( const char* path : { "/slow/throws", "/prompt/throws" } )
+    {
+        const auto answer = heard( ask( path ) );
+        EXPECT_EQ( answer.status, 500 ) << path;
+        EXPECT_EQ( answer.body, "its own refusal" ) << path;
+    }
+    EXPECT_TRUE( log.contains( "A request could not be answered: why" ) );
+    EXPECT_EQ( counts_.all().at( { "slow", 5 } ), 1u );
+}
+
+TEST_F( Routers, WhatIsTooMuchForAServiceIsRefused )
+{
+    auto held = ask( "/slow/held" );
+    slow_.untilHeld();
+    std::vector<Answer> waiting;
+    HttpResponse refusal;
+    while ( refusal.status == 200 && waiting.size() < 10'000 )
+    {
+        waiting.push_back( ask( "/slow/x" ) );
+        if ( waiting.back().wait_for( std::chrono::seconds( 0 ) ) == std::future_status::ready )
+            refusal = waiting.back().get();
+    }
+    EXPECT_EQ( refusal.status, 503 );
+    EXPECT_EQ( refusal.body, "its own refusal" );
+    EXPECT_EQ( plan( "/slow/x" ).get().refusal->status, 503 );
+    slow_.letGo();
+    EXPECT_EQ( heard( std::move( held ) ).status, 200 );
+    EXPECT_EQ( heard( std::move( waiting.front() ) ).status, 200 );
+}
+
+TEST_F( Routers, NoServiceIsCalledOnceItHasStopped )
+{
+    auto held = ask( "/slow/held" );
+    slow_.untilHeld();
+    auto behind = ask( "/slow/x" );
+    auto stopping = std::async( std::launch::async, [this] { router_.stop(); } );
+    while ( heard( ask( "/prompt/x" ) ).status == 200 )
+        std::this_thread::yield();
+    slow_.letGo();
+    stopping.get();
+    EXPECT_EQ( heard( std::move( held ) ).status, 200 ) << "what was under way is answered";
+    EXPECT_EQ( heard( std::move( behind ) ).status, 503 );
+    EXPECT_EQ( heard( ask( "/other/x" ) ).status, 503 );
+    EXPECT_EQ( other_.handled, std::thread::id() );
+}

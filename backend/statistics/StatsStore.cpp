@@ -58,9 +58,8 @@ std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
         out.push_back( std::visit( [this]( const auto& value ) { return store_( value ); }, report ) );
     if ( const auto kept = transaction.commit(); !kept )
     {
+        // What is remembered of a session that was taken back harms nobody: its number was told to nobody.
         spdlog::error( "Statistics: {}", kept.error().text );
-        // What is remembered may be of sessions that were taken back.
-        users_.clear();
         out.clear();
     }
     return out;

@@ -42,6 +42,12 @@ public:
         HttpResponse response;
         response.body = "<" + request.method + request.path + " " + request.body + ">";
         from.push_back( request.remoteAddress );
+        if ( request.path == "/file" )
+        {
+            response.file = file;
+            response.fileOffset = 1;
+            response.fileLength = 3;
+        }
         respond( std::move( response ) );
         if ( request.path == "/throws-after" )
             throw std::runtime_error( "after" );
@@ -170,6 +176,20 @@ TEST_F( HttpSessions, WhatAHandlerThrowsIsAnAnswer )
     EXPECT_TRUE( log.contains( "A request could not be answered: early" ) );
     EXPECT_EQ( statuses( hear( "GET /throws-after" + cHost + "\r\n" + cNext ) ), "200 200 " );
     EXPECT_EQ( statuses( hear( "GET /twice" + cHost + "\r\n" + cNext ) ), "200 200 " );
+}
+
+TEST_F( HttpSessions, AFileIsSentAndTheConnectionGoesOn )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.write( "answer", "abcdef" );
+    const auto heard = hear( "GET /file" + cHost + "\r\n" + "HEAD /file" + cHost + "\r\n" + cNext );
+    EXPECT_EQ( statuses( heard ), "200 200 200 " );
+    EXPECT_EQ( count( heard, "Content-Length: 3\r\n" ), 2 );
+    EXPECT_EQ( count( heard, "\r\n\r\nbcdHTTP/1.1 200" ), 1 ) << heard;
+    EXPECT_TRUE( heard.ends_with( "<GET/next >" ) );
+    std::filesystem::resize_file( echo_.file, 2 );
+    EXPECT_EQ( statuses( hear( "GET /file" + cHost + "\r\n" + cNext ) ), "200 " )
+        << "what is cut off is not passed off as whole";
 }
 
 TEST_F( HttpSessions, UploadsGoIntoTheirFileAndWhatIsCutOffIsRemoved )

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <future>
 #include <set>
+#include <sstream>
 #include <thread>
 
 using namespace VX;
@@ -23,6 +24,17 @@ namespace
 class Statistics : public StatisticsFixture
 {
 };
+
+/// The lines that say what figures are there.
+std::string headsOf( const std::string& metrics )
+{
+    std::istringstream lines( metrics );
+    std::string out;
+    for ( std::string line; std::getline( lines, line ); )
+        if ( line.starts_with( '#' ) )
+            out += line + "\n";
+    return out;
+}
 
 } // namespace
 
@@ -198,6 +210,18 @@ TEST_F( Statistics, HealthAndMetrics )
     EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"2xx\"} 2\n" ), std::string::npos ) << text;
     EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"4xx\"} 1\n" ), std::string::npos );
     EXPECT_NE( text.find( "orvanta_stats_sessions 1\n" ), std::string::npos );
+    EXPECT_EQ( headsOf( text ), "# HELP orvanta_requests_total Requests answered, by service and class of status.\n"
+                                "# TYPE orvanta_requests_total counter\n"
+                                "# HELP orvanta_conversions_waiting Conversions that are queued or running.\n"
+                                "# TYPE orvanta_conversions_waiting gauge\n"
+                                "# HELP orvanta_accounts Accounts of the embedded identity service.\n"
+                                "# TYPE orvanta_accounts gauge\n"
+                                "# HELP orvanta_stats_sessions Sessions whose statistics are kept.\n"
+                                "# TYPE orvanta_stats_sessions gauge\n"
+                                "# HELP process_resident_memory_bytes Memory in use.\n"
+                                "# TYPE process_resident_memory_bytes gauge\n"
+                                "# HELP orvanta_uptime_seconds Time since the service was started.\n"
+                                "# TYPE orvanta_uptime_seconds gauge\n" );
 }
 
 TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )

@@ -18,6 +18,7 @@ HttpResponse busy()
 
 AuthApi::AuthApi( IdentityService& identity )
     : identity_( identity )
+    , pool_( identity.threads(), cMostWaiting )
 {
 }
 

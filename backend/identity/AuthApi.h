@@ -22,12 +22,10 @@ public:
     void stop();
 
 private:
-    // Hashing a password fills a core and 64 MiB.
-    static constexpr int cThreads = 2;
     static constexpr size_t cMostWaiting = 256;
 
     IdentityService& identity_;
-    WorkerPool pool_{ cThreads, cMostWaiting };
+    WorkerPool pool_;
 };
 
 } // namespace VX::Backend

@@ -31,6 +31,8 @@ public:
         EmbeddedIdentityOptions options, const Clock& clock );
 
     [[nodiscard]] bool isQuick( const AuthCall& call ) const override;
+    // Hashing a password fills a core and 64 MiB.
+    [[nodiscard]] int threads() const override { return 2; }
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
     void checkAccess( const std::string& accessToken, AccessTold told ) override;
 

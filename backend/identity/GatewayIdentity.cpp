@@ -2,58 +2,18 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
-#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
-#include <VXMesh/io/Text.h>
-
-#include <curl/curl.h>
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace VX::Backend
 {
 namespace
 {
 
-constexpr size_t cLargestAnswer = size_t( 1 ) << 20;
 constexpr size_t cMostRemembered = 100000;
-
-struct Upstream
-{
-    HttpResponse response;
-    bool tooLarge = false;
-};
-
-size_t takeBody( char* data, size_t size, size_t count, void* context )
-{
-    auto& upstream = *static_cast<Upstream*>( context );
-    upstream.tooLarge = upstream.response.body.size() + size * count > cLargestAnswer;
-    if ( upstream.tooLarge )
-        return 0;
-    upstream.response.body.append( data, size * count );
-    return size * count;
-}
-
-size_t takeHeader( char* data, size_t size, size_t count, void* context )
-{
-    auto& response = static_cast<Upstream*>( context )->response;
-    const std::string_view line( data, size * count );
-    const auto colon = line.find( ':' );
-    if ( colon == std::string_view::npos )
-        return size * count;
-    const auto name = toLower( line.substr( 0, colon ) );
-    const auto value = trimmed( line.substr( colon + 1 ) );
-    if ( name == "content-type" )
-        response.contentType = value;
-    else if ( name == "x-amzn-errortype" )
-        response.headers["x-amzn-ErrorType"] = value;
-    else if ( name == "x-amzn-requestid" )
-        response.headers["x-amzn-RequestId"] = value;
-    return size * count;
-}
 
 /// Whether a refusal is about the token, and not about the hour.
 bool isVerdict( int status, const std::string& type )
@@ -74,9 +34,11 @@ std::string nameInToken( const std::string& token )
 
 } // namespace
 
-GatewayIdentity::GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock )
+GatewayIdentity::GatewayIdentity( Database& database, GatewayOptions options, AccessTokens::Clock clock )
     : options_( std::move( options ) )
     , clock_( std::move( clock ) )
+    , client_( options_.endpoint, options_.timeout )
+    , names_( database, clock_ )
 {
 }
 
@@ -86,7 +48,16 @@ std::string GatewayIdentity::secretHash(
     return base64( hmacSha256( secret, userName + clientId ) );
 }
 
-Json::Value GatewayIdentity::completed_( const AuthCall& call )
+DatabaseResult<std::string> GatewayIdentity::proofOf_( const Json::Value& parameters )
+{
+    const auto refresh = textMember( parameters, "REFRESH_TOKEN" );
+    const auto name = refresh.empty() ? DatabaseResult<std::string>( textMember( parameters, "USERNAME" ) )
+                                      : names_.nameOf( refresh );
+    return name.map(
+        [&]( const std::string& known ) { return secretHash( options_.clientSecret, known, options_.clientId ); } );
+}
+
+DatabaseResult<Json::Value> GatewayIdentity::completed_( const AuthCall& call )
 {
     auto body = call.body;
     if ( call.operation == "GetUser" )
@@ -99,71 +70,40 @@ Json::Value GatewayIdentity::completed_( const AuthCall& call )
         body["SecretHash"] = secretHash( options_.clientSecret, textMember( body, "Username" ), options_.clientId );
         return body;
     }
-    auto& parameters = body["AuthParameters"];
-    if ( !parameters.isObject() )
+    if ( !body["AuthParameters"].isObject() )
         return body;
-    const auto refresh = textMember( parameters, "REFRESH_TOKEN" );
-    const auto name = refresh.empty() ? textMember( parameters, "USERNAME" ) : nameOf_( refresh );
-    parameters["SECRET_HASH"] = secretHash( options_.clientSecret, name, options_.clientId );
-    return body;
+    return proofOf_( body["AuthParameters"] )
+        .map(
+            [&]( const std::string& proof )
+            {
+                body["AuthParameters"]["SECRET_HASH"] = proof;
+                return body;
+            } );
 }
 
-HttpResponse GatewayIdentity::forward_( const std::string& operation, const Json::Value& body ) const
-{
-    const std::unique_ptr<CURL, decltype( &curl_easy_cleanup )> curl( curl_easy_init(), &curl_easy_cleanup );
-    curl_slist* list =
-        curl_slist_append( nullptr, ( "x-amz-target: AWSCognitoIdentityProviderService." + operation ).c_str() );
-    list = curl_slist_append( list, ( std::string( "content-type: " ) + cAuthContentType ).c_str() );
-    const std::unique_ptr<curl_slist, decltype( &curl_slist_free_all )> headers( list, &curl_slist_free_all );
-    const auto text = compactJson( body );
-    Upstream upstream;
-    curl_easy_setopt( curl.get(), CURLOPT_URL, options_.endpoint.c_str() );
-    curl_easy_setopt( curl.get(), CURLOPT_PROTOCOLS_STR, "https" );
-    curl_easy_setopt( curl.get(), CURLOPT_SSLVERSION, long( CURL_SSLVERSION_TLSv1_2 ) );
-    if ( const char* authorities = std::getenv( "SSL_CERT_FILE" ) )
-        curl_easy_setopt( curl.get(), CURLOPT_CAINFO, authorities );
-    curl_easy_setopt( curl.get(), CURLOPT_HTTPHEADER, headers.get() );
-    curl_easy_setopt( curl.get(), CURLOPT_POSTFIELDS, text.c_str() );
-    curl_easy_setopt( curl.get(), CURLOPT_POSTFIELDSIZE, long( text.size() ) );
-    curl_easy_setopt( curl.get(), CURLOPT_WRITEFUNCTION, &takeBody );
-    curl_easy_setopt( curl.get(), CURLOPT_WRITEDATA, &upstream );
-    curl_easy_setopt( curl.get(), CURLOPT_HEADERFUNCTION, &takeHeader );
-    curl_easy_setopt( curl.get(), CURLOPT_HEADERDATA, &upstream );
-    curl_easy_setopt( curl.get(), CURLOPT_TIMEOUT_MS, long( options_.timeout.count() ) );
-    curl_easy_setopt( curl.get(), CURLOPT_NOSIGNAL, 1L );
-    if ( const auto code = curl_easy_perform( curl.get() ); code != CURLE_OK )
-    {
-        spdlog::error( "The identity service cannot be reached: {}", curl_easy_strerror( code ) );
-        return authFailure(
-            "ServiceUnavailableException", "The sign-in service cannot be reached; please try again later", 503 );
-    }
-    long status = 0;
-    curl_easy_getinfo( curl.get(), CURLINFO_RESPONSE_CODE, &status );
-    upstream.response.status = int( status );
-    return upstream.response;
-}
-
-void GatewayIdentity::rememberName_( const HttpResponse& answer )
+DatabaseResult<void> GatewayIdentity::rememberName_( const HttpResponse& answer )
 {
     const auto body = deserializeJsonValue( answer.body ).value_or( Json::Value() );
     if ( !body.isObject() || !body["AuthenticationResult"].isObject() )
-        return;
+        return {};
     const auto& result = body["AuthenticationResult"];
     const auto refresh = textMember( result, "RefreshToken" ),
                name = nameInToken( textMember( result, "AccessToken" ) );
     if ( refresh.empty() || name.empty() )
-        return;
-    const std::lock_guard lock( mutex_ );
-    if ( names_.size() >= cMostRemembered )
-        names_.clear();
-    names_[sha256( refresh )] = name;
+        return {};
+    return names_.remember( refresh, name );
 }
 
-std::string GatewayIdentity::nameOf_( const std::string& refreshToken )
+DatabaseResult<HttpResponse> GatewayIdentity::forwarded_( const AuthCall& call )
 {
-    const std::lock_guard lock( mutex_ );
-    const auto found = names_.find( sha256( refreshToken ) );
-    return found == names_.end() ? std::string() : found->second;
+    const auto body = completed_( call );
+    if ( !body )
+        return tl::unexpected( body.error() );
+    auto response = client_.call( call.operation, *body );
+    if ( response.status != 200 || call.operation != "InitiateAuth" || options_.clientSecret.empty() )
+        return response;
+    // Without the name the token could not be used a second time.
+    return rememberName_( response ).map( [&] { return response; } );
 }
 
 HttpResponse GatewayIdentity::answer( const AuthCall& call )
@@ -172,10 +112,11 @@ HttpResponse GatewayIdentity::answer( const AuthCall& call )
         "ForgotPassword", "ConfirmForgotPassword", "GetUser" };
     if ( std::find( std::begin( cOperations ), std::end( cOperations ), call.operation ) == std::end( cOperations ) )
         return authFailure( "UnknownOperationException", "There is no such operation" );
-    auto response = forward_( call.operation, completed_( call ) );
-    if ( response.status == 200 && call.operation == "InitiateAuth" && !options_.clientSecret.empty() )
-        rememberName_( response );
-    return response;
+    auto answer = forwarded_( call );
+    if ( answer )
+        return std::move( *answer );
+    spdlog::error( "{} has no answer: {}", call.operation, answer.error().text );
+    return authUnavailable();
 }
 
 std::optional<std::string> GatewayIdentity::believedAccount_( const std::string& tokenHash )
@@ -191,7 +132,7 @@ AccessCheck GatewayIdentity::askForAccess_( const std::string& accessToken, cons
     using Verdict = AccessCheck::Verdict;
     Json::Value request;
     request["AccessToken"] = accessToken;
-    const auto answer = forward_( "GetUser", request );
+    const auto answer = client_.call( "GetUser", request );
     const auto body = deserializeJsonValue( answer.body ).value_or( Json::Value() );
     if ( answer.status != 200 )
         return { isVerdict( answer.status, textMember( body, "__type" ) ) ? Verdict::Bad : Verdict::Unknown, {} };

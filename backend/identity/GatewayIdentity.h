@@ -1,7 +1,9 @@
 #pragma once
 
 #include "identity/AccessTokens.h"
+#include "identity/GatewayNames.h"
 #include "identity/IdentityService.h"
+#include "identity/UserPoolClient.h"
 #include "work/WorkerPool.h"
 
 #include <memory>
@@ -26,14 +28,16 @@ struct GatewayOptions
 /// passes the answers back unchanged.
 ///
 /// The proof of a refresh is made with the name that the service itself knows the user by; it is remembered from the
-/// sign-in, for this process's life. Source of the formula:
+/// sign-in. Source of the formula:
 /// https://docs.aws.amazon.com/cognito/latest/developerguide/signing-up-users-in-your-app.html
 class GatewayIdentity final : public IdentityService
 {
 public:
-    GatewayIdentity( GatewayOptions options, AccessTokens::Clock clock );
+    /// The database must outlive it; that of `GatewayNames` is used.
+    GatewayIdentity( Database& database, GatewayOptions options, AccessTokens::Clock clock );
 
     [[nodiscard]] bool isQuick( const AuthCall& ) const override { return false; }
+    [[nodiscard]] int threads() const override { return cThreads; }
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
     /// Asks the service itself whose token it is.
     void checkAccess( const std::string& accessToken, AccessTold told ) override;
@@ -44,22 +48,23 @@ public:
         const std::string& secret, const std::string& userName, const std::string& clientId );
 
 private:
-    static constexpr int cThreads = 2;
+    // They only wait.
+    static constexpr int cThreads = 16;
     static constexpr size_t cMostWaiting = 256;
 
-    [[nodiscard]] Json::Value completed_( const AuthCall& call );
-    [[nodiscard]] HttpResponse forward_( const std::string& operation, const Json::Value& body ) const;
-    void rememberName_( const HttpResponse& answer );
-    [[nodiscard]] std::string nameOf_( const std::string& refreshToken );
+    [[nodiscard]] DatabaseResult<Json::Value> completed_( const AuthCall& call );
+    [[nodiscard]] DatabaseResult<std::string> proofOf_( const Json::Value& parameters );
+    [[nodiscard]] DatabaseResult<HttpResponse> forwarded_( const AuthCall& call );
+    [[nodiscard]] DatabaseResult<void> rememberName_( const HttpResponse& answer );
     /// Whose token it is, where the service has said so not long ago.
     [[nodiscard]] std::optional<std::string> believedAccount_( const std::string& tokenHash );
     [[nodiscard]] AccessCheck askForAccess_( const std::string& accessToken, const std::string& tokenHash );
 
     GatewayOptions options_;
     AccessTokens::Clock clock_;
+    UserPoolClient client_;
+    GatewayNames names_;
     std::mutex mutex_;
-    /// By hash of the refresh token.
-    std::unordered_map<std::string, std::string> names_;
     struct Belief
     {
         std::string account;

@@ -36,8 +36,10 @@ class IdentityService
 {
 public:
     virtual ~IdentityService() = default;
-    /// Whether the answer takes so little time that an I/O thread can give it.
+    /// Whether the answer takes so little time that it need not wait for its turn.
     [[nodiscard]] virtual bool isQuick( const AuthCall& call ) const = 0;
+    /// How many others are worth being worked at together.
+    [[nodiscard]] virtual int threads() const = 0;
     /// The answer; it may block.
     [[nodiscard]] virtual HttpResponse answer( const AuthCall& call ) = 0;
     using AccessTold = std::function<void( AccessCheck )>;

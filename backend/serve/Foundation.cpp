@@ -4,6 +4,7 @@
 #include "converter/ConversionJobs.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
+#include "identity/GatewayNames.h"
 #include "identity/KeptLimit.h"
 #include "mail/MailQueue.h"
 #include "statistics/StatsStore.h"
@@ -38,6 +39,7 @@ DatabaseResult<void> prepareTables( Database& database, Database& statistics )
     return ConversionJobs::prepare( database )
         .and_then( [&] { return Accounts::prepare( database ); } )
         .and_then( [&] { return KeptLimit::prepare( database ); } )
+        .and_then( [&] { return GatewayNames::prepare( database ); } )
         .and_then( [&] { return MailQueue::prepare( database ); } )
         .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
 }

@@ -39,7 +39,8 @@ void cleanUp( Database& database, Accounts& accounts, MailQueue& mails )
 {
     const auto cleaned = accounts.clean()
                              .and_then( [&] { return mails.clean(); } )
-                             .and_then( [&] { return KeptLimit::clean( database, systemTime() ); } );
+                             .and_then( [&] { return KeptLimit::clean( database, systemTime() ); } )
+                             .and_then( [&] { return GatewayNames::clean( database, systemTime() ); } );
     if ( !cleaned )
         spdlog::error( "Old codes, sign-ins and mails cannot be deleted: {}", cleaned.error().text );
 }
@@ -71,7 +72,7 @@ std::unique_ptr<IdentityService> makeIdentity(
     const ServiceOptions& options, Database& database, Accounts& accounts, AccessTokens& tokens, MailQueue& mails )
 {
     if ( !options.identity.gateway.endpoint.empty() )
-        return std::make_unique<GatewayIdentity>( options.identity.gateway, &systemTime );
+        return std::make_unique<GatewayIdentity>( database, options.identity.gateway, &systemTime );
     return std::make_unique<EmbeddedIdentity>(
         database, accounts, tokens, mails, options.identity.embedded, &systemTime );
 }

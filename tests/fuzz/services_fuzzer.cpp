@@ -3,6 +3,7 @@
 
 #include "identity/AuthApi.h"
 #include "identity/EmbeddedIdentity.h"
+#include "identity/GatewayNames.h"
 #include "identity/IdentityKeys.h"
 #include "identity/KeptLimit.h"
 #include "statistics/StatsApi.h"
@@ -32,8 +33,9 @@ struct Services
     static std::unique_ptr<Database> open( const std::filesystem::path& file )
     {
         auto out = std::move( Database::open( file ).value() );
-        Fuzz::require(
-            Accounts::prepare( *out ) && KeptLimit::prepare( *out ) && MailQueue::prepare( *out ), "there are tables" );
+        Fuzz::require( Accounts::prepare( *out ) && KeptLimit::prepare( *out ) && GatewayNames::prepare( *out ) &&
+                           MailQueue::prepare( *out ),
+            "there are tables" );
         return out;
     }
     HttpResponse call( HttpHandler& api, HttpRequest request )

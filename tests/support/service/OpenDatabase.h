@@ -2,6 +2,7 @@
 
 #include "converter/ConversionJobs.h"
 #include "identity/Accounts.h"
+#include "identity/GatewayNames.h"
 #include "identity/KeptLimit.h"
 #include "mail/MailQueue.h"
 
@@ -15,7 +16,8 @@ namespace VX::Testing
 {
     auto out = Backend::Database::open( file );
     EXPECT_TRUE( out && Backend::ConversionJobs::prepare( **out ) && Backend::Accounts::prepare( **out ) &&
-                 Backend::KeptLimit::prepare( **out ) && Backend::MailQueue::prepare( **out ) );
+                 Backend::KeptLimit::prepare( **out ) && Backend::GatewayNames::prepare( **out ) &&
+                 Backend::MailQueue::prepare( **out ) );
     return std::move( out.value() );
 }
 

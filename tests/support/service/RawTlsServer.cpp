@@ -139,6 +139,12 @@ std::vector<std::string> RawTlsServer::requests() const
     return requests_;
 }
 
+size_t RawTlsServer::connections() const
+{
+    const std::lock_guard lock( mutex_ );
+    return sockets_.size();
+}
+
 RawReply RawTlsServer::answer( const std::string& body, const std::string& status )
 {
     return { "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body, false,

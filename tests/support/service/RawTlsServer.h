@@ -40,6 +40,8 @@ public:
 
     /// Requests as they came, head and body.
     [[nodiscard]] std::vector<std::string> requests() const;
+    /// How many connections were made to it.
+    [[nodiscard]] size_t connections() const;
 
     /// A whole answer with a body.
     [[nodiscard]] static RawReply answer( const std::string& body, const std::string& status = "200 OK" );

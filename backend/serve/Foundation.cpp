@@ -4,8 +4,8 @@
 #include "converter/ConversionJobs.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
-#include "identity/GatewayNames.h"
 #include "identity/KeptLimit.h"
+#include "identity/gateway/GatewayNames.h"
 #include "mail/MailQueue.h"
 #include "statistics/StatsStore.h"
 

@@ -2,7 +2,7 @@
 
 #include "converter/WorkerProcess.h"
 #include "identity/EmbeddedIdentity.h"
-#include "identity/GatewayIdentity.h"
+#include "identity/gateway/GatewayIdentity.h"
 
 #include <tl/expected.hpp>
 

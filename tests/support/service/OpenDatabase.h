@@ -2,8 +2,8 @@
 
 #include "converter/ConversionJobs.h"
 #include "identity/Accounts.h"
-#include "identity/GatewayNames.h"
 #include "identity/KeptLimit.h"
+#include "identity/gateway/GatewayNames.h"
 #include "mail/MailQueue.h"
 
 #include <gtest/gtest.h>

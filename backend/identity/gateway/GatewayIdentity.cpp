@@ -1,4 +1,4 @@
-#include "identity/GatewayIdentity.h"
+#include "identity/gateway/GatewayIdentity.h"
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"

@@ -1,4 +1,4 @@
-#include "identity/GatewayNames.h"
+#include "identity/gateway/GatewayNames.h"
 
 #include "crypto/Hex.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "identity/AccessTokens.h"
-#include "identity/GatewayNames.h"
 #include "identity/IdentityService.h"
-#include "identity/UserPoolClient.h"
+#include "identity/gateway/GatewayNames.h"
+#include "identity/gateway/UserPoolClient.h"
 #include "work/WorkerPool.h"
 
 #include <memory>

@@ -1,4 +1,4 @@
-#include "identity/UserPoolClient.h"
+#include "identity/gateway/UserPoolClient.h"
 
 #include "identity/IdentityService.h"
 #include "text/JsonText.h"

@@ -15,6 +15,7 @@ using Run = std::function<int()>;
 void addServe( CLI::App& app, Run& run );
 void addUser( CLI::App& app, Run& run );
 void addStats( CLI::App& app, Run& run );
+void addBackup( CLI::App& app, Run& run );
 void addConvert( CLI::App& app, Run& run );
 /// For the service alone, in no help text.
 void addWorker( CLI::App& app, Run& run );

@@ -55,10 +55,15 @@ void giveToOwner( const std::filesystem::path& folder )
     struct stat info{};
     if ( ::geteuid() != 0 || ::stat( folder.c_str(), &info ) != 0 )
         return;
-    for ( const char* name : { "identity-keys.json", "orvanta.db", "orvanta.db-wal", "orvanta.db-shm" } )
+    std::error_code ec;
+    for ( const auto& entry : std::filesystem::directory_iterator( folder, ec ) )
     {
-        // What is not there needs no owner.
-        [[maybe_unused]] const int given = ::lchown( ( folder / name ).c_str(), info.st_uid, info.st_gid );
+        // A second name in this folder must not give away a file that lies elsewhere.
+        struct stat made{};
+        if ( ::lstat( entry.path().c_str(), &made ) != 0 || !S_ISREG( made.st_mode ) || made.st_nlink != 1 )
+            continue;
+        // What is gone meanwhile needs no owner.
+        [[maybe_unused]] const int given = ::lchown( entry.path().c_str(), info.st_uid, info.st_gid );
     }
 }
 

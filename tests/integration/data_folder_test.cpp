@@ -2,6 +2,8 @@
 #include "support/Command.h"
 #include "support/service/BackendProcess.h"
 
+#include <VXMesh/io/Json.h>
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -62,6 +64,41 @@ TEST( DataFolder, OperatorsWorkBesideTheService )
     EXPECT_EQ( add( backend.data() ).status, 0 );
     EXPECT_NE( list( backend.data() ).text.find( "ann@example.org" ), std::string::npos );
     EXPECT_EQ( runCommand( cBackend + " stats --data '" + backend.data().string() + "'" ).status, 0 );
+}
+
+TEST( DataFolder, ABackupOfARunningServiceHoldsItsSignIns )
+{
+    Testing::BackendProcess backend;
+    const auto data = backend.data().string();
+    ASSERT_EQ( runCommand( "echo 'secret-word-1' | " + cBackend +
+                           " user add ann@example.org --password-stdin --data '" + data + "'" )
+                   .status,
+        0 );
+    const auto auth = [&]( const std::string& flow, const std::string& parameters )
+    {
+        const auto answer = runCommand( "curl -s --max-time 60 --cacert '" + data +
+                                        "/ca.pem' -H 'x-amz-target: AWSCognitoIdentityProviderService.InitiateAuth' -d "
+                                        "'{\"AuthFlow\":\"" +
+                                        flow + "\",\"AuthParameters\":{" + parameters +
+                                        "}}' https://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/auth" );
+        return deserializeJsonValue( answer.text ).value_or( Json::Value() )["AuthenticationResult"];
+    };
+    const auto token =
+        auth( "USER_PASSWORD_AUTH", R"("USERNAME":"ann@example.org","PASSWORD":"secret-word-1")" )["RefreshToken"]
+            .asString();
+    ASSERT_NE( token, "" );
+    const Testing::ScratchFolder folder;
+    const auto copy = ( folder.path() / "backup" ).string();
+    const auto made = runCommand( cBackend + " backup --data '" + data + "' '" + copy + "' 2>&1" );
+    EXPECT_EQ( made.text, "The backup is in " + copy + "\n" );
+    EXPECT_NE( runCommand( cBackend + " restore '" + copy + "' --data '" + data + "' 2>&1" ).status, 0 );
+    backend.kill();
+    for ( const auto& entry : std::filesystem::directory_iterator( data ) )
+        std::filesystem::remove_all( entry );
+    const auto restored = runCommand( cBackend + " restore '" + copy + "' --data '" + data + "' 2>&1" );
+    EXPECT_EQ( restored.text, "Restored " + data + "\n" );
+    backend.restart();
+    EXPECT_NE( auth( "REFRESH_TOKEN_AUTH", "\"REFRESH_TOKEN\":\"" + token + "\"" )["AccessToken"].asString(), "" );
 }
 
 TEST( DataFolder, IsFreeAgainAfterAKill )

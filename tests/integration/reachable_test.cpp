@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
@@ -152,17 +151,4 @@ TEST( Reachable, AnOperatorsCertificateIsReadAgainWhenTold )
     for ( const Testing::Patience patience; !answersTo( two ); patience.check() )
         std::this_thread::sleep_for( std::chrono::milliseconds( 20 ) );
     EXPECT_FALSE( answersTo( one ) );
-}
-
-TEST( ServeHelp, NamesEveryOption )
-{
-    std::istringstream help( Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --help" ).text );
-    std::string options;
-    for ( std::string line; std::getline( help, line ); )
-        if ( line.starts_with( "  --" ) )
-            options += line.substr( 2, line.find( ' ', 2 ) - 2 ) + "\n";
-    EXPECT_EQ( options,
-        "--data\n--port\n--listen\n--public-url\n--trusted-proxy\n--tls-certificate\n--tls-key\n--latest-version\n"
-        "--downloads\n--allow-anonymous\n--slots\n--worker-memory\n--worker-time\n--max-stored\n--max-upload\n--check\n"
-        "--keep-statistics\n--max-statistics\n--smtp-url\n--mail-from\n--auth-endpoint\n--auth-client-id\n" );
 }

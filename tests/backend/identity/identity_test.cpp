@@ -3,9 +3,11 @@
 
 #include "crypto/Base64.h"
 #include "identity/Passwords.h"
+#include "text/JsonText.h"
 
 #include <fmt/format.h>
 
+#include <sstream>
 #include <thread>
 
 using namespace VX;
@@ -43,6 +45,36 @@ TEST_F( Identity, SignUpMailsACodeToTheMaskedAddress )
     EXPECT_EQ( mailer_.mails[0].to, cAnn );
     EXPECT_EQ( mailedCode().find_first_not_of( "0123456789" ), std::string::npos );
     EXPECT_EQ( problem( signIn() ), "UserNotConfirmedException: User is not confirmed." );
+}
+
+TEST_F( Identity, TokensSayWhatClientsReadInThem )
+{
+    addAnn();
+    const auto result = json( signIn() )["AuthenticationResult"];
+    const auto partOf = [&]( const char* token, int part )
+    {
+        std::istringstream in( result[token].asString() );
+        std::string text;
+        for ( int i = 0; i <= part; ++i )
+            std::getline( in, text, '.' );
+        return deserializeJsonValue( fromBase64Url( text ).value_or( "" ) ).value_or( Json::Value() );
+    };
+    const auto access = partOf( "AccessToken", 1 ), id = partOf( "IdToken", 1 );
+    EXPECT_EQ( compactJson( partOf( "AccessToken", 0 ) ), R"({"alg":"EdDSA","typ":"JWT"})" );
+    EXPECT_EQ( access.getMemberNames(),
+        ( Json::Value::Members{ "exp", "generation", "iat", "jti", "sub", "token_use", "username" } ) );
+    EXPECT_EQ( id.getMemberNames(), ( Json::Value::Members{ "cognito:username", "email", "email_verified", "exp", "iat",
+                                        "jti", "sub", "token_use" } ) );
+    EXPECT_EQ( access["token_use"], "access" );
+    EXPECT_EQ( id["token_use"], "id" );
+    EXPECT_EQ( access["username"], access["sub"] );
+    EXPECT_EQ( id["cognito:username"], access["sub"] );
+    EXPECT_EQ( id["sub"], access["sub"] );
+    EXPECT_EQ( id["email"], cAnn );
+    EXPECT_EQ( id["email_verified"], true );
+    EXPECT_NE( id["jti"], access["jti"] );
+    for ( const auto& claims : { access, id } )
+        EXPECT_EQ( claims["exp"].asInt64() - claims["iat"].asInt64(), 3600 );
 }
 
 TEST_F( Identity, SignInGivesTokensThatOpenTheDoors )

@@ -1,3 +1,4 @@
+#include "support/ApprovedText.h"
 #include "support/ScratchFolder.h"
 
 #include "site/SiteApi.h"
@@ -128,4 +129,13 @@ TEST_F( Site, PagesCanOnlyBeRead )
     EXPECT_EQ( site_.planBody( request ).refusal->status, 405 );
     EXPECT_FALSE( SiteApi::serves( "/downloads" ) );
     EXPECT_FALSE( SiteApi::serves( "/site/other" ) );
+}
+
+TEST_F( Site, ThePagesAreInTheseWords )
+{
+    auto pages = get( "/download" ).body;
+    package( "orvanta_0.1.0_amd64.deb" );
+    package( "orvanta_0.2.0_amd64.deb" );
+    pages += "\n====\n" + get( "/download" ).body + "\n====\n" + get( "/download/nothing.deb" ).body;
+    Testing::expectApproved( pages, "backend/site/approved/download.html" );
 }

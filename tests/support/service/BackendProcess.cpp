@@ -72,6 +72,15 @@ void BackendProcess::signal( int number ) const
     ::kill( pid_, number );
 }
 
+int BackendProcess::end( int signal )
+{
+    int status = 0;
+    ::kill( pid_, signal );
+    ::waitpid( pid_, &status, 0 );
+    pid_ = -1;
+    return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+}
+
 void BackendProcess::restart()
 {
     if ( pid_ > 0 )

@@ -22,6 +22,8 @@ public:
     void restart();
     void kill();
     void signal( int number ) const;
+    /// Tells it to end and waits until it has; its exit status, or -1 where it was killed.
+    [[nodiscard]] int end( int signal );
     /// Options of the next start.
     void setOptions( std::vector<std::string> options ) { options_ = std::move( options ); }
     [[nodiscard]] const std::filesystem::path& data() const { return folder_.path(); }

@@ -35,6 +35,8 @@ void addUser( CLI::App& app, Run& run )
     add( "list", "List all accounts", Action::List );
     add( "confirm", "Confirm an account without its code", Action::Confirm );
     withPassword( add( "reset", "Set another password and end all sign-ins", Action::Reset ) );
+    add( "block", "Keep an account out and end all sign-ins", Action::Block );
+    add( "unblock", "Let an account sign in again", Action::Unblock );
     add( "remove", "Remove an account", Action::Remove );
 }
 

@@ -33,7 +33,7 @@ constexpr int64_t cMostRefreshTokens = 200;
 /// Names without an account whose failures are remembered.
 constexpr int64_t cMostUnknown = 100000;
 
-constexpr const char* cColumns = "SELECT id, email, password, confirmed, created, generation FROM accounts ";
+constexpr const char* cColumns = "SELECT id, email, password, confirmed, created, generation, blocked FROM accounts ";
 
 int64_t count( std::chrono::sys_seconds time )
 {
@@ -43,7 +43,7 @@ int64_t count( std::chrono::sys_seconds time )
 Account accountOf( const SqlRow& row )
 {
     return { textOf( row[0] ), textOf( row[1] ), textOf( row[2] ), integerOf( row[3] ) != 0,
-        std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ), integerOf( row[5] ) };
+        std::chrono::sys_seconds( seconds( integerOf( row[4] ) ) ), integerOf( row[5] ), integerOf( row[6] ) != 0 };
 }
 
 /// Seconds that an account is locked for: 1, 2, 4 and so on.
@@ -77,15 +77,15 @@ DatabaseResult<void> done( const DatabaseResult<int>& changed )
     return {};
 }
 
-// Accounts of older data folders are of the first generation.
-DatabaseResult<void> addGeneration( Database& database )
+// Accounts of older data folders are of the first generation, and nobody is kept out.
+DatabaseResult<void> addCount( Database& database, const std::string& column )
 {
-    const auto there = database.query( "SELECT 1 FROM pragma_table_info('accounts') WHERE name = 'generation'" );
+    const auto there = database.query( "SELECT 1 FROM pragma_table_info('accounts') WHERE name = ?", { column } );
     if ( !there )
         return tl::unexpected( there.error() );
     if ( !there->empty() )
         return {};
-    return executeAll( database, { "ALTER TABLE accounts ADD COLUMN generation INTEGER NOT NULL DEFAULT 0" } );
+    return done( database.execute( "ALTER TABLE accounts ADD COLUMN " + column + " INTEGER NOT NULL DEFAULT 0" ) );
 }
 
 // In the table of older data folders there is one code of a purpose, and only one can be.
@@ -127,7 +127,8 @@ DatabaseResult<void> Accounts::prepare( Database& database )
             "CREATE TABLE IF NOT EXISTS code_guesses(account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER "
             "NOT NULL) WITHOUT ROWID",
         } )
-        .and_then( [&] { return addGeneration( database ); } )
+        .and_then( [&] { return addCount( database, "generation" ); } )
+        .and_then( [&] { return addCount( database, "blocked" ); } )
         .and_then( [&] { return takeOverOldCodes( database ); } )
         .and_then( [&] { return transaction.commit(); } );
 }
@@ -154,7 +155,7 @@ std::string Accounts::normalized( const std::string& email )
 DatabaseResult<std::optional<Account>> Accounts::add(
     const std::string& email, const std::string& passwordHash, bool confirmed )
 {
-    const Account account{ randomUuid(), email, passwordHash, confirmed, clock_(), 0 };
+    const Account account{ randomUuid(), email, passwordHash, confirmed, clock_(), 0, false };
     return database_
         .execute( "INSERT INTO accounts(id, email, password, confirmed, created) VALUES(?, ?, ?, ?, ?) ON "
                   "CONFLICT(email) DO NOTHING",
@@ -203,6 +204,18 @@ DatabaseResult<void> Accounts::setPassword( const std::string& id, const std::st
                     { "DELETE FROM refresh_tokens WHERE account = ?", "DELETE FROM mailed_codes WHERE account = ?",
                         "DELETE FROM code_guesses WHERE account = ?",
                         "DELETE FROM sign_in_failures WHERE email = (SELECT email FROM accounts WHERE id = ?)" } );
+            } );
+}
+
+DatabaseResult<void> Accounts::setBlocked( const std::string& id, bool blocked )
+{
+    return done( database_.execute( "UPDATE accounts SET blocked = ?1, generation = generation + ?1 WHERE id = ?2",
+                     { int64_t( blocked ), id } ) )
+        .and_then(
+            [&]
+            {
+                return blocked ? executeFor( database_, id, { "DELETE FROM refresh_tokens WHERE account = ?" } )
+                               : DatabaseResult<void>();
             } );
 }
 
@@ -325,11 +338,11 @@ DatabaseResult<std::string> Accounts::newRefreshToken( const std::string& id, se
 
 DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& token, Account& account )
 {
-    const auto rows =
-        database_.query( "SELECT a.id, a.email, a.password, a.confirmed, a.created, a.generation, t.expires FROM "
-                         "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash IN (?, ?)",
-            // The second is how older versions kept them.
-            { tokenHash_( token ), hex( sha256( token ) ) } );
+    const auto rows = database_.query(
+        "SELECT a.id, a.email, a.password, a.confirmed, a.created, a.generation, a.blocked, t.expires FROM "
+        "refresh_tokens t JOIN accounts a ON a.id = t.account WHERE t.hash IN (?, ?)",
+        // The second is how older versions kept them.
+        { tokenHash_( token ), hex( sha256( token ) ) } );
     if ( !rows )
         return tl::unexpected( rows.error() );
     if ( rows->empty() )

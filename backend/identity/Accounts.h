@@ -20,8 +20,10 @@ struct Account
     std::string passwordHash;
     bool confirmed = false;
     std::chrono::sys_seconds created;
-    /// How often its password was changed; what was given out before the last time is good no more.
+    /// How often its password was changed or it was blocked; what was given out before the last time is good no more.
     int64_t generation = 0;
+    /// Kept out by an operator.
+    bool blocked = false;
 };
 
 enum class CodePurpose
@@ -83,6 +85,8 @@ public:
     [[nodiscard]] Result<void> confirm( const std::string& id );
     /// Also ends all sign-ins and codes, and forgets failed sign-ins.
     [[nodiscard]] Result<void> setPassword( const std::string& id, const std::string& passwordHash );
+    /// Keeps it out, and ends its sign-ins, or lets it in again by its password.
+    [[nodiscard]] Result<void> setBlocked( const std::string& id, bool blocked );
     /// With everything that belongs to it.
     [[nodiscard]] Result<void> remove( const std::string& id );
 

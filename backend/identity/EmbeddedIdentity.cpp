@@ -1,5 +1,6 @@
 #include "identity/EmbeddedIdentity.h"
 
+#include "identity/CodeMail.h"
 #include "identity/Passwords.h"
 
 #include <VXMesh/io/Json.h>
@@ -29,6 +30,11 @@ HttpResponse invalidParameter( const std::string& message )
 HttpResponse missingCode()
 {
     return invalidParameter( "Missing required parameter ConfirmationCode" );
+}
+
+HttpResponse disabled()
+{
+    return notAuthorized( "User is disabled." );
 }
 
 HttpResponse unknownUser()
@@ -102,27 +108,6 @@ Json::Value deliveryTo( const std::string& email )
     out["CodeDeliveryDetails"]["DeliveryMedium"] = "EMAIL";
     out["CodeDeliveryDetails"]["Destination"] = masked( email );
     return out;
-}
-
-// People and programs look for the code as the one number of six digits, so nothing else of a mail, the address
-// included, is put beside it.
-Mail codeMail( const std::string& email, const std::string& code, CodePurpose purpose )
-{
-    if ( purpose == CodePurpose::Reset )
-        return { email, "Reset your Orvanta password",
-            fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to choose a new password.\r\n"
-                         "If you did not ask for it, ignore this mail.",
-                code ) };
-    return { email, "Confirm your Orvanta account",
-        fmt::format( "Your code is {}\r\n\r\nEnter it in Orvanta to confirm your account.\r\n\r\n"
-                     "Was Orvanta closed before that? Then go on like this:\r\n"
-                     "1. Start Orvanta and press \"password?\" behind \"Forgot your\".\r\n"
-                     "2. Enter this e-mail address and press \"Reset My Password\".\r\n"
-                     "3. Enter this code, choose a password, and press \"Change Password\".\r\n"
-                     "   One more mail comes meanwhile; the code in either is good.\r\n"
-                     "4. Sign in with that password. Your account is confirmed.\r\n\r\n"
-                     "If you did not ask for it, ignore this mail.",
-            code ) };
 }
 
 } // namespace
@@ -235,6 +220,8 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
         // Who guesses while nothing can be noted is told nothing.
         return noteFailure_( call, email ).map( [] { return notAuthorized( "Incorrect username or password." ); } );
     }
+    if ( account->blocked )
+        return disabled();
     if ( account->confirmed )
         return signIn_( call, *account );
     remind_( call, *account );
@@ -244,12 +231,14 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
 DatabaseResult<HttpResponse> EmbeddedIdentity::signIn_( const AuthCall& call, const Account& account )
 {
     Database::Transaction transaction( database_ );
-    // The password may have been changed, or the account removed, while it was checked.
+    // The password may have been changed, or the account removed or blocked, while it was checked.
     const auto now = accounts_.find( account.email );
     if ( !now )
         return tl::unexpected( now.error() );
     if ( !*now || ( *now )->passwordHash != account.passwordHash )
         return notAuthorized( "Incorrect username or password." );
+    if ( ( *now )->blocked )
+        return disabled();
     const auto refresh = accounts_.forgetFailures( account.email, call.remoteAddress )
                              .and_then( [&] { return accounts_.newRefreshToken( account.id, options_.refreshLife ); } );
     if ( !refresh )

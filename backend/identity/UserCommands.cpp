@@ -131,7 +131,10 @@ Result listUsers( Store& store )
         return failed( accounts.error().text );
     for ( const auto& account : *accounts )
         std::cout << fmt::format( "{:<40} {:<12} since {:%Y-%m-%d}\n", visibleText( account.email ),
-            account.confirmed ? "confirmed" : "unconfirmed", account.created );
+            account.blocked     ? "blocked"
+            : account.confirmed ? "confirmed"
+                                : "unconfirmed",
+            account.created );
     return {};
 }
 
@@ -145,6 +148,17 @@ Result confirmUser( const Account& account, Store& store )
     return {};
 }
 
+Result blockUser( const Account& account, Store& store, bool blocked )
+{
+    Database::Transaction transaction( *store.database );
+    const auto set = store.accounts->setBlocked( account.id, blocked );
+    if ( const auto kept = set.and_then( [&] { return transaction.commit(); } ); !kept )
+        return failed( kept.error().text );
+    std::cout << ( blocked ? "Blocked " + account.email + " and ended its sign-ins\n"
+                           : account.email + " may sign in again\n" );
+    return {};
+}
+
 Result removeUser( const Account& account, Store& store )
 {
     Database::Transaction transaction( *store.database );
@@ -153,6 +167,27 @@ Result removeUser( const Account& account, Store& store )
         return failed( kept.error().text );
     std::cout << "Removed " << account.email << "\n";
     return {};
+}
+
+Result runOn( const UserCommand& command, const Account& account, Store& store )
+{
+    using Action = UserCommand::Action;
+    switch ( command.action )
+    {
+    case Action::Confirm:
+        return confirmUser( account, store );
+    case Action::Reset:
+        return resetUser( command, account, store );
+    case Action::Block:
+        return blockUser( account, store, true );
+    case Action::Unblock:
+        return blockUser( account, store, false );
+    case Action::Add:
+    case Action::List:
+    case Action::Remove:
+        break;
+    }
+    return removeUser( account, store );
 }
 
 Result run( const UserCommand& command )
@@ -173,9 +208,7 @@ Result run( const UserCommand& command )
         return failed( account.error().text );
     if ( !*account )
         return failed( "There is no account of " + email );
-    if ( command.action == Action::Confirm )
-        return confirmUser( **account, *store );
-    return command.action == Action::Reset ? resetUser( command, **account, *store ) : removeUser( **account, *store );
+    return runOn( command, **account, *store );
 }
 
 } // namespace

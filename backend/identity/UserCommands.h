@@ -15,6 +15,8 @@ struct UserCommand
         List,
         Confirm,
         Reset,
+        Block,
+        Unblock,
         Remove
     };
     Action action = Action::List;

@@ -5,6 +5,7 @@
 #include <VXViewer/ui/KeyMap.h>
 #include <VXViewer/ui/Keyboard.h>
 #include <VXViewer/ui/Modal.h>
+#include <VXViewer/ui/Scale.h>
 #include <VXViewer/window/Window.h>
 
 #include <imgui.h>
@@ -26,6 +27,7 @@ BareInterface::BareInterface()
     fillGlfwKeyMap( io );
     io.Fonts->AddFontDefault();
     io.Fonts->Build();
+    UI::setScale( 1 );
     setLoopToWake( this );
 }
 

@@ -12,7 +12,7 @@ namespace VX::Testing
 {
 
 /// Dear ImGui without a window: the test draws each frame by hand, turns the clock, presses keys and moves the mouse.
-/// Letters are 7 pixels wide and 13 high.
+/// Letters are 7 pixels wide and 13 high, and the scale is 1 until the test sets another by `UI::setScale`.
 class BareInterface : public testing::Test, private LoopToWake
 {
 protected:

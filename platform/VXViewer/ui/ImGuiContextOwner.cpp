@@ -3,6 +3,7 @@
 #include <VXViewer/ui/ColorTheme.h>
 #include <VXViewer/ui/RibbonFontManager.h>
 #include <VXViewer/ui/RibbonIcons.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <imgui.h>
 #include <imgui_impl_opengl3.h>
@@ -11,6 +12,22 @@
 
 namespace VX
 {
+namespace
+{
+
+float sScale = 1;
+
+} // namespace
+
+float UI::scale()
+{
+    return sScale;
+}
+
+void UI::setScale( float scale )
+{
+    sScale = scale;
+}
 
 ImGuiContextOwner::ImGuiContextOwner()
     : themeChanges_( ColorTheme::onChanged( [this] { themeOutdated_ = true; } ) )
@@ -34,6 +51,7 @@ void ImGuiContextOwner::prepareFrame( RibbonFontManager* fonts, float scale )
 {
     if ( !rendererReady_ )
         rendererReady_ = ImGui_ImplOpenGL3_Init( "#version 330 core" );
+    UI::setScale( scale );
     const bool rescaled = std::exchange( scale_, scale ) != scale;
     if ( rescaled || fonts_ != fonts || ( fonts && fonts->isOutdated() ) )
     {

@@ -16,8 +16,8 @@ public:
     ImGuiContextOwner( const ImGuiContextOwner& ) = delete;
     ImGuiContextOwner& operator=( const ImGuiContextOwner& ) = delete;
 
-    /// Makes what has changed since the last frame anew: fonts, style and icons for files, scale and theme. Without a
-    /// manager Dear ImGui's own font is used.
+    /// Makes what has changed since the last frame anew: fonts, style and icons for files, scale and theme, and gives
+    /// the frame its scale. Without a manager Dear ImGui's own font is used.
     void prepareFrame( RibbonFontManager* fonts, float scale );
     /// Draws the interface that was built in this frame into the bound framebuffer.
     void drawInterface();

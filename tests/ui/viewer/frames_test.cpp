@@ -4,6 +4,7 @@
 #include <VXOrvanta/deferred/WebRequestFuture.h>
 #include <VXViewer/core/ViewerTitle.h>
 #include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <gtest/gtest.h>
 
@@ -121,6 +122,25 @@ TEST_F( Frames, EveryScaleAndSizeIsDrawn )
         EXPECT_EQ( image.width, width );
         EXPECT_FLOAT_EQ( menu_->menu_scaling(), scale );
     }
+}
+
+TEST_F( Frames, EachHasOneScaleWhichIsThatOfTheMenuAtItsBegin )
+{
+    std::vector<float> scales;
+    const boost::signals2::scoped_connection connection = viewer().perFrameSignal.connect(
+        [&]
+        {
+            if ( scales.empty() )
+                menu_->setUserScaling( 1.25f );
+            scales.push_back( UI::scale() );
+        } );
+    window().resize( 2560, 1600, 2 );
+    settle();
+    ASSERT_GE( scales.size(), 2u );
+    EXPECT_EQ( scales.front(), 2 ) << "what is chosen within a frame waits for the next";
+    EXPECT_EQ( scales[1], 2.5f );
+    EXPECT_EQ( scales.back(), menu_->menu_scaling() );
+    EXPECT_EQ( UI::scale(), 2.5f ) << "between two frames, that of the last";
 }
 
 TEST_F( Frames, TitleNamesTheProgramAndTheScene )

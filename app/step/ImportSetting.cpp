@@ -14,13 +14,12 @@ class ImportSetting final : public ViewerSettingsPlugin::ExternalSettings
 {
 public:
     [[nodiscard]] const std::string& getName() const override { return name_; }
-    void draw( float menuScaling ) override
+    void draw( float ) override
     {
         bool value = Config::instance().getBool( cBackgroundImportKey, false );
         if ( UI::checkbox( name_.c_str(), &value ) )
             Config::instance().setBool( cBackgroundImportKey, value );
-        UI::setTooltipIfHovered(
-            "Go on working while STEP files are converted; a note tells when each is ready.", menuScaling );
+        UI::setTooltipIfHovered( "Go on working while STEP files are converted; a note tells when each is ready." );
     }
     void reset() override { Config::instance().setBool( cBackgroundImportKey, false ); }
     [[nodiscard]] const char* separatorName() const override { return "Behavior"; }

@@ -57,7 +57,7 @@ public:
     void drawDialog( float menuScaling ) override
     {
         static const auto sLines = linesOfPrivacy();
-        if ( UI::beginToolDialog( "Privacy", &open_, 460, menuScaling ) )
+        if ( UI::beginToolDialog( "Privacy", &open_, 460 ) )
             for ( const auto& line : sLines )
                 draw( line, menuScaling );
         ImGui::End();

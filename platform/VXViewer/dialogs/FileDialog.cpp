@@ -249,7 +249,7 @@ void FileDialog::drawOpenFooter_( float scale )
     }
     const float buttons = 2 * 96 * scale + ImGui::GetStyle().ItemSpacing.x;
     ImGui::SameLine( ImGui::GetWindowContentRegionMax().x - buttons );
-    if ( UI::dialogButton( "Cancel", scale ) )
+    if ( UI::dialogButton( "Cancel" ) )
         close_();
     ImGui::SameLine();
     ImGui::BeginDisabled( !choice_.anyMarked() );
@@ -267,7 +267,7 @@ void FileDialog::drawSaveFooter_( float scale )
     const bool entered = UI::textField( "##name", choice_.name() ).entered;
     const bool exists = choice_.replaces();
     ImGui::SameLine();
-    if ( UI::dialogButton( "Cancel", scale ) )
+    if ( UI::dialogButton( "Cancel" ) )
         return close_();
     ImGui::SameLine();
     if ( UI::button( exists ? "Replace" : "Save", { 96 * scale, 0 }, { .enabled = choice_.hasName() } ) ||

@@ -66,7 +66,7 @@ bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>
         const float text = ImGui::CalcTextSize( message.buttonName.c_str(), nullptr, true ).x;
         const float own = std::max( text + 2 * style.FramePadding.x, 96 * scale );
         ImGui::SetCursorPosX( last - own - style.ItemSpacing.x );
-        if ( UI::dialogButton( message.buttonName.c_str(), scale ) )
+        if ( UI::dialogButton( message.buttonName.c_str() ) )
         {
             clicked = message.onButtonClick;
             return true;
@@ -75,7 +75,7 @@ bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>
     }
     ImGui::SetCursorPosX( last );
     const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
-    return UI::primaryButton( "OK", scale ) || escape;
+    return UI::primaryButton( "OK" ) || escape;
 }
 
 void ModalMessage::draw( float scale )

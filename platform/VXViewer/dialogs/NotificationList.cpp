@@ -90,7 +90,7 @@ bool NotificationList::drawContents_( Entry& entry, float width, float scale, st
     }
     ImGui::SameLine( width - 34 * scale );
     bool close = UI::glyphButton( Icons::cClose, "close", themeVec4( ColorTheme::DimText ) );
-    UI::setTooltipIfHovered( "Dismiss", scale );
+    UI::setTooltipIfHovered( "Dismiss" );
     if ( !note.text.empty() )
         entry.text.draw( "##text", themeVec4( ColorTheme::DimText ), ImGui::GetContentRegionAvail().x,
             8 * ImGui::GetTextLineHeight() );

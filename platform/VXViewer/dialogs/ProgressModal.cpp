@@ -54,8 +54,7 @@ void draw( float scale )
     if ( state )
     {
         drawContents( *state, scale, width );
-        if ( UI::dialogButton( "Cancel", scale ) ||
-             ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
+        if ( UI::dialogButton( "Cancel" ) || ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
         {
             ProgressBar::cancel();
             close = true;

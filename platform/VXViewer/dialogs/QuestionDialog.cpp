@@ -52,7 +52,7 @@ size_t drawAnswers( const std::vector<Question::Answer>& answers, float scale )
             given = i;
         if ( isGivenByKey( answers[i] ) )
             given = i;
-        UI::setTooltipIfHovered( fmt::format( "Alt+{}", answers[i].label.front() ), scale );
+        UI::setTooltipIfHovered( fmt::format( "Alt+{}", answers[i].label.front() ) );
         if ( fits && i > 0 )
             ImGui::SameLine();
     }

@@ -45,7 +45,7 @@ void ShortcutSheet::drawTable_( const ShortcutManager& manager, float scale )
              toLower( keys ).find( wanted ) == std::string::npos )
             continue;
         if ( std::exchange( category, int( command->category ) ) != int( command->category ) )
-            UI::separator( ShortcutManager::categoryName( command->category ), scale );
+            UI::separator( ShortcutManager::categoryName( command->category ) );
         ImGui::TextUnformatted( caption.c_str() );
         ImGui::SameLine( 250 * scale );
         drawKeys( keys, scale );
@@ -75,7 +75,7 @@ void ShortcutSheet::draw( const ShortcutManager& manager, float scale )
     drawTable_( manager, scale );
     ImGui::EndChild();
     ImGui::SetCursorPosX( ImGui::GetWindowContentRegionMax().x - 96 * scale );
-    if ( UI::primaryButton( "Close", scale ) || UI::keyPressed( ImGuiKey_Escape ) )
+    if ( UI::primaryButton( "Close" ) || UI::keyPressed( ImGuiKey_Escape ) )
     {
         ImGui::CloseCurrentPopup();
         redraw();

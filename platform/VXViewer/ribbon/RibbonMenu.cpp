@@ -285,7 +285,7 @@ void RibbonMenu::drawActiveList_()
         const auto& caption = it == RibbonSchemaHolder::schema().items.end() ? item->name() : it->second.caption;
         if ( UI::glyphButton( Icons::cClose, item->name().c_str(), themeVec4( ColorTheme::DimText ) ) )
             emitItemPressed( item );
-        UI::setTooltipIfHovered( "End this tool", scale );
+        UI::setTooltipIfHovered( "End this tool" );
         ImGui::SameLine();
         ImGui::TextUnformatted( caption.c_str() );
     }

@@ -165,7 +165,7 @@ void RibbonTopPanel::drawTab_( const RibbonTab& tab, float scale )
     ImGui::SameLine( 0, 2 * scale );
 }
 
-void RibbonTopPanel::drawCollapse_( float scale )
+void RibbonTopPanel::drawCollapse_()
 {
     if ( UI::glyphButton(
              collapsed_ ? Icons::cChevronDown : Icons::cChevronUp, "collapse", themeVec4( ColorTheme::DimText ) ) )
@@ -173,7 +173,7 @@ void RibbonTopPanel::drawCollapse_( float scale )
         collapsed_ = !collapsed_;
         redraw();
     }
-    UI::setTooltipIfHovered( collapsed_ ? "Show the tools" : "Hide the tools, until a tab is pressed", scale );
+    UI::setTooltipIfHovered( collapsed_ ? "Show the tools" : "Hide the tools, until a tab is pressed" );
 }
 
 void RibbonTopPanel::drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search, float scale )
@@ -192,7 +192,7 @@ void RibbonTopPanel::drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search, 
         search.draw( host, searchWidth, scale );
     }
     ImGui::SetCursorPos( { width - 28 * scale, 9 * scale } );
-    drawCollapse_( scale );
+    drawCollapse_();
 }
 
 void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, float scale )

@@ -43,7 +43,7 @@ private:
     void collectGroups_( float scale );
     void drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search, float scale );
     void drawTab_( const RibbonTab& tab, float scale );
-    void drawCollapse_( float scale );
+    void drawCollapse_();
     void drawTools_( RibbonItemHost& host, bool centerItems, float top, float scale );
     void drawPopup_( RibbonItemHost& host, float scale );
     void drawGroup_( Group& group, RibbonItemHost& host, float top, float scale );

@@ -158,7 +158,7 @@ void SceneObjectsListDrawer::drawName_( Object& root, Object& object, float widt
     const float room = width - icon - 10 * scale;
     const auto shown = UI::fitted( object.name(), room );
     if ( shown.size() != object.name().size() )
-        UI::setTooltipIfHovered( object.name(), scale );
+        UI::setTooltipIfHovered( object.name() );
     auto& list = *ImGui::GetWindowDrawList();
     RibbonItemButton::drawIcon(
         list, iconOf( object ), { low.x + 2 * scale, low.y + ( height - icon ) / 2 }, icon, visible );

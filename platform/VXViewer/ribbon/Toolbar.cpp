@@ -145,7 +145,7 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
     ImGui::SetCursorPosY( ImGui::GetCursorPosY() + std::round( ( height - ImGui::GetTextLineHeight() ) / 2 ) );
     if ( UI::glyphButton( Icons::cCog, "customize", themeVec4( ColorTheme::DimText ) ) )
         openCustomize();
-    UI::setTooltipIfHovered( "Choose the tools of this bar", scale );
+    UI::setTooltipIfHovered( "Choose the tools of this bar" );
     ImGui::End();
 }
 
@@ -225,11 +225,11 @@ void Toolbar::drawCustomize( float scale )
         drawChosen_( scale );
         ImGui::EndTable();
     }
-    if ( UI::dialogButton( "Reset", scale ) )
+    if ( UI::dialogButton( "Reset" ) )
         resetToDefault();
-    UI::setTooltipIfHovered( "Back to the tools that the program came with", scale );
+    UI::setTooltipIfHovered( "Back to the tools that the program came with" );
     ImGui::SameLine( ImGui::GetWindowContentRegionMax().x - 96 * scale );
-    if ( UI::primaryButton( "Close", scale ) || UI::keyPressed( ImGuiKey_Escape ) )
+    if ( UI::primaryButton( "Close" ) || UI::keyPressed( ImGuiKey_Escape ) )
     {
         ImGui::CloseCurrentPopup();
         redraw();

@@ -90,7 +90,7 @@ public:
     void drawDialog( float scale ) override
     {
         bool open = true;
-        if ( UI::beginToolDialog( "Create simple objects", &open, 300, scale ) )
+        if ( UI::beginToolDialog( "Create simple objects", &open, 300 ) )
         {
             drawShapes_( scale );
             ImGui::PushItemWidth( 150 * scale );

@@ -37,7 +37,7 @@ public:
     {
         dropLostPoints_();
         bool open = true;
-        if ( UI::beginToolDialog( "Measure distance", &open, 270, scale ) )
+        if ( UI::beginToolDialog( "Measure distance", &open, 270 ) )
             drawResult_();
         ImGui::End();
         drawOverlay_( scale );

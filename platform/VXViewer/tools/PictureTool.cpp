@@ -54,7 +54,7 @@ public:
     void drawDialog( float scale ) override
     {
         bool open = true;
-        if ( UI::beginToolDialog( "Save picture", &open, 270, scale ) )
+        if ( UI::beginToolDialog( "Save picture", &open, 270 ) )
         {
             ImGui::PushItemWidth( 120 * scale );
             drawSize_();

@@ -29,7 +29,7 @@ public:
     void drawDialog( float scale ) override
     {
         bool open = true;
-        if ( UI::beginToolDialog( "Select primitives", &open, 290, scale ) )
+        if ( UI::beginToolDialog( "Select primitives", &open, 290 ) )
         {
             UI::wrapped( themeVec4( ColorTheme::DimText ),
                 "Click a face to mark it, with Ctrl to add or take out another. Delete takes marked faces away." );

@@ -137,9 +137,9 @@ void ViewerSettingsPlugin::drawTheme_()
     ImGui::EndCombo();
 }
 
-void ViewerSettingsPlugin::drawApplication_( float scale )
+void ViewerSettingsPlugin::drawApplication_()
 {
-    UI::separator( "Look", scale );
+    UI::separator( "Look" );
     drawTheme_();
     auto* menu = currentMenu();
     if ( !menu )
@@ -153,28 +153,28 @@ void ViewerSettingsPlugin::drawApplication_( float scale )
         menu->setUserScaling( newScale_ );
 }
 
-void ViewerSettingsPlugin::drawViewport_( float scale )
+void ViewerSettingsPlugin::drawViewport_()
 {
     auto& settings = drawSettings();
-    UI::separator( "Surfaces", scale );
+    UI::separator( "Surfaces" );
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x * 0.55f );
     drawShading();
-    UI::separator( "Points", scale );
+    UI::separator( "Points" );
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x * 0.55f );
     UI::slider( "Point size", &settings.pointSize, 1, 12, "%.0f px" );
-    UI::separator( "Camera", scale );
+    UI::separator( "Camera" );
     drawProjection();
     bool aboutPointer = Config::instance().getBool( cTurnAboutPointerConfigKey, true );
     if ( UI::checkbox( "Turn about the point under the pointer", &aboutPointer ) )
         Config::instance().setBool( cTurnAboutPointerConfigKey, aboutPointer );
-    UI::setTooltipIfHovered( "Otherwise the view turns about the middle of what was shown last", scale );
+    UI::setTooltipIfHovered( "Otherwise the view turns about the middle of what was shown last" );
 }
 
-void ViewerSettingsPlugin::drawQuick_( float scale )
+void ViewerSettingsPlugin::drawQuick_()
 {
-    UI::separator( "Look", scale );
+    UI::separator( "Look" );
     drawTheme_();
-    UI::separator( "View", scale );
+    UI::separator( "View" );
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x * 0.55f );
     drawShading();
     drawProjection();
@@ -190,7 +190,7 @@ void ViewerSettingsPlugin::drawExternal_( TabType tab, float scale )
             headings.emplace_back( entry->separatorName() );
     for ( const auto& heading : headings )
     {
-        UI::separator( heading, scale );
+        UI::separator( heading );
         for ( const auto& entry : entries )
             if ( heading == entry->separatorName() )
                 entry->draw( scale );
@@ -237,17 +237,17 @@ void ViewerSettingsPlugin::drawReset_( TabType tab, float scale )
 {
     if ( !askingReset_ )
     {
-        askingReset_ = UI::dialogButton( "Reset...", scale );
-        UI::setTooltipIfHovered( "Back to the defaults of this page", scale );
+        askingReset_ = UI::dialogButton( "Reset..." );
+        UI::setTooltipIfHovered( "Back to the defaults of this page" );
         if ( askingReset_ )
             redraw();
         return;
     }
-    UI::separator( "Reset this page?", scale );
+    UI::separator( "Reset this page?" );
     UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), resetEffects_( tab ) );
     const bool reset = UI::button( "Reset", { cResetWidth * scale, 0 } );
     ImGui::SameLine();
-    const bool cancel = UI::dialogButton( "Cancel", scale );
+    const bool cancel = UI::dialogButton( "Cancel" );
     if ( reset )
         reset_( tab );
     if ( !reset && !cancel )
@@ -267,11 +267,11 @@ void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
         redraw();
     }
     if ( tab == TabType::Quick )
-        drawQuick_( scale );
+        drawQuick_();
     else if ( tab == TabType::Application )
-        drawApplication_( scale );
+        drawApplication_();
     else
-        drawViewport_( scale );
+        drawViewport_();
     drawExternal_( tab, scale );
     ImGui::Dummy( { 0, 6 * scale } );
     drawReset_( tab, scale );
@@ -281,7 +281,7 @@ void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
 void ViewerSettingsPlugin::drawDialog( float scale )
 {
     bool open = true;
-    if ( UI::beginToolDialog( "Viewer settings", &open, 360, scale ) && ImGui::BeginTabBar( "##tabs" ) )
+    if ( UI::beginToolDialog( "Viewer settings", &open, 360 ) && ImGui::BeginTabBar( "##tabs" ) )
     {
         for ( const auto tab : { TabType::Quick, TabType::Application, TabType::Viewport } )
             drawTab_( tab, scale );

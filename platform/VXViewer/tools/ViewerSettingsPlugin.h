@@ -55,10 +55,10 @@ public:
 
 private:
     void drawTab_( TabType tab, float scale );
-    void drawApplication_( float scale );
+    void drawApplication_();
     static void drawTheme_();
-    static void drawViewport_( float scale );
-    static void drawQuick_( float scale );
+    static void drawViewport_();
+    static void drawQuick_();
     void drawExternal_( TabType tab, float scale );
     void reset_( TabType tab );
     /// What `reset_` does, a line each.

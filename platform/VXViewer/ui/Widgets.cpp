@@ -41,6 +41,12 @@ void beginPrimary( std::optional<StyleScope>& style )
         { ImGuiCol_Text, themeVec4( ColorTheme::AccentText ) } } );
 }
 
+float widthInDialog( const char* label )
+{
+    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
+    return std::max( wanted, cLeastButtonWidth * UI::scale() );
+}
+
 /// Where a window has to be for all of it to be in the viewport.
 ImVec2 placeInside( const ImGuiWindow& window )
 {
@@ -80,16 +86,14 @@ bool button( const char* label, const Vector2f& size, const ButtonParams& params
     return pressed || ( params.enabled && params.enterKey && enterPressed() );
 }
 
-bool dialogButton( const char* label, float scale )
+bool dialogButton( const char* label )
 {
-    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
-    return button( label, { std::max( wanted, cLeastButtonWidth * scale ), 0 }, { .primary = false } );
+    return button( label, { widthInDialog( label ), 0 }, { .primary = false } );
 }
 
-bool primaryButton( const char* label, float scale )
+bool primaryButton( const char* label )
 {
-    const float wanted = ImGui::CalcTextSize( label, nullptr, true ).x + 2 * ImGui::GetStyle().FramePadding.x;
-    return button( label, { std::max( wanted, cLeastButtonWidth * scale ), 0 }, { .enterKey = true } );
+    return button( label, { widthInDialog( label ), 0 }, { .enterKey = true } );
 }
 
 bool buttonIconEx( const std::string& icon, const Vector2f& iconSize, const std::string& caption, const Vector2f& size,
@@ -227,9 +231,9 @@ void setTooltipIfHovered( std::string_view text, float scale )
     ImGui::EndTooltip();
 }
 
-void separator( const std::string& heading, float scale )
+void separator( const std::string& heading )
 {
-    ImGui::Dummy( { 0, 4 * scale } );
+    ImGui::Dummy( { 0, 4 * UI::scale() } );
     text( RibbonFontManager::FontType::SemiBold, heading );
     ImGui::SameLine();
     const ImVec2 at = ImGui::GetCursorScreenPos();
@@ -276,8 +280,9 @@ void centerNextWindow()
     ImGui::SetNextWindowPos( { size.x / 2, size.y / 2 }, ImGuiCond_Always, { 0.5f, 0.5f } );
 }
 
-bool beginToolDialog( const char* title, bool* open, float width, float scale )
+bool beginToolDialog( const char* title, bool* open, float width )
 {
+    const float scale = UI::scale();
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     const float top = std::min( 176 * scale, display.y / 3 ), margin = 8 * scale;
     ImGui::SetNextWindowPos( { display.x - 16 * scale, top }, ImGuiCond_Appearing, { 1, 0 } );

@@ -3,13 +3,15 @@
 #include <VXMesh/math/Vector3.h>
 #include <VXViewer/Export.h>
 #include <VXViewer/ui/RibbonFontManager.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <string>
 #include <vector>
 
 struct ImVec4;
 
-/// The widgets of the interface in its own look. Sizes are in pixels; UI thread, within a frame.
+/// The widgets of the interface in its own look, at the scale of the running frame. Sizes are in pixels; UI thread,
+/// within a frame.
 namespace VX::UI
 {
 
@@ -26,8 +28,8 @@ struct ButtonParams
 [[nodiscard]] VXVIEWER_API bool button( const char* label, const Vector2f& size = {}, const ButtonParams& params = {} );
 
 /// A button of a dialog's lower edge, at least 96 pixels wide at scale 1; a primary one is pressed by Enter, too.
-[[nodiscard]] VXVIEWER_API bool dialogButton( const char* label, float scale );
-[[nodiscard]] VXVIEWER_API bool primaryButton( const char* label, float scale );
+[[nodiscard]] VXVIEWER_API bool dialogButton( const char* label );
+[[nodiscard]] VXVIEWER_API bool primaryButton( const char* label );
 
 /// A button with a drawing over its caption.
 [[nodiscard]] VXVIEWER_API bool buttonIconEx( const std::string& icon, const Vector2f& iconSize,
@@ -50,10 +52,10 @@ VXVIEWER_API bool drag( const char* label, float* value, float speed, float leas
 VXVIEWER_API bool drag( const char* label, int* value, float speed, int least, int most );
 
 /// Shows a text at the pointer while it rests on the last widget, enabled or not.
-VXVIEWER_API void setTooltipIfHovered( std::string_view text, float scale );
+VXVIEWER_API void setTooltipIfHovered( std::string_view text, float scale = UI::scale() );
 
 /// A line with a heading.
-VXVIEWER_API void separator( const std::string& heading, float scale );
+VXVIEWER_API void separator( const std::string& heading );
 
 /// Text in another face.
 VXVIEWER_API void text( RibbonFontManager::FontType face, const std::string& text );
@@ -67,9 +69,9 @@ VXVIEWER_API void colored( const ImVec4& color, const std::string& text );
 /// Places the next window in the middle of the viewport.
 VXVIEWER_API void centerNextWindow();
 
-/// A dialog that floats over the scene at the right edge, with a title and a close box. End it with `ImGui::End`
-/// when it returns true or false. `open` is cleared when its close box or Escape is pressed.
-[[nodiscard]] VXVIEWER_API bool beginToolDialog( const char* title, bool* open, float width, float scale );
+/// A dialog that floats over the scene at the right edge, `width` wide at scale 1, with a title and a close box. End it
+/// with `ImGui::End` when it returns true or false. `open` is cleared when its close box or Escape is pressed.
+[[nodiscard]] VXVIEWER_API bool beginToolDialog( const char* title, bool* open, float width );
 
 /// "0:07", "12:34" or "1:02:03".
 [[nodiscard]] VXVIEWER_API std::string formatDuration( double seconds );

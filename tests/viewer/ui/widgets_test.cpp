@@ -125,13 +125,16 @@ TEST_F( Widgets, AButtonOfADialogHasALeastWidthAndGrowsWithItsText )
     show(
         [&]
         {
-            (void)UI::dialogButton( "OK##id", 1 );
+            (void)UI::dialogButton( "OK##id" );
             narrow = ImGui::GetItemRectSize().x;
-            (void)UI::dialogButton( "A caption of many letters", 1 );
+            (void)UI::dialogButton( "A caption of many letters" );
             wide = ImGui::GetItemRectSize().x;
         } );
     EXPECT_EQ( narrow, 96 );
     EXPECT_EQ( wide, 25 * 7 + 2 * ImGui::GetStyle().FramePadding.x );
+    UI::setScale( 2 );
+    settle();
+    EXPECT_EQ( narrow, 192 );
 }
 
 TEST_F( Widgets, AChoiceOutsideOfTheOptionsIsShownEmptyAndChangedByOneOfThem )
@@ -172,7 +175,7 @@ TEST_F( Widgets, ATooltipComesWhereItHasAText )
         [&]
         {
             ImGui::TextUnformatted( "here" );
-            UI::setTooltipIfHovered( text, 1 );
+            UI::setTooltipIfHovered( text );
         } );
     EXPECT_FALSE( isShown( "##Tooltip" ) );
     moveMouse( { 115, 135 } );
@@ -188,7 +191,7 @@ TEST_F( Widgets, AToolsDialogStandsAtTheRightAndInsideAlsoWhenItIsPushedOut )
     bool open = true;
     draw = [&]
     {
-        if ( UI::beginToolDialog( "Tool", &open, 300, 1 ) )
+        if ( UI::beginToolDialog( "Tool", &open, 300 ) )
             ImGui::Dummy( { 10, 100 } );
         ImGui::End();
     };
@@ -209,13 +212,38 @@ TEST_F( Widgets, AToolsDialogStandsAtTheRightAndInsideAlsoWhenItIsPushedOut )
     EXPECT_FALSE( open );
 }
 
+TEST_F( Widgets, AToolsDialogAndATooltipAreLargerInALargerFrame )
+{
+    bool open = true;
+    draw = [&]
+    {
+        (void)UI::beginToolDialog( "Tool", &open, 300 );
+        ImGui::TextUnformatted( "here" );
+        UI::setTooltipIfHovered( "What this does" );
+        ImGui::End();
+    };
+    for ( const float scale : { 1.f, 2.f } )
+    {
+        UI::setScale( scale );
+        settle();
+        const auto* tool = ImGui::FindWindowByName( "Tool" );
+        EXPECT_EQ( tool->Size.x, 300 * scale );
+        moveMouse( { tool->DC.CursorStartPos.x + 5, tool->DC.CursorStartPos.y + 5 } );
+        settle();
+        const auto* tooltip = ImGui::FindWindowByName( "##Tooltip_00" );
+        ASSERT_TRUE( tooltip && tooltip->Active );
+        EXPECT_EQ( tooltip->WindowPadding.x, 10 * scale );
+        EXPECT_EQ( tooltip->WindowPadding.y, 7 * scale );
+    }
+}
+
 TEST_F( Widgets, EscapeInAFieldOfAToolsDialogLeavesTheFieldAlone )
 {
     bool open = true, focus = true;
     char text[8] = "";
     draw = [&]
     {
-        if ( UI::beginToolDialog( "Tool", &open, 300, 1 ) )
+        if ( UI::beginToolDialog( "Tool", &open, 300 ) )
         {
             if ( std::exchange( focus, false ) )
                 ImGui::SetKeyboardFocusHere();

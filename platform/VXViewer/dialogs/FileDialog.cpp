@@ -179,7 +179,7 @@ void FileDialog::handleKeys_()
         activated_( choice_.activateMarked() );
 }
 
-void FileDialog::drawPath_( float scale )
+void FileDialog::drawPath_()
 {
     if ( ImGui::Button( Icons::cHome ) )
     {
@@ -192,7 +192,7 @@ void FileDialog::drawPath_( float scale )
     ImGui::SameLine();
     ImGui::AlignTextToFramePadding();
     ImGui::TextUnformatted( utf8string( choice_.folder() ).c_str() );
-    ImGui::Dummy( { 0, 1 * scale } );
+    ImGui::Dummy( { 0, 1 * UI::scale() } );
 }
 
 void FileDialog::drawEntry_( size_t index )
@@ -218,8 +218,9 @@ void FileDialog::drawEntry_( size_t index )
         activated_( choice_.activate( index ) );
 }
 
-void FileDialog::drawEntries_( float scale )
+void FileDialog::drawEntries_()
 {
+    const float scale = UI::scale();
     const float footer = ImGui::GetFrameHeightWithSpacing() + 10 * scale;
     // The keyboard moves our own cursor, which the mouse moves, too; Dear ImGui's would be a second one.
     ImGui::BeginChild( "##entries", { 0, -footer }, true, ImGuiWindowFlags_NoNav );
@@ -239,8 +240,9 @@ void FileDialog::drawEntries_( float scale )
     ImGui::EndChild();
 }
 
-void FileDialog::drawOpenFooter_( float scale )
+void FileDialog::drawOpenFooter_()
 {
+    const float scale = UI::scale();
     bool all = choice_.showsAllFiles();
     if ( ImGui::Checkbox( "All files", &all ) )
     {
@@ -258,8 +260,9 @@ void FileDialog::drawOpenFooter_( float scale )
     ImGui::EndDisabled();
 }
 
-void FileDialog::drawSaveFooter_( float scale )
+void FileDialog::drawSaveFooter_()
 {
+    const float scale = UI::scale();
     const float buttons = 2 * ( 96 * scale + ImGui::GetStyle().ItemSpacing.x );
     ImGui::SetNextItemWidth( ImGui::GetContentRegionAvail().x - buttons );
     if ( std::exchange( focusName_, false ) )
@@ -275,8 +278,9 @@ void FileDialog::drawSaveFooter_( float scale )
         acceptSave_();
 }
 
-void FileDialog::draw( float scale )
+void FileDialog::draw()
 {
+    const float scale = UI::scale();
     if ( !shown_ )
         return;
     const char* id = choice_.isSaving() ? "Save##fileDialog" : "Open files##fileDialog";
@@ -288,12 +292,12 @@ void FileDialog::draw( float scale )
     if ( !ImGui::BeginModalNoAnimation(
              id, nullptr, ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoNav ) )
         return;
-    drawPath_( scale );
-    drawEntries_( scale );
+    drawPath_();
+    drawEntries_();
     if ( shown_ && choice_.isSaving() )
-        drawSaveFooter_( scale );
+        drawSaveFooter_();
     else if ( shown_ )
-        drawOpenFooter_( scale );
+        drawOpenFooter_();
     if ( shown_ )
         handleKeys_();
     ImGui::EndPopup();

@@ -20,17 +20,17 @@ public:
     /// Asks for a file to write; a name without the extension (".vxu") gets it.
     void save( const std::string& suggestedName, const std::string& extension, SaveChosen chosen );
     [[nodiscard]] bool isShown() const { return shown_; }
-    void draw( float scale );
+    void draw();
 
 private:
     void openDesktopDialog_();
     void saveInDesktopDialog_( const std::string& name, const std::string& extension );
     void goUp_();
-    void drawPath_( float scale );
-    void drawEntries_( float scale );
+    void drawPath_();
+    void drawEntries_();
     void drawEntry_( size_t index );
-    void drawOpenFooter_( float scale );
-    void drawSaveFooter_( float scale );
+    void drawOpenFooter_();
+    void drawSaveFooter_();
     void handleKeys_();
     /// After something was activated: whether the marked files are to be opened.
     void activated_( bool toOpen );

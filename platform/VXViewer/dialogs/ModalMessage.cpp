@@ -56,8 +56,9 @@ void ModalMessage::addButton(
         }
 }
 
-bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>& clicked ) const
+bool ModalMessage::drawButtons_( float width, std::function<void()>& clicked ) const
 {
+    const float scale = UI::scale();
     const auto& message = queue_.front();
     const auto& style = ImGui::GetStyle();
     const float last = width - 96 * scale - style.WindowPadding.x;
@@ -78,8 +79,9 @@ bool ModalMessage::drawButtons_( float width, float scale, std::function<void()>
     return UI::primaryButton( "OK" ) || escape;
 }
 
-void ModalMessage::draw( float scale )
+void ModalMessage::draw()
 {
+    const float scale = UI::scale();
     if ( queue_.empty() )
         return;
     constexpr const char* cId = "##modalMessage";
@@ -103,7 +105,7 @@ void ModalMessage::draw( float scale )
         "##text", ImGui::GetStyleColorVec4( ImGuiCol_Text ), ImGui::GetContentRegionAvail().x, textHeight );
     ImGui::Dummy( { 0, 6 * scale } );
     std::function<void()> clicked;
-    if ( drawButtons_( width, scale, clicked ) )
+    if ( drawButtons_( width, clicked ) )
     {
         queue_.pop_front();
         ImGui::CloseCurrentPopup();

@@ -18,7 +18,7 @@ public:
     void addButton(
         const std::string& text, NotificationType type, const std::string& name, std::function<void()> action );
     [[nodiscard]] bool isShown() const { return !queue_.empty(); }
-    void draw( float scale );
+    void draw();
 
 private:
     struct Message
@@ -29,7 +29,7 @@ private:
         std::function<void()> onButtonClick = {};
     };
     /// Draws the buttons; returns whether one was pressed, and in `clicked` what it does.
-    bool drawButtons_( float width, float scale, std::function<void()>& clicked ) const;
+    bool drawButtons_( float width, std::function<void()>& clicked ) const;
 
     std::deque<Message> queue_;
 };

@@ -77,8 +77,9 @@ void NotificationList::push( const RibbonNotification& notification )
         { notification, TextBox( notification.header ), TextBox( notification.text ), -1, 1, nextId_++, 0 } );
 }
 
-bool NotificationList::drawContents_( Entry& entry, float width, float scale, std::function<void()>& clicked )
+bool NotificationList::drawContents_( Entry& entry, float width, std::function<void()>& clicked )
 {
+    const float scale = UI::scale();
     const auto& note = entry.notification;
     const auto look = lookOf( note.type );
     UI::colored( themeVec4( look.color ), look.icon );
@@ -104,8 +105,9 @@ bool NotificationList::drawContents_( Entry& entry, float width, float scale, st
     return close;
 }
 
-float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std::function<void()>& clicked )
+float NotificationList::drawEntry_( Entry& entry, float bottom, std::function<void()>& clicked )
 {
+    const float scale = UI::scale();
     const float lifeTime = entry.notification.lifeTimeSec;
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     const float margin = cMargin * scale, width = std::min( cWidth * scale, display.x - 2 * margin );
@@ -115,7 +117,7 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
     const auto id = fmt::format( "##notification{}", entry.id );
     ImGui::Begin( id.c_str(), nullptr, cFlags );
     UI::keepBehindModals();
-    const bool close = drawContents_( entry, width, scale, clicked );
+    const bool close = drawContents_( entry, width, clicked );
     const bool hovered = ImGui::IsWindowHovered( ImGuiHoveredFlags_ChildWindows );
     const float height = ImGui::GetWindowHeight();
     ImGui::End();
@@ -135,8 +137,9 @@ float NotificationList::drawEntry_( Entry& entry, float bottom, float scale, std
     return height;
 }
 
-size_t NotificationList::fitting_( float room, float scale ) const
+size_t NotificationList::fitting_( float room ) const
 {
+    const float scale = UI::scale();
     constexpr float cExpected = 66;
     size_t count = 0;
     for ( auto entry = entries_.rbegin(); entry != entries_.rend(); ++entry, ++count )
@@ -149,8 +152,9 @@ size_t NotificationList::fitting_( float room, float scale ) const
     return std::max<size_t>( count, 1 );
 }
 
-float NotificationList::drawRow_( size_t waiting, float bottom, float scale )
+float NotificationList::drawRow_( size_t waiting, float bottom )
 {
+    const float scale = UI::scale();
     const ImVec2 display = ImGui::GetIO().DisplaySize;
     const float margin = cMargin * scale, width = std::min( cWidth * scale, display.x - 2 * margin );
     const float height = cRowHeight * scale;
@@ -175,8 +179,9 @@ float NotificationList::drawRow_( size_t waiting, float bottom, float scale )
     return height;
 }
 
-void NotificationList::draw( float top, float scale )
+void NotificationList::draw( float top )
 {
+    const float scale = UI::scale();
     if ( entries_.empty() )
         return;
     const size_t before = entries_.size();
@@ -186,12 +191,12 @@ void NotificationList::draw( float top, float scale )
     if ( bottom - top < 100 * scale )
         bottom = lowest - 8 * scale;
     const float row = ( cRowHeight + cGap ) * scale;
-    size_t shown = fitting_( bottom - top, scale );
+    size_t shown = fitting_( bottom - top );
     const bool hasRow = before > 2 || shown < before;
     if ( hasRow )
     {
-        shown = fitting_( bottom - top - row, scale );
-        bottom -= drawRow_( before - shown, bottom, scale ) + cGap * scale;
+        shown = fitting_( bottom - top - row );
+        bottom -= drawRow_( before - shown, bottom ) + cGap * scale;
     }
     // What a button does may push and remove notes, so it is done when the list stands still.
     std::function<void()> clicked;
@@ -201,7 +206,7 @@ void NotificationList::draw( float top, float scale )
         {
             if ( index++ < before - shown )
                 return false;
-            const float height = drawEntry_( entry, bottom, scale, clicked );
+            const float height = drawEntry_( entry, bottom, clicked );
             bottom -= std::max( height, 0.f ) + cGap * scale;
             return height < 0;
         } );

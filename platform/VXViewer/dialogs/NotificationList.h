@@ -20,7 +20,7 @@ public:
     /// Takes the one of this key away, where it is still shown.
     void remove( const std::string& key );
     /// Draws below `top`, in pixels.
-    void draw( float top, float scale );
+    void draw( float top );
     [[nodiscard]] size_t size() const { return entries_.size(); }
     void clear() { entries_.clear(); }
 
@@ -36,14 +36,14 @@ private:
         float height = 0; ///< as last drawn; 0 before
     };
     /// How many of the newest have room in a height.
-    [[nodiscard]] size_t fitting_( float room, float scale ) const;
+    [[nodiscard]] size_t fitting_( float room ) const;
     /// Draws the row below the list; returns its height.
-    float drawRow_( size_t waiting, float bottom, float scale );
+    float drawRow_( size_t waiting, float bottom );
     /// Draws one above `bottom`; returns its height, or a negative number when it is to go.
-    float drawEntry_( Entry& entry, float bottom, float scale, std::function<void()>& clicked );
+    float drawEntry_( Entry& entry, float bottom, std::function<void()>& clicked );
 
     /// Returns whether it is to go; `clicked` becomes what its button does when that was pressed.
-    static bool drawContents_( Entry& entry, float width, float scale, std::function<void()>& clicked );
+    static bool drawContents_( Entry& entry, float width, std::function<void()>& clicked );
 
     std::vector<Entry> entries_;
     int nextId_ = 0;

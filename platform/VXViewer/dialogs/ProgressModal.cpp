@@ -18,8 +18,9 @@ namespace
 
 constexpr const char* cId = "##progress";
 
-void drawContents( const ProgressBar::State& state, float scale, float width )
+void drawContents( const ProgressBar::State& state, float width )
 {
+    const float scale = UI::scale();
     const float inner = width - 2 * ImGui::GetStyle().WindowPadding.x;
     UI::text( RibbonFontManager::FontType::SemiBold, state.name );
     ImGui::TextColored( themeVec4( ColorTheme::DimText ), "%s", state.task.empty() ? "Working" : state.task.c_str() );
@@ -39,8 +40,9 @@ bool isShown()
     return ProgressBar::isOrdered();
 }
 
-void draw( float scale )
+void draw()
 {
+    const float scale = UI::scale();
     const auto state = ProgressBar::state();
     if ( state )
         UI::openModalInTurn( cId );
@@ -53,7 +55,7 @@ void draw( float scale )
     bool close = !state;
     if ( state )
     {
-        drawContents( *state, scale, width );
+        drawContents( *state, width );
         if ( UI::dialogButton( "Cancel" ) || ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false ) )
         {
             ProgressBar::cancel();

@@ -6,6 +6,6 @@ namespace VX::ProgressModal
 [[nodiscard]] bool isShown();
 
 /// Draws the running job of `ProgressBar`, if there is one: name, stage, fraction, time, Cancel (Escape too).
-void draw( float scale );
+void draw();
 
 } // namespace VX::ProgressModal

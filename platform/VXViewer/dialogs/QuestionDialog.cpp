@@ -20,10 +20,10 @@ constexpr const char* cId = "##question";
 constexpr float cWidth = 460, cButtonWidth = 96, cMargin = 16;
 constexpr size_t cNoAnswer = size_t( -1 );
 
-float buttonWidth( const Question::Answer& answer, float scale )
+float buttonWidth( const Question::Answer& answer )
 {
     const float text = ImGui::CalcTextSize( answer.label.c_str() ).x + 2 * ImGui::GetStyle().FramePadding.x;
-    return std::max( cButtonWidth * scale, text );
+    return std::max( cButtonWidth * UI::scale(), text );
 }
 
 /// By Alt and the first letter, so that nobody who is just typing gives an answer.
@@ -34,19 +34,19 @@ bool isGivenByKey( const Question::Answer& answer )
 }
 
 /// In a row that ends at the right edge, or one below the other where there is no room for a row.
-size_t drawAnswers( const std::vector<Question::Answer>& answers, float scale )
+size_t drawAnswers( const std::vector<Question::Answer>& answers )
 {
     const float spacing = ImGui::GetStyle().ItemSpacing.x, room = ImGui::GetContentRegionAvail().x;
     float row = -spacing;
     for ( const auto& answer : answers )
-        row += buttonWidth( answer, scale ) + spacing;
+        row += buttonWidth( answer ) + spacing;
     const bool fits = row <= room;
     if ( fits )
         ImGui::SetCursorPosX( ImGui::GetCursorPosX() + room - row );
     size_t given = cNoAnswer;
     for ( size_t i = answers.size(); i-- > 0; )
     {
-        const Vector2f size{ fits ? buttonWidth( answers[i], scale ) : room, 0 };
+        const Vector2f size{ fits ? buttonWidth( answers[i] ) : room, 0 };
         const bool main = i == 0;
         if ( UI::button( answers[i].label.c_str(), size, { .primary = main, .enterKey = main } ) )
             given = i;
@@ -59,8 +59,9 @@ size_t drawAnswers( const std::vector<Question::Answer>& answers, float scale )
     return given;
 }
 
-void drawText( const Question& question, float scale )
+void drawText( const Question& question )
 {
+    const float scale = UI::scale();
     {
         const FontScope headline( RibbonFontManager::FontType::Headline );
         UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), question.title );
@@ -95,8 +96,9 @@ bool QuestionDialog::isShown( bool isSceneFree ) const
     return next_( isSceneFree ) < queue_.size();
 }
 
-void QuestionDialog::draw( bool isSceneFree, float scale )
+void QuestionDialog::draw( bool isSceneFree )
 {
+    const float scale = UI::scale();
     const size_t index = next_( isSceneFree );
     if ( index == queue_.size() )
         return;
@@ -108,8 +110,8 @@ void QuestionDialog::draw( bool isSceneFree, float scale )
     if ( !ImGui::BeginModalNoAnimation(
              cId, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoMove | ImGuiWindowFlags_AlwaysAutoResize ) )
         return;
-    drawText( queue_[index], scale );
-    const size_t given = drawAnswers( queue_[index].answers, scale );
+    drawText( queue_[index] );
+    const size_t given = drawAnswers( queue_[index].answers );
     const bool escape = ImGui::IsKeyPressed( ImGui::GetKeyIndex( ImGuiKey_Escape ), false );
     std::function<void()> action;
     if ( given != cNoAnswer )

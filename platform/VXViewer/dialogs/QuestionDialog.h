@@ -39,7 +39,7 @@ public:
     void push( Question question );
     /// Whether one is to be answered now; `isSceneFree` says if patient ones come up, too.
     [[nodiscard]] bool isShown( bool isSceneFree ) const;
-    void draw( bool isSceneFree, float scale );
+    void draw( bool isSceneFree );
 
 private:
     [[nodiscard]] size_t next_( bool isSceneFree ) const;

@@ -18,8 +18,9 @@ namespace
 
 constexpr const char* cId = "Shortcuts##shortcutSheet";
 
-void drawKeys( const std::string& keys, float scale )
+void drawKeys( const std::string& keys )
 {
+    const float scale = UI::scale();
     const FontScope small( RibbonFontManager::FontType::Small );
     const ImVec2 text = ImGui::CalcTextSize( keys.c_str() );
     const ImVec2 low = ImGui::GetCursorScreenPos();
@@ -33,7 +34,7 @@ void drawKeys( const std::string& keys, float scale )
 
 } // namespace
 
-void ShortcutSheet::drawTable_( const ShortcutManager& manager, float scale )
+void ShortcutSheet::drawTable_( const ShortcutManager& manager )
 {
     const auto wanted = toLower( trimmed( filter_ ) );
     int category = -1;
@@ -47,15 +48,16 @@ void ShortcutSheet::drawTable_( const ShortcutManager& manager, float scale )
         if ( std::exchange( category, int( command->category ) ) != int( command->category ) )
             UI::separator( ShortcutManager::categoryName( command->category ) );
         ImGui::TextUnformatted( caption.c_str() );
-        ImGui::SameLine( 250 * scale );
-        drawKeys( keys, scale );
+        ImGui::SameLine( 250 * UI::scale() );
+        drawKeys( keys );
     }
     if ( category < 0 )
         UI::colored( themeVec4( ColorTheme::DimText ), "No shortcut fits" );
 }
 
-void ShortcutSheet::draw( const ShortcutManager& manager, float scale )
+void ShortcutSheet::draw( const ShortcutManager& manager )
 {
+    const float scale = UI::scale();
     if ( openRequested_ && UI::openModalInTurn( cId ) )
     {
         openRequested_ = false;
@@ -72,7 +74,7 @@ void ShortcutSheet::draw( const ShortcutManager& manager, float scale )
     ImGui::SetNextItemWidth( -1 );
     UI::textField( "##filter", filter_, { .hint = "Find a tool or a key" } );
     ImGui::BeginChild( "##shortcuts", { 0, -ImGui::GetFrameHeightWithSpacing() } );
-    drawTable_( manager, scale );
+    drawTable_( manager );
     ImGui::EndChild();
     ImGui::SetCursorPosX( ImGui::GetWindowContentRegionMax().x - 96 * scale );
     if ( UI::primaryButton( "Close" ) || UI::keyPressed( ImGuiKey_Escape ) )

@@ -14,10 +14,10 @@ public:
 
     void open() { openRequested_ = true; }
     [[nodiscard]] bool isShown() const { return shown_; }
-    void draw( const ShortcutManager& manager, float scale );
+    void draw( const ShortcutManager& manager );
 
 private:
-    void drawTable_( const ShortcutManager& manager, float scale );
+    void drawTable_( const ShortcutManager& manager );
 
     bool openRequested_ = false;
     bool shown_ = false;

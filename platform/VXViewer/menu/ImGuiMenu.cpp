@@ -170,15 +170,14 @@ void ImGuiMenu::draw()
 {
     if ( drawCallback )
         drawCallback();
-    const float scale = menu_scaling();
     // Before all others, which come back when it is answered: the window may be closed while work goes on.
     if ( dialogs_->question.isShown( isSceneFree_() ) )
-        return dialogs_->question.draw( isSceneFree_(), scale );
+        return dialogs_->question.draw( isSceneFree_() );
     if ( shortcuts_ )
-        dialogs_->shortcuts.draw( *shortcuts_, scale );
-    dialogs_->file.draw( scale );
-    ProgressModal::draw( scale );
-    dialogs_->modal.draw( scale );
+        dialogs_->shortcuts.draw( *shortcuts_ );
+    dialogs_->file.draw();
+    ProgressModal::draw();
+    dialogs_->modal.draw();
 }
 
 void ImGuiMenu::draw_helpers()

@@ -295,8 +295,7 @@ void RibbonMenu::drawActiveList_()
 void RibbonMenu::drawNotifications_()
 {
     const float scale = menu_scaling();
-    parts_->notifications.draw(
-        std::min( ( getTopPanelHeight() + 8 ) * scale, ImGui::GetIO().DisplaySize.y / 2 ), scale );
+    parts_->notifications.draw( std::min( ( getTopPanelHeight() + 8 ) * scale, ImGui::GetIO().DisplaySize.y / 2 ) );
 }
 
 void RibbonMenu::drawHint_()

@@ -17,7 +17,7 @@ class ModalMessages : public Testing::BareInterface
 protected:
     ModalMessages()
     {
-        draw = [this] { message_.draw( 1 ); };
+        draw = [this] { message_.draw(); };
     }
     void push( const std::string& text, NotificationType type = NotificationType::Error )
     {

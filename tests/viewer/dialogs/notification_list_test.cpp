@@ -17,7 +17,7 @@ class NotificationLists : public Testing::BareInterface
 protected:
     NotificationLists()
     {
-        draw = [this] { list_.draw( cTop, 1 ); };
+        draw = [this] { list_.draw( cTop ); };
     }
     void push( const std::string& header, float seconds = 0, const std::string& text = {} )
     {
@@ -58,7 +58,7 @@ TEST_F( NotificationLists, ItsTimeBeginsWhenItIsFirstSeen )
     push( "Late", 2 );
     draw = {};
     frames( 10, 1 );
-    draw = [this] { list_.draw( cTop, 1 ); };
+    draw = [this] { list_.draw( cTop ); };
     frames( 1 );
     frames( 1, 1.5 );
     EXPECT_EQ( list_.size(), 1u );

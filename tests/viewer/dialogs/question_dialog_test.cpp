@@ -18,7 +18,7 @@ class Questions : public Testing::BareInterface
 protected:
     Questions()
     {
-        draw = [this] { dialog_.draw( free_, 1 ); };
+        draw = [this] { dialog_.draw( free_ ); };
     }
     /// With the answers Save, Cancel and Discard, which are told.
     Question question( const std::string& title, bool patient = false )

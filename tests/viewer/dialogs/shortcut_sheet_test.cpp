@@ -23,7 +23,7 @@ protected:
         bind( { 'Z', ControlModifier }, Category::Edit, "undo" );
         bind( { 'E', 0 }, Category::View, "edges" );
         bind( { GLFW_KEY_F1, 0 }, Category::Info, "help" );
-        draw = [this] { sheet_.draw( manager_, 1 ); };
+        draw = [this] { sheet_.draw( manager_ ); };
     }
     void bind( ShortcutKey key, ShortcutManager::Category category, const std::string& name )
     {

@@ -1,6 +1,7 @@
 #include <VXViewer/menu/AxisTriad.h>
 
 #include <VXViewer/ui/RibbonFontManager.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <imgui.h>
 
@@ -21,8 +22,9 @@ struct Axis
 
 } // namespace
 
-void draw( const Camera& camera, float scale )
+void draw( const Camera& camera )
 {
+    const float scale = UI::scale();
     std::array axes{
         Axis{ { 1, 0, 0 }, "X", IM_COL32( 235, 92, 84, 255 ) },
         Axis{ { 0, 1, 0 }, "Y", IM_COL32( 120, 200, 92, 255 ) },

@@ -182,8 +182,8 @@ void ImGuiMenu::draw()
 
 void ImGuiMenu::draw_helpers()
 {
-    AxisTriad::draw( viewer_().camera(), menu_scaling() );
-    TurnMark::draw( viewer_().camera(), viewer_().turningPoint(), menu_scaling() );
+    AxisTriad::draw( viewer_().camera() );
+    TurnMark::draw( viewer_().camera(), viewer_().turningPoint() );
 }
 
 float ImGuiMenu::menu_scaling() const

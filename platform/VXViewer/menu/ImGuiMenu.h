@@ -88,7 +88,8 @@ public:
     /// Draws what stands over the scene without being a panel: the axes in the corner, and a hint in an empty scene.
     virtual void draw_helpers();
 
-    /// How much larger than at 96 dots an inch the interface is drawn: the monitor's scale times the user's choice.
+    /// How much larger than at 96 dots an inch the interface is drawn: the monitor's scale times the user's choice. A
+    /// frame keeps the one that it began with, `UI::scale`.
     [[nodiscard]] float menu_scaling() const override;
     /// The user's factor on the monitor's scale, 0.5 to 3; it is kept in the settings.
     [[nodiscard]] float userScaling() const { return userScaling_; }

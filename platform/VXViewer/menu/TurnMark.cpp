@@ -2,14 +2,16 @@
 
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/ui/ImGuiColor.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <imgui.h>
 
 namespace VX::TurnMark
 {
 
-void draw( const Camera& camera, const std::optional<Vector3d>& point, float scale )
+void draw( const Camera& camera, const std::optional<Vector3d>& point )
 {
+    const float scale = UI::scale();
     if ( !point )
         return;
     const auto place = camera.project( *point );

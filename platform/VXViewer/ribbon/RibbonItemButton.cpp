@@ -92,8 +92,9 @@ void drawLines( ImDrawList& list, const std::string& text, ImVec2 low, ImVec2 si
     }
 }
 
-void drawContents( const MenuItemInfo& info, Kind kind, ImVec2 low, ImVec2 size, bool enabled, float scale )
+void drawContents( const MenuItemInfo& info, Kind kind, ImVec2 low, ImVec2 size, bool enabled )
 {
+    const float scale = UI::scale();
     auto& list = *ImGui::GetWindowDrawList();
     const float icon = ( kind == Kind::Large ? cLargeIcon : cSmallIcon ) * scale;
     if ( kind == Kind::Large )
@@ -114,8 +115,9 @@ bool hasStrip( const MenuItemInfo& info, Kind kind )
     return kind != Kind::Alone && !info.dropList.empty();
 }
 
-void drawTooltip( const MenuItemInfo& info, std::string_view requirements, RibbonItemHost& host, float scale )
+void drawTooltip( const MenuItemInfo& info, std::string_view requirements, RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     if ( !ImGui::IsItemHovered( ImGuiHoveredFlags_AllowWhenDisabled ) || ImGui::IsItemActive() )
         return;
     const auto dynamic = info.item->dynamicTooltip();
@@ -140,8 +142,9 @@ void drawTooltip( const MenuItemInfo& info, std::string_view requirements, Ribbo
     ImGui::EndTooltip();
 }
 
-void drawDropList( const MenuItemInfo& info, RibbonItemHost& host, float scale )
+void drawDropList( const MenuItemInfo& info, RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     const FontScope font( FontType::Default );
     if ( ImGui::BeginPopup( "##dropList" ) )
@@ -149,14 +152,15 @@ void drawDropList( const MenuItemInfo& info, RibbonItemHost& host, float scale )
         const auto& items = RibbonSchemaHolder::schema().items;
         for ( const auto& name : info.dropList )
             if ( const auto it = items.find( name ); it != items.end() )
-                drawMenuRow( it->second, host, scale );
+                drawMenuRow( it->second, host );
         ImGui::EndPopup();
     }
 }
 
 /// The arrow at the right edge of a tool with a list.
-void drawStrip( const MenuItemInfo& info, ImVec2 low, ImVec2 size, RibbonItemHost& host, float scale )
+void drawStrip( const MenuItemInfo& info, ImVec2 low, ImVec2 size, RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     const float width = cStrip * scale;
     if ( frame( "##strip", low, { width, size.y }, false ) )
         ImGui::OpenPopup( "##dropList" );
@@ -164,13 +168,14 @@ void drawStrip( const MenuItemInfo& info, ImVec2 low, ImVec2 size, RibbonItemHos
     const float arm = 3.5f * scale;
     ImGui::GetWindowDrawList()->AddTriangleFilled( { middle.x - arm, middle.y - arm / 2 },
         { middle.x + arm, middle.y - arm / 2 }, { middle.x, middle.y + arm * 0.7f }, themeU32( ColorTheme::DimText ) );
-    drawDropList( info, host, scale );
+    drawDropList( info, host );
 }
 
 } // namespace
 
-ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale )
+ImVec2 sizeOf( const MenuItemInfo& info, Kind kind )
 {
+    const float scale = UI::scale();
     const FontScope font( FontType::Small );
     const float strip = hasStrip( info, kind ) ? cStrip * scale : 0;
     if ( kind == Kind::Large )
@@ -183,35 +188,36 @@ ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale )
     return { std::ceil( ( cSmallIcon + 8 ) * scale + text + strip ), std::round( cRowHeight * scale ) };
 }
 
-bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scale )
+bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host )
 {
     const FontScope font( FontType::Small );
     const auto requirements = host.requirements( info.item );
     const bool active = info.item->isActive();
     const bool enabled = active || requirements.empty();
     const ImVec2 low = ImGui::GetCursorScreenPos();
-    const ImVec2 whole = sizeOf( info, kind, scale );
-    const ImVec2 main{ whole.x - ( hasStrip( info, kind ) ? cStrip * scale : 0 ), whole.y };
+    const ImVec2 whole = sizeOf( info, kind );
+    const ImVec2 main{ whole.x - ( hasStrip( info, kind ) ? cStrip * UI::scale() : 0 ), whole.y };
     ImGui::PushID( info.item->name().c_str() );
     ImGui::ItemSize( ImRect( low, { low.x + whole.x, low.y + whole.y } ) );
     // One that cannot be used can still be pressed: the press tells what is missing.
     const bool pressed = frame( "##button", low, main, active );
-    drawTooltip( info, requirements, host, scale );
+    drawTooltip( info, requirements, host );
     {
         const StyleScope style( { { ImGuiCol_Text,
             enabled ? ImGui::GetStyleColorVec4( ImGuiCol_Text ) : themeVec4( ColorTheme::DimText ) } } );
-        drawContents( info, kind, low, main, enabled, scale );
+        drawContents( info, kind, low, main, enabled );
     }
     if ( hasStrip( info, kind ) )
-        drawStrip( info, { low.x + main.x, low.y }, whole, host, scale );
+        drawStrip( info, { low.x + main.x, low.y }, whole, host );
     ImGui::PopID();
     if ( pressed )
         host.press( info.item );
     return pressed;
 }
 
-bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host, float scale )
+bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     const auto requirements = host.requirements( info.item );
     const bool enabled = requirements.empty() || info.item->isActive();
     const auto shortcut = host.shortcut( info.item->name() );
@@ -221,7 +227,7 @@ bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host, float scale )
     const float width = std::max( ImGui::GetContentRegionAvail().x, icon + text + keys + 5 * gap );
     ImGui::PushID( info.item->name().c_str() );
     const bool pressed = ImGui::Selectable( "##row", info.item->isActive(), 0, { width, height } );
-    drawTooltip( info, requirements, host, scale );
+    drawTooltip( info, requirements, host );
     auto& list = *ImGui::GetWindowDrawList();
     drawIcon( list, info.icon, { low.x + gap / 2, low.y + ( height - icon ) / 2 }, icon, enabled );
     const float y = std::round( low.y + ( height - ImGui::GetFontSize() ) / 2 );

@@ -15,15 +15,15 @@ enum class Kind
     Alone  ///< the same without the list of further tools
 };
 
-/// Size of a button at a scale, in the current fonts.
-[[nodiscard]] VXVIEWER_API ImVec2 sizeOf( const MenuItemInfo& info, Kind kind, float scale );
+/// Size of a button in the current fonts and the running frame.
+[[nodiscard]] VXVIEWER_API ImVec2 sizeOf( const MenuItemInfo& info, Kind kind );
 
 /// Draws a tool's button at the cursor and tells the host when it is pressed. Tools with a drop-down list get a strip
 /// that opens it. Returns whether it was pressed.
-VXVIEWER_API bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host, float scale );
+VXVIEWER_API bool draw( const MenuItemInfo& info, Kind kind, RibbonItemHost& host );
 
 /// Draws a tool as a row of a popup, with its shortcut; true when it was pressed, which closes the popup.
-bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host, float scale );
+bool drawMenuRow( const MenuItemInfo& info, RibbonItemHost& host );
 
 /// Draws a tool's drawing in the current text colour; nothing where there is none.
 void drawIcon( ImDrawList& list, const std::string& icon, ImVec2 at, float side, bool enabled );

@@ -179,12 +179,12 @@ void RibbonMenu::drawFrame_(
 void RibbonMenu::drawTopPanel_( bool drawTabs, bool centerItems )
 {
     updateHints_();
-    parts_->topPanel.draw( *host_, search_, drawTabs, centerItems, menu_scaling() );
+    parts_->topPanel.draw( *host_, search_, drawTabs, centerItems );
 }
 
 void RibbonMenu::drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item )
 {
-    item->drawDialog( menu_scaling() );
+    item->drawDialog( UI::scale() );
     active_.update( item );
 }
 
@@ -203,7 +203,7 @@ void RibbonMenu::drawActiveNonBlockingDialogs_()
 
 void RibbonMenu::drawRibbonSceneList_()
 {
-    const float scale = menu_scaling(), top = std::round( getTopPanelHeight() * scale );
+    const float scale = UI::scale(), top = std::round( getTopPanelHeight() * scale );
     ImGui::SetNextWindowPos( { 0, top } );
     // A size of 0 would be that of its contents.
     ImGui::SetNextWindowSize( { getSceneListWidth(), std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
@@ -217,7 +217,7 @@ void RibbonMenu::drawRibbonSceneList_()
     UI::text( RibbonFontManager::FontType::SemiBold, "Scene" );
     const float buttons = 22 * scale + ImGui::GetStyle().ItemSpacing.y;
     const float footer = ImGui::GetTextLineHeight() + ImGui::GetStyle().ItemSpacing.y;
-    sceneList_->draw( viewer_().sceneRoot(), buttons + footer, scale );
+    sceneList_->draw( viewer_().sceneRoot(), buttons + footer );
     drawSceneListButtons_();
     drawSceneCounts_();
     const ImVec2 low = ImGui::GetWindowPos(), size = ImGui::GetWindowSize();
@@ -239,15 +239,14 @@ void RibbonMenu::drawSceneCounts_()
 
 void RibbonMenu::drawSceneListButtons_()
 {
-    const float scale = menu_scaling();
     const auto& schema = RibbonSchemaHolder::schema();
-    const StyleScope style( { { ImGuiStyleVar_ItemSpacing, { 2 * scale, ImGui::GetStyle().ItemSpacing.y } } } );
+    const StyleScope style( { { ImGuiStyleVar_ItemSpacing, { 2 * UI::scale(), ImGui::GetStyle().ItemSpacing.y } } } );
     for ( size_t i = 0; i < schema.sceneButtons.size(); ++i )
     {
         const auto it = schema.items.find( schema.sceneButtons[i] );
         if ( it == schema.items.end() )
             continue;
-        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Icon, *host_, scale );
+        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Icon, *host_ );
         ImGui::SameLine();
     }
     ImGui::NewLine();
@@ -255,7 +254,7 @@ void RibbonMenu::drawSceneListButtons_()
 
 void RibbonMenu::drawRibbonViewportsLabels_()
 {
-    const float scale = menu_scaling();
+    const float scale = UI::scale();
     const FontScope small( RibbonFontManager::FontType::Small );
     const char* label = viewer_().camera().isOrthographic() ? "Orthographic" : "Perspective";
     const ImVec2 size = ImGui::CalcTextSize( label ), display = ImGui::GetIO().DisplaySize;
@@ -269,7 +268,7 @@ void RibbonMenu::drawActiveList_()
 {
     if ( !hasAnyActiveItem() )
         return;
-    const float scale = menu_scaling();
+    const float scale = UI::scale();
     ImGui::SetNextWindowPos( { getSceneListWidth() + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
     {
         const StyleScope style(
@@ -294,15 +293,14 @@ void RibbonMenu::drawActiveList_()
 
 void RibbonMenu::drawNotifications_()
 {
-    const float scale = menu_scaling();
-    parts_->notifications.draw( std::min( ( getTopPanelHeight() + 8 ) * scale, ImGui::GetIO().DisplaySize.y / 2 ) );
+    parts_->notifications.draw(
+        std::min( ( getTopPanelHeight() + 8 ) * UI::scale(), ImGui::GetIO().DisplaySize.y / 2 ) );
 }
 
 void RibbonMenu::drawHint_()
 {
     if ( !hintWanted_ || isModalShown() || hasAnyActiveItem() || !viewer_().sceneRoot().children().empty() )
         return;
-    const float scale = menu_scaling();
     const ImVec2 size = ImGui::GetIO().DisplaySize;
     const auto covered = coveredPixels();
     auto& list = *ImGui::GetBackgroundDrawList();
@@ -310,8 +308,8 @@ void RibbonMenu::drawHint_()
     {
         const FontScope font( type );
         const float width = ImGui::CalcTextSize( text ).x;
-        list.AddText(
-            { std::round( ( size.x + covered.x - width ) / 2 ), std::round( ( size.y + covered.y ) / 2 + y * scale ) },
+        list.AddText( { std::round( ( size.x + covered.x - width ) / 2 ),
+                          std::round( ( size.y + covered.y ) / 2 + y * UI::scale() ) },
             toImU32( ColorTheme::getViewportColor( ColorTheme::Label ) ), text );
     };
     line( RibbonFontManager::FontType::Headline, "Drop a file here", -26 );
@@ -333,9 +331,8 @@ void RibbonMenu::updateHints_()
 
 void RibbonMenu::drawToolbar_()
 {
-    const float scale = menu_scaling();
-    toolbar_.drawToolbar( *host_, getSceneListWidth(), getTopPanelHeight() * scale, scale );
-    toolbar_.drawCustomize( scale );
+    toolbar_.drawToolbar( *host_, getSceneListWidth(), getTopPanelHeight() * UI::scale() );
+    toolbar_.drawCustomize();
 }
 
 void RibbonMenu::onSceneClick( Object* object, bool add )

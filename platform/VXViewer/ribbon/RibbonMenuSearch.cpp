@@ -63,8 +63,9 @@ void RibbonMenuSearch::handleKeys_( RibbonItemHost& host )
         press_( results_[cursor_].name, host );
 }
 
-void RibbonMenuSearch::drawField_( float width, float scale )
+void RibbonMenuSearch::drawField_( float width )
 {
+    const float scale = UI::scale();
     ImGui::SetNextItemWidth( width );
     if ( std::exchange( focusRequested_, false ) )
         ImGui::SetKeyboardFocusHere();
@@ -92,8 +93,9 @@ void RibbonMenuSearch::drawField_( float width, float scale )
     }
 }
 
-void RibbonMenuSearch::drawResult_( size_t index, RibbonItemHost& host, float scale )
+void RibbonMenuSearch::drawResult_( size_t index, RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     const auto& result = results_[index];
     const auto& items = RibbonSchemaHolder::schema().items;
     const auto it = items.find( result.name );
@@ -125,8 +127,9 @@ void RibbonMenuSearch::drawResult_( size_t index, RibbonItemHost& host, float sc
         press_( std::string( result.name ), host );
 }
 
-void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float top, float scale )
+void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float top )
 {
+    const float scale = UI::scale();
     const float width = std::min( 340 * scale, ImGui::GetIO().DisplaySize.x );
     const float room = std::max( ImGui::GetIO().DisplaySize.y - top - 8 * scale, 1.f );
     ImGui::SetNextWindowPos( { std::max( right - width, 0.f ), top } );
@@ -142,23 +145,23 @@ void RibbonMenuSearch::drawResults_( RibbonItemHost& host, float right, float to
     if ( results_.empty() )
         UI::colored( themeVec4( ColorTheme::DimText ), "No tool is called so" );
     for ( size_t i = 0; i < std::min( results_.size(), cMaxShown ); ++i )
-        drawResult_( i, host, scale );
+        drawResult_( i, host );
     const bool outside = ImGui::IsMouseClicked( ImGuiMouseButton_Left ) && !ImGui::IsWindowHovered();
     ImGui::End();
     if ( outside && !focused_ )
         close_();
 }
 
-void RibbonMenuSearch::draw( RibbonItemHost& host, float width, float scale )
+void RibbonMenuSearch::draw( RibbonItemHost& host, float width )
 {
-    drawField_( width, scale );
-    const float right = ImGui::GetItemRectMax().x, bottom = ImGui::GetItemRectMax().y + 4 * scale;
+    drawField_( width );
+    const float right = ImGui::GetItemRectMax().x, bottom = ImGui::GetItemRectMax().y + 4 * UI::scale();
     if ( !open_ )
         return;
     if ( !menuOpen_ )
         handleKeys_( host );
     if ( open_ && !trimmed( text_ ).empty() )
-        drawResults_( host, right, bottom, scale );
+        drawResults_( host, right, bottom );
     else if ( open_ && !focused_ )
         close_();
 }

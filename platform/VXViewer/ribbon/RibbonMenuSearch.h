@@ -24,12 +24,12 @@ public:
     void activate() { focusRequested_ = true; }
     [[nodiscard]] bool isOpen() const { return open_ || focusRequested_; }
 
-    void draw( RibbonItemHost& host, float width, float scale );
+    void draw( RibbonItemHost& host, float width );
 
 private:
-    void drawField_( float width, float scale );
-    void drawResults_( RibbonItemHost& host, float right, float top, float scale );
-    void drawResult_( size_t index, RibbonItemHost& host, float scale );
+    void drawField_( float width );
+    void drawResults_( RibbonItemHost& host, float right, float top );
+    void drawResult_( size_t index, RibbonItemHost& host );
     void handleKeys_( RibbonItemHost& host );
     void press_( const std::string& name, RibbonItemHost& host );
     void close_();

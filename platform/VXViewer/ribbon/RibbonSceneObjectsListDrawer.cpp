@@ -3,6 +3,7 @@
 #include <VXMesh/scene/VisualObjects.h>
 #include <VXViewer/ribbon/RibbonItemButton.h>
 #include <VXViewer/scene/SceneRoot.h>
+#include <VXViewer/ui/Scale.h>
 #include <VXViewer/ui/StyleScope.h>
 
 #include <imgui.h>
@@ -20,7 +21,7 @@ constexpr const char* cSceneTools[] = { "Open files", "Create Simple Objects", "
 
 } // namespace
 
-void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object, float scale )
+void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object )
 {
     onDrawContextSignal();
     const auto& items = RibbonSchemaHolder::schema().items;
@@ -28,7 +29,7 @@ void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object, float scale
     {
         for ( const char* name : names )
             if ( const auto it = items.find( name ); it != items.end() )
-                RibbonItemButton::drawMenuRow( it->second, host_, scale );
+                RibbonItemButton::drawMenuRow( it->second, host_ );
     };
     if ( object )
         draw( cObjectTools );
@@ -36,8 +37,9 @@ void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object, float scale
         draw( cSceneTools );
 }
 
-void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object, float scale )
+void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object )
 {
+    const float scale = UI::scale();
     // When the button is let go, as the menu of the list itself: it would open over this one otherwise.
     if ( ImGui::IsItemHovered() && ImGui::IsMouseReleased( ImGuiMouseButton_Right ) )
     {
@@ -49,18 +51,19 @@ void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object, float scale )
     const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     if ( ImGui::BeginPopup( cId ) )
     {
-        drawContextMenu_( &object, scale );
+        drawContextMenu_( &object );
         ImGui::EndPopup();
     }
 }
 
-void RibbonSceneObjectsListDrawer::drawEmptyExtras_( Object&, float scale )
+void RibbonSceneObjectsListDrawer::drawEmptyExtras_( Object& )
 {
+    const float scale = UI::scale();
     const StyleScope style( { { ImGuiStyleVar_WindowPadding, { 6 * scale, 6 * scale } } } );
     constexpr auto cFlags = ImGuiPopupFlags_MouseButtonRight | ImGuiPopupFlags_NoOpenOverItems;
     if ( ImGui::BeginPopupContextWindow( "##sceneContext", cFlags ) )
     {
-        drawContextMenu_( nullptr, scale );
+        drawContextMenu_( nullptr );
         ImGui::EndPopup();
     }
 }

@@ -22,9 +22,9 @@ public:
     boost::signals2::signal<void()> onDrawContextSignal;
 
 private:
-    void drawRowExtras_( Object& object, float scale ) override;
-    void drawEmptyExtras_( Object& root, float scale ) override;
-    void drawContextMenu_( Object* object, float scale );
+    void drawRowExtras_( Object& object ) override;
+    void drawEmptyExtras_( Object& root ) override;
+    void drawContextMenu_( Object* object );
 
     RibbonItemHost& host_;
 };

@@ -33,7 +33,7 @@ Kind kindOf( RibbonGroupSize size )
 }
 
 /// Width of the tools of a group, in columns of three where they are small.
-float itemsWidth( const std::vector<MenuItemInfo>& items, Kind kind, float scale )
+float itemsWidth( const std::vector<MenuItemInfo>& items, Kind kind )
 {
     const size_t rows = kind == Kind::Large ? 1 : cRows;
     float out = 0;
@@ -41,23 +41,24 @@ float itemsWidth( const std::vector<MenuItemInfo>& items, Kind kind, float scale
     {
         float column = 0;
         for ( size_t k = i; k < std::min( i + rows, items.size() ); ++k )
-            column = std::max( column, RibbonItemButton::sizeOf( items[k], kind, scale ).x );
-        out += column + cItemGap * scale;
+            column = std::max( column, RibbonItemButton::sizeOf( items[k], kind ).x );
+        out += column + cItemGap * UI::scale();
     }
     return out;
 }
 
-void drawItems( const std::vector<MenuItemInfo>& items, Kind kind, RibbonItemHost& host, ImVec2 at, float scale )
+void drawItems( const std::vector<MenuItemInfo>& items, Kind kind, RibbonItemHost& host, ImVec2 at )
 {
+    const float scale = UI::scale();
     const size_t rows = kind == Kind::Large ? 1 : cRows;
     for ( size_t i = 0; i < items.size(); i += rows )
     {
         float column = 0, y = at.y;
         for ( size_t k = i; k < std::min( i + rows, items.size() ); ++k )
         {
-            const ImVec2 size = RibbonItemButton::sizeOf( items[k], kind, scale );
+            const ImVec2 size = RibbonItemButton::sizeOf( items[k], kind );
             ImGui::SetCursorScreenPos( { at.x, y } );
-            RibbonItemButton::draw( items[k], kind, host, scale );
+            RibbonItemButton::draw( items[k], kind, host );
             y += size.y + cRowGap * scale;
             column = std::max( column, size.x );
         }
@@ -82,8 +83,9 @@ void RibbonTopPanel::selectTab( const std::string& name )
     revision_ = 0;
 }
 
-void RibbonTopPanel::collectGroups_( float scale )
+void RibbonTopPanel::collectGroups_()
 {
+    const float scale = UI::scale();
     const auto& schema = RibbonSchemaHolder::schema();
     groups_.clear();
     auto tab =
@@ -103,20 +105,20 @@ void RibbonTopPanel::collectGroups_( float scale )
         const float padding = 2 * cGroupPadding * scale;
         const float caption = ImGui::CalcTextSize( group.name.c_str() ).x;
         for ( const auto size : { RibbonGroupSize::Full, RibbonGroupSize::Small, RibbonGroupSize::Icons } )
-            group.widths[size_t( size )] =
-                std::max( itemsWidth( group.items, kindOf( size ), scale ), caption ) + padding;
+            group.widths[size_t( size )] = std::max( itemsWidth( group.items, kindOf( size ) ), caption ) + padding;
         group.widths[size_t( RibbonGroupSize::Folded )] = std::max( caption + 24 * scale, 52 * scale ) + padding;
         groups_.push_back( std::move( group ) );
     }
 }
 
-void RibbonTopPanel::updateGroups_( float available, float scale )
+void RibbonTopPanel::updateGroups_( float available )
 {
+    const float scale = UI::scale();
     const bool changed = revision_ != RibbonSchemaHolder::revision() || scale_ != scale;
     if ( !changed && available == available_ )
         return;
     if ( changed )
-        collectGroups_( scale );
+        collectGroups_();
     revision_ = RibbonSchemaHolder::revision();
     scale_ = scale;
     available_ = available;
@@ -128,8 +130,9 @@ void RibbonTopPanel::updateGroups_( float available, float scale )
         groups_[i].size = sizes[i];
 }
 
-void RibbonTopPanel::drawTab_( const RibbonTab& tab, float scale )
+void RibbonTopPanel::drawTab_( const RibbonTab& tab )
 {
+    const float scale = UI::scale();
     const bool current = tab.name == tab_;
     const ImVec2 text = ImGui::CalcTextSize( tab.name.c_str() );
     const ImVec2 size{ std::ceil( text.x + 26 * scale ), cTabsHeight * scale };
@@ -176,34 +179,36 @@ void RibbonTopPanel::drawCollapse_()
     UI::setTooltipIfHovered( collapsed_ ? "Show the tools" : "Hide the tools, until a tab is pressed" );
 }
 
-void RibbonTopPanel::drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search, float scale )
+void RibbonTopPanel::drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search )
 {
+    const float scale = UI::scale();
     const float width = ImGui::GetIO().DisplaySize.x;
     ImGui::SetCursorPos( { 10 * scale, 0 } );
     // A short window keeps the tabs and gives up the search field, which Control+F opens all the same.
     const float searchWidth = std::min( 220 * scale, width * 0.25f );
     for ( const auto& tab : RibbonSchemaHolder::schema().tabs )
-        drawTab_( tab, scale );
+        drawTab_( tab );
     const float left = ImGui::GetCursorPosX();
     const float searchLeft = width - searchWidth - 40 * scale;
     if ( searchLeft > left || search.isOpen() )
     {
         ImGui::SetCursorPos( { std::max( searchLeft, 10 * scale ), 5 * scale } );
-        search.draw( host, searchWidth, scale );
+        search.draw( host, searchWidth );
     }
     ImGui::SetCursorPos( { width - 28 * scale, 9 * scale } );
     drawCollapse_();
 }
 
-void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, float scale )
+void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top )
 {
+    const float scale = UI::scale();
     const ImVec2 low{ ImGui::GetCursorScreenPos().x, top };
     const float width = group.widths[size_t( group.size )];
     const float padding = cGroupPadding * scale;
     ImGui::PushID( group.name.c_str() );
     const ImVec2 items{ low.x + padding, low.y + 2 * scale };
     if ( group.size != RibbonGroupSize::Folded )
-        drawItems( group.items, kindOf( group.size ), host, items, scale );
+        drawItems( group.items, kindOf( group.size ), host, items );
     else
     {
         ImGui::SetCursorScreenPos( items );
@@ -213,7 +218,7 @@ void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, 
         if ( ImGui::BeginPopup( "##folded" ) )
         {
             for ( const auto& info : group.items )
-                RibbonItemButton::drawMenuRow( info, host, scale );
+                RibbonItemButton::drawMenuRow( info, host );
             ImGui::EndPopup();
         }
     }
@@ -229,10 +234,11 @@ void RibbonTopPanel::drawGroup_( Group& group, RibbonItemHost& host, float top, 
     ImGui::PopID();
 }
 
-void RibbonTopPanel::drawTools_( RibbonItemHost& host, bool centerItems, float top, float scale )
+void RibbonTopPanel::drawTools_( RibbonItemHost& host, bool centerItems, float top )
 {
+    const float scale = UI::scale();
     const float width = ImGui::GetIO().DisplaySize.x;
-    updateGroups_( width - 8 * scale, scale );
+    updateGroups_( width - 8 * scale );
     float total = 0;
     for ( const auto& group : groups_ )
         total += group.widths[size_t( group.size )];
@@ -240,12 +246,13 @@ void RibbonTopPanel::drawTools_( RibbonItemHost& host, bool centerItems, float t
     ImGui::SetCursorScreenPos( { left, top } );
     // By index: a press may change the schema, and with it the groups.
     for ( size_t i = 0; i < groups_.size(); ++i )
-        drawGroup_( groups_[i], host, top, scale );
+        drawGroup_( groups_[i], host, top );
 }
 
 /// The tools of a tab that was pressed while the panel is collapsed.
-void RibbonTopPanel::drawPopup_( RibbonItemHost& host, float scale )
+void RibbonTopPanel::drawPopup_( RibbonItemHost& host )
 {
+    const float scale = UI::scale();
     constexpr const char* cId = "##collapsedTools";
     if ( std::exchange( openPopup_, false ) )
         ImGui::OpenPopup( cId );
@@ -255,16 +262,16 @@ void RibbonTopPanel::drawPopup_( RibbonItemHost& host, float scale )
         { ImGuiCol_PopupBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
     if ( ImGui::BeginPopup( cId, cPanelFlags ) )
     {
-        drawTools_( host, false, cTabsHeight * scale, scale );
+        drawTools_( host, false, cTabsHeight * scale );
         ImGui::EndPopup();
     }
 }
 
-void RibbonTopPanel::draw(
-    RibbonItemHost& host, RibbonMenuSearch& search, bool drawTabs, bool centerItems, float scale )
+void RibbonTopPanel::draw( RibbonItemHost& host, RibbonMenuSearch& search, bool drawTabs, bool centerItems )
 {
+    const float scale = UI::scale();
     if ( revision_ != RibbonSchemaHolder::revision() )
-        updateGroups_( ImGui::GetIO().DisplaySize.x - 8 * scale, scale );
+        updateGroups_( ImGui::GetIO().DisplaySize.x - 8 * scale );
     const ImVec2 size{ ImGui::GetIO().DisplaySize.x, std::round( height( drawTabs ) * scale ) };
     ImGui::SetNextWindowPos( {} );
     ImGui::SetNextWindowSize( size );
@@ -278,12 +285,12 @@ void RibbonTopPanel::draw(
     if ( drawTabs )
     {
         ImGui::GetWindowDrawList()->AddRectFilled( {}, { size.x, tabs }, themeU32( ColorTheme::Background ) );
-        drawTabs_( host, search, scale );
+        drawTabs_( host, search );
     }
     if ( !drawTabs || !collapsed_ )
-        drawTools_( host, centerItems, tabs, scale );
+        drawTools_( host, centerItems, tabs );
     else
-        drawPopup_( host, scale );
+        drawPopup_( host );
     ImGui::GetWindowDrawList()->AddLine(
         { 0, size.y - 0.5f }, { size.x, size.y - 0.5f }, themeU32( ColorTheme::Borders ) );
     ImGui::End();

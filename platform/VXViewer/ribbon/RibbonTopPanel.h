@@ -17,7 +17,7 @@ public:
     static constexpr float cTabsHeight = 33;
     static constexpr float cToolsHeight = 85;
 
-    void draw( RibbonItemHost& host, RibbonMenuSearch& search, bool drawTabs, bool centerItems, float scale );
+    void draw( RibbonItemHost& host, RibbonMenuSearch& search, bool drawTabs, bool centerItems );
 
     /// Height at scale 1 for a mode, as it is drawn now.
     [[nodiscard]] float height( bool drawTabs ) const;
@@ -39,14 +39,14 @@ private:
         RibbonGroupSize size = RibbonGroupSize::Full;
     };
 
-    void updateGroups_( float available, float scale );
-    void collectGroups_( float scale );
-    void drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search, float scale );
-    void drawTab_( const RibbonTab& tab, float scale );
+    void updateGroups_( float available );
+    void collectGroups_();
+    void drawTabs_( RibbonItemHost& host, RibbonMenuSearch& search );
+    void drawTab_( const RibbonTab& tab );
     void drawCollapse_();
-    void drawTools_( RibbonItemHost& host, bool centerItems, float top, float scale );
-    void drawPopup_( RibbonItemHost& host, float scale );
-    void drawGroup_( Group& group, RibbonItemHost& host, float top, float scale );
+    void drawTools_( RibbonItemHost& host, bool centerItems, float top );
+    void drawPopup_( RibbonItemHost& host );
+    void drawGroup_( Group& group, RibbonItemHost& host, float top );
 
     std::string tab_;
     std::vector<Group> groups_;

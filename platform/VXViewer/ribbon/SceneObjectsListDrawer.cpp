@@ -40,9 +40,9 @@ const char* iconOf( const Object& object )
 
 } // namespace
 
-void SceneObjectsListDrawer::drawRowExtras_( Object&, float ) {}
+void SceneObjectsListDrawer::drawRowExtras_( Object& ) {}
 
-void SceneObjectsListDrawer::drawEmptyExtras_( Object&, float ) {}
+void SceneObjectsListDrawer::drawEmptyExtras_( Object& ) {}
 
 void SceneObjectsListDrawer::collect_( Object& object, int depth )
 {
@@ -109,8 +109,9 @@ void SceneObjectsListDrawer::startRename( Object& object )
     scrollTo_ = &object;
 }
 
-void SceneObjectsListDrawer::drawFold_( Object& object, float scale )
+void SceneObjectsListDrawer::drawFold_( Object& object )
 {
+    const float scale = UI::scale();
     if ( object.children().empty() )
         ImGui::Dummy( { 14 * scale, 0 } );
     else if ( UI::glyphButton( folded_.contains( &object ) ? Icons::cCaretRight : Icons::cCaretDown, "fold",
@@ -140,8 +141,9 @@ void SceneObjectsListDrawer::drawRename_( Object& object, float width )
         SceneEdits::rename( object.shared_from_this(), trimmed( newName_ ) );
 }
 
-void SceneObjectsListDrawer::drawName_( Object& root, Object& object, float width, float scale )
+void SceneObjectsListDrawer::drawName_( Object& root, Object& object, float width )
 {
+    const float scale = UI::scale();
     const float icon = 16 * scale, height = ImGui::GetTextLineHeight();
     const ImVec2 low = ImGui::GetCursorScreenPos();
     const bool visible = object.isGloballyVisible();
@@ -177,28 +179,29 @@ void SceneObjectsListDrawer::drawEye_( Object& object, float x )
         ImGui::SetTooltip( "%s", object.isVisible() ? "Hide" : "Show" );
 }
 
-void SceneObjectsListDrawer::drawRow_( Object& root, const Row& row, float scale )
+void SceneObjectsListDrawer::drawRow_( Object& root, const Row& row )
 {
+    const float scale = UI::scale();
     Object& object = *row.object;
     ImGui::PushID( &object );
     const float eyeX = ImGui::GetWindowContentRegionMax().x - 22 * scale;
     ImGui::SetCursorPosX( ImGui::GetCursorPosX() + float( std::min( row.depth, 12 ) ) * 14 * scale );
-    drawFold_( object, scale );
+    drawFold_( object );
     const float width = std::max( eyeX - ImGui::GetCursorPosX() - 4 * scale, 20 * scale );
     if ( renamed_ == &object )
         drawRename_( object, width );
     else
     {
-        drawName_( root, object, width, scale );
-        drawRowExtras_( object, scale );
+        drawName_( root, object, width );
+        drawRowExtras_( object );
     }
     drawEye_( object, eyeX );
     ImGui::PopID();
 }
 
-void SceneObjectsListDrawer::drawRows_( Object& root, float scale )
+void SceneObjectsListDrawer::drawRows_( Object& root )
 {
-    const float height = cRowHeight * scale;
+    const float height = cRowHeight * UI::scale();
     ImGuiListClipper clipper;
     clipper.Begin( int( rows_.size() ), height );
     if ( scrollTo_ )
@@ -213,11 +216,12 @@ void SceneObjectsListDrawer::drawRows_( Object& root, float scale )
     }
     while ( clipper.Step() )
         for ( int i = clipper.DisplayStart; i < std::min( clipper.DisplayEnd, int( rows_.size() ) ); ++i )
-            drawRow_( root, rows_[size_t( i )], scale );
+            drawRow_( root, rows_[size_t( i )] );
 }
 
-void SceneObjectsListDrawer::draw( Object& root, float bottom, float scale )
+void SceneObjectsListDrawer::draw( Object& root, float bottom )
 {
+    const float scale = UI::scale();
     updateRows_( root );
     const StyleScope spacing(
         { { ImGuiStyleVar_ItemSpacing, { 6 * scale, cRowHeight * scale - ImGui::GetTextLineHeight() } } } );
@@ -230,8 +234,8 @@ void SceneObjectsListDrawer::draw( Object& root, float bottom, float scale )
         ImGui::SetCursorPosX( 8 * scale );
         UI::colored( themeVec4( ColorTheme::DimText ), "Nothing is open" );
     }
-    drawRows_( root, scale );
-    drawEmptyExtras_( root, scale );
+    drawRows_( root );
+    drawEmptyExtras_( root );
     ImGui::EndChild();
 }
 

@@ -20,7 +20,7 @@ public:
     SceneObjectsListDrawer& operator=( const SceneObjectsListDrawer& ) = delete;
 
     /// Draws the rows into the current window, down to `bottom` pixels above its lower edge.
-    void draw( Object& root, float bottom, float scale );
+    void draw( Object& root, float bottom );
 
     /// Selects one object (null: none) and shows its row; `add` toggles it in the selection instead.
     void select( Object& root, Object* object, bool add );
@@ -36,9 +36,9 @@ public:
 
 protected:
     /// Draws what belongs to a row after it, such as its context menu.
-    virtual void drawRowExtras_( Object& object, float scale );
+    virtual void drawRowExtras_( Object& object );
     /// Draws what belongs to the empty place below the rows.
-    virtual void drawEmptyExtras_( Object& root, float scale );
+    virtual void drawEmptyExtras_( Object& root );
 
 private:
     struct Row
@@ -49,10 +49,10 @@ private:
 
     void updateRows_( Object& root );
     void collect_( Object& object, int depth );
-    void drawRows_( Object& root, float scale );
-    void drawRow_( Object& root, const Row& row, float scale );
-    void drawFold_( Object& object, float scale );
-    void drawName_( Object& root, Object& object, float width, float scale );
+    void drawRows_( Object& root );
+    void drawRow_( Object& root, const Row& row );
+    void drawFold_( Object& object );
+    void drawName_( Object& root, Object& object, float width );
     void drawRename_( Object& object, float width );
     void drawEye_( Object& object, float x );
 

@@ -42,8 +42,9 @@ std::vector<std::pair<std::string, std::string>> captionsAndNames( const std::st
 }
 
 /// Of the lists of the dialog: the rest of it needs so much of the window's height.
-float listHeight( float scale )
+float listHeight()
 {
+    const float scale = UI::scale();
     constexpr float cMost = 250, cLeast = 48, cRest = 210;
     return std::clamp( ImGui::GetIO().DisplaySize.y - cRest * scale, cLeast * scale, cMost * scale );
 }
@@ -113,8 +114,9 @@ void Toolbar::toggle_( const std::string& name )
     save_();
 }
 
-void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float scale )
+void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top )
 {
+    const float scale = UI::scale();
     if ( items_.empty() )
         return;
     const float right = ImGui::GetIO().DisplaySize.x;
@@ -138,7 +140,7 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
         const auto it = all.find( items_[i] );
         if ( it == all.end() )
             continue;
-        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Alone, host, scale );
+        RibbonItemButton::draw( it->second, RibbonItemButton::Kind::Alone, host );
         ImGui::SameLine();
     }
     const float height = 22 * scale;
@@ -149,11 +151,11 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top, float sc
     ImGui::End();
 }
 
-void Toolbar::drawChosen_( float scale )
+void Toolbar::drawChosen_()
 {
     const auto& all = RibbonSchemaHolder::schema().items;
     UI::text( RibbonFontManager::FontType::SemiBold, fmt::format( "In the bar ({} of {})", items_.size(), cMaxItems ) );
-    ImGui::BeginChild( "##chosen", { 0, listHeight( scale ) }, true );
+    ImGui::BeginChild( "##chosen", { 0, listHeight() }, true );
     for ( size_t i = 0; i < items_.size(); ++i )
     {
         const auto it = all.find( items_[i] );
@@ -183,10 +185,10 @@ void Toolbar::drawChosen_( float scale )
     ImGui::EndChild();
 }
 
-void Toolbar::drawAll_( float scale )
+void Toolbar::drawAll_()
 {
     UI::text( RibbonFontManager::FontType::SemiBold, "All tools" );
-    ImGui::BeginChild( "##all", { 0, listHeight( scale ) }, true );
+    ImGui::BeginChild( "##all", { 0, listHeight() }, true );
     for ( const auto& [caption, name] : captionsAndNames( toLower( trimmed( filter_ ) ) ) )
     {
         bool chosen = std::find( items_.begin(), items_.end(), name ) != items_.end();
@@ -200,8 +202,9 @@ void Toolbar::drawAll_( float scale )
     ImGui::EndChild();
 }
 
-void Toolbar::drawCustomize( float scale )
+void Toolbar::drawCustomize()
 {
+    const float scale = UI::scale();
     if ( customizeRequested_ && UI::openModalInTurn( cCustomizeId ) )
     {
         customizeRequested_ = false;
@@ -220,9 +223,9 @@ void Toolbar::drawCustomize( float scale )
     if ( ImGui::BeginTable( "##lists", 2, ImGuiTableFlags_SizingStretchSame ) )
     {
         ImGui::TableNextColumn();
-        drawAll_( scale );
+        drawAll_();
         ImGui::TableNextColumn();
-        drawChosen_( scale );
+        drawChosen_();
         ImGui::EndTable();
     }
     if ( UI::dialogButton( "Reset" ) )

@@ -38,13 +38,13 @@ public:
     [[nodiscard]] bool isCustomizeOpen() const { return customizeOpen_; }
 
     /// Draws the strip with its upper edge at `top` pixels, in the middle between `left` and the right edge.
-    void drawToolbar( RibbonItemHost& host, float left, float top, float scale );
-    void drawCustomize( float scale );
+    void drawToolbar( RibbonItemHost& host, float left, float top );
+    void drawCustomize();
 
 private:
     void save_() const;
-    void drawChosen_( float scale );
-    void drawAll_( float scale );
+    void drawChosen_();
+    void drawAll_();
     void toggle_( const std::string& name );
 
     std::map<int, Upgrade> upgrades_;

@@ -2,6 +2,7 @@
 
 #include <VXViewer/ribbon/RibbonItemButton.h>
 #include <VXViewer/tools/FunctionItem.h>
+#include <VXViewer/ui/Scale.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ protected:
             ImGui::SetNextWindowSize( { 400, 200 } );
             ImGui::Begin( "Panel", nullptr, ImGuiWindowFlags_NoTitleBar );
             low_ = ImGui::GetCursorScreenPos();
-            RibbonItemButton::draw( info_, kind_, *this, 1 );
+            RibbonItemButton::draw( info_, kind_, *this );
             ImGui::End();
         };
     }
@@ -57,12 +58,13 @@ protected:
     Vector2f sizeOf( const std::string& caption, Kind kind, float scale = 1 )
     {
         Vector2f out;
+        UI::setScale( scale );
         const auto drawn = std::exchange( draw,
             [&]
             {
                 auto info = info_;
                 info.caption = caption;
-                const auto size = RibbonItemButton::sizeOf( info, kind, scale );
+                const auto size = RibbonItemButton::sizeOf( info, kind );
                 out = { size.x, size.y };
             } );
         frames( 1 );

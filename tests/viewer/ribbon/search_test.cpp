@@ -27,7 +27,7 @@ protected:
             ImGui::SetNextWindowPos( { 100, 50 } );
             ImGui::SetNextWindowSize( { 500, 60 } );
             ImGui::Begin( "Panel", nullptr, ImGuiWindowFlags_NoTitleBar );
-            search_.draw( *this, 300, 1 );
+            search_.draw( *this, 300 );
             ImGui::End();
         };
         connections_[0] = search_.onFocus.connect( [this] { told_ += "focus "; } );

@@ -55,8 +55,9 @@ void openSettings( const std::function<void( const std::shared_ptr<RibbonMenuIte
     rememberAnswer();
 }
 
-void drawText( float scale )
+void drawText()
 {
+    const float scale = UI::scale();
     {
         const FontScope headline( RibbonFontManager::FontType::Headline );
         ImGui::SetCursorPosX( ( cWidth * scale - ImGui::CalcTextSize( cTitle ).x ) * 0.5f );
@@ -87,7 +88,7 @@ void OrvantaRibbonMenu::telemetryDisclaimerModal_( float menuScaling )
         { ImGuiStyleVar_WindowPadding, { 28 * menuScaling, 20 * menuScaling } } } );
     if ( ImGui::BeginModalNoAnimation( cPopup, nullptr, ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize ) )
     {
-        drawText( menuScaling );
+        drawText();
         {
             const StyleScope tall(
                 { { ImGuiStyleVar_FramePadding, { ImGui::GetStyle().FramePadding.x, 8 * menuScaling } } } );

@@ -16,12 +16,12 @@ namespace VX
 namespace
 {
 
-void draw( const PageLine& line, float scale )
+void draw( const PageLine& line )
 {
     switch ( line.kind )
     {
     case PageLine::Kind::Gap:
-        ImGui::Dummy( { 0, 2 * scale } );
+        ImGui::Dummy( { 0, 2 * UI::scale() } );
         break;
     case PageLine::Kind::Heading:
         UI::text( RibbonFontManager::FontType::SemiBold, line.text );
@@ -54,12 +54,12 @@ public:
         return true;
     }
     [[nodiscard]] bool isActive() const override { return open_; }
-    void drawDialog( float menuScaling ) override
+    void drawDialog( float ) override
     {
         static const auto sLines = linesOfPrivacy();
         if ( UI::beginToolDialog( "Privacy", &open_, 460 ) )
             for ( const auto& line : sLines )
-                draw( line, menuScaling );
+                draw( line );
         ImGui::End();
     }
 

@@ -92,7 +92,7 @@ public:
         bool open = true;
         if ( UI::beginToolDialog( "Create simple objects", &open, 300 ) )
         {
-            drawShapes_( scale );
+            drawShapes_();
             ImGui::PushItemWidth( 150 * scale );
             drawParameters_();
             ImGui::PopItemWidth();
@@ -109,8 +109,9 @@ public:
     }
 
 private:
-    void drawShapes_( float scale )
+    void drawShapes_()
     {
+        const float scale = UI::scale();
         const float gap = ImGui::GetStyle().ItemSpacing.x;
         const float width = ( ImGui::GetContentRegionAvail().x - 2 * gap ) / 3;
         for ( size_t i = 0; i < cShapes.size(); ++i )

@@ -33,14 +33,14 @@ public:
         return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
     }
 
-    void drawDialog( float scale ) override
+    void drawDialog( float ) override
     {
         dropLostPoints_();
         bool open = true;
         if ( UI::beginToolDialog( "Measure distance", &open, 270 ) )
             drawResult_();
         ImGui::End();
-        drawOverlay_( scale );
+        drawOverlay_();
         if ( !open )
             enable( false );
     }
@@ -128,8 +128,9 @@ private:
         UI::wrapped( themeVec4( ColorTheme::DimText ), "Lengths are in the units of the file" );
     }
 
-    void drawOverlay_( float scale ) const
+    void drawOverlay_() const
     {
+        const float scale = UI::scale();
         const auto& camera = getViewerInstance().camera();
         auto& list = *ImGui::GetBackgroundDrawList();
         const ImU32 accent = themeU32( ColorTheme::Accent );

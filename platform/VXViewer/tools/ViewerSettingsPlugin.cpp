@@ -180,7 +180,7 @@ void ViewerSettingsPlugin::drawQuick_()
     drawProjection();
 }
 
-void ViewerSettingsPlugin::drawExternal_( TabType tab, float scale )
+void ViewerSettingsPlugin::drawExternal_( TabType tab )
 {
     // Entries of one heading stand together, headings in the order in which they first came.
     const auto& entries = external_.at( size_t( tab ) );
@@ -193,7 +193,7 @@ void ViewerSettingsPlugin::drawExternal_( TabType tab, float scale )
         UI::separator( heading );
         for ( const auto& entry : entries )
             if ( heading == entry->separatorName() )
-                entry->draw( scale );
+                entry->draw( UI::scale() );
     }
 }
 
@@ -233,7 +233,7 @@ std::string ViewerSettingsPlugin::resetEffects_( TabType tab ) const
     return out;
 }
 
-void ViewerSettingsPlugin::drawReset_( TabType tab, float scale )
+void ViewerSettingsPlugin::drawReset_( TabType tab )
 {
     if ( !askingReset_ )
     {
@@ -245,7 +245,7 @@ void ViewerSettingsPlugin::drawReset_( TabType tab, float scale )
     }
     UI::separator( "Reset this page?" );
     UI::wrapped( ImGui::GetStyleColorVec4( ImGuiCol_Text ), resetEffects_( tab ) );
-    const bool reset = UI::button( "Reset", { cResetWidth * scale, 0 } );
+    const bool reset = UI::button( "Reset", { cResetWidth * UI::scale(), 0 } );
     ImGui::SameLine();
     const bool cancel = UI::dialogButton( "Cancel" );
     if ( reset )
@@ -256,7 +256,7 @@ void ViewerSettingsPlugin::drawReset_( TabType tab, float scale )
     redraw();
 }
 
-void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
+void ViewerSettingsPlugin::drawTab_( TabType tab )
 {
     const auto flags = selectTab_ && activeTab_ == tab ? ImGuiTabItemFlags_SetSelected : 0;
     if ( !ImGui::BeginTabItem( cTabNames.at( size_t( tab ) ), nullptr, flags ) )
@@ -272,19 +272,19 @@ void ViewerSettingsPlugin::drawTab_( TabType tab, float scale )
         drawApplication_();
     else
         drawViewport_();
-    drawExternal_( tab, scale );
-    ImGui::Dummy( { 0, 6 * scale } );
-    drawReset_( tab, scale );
+    drawExternal_( tab );
+    ImGui::Dummy( { 0, 6 * UI::scale() } );
+    drawReset_( tab );
     ImGui::EndTabItem();
 }
 
-void ViewerSettingsPlugin::drawDialog( float scale )
+void ViewerSettingsPlugin::drawDialog( float )
 {
     bool open = true;
     if ( UI::beginToolDialog( "Viewer settings", &open, 360 ) && ImGui::BeginTabBar( "##tabs" ) )
     {
         for ( const auto tab : { TabType::Quick, TabType::Application, TabType::Viewport } )
-            drawTab_( tab, scale );
+            drawTab_( tab );
         selectTab_ = false;
         ImGui::EndTabBar();
     }

@@ -54,16 +54,16 @@ public:
     void drawDialog( float menuScaling ) override;
 
 private:
-    void drawTab_( TabType tab, float scale );
+    void drawTab_( TabType tab );
     void drawApplication_();
     static void drawTheme_();
     static void drawViewport_();
     static void drawQuick_();
-    void drawExternal_( TabType tab, float scale );
+    void drawExternal_( TabType tab );
     void reset_( TabType tab );
     /// What `reset_` does, a line each.
     [[nodiscard]] std::string resetEffects_( TabType tab ) const;
-    void drawReset_( TabType tab, float scale );
+    void drawReset_( TabType tab );
 
     std::array<Entries, size_t( TabType::Count )> external_;
     TabType activeTab_ = TabType::Quick;

@@ -2,6 +2,7 @@
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/schema/RibbonSchema.h>
+#include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/tools/PointPicking.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
@@ -28,9 +29,9 @@ public:
     {
         return { { { 'M', 0 }, ShortcutManager::Category::Objects } };
     }
-    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& selected ) const override
     {
-        return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
+        return Requirements::anyObject( selected );
     }
 
     void drawDialog( float ) override

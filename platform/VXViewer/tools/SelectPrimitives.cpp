@@ -1,6 +1,7 @@
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/draw/Camera.h>
 #include <VXViewer/schema/RibbonSchema.h>
+#include <VXViewer/tools/FunctionItem.h>
 #include <VXViewer/tools/MeshPicking.h>
 #include <VXViewer/tools/PrimitiveSelection.h>
 #include <VXViewer/ui/ImGuiColor.h>
@@ -21,9 +22,9 @@ public:
     {
     }
 
-    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& ) const override
+    [[nodiscard]] std::string_view isAvailable( const SelectedObjects& selected ) const override
     {
-        return getViewerInstance().sceneRoot().children().empty() ? "Open a file first" : "";
+        return Requirements::anyObject( selected );
     }
 
     void drawDialog( float scale ) override

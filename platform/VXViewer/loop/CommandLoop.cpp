@@ -84,6 +84,10 @@ void CommandLoop::processCommands()
         {
             spdlog::error( "A command failed: {}", e.what() );
         }
+        catch ( ... )
+        {
+            spdlog::error( "A command failed: unknown error" );
+        }
         command = nullptr;
     }
 }

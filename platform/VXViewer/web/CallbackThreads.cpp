@@ -42,6 +42,10 @@ void runJob( const std::function<void()>& job )
     {
         spdlog::error( "A web callback failed: {}", e.what() );
     }
+    catch ( ... )
+    {
+        spdlog::error( "A web callback failed: unknown error" );
+    }
 }
 
 void worker()

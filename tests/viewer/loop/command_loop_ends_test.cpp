@@ -63,6 +63,17 @@ TEST_F( CommandLoopEnds, ACallerIsLetGoWhenItsCommandFails )
     EXPECT_EQ( log.text(), "error: A command failed: no\n" );
 }
 
+TEST_F( CommandLoopEnds, ACommandThatThrowsWhatIsNoExceptionKeepsNoOtherFromRunning )
+{
+    const Testing::LogCapture log;
+    bool ran = false;
+    CommandLoop::appendCommand( [] { throw 7; } );
+    CommandLoop::appendCommand( [&] { ran = true; } );
+    EXPECT_NO_THROW( CommandLoop::processCommands() );
+    EXPECT_TRUE( ran );
+    EXPECT_EQ( log.text(), "error: A command failed: unknown error\n" );
+}
+
 TEST_F( CommandLoopEnds, WhatACommandHoldsGoesBeforeTheNextOneRuns )
 {
     std::string order;

@@ -249,6 +249,15 @@ TEST_F( WebRequestTest, AFailingCallbackIsLoggedAndEndsNothingElse )
     EXPECT_EQ( log.text(), "error: A web callback failed: it broke\n" );
 }
 
+TEST_F( WebRequestTest, ACallbackThatThrowsWhatIsNoExceptionIsLoggedToo )
+{
+    const Testing::LogCapture log;
+    WebRequest( "https://x" ).send( []( const Json::Value& ) { throw 7; } );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) ) << "it is not counted as running";
+    EXPECT_EQ( log.text(), "error: A web callback failed: unknown error\n" );
+}
+
 TEST_F( WebRequestTest, FinishingTellsWhetherACallbackStillRuns )
 {
     std::promise<void> release;

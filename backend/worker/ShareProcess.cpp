@@ -22,9 +22,8 @@ namespace
         {
             work( link );
         }
-        catch ( ... )
+        catch ( ... ) // NOLINT(bugprone-empty-catch): the silence on the link says it
         {
-            // The silence on the link says it.
         }
     }
     ::_exit( 0 );

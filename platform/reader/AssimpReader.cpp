@@ -292,9 +292,8 @@ std::string reasonOf( const Assimp::Importer& importer, const std::string& missi
     {
         throw;
     }
-    catch ( ... )
+    catch ( ... ) // NOLINT(bugprone-empty-catch): the library's own words are not for the user
     {
-        // The library's own words.
     }
     return missing.empty() ? cUnreadable : "\"" + missing + "\", which it names, cannot be opened in its folder";
 }

@@ -90,7 +90,7 @@ private:
         if ( !download )
             return fail_( std::move( download.error() ) );
         if ( *download )
-            return fetch_( std::move( **download ), LoadResult, resume );
+            return fetch_( **download, LoadResult, resume );
         if ( auto goOn = steps_->goOn(); !goOn )
             return fail_( std::move( goOn.error() ) );
         std::this_thread::sleep_for( cPollInterval );
@@ -101,10 +101,10 @@ private:
 
     int fetchNext_( ImportSteps::Next request, int next, const Continuation& resume )
     {
-        return request ? fetch_( std::move( *request ), next, resume ) : fail_( std::move( request.error() ) );
+        return request ? fetch_( *request, next, resume ) : fail_( std::move( request.error() ) );
     }
 
-    int fetch_( WebRequest request, int next, const Continuation& resume )
+    int fetch_( const WebRequest& request, int next, const Continuation& resume )
     {
         request.send(
             [loader = self_.lock(), next, resume]( const Json::Value& response )

@@ -39,6 +39,7 @@ void StateMachineExecutor::addStateMachine( const std::shared_ptr<StateMachine>&
 void StateMachineExecutor::execute_( std::size_t id, const std::shared_ptr<StateMachine>& machine, int state )
 {
     // A step may let go of the reference that was given, and of the machine with it.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it keeps the machine
     const auto running = machine;
     const auto* resumable = asResumable( *running );
     while ( state != running->finalState() )

@@ -5,6 +5,7 @@
 namespace VX
 {
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): who wants an answer gives the request away
 WebRequestFuture::WebRequestFuture( WebRequest request )
     : state_( std::make_shared<State>() )
 {

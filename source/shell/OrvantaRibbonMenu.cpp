@@ -86,7 +86,7 @@ void OrvantaRibbonMenu::setupShortcuts_()
     if ( menuConfig_.allowBaseShortcuts )
         RibbonMenu::setupShortcuts_();
     if ( !getShortcutManager() )
-        ImGuiMenu::setupShortcuts_();
+        ImGuiMenu::setupShortcuts_(); // NOLINT(bugprone-parent-virtual-call): without the keys of the ribbon
     if ( menuConfig_.allowHistoryShortcuts )
     {
         addRibbonItemShortcut_( "Undo", { 'Z', ControlModifier }, Category::Edit );

@@ -139,14 +139,15 @@ class Tidy(unittest.TestCase):
         self.assertEqual((status, said), (1, "clang-tidy-19 is missing: ./packaging/install-packages test\n"))
 
     def test_what_the_last_commit_changed_comes_first(self):
-        self.add("app/Other.cpp", "int other();\n")
+        for i in range(50):
+            self.add(f"app/Other{i}.cpp", "int other();\n")
         for name in ("platform/VXMesh/Text.cpp", "platform/VXMesh/Letters.h"):
             self.commit()
             self.write(name, (self.root / name).read_text(encoding="utf-8") + "int added();\n")
         self.commit()
         self.assertEqual(self.order()[0], "platform/VXMesh/Text.cpp")  # includes the header
-        self.write("app/Other.cpp", "int another();\n")
-        self.assertEqual(self.order()[:2], ["app/Other.cpp", "platform/VXMesh/Text.cpp"])
+        self.write("app/Other7.cpp", "int another();\n")
+        self.assertEqual(self.order()[:2], ["app/Other7.cpp", "platform/VXMesh/Text.cpp"])
 
     def commit(self) -> None:
         who = ["-c", "user.name=somebody", "-c", "user.email=somebody@example.org", "-c", "commit.gpgsign=false"]

@@ -24,6 +24,10 @@ public:
         const auto hear = [this]( auto... event ) { return static_cast<Kind*>( this )->hear_( event... ); };
         hold_( ( signalsOf( *viewer ).*Signal ).connect( group, hear, position ) );
     }
+
+private:
+    friend Kind;
+    ListenerOf() = default;
 };
 
 /// Listeners to single kinds of events, one class a kind, to be derived from.

@@ -53,6 +53,7 @@ void ModalMessage::addButton(
         {
             message.buttonName = name;
             message.onButtonClick = std::move( action );
+            return;
         }
 }
 

@@ -33,7 +33,7 @@ public:
         : LifeToken()
     {
     }
-    LifeToken& operator=( const LifeToken& ) { return *this; }
+    LifeToken& operator=( const LifeToken& ) { return *this; } // NOLINT(bugprone-unhandled-self-assignment): empty
 
     [[nodiscard]] Watch watch() const { return Watch( life_ ); }
 

@@ -233,7 +233,7 @@ const std::vector<std::string>& ColorTheme::ribbonColorNames()
 
 boost::signals2::connection ColorTheme::onChanged( std::function<void()> slot )
 {
-    return changedSignal().connect( std::move( slot ) );
+    return changedSignal().connect( [slot = std::move( slot )] { slot(); } );
 }
 
 void ColorTheme::applyToImGui( float scale )

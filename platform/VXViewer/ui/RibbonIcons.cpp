@@ -61,6 +61,7 @@ public:
         glPixelStorei( GL_UNPACK_ALIGNMENT, 4 );
         glTexSubImage2D( GL_TEXTURE_2D, 0, x_, y_, side, side, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data() );
         const auto uv = []( int v ) { return float( v ) / cTextureSide; };
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): Dear ImGui keeps the texture's number in a pointer
         const RibbonIcons::Icon out{ reinterpret_cast<ImTextureID>( intptr_t( texture_ ) ), { uv( x_ ), uv( y_ ) },
             { uv( x_ + side ), uv( y_ + side ) } };
         x_ += side + cGap;

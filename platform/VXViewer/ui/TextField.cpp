@@ -120,9 +120,10 @@ void noteEdit( State& state, const Range& marked, int length )
 /// Before the field is drawn: what Dear ImGui holds of it is what the caller holds.
 void agree( State& state, const std::string& value, bool active, bool masked )
 {
-    if ( active && state.TextAIsValid && value.c_str() != std::string_view( state.TextA.Data ) )
+    const char* const known = value.c_str(); // Dear ImGui's texts end where a zero stands
+    if ( active && state.TextAIsValid && known != std::string_view( state.TextA.Data ) )
         reload( state, value );
-    else if ( !active && ( masked || textOf( state ) != value.c_str() ) )
+    else if ( !active && ( masked || textOf( state ) != known ) )
         forget( state );
     if ( !active )
         return;

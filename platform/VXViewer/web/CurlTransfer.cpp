@@ -170,7 +170,7 @@ void CurlTransfer::configureHeaders_()
     for ( const auto& [name, value] : request_.headers )
     {
         typed = typed || curl_strequal( name.c_str(), "content-type" );
-        headers_ = curl_slist_append( headers_, ( name + ": " + value ).c_str() );
+        headers_ = curl_slist_append( headers_, std::string( name ).append( ": " ).append( value ).c_str() );
     }
     // Without a word about it libcurl calls a body a form, even one that is empty.
     if ( !typed && input_ < 0 )
@@ -348,7 +348,7 @@ void CurlTransfer::finish( CURLcode result )
     Json::Value response;
     response["code"] = Json::Int64( status );
     response["error"] = status >= 400 ? "The server answered with status " + std::to_string( status ) : std::string();
-    response["text"] = std::move( text_ );
+    response["text"] = text_;
     spdlog::debug( "{}: status {}", request_.logName, status );
     done_( std::move( response ) );
 }

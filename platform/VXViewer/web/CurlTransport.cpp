@@ -34,19 +34,18 @@ public:
     void send( WebRequestData request, Done done ) override
     {
         auto transfer = std::make_unique<CurlTransfer>( std::move( request ), std::move( done ) );
+        std::unique_lock lock( mutex_ );
+        if ( closing_ )
         {
-            const std::lock_guard lock( mutex_ );
-            if ( !closing_ )
-            {
-                waiting_.push_back( std::move( transfer ) );
-                if ( !thread_.joinable() )
-                    thread_ = std::thread( [this] { run_(); } );
-            }
-        }
-        if ( transfer )
+            lock.unlock();
             transfer->fail( cClosing );
-        else
-            curl_multi_wakeup( multi_ );
+            return;
+        }
+        waiting_.push_back( std::move( transfer ) );
+        if ( !thread_.joinable() )
+            thread_ = std::thread( [this] { run_(); } );
+        lock.unlock();
+        curl_multi_wakeup( multi_ );
     }
 
     void shutdown( std::chrono::milliseconds patience ) override

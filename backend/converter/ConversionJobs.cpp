@@ -12,12 +12,16 @@ namespace
 
 constexpr int64_t cMaxDeaths = 3;
 constexpr size_t cIdBytes = 16;
+constexpr size_t cInstanceBytes = 8;
 constexpr const char* cCutOff =
     "The conversion service broke down three times during this conversion; the file may be too large";
 constexpr const char* cNoTurn = "No converter was free for this file in time; open the file again later";
 
+/// Holds for the attempt that has a job: ?2 is the job, ?3 the attempt, ?4 the state of one that runs.
+const std::string cFence = "id = ?2 AND attempts = ?3 AND state = ?4";
+
 constexpr std::string_view cUploads = "uploads/";
-const std::string cColumns = "id, input_format, state, error, owner";
+const std::string cColumns = "id, input_format, state, error, owner, attempts";
 
 int64_t stateNumber( JobState state )
 {
@@ -26,7 +30,8 @@ int64_t stateNumber( JobState state )
 
 ConversionJob toJob( const SqlRow& row )
 {
-    return { textOf( row[0] ), textOf( row[1] ), JobState( integerOf( row[2] ) ), textOf( row[3] ), textOf( row[4] ) };
+    return { textOf( row[0] ), textOf( row[1] ), JobState( integerOf( row[2] ) ), textOf( row[3] ), textOf( row[4] ),
+        integerOf( row[5] ) };
 }
 
 using Rows = std::vector<SqlRow>;
@@ -61,13 +66,14 @@ ConversionJobs::ConversionJobs( Database& database, Clock clock, JobLimits limit
     : database_( database )
     , clock_( std::move( clock ) )
     , limits_( limits )
+    , instance_( randomHex( cInstanceBytes ) )
 {
 }
 
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::create(
     const std::string& inputFormat, const std::string& owner )
 {
-    const ConversionJob job{ randomHex( cIdBytes ), inputFormat, JobState::Created, {}, owner };
+    const ConversionJob job{ randomHex( cIdBytes ), inputFormat, JobState::Created, {}, owner, 0 };
     return database_
         .execute( "INSERT INTO conversions (id, input_format, state, created, owner) SELECT ?1, ?2, ?3, ?4, ?5 WHERE "
                   "NOT EXISTS (SELECT 1 FROM conversion_owners WHERE owner = ?5 AND (active >= ?6 OR jobs >= ?7))",
@@ -138,73 +144,145 @@ DatabaseResult<bool> ConversionJobs::isWithinShare( const ConversionJob& job, ui
         .map( []( const Rows& rows ) { return !rows.empty(); } );
 }
 
+template <typename T>
+DatabaseResult<T> ConversionJobs::watched_( DatabaseResult<T> answer )
+{
+    if ( answer )
+        watch_.saw( now_() );
+    else
+        watch_.missed();
+    return answer;
+}
+
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::take()
 {
-    const auto waiting = database_.query( "SELECT 1 FROM conversion_owners WHERE queued > 0 LIMIT 1" );
+    const auto waiting = watched_( database_.query( "SELECT 1 FROM conversion_owners WHERE queued > 0 LIMIT 1" ) );
     if ( !waiting )
         return tl::unexpected( waiting.error() );
     if ( waiting->empty() )
         return std::nullopt;
     Database::Transaction transaction( database_ );
-    const auto job = database_
-                         .query( "UPDATE conversions SET state = ?1, attempts = attempts + 1 WHERE id = (SELECT c.id "
-                                 "FROM conversions c WHERE c.state = ?2 AND c.owner = (SELECT o.owner FROM "
-                                 "conversion_owners o WHERE o.queued > 0 ORDER BY o.running, o.turn, (SELECT "
-                                 "min(w.queued) FROM conversions w WHERE w.owner = o.owner AND w.state = ?2) LIMIT 1) "
-                                 "ORDER BY c.queued, c.rowid LIMIT 1) RETURNING " +
-                                     cColumns,
-                             { stateNumber( JobState::Running ), stateNumber( JobState::Queued ) } )
-                         .map( onlyOf );
+    const auto job =
+        watched_( database_.query( "UPDATE conversions SET state = ?1, attempts = attempts + 1, taker = ?3, "
+                                   "lease_until = ?4 WHERE id = (SELECT c.id "
+                                   "FROM conversions c WHERE c.state = ?2 AND c.owner = (SELECT o.owner FROM "
+                                   "conversion_owners o WHERE o.queued > 0 ORDER BY o.running, o.turn, (SELECT "
+                                   "min(w.queued) FROM conversions w WHERE w.owner = o.owner AND w.state = ?2) LIMIT 1)"
+                                   " ORDER BY c.queued, c.rowid LIMIT 1) RETURNING " +
+                                       cColumns,
+                      { stateNumber( JobState::Running ), stateNumber( JobState::Queued ), instance_,
+                          now_() + cLease.count() } ) )
+            .map( onlyOf );
     if ( !job || !*job )
         return job;
     const auto turned = database_.execute(
         "UPDATE conversion_owners SET turn = (SELECT max(turn) FROM conversion_owners) + 1 WHERE owner = ?",
         { ( *job )->owner } );
-    return turned.and_then( [&]( int ) { return transaction.commit(); } ).map( [&] { return *job; } );
+    return watched_( turned.and_then( [&]( int ) { return transaction.commit(); } ) ).map( [&] { return *job; } );
 }
 
-DatabaseResult<void> ConversionJobs::giveBack( const std::string& id )
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::beat( const std::vector<ConversionJob>& running )
+{
+    std::vector<ConversionJob> lost;
+    Database::Transaction transaction( database_ );
+    for ( const auto& job : running )
+    {
+        const auto held = watched_( database_.execute( "UPDATE conversions SET lease_until = ?1 WHERE " + cFence,
+            { now_() + cLease.count(), job.id, job.attempt, stateNumber( JobState::Running ) } ) );
+        if ( !held )
+            return tl::unexpected( held.error() );
+        if ( *held == 0 )
+            lost.push_back( job );
+    }
+    return watched_( transaction.commit() ).map( [&] { return lost; } );
+}
+
+DatabaseResult<bool> ConversionJobs::giveBack( const ConversionJob& job )
 {
     const auto changed =
-        database_.execute( "UPDATE conversions SET state = ?, attempts = attempts - 1 WHERE id = ? AND state = ?",
-            { stateNumber( JobState::Queued ), id, stateNumber( JobState::Running ) } );
+        database_.execute( "UPDATE conversions SET state = ?1, taker = '', lease_until = 0 WHERE " + cFence,
+            { stateNumber( JobState::Queued ), job.id, job.attempt, stateNumber( JobState::Running ) } );
     notifyChange();
-    return changed.map( []( int ) {} );
+    return changed.map( []( int rows ) { return rows > 0; } );
 }
 
-DatabaseResult<void> ConversionJobs::end_(
-    const std::string& id, JobState state, const SqlValue& error, uint64_t bytes )
+DatabaseResult<bool> ConversionJobs::end_(
+    const ConversionJob& job, JobState state, const SqlValue& error, uint64_t bytes )
 {
     const auto changed =
-        database_.execute( "UPDATE conversions SET state = ?, error = ?, bytes = ?, ended = ? WHERE id = ?",
-            { stateNumber( state ), error, int64_t( bytes ), now_(), id } );
+        database_.execute( "UPDATE conversions SET state = ?1, error = ?5, bytes = ?6, ended = ?7 WHERE " + cFence,
+            { stateNumber( state ), job.id, job.attempt, stateNumber( JobState::Running ), error, int64_t( bytes ),
+                now_() } );
     notifyChange();
-    return changed.map( []( int ) {} );
+    if ( !changed )
+        return tl::unexpected( changed.error() );
+    if ( *changed > 0 )
+        return true;
+    // It may have been written by a call before, to which the database could not answer any more.
+    return find( job.id ).map( [&]( const std::optional<ConversionJob>& now )
+        { return now && now->attempt == job.attempt && now->state == state; } );
 }
 
-DatabaseResult<void> ConversionJobs::finish( const std::string& id, uint64_t resultBytes )
+DatabaseResult<bool> ConversionJobs::finish( const ConversionJob& job, uint64_t resultBytes )
 {
-    return end_( id, JobState::Finished, nullptr, resultBytes );
+    return end_( job, JobState::Finished, nullptr, resultBytes );
 }
 
-DatabaseResult<void> ConversionJobs::fail( const std::string& id, const std::string& error )
+DatabaseResult<bool> ConversionJobs::fail( const ConversionJob& job, const std::string& error )
 {
-    return end_( id, JobState::Failed, error, 0 );
+    return end_( job, JobState::Failed, error, 0 );
 }
 
-DatabaseResult<void> ConversionJobs::recover()
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::string& condition, const SqlValue& value )
 {
+    const auto ended = [this]( const Rows& rows )
+    {
+        if ( !rows.empty() )
+            notifyChange();
+        std::vector<ConversionJob> failed;
+        for ( const auto& row : rows )
+            if ( const auto job = toJob( row ); job.state == JobState::Failed )
+                failed.push_back( job );
+        return failed;
+    };
     return database_
-        .execute( "UPDATE conversions SET state = ?, error = ?, bytes = 0, ended = ? WHERE state = ? AND attempts >= ?",
-            { stateNumber( JobState::Failed ), std::string( cCutOff ), now_(), stateNumber( JobState::Running ),
-                cMaxDeaths } )
-        .and_then(
-            [&]( int )
-            {
-                return database_.execute( "UPDATE conversions SET state = ? WHERE state = ?",
-                    { stateNumber( JobState::Queued ), stateNumber( JobState::Running ) } );
-            } )
-        .map( []( int ) {} );
+        .query( "UPDATE conversions SET deaths = deaths + 1, taker = '', lease_until = 0, "
+                "state = CASE WHEN deaths + 1 < ?1 THEN ?2 ELSE ?3 END, "
+                "error = CASE WHEN deaths + 1 < ?1 THEN NULL ELSE ?4 END, "
+                "bytes = CASE WHEN deaths + 1 < ?1 THEN bytes ELSE 0 END, "
+                "ended = CASE WHEN deaths + 1 < ?1 THEN NULL ELSE ?5 END WHERE state = ?6 AND " +
+                    condition + " RETURNING " + cColumns,
+            { cMaxDeaths, stateNumber( JobState::Queued ), stateNumber( JobState::Failed ), std::string( cCutOff ),
+                now_(), stateNumber( JobState::Running ), value } )
+        .map( ended );
+}
+
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::reap()
+{
+    using Jobs = std::vector<ConversionJob>;
+    const auto now = now_();
+    const auto over =
+        watched_( database_.query( "SELECT 1 FROM conversions WHERE state = ? AND lease_until < ? LIMIT 1",
+            { stateNumber( JobState::Running ), now } ) );
+    if ( !over )
+        return tl::unexpected( over.error() );
+    if ( over->empty() || !watch_.mayReap( now ) )
+        return Jobs{};
+    return watched_( died_( "lease_until < ?7", now ) );
+}
+
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::recover( const std::vector<std::string>& dead )
+{
+    std::vector<ConversionJob> out;
+    Database::Transaction transaction( database_ );
+    for ( const auto& instance : dead )
+    {
+        const auto failed = died_( "taker = ?7", instance );
+        if ( !failed )
+            return failed;
+        out.insert( out.end(), failed->begin(), failed->end() );
+    }
+    return transaction.commit().map( [&] { return out; } );
 }
 
 DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expire( std::chrono::seconds age )

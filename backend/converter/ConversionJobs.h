@@ -1,5 +1,6 @@
 #pragma once
 
+#include "converter/LeaseWatch.h"
 #include "database/Database.h"
 #include "storage/ObjectStore.h"
 
@@ -30,9 +31,17 @@ struct ConversionJob
     std::string error;
     /// Whose it is: the account, or the client's address where nobody signs in.
     std::string owner;
+    /// How many times it was taken, which names the one that runs it or has ended it.
+    int64_t attempt = 0;
 
     [[nodiscard]] std::string uploadKey() const { return "uploads/" + id; }
-    [[nodiscard]] std::string resultKey() const { return "results/" + id; }
+    /// Where an attempt puts its result, so that none writes over another's.
+    [[nodiscard]] std::string resultKey( int64_t of ) const
+    {
+        // What a version before has converted.
+        return of > 0 ? "results/" + id + "/" + std::to_string( of ) : "results/" + id;
+    }
+    [[nodiscard]] std::string resultKey() const { return resultKey( attempt ); }
 };
 
 /// What one owner may have.
@@ -45,6 +54,9 @@ struct JobLimits
 
 /// The list of conversions, in the database alone: requests and workers may be in different processes.
 ///
+/// Who takes a job has it for the time of a lease, and for longer by `beat`. Once the lease is over another may take
+/// the job; the attempt before then changes nothing any more, whatever it still does.
+///
 /// Any thread. `waitForChange` is only a hint that saves waiting inside one process; who waits looks again anyway.
 class ConversionJobs
 {
@@ -52,11 +64,15 @@ public:
     using Clock = std::function<std::chrono::sys_seconds()>;
     template <typename T>
     using Result = DatabaseResult<T>;
+    static constexpr std::chrono::seconds cLease{ 10 };
 
     /// Makes the tables that are missing, and takes over that of older versions.
     [[nodiscard]] static Result<void> prepare( Database& database );
 
     ConversionJobs( Database& database, Clock clock, JobLimits limits = {} );
+
+    /// As what this object takes jobs: a name that no other ever has.
+    [[nodiscard]] const std::string& instance() const { return instance_; }
 
     /// A new job with an unguessable id of 128 bits, as 32 hexadecimal digits; nothing when its owner has too many.
     [[nodiscard]] Result<std::optional<ConversionJob>> create(
@@ -80,13 +96,20 @@ public:
     /// Takes a queued job over, of the owner who has the fewest running and whose turn is the longest ago, and of these
     /// the oldest; two takers never get the same one.
     [[nodiscard]] Result<std::optional<ConversionJob>> take();
-    /// Queues a job again that was taken and could not be run; it does not count as run.
-    [[nodiscard]] Result<void> giveBack( const std::string& id );
-    [[nodiscard]] Result<void> finish( const std::string& id, uint64_t resultBytes = 0 );
-    [[nodiscard]] Result<void> fail( const std::string& id, const std::string& error );
+    /// Has jobs that run here for another lease; returns those that were lost, whose attempts are to stop.
+    [[nodiscard]] Result<std::vector<ConversionJob>> beat( const std::vector<ConversionJob>& running );
 
-    /// Queues jobs again that were running when a process died; one that has died three times has failed.
-    [[nodiscard]] Result<void> recover();
+    /// Ends an attempt. False when the job is another's by now, or ended without it, and nothing was changed.
+    [[nodiscard]] Result<bool> finish( const ConversionJob& job, uint64_t resultBytes = 0 );
+    [[nodiscard]] Result<bool> fail( const ConversionJob& job, const std::string& error );
+    /// Queues a job again that was taken and could not be run; that is no death.
+    [[nodiscard]] Result<bool> giveBack( const ConversionJob& job );
+
+    /// Queues jobs again whose leases are over, but those that have died three times now: they have failed, and are
+    /// returned.
+    [[nodiscard]] Result<std::vector<ConversionJob>> reap();
+    /// The same at once for what instances had taken that are known to be dead.
+    [[nodiscard]] Result<std::vector<ConversionJob>> recover( const std::vector<std::string>& dead );
     /// Fails jobs that have waited for a worker for longer than that, removes those that were not begun or have ended
     /// that long ago, and returns both.
     [[nodiscard]] Result<std::vector<ConversionJob>> expire( std::chrono::seconds age );
@@ -102,12 +125,19 @@ public:
 private:
     /// The answer to an upload of the job, unless that is of no use any more.
     [[nodiscard]] Admission whileAwaited_( const std::string& id, Admission answer );
-    [[nodiscard]] Result<void> end_( const std::string& id, JobState state, const SqlValue& error, uint64_t bytes );
+    [[nodiscard]] Result<bool> end_( const ConversionJob& job, JobState state, const SqlValue& error, uint64_t bytes );
+    /// Ends attempts by a death, of the running jobs for which the condition on ?7 holds.
+    [[nodiscard]] Result<std::vector<ConversionJob>> died_( const std::string& condition, const SqlValue& value );
+    /// What the database has answered, after telling the watch whether it did.
+    template <typename T>
+    [[nodiscard]] Result<T> watched_( Result<T> answer );
     [[nodiscard]] int64_t now_() const { return clock_().time_since_epoch().count(); }
 
     Database& database_;
     Clock clock_;
     JobLimits limits_;
+    std::string instance_;
+    LeaseWatch watch_{ cLease.count() };
     std::mutex mutex_;
     std::condition_variable changed_;
     uint64_t changes_ = 0;

@@ -13,19 +13,49 @@ constexpr auto cTidyEvery = std::chrono::seconds( 60 );
 
 } // namespace
 
-ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, RunnerOptions options )
+/// An attempt whose lease is extended while this lives.
+class ConversionRunner::Registered
+{
+public:
+    Registered( ConversionRunner& runner, Attempt& attempt )
+        : runner_( runner )
+        , attempt_( attempt )
+    {
+        const std::lock_guard lock( runner_.mutex_ );
+        attempt_.stop = runner_.stopping_.load();
+        runner_.running_.push_back( &attempt_ );
+    }
+    ~Registered()
+    {
+        const std::lock_guard lock( runner_.mutex_ );
+        std::erase( runner_.running_, &attempt_ );
+    }
+    Registered( const Registered& ) = delete;
+    Registered& operator=( const Registered& ) = delete;
+
+private:
+    ConversionRunner& runner_;
+    Attempt& attempt_;
+};
+
+ConversionRunner::ConversionRunner(
+    ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder, RunnerOptions options )
     : jobs_( jobs )
     , store_( store )
+    , folder_( std::move( folder ) )
     , options_( std::move( options ) )
 {
-    std::error_code ec;
-    std::filesystem::remove_all( options_.folder, ec );
-    std::filesystem::create_directories( options_.folder, ec );
-    if ( const auto recovered = jobs_.recover(); !recovered )
-        spdlog::error( "Conversion: {}", recovered.error().text );
+    recover_();
+    beating_ = std::make_unique<Repeating>( options_.beat, [this] { beat_(); } );
     tidying_ = std::make_unique<Repeating>( cTidyEvery, [this] { tidy_(); } );
+    slotsAtWork_ = options_.slots;
     for ( int i = 0; i < options_.slots; ++i )
-        threads_.emplace_back( [this] { runSlot_(); } );
+        threads_.emplace_back(
+            [this]
+            {
+                runSlot_();
+                --slotsAtWork_;
+            } );
 }
 
 ConversionRunner::~ConversionRunner()
@@ -33,6 +63,8 @@ ConversionRunner::~ConversionRunner()
     {
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
+        for ( auto* attempt : running_ )
+            attempt->stop = true;
     }
     stopped_.notify_all();
     jobs_.notifyChange();
@@ -41,73 +73,142 @@ ConversionRunner::~ConversionRunner()
         thread.join();
 }
 
+void ConversionRunner::drain()
+{
+    draining_ = true;
+    jobs_.notifyChange();
+}
+
+void ConversionRunner::recover_()
+{
+    auto dead = folder_->dead();
+    // What a version before has taken bears no name.
+    dead.emplace_back();
+    const auto failed = jobs_.recover( dead );
+    // Their folders stay until it is known: a later start finds their names there.
+    if ( !failed )
+        return spdlog::error( "Conversion: {}", failed.error().text );
+    removeObjects_( *failed );
+    folder_->sweep();
+}
+
+void ConversionRunner::beat_()
+{
+    std::vector<ConversionJob> jobs;
+    {
+        const std::lock_guard lock( mutex_ );
+        for ( const auto* attempt : running_ )
+            jobs.push_back( attempt->job );
+    }
+    if ( jobs.empty() )
+        return;
+    const auto lost = jobs_.beat( jobs );
+    if ( !lost )
+        return spdlog::error( "Conversion: {}", lost.error().text );
+    const std::lock_guard lock( mutex_ );
+    for ( const auto& job : *lost )
+        for ( auto* attempt : running_ )
+            if ( attempt->job.id == job.id && attempt->job.attempt == job.attempt )
+                attempt->stop = true;
+    stopped_.notify_all();
+}
+
 std::unique_ptr<WorkerProcess> ConversionRunner::freshWorker_()
 {
-    if ( stopping_ )
+    if ( !takesMore_() )
         return nullptr;
-    auto worker = WorkerProcess::start( options_.folder, options_.limits );
+    auto worker = WorkerProcess::start( folder_->path(), options_.limits, options_.worker );
     if ( worker )
         return std::move( *worker );
     spdlog::error( "Conversion: {}", worker.error() );
     return nullptr;
 }
 
+std::optional<ConversionJob> ConversionRunner::take_()
+{
+    const auto failed = jobs_.reap();
+    if ( failed )
+        removeObjects_( *failed );
+    auto taken = failed.and_then( [this]( const auto& ) { return jobs_.take(); } );
+    if ( !taken )
+        spdlog::error( "Conversion: {}", taken.error().text );
+    return taken.value_or( std::nullopt );
+}
+
 void ConversionRunner::runSlot_()
 {
     auto worker = freshWorker_();
-    while ( !stopping_ )
+    while ( takesMore_() )
     {
-        const auto taken = jobs_.take();
-        if ( !taken )
-            spdlog::error( "Conversion: {}", taken.error().text );
-        const auto job = taken.value_or( std::nullopt );
+        const auto job = take_();
         if ( !job )
         {
             jobs_.waitForChange( cLookAgain );
             continue;
         }
+        Attempt attempt{ *job };
+        const Registered registered( *this, attempt );
         if ( !worker || !worker->isAlive() )
             worker = freshWorker_();
         if ( worker )
-            run_( *job, std::move( worker ) );
-        else if ( stopping_ )
+            run_( attempt, std::move( worker ) );
+        else if ( !takesMore_() )
             giveBack_( *job );
         else
-            end_( *job,
+            (void)end_( attempt,
                 tl::unexpected( std::string( "The conversion service has no resources left; try again later" ) ) );
         worker = freshWorker_();
     }
 }
 
-void ConversionRunner::run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker )
+void ConversionRunner::run_( Attempt& attempt, std::unique_ptr<WorkerProcess> worker )
 {
     const auto begin = std::chrono::steady_clock::now();
-    auto converted = store_.fetch( job.uploadKey(), worker->inputFile() );
-    if ( !converted )
+    const auto converted = fetch_( attempt, *worker ).and_then( [&] { return worker->convert( attempt.stop ); } );
+    if ( attempt.stop && !converted )
     {
-        spdlog::error( "Conversion: {}", converted.error() );
-        converted = tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
-    }
-    else
-        converted = worker->convert( stopping_ );
-    if ( stopping_ && !converted )
-    {
-        // That the service stops is no fault of the file's.
-        giveBack_( job );
+        // That the service stops is no fault of the file's; a lost attempt has nothing to give back, and is told so.
+        giveBack_( attempt.job );
         return;
     }
-    const auto done = converted.and_then( [&] { return keepResult_( job, worker->resultFile() ); } );
-    end_( job, done );
-    store_.remove( job.uploadKey() );
+    const auto done = converted.and_then( [&] { return keepResult_( attempt.job, worker->resultFile() ); } );
+    if ( !end_( attempt, done ) )
+        return;
     const auto ms =
         std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - begin ).count();
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
 }
 
+tl::expected<void, std::string> ConversionRunner::fetch_( const Attempt& attempt, const WorkerProcess& worker )
+{
+    const auto deadline = std::chrono::steady_clock::now() + options_.limits.time;
+    while ( true )
+    {
+        const auto fetched = store_.fetch( attempt.job.uploadKey(), worker.inputFile() );
+        if ( fetched )
+            return {};
+        spdlog::error( "Conversion: {}", fetched.error().text );
+        if ( fetched.error().kind == StoreTrouble::Missing )
+            return tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
+        if ( attempt.stop || std::chrono::steady_clock::now() >= deadline )
+            return tl::unexpected( std::string( "The uploaded file cannot be read now; open the file again later" ) );
+        pause_( options_.retry, &attempt );
+    }
+}
+
+void ConversionRunner::pause_( std::chrono::milliseconds time, const Attempt* attempt )
+{
+    std::unique_lock lock( mutex_ );
+    stopped_.wait_for( lock, time, [&] { return stopping_ || ( attempt && attempt->stop ); } );
+}
+
 void ConversionRunner::giveBack_( const ConversionJob& job )
 {
-    if ( const auto back = jobs_.giveBack( job.id ); !back )
+    const auto back = jobs_.giveBack( job );
+    if ( !back )
         spdlog::error( "Conversion: {}", back.error().text );
+    else if ( !*back )
+        spdlog::warn( "Conversion: an attempt was stopped that had lost its job to another" );
 }
 
 tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(
@@ -136,18 +237,30 @@ bool ConversionRunner::fits_( const ConversionJob& job, uint64_t resultBytes )
     return store_.hasRoomFor( resultBytes ) && jobs_.isWithinShare( job, resultBytes ).value_or( true );
 }
 
-void ConversionRunner::end_( const ConversionJob& job, const tl::expected<uint64_t, std::string>& done )
+bool ConversionRunner::end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done )
 {
+    const auto& job = attempt.job;
     while ( true )
     {
-        const auto written = done ? jobs_.finish( job.id, *done ) : jobs_.fail( job.id, done.error() );
+        const auto written = done ? jobs_.finish( job, *done ) : jobs_.fail( job, done.error() );
+        if ( written && *written )
+        {
+            store_.remove( job.uploadKey() );
+            // Attempts that died between storing and the end left theirs.
+            for ( auto before = job.attempt - 1; before > 0; --before )
+                store_.remove( job.resultKey( before ) );
+            return true;
+        }
         if ( written )
-            return;
+        {
+            spdlog::warn( "Conversion: an attempt had lost its job to another; what it made is dropped" );
+            store_.remove( job.resultKey() );
+            return false;
+        }
         spdlog::error( "Conversion: {}", written.error().text );
         if ( stopping_ )
-            return;
-        std::unique_lock lock( mutex_ );
-        stopped_.wait_for( lock, cLookAgain, [this] { return stopping_.load(); } );
+            return false;
+        pause_( cLookAgain );
     }
 }
 
@@ -156,8 +269,7 @@ void ConversionRunner::tidy_()
     const auto expired = jobs_.expire( options_.keep );
     if ( !expired )
         return spdlog::error( "Conversion: {}", expired.error().text );
-    for ( const auto& job : *expired )
-        removeObjects_( job );
+    removeObjects_( *expired );
     // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
     store_.removeOlder( 2 * options_.keep );
     while ( store_.excess() > 0 )
@@ -176,6 +288,14 @@ void ConversionRunner::removeObjects_( const ConversionJob& job )
 {
     store_.remove( job.uploadKey() );
     store_.remove( job.resultKey() );
+    for ( auto before = job.attempt - 1; before > 0; --before )
+        store_.remove( job.resultKey( before ) );
+}
+
+void ConversionRunner::removeObjects_( const std::vector<ConversionJob>& jobs )
+{
+    for ( const auto& job : jobs )
+        removeObjects_( job );
 }
 
 } // namespace VX::Backend

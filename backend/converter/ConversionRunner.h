@@ -1,6 +1,7 @@
 #pragma once
 
 #include "converter/ConversionJobs.h"
+#include "converter/WorkFolder.h"
 #include "converter/WorkerProcess.h"
 #include "storage/ObjectStore.h"
 #include "work/Repeating.h"
@@ -15,30 +16,58 @@ namespace VX::Backend
 
 struct RunnerOptions
 {
-    /// Folder of the workers' folders; emptied at the start.
-    std::filesystem::path folder;
     int slots = 2;
     WorkerLimits limits;
     /// Jobs, uploads and results older than this are removed.
     std::chrono::seconds keep{ 3600 };
+    /// How often the leases of what runs are extended.
+    std::chrono::milliseconds beat{ 3000 };
+    /// How often an upload is asked for again that cannot be had just now.
+    std::chrono::milliseconds retry{ 1000 };
+    /// The beginning of the workers' command line; this very program unless given.
+    std::vector<std::string> worker;
 };
 
 /// Takes queued conversions and runs each in a worker process, as many at a time as there are slots.
+///
+/// An attempt whose lease is lost changes nothing any more: it is stopped, and its result is dropped.
 class ConversionRunner
 {
 public:
-    ConversionRunner( ConversionJobs& jobs, ObjectStore& store, RunnerOptions options );
-    /// Kills what is running, and queues it again for the next start.
+    /// What earlier instances of the folder were running is queued again at once.
+    ConversionRunner(
+        ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder, RunnerOptions options );
+    /// Kills what is running, and hands it back.
     ~ConversionRunner();
     ConversionRunner( const ConversionRunner& ) = delete;
     ConversionRunner& operator=( const ConversionRunner& ) = delete;
 
+    /// Takes no more; what runs goes on. Any thread.
+    void drain();
+    /// Whether nothing runs any more after `drain`.
+    [[nodiscard]] bool isDrained() const { return slotsAtWork_ == 0; }
+
 private:
+    /// One attempt at a job, from when it is taken until its end is written.
+    struct Attempt
+    {
+        ConversionJob job;
+        /// Tells the worker to end.
+        std::atomic<bool> stop{ false };
+    };
+    class Registered;
+
+    [[nodiscard]] std::optional<ConversionJob> take_();
+    [[nodiscard]] bool takesMore_() const { return !stopping_ && !draining_; }
+    void recover_();
+    void beat_();
     void runSlot_();
-    void run_( const ConversionJob& job, std::unique_ptr<WorkerProcess> worker );
-    /// Writes how a job has ended, with the bytes of its result or for what reason; while that cannot be done it is
-    /// tried again, for a client waits for it.
-    void end_( const ConversionJob& job, const tl::expected<uint64_t, std::string>& done );
+    void run_( Attempt& attempt, std::unique_ptr<WorkerProcess> worker );
+    /// Brings the upload to the worker, however long the store is away; the error is for the user.
+    [[nodiscard]] tl::expected<void, std::string> fetch_( const Attempt& attempt, const WorkerProcess& worker );
+    /// Writes how an attempt has ended, with the bytes of its result or for what reason, and removes what is of no use
+    /// after it; while it cannot be written it is tried again, for a client waits for it. Whether it was written.
+    bool end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done );
     void giveBack_( const ConversionJob& job );
     /// Stores a result. Where there is no room for it, or its owner has a share already, the owner's older jobs go
     /// first: nobody else's do.
@@ -47,16 +76,24 @@ private:
     [[nodiscard]] bool fits_( const ConversionJob& job, uint64_t resultBytes );
     void tidy_();
     void removeObjects_( const ConversionJob& job );
+    void removeObjects_( const std::vector<ConversionJob>& jobs );
     [[nodiscard]] std::unique_ptr<WorkerProcess> freshWorker_();
+    /// Waits for so long; less when the attempt, or for none the runner, is to stop.
+    void pause_( std::chrono::milliseconds time, const Attempt* attempt = nullptr );
 
     ConversionJobs& jobs_;
     ObjectStore& store_;
+    std::unique_ptr<WorkFolder> folder_;
     RunnerOptions options_;
     std::mutex mutex_;
     std::condition_variable stopped_;
+    std::vector<Attempt*> running_;
     std::atomic<bool> stopping_{ false };
+    std::atomic<bool> draining_{ false };
+    std::atomic<int> slotsAtWork_{ 0 };
     std::vector<std::thread> threads_;
-    /// By a clock of its own: slots may be busy for long.
+    /// Both by clocks of their own: slots may be busy for long.
+    std::unique_ptr<Repeating> beating_;
     std::unique_ptr<Repeating> tidying_;
 };
 

@@ -5,14 +5,33 @@ namespace VX::Backend
 namespace
 {
 
-DatabaseResult<void> addColumn( Database& database, const std::string& name, const std::string& type )
+/// Whether it was missing.
+DatabaseResult<bool> addColumn( Database& database, const std::string& name, const std::string& type )
 {
     const auto there = database.query( "SELECT 1 FROM pragma_table_info('conversions') WHERE name = ?", { name } );
     if ( !there )
         return tl::unexpected( there.error() );
     if ( !there->empty() )
-        return {};
-    return database.execute( "ALTER TABLE conversions ADD COLUMN " + name + " " + type ).map( []( int ) {} );
+        return false;
+    return database.execute( "ALTER TABLE conversions ADD COLUMN " + name + " " + type )
+        .map( []( int ) { return true; } );
+}
+
+/// Leases, fences and deaths. Before, the count of attempts was that of the deaths and of what ran, and results had no
+/// attempt in their keys.
+DatabaseResult<void> addLeases( Database& database )
+{
+    return addColumn( database, "taker", "TEXT NOT NULL DEFAULT ''" )
+        .and_then( [&]( bool ) { return addColumn( database, "lease_until", "INTEGER NOT NULL DEFAULT 0" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, "deaths", "INTEGER NOT NULL DEFAULT 0" ); } )
+        .and_then(
+            [&]( bool added )
+            {
+                return !added
+                           ? DatabaseResult<void>()
+                           : executeAll( database, { "UPDATE conversions SET deaths = max(attempts - (state = 2), 0)",
+                                                       "UPDATE conversions SET attempts = 0 WHERE state > 2" } );
+            } );
 }
 
 // The states by their numbers: 0 created, 1 queued, 2 running.
@@ -54,8 +73,9 @@ DatabaseResult<void> prepareJobTables( Database& database )
     Database::Transaction transaction( database );
     return executeAll( database, cTables )
         .and_then( [&] { return addColumn( database, "owner", "TEXT NOT NULL DEFAULT ''" ); } )
-        .and_then( [&] { return addColumn( database, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
-        .and_then( [&] { return addColumn( database, "ended", "INTEGER" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, "ended", "INTEGER" ); } )
+        .and_then( [&]( bool ) { return addLeases( database ); } )
         .and_then( [&] { return executeAll( database, cIndexesAndSums ); } )
         .and_then( [&] { return transaction.commit(); } );
 }

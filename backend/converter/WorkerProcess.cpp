@@ -115,7 +115,7 @@ std::vector<std::string> workerCommand( const std::filesystem::path& folder, con
 }
 
 tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
-    const std::filesystem::path& root, const WorkerLimits& limits )
+    const std::filesystem::path& root, const WorkerLimits& limits, std::vector<std::string> program )
 {
     static std::atomic<unsigned> sCounter{ 0 };
     std::unique_ptr<WorkerProcess> worker( new WorkerProcess );
@@ -127,10 +127,12 @@ tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
         return tl::unexpected( std::string( "No folder for a worker can be made" ) );
 
     const auto folder = hasBubblewrap() ? std::string( "/job" ) : worker->folder_.string();
-    const auto command = workerCommand(
-        worker->folder_, { ownProgram().string(), "worker", folder, std::to_string( limits.memory ),
-                             std::to_string( limits.outputSize ), std::to_string( limits.time.count() ) } );
-    auto process = ChildProcess::start( { command, workerEnvironment(), showsErrors() } );
+    if ( program.empty() )
+        program = { ownProgram().string(), "worker" };
+    program.insert( program.end(), { folder, std::to_string( limits.memory ), std::to_string( limits.outputSize ),
+                                       std::to_string( limits.time.count() ) } );
+    auto process =
+        ChildProcess::start( { workerCommand( worker->folder_, program ), workerEnvironment(), showsErrors() } );
     if ( !process )
     {
         spdlog::error( "{}", process.error() );

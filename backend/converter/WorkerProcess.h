@@ -46,9 +46,10 @@ struct WorkerReport
 class WorkerProcess
 {
 public:
-    /// Starts a worker in a fresh folder below `root`.
+    /// Starts a worker in a fresh folder below `root`. It is this very program, unless the beginning of another command
+    /// line is given.
     [[nodiscard]] static tl::expected<std::unique_ptr<WorkerProcess>, std::string> start(
-        const std::filesystem::path& root, const WorkerLimits& limits );
+        const std::filesystem::path& root, const WorkerLimits& limits, std::vector<std::string> program = {} );
     /// Kills it when it still runs, and removes its folder.
     ~WorkerProcess();
     WorkerProcess( const WorkerProcess& ) = delete;

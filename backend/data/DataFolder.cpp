@@ -69,12 +69,23 @@ void giveToOwner( const std::filesystem::path& folder )
 
 tl::expected<std::unique_ptr<FolderLock>, std::string> FolderLock::take( const std::filesystem::path& folder )
 {
+    return take_( folder, LOCK_EX | LOCK_NB );
+}
+
+tl::expected<std::unique_ptr<FolderLock>, std::string> FolderLock::await( const std::filesystem::path& folder )
+{
+    return take_( folder, LOCK_EX );
+}
+
+tl::expected<std::unique_ptr<FolderLock>, std::string> FolderLock::take_(
+    const std::filesystem::path& folder, int operation )
+{
     const auto file = folder / "lock";
     const int fd = ::open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 );
     if ( fd < 0 )
         return tl::unexpected( fmt::format( "\"{}\" cannot be opened: {}", file.string(), said( errno ) ) );
     std::unique_ptr<FolderLock> lock( new FolderLock( fd ) );
-    if ( ::flock( fd, LOCK_EX | LOCK_NB ) != 0 )
+    if ( ::flock( fd, operation ) != 0 )
         return tl::unexpected( fmt::format( "The folder \"{}\" is in use by the service of process {}; stop it first, "
                                             "or give another folder",
             folder.string(), holderIn( fd ) ) );

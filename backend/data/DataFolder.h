@@ -16,12 +16,15 @@ namespace VX::Backend
 /// Gives what an operator has made in the folder as root to the folder's owner, as whom the service runs.
 void giveToOwner( const std::filesystem::path& folder );
 
-/// Keeps a folder of data to one service; it goes with the process, however that ends.
+/// Keeps a folder to one process; it goes with the process, however that ends.
 class FolderLock
 {
 public:
     /// The error names the process that has it.
     [[nodiscard]] static tl::expected<std::unique_ptr<FolderLock>, std::string> take(
+        const std::filesystem::path& folder );
+    /// Waits for it. For what is held for moments only.
+    [[nodiscard]] static tl::expected<std::unique_ptr<FolderLock>, std::string> await(
         const std::filesystem::path& folder );
     ~FolderLock();
     FolderLock( const FolderLock& ) = delete;
@@ -32,6 +35,8 @@ private:
         : fd_( fd )
     {
     }
+    [[nodiscard]] static tl::expected<std::unique_ptr<FolderLock>, std::string> take_(
+        const std::filesystem::path& folder, int operation );
     int fd_;
 };
 

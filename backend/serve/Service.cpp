@@ -202,8 +202,14 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     url_ = foundation_.publicUrl.empty() ? "https://localhost:" + std::to_string( server_->port() )
                                          : foundation_.publicUrl;
     store_.setEndpoint( url_ );
-    runner_ = std::make_unique<ConversionRunner>(
-        jobs_, store_, RunnerOptions{ options.data / "work", options.slots, options.worker, options.keep } );
+    auto folder = WorkFolder::make( options.data / "work", jobs_.instance() );
+    if ( !folder )
+        return tl::unexpected( folder.error() );
+    RunnerOptions runner;
+    runner.slots = options.slots;
+    runner.limits = options.worker;
+    runner.keep = options.keep;
+    runner_ = std::make_unique<ConversionRunner>( jobs_, store_, std::move( *folder ), runner );
     return {};
 }
 

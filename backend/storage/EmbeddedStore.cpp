@@ -301,16 +301,22 @@ bool EmbeddedStore::exists( const std::string& key )
     return std::filesystem::exists( fileOf_( key ), ec );
 }
 
-tl::expected<void, std::string> EmbeddedStore::fetch( const std::string& key, const std::filesystem::path& file )
+tl::expected<void, StoreError> EmbeddedStore::fetch( const std::string& key, const std::filesystem::path& file )
 {
     // A link costs nothing, and a new upload under the same key replaces the name, not the content.
+    const auto object = fileOf_( key );
     std::error_code ec;
-    std::filesystem::create_hard_link( fileOf_( key ), file, ec );
+    std::filesystem::create_hard_link( object, file, ec );
     if ( ec )
-        std::filesystem::copy_file( fileOf_( key ), file, ec );
-    if ( ec )
-        return tl::unexpected( "Cannot fetch an object: " + ec.message() );
-    return {};
+        std::filesystem::copy_file( object, file, std::filesystem::copy_options::overwrite_existing, ec );
+    if ( !ec )
+        return {};
+    // Where the whole store is away, no object is missing.
+    std::error_code ignored;
+    const bool missing = std::filesystem::is_directory( options_.folder, ignored ) &&
+                         std::filesystem::status( object, ignored ).type() == std::filesystem::file_type::not_found;
+    return tl::unexpected( StoreError{
+        missing ? StoreTrouble::Missing : StoreTrouble::Unavailable, "Cannot fetch an object: " + ec.message() } );
 }
 
 tl::expected<void, std::string> EmbeddedStore::store( const std::string& key, const std::filesystem::path& file )

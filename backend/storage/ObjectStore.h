@@ -18,6 +18,18 @@ enum class Admission
     Unknown, ///< it cannot be found out now
 };
 
+enum class StoreTrouble
+{
+    Missing,    ///< there is no such object
+    Unavailable ///< not now: that says nothing about the object
+};
+
+struct StoreError
+{
+    StoreTrouble kind = StoreTrouble::Unavailable;
+    std::string text; ///< for the log
+};
+
 /// Where uploads and results are kept: a bucket of objects by key. Any thread; errors are for the service's log.
 class ObjectStore
 {
@@ -30,7 +42,7 @@ public:
 
     [[nodiscard]] virtual bool exists( const std::string& key ) = 0;
     /// Copies an object into a new local file.
-    [[nodiscard]] virtual tl::expected<void, std::string> fetch(
+    [[nodiscard]] virtual tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) = 0;
     /// Makes an object of a local file, which may be moved away by it.
     [[nodiscard]] virtual tl::expected<void, std::string> store(

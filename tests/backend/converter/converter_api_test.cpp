@@ -22,7 +22,7 @@ public:
     std::string putUrl( const std::string& key, std::chrono::seconds ) override { return "put:" + key; }
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return "get:" + key; }
     bool exists( const std::string& key ) override { return objects.contains( key ); }
-    tl::expected<void, std::string> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
+    tl::expected<void, StoreError> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
     tl::expected<void, std::string> store( const std::string&, const std::filesystem::path& ) override { return {}; }
     void remove( const std::string& key ) override { objects.erase( key ); }
     void removeOlder( std::chrono::seconds ) override {}
@@ -101,9 +101,9 @@ TEST_F( ConverterApiTest, WalksThroughAConversion )
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
-    ASSERT_TRUE( jobs_.finish( jobs_.take().value()->id ) );
+    ASSERT_TRUE( jobs_.finish( jobs_.take().value().value() ) );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "finished" );
-    EXPECT_EQ( json( status( id ) )["result"]["url"], "get:results/" + id );
+    EXPECT_EQ( json( status( id ) )["result"]["url"], "get:results/" + id + "/1" );
 }
 
 TEST_F( ConverterApiTest, StatusIsHeldWhileItRunsAndAnsweredAtOnceWhenItEnds )
@@ -114,7 +114,7 @@ TEST_F( ConverterApiTest, StatusIsHeldWhileItRunsAndAnsweredAtOnceWhenItEnds )
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
     EXPECT_GE( std::chrono::steady_clock::now() - begin, std::chrono::milliseconds( 300 ) );
     auto held = std::async( std::launch::async, [&] { return status( id ); } );
-    ASSERT_TRUE( jobs_.fail( jobs_.take().value()->id, "no solids" ) );
+    ASSERT_TRUE( jobs_.fail( jobs_.take().value().value(), "no solids" ) );
     EXPECT_EQ( message( held.get() ), "no solids" );
 }
 

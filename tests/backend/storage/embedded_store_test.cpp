@@ -194,6 +194,22 @@ TEST_F( EmbeddedStoreTest, StoresAndFetchesLocalFiles )
     EXPECT_FALSE( store_.fetch( "r", folder_.path() / "again" ) );
 }
 
+TEST_F( EmbeddedStoreTest, WhatIsMissingIsToldFromAStoreThatIsAway )
+{
+    ASSERT_TRUE( store_.store( "r", folder_.write( "result", "bytes" ) ) );
+    EXPECT_EQ( store_.fetch( "other", folder_.path() / "copy" ).error().kind, StoreTrouble::Missing );
+    const auto objects = folder_.path() / "objects";
+    std::filesystem::rename( objects, folder_.path() / "away" );
+    EXPECT_EQ( store_.fetch( "r", folder_.path() / "copy" ).error().kind, StoreTrouble::Unavailable );
+    std::filesystem::rename( folder_.path() / "away", objects );
+    EXPECT_EQ( store_.fetch( "r", folder_.path() / "nowhere" / "copy" ).error().kind, StoreTrouble::Unavailable )
+        << "that is no fault of the object's";
+    // What a try before has left in the place does not keep the next one from it.
+    folder_.write( "copy", "by" );
+    ASSERT_TRUE( store_.fetch( "r", folder_.path() / "copy" ) );
+    EXPECT_EQ( Testing::readFile( folder_.path() / "copy" ), "bytes" );
+}
+
 TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
 {
     folder_.write( "secret", "host file" );

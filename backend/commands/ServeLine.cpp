@@ -33,7 +33,23 @@ int checkOnly( const ServiceOptions& options )
     return 0;
 }
 
-int serve( const ServiceOptions& options )
+/// Lets what runs come to its end, for so long at most, or until a signal says once more that it is to stop.
+void drain( Service& service, const sigset_t& signals, std::chrono::seconds most )
+{
+    constexpr timespec cSlice{ 0, 50'000'000 };
+    const auto deadline = std::chrono::steady_clock::now() + most;
+    service.drain();
+    while ( !service.isDrained() && std::chrono::steady_clock::now() < deadline )
+    {
+        const int signal = sigtimedwait( &signals, nullptr, &cSlice );
+        if ( signal == SIGHUP )
+            reloadCertificate( service );
+        else if ( signal > 0 )
+            return;
+    }
+}
+
+int serve( const ServiceOptions& options, std::chrono::seconds drainTime )
 {
     // Blocked before any thread starts, so that the wait below gets them and nobody else.
     sigset_t signals;
@@ -59,6 +75,7 @@ int serve( const ServiceOptions& options )
         if ( signal == SIGHUP )
             reloadCertificate( **service );
     }
+    drain( **service, signals, drainTime );
     return 0;
 }
 
@@ -71,6 +88,7 @@ struct Line
     uint64_t storedMebibytes = options.maxStored >> 20;
     uint64_t statisticsMebibytes = options.maxStatistics >> 20;
     int64_t workerSeconds = options.worker.time.count();
+    int drainSeconds = 20;
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
     bool onlyChecks = false;
 };
@@ -99,6 +117,12 @@ void addConversionOptions( CLI::App& command, Line& line )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();
     addWorkerLimits( command, line.workerMebibytes, line.workerSeconds );
+    command
+        .add_option( "--drain-seconds", line.drainSeconds,
+            "Seconds that running conversions may go on after SIGTERM or SIGINT; what is not done then, or at a second "
+            "signal, is run again at the next start" )
+        ->check( CLI::Range( 0, 86400 ) )
+        ->capture_default_str();
     command
         .add_option( "--max-stored", line.storedMebibytes,
             "MiB of all uploads and results together; nobody alone has more than half" )
@@ -154,7 +178,7 @@ int runServe( Line& line )
     options.maxStored = line.storedMebibytes << 20;
     options.maxStatistics = line.statisticsMebibytes << 20;
     options.worker.time = std::chrono::seconds( line.workerSeconds );
-    return line.onlyChecks ? checkOnly( options ) : serve( options );
+    return line.onlyChecks ? checkOnly( options ) : serve( options, std::chrono::seconds( line.drainSeconds ) );
 }
 
 } // namespace

@@ -58,6 +58,12 @@ void MonitorApi::handle( HttpRequest request, Respond respond )
 HttpResponse MonitorApi::health_()
 {
     HttpResponse out;
+    if ( draining_ )
+    {
+        out.status = 503;
+        out.body = R"({"status":"stopping"})";
+        return out;
+    }
     const bool writes = canWrite_();
     out.status = writes ? 200 : 503;
     out.body = writes ? R"({"status":"ok"})" : R"({"status":"the database cannot be written"})";

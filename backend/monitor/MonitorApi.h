@@ -34,6 +34,9 @@ public:
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
 
+    /// Says from now on that this process stops: no more work should be sent to it. Any thread.
+    void drain() { draining_ = true; }
+
 private:
     [[nodiscard]] HttpResponse health_();
     [[nodiscard]] HttpResponse metrics_();
@@ -46,6 +49,7 @@ private:
     std::mutex mutex_;
     std::chrono::steady_clock::time_point nextCheck_;
     bool couldWrite_ = false;
+    std::atomic<bool> draining_{ false };
     std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
 

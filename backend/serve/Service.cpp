@@ -111,6 +111,8 @@ public:
 
     [[nodiscard]] const std::string& url() const { return url_; }
     [[nodiscard]] HttpServer& server() { return *server_; }
+    [[nodiscard]] const ConversionRunner& runner() const { return *runner_; }
+    void drain();
 
 private:
     /// Ends what may still answer, when it goes itself.
@@ -213,6 +215,12 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     return {};
 }
 
+void Service::Parts::drain()
+{
+    monitor_.drain();
+    runner_->drain();
+}
+
 Service::Service( std::unique_ptr<Parts> parts )
     : parts_( std::move( parts ) )
 {
@@ -233,6 +241,16 @@ const std::string& Service::url() const
 tl::expected<void, std::string> Service::reloadCertificate()
 {
     return parts_->server().reloadCertificate();
+}
+
+void Service::drain()
+{
+    parts_->drain();
+}
+
+bool Service::isDrained() const
+{
+    return parts_->runner().isDrained();
 }
 
 tl::expected<void, std::string> Service::check( const ServiceOptions& options )

@@ -50,7 +50,7 @@ struct ServiceOptions
     uint64_t maxStatistics = uint64_t( 8 ) << 30; ///< bytes of all statistics
 };
 
-/// All services of one machine in one process.
+/// All services of one machine in one process. Its end hands back what runs, for the next start.
 class Service
 {
 public:
@@ -68,6 +68,11 @@ public:
     [[nodiscard]] const std::string& url() const;
     /// Reads certificate and key again; the error says why the old ones stay.
     [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
+
+    /// Takes no more conversions, and says at "/healthz" that it stops. What runs goes on, and all calls are answered.
+    void drain();
+    /// Whether nothing runs any more after it.
+    [[nodiscard]] bool isDrained() const;
 
 private:
     class Parts;

@@ -38,6 +38,7 @@ TEST( BackendCommandLine, EndsInOrderWhenItIsToldTo )
     for ( const int signal : { SIGTERM, SIGINT } )
     {
         Testing::BackendProcess backend;
-        EXPECT_EQ( backend.end( signal ), 0 ) << signal;
+        backend.signal( signal );
+        EXPECT_EQ( backend.awaitEnd(), 0 ) << signal;
     }
 }

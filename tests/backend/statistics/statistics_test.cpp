@@ -222,6 +222,10 @@ TEST_F( Statistics, HealthAndMetrics )
                                 "# TYPE process_resident_memory_bytes gauge\n"
                                 "# HELP orvanta_uptime_seconds Time since the service was started.\n"
                                 "# TYPE orvanta_uptime_seconds gauge\n" );
+    monitor.drain();
+    EXPECT_EQ( get( "/healthz" ).status, 503 );
+    EXPECT_EQ( get( "/healthz" ).body, R"({"status":"stopping"})" );
+    EXPECT_EQ( get( "/metrics" ).status, 200 );
 }
 
 TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )

@@ -1,9 +1,11 @@
 #include "support/service/BackendProcess.h"
 #include "TestPlaces.h"
+#include "support/Patience.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -72,11 +74,11 @@ void BackendProcess::signal( int number ) const
     ::kill( pid_, number );
 }
 
-int BackendProcess::end( int signal )
+int BackendProcess::awaitEnd()
 {
     int status = 0;
-    ::kill( pid_, signal );
-    ::waitpid( pid_, &status, 0 );
+    for ( const Patience patience; ::waitpid( pid_, &status, WNOHANG ) == 0; patience.check( "it does not end" ) )
+        std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
     pid_ = -1;
     return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
 }

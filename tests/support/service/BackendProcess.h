@@ -22,8 +22,9 @@ public:
     void restart();
     void kill();
     void signal( int number ) const;
-    /// Tells it to end and waits until it has; its exit status, or -1 where it was killed.
-    [[nodiscard]] int end( int signal );
+    /// Waits until it has ended by itself, and returns its exit status; -1 when it died.
+    [[nodiscard]] int awaitEnd();
+    [[nodiscard]] int pid() const { return pid_; }
     /// Options of the next start.
     void setOptions( std::vector<std::string> options ) { options_ = std::move( options ); }
     [[nodiscard]] const std::filesystem::path& data() const { return folder_.path(); }

@@ -175,11 +175,15 @@ TEST_F( ConversionLeases, WhoWakesTooLateHearsItAndOverwritesNothing )
 TEST_F( ConversionLeases, TheThirdDeathIsTheEnd )
 {
     const auto id = queued();
+    ASSERT_EQ( a_.jobs.admitUpload( "uploads/" + id, 7 ), Admission::Welcome );
+    const auto bytes = [&]
+    { return integerOf( a_.database->query( "SELECT bytes FROM conversion_owners" ).value()[0][0] ); };
     for ( int death = 1; death <= 2; ++death )
     {
         (void)a_.taken();
         EXPECT_TRUE( pass( 2 * cLease + 2, b_ ).empty() );
         ASSERT_EQ( stateOf( id ), JobState::Queued ) << death;
+        EXPECT_EQ( bytes(), 7 );
     }
     (void)a_.taken();
     const auto failed = pass( 2 * cLease + 2, b_ );
@@ -188,6 +192,10 @@ TEST_F( ConversionLeases, TheThirdDeathIsTheEnd )
     EXPECT_EQ( stateOf( id ), JobState::Failed );
     EXPECT_EQ( a_.jobs.find( id ).value()->error, cCutOff );
     EXPECT_FALSE( b_.jobs.take().value() );
+    EXPECT_EQ( bytes(), 0 );
+    EXPECT_TRUE( a_.jobs.expire( std::chrono::hours( 1 ) ).value().empty() );
+    now_ += 3602;
+    EXPECT_EQ( a_.jobs.expire( std::chrono::hours( 1 ) ).value().size(), 1u ) << "it is kept for its hour";
 }
 
 TEST_F( ConversionLeases, WhatIsHandedBackIsNoDeath )

@@ -338,6 +338,15 @@ TEST_F( Runner, WhatADeadInstanceOfTheFolderHadIsRunAtOnce )
     EXPECT_TRUE( std::filesystem::exists( living->path() ) );
 }
 
+TEST_F( Runner, WhatAVersionBeforeWasRunningIsRunAtOnce )
+{
+    const auto id = queued( "bytes" );
+    ASSERT_TRUE( others_.take().value() );
+    ASSERT_TRUE( database_->execute( "UPDATE conversions SET taker = '', lease_until = 0" ) );
+    start();
+    EXPECT_EQ( ended( id ).state, JobState::Finished );
+}
+
 TEST_F( Runner, TheNamesOfTheDeadStayWhereTheirJobsCouldNotBeSeenTo )
 {
     (void)WorkFolder::make( work_, others_.instance() ).value();
@@ -356,6 +365,7 @@ TEST_F( Runner, TheThirdDeathIsSeenByWhoeverLooksForWork )
         ASSERT_TRUE( others_.recover( { others_.instance() } ).value().empty() );
     }
     (void)others_.take().value();
+    store_.put( "results/" + id + "/1", "of the dead" );
     start();
     const auto failed = [&]
     {
@@ -365,6 +375,7 @@ TEST_F( Runner, TheThirdDeathIsSeenByWhoeverLooksForWork )
     };
     await( failed, "nobody reaps" );
     await( [&] { return !store_.contains( "uploads/" + id ); }, "its upload stays" );
+    await( [&] { return !store_.contains( "results/" + id + "/1" ); }, "what an attempt has stored stays" );
 }
 
 TEST_F( Runner, NoWorkerHoldsItsSlotForLongerThanTheTimeOfAJob )

@@ -164,14 +164,15 @@ void ConversionRunner::runSlot_()
 void ConversionRunner::run_( Attempt& attempt, std::unique_ptr<WorkerProcess> worker )
 {
     const auto begin = std::chrono::steady_clock::now();
-    const auto converted = fetch_( attempt, *worker ).and_then( [&] { return worker->convert( attempt.stop ); } );
-    if ( attempt.stop && !converted )
+    const auto done = fetch_( attempt, *worker )
+                          .and_then( [&] { return worker->convert( attempt.stop ); } )
+                          .and_then( [&] { return keepResult_( attempt, worker->resultFile() ); } );
+    if ( attempt.stop && !done )
     {
         // That the service stops is no fault of the file's; a lost attempt has nothing to give back, and is told so.
         giveBack_( attempt.job );
         return;
     }
-    const auto done = converted.and_then( [&] { return keepResult_( attempt.job, worker->resultFile() ); } );
     if ( !end_( attempt, done ) )
         return;
     const auto ms =
@@ -179,21 +180,33 @@ void ConversionRunner::run_( Attempt& attempt, std::unique_ptr<WorkerProcess> wo
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
 }
 
-tl::expected<void, std::string> ConversionRunner::fetch_( const Attempt& attempt, const WorkerProcess& worker )
+tl::expected<void, StoreError> ConversionRunner::patiently_(
+    const Attempt& attempt, const std::function<tl::expected<void, StoreError>()>& act )
 {
     const auto deadline = std::chrono::steady_clock::now() + options_.limits.time;
     while ( true )
     {
-        const auto fetched = store_.fetch( attempt.job.uploadKey(), worker.inputFile() );
-        if ( fetched )
-            return {};
-        spdlog::error( "Conversion: {}", fetched.error().text );
-        if ( fetched.error().kind == StoreTrouble::Missing )
-            return tl::unexpected( std::string( "The uploaded file is gone; open the file again" ) );
-        if ( attempt.stop || std::chrono::steady_clock::now() >= deadline )
-            return tl::unexpected( std::string( "The uploaded file cannot be read now; open the file again later" ) );
+        auto done = act();
+        if ( done )
+            return done;
+        spdlog::error( "Conversion: {}", done.error().text );
+        if ( done.error().kind != StoreTrouble::Unavailable || attempt.stop ||
+             std::chrono::steady_clock::now() >= deadline )
+            return done;
         pause_( options_.retry, &attempt );
     }
+}
+
+tl::expected<void, std::string> ConversionRunner::fetch_( const Attempt& attempt, const WorkerProcess& worker )
+{
+    return patiently_( attempt, [&] { return store_.fetch( attempt.job.uploadKey(), worker.inputFile() ); } )
+        .map_error(
+            []( const StoreError& error ) -> std::string
+            {
+                return error.kind == StoreTrouble::Missing
+                           ? "The uploaded file is gone; open the file again"
+                           : "The uploaded file cannot be read now; open the file again later";
+            } );
 }
 
 void ConversionRunner::pause_( std::chrono::milliseconds time, const Attempt* attempt )
@@ -212,8 +225,9 @@ void ConversionRunner::giveBack_( const ConversionJob& job )
 }
 
 tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(
-    const ConversionJob& job, const std::filesystem::path& file )
+    const Attempt& attempt, const std::filesystem::path& file )
 {
+    const auto& job = attempt.job;
     std::error_code ec;
     const uint64_t size = std::filesystem::file_size( file, ec );
     while ( !ec && !fits_( job, size ) )
@@ -229,7 +243,14 @@ tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(
     if ( !ec && !store_.hasRoomFor( size ) )
         return tl::unexpected(
             std::string( "The conversion service has no room for the result now; try again later" ) );
-    return store_.store( job.resultKey(), file ).map( [&] { return size; } );
+    return patiently_( attempt, [&] { return store_.store( job.resultKey(), file ); } )
+        .map( [&] { return size; } )
+        .map_error(
+            []( const StoreError& error ) -> std::string
+            {
+                return error.kind == StoreTrouble::Missing ? "The converter left no result for this file"
+                                                           : "The result cannot be stored now; try again later";
+            } );
 }
 
 bool ConversionRunner::fits_( const ConversionJob& job, uint64_t resultBytes )

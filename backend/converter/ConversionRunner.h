@@ -22,7 +22,7 @@ struct RunnerOptions
     std::chrono::seconds keep{ 3600 };
     /// How often the leases of what runs are extended.
     std::chrono::milliseconds beat{ 3000 };
-    /// How often an upload is asked for again that cannot be had just now.
+    /// How often a store that is away is tried again.
     std::chrono::milliseconds retry{ 1000 };
     /// The beginning of the workers' command line; this very program unless given.
     std::vector<std::string> worker;
@@ -63,7 +63,10 @@ private:
     void beat_();
     void runSlot_();
     void run_( Attempt& attempt, std::unique_ptr<WorkerProcess> worker );
-    /// Brings the upload to the worker, however long the store is away; the error is for the user.
+    /// Does what wants the store, and again while it is away, within the time of a job.
+    [[nodiscard]] tl::expected<void, StoreError> patiently_(
+        const Attempt& attempt, const std::function<tl::expected<void, StoreError>()>& act );
+    /// Brings the upload to the worker; the error is for the user.
     [[nodiscard]] tl::expected<void, std::string> fetch_( const Attempt& attempt, const WorkerProcess& worker );
     /// Writes how an attempt has ended, with the bytes of its result or for what reason, and removes what is of no use
     /// after it; while it cannot be written it is tried again, for a client waits for it. Whether it was written.
@@ -72,7 +75,7 @@ private:
     /// Stores a result. Where there is no room for it, or its owner has a share already, the owner's older jobs go
     /// first: nobody else's do.
     [[nodiscard]] tl::expected<uint64_t, std::string> keepResult_(
-        const ConversionJob& job, const std::filesystem::path& file );
+        const Attempt& attempt, const std::filesystem::path& file );
     [[nodiscard]] bool fits_( const ConversionJob& job, uint64_t resultBytes );
     void tidy_();
     void removeObjects_( const ConversionJob& job );

@@ -319,15 +319,16 @@ tl::expected<void, StoreError> EmbeddedStore::fetch( const std::string& key, con
         missing ? StoreTrouble::Missing : StoreTrouble::Unavailable, "Cannot fetch an object: " + ec.message() } );
 }
 
-tl::expected<void, std::string> EmbeddedStore::store( const std::string& key, const std::filesystem::path& file )
+tl::expected<void, StoreError> EmbeddedStore::store( const std::string& key, const std::filesystem::path& file )
 {
     // The file may come from a sandboxed worker: a link in its place must not lead us to another file.
     const int fd = ::open( file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC );
     struct stat info{};
-    bool stored = fd >= 0 && ::fstat( fd, &info ) == 0 && S_ISREG( info.st_mode );
+    const bool isFile = fd >= 0 && ::fstat( fd, &info ) == 0 && S_ISREG( info.st_mode );
     const auto temporary = newFile_();
     const auto source = "/proc/self/fd/" + std::to_string( fd );
-    stored = stored && ::linkat( AT_FDCWD, source.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW ) == 0;
+    const bool stored =
+        isFile && ::linkat( AT_FDCWD, source.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW ) == 0;
     const std::error_code linked( stored ? 0 : errno, std::generic_category() );
     if ( fd >= 0 )
         ::close( fd );
@@ -336,7 +337,8 @@ tl::expected<void, std::string> EmbeddedStore::store( const std::string& key, co
         return {};
     std::error_code ec;
     std::filesystem::remove( temporary, ec );
-    return tl::unexpected( "Cannot store an object: " + placed.error().message() );
+    return tl::unexpected( StoreError{ isFile ? StoreTrouble::Unavailable : StoreTrouble::Missing,
+        "Cannot store an object: " + placed.error().message() } );
 }
 
 void EmbeddedStore::remove( const std::string& key )

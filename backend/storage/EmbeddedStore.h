@@ -61,7 +61,7 @@ public:
     [[nodiscard]] bool exists( const std::string& key ) override;
     [[nodiscard]] tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) override;
-    [[nodiscard]] tl::expected<void, std::string> store(
+    [[nodiscard]] tl::expected<void, StoreError> store(
         const std::string& key, const std::filesystem::path& file ) override;
     void remove( const std::string& key ) override;
     void removeOlder( std::chrono::seconds age ) override;

@@ -20,7 +20,7 @@ enum class Admission
 
 enum class StoreTrouble
 {
-    Missing,    ///< there is no such object
+    Missing,    ///< there is no such object, or nothing that could become one
     Unavailable ///< not now: that says nothing about the object
 };
 
@@ -45,7 +45,7 @@ public:
     [[nodiscard]] virtual tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) = 0;
     /// Makes an object of a local file, which may be moved away by it.
-    [[nodiscard]] virtual tl::expected<void, std::string> store(
+    [[nodiscard]] virtual tl::expected<void, StoreError> store(
         const std::string& key, const std::filesystem::path& file ) = 0;
     virtual void remove( const std::string& key ) = 0;
 

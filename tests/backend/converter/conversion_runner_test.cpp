@@ -37,8 +37,15 @@ public:
         std::ofstream( file ) << objects_[key];
         return {};
     }
-    tl::expected<void, std::string> store( const std::string& key, const std::filesystem::path& file ) override
+    tl::expected<void, StoreError> store( const std::string& key, const std::filesystem::path& file ) override
     {
+        if ( full )
+        {
+            ++refused;
+            return tl::unexpected( StoreError{ StoreTrouble::Unavailable, "full" } );
+        }
+        if ( !std::filesystem::exists( file ) )
+            return tl::unexpected( StoreError{ StoreTrouble::Missing, "nothing" } );
         put( key, Testing::readFile( file ) );
         ++stored;
         return {};
@@ -68,6 +75,8 @@ public:
         return objects_[key];
     }
     std::atomic<bool> away{ false };
+    std::atomic<bool> full{ false };
+    std::atomic<int> refused{ 0 };
     std::atomic<int> fetches{ 0 };
     std::atomic<int> stored{ 0 };
 
@@ -87,6 +96,7 @@ closed) exec >&-; exec sleep 1000 ;;
 left) sleep 1000 & exit 0 ;;
 deaf) trap '' TERM INT HUP; exec sleep 1000 ;;
 dead) exit 3 ;;
+empty) echo "$done" ;;
 *) cp input.zip result.vxu; echo "$done" ;;
 esac)";
 
@@ -273,6 +283,36 @@ TEST_F( Runner, AStoreThatStaysAwayEndsTheJobInItsTime )
     const auto id = queued( "bytes" );
     start();
     EXPECT_EQ( ended( id ).error, "The uploaded file cannot be read now; open the file again later" );
+}
+
+TEST_F( Runner, AResultWaitsForAStoreThatTakesNone )
+{
+    store_.full = true;
+    const auto id = queued( "bytes" );
+    start();
+    await( [&] { return store_.refused > 3; }, "the store is not tried again" );
+    EXPECT_EQ( job( id ).state, JobState::Running );
+    store_.full = false;
+    EXPECT_EQ( ended( id ).state, JobState::Finished );
+    EXPECT_EQ( store_.get( "results/" + id + "/1" ), "bytes" );
+}
+
+TEST_F( Runner, AResultThatIsStillKeptOutAtTheEndIsNoFaultOfTheFiles )
+{
+    store_.full = true;
+    const auto id = queued( "bytes" );
+    start();
+    await( [&] { return store_.refused > 0; }, "nothing is stored" );
+    runner_.reset();
+    EXPECT_EQ( job( id ).state, JobState::Queued );
+    EXPECT_EQ( deathsOf( id ), 0 );
+}
+
+TEST_F( Runner, AWorkerThatLeavesNoResultHasFailed )
+{
+    const auto id = queued( "empty" );
+    start();
+    EXPECT_EQ( ended( id ).error, "The converter left no result for this file" );
 }
 
 TEST_F( Runner, AMissingUploadIsSaidAtOnce )

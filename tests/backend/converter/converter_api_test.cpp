@@ -23,7 +23,7 @@ public:
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return "get:" + key; }
     bool exists( const std::string& key ) override { return objects.contains( key ); }
     tl::expected<void, StoreError> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
-    tl::expected<void, std::string> store( const std::string&, const std::filesystem::path& ) override { return {}; }
+    tl::expected<void, StoreError> store( const std::string&, const std::filesystem::path& ) override { return {}; }
     void remove( const std::string& key ) override { objects.erase( key ); }
     void removeOlder( std::chrono::seconds ) override {}
     bool hasRoomFor( uint64_t ) override { return true; }

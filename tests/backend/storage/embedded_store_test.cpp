@@ -201,9 +201,11 @@ TEST_F( EmbeddedStoreTest, WhatIsMissingIsToldFromAStoreThatIsAway )
     const auto objects = folder_.path() / "objects";
     std::filesystem::rename( objects, folder_.path() / "away" );
     EXPECT_EQ( store_.fetch( "r", folder_.path() / "copy" ).error().kind, StoreTrouble::Unavailable );
+    EXPECT_EQ( store_.store( "s", folder_.write( "s", "x" ) ).error().kind, StoreTrouble::Unavailable );
     std::filesystem::rename( folder_.path() / "away", objects );
     EXPECT_EQ( store_.fetch( "r", folder_.path() / "nowhere" / "copy" ).error().kind, StoreTrouble::Unavailable )
         << "that is no fault of the object's";
+    EXPECT_EQ( store_.store( "s", folder_.path() / "nothing" ).error().kind, StoreTrouble::Missing );
     // What a try before has left in the place does not keep the next one from it.
     folder_.write( "copy", "by" );
     ASSERT_TRUE( store_.fetch( "r", folder_.path() / "copy" ) );
@@ -214,7 +216,7 @@ TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
 {
     folder_.write( "secret", "host file" );
     std::filesystem::create_symlink( folder_.path() / "secret", folder_.path() / "result" );
-    EXPECT_FALSE( store_.store( "r", folder_.path() / "result" ) );
+    EXPECT_EQ( store_.store( "r", folder_.path() / "result" ).error().kind, StoreTrouble::Missing );
     EXPECT_FALSE( store_.exists( "r" ) );
 }
 

@@ -21,7 +21,7 @@ void LeaseWatch::missed()
 bool LeaseWatch::mayReap( int64_t now ) const
 {
     const std::lock_guard lock( mutex_ );
-    return last_ && now >= *last_ && now - *last_ <= lease_ / 2 && now - since_ > lease_;
+    return last_ && now - since_ > lease_;
 }
 
 } // namespace VX::Backend

@@ -21,6 +21,7 @@ public:
     void saw( int64_t now );
     /// The database did not answer.
     void missed();
+    /// To be asked after the look at the database that found a lease over.
     [[nodiscard]] bool mayReap( int64_t now ) const;
 
 private:

@@ -167,6 +167,7 @@ TEST_F( ConversionLeases, WhoWakesTooLateHearsItAndOverwritesNothing )
     EXPECT_TRUE( b_.jobs.beat( { quick } ).value().empty() ) << "the other one's lease is its own";
     EXPECT_TRUE( b_.jobs.finish( quick, 2 ).value() );
     EXPECT_FALSE( a_.jobs.fail( slow, "cut off" ).value() );
+    EXPECT_FALSE( a_.jobs.finish( slow, 1 ).value() ) << "the end is the other one's";
     EXPECT_EQ( stateOf( id ), JobState::Finished );
     EXPECT_EQ( a_.jobs.find( id ).value()->resultKey(), quick.resultKey() );
     EXPECT_NE( quick.resultKey(), slow.resultKey() );
@@ -193,9 +194,10 @@ TEST_F( ConversionLeases, TheThirdDeathIsTheEnd )
     EXPECT_EQ( a_.jobs.find( id ).value()->error, cCutOff );
     EXPECT_FALSE( b_.jobs.take().value() );
     EXPECT_EQ( bytes(), 0 );
-    EXPECT_TRUE( a_.jobs.expire( std::chrono::hours( 1 ) ).value().empty() );
-    now_ += 3602;
-    EXPECT_EQ( a_.jobs.expire( std::chrono::hours( 1 ) ).value().size(), 1u ) << "it is kept for its hour";
+    now_ += 3580;
+    EXPECT_TRUE( a_.jobs.expire( std::chrono::hours( 1 ) ).value().empty() ) << "it is kept for its hour";
+    now_ += 30;
+    EXPECT_EQ( a_.jobs.expire( std::chrono::hours( 1 ) ).value().size(), 1u );
 }
 
 TEST_F( ConversionLeases, WhatIsHandedBackIsNoDeath )

@@ -1,8 +1,54 @@
 #include "commands/Lines.h"
 #include "identity/UserCommands.h"
+#include "privacy/PersonalData.h"
+
+#include <VXMesh/io/Text.h>
+
+#include <iostream>
 
 namespace VX::Backend::Lines
 {
+namespace
+{
+
+struct Person
+{
+    std::filesystem::path data;
+    std::string email;
+};
+
+int told( const tl::expected<std::string, std::string>& answer )
+{
+    if ( answer )
+        std::cout << *answer << "\n";
+    else
+        std::cerr << visibleText( answer.error() ) << "\n";
+    return answer ? 0 : 1;
+}
+
+int exportPerson( const Person& person )
+{
+    return told( personalData( person.data, person.email )
+            .map( []( const Json::Value& known ) { return trimmed( known.toStyledString() ); } ) );
+}
+
+int erasePerson( const Person& person )
+{
+    return told( erasePersonalData( person.data, person.email )
+            .map( [&] { return "Erased all that was known of " + person.email; } ) );
+}
+
+/// What is not about accounts alone, and asks for nothing but an address.
+void addPerson( CLI::App& group, const char* name, const char* text, Run& run, int ( *act )( const Person& ) )
+{
+    const auto person = std::make_shared<Person>();
+    auto* command = group.add_subcommand( name, text );
+    command->add_option( "--data", person->data, "Folder of the service's data" )->required();
+    command->add_option( "email", person->email )->required();
+    command->callback( [person, act, &run] { run = [person, act] { return act( *person ); }; } );
+}
+
+} // namespace
 
 void addUser( CLI::App& app, Run& run )
 {
@@ -38,6 +84,10 @@ void addUser( CLI::App& app, Run& run )
     add( "block", "Keep an account out and end all sign-ins", Action::Block );
     add( "unblock", "Let an account sign in again", Action::Unblock );
     add( "remove", "Remove an account", Action::Remove );
+    addPerson( *group, "export", "Print all that is kept of a person, as JSON", run, &exportPerson );
+    addPerson( *group, "erase",
+        "Remove a person's account, mails, conversions and statistics, so that nothing of them is left", run,
+        &erasePerson );
 }
 
 } // namespace VX::Backend::Lines

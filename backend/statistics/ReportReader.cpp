@@ -45,16 +45,6 @@ tl::unexpected<std::string> wrong( const char* text )
     return tl::unexpected( std::string( text ) );
 }
 
-std::string userCode( const std::string& email, const std::string& userKey )
-{
-    const auto text = "statistics/" + toLower( email );
-    std::string out( crypto_generichash_BYTES_MIN, '\0' );
-    crypto_generichash( reinterpret_cast<unsigned char*>( out.data() ), out.size(),
-        reinterpret_cast<const unsigned char*>( text.data() ), text.size(),
-        reinterpret_cast<const unsigned char*>( userKey.data() ), userKey.size() );
-    return hex( out );
-}
-
 } // namespace
 
 tl::expected<Report, std::string> readReport( const std::string& text, const std::string& userKey )
@@ -69,7 +59,7 @@ tl::expected<Report, std::string> readReport( const std::string& text, const std
         const auto email = textIn( body, "email", cLongestEmail );
         if ( !email )
             return wrong( "\"email\" must be a text of 1 to 254 bytes" );
-        return NewSession{ userCode( *email, userKey ) };
+        return NewSession{ codeOfUser( *email, userKey ) };
     }
     if ( type != "logAction" && type != "setPlatform" )
         return wrong( "\"type\" must be \"createSession\", \"logAction\" or \"setPlatform\"" );
@@ -89,7 +79,7 @@ tl::expected<Report, std::string> readReport( const std::string& text, const std
     const auto& names = body["actionNames"];
     if ( !names.isArray() )
         return wrong( "\"actionNames\" must be a list of actions" );
-    ReportedActions out{ session, userCode( *email, userKey ), {} };
+    ReportedActions out{ session, codeOfUser( *email, userKey ), {} };
     for ( const auto& value : names )
     {
         auto action = actionOf( value );
@@ -98,6 +88,16 @@ tl::expected<Report, std::string> readReport( const std::string& text, const std
         out.actions.push_back( std::move( *action ) );
     }
     return out;
+}
+
+std::string codeOfUser( const std::string& email, const std::string& userKey )
+{
+    const auto text = "statistics/" + toLower( email );
+    std::string out( crypto_generichash_BYTES_MIN, '\0' );
+    crypto_generichash( reinterpret_cast<unsigned char*>( out.data() ), out.size(),
+        reinterpret_cast<const unsigned char*>( text.data() ), text.size(),
+        reinterpret_cast<const unsigned char*>( userKey.data() ), userKey.size() );
+    return hex( out );
 }
 
 } // namespace VX::Backend

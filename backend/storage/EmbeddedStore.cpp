@@ -1,6 +1,7 @@
 #include "storage/EmbeddedStore.h"
 
 #include "crypto/Hex.h"
+#include "storage/ObjectFiles.h"
 #include "text/Uri.h"
 
 #include <fmt/format.h>
@@ -133,8 +134,7 @@ std::string EmbeddedStore::getUrl( const std::string& key, std::chrono::seconds 
 
 std::filesystem::path EmbeddedStore::fileOf_( const std::string& key ) const
 {
-    const auto name = hex( sha256( key ) );
-    return options_.folder / name.substr( 0, 2 ) / name;
+    return objectFile( options_.folder, key );
 }
 
 std::optional<std::string> EmbeddedStore::keyOf_( const std::string& path ) const

@@ -38,9 +38,8 @@ struct EmbeddedStoreOptions
 /// An object store in a local folder that serves presigned GET, HEAD and PUT at "/BUCKET/KEY" as Amazon S3 does.
 ///
 /// A PUT replaces its object in one step once the whole body has come. A GET answers one byte range where asked.
-/// File names are hashes of the keys, so that no key can lead out of the folder. They lie in sub-folders by their first
-/// two digits. Their size is counted once at the start and kept since; room for an upload is promised when its head has
-/// come.
+/// Files are named as `objectFile` says. Their size is counted once at the start and kept since; room for an upload is
+/// promised when its head has come.
 ///
 /// The folder is for one store at a time.
 class EmbeddedStore final : public ObjectStore, public HttpService

@@ -27,8 +27,8 @@ TEST( BackendCommandLine, HelpsInTheseWords )
 {
     std::string all;
     for ( const char* command : { "", " serve", " user", " user add", " user list", " user confirm", " user reset",
-              " user block", " user unblock", " user remove", " mails", " mails list", " mails retry", " stats",
-              " backup", " restore", " convert" } )
+              " user block", " user unblock", " user remove", " user export", " user erase", " mails", " mails list",
+              " mails retry", " stats", " backup", " restore", " convert" } )
         all += helpOf( command );
     Testing::expectApproved( all, "integration/approved/backend-help.txt" );
 }

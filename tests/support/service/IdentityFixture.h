@@ -46,7 +46,7 @@ class Identity : public testing::Test
 protected:
     Identity()
         : keys_( ensureIdentityKeys( folder_.path() ).value() )
-        , database_( openDatabase( folder_.path() / "db" ) )
+        , database_( openDatabase( folder_.path() / "orvanta.db" ) )
         , clock_( [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); } )
         , accounts_( *database_, keys_.codes, clock_ )
         , tokens_( keys_.signing, std::chrono::hours( 1 ), clock_ )

@@ -1,0 +1,242 @@
+#include "privacy/PersonalData.h"
+
+#include "converter/ConversionJobs.h"
+#include "data/DataFolder.h"
+#include "identity/Accounts.h"
+#include "identity/IdentityKeys.h"
+#include "statistics/ReportReader.h"
+#include "storage/ObjectFiles.h"
+
+#include <VXMesh/io/Json.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace VX::Backend
+{
+namespace
+{
+
+using Result = tl::expected<void, std::string>;
+
+/// What names a person in the tables.
+struct Person
+{
+    std::string email;
+    std::string account; ///< its id; empty where there is none
+    std::string code;    ///< in the statistics
+};
+
+struct Databases
+{
+    std::unique_ptr<Database> main, statistics;
+};
+
+/// Rows of one kind: ?1 is the address, ?2 the account's id, ?3 the code.
+struct Kind
+{
+    const char* name;
+    const char* rows;
+    /// One for each column.
+    std::initializer_list<const char*> members;
+};
+
+const Kind cKinds[] = {
+    { "account", "SELECT id, email, confirmed, blocked, created FROM accounts WHERE email = ?1",
+        { "id", "email", "confirmed", "blocked", "created" } },
+    { "signIns", "SELECT expires FROM refresh_tokens WHERE account = ?2 ORDER BY expires", { "expires" } },
+    { "codes", "SELECT purpose, expires FROM mailed_codes WHERE account = ?2", { "purpose", "expires" } },
+    { "failedSignIns", "SELECT address, failures, last FROM sign_in_failures WHERE email = ?1",
+        { "address", "failures", "last" } },
+    { "mails", "SELECT subject, due, sent, error FROM mails WHERE recipient = ?1 ORDER BY id",
+        { "subject", "due", "sent", "error" } },
+    { "limits", "SELECT name, events, ends FROM kept_limits WHERE key = ?1", { "name", "events", "ends" } },
+    { "conversions",
+        "SELECT id, input_format, state, created, ended, bytes, error FROM conversions WHERE owner = ?2 AND ?2 <> ''",
+        { "id", "format", "state", "created", "ended", "bytes", "error" } },
+};
+const Kind cSessions{ "sessions",
+    "SELECT id, created, platform, version FROM stats_sessions WHERE user = ?3 ORDER BY created, id",
+    { "id", "created", "platform", "version" } };
+const Kind cActions{ "actions",
+    "SELECT session, name, at FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE user = ?3) "
+    "ORDER BY at, rowid",
+    { "session", "name", "at" } };
+
+constexpr const char* cErased[] = {
+    "DELETE FROM refresh_tokens WHERE account = ?2",
+    "DELETE FROM mailed_codes WHERE account = ?2",
+    "DELETE FROM code_guesses WHERE account = ?2",
+    "DELETE FROM sign_in_failures WHERE email = ?1",
+    "DELETE FROM mails WHERE recipient = ?1",
+    "DELETE FROM kept_limits WHERE key = ?1",
+    "DELETE FROM conversions WHERE owner = ?2 AND ?2 <> ''",
+    "DELETE FROM accounts WHERE email = ?1",
+};
+constexpr const char* cErasedStatistics[] = {
+    "DELETE FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE user = ?3)",
+    "DELETE FROM stats_sessions WHERE user = ?3",
+};
+
+std::vector<SqlValue> parametersOf( const Person& person )
+{
+    return { person.email, person.account, person.code };
+}
+
+tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
+{
+    std::error_code ec;
+    if ( !std::filesystem::exists( data / "orvanta.db", ec ) )
+        return tl::unexpected( "There is no database in \"" + data.string() + "\"" );
+    auto main = Database::openExisting( data / "orvanta.db" );
+    if ( !main )
+        return tl::unexpected( main.error() );
+    auto statistics = Database::openExisting( data / "statistics.db" );
+    if ( !statistics )
+        return tl::unexpected( statistics.error() );
+    return Databases{ std::move( *main ), std::move( *statistics ) };
+}
+
+tl::expected<Person, std::string> personOf(
+    const std::filesystem::path& data, const std::string& address, Database& database )
+{
+    Person out;
+    out.email = Accounts::normalized( address );
+    if ( out.email.empty() )
+        return tl::unexpected( "\"" + address + "\" is no e-mail address" );
+    const auto keys = ensureIdentityKeys( data );
+    if ( !keys )
+        return tl::unexpected( keys.error() );
+    out.code = codeOfUser( out.email, keys->codes );
+    const auto rows = database.query( "SELECT id FROM accounts WHERE email = ?", { out.email } );
+    if ( !rows )
+        return tl::unexpected( rows.error().text );
+    out.account = rows->empty() ? std::string() : textOf( rows->front()[0] );
+    return out;
+}
+
+Json::Value jsonOf( const SqlValue& value )
+{
+    if ( const auto* number = std::get_if<int64_t>( &value ) )
+        return Json::Int64( *number );
+    const auto* text = std::get_if<std::string>( &value );
+    return text ? Json::Value( *text ) : Json::Value();
+}
+
+DatabaseResult<void> collect( Database& database, const Kind& kind, const Person& person, Json::Value& out )
+{
+    const auto rows = database.query( kind.rows, parametersOf( person ) );
+    if ( !rows )
+        return tl::unexpected( rows.error() );
+    auto& list = out[kind.name] = Json::Value( Json::arrayValue );
+    for ( const auto& row : *rows )
+    {
+        Json::Value one;
+        size_t column = 0;
+        for ( const char* member : kind.members )
+            one[member] = jsonOf( row[column++] );
+        list.append( one );
+    }
+    return {};
+}
+
+template <typename Statements>
+DatabaseResult<void> eraseFrom( Database& database, const Statements& statements, const Person& person )
+{
+    Database::Transaction transaction( database );
+    for ( const char* sql : statements )
+        if ( const auto erased = database.execute( sql, parametersOf( person ) ); !erased )
+            return tl::unexpected( erased.error() );
+    if ( const auto kept = transaction.commit(); !kept )
+        return kept;
+    return {};
+}
+
+/// What was deleted stands in the log beside the database until that is written over.
+DatabaseResult<void> emptyLog( Database& database )
+{
+    const auto emptied = database.query( "PRAGMA wal_checkpoint(TRUNCATE)" );
+    if ( !emptied )
+        return tl::unexpected( emptied.error() );
+    if ( integerOf( emptied->front()[0] ) != 0 )
+        return tl::unexpected( DatabaseError{ DatabaseTrouble::Unavailable,
+            "Everything was deleted, but the service was too busy to write over it; erase again" } );
+    return {};
+}
+
+Result eraseObjects( const std::filesystem::path& data, Database& database, const Person& person )
+{
+    if ( person.account.empty() )
+        return {};
+    const auto jobs = database.query( "SELECT id, attempts FROM conversions WHERE owner = ?", { person.account } );
+    if ( !jobs )
+        return tl::unexpected( jobs.error().text );
+    std::error_code ec;
+    for ( const auto& row : *jobs )
+    {
+        ConversionJob job;
+        job.id = textOf( row[0] );
+        std::filesystem::remove( objectFile( data / "objects", job.uploadKey() ), ec );
+        for ( int64_t attempt = 0; attempt <= integerOf( row[1] ); ++attempt )
+            std::filesystem::remove( objectFile( data / "objects", job.resultKey( attempt ) ), ec );
+    }
+    return {};
+}
+
+void eraseOutbox( const std::filesystem::path& data, const Person& person )
+{
+    std::error_code ec;
+    for ( const auto& entry : std::filesystem::directory_iterator( data / "outbox", ec ) )
+    {
+        std::ostringstream text;
+        text << std::ifstream( entry.path() ).rdbuf();
+        if ( text.str().find( "\r\nTo: <" + person.email + ">\r\n" ) != std::string::npos )
+            std::filesystem::remove( entry.path(), ec );
+    }
+}
+
+} // namespace
+
+tl::expected<Json::Value, std::string> personalData( const std::filesystem::path& data, const std::string& email )
+{
+    const auto databases = openIn( data );
+    if ( !databases )
+        return tl::unexpected( databases.error() );
+    const auto person = personOf( data, email, *databases->main );
+    giveToOwner( data );
+    if ( !person )
+        return tl::unexpected( person.error() );
+    Json::Value out;
+    DatabaseResult<void> done;
+    for ( const auto& kind : cKinds )
+        done = done.and_then( [&] { return collect( *databases->main, kind, *person, out ); } );
+    for ( const auto& kind : { cSessions, cActions } )
+        done = done.and_then( [&] { return collect( *databases->statistics, kind, *person, out["statistics"] ); } );
+    if ( !done )
+        return tl::unexpected( done.error().text );
+    return out;
+}
+
+Result erasePersonalData( const std::filesystem::path& data, const std::string& email )
+{
+    const auto databases = openIn( data );
+    if ( !databases )
+        return tl::unexpected( databases.error() );
+    auto& [main, statistics] = *databases;
+    const auto person = personOf( data, email, *main );
+    if ( !person )
+        return tl::unexpected( person.error() );
+    if ( const auto objects = eraseObjects( data, *main, *person ); !objects )
+        return objects;
+    eraseOutbox( data, *person );
+    const auto erased = eraseFrom( *main, cErased, *person )
+                            .and_then( [&] { return eraseFrom( *statistics, cErasedStatistics, *person ); } )
+                            .and_then( [&] { return emptyLog( *main ); } )
+                            .and_then( [&] { return emptyLog( *statistics ); } );
+    giveToOwner( data );
+    if ( !erased )
+        return tl::unexpected( erased.error().text );
+    return {};
+}
+
+} // namespace VX::Backend

@@ -225,3 +225,13 @@ TEST_F( RudeClients, ADiskThatStandsStillKeepsNobodyElseWaiting )
     EXPECT_EQ( written, "data" );
     EXPECT_TRUE( uploading.readAll().ends_with( "hello" ) );
 }
+
+TEST_F( RudeClients, WhoHasGoneTakesNobodysPlace )
+{
+    serve( std::chrono::milliseconds( 60'000 ) );
+    Client resting( port() );
+    for ( size_t i = 0; i < 2 * cMostConnections; ++i )
+        expectAlive();
+    resting.send( "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" );
+    EXPECT_TRUE( resting.readAll().ends_with( "hello" ) );
+}

@@ -8,6 +8,7 @@
 
 #include <VXMesh/io/Json.h>
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -62,8 +63,8 @@ protected:
         std::promise<HttpResponse> answered;
         stats.handle( request, [&]( HttpResponse response ) { answered.set_value( std::move( response ) ); } );
         const auto session = deserializeJsonValue( answered.get_future().get().body ).value()["sessionId"].asInt64();
-        EXPECT_TRUE(
-            statistics_->execute( "INSERT INTO stats_actions VALUES(?, 'Open', 5, ?)", { session, now_.load() } ) );
+        EXPECT_TRUE( statistics_->execute(
+            fmt::format( "INSERT INTO stats_actions VALUES({}, 'Open', 5, {})", session, now_.load() ) ) );
     }
     [[nodiscard]] std::string idOf( const std::string& email ) { return accounts_.find( email ).value()->id; }
     /// All bytes of all files.

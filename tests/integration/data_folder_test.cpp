@@ -108,6 +108,22 @@ TEST( DataFolder, IsFreeAgainAfterAKill )
     EXPECT_TRUE( backend.isRunning() );
 }
 
+TEST( DataFolder, APasswordIsPrintedOnlyWhereNobodyKnowsIt )
+{
+    const Testing::ScratchFolder folder;
+    const auto data = ( folder.path() / "data" ).string();
+    const auto made = runCommand( cBackend + " user add ann@example.org --data '" + data + "'" );
+    EXPECT_TRUE( made.text.starts_with( "Added ann@example.org\nPassword: " ) ) << made.text;
+    EXPECT_GE( made.text.size(), std::string( "Added ann@example.org\nPassword: " ).size() + 12 );
+    const auto given = runCommand(
+        "echo secret-word-1 | " + cBackend + " user reset ann@example.org --password-stdin --data '" + data + "'" );
+    EXPECT_EQ( given.text, "Reset the password of ann@example.org and ended its sign-ins\n" );
+    const auto kept = runCommand( cBackend + " user reset ann@example.org --credentials '" +
+                                  ( folder.path() / "credentials" ).string() + "' --data '" + data + "'" );
+    EXPECT_EQ( kept.text, "Reset the password of ann@example.org and ended its sign-ins\n" );
+    EXPECT_EQ( modeOf( folder.path() / "credentials" ), 0600u );
+}
+
 TEST( DataFolder, AListChangesNothingWhereThereIsNoDatabase )
 {
     const Testing::ScratchFolder folder;

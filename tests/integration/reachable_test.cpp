@@ -86,6 +86,11 @@ TEST( Reachable, OptionsThatSayNothingEndTheStart )
               { "--trusted-proxy 10.0.0.0/8 --trusted-proxy 10.0.0.0/99", "\"10.0.0.0/99\" is no network" },
               { "--public-url http://a", "\"http://a\" is no address" },
               { "--public-url https://a/b", "\"https://a/b\" is no address" },
+              { "--public-url 'https://a?b'", "\"https://a?b\" is no address" },
+              { "--public-url 'https://a#b'", "\"https://a#b\" is no address" },
+              { "--public-url https://a@b", "\"https://a@b\" is no address" },
+              { "--public-url 'https://a b'", "\"https://a b\" is no address" },
+              { "--public-url https://", "\"https://\" is no address" },
               { "--tls-certificate /nowhere --tls-key /nowhere", "\"/nowhere\" cannot be used for TLS" } } )
     {
         const auto ended = startWith( options );

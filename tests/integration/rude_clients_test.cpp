@@ -198,6 +198,22 @@ TEST_F( RudeClients, ThousandsOfThemShutNobodyOut )
     EXPECT_TRUE( last.readAll().ends_with( "hello" ) ) << "and nobody else";
 }
 
+TEST_F( RudeClients, WhoHasSpokenLaterStaysForLonger )
+{
+    serve( std::chrono::milliseconds( 60'000 ) );
+    Client first( port() );
+    auto second = std::make_unique<Client>( port() );
+    const std::string asks = "GET / HTTP/1.1\r\nHost: localhost\r\n";
+    first.send( asks + "\r\n" );
+    EXPECT_TRUE( first.readOnce().ends_with( "hello" ) );
+    std::vector<std::unique_ptr<Client>> clients;
+    for ( size_t i = 0; i < cMostConnections - 1; ++i )
+        clients.push_back( std::make_unique<Client>( port() ) );
+    EXPECT_EQ( second->readAll(), "" ) << "the first one came before, and has spoken since";
+    first.send( asks + "Connection: close\r\n\r\n" );
+    EXPECT_TRUE( first.readAll().ends_with( "hello" ) );
+}
+
 TEST_F( RudeClients, WhoWaitsForAnAnswerStaysWhateverTheCrowd )
 {
     Client waiting( port() );

@@ -48,6 +48,7 @@ TEST( TrustedProxies, ThisMachineIsNobodysAddress )
 TEST( TrustedProxies, ACustomerOfVersionSixIsANetwork )
 {
     EXPECT_EQ( clientOf( {}, "2001:db8:1:2:3:4:5:6", "" ), "2001:db8:1:2::/64" );
+    EXPECT_EQ( clientOf( {}, "2001:db8:1:2:3:4:5:6%eth0", "" ), "2001:db8:1:2::/64" );
     EXPECT_EQ( clientOf( {}, "::ffff:1.2.3.4", "" ), "1.2.3.4" );
     EXPECT_EQ( clientOf( { "fd00::/8" }, "fd00::1", "[2001:db8:1:2::9]:80" ), "2001:db8:1:2::/64" );
     EXPECT_EQ( clientOf( { "10.0.0.0/8" }, "::ffff:10.0.0.1", "9.9.9.9" ), "9.9.9.9" );

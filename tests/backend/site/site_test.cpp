@@ -68,7 +68,11 @@ TEST_F( Site, PagesNeedAndMayLoadNothingFromElsewhere )
     {
         const auto page = get( path );
         const auto policy = page.headers.at( "Content-Security-Policy" );
-        EXPECT_TRUE( policy.starts_with( "default-src 'none'; style-src 'self'; img-src 'self';" ) ) << path;
+        EXPECT_EQ( policy, "default-src 'none'; style-src 'self'; img-src 'self'; base-uri 'none'; form-action 'none'; "
+                           "frame-ancestors 'none'" )
+            << path;
+        EXPECT_EQ( page.headers.at( "Referrer-Policy" ), "no-referrer" );
+        EXPECT_EQ( page.headers.at( "Cache-Control" ), "no-cache" );
         EXPECT_EQ( page.headers.at( "X-Content-Type-Options" ), "nosniff" );
         for ( const char* foreign : { "http:", "https:", "//", "<script", "style=\"", "@import", "url(" } )
             EXPECT_EQ( page.body.find( foreign ), std::string::npos ) << path << " " << foreign;

@@ -33,6 +33,13 @@ public:
             out.append( buffer, size_t( n ) );
         return out;
     }
+    /// The next piece of what it says.
+    std::string readOnce()
+    {
+        char buffer[4096];
+        const int count = BIO_read( bio_.get(), buffer, sizeof buffer );
+        return count > 0 ? std::string( buffer, size_t( count ) ) : std::string();
+    }
     /// Sends a text over and over until the server has enough, or so many bytes have gone; how many have.
     size_t flood( const std::string& text, size_t most )
     {

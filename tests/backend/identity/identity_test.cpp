@@ -157,7 +157,7 @@ TEST_F( Identity, SecretsAreInTheDatabaseAsHashesOnly )
     ASSERT_EQ( problem( forgot() ), "" );
     std::string all;
     for ( const auto& entry : std::filesystem::directory_iterator( folder_.path() ) )
-        if ( entry.path().filename().string().starts_with( "db" ) )
+        if ( entry.path().filename().string().starts_with( "orvanta.db" ) )
             all += readFile( entry.path() );
     EXPECT_EQ( all.find( token ), std::string::npos );
     EXPECT_EQ( all.find( cPassword ), std::string::npos );

@@ -16,6 +16,7 @@
 #include <imgui_internal.h>
 
 #include <cstdlib>
+#include <limits>
 
 namespace VX::Testing
 {
@@ -65,6 +66,8 @@ void UiFixture::start_()
     params.arguments = programArguments();
     const auto start = viewer().start( params, *setup_ );
     ASSERT_TRUE( start ) << start.error();
+    // On a busy machine the frames between a press and its end take longer than a person's: that holds no key.
+    ImGui::GetIO().KeyRepeatDelay = std::numeric_limits<float>::max();
     menu_ = OrvantaRibbonMenu::instance();
     ASSERT_TRUE( menu_ );
     started();

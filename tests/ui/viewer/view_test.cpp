@@ -278,9 +278,10 @@ TEST_F( View, EnterThatIsHeldOpensTheFileDialogAndLeavesItsFieldTheKeyboard )
 {
     press( GLFW_KEY_P, GLFW_MOD_CONTROL );
     ASSERT_TRUE( isWindowShown( "Save picture" ) );
+    auto& io = ImGui::GetIO();
+    io.KeyRepeatDelay = ImGuiIO().KeyRepeatDelay;
     window().pressKey( GLFW_KEY_ENTER, true, 0 );
     drawUntil( [] { return isWindowShown( "Save##fileDialog" ); } );
-    const auto& io = ImGui::GetIO();
     const float repeated = io.KeyRepeatDelay + 2 * io.KeyRepeatRate;
     drawUntil( [&] { return io.KeysDownDuration[ImGui::GetKeyIndex( ImGuiKey_Enter )] > repeated; } );
     window().pressKey( GLFW_KEY_ENTER, false, 0 );

@@ -1,19 +1,19 @@
 #include "support/ScratchFolder.h"
 
-#include <atomic>
+#include <cstdlib>
 #include <fstream>
-
-#include <unistd.h>
+#include <stdexcept>
 
 namespace VX::Testing
 {
 
 ScratchFolder::ScratchFolder()
 {
-    static std::atomic<int> sCounter{ 0 };
-    path_ = std::filesystem::temp_directory_path() /
-            ( "orvanta-test-" + std::to_string( ::getpid() ) + "-" + std::to_string( sCounter++ ) );
-    std::filesystem::create_directories( path_ );
+    // The folders of tests that were killed are still there, and numbers of processes come again.
+    auto name = ( std::filesystem::temp_directory_path() / "orvanta-test-XXXXXX" ).string();
+    if ( !::mkdtemp( name.data() ) )
+        throw std::runtime_error( "no folder can be made for a test" );
+    path_ = name;
 }
 
 ScratchFolder::~ScratchFolder()

@@ -5,25 +5,15 @@ namespace VX::Backend
 namespace
 {
 
-/// Whether it was missing.
-DatabaseResult<bool> addColumn( Database& database, const std::string& name, const std::string& type )
-{
-    const auto there = database.query( "SELECT 1 FROM pragma_table_info('conversions') WHERE name = ?", { name } );
-    if ( !there )
-        return tl::unexpected( there.error() );
-    if ( !there->empty() )
-        return false;
-    return database.execute( "ALTER TABLE conversions ADD COLUMN " + name + " " + type )
-        .map( []( int ) { return true; } );
-}
+constexpr const char* cTable = "conversions";
 
 /// Leases, fences and deaths. Before, the count of attempts was that of the deaths and of what ran, and results had no
 /// attempt in their keys.
 DatabaseResult<void> addLeases( Database& database )
 {
-    return addColumn( database, "taker", "TEXT NOT NULL DEFAULT ''" )
-        .and_then( [&]( bool ) { return addColumn( database, "lease_until", "INTEGER NOT NULL DEFAULT 0" ); } )
-        .and_then( [&]( bool ) { return addColumn( database, "deaths", "INTEGER NOT NULL DEFAULT 0" ); } )
+    return addColumn( database, cTable, "taker", "TEXT NOT NULL DEFAULT ''" )
+        .and_then( [&]( bool ) { return addColumn( database, cTable, "lease_until", "INTEGER NOT NULL DEFAULT 0" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, cTable, "deaths", "INTEGER NOT NULL DEFAULT 0" ); } )
         .and_then(
             [&]( bool added )
             {
@@ -72,9 +62,9 @@ DatabaseResult<void> prepareJobTables( Database& database )
 {
     Database::Transaction transaction( database );
     return executeAll( database, cTables )
-        .and_then( [&] { return addColumn( database, "owner", "TEXT NOT NULL DEFAULT ''" ); } )
-        .and_then( [&]( bool ) { return addColumn( database, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
-        .and_then( [&]( bool ) { return addColumn( database, "ended", "INTEGER" ); } )
+        .and_then( [&] { return addColumn( database, cTable, "owner", "TEXT NOT NULL DEFAULT ''" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, cTable, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, cTable, "ended", "INTEGER" ); } )
         .and_then( [&]( bool ) { return addLeases( database ); } )
         .and_then( [&] { return executeAll( database, cIndexesAndSums ); } )
         .and_then( [&] { return transaction.commit(); } );

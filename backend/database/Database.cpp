@@ -26,6 +26,9 @@ tl::expected<std::unique_ptr<Database>, std::string> Database::open( const std::
 
 tl::expected<std::unique_ptr<Database>, std::string> Database::openExisting( const std::filesystem::path& file )
 {
+    std::error_code ec;
+    if ( !std::filesystem::exists( file, ec ) )
+        return tl::unexpected( "There is no database in \"" + file.parent_path().string() + "\"" );
     return open_( file, SQLITE_OPEN_READWRITE );
 }
 
@@ -130,6 +133,18 @@ DatabaseResult<void> Database::Transaction::commit()
     if ( !session_ )
         return tl::unexpected( session_.error() );
     return ( *session_ )->commit();
+}
+
+DatabaseResult<bool> addColumn(
+    Database& database, const std::string& table, const std::string& name, const std::string& type )
+{
+    const auto there = database.query( "SELECT 1 FROM pragma_table_info(?) WHERE name = ?", { table, name } );
+    if ( !there )
+        return tl::unexpected( there.error() );
+    if ( !there->empty() )
+        return false;
+    return database.execute( "ALTER TABLE " + table + " ADD COLUMN " + name + " " + type )
+        .map( []( int ) { return true; } );
 }
 
 DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements )

@@ -86,6 +86,10 @@ private:
     std::map<std::thread::id, Transaction*> transactions_;
 };
 
+/// Adds a column to a table of an older version; whether it was missing.
+[[nodiscard]] DatabaseResult<bool> addColumn(
+    Database& database, const std::string& table, const std::string& name, const std::string& type );
+
 /// Runs statements without parameters until one fails.
 [[nodiscard]] DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements );
 

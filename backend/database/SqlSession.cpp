@@ -171,12 +171,11 @@ DatabaseResult<void> SqlSession::commit()
 
 void SqlSession::end()
 {
+    inTransaction_ = false;
     failure_.reset();
     // Some failures have taken everything back already.
     if ( !sqlite3_get_autocommit( handle_ ) )
         (void)run( "ROLLBACK", {} );
-    failure_.reset();
-    inTransaction_ = false;
     if ( std::exchange( hasTurn_, false ) )
         turn_.giveBack();
 }

@@ -33,6 +33,7 @@ constexpr int64_t cMostRefreshTokens = 200;
 /// Names without an account whose failures are remembered.
 constexpr int64_t cMostUnknown = 100000;
 
+constexpr const char* cCount = "INTEGER NOT NULL DEFAULT 0";
 constexpr const char* cColumns = "SELECT id, email, password, confirmed, created, generation, blocked FROM accounts ";
 
 int64_t count( std::chrono::sys_seconds time )
@@ -77,17 +78,6 @@ DatabaseResult<void> done( const DatabaseResult<int>& changed )
     return {};
 }
 
-// Accounts of older data folders are of the first generation, and nobody is kept out.
-DatabaseResult<void> addCount( Database& database, const std::string& column )
-{
-    const auto there = database.query( "SELECT 1 FROM pragma_table_info('accounts') WHERE name = ?", { column } );
-    if ( !there )
-        return tl::unexpected( there.error() );
-    if ( !there->empty() )
-        return {};
-    return done( database.execute( "ALTER TABLE accounts ADD COLUMN " + column + " INTEGER NOT NULL DEFAULT 0" ) );
-}
-
 // In the table of older data folders there is one code of a purpose, and only one can be.
 DatabaseResult<void> takeOverOldCodes( Database& database )
 {
@@ -127,9 +117,10 @@ DatabaseResult<void> Accounts::prepare( Database& database )
             "CREATE TABLE IF NOT EXISTS code_guesses(account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER "
             "NOT NULL) WITHOUT ROWID",
         } )
-        .and_then( [&] { return addCount( database, "generation" ); } )
-        .and_then( [&] { return addCount( database, "blocked" ); } )
-        .and_then( [&] { return takeOverOldCodes( database ); } )
+        // Accounts of older data folders are of the first generation, and nobody is kept out.
+        .and_then( [&] { return addColumn( database, "accounts", "generation", cCount ); } )
+        .and_then( [&]( bool ) { return addColumn( database, "accounts", "blocked", cCount ); } )
+        .and_then( [&]( bool ) { return takeOverOldCodes( database ); } )
         .and_then( [&] { return transaction.commit(); } );
 }
 

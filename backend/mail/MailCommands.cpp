@@ -66,11 +66,7 @@ Result retry( Database& database, const std::optional<int64_t>& number, int64_t 
 
 Result run( const MailCommand& command )
 {
-    std::error_code ec;
-    const auto file = command.data / "orvanta.db";
-    if ( !std::filesystem::exists( file, ec ) )
-        return tl::unexpected( "There is no database in \"" + command.data.string() + "\"" );
-    const auto database = Database::openExisting( file );
+    const auto database = Database::openExisting( command.data / "orvanta.db" );
     if ( !database )
         return tl::unexpected( database.error() );
     if ( const auto ready = MailQueue::prepare( **database ); !ready )

@@ -85,9 +85,6 @@ std::vector<SqlValue> parametersOf( const Person& person )
 
 tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
 {
-    std::error_code ec;
-    if ( !std::filesystem::exists( data / "orvanta.db", ec ) )
-        return tl::unexpected( "There is no database in \"" + data.string() + "\"" );
     auto main = Database::openExisting( data / "orvanta.db" );
     if ( !main )
         return tl::unexpected( main.error() );

@@ -1,7 +1,6 @@
 #include "backup/Backup.h"
 #include "commands/Lines.h"
-
-#include <VXMesh/io/Text.h>
+#include "text/ExitStatus.h"
 
 #include <iostream>
 
@@ -17,11 +16,7 @@ struct Folders
 
 int told( const tl::expected<void, std::string>& done, const std::string& success )
 {
-    if ( done )
-        std::cout << success << "\n";
-    else
-        std::cerr << visibleText( done.error() ) << "\n";
-    return done ? 0 : 1;
+    return exitStatusOf( done.map( [&] { std::cout << success << "\n"; } ) );
 }
 
 } // namespace

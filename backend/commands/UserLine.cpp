@@ -1,6 +1,7 @@
 #include "commands/Lines.h"
 #include "identity/UserCommands.h"
 #include "privacy/PersonalData.h"
+#include "text/ExitStatus.h"
 
 #include <VXMesh/io/Text.h>
 
@@ -19,11 +20,7 @@ struct Person
 
 int told( const tl::expected<std::string, std::string>& answer )
 {
-    if ( answer )
-        std::cout << *answer << "\n";
-    else
-        std::cerr << visibleText( answer.error() ) << "\n";
-    return answer ? 0 : 1;
+    return exitStatusOf( answer.map( []( const std::string& text ) { std::cout << text << "\n"; } ) );
 }
 
 int exportPerson( const Person& person )

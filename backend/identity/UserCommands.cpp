@@ -5,6 +5,7 @@
 #include "identity/Accounts.h"
 #include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
+#include "text/ExitStatus.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Text.h>
@@ -215,11 +216,7 @@ Result run( const UserCommand& command )
 
 int runUserCommand( const UserCommand& command )
 {
-    const auto result = run( command );
-    if ( result )
-        return 0;
-    std::cerr << visibleText( result.error() ) << "\n";
-    return 1;
+    return exitStatusOf( run( command ) );
 }
 
 } // namespace VX::Backend

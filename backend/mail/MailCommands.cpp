@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "database/Database.h"
 #include "mail/MailQueue.h"
+#include "text/ExitStatus.h"
 
 #include <VXMesh/io/Text.h>
 
@@ -80,11 +81,7 @@ Result run( const MailCommand& command )
 
 int runMailCommand( const MailCommand& command )
 {
-    const auto result = run( command );
-    if ( result )
-        return 0;
-    std::cerr << visibleText( result.error() ) << "\n";
-    return 1;
+    return exitStatusOf( run( command ) );
 }
 
 } // namespace VX::Backend

@@ -19,8 +19,8 @@ int main( int argc, char** argv )
         "File of options, such as port=8443 below a line [serve], of which those given here are taken first" );
     app.allow_config_extras( CLI::config_extras_mode::error );
     Lines::Run run;
-    for ( const auto add : { &Lines::addServe, &Lines::addUser, &Lines::addMails, &Lines::addStats, &Lines::addBackup,
-              &Lines::addConvert, &Lines::addWorker } )
+    for ( const auto add : { &Lines::addServe, &Lines::addUser, &Lines::addMails, &Lines::addJobs, &Lines::addKeys,
+              &Lines::addStats, &Lines::addBackup, &Lines::addDoctor, &Lines::addConvert, &Lines::addWorker } )
         add( app, run );
     CLI11_PARSE( app, argc, argv );
     return run();

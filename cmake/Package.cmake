@@ -20,6 +20,8 @@ orvanta_install_packed(${linux}/orvanta-backend.8 ${CMAKE_INSTALL_MANDIR}/man8 o
 option(ORVANTA_DEBIAN_PACKAGE "Install what only a Debian package has, such as the system service" OFF)
 if(ORVANTA_DEBIAN_PACKAGE)
     install(FILES ${linux}/orvanta-backend.service DESTINATION lib/systemd/system)
+    install(FILES packaging/monitoring/alerts.yml packaging/monitoring/dashboard.json
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orvanta/examples)
     install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/orvanta)
     orvanta_install_packed(packaging/debian/changelog ${CMAKE_INSTALL_DATADIR}/doc/orvanta changelog)
     install(FILES packaging/debian/lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides

@@ -25,7 +25,8 @@ constexpr const char* cManifest = "backup.json";
 /// That without which there is no service comes last: until then a folder may be filled again.
 constexpr const char* cDatabases[] = { "statistics.db", "orvanta.db" };
 /// Those that are there: without accounts or a certificate of its own a service has fewer.
-constexpr const char* cFiles[] = { "identity-keys.json", "store-keys.json", "ca.pem", "server.pem", "server-key.pem" };
+constexpr const char* cFiles[] = {
+    "identity-keys.json", "store-keys.json", "ca.pem", "ca-key.pem", "server.pem", "server-key.pem" };
 
 tl::unexpected<std::string> failed( std::string text )
 {
@@ -181,8 +182,9 @@ Result takeOver( const std::filesystem::path& folder, const std::filesystem::pat
 Result makeBackup( const std::filesystem::path& data, const std::filesystem::path& folder )
 {
     std::error_code ec;
-    if ( !std::filesystem::exists( data / "orvanta.db", ec ) )
-        return failed( fmt::format( "There is no database in \"{}\"", data.string() ) );
+    // Nothing is made, not even on the way to the folder, where there is nothing to copy.
+    if ( const auto there = Database::openExisting( data / "orvanta.db" ); !there )
+        return failed( there.error() );
     if ( std::filesystem::exists( std::filesystem::symlink_status( folder, ec ) ) )
         return failed( fmt::format( "\"{}\" is there already; give a new folder", folder.string() ) );
     auto unfinished = folder;

@@ -4,10 +4,11 @@
 namespace VX::Backend::Lines
 {
 
-void addWorkerLimits( CLI::App& command, uint64_t& mebibytes, int64_t& seconds )
+void addWorkerLimits( CLI::App& command, std::optional<uint64_t>& mebibytes, int64_t& seconds )
 {
-    command.add_option( "--worker-memory", mebibytes, "MiB of address space of each process of a conversion" )
-        ->capture_default_str();
+    command.add_option( "--worker-memory", mebibytes,
+        "MiB of memory of one conversion, all its processes together; a fair part of three quarters of this machine's "
+        "unless given" );
     command.add_option( "--worker-time", seconds, "Seconds that one conversion may take" )
         ->check( CLI::Range( 1, 86400 ) )
         ->capture_default_str();
@@ -18,7 +19,7 @@ void addConvert( CLI::App& app, Run& run )
     struct Line
     {
         ConvertCommand convert;
-        uint64_t mebibytes = convert.limits.memory >> 20;
+        std::optional<uint64_t> mebibytes;
         int64_t seconds = convert.limits.time.count();
     };
     const auto line = std::make_shared<Line>();
@@ -35,7 +36,7 @@ void addConvert( CLI::App& app, Run& run )
     command->callback(
         [line, &run]
         {
-            line->convert.limits.memory = line->mebibytes << 20;
+            line->convert.limits.memory = line->mebibytes ? *line->mebibytes << 20 : memoryOfAConversion( 1 );
             line->convert.limits.time = std::chrono::seconds( line->seconds );
             run = [line] { return runConvertCommand( line->convert ); };
         } );

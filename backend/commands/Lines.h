@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <memory>
+#include <optional>
 
 /// The subcommands of the program's command line, a file each.
 namespace VX::Backend::Lines
@@ -15,13 +17,32 @@ using Run = std::function<int()>;
 void addServe( CLI::App& app, Run& run );
 void addUser( CLI::App& app, Run& run );
 void addMails( CLI::App& app, Run& run );
+void addJobs( CLI::App& app, Run& run );
 void addStats( CLI::App& app, Run& run );
+void addKeys( CLI::App& app, Run& run );
 void addBackup( CLI::App& app, Run& run );
+void addDoctor( CLI::App& app, Run& run );
 void addConvert( CLI::App& app, Run& run );
 /// For the service alone, in no help text.
 void addWorker( CLI::App& app, Run& run );
 
-/// Memory in MiB and time in seconds that a conversion may take.
-void addWorkerLimits( CLI::App& command, uint64_t& mebibytes, int64_t& seconds );
+/// Adds a subcommand that does one action on a folder of data; what it does is `act`, with the command's other options.
+template <typename Command>
+CLI::App* addAction( CLI::App& group, const char* name, const char* text, const std::shared_ptr<Command>& command,
+    typename Command::Action action, int ( *act )( const Command& ), Run& run )
+{
+    auto* out = group.add_subcommand( name, text );
+    out->add_option( "--data", command->data, "Folder of the service's data" )->required();
+    out->callback(
+        [command, action, act, &run]
+        {
+            command->action = action;
+            run = [command, act] { return act( *command ); };
+        } );
+    return out;
+}
+
+/// Memory in MiB, if it is given, and time in seconds that a conversion may take.
+void addWorkerLimits( CLI::App& command, std::optional<uint64_t>& mebibytes, int64_t& seconds );
 
 } // namespace VX::Backend::Lines

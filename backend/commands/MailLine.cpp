@@ -11,17 +11,7 @@ void addMails( CLI::App& app, Run& run )
     auto* group = app.add_subcommand( "mails", "Mails of the last day, and those that wait" );
     group->require_subcommand( 1 );
     const auto add = [&]( const char* name, const char* text, Action action )
-    {
-        auto* command = group->add_subcommand( name, text );
-        command->add_option( "--data", mails->data, "Folder of the service's data" )->required();
-        command->callback(
-            [mails, action, &run]
-            {
-                mails->action = action;
-                run = [mails] { return runMailCommand( *mails ); };
-            } );
-        return command;
-    };
+    { return addAction( *group, name, text, mails, action, &runMailCommand, run ); };
     add( "list", "List them, with what became of each", Action::List );
     add( "retry", "Send what waits now, and not when its pause is over", Action::Retry )
         ->add_option( "number", mails->number, "One mail; all that wait, unless given" );

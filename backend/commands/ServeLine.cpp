@@ -1,13 +1,18 @@
 #include "commands/Lines.h"
+#include "log/JsonLog.h"
 #include "serve/Service.h"
+
+#include <VXMesh/system/FileView.h>
 
 #include <spdlog/spdlog.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace VX::Backend::Lines
 {
@@ -49,8 +54,18 @@ void drain( Service& service, const sigset_t& signals, std::chrono::seconds most
     }
 }
 
-int serve( const ServiceOptions& options, std::chrono::seconds drainTime )
+void warnOfSandbox( const ServiceOptions& options )
 {
+    if ( options.withoutSandbox )
+        spdlog::warn( "Without bubblewrap workers have limits and the kernel's filters alone{}",
+            canNarrowFiles() ? "" : ", and this kernel hides no files from them" );
+}
+
+int serve( const ServiceOptions& options, std::chrono::seconds drainTime, bool jsonLog )
+{
+    std::optional<JsonLog> log;
+    if ( jsonLog )
+        log.emplace( STDERR_FILENO );
     // Blocked before any thread starts, so that the wait below gets them and nobody else.
     sigset_t signals;
     sigemptyset( &signals );
@@ -61,6 +76,7 @@ int serve( const ServiceOptions& options, std::chrono::seconds drainTime )
     std::signal( SIGPIPE, SIG_IGN );
     ::umask( 077 );
 
+    warnOfSandbox( options );
     const auto service = Service::start( options );
     if ( !service )
     {
@@ -68,6 +84,8 @@ int serve( const ServiceOptions& options, std::chrono::seconds drainTime )
         return 1;
     }
     std::printf( "Orvanta back end is ready at %s\n", ( *service )->url().c_str() );
+    if ( const auto port = ( *service )->monitorPort(); port != 0 )
+        std::printf( "Metrics for its operator are at port %d\n", int( port ) );
     std::fflush( stdout );
     for ( int signal = SIGHUP; signal == SIGHUP; )
     {
@@ -83,14 +101,16 @@ int serve( const ServiceOptions& options, std::chrono::seconds drainTime )
 struct Line
 {
     ServiceOptions options;
-    uint64_t workerMebibytes = options.worker.memory >> 20;
+    std::optional<uint64_t> workerMebibytes;
     uint64_t uploadMebibytes = options.maxUpload >> 20;
     uint64_t storedMebibytes = options.maxStored >> 20;
     uint64_t statisticsMebibytes = options.maxStatistics >> 20;
     int64_t workerSeconds = options.worker.time.count();
     int drainSeconds = 20;
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
+    int choresSeconds = int( std::chrono::duration_cast<std::chrono::seconds>( options.choresEvery ).count() );
     bool onlyChecks = false;
+    bool jsonLog = false;
 };
 
 void addNetworkOptions( CLI::App& command, ServiceOptions& options )
@@ -99,6 +119,9 @@ void addNetworkOptions( CLI::App& command, ServiceOptions& options )
         ->capture_default_str();
     command.add_option( "--public-url", options.publicUrl,
         "What clients call this service, https://HOST[:PORT]; https://localhost:PORT unless given" );
+    command.add_option( "--monitor", options.monitor,
+        "ADDRESS:PORT, such as 127.0.0.1:8444, of a listener of its own, without TLS, for /metrics, /readyz, /healthz "
+        "and /livez; there is none unless given" );
     command.add_option( "--trusted-proxy", options.trustedProxies,
         "Network of proxies, such as 10.0.0.0/8, whose X-Forwarded-For names the clients; may be given several times" );
     auto* certificate = command.add_option( "--tls-certificate", options.tlsCertificate,
@@ -109,6 +132,16 @@ void addNetworkOptions( CLI::App& command, ServiceOptions& options )
     certificate->needs( key );
 }
 
+void addLogOption( CLI::App& command, bool& json )
+{
+    command
+        .add_option_function<std::string>(
+            "--log-format", [&json]( const std::string& format ) { json = format == "json"; },
+            "text for people, or json for programs: a line for each request, too" )
+        ->check( CLI::IsMember( { "text", "json" } ) )
+        ->default_str( "text" );
+}
+
 void addConversionOptions( CLI::App& command, Line& line )
 {
     command.add_flag(
@@ -117,6 +150,8 @@ void addConversionOptions( CLI::App& command, Line& line )
         ->check( CLI::Range( 1, 64 ) )
         ->capture_default_str();
     addWorkerLimits( command, line.workerMebibytes, line.workerSeconds );
+    command.add_flag( "--without-sandbox", line.options.withoutSandbox,
+        "Convert where bubblewrap cannot be used: workers have limits and the kernel's filters alone" );
     command
         .add_option( "--drain-seconds", line.drainSeconds,
             "Seconds that running conversions may go on after SIGTERM or SIGINT; what is not done then, or at a second "
@@ -173,12 +208,14 @@ int runServe( Line& line )
     auto& options = line.options;
     readIdentitySecrets( options.identity );
     options.keepStatistics = std::chrono::days( line.statisticsDays );
-    options.worker.memory = line.workerMebibytes << 20;
+    options.choresEvery = std::chrono::seconds( line.choresSeconds );
+    options.worker.memory = line.workerMebibytes ? *line.workerMebibytes << 20 : memoryOfAConversion( options.slots );
     options.worker.outputSize = options.maxUpload = line.uploadMebibytes << 20;
     options.maxStored = line.storedMebibytes << 20;
     options.maxStatistics = line.statisticsMebibytes << 20;
     options.worker.time = std::chrono::seconds( line.workerSeconds );
-    return line.onlyChecks ? checkOnly( options ) : serve( options, std::chrono::seconds( line.drainSeconds ) );
+    return line.onlyChecks ? checkOnly( options )
+                           : serve( options, std::chrono::seconds( line.drainSeconds ), line.jsonLog );
 }
 
 } // namespace
@@ -191,6 +228,7 @@ void addServe( CLI::App& app, Run& run )
     command->add_option( "--data", options.data, "Folder of the database, certificates, keys and objects" )->required();
     command->add_option( "--port", options.port, "TCP port; 0 takes a free one" )->capture_default_str();
     addNetworkOptions( *command, options );
+    addLogOption( *command, line->jsonLog );
     command->add_option( "--latest-version", options.latestVersion,
         "Newest release, told to programs that ask; this back end's own version unless given" );
     command->add_option( "--downloads", options.downloads,
@@ -198,6 +236,8 @@ void addServe( CLI::App& app, Run& run )
     addConversionOptions( *command, *line );
     command->add_flag( "--check", line->onlyChecks, "Only say whether these options and the certificate could be used" )
         ->configurable( false );
+    // For tests, which cannot wait for the clock.
+    command->add_option( "--chores-every", line->choresSeconds )->check( CLI::Range( 1, 86400 ) )->group( "" );
     addStatisticsOptions( *command, *line );
     addIdentityOptions( *command, options.identity );
     command->callback( [line, &run] { run = [line] { return runServe( *line ); }; } );

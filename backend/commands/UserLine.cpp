@@ -55,16 +55,9 @@ void addUser( CLI::App& app, Run& run )
     group->require_subcommand( 1 );
     const auto add = [&]( const char* name, const char* text, Action action )
     {
-        auto* command = group->add_subcommand( name, text );
-        command->add_option( "--data", user->data, "Folder of the service's data" )->required();
+        auto* command = addAction( *group, name, text, user, action, &runUserCommand, run );
         if ( action != Action::List )
             command->add_option( "email", user->email )->required();
-        command->callback(
-            [user, action, &run]
-            {
-                user->action = action;
-                run = [user] { return runUserCommand( *user ); };
-            } );
         return command;
     };
     const auto withPassword = [&]( CLI::App* command )

@@ -12,6 +12,9 @@ void addWorker( CLI::App& app, Run& run )
     command->add_option( "memory", job->memory )->required();
     command->add_option( "output", job->outputSize )->required();
     command->add_option( "seconds", job->seconds )->required();
+    command->add_option( "processes", job->processes )->required();
+    command->add_option( "tasks", job->tasks )->required();
+    command->add_option( "user", job->user )->required();
     command->callback( [job, &run] { run = [job] { return runWorker( *job ); }; } );
 }
 

@@ -2,8 +2,12 @@
 
 #include "converter/JobTables.h"
 #include "crypto/Hex.h"
+#include "metrics/Measures.h"
 
 #include <spdlog/spdlog.h>
+
+#include <algorithm>
+#include <iterator>
 
 namespace VX::Backend
 {
@@ -21,7 +25,7 @@ constexpr const char* cNoTurn = "No converter was free for this file in time; op
 const std::string cFence = "id = ?2 AND attempts = ?3 AND state = ?4";
 
 constexpr std::string_view cUploads = "uploads/";
-const std::string cColumns = "id, input_format, state, error, owner, attempts";
+const std::string cColumns = "id, input_format, state, error, owner, attempts, request, queued";
 
 int64_t stateNumber( JobState state )
 {
@@ -31,10 +35,17 @@ int64_t stateNumber( JobState state )
 ConversionJob toJob( const SqlRow& row )
 {
     return { textOf( row[0] ), textOf( row[1] ), JobState( integerOf( row[2] ) ), textOf( row[3] ), textOf( row[4] ),
-        integerOf( row[5] ) };
+        integerOf( row[5] ), textOf( row[6] ), integerOf( row[7] ) };
 }
 
 using Rows = std::vector<SqlRow>;
+
+std::vector<ConversionJob> toJobs( const Rows& rows )
+{
+    std::vector<ConversionJob> out;
+    std::transform( rows.begin(), rows.end(), std::back_inserter( out ), toJob );
+    return out;
+}
 
 std::optional<ConversionJob> onlyOf( const Rows& rows )
 {
@@ -86,10 +97,11 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::find( const std::st
     return database_.query( "SELECT " + cColumns + " FROM conversions WHERE id = ?", { id } ).map( onlyOf );
 }
 
-DatabaseResult<bool> ConversionJobs::queue( const std::string& id )
+DatabaseResult<bool> ConversionJobs::queue( const std::string& id, const std::string& request )
 {
-    const auto changed = database_.execute( "UPDATE conversions SET state = ?, queued = ? WHERE id = ? AND state = ?",
-        { stateNumber( JobState::Queued ), now_(), id, stateNumber( JobState::Created ) } );
+    const auto changed =
+        database_.execute( "UPDATE conversions SET state = ?, queued = ?, request = ? WHERE id = ? AND state = ?",
+            { stateNumber( JobState::Queued ), now_(), request, id, stateNumber( JobState::Created ) } );
     notifyChange();
     return changed.map( []( int rows ) { return rows > 0; } );
 }
@@ -175,6 +187,8 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::take()
             .map( onlyOf );
     if ( !job || !*job )
         return job;
+    if ( ( *job )->attempt == 1 )
+        measures().conversionWaits.add( std::chrono::seconds( now_() - ( *job )->queued ) );
     const auto turned = database_.execute(
         "UPDATE conversion_owners SET turn = (SELECT max(turn) FROM conversion_owners) + 1 WHERE owner = ?",
         { ( *job )->owner } );
@@ -197,6 +211,27 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::beat( const std::vect
     return watched_( transaction.commit() ).map( [&] { return lost; } );
 }
 
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::lost( const std::vector<ConversionJob>& running )
+{
+    std::vector<ConversionJob> out;
+    for ( const auto& job : running )
+    {
+        const auto now = find( job.id );
+        if ( !now )
+            return tl::unexpected( now.error() );
+        if ( !*now || ( *now )->attempt != job.attempt || ( *now )->state != JobState::Running )
+            out.push_back( job );
+    }
+    return out;
+}
+
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::failed()
+{
+    return database_
+        .query( "SELECT " + cColumns + " FROM conversions WHERE state = ?", { stateNumber( JobState::Failed ) } )
+        .map( toJobs );
+}
+
 DatabaseResult<bool> ConversionJobs::giveBack( const ConversionJob& job )
 {
     const auto changed =
@@ -217,7 +252,10 @@ DatabaseResult<bool> ConversionJobs::end_(
     if ( !changed )
         return tl::unexpected( changed.error() );
     if ( *changed > 0 )
+    {
+        ++( state == JobState::Finished ? measures().conversionsDone : measures().conversionsFailed );
         return true;
+    }
     // It may have been written by a call before, to which the database could not answer any more.
     return find( job.id ).map( [&]( const std::optional<ConversionJob>& now )
         { return now && now->attempt == job.attempt && now->state == state; } );
@@ -243,6 +281,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::str
         for ( const auto& row : rows )
             if ( const auto job = toJob( row ); job.state == JobState::Failed )
                 failed.push_back( job );
+        measures().conversionsFailed += failed.size();
         return failed;
     };
     return database_
@@ -301,6 +340,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expire( std::chrono::
                               { stateNumber( JobState::Failed ), std::string( cNoTurn ), now_(),
                                   stateNumber( JobState::Queued ), limit } )
                           .map( collect );
+    measures().conversionsFailed += out.size();
     if ( late && !out.empty() )
         notifyChange();
     return late
@@ -334,13 +374,23 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::expireOldest( const
                 "AND bytes > 0 ORDER BY state DESC, created, rowid LIMIT 1) RETURNING " +
                     cColumns,
             { whose->front()[0], created, finished } )
-        .map( onlyOf );
+        .map(
+            []( const Rows& rows )
+            {
+                measures().evictions += rows.size();
+                return onlyOf( rows );
+            } );
 }
 
-void ConversionJobs::waitForChange( std::chrono::milliseconds most )
+uint64_t ConversionJobs::changes()
+{
+    const std::lock_guard lock( mutex_ );
+    return changes_;
+}
+
+void ConversionJobs::waitForChange( uint64_t seen, std::chrono::milliseconds most )
 {
     std::unique_lock lock( mutex_ );
-    const auto seen = changes_;
     changed_.wait_for( lock, most, [&] { return changes_ != seen; } );
 }
 

@@ -33,6 +33,9 @@ struct ConversionJob
     std::string owner;
     /// How many times it was taken, which names the one that runs it or has ended it.
     int64_t attempt = 0;
+    /// What the log calls the request that queued it; empty where it had no name.
+    std::string request = {};
+    int64_t queued = 0; ///< when, in seconds since 1970
 
     [[nodiscard]] std::string uploadKey() const { return "uploads/" + id; }
     /// Where an attempt puts its result, so that none writes over another's.
@@ -78,8 +81,9 @@ public:
     [[nodiscard]] Result<std::optional<ConversionJob>> create(
         const std::string& inputFormat, const std::string& owner );
     [[nodiscard]] Result<std::optional<ConversionJob>> find( const std::string& id );
-    /// Queues a job that was only created; false when it was further along already, or is gone.
-    [[nodiscard]] Result<bool> queue( const std::string& id );
+    /// Queues a job that was only created, by a request of that name; false when it was further along already, or is
+    /// gone.
+    [[nodiscard]] Result<bool> queue( const std::string& id, const std::string& request = {} );
 
     /// Whether an object of so many bytes may be stored under a key: an upload of a job that waits for it, within what
     /// its owner may have. Keys that are no job's are welcome. What is welcome counts as stored, beside what lies there
@@ -98,6 +102,11 @@ public:
     [[nodiscard]] Result<std::optional<ConversionJob>> take();
     /// Has jobs that run here for another lease; returns those that were lost, whose attempts are to stop.
     [[nodiscard]] Result<std::vector<ConversionJob>> beat( const std::vector<ConversionJob>& running );
+
+    /// Of jobs that run here those that were taken away meanwhile. It only reads.
+    [[nodiscard]] Result<std::vector<ConversionJob>> lost( const std::vector<ConversionJob>& running );
+    /// Those that have failed, whose uploads may still be there.
+    [[nodiscard]] Result<std::vector<ConversionJob>> failed();
 
     /// Ends an attempt. False when the job is another's by now, or ended without it, and nothing was changed.
     [[nodiscard]] Result<bool> finish( const ConversionJob& job, uint64_t resultBytes = 0 );
@@ -118,8 +127,10 @@ public:
     /// whose jobs hold the most; and returns it: the oldest result, or else the oldest upload.
     [[nodiscard]] Result<std::optional<ConversionJob>> expireOldest( const std::optional<std::string>& owner = {} );
 
-    /// Returns when a job of this process may have changed, or after that time.
-    void waitForChange( std::chrono::milliseconds most );
+    /// How many times a job of this process may have changed; to be asked before a look at the jobs.
+    [[nodiscard]] uint64_t changes();
+    /// Returns when there are more than those, or after that time.
+    void waitForChange( uint64_t seen, std::chrono::milliseconds most );
     void notifyChange();
 
 private:

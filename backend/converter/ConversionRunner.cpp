@@ -1,5 +1,8 @@
 #include "converter/ConversionRunner.h"
 
+#include "log/LogContext.h"
+#include "metrics/Measures.h"
+
 #include <spdlog/spdlog.h>
 
 namespace VX::Backend
@@ -38,15 +41,17 @@ private:
     Attempt& attempt_;
 };
 
-ConversionRunner::ConversionRunner(
-    ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder, RunnerOptions options )
+ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder,
+    RunnerOptions options, std::unique_ptr<WorkerProcess> first )
     : jobs_( jobs )
     , store_( store )
     , folder_( std::move( folder ) )
     , options_( std::move( options ) )
+    , first_( std::move( first ) )
 {
     recover_();
     beating_ = std::make_unique<Repeating>( options_.beat, [this] { beat_(); } );
+    looking_ = std::make_unique<Repeating>( options_.look, [this] { look_(); } );
     tidying_ = std::make_unique<Repeating>( cTidyEvery, [this] { tidy_(); } );
     slotsAtWork_ = options_.slots;
     for ( int i = 0; i < options_.slots; ++i )
@@ -88,21 +93,34 @@ void ConversionRunner::recover_()
     // Their folders stay until it is known: a later start finds their names there.
     if ( !failed )
         return spdlog::error( "Conversion: {}", failed.error().text );
-    removeObjects_( *failed );
+    for ( const auto& job : *failed )
+        removeResults_( job );
     folder_->sweep();
+}
+
+std::vector<ConversionJob> ConversionRunner::runningJobs_()
+{
+    std::vector<ConversionJob> out;
+    const std::lock_guard lock( mutex_ );
+    for ( const auto* attempt : running_ )
+        out.push_back( attempt->job );
+    return out;
 }
 
 void ConversionRunner::beat_()
 {
-    std::vector<ConversionJob> jobs;
-    {
-        const std::lock_guard lock( mutex_ );
-        for ( const auto* attempt : running_ )
-            jobs.push_back( attempt->job );
-    }
-    if ( jobs.empty() )
-        return;
-    const auto lost = jobs_.beat( jobs );
+    if ( const auto jobs = runningJobs_(); !jobs.empty() )
+        stop_( jobs_.beat( jobs ) );
+}
+
+void ConversionRunner::look_()
+{
+    if ( const auto jobs = runningJobs_(); !jobs.empty() )
+        stop_( jobs_.lost( jobs ) );
+}
+
+void ConversionRunner::stop_( const DatabaseResult<std::vector<ConversionJob>>& lost )
+{
     if ( !lost )
         return spdlog::error( "Conversion: {}", lost.error().text );
     const std::lock_guard lock( mutex_ );
@@ -113,11 +131,21 @@ void ConversionRunner::beat_()
     stopped_.notify_all();
 }
 
+std::unique_ptr<WorkerProcess> ConversionRunner::firstWorker_()
+{
+    {
+        const std::lock_guard lock( mutex_ );
+        if ( first_ )
+            return std::move( first_ );
+    }
+    return freshWorker_();
+}
+
 std::unique_ptr<WorkerProcess> ConversionRunner::freshWorker_()
 {
     if ( !takesMore_() )
         return nullptr;
-    auto worker = WorkerProcess::start( folder_->path(), options_.limits, options_.worker );
+    auto worker = WorkerProcess::start( folder_->path(), options_.worker );
     if ( worker )
         return std::move( *worker );
     spdlog::error( "Conversion: {}", worker.error() );
@@ -127,8 +155,8 @@ std::unique_ptr<WorkerProcess> ConversionRunner::freshWorker_()
 std::optional<ConversionJob> ConversionRunner::take_()
 {
     const auto failed = jobs_.reap();
-    if ( failed )
-        removeObjects_( *failed );
+    for ( const auto& job : failed.value_or( std::vector<ConversionJob>() ) )
+        removeResults_( job );
     auto taken = failed.and_then( [this]( const auto& ) { return jobs_.take(); } );
     if ( !taken )
         spdlog::error( "Conversion: {}", taken.error().text );
@@ -137,26 +165,41 @@ std::optional<ConversionJob> ConversionRunner::take_()
 
 void ConversionRunner::runSlot_()
 {
-    auto worker = freshWorker_();
+    auto worker = firstWorker_();
+    bool counted = false;
+    const auto count = [&]( bool has )
+    {
+        slotsWithWorker_ += int( has ) - int( counted );
+        counted = has;
+    };
     while ( takesMore_() )
     {
+        const auto seen = jobs_.changes();
         const auto job = take_();
         if ( !job )
         {
-            jobs_.waitForChange( cLookAgain );
+            jobs_.waitForChange( seen, cLookAgain );
+            // It has had the time to die of what is wrong here.
+            count( worker && worker->isAlive() );
+            if ( !counted )
+                worker = freshWorker_();
             continue;
         }
+        const LogContext context( job->request );
+        spdlog::info( "Conversion begun, attempt {}", job->attempt );
         Attempt attempt{ *job };
         const Registered registered( *this, attempt );
         if ( !worker || !worker->isAlive() )
             worker = freshWorker_();
+        count( worker != nullptr );
         if ( worker )
             run_( attempt, std::move( worker ) );
         else if ( !takesMore_() )
             giveBack_( *job );
         else
             (void)end_( attempt,
-                tl::unexpected( std::string( "The conversion service has no resources left; try again later" ) ) );
+                tl::unexpected( std::string( "The conversion service has no resources left; try again later" ) ),
+                true );
         worker = freshWorker_();
     }
 }
@@ -173,17 +216,18 @@ void ConversionRunner::run_( Attempt& attempt, std::unique_ptr<WorkerProcess> wo
         giveBack_( attempt.job );
         return;
     }
-    if ( !end_( attempt, done ) )
+    if ( !end_( attempt, done, !worker->hasJudged() ) )
         return;
     const auto ms =
         std::chrono::duration_cast<std::chrono::milliseconds>( std::chrono::steady_clock::now() - begin ).count();
+    measures().conversions.add( std::chrono::milliseconds( ms ) );
     spdlog::info( "Conversion {} in {} ms{}", done ? "done" : "failed", ms, done ? "" : ": " + done.error() );
 }
 
 tl::expected<void, StoreError> ConversionRunner::patiently_(
     const Attempt& attempt, const std::function<tl::expected<void, StoreError>()>& act )
 {
-    const auto deadline = std::chrono::steady_clock::now() + options_.limits.time;
+    const auto deadline = std::chrono::steady_clock::now() + options_.worker.limits.time;
     while ( true )
     {
         auto done = act();
@@ -221,7 +265,7 @@ void ConversionRunner::giveBack_( const ConversionJob& job )
     if ( !back )
         spdlog::error( "Conversion: {}", back.error().text );
     else if ( !*back )
-        spdlog::warn( "Conversion: an attempt was stopped that had lost its job to another" );
+        spdlog::warn( "Conversion: an attempt was stopped, for it had lost its job" );
 }
 
 tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(
@@ -258,7 +302,8 @@ bool ConversionRunner::fits_( const ConversionJob& job, uint64_t resultBytes )
     return store_.hasRoomFor( resultBytes ) && jobs_.isWithinShare( job, resultBytes ).value_or( true );
 }
 
-bool ConversionRunner::end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done )
+bool ConversionRunner::end_(
+    const Attempt& attempt, const tl::expected<uint64_t, std::string>& done, bool isWorthARetry )
 {
     const auto& job = attempt.job;
     while ( true )
@@ -266,7 +311,8 @@ bool ConversionRunner::end_( const Attempt& attempt, const tl::expected<uint64_t
         const auto written = done ? jobs_.finish( job, *done ) : jobs_.fail( job, done.error() );
         if ( written && *written )
         {
-            store_.remove( job.uploadKey() );
+            if ( done || !isWorthARetry || !store_.hasRoomFor( options_.reserve ) )
+                store_.remove( job.uploadKey() );
             // Attempts that died between storing and the end left theirs.
             for ( auto before = job.attempt - 1; before > 0; --before )
                 store_.remove( job.resultKey( before ) );
@@ -291,6 +337,8 @@ void ConversionRunner::tidy_()
     if ( !expired )
         return spdlog::error( "Conversion: {}", expired.error().text );
     removeObjects_( *expired );
+    if ( const auto failed = jobs_.failed(); failed && !store_.hasRoomFor( options_.reserve ) )
+        removeObjects_( *failed );
     // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
     store_.removeOlder( 2 * options_.keep );
     while ( store_.excess() > 0 )
@@ -308,6 +356,11 @@ void ConversionRunner::tidy_()
 void ConversionRunner::removeObjects_( const ConversionJob& job )
 {
     store_.remove( job.uploadKey() );
+    removeResults_( job );
+}
+
+void ConversionRunner::removeResults_( const ConversionJob& job )
+{
     store_.remove( job.resultKey() );
     for ( auto before = job.attempt - 1; before > 0; --before )
         store_.remove( job.resultKey( before ) );

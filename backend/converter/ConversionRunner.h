@@ -17,15 +17,17 @@ namespace VX::Backend
 struct RunnerOptions
 {
     int slots = 2;
-    WorkerLimits limits;
+    WorkerSetup worker;
     /// Jobs, uploads and results older than this are removed.
     std::chrono::seconds keep{ 3600 };
     /// How often the leases of what runs are extended.
     std::chrono::milliseconds beat{ 3000 };
+    /// How often it is looked whether what runs was taken away.
+    std::chrono::milliseconds look{ 500 };
     /// How often a store that is away is tried again.
     std::chrono::milliseconds retry{ 1000 };
-    /// The beginning of the workers' command line; this very program unless given.
-    std::vector<std::string> worker;
+    /// Bytes for which the store is to have room besides what failed conversions leave in it.
+    uint64_t reserve = 0;
 };
 
 /// Takes queued conversions and runs each in a worker process, as many at a time as there are slots.
@@ -35,8 +37,9 @@ class ConversionRunner
 {
 public:
     /// What earlier instances of the folder were running is queued again at once.
-    ConversionRunner(
-        ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder, RunnerOptions options );
+    /// One worker, if any, was started before, in the folder.
+    ConversionRunner( ConversionJobs& jobs, ObjectStore& store, std::unique_ptr<WorkFolder> folder,
+        RunnerOptions options, std::unique_ptr<WorkerProcess> first = nullptr );
     /// Kills what is running, and hands it back.
     ~ConversionRunner();
     ConversionRunner( const ConversionRunner& ) = delete;
@@ -46,6 +49,8 @@ public:
     void drain();
     /// Whether nothing runs any more after `drain`.
     [[nodiscard]] bool isDrained() const { return slotsAtWork_ == 0; }
+    /// Whether a job would find a worker: some slot has one that lives, or a job. Any thread.
+    [[nodiscard]] bool hasWorker() const { return slotsWithWorker_ > 0; }
 
 private:
     /// One attempt at a job, from when it is taken until its end is written.
@@ -61,6 +66,9 @@ private:
     [[nodiscard]] bool takesMore_() const { return !stopping_ && !draining_; }
     void recover_();
     void beat_();
+    void look_();
+    [[nodiscard]] std::vector<ConversionJob> runningJobs_();
+    void stop_( const DatabaseResult<std::vector<ConversionJob>>& lost );
     void runSlot_();
     void run_( Attempt& attempt, std::unique_ptr<WorkerProcess> worker );
     /// Does what wants the store, and again while it is away, within the time of a job.
@@ -69,8 +77,9 @@ private:
     /// Brings the upload to the worker; the error is for the user.
     [[nodiscard]] tl::expected<void, std::string> fetch_( const Attempt& attempt, const WorkerProcess& worker );
     /// Writes how an attempt has ended, with the bytes of its result or for what reason, and removes what is of no use
-    /// after it; while it cannot be written it is tried again, for a client waits for it. Whether it was written.
-    bool end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done );
+    /// after it; while it cannot be written it is tried again, for a client waits for it. Whether it was written. The
+    /// upload stays where another attempt at it might end otherwise, and there is room.
+    bool end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done, bool isWorthARetry );
     void giveBack_( const ConversionJob& job );
     /// Stores a result. Where there is no room for it, or its owner has a share already, the owner's older jobs go
     /// first: nobody else's do.
@@ -79,7 +88,9 @@ private:
     [[nodiscard]] bool fits_( const ConversionJob& job, uint64_t resultBytes );
     void tidy_();
     void removeObjects_( const ConversionJob& job );
+    void removeResults_( const ConversionJob& job );
     void removeObjects_( const std::vector<ConversionJob>& jobs );
+    [[nodiscard]] std::unique_ptr<WorkerProcess> firstWorker_();
     [[nodiscard]] std::unique_ptr<WorkerProcess> freshWorker_();
     /// Waits for so long; less when the attempt, or for none the runner, is to stop.
     void pause_( std::chrono::milliseconds time, const Attempt* attempt = nullptr );
@@ -88,15 +99,18 @@ private:
     ObjectStore& store_;
     std::unique_ptr<WorkFolder> folder_;
     RunnerOptions options_;
+    std::unique_ptr<WorkerProcess> first_;
     std::mutex mutex_;
     std::condition_variable stopped_;
     std::vector<Attempt*> running_;
     std::atomic<bool> stopping_{ false };
     std::atomic<bool> draining_{ false };
     std::atomic<int> slotsAtWork_{ 0 };
+    std::atomic<int> slotsWithWorker_{ 0 };
     std::vector<std::thread> threads_;
-    /// Both by clocks of their own: slots may be busy for long.
+    /// By clocks of their own: slots may be busy for long.
     std::unique_ptr<Repeating> beating_;
+    std::unique_ptr<Repeating> looking_;
     std::unique_ptr<Repeating> tidying_;
 };
 

@@ -1,5 +1,7 @@
 #include "converter/ConvertCommand.h"
 
+#include "converter/Bubblewrap.h"
+
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/MappedFile.h>
 #include <VXMesh/io/Path.h>
@@ -7,6 +9,7 @@
 #include <VXMesh/io/Text.h>
 
 #include <fmt/format.h>
+#include <spdlog/spdlog.h>
 
 #include <cerrno>
 #include <csignal>
@@ -74,7 +77,10 @@ tl::expected<void, std::string> convert( const ConvertCommand& command, const Wo
     const ScratchFolder scratch( "orvanta-convert-" );
     if ( scratch.path().empty() )
         return tl::unexpected( std::string( "No working folder can be made; set TMPDIR to a folder with space" ) );
-    const auto worker = WorkerProcess::start( scratch.path(), command.limits );
+    const bool inBubblewrap = canUseBubblewrap();
+    if ( !inBubblewrap )
+        spdlog::warn( "bubblewrap cannot be used here: workers run with limits and the kernel's filters alone" );
+    const auto worker = WorkerProcess::start( scratch.path(), { command.limits, inBubblewrap, false, {} } );
     if ( !worker )
         return tl::unexpected( worker.error() );
     std::error_code ec;

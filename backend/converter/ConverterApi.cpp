@@ -1,5 +1,7 @@
 #include "converter/ConverterApi.h"
 
+#include "log/LogContext.h"
+#include "log/LogEvent.h"
 #include "text/JsonText.h"
 #include "text/Uri.h"
 
@@ -39,6 +41,11 @@ HttpResponse unavailable( const DatabaseError& error )
 {
     spdlog::error( "Conversion: {}", error.text );
     return failure( 503, "The conversion service cannot work now; try again in a moment" );
+}
+
+HttpResponse stopping()
+{
+    return failure( 503, "The conversion service is about to restart; try again in a moment" );
 }
 
 HttpResponse unknownJob()
@@ -89,6 +96,14 @@ void ConverterApi::stop()
     jobs_.notifyChange();
     if ( thread_.joinable() )
         thread_.join();
+    // What answers them holds a part of the server, which ends next.
+    std::list<Waiter> last;
+    {
+        const std::lock_guard lock( mutex_ );
+        last.swap( waiters_ );
+    }
+    for ( const auto& waiter : last )
+        waiter.respond( *statusOf_( waiter.id, false ) );
 }
 
 BodyPlan ConverterApi::planBody( const HttpRequest& )
@@ -113,8 +128,9 @@ void ConverterApi::handle( HttpRequest request, Respond respond )
         return respond( failure( 400, "The request is not a JSON object" ) );
     const auto token = textMember( *body, "access_token" );
     options_.mayConvert( token, request.remoteAddress,
-        [this, call, body = *body, respond, nobody = token.empty()]( const AccessCheck& access )
+        [this, call, body = *body, respond, nobody = token.empty(), id = request.id]( const AccessCheck& access )
         {
+            const LogContext context( id );
             using Verdict = AccessCheck::Verdict;
             if ( access.verdict == Verdict::Unknown )
                 return respond( failure( 503, "Your sign-in cannot be checked now; try again in a moment" ) );
@@ -129,6 +145,8 @@ HttpResponse ConverterApi::request_( const Json::Value& body, const std::string&
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
         return failure( 400, problem );
+    if ( draining_ )
+        return stopping();
     const auto created = jobs_.create( toLower( textMember( body, "input_format" ) ), owner );
     if ( !created )
         return unavailable( created.error() );
@@ -158,10 +176,14 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
         return unknownJob();
     if ( ( *job )->state != JobState::Created )
         return success( Json::Value( Json::objectValue ) );
+    if ( draining_ )
+        return stopping();
     if ( !store_.exists( ( *job )->uploadKey() ) )
         return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
-    if ( const auto queued = jobs_.queue( id ); !queued )
+    if ( const auto queued = jobs_.queue( id, LogContext::request() ); !queued )
         return unavailable( queued.error() );
+    // Whoever has the whole id may fetch the result.
+    logEvent( "conversion queued", { { "job", id.substr( 0, 8 ) } } );
     return success( Json::Value( Json::objectValue ) );
 }
 
@@ -205,9 +227,14 @@ void ConverterApi::status_( const HttpRequest& request, const Respond& respond )
         return respond( std::move( *answer ) );
     {
         const std::lock_guard lock( mutex_ );
-        waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
+        if ( !stopping_ )
+        {
+            waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
+            arrived_.notify_all();
+            return;
+        }
     }
-    arrived_.notify_all();
+    respond( *statusOf_( id, false ) );
 }
 
 void ConverterApi::answerWaiters_()
@@ -221,6 +248,7 @@ void ConverterApi::answerWaiters_()
             waiting.swap( waiters_ );
         }
         const auto now = Clock::now();
+        const auto seen = jobs_.changes();
         waiting.remove_if(
             [&]( const Waiter& waiter )
             {
@@ -235,7 +263,7 @@ void ConverterApi::answerWaiters_()
             waiters_.splice( waiters_.begin(), waiting );
         }
         if ( some )
-            jobs_.waitForChange( cLookAgain );
+            jobs_.waitForChange( seen, cLookAgain );
     }
 }
 

@@ -41,6 +41,8 @@ public:
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
 
+    /// Begins no conversion any more, and says so; of those that are begun it tells.
+    void drain() { draining_ = true; }
     /// Answers the status calls that are held, and holds none after it.
     void stop();
 
@@ -66,6 +68,7 @@ private:
     std::mutex mutex_;
     std::condition_variable arrived_;
     std::list<Waiter> waiters_;
+    std::atomic<bool> draining_{ false };
     std::atomic<bool> stopping_{ false };
     std::thread thread_;
 };

@@ -65,6 +65,7 @@ DatabaseResult<void> prepareJobTables( Database& database )
         .and_then( [&] { return addColumn( database, cTable, "owner", "TEXT NOT NULL DEFAULT ''" ); } )
         .and_then( [&]( bool ) { return addColumn( database, cTable, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
         .and_then( [&]( bool ) { return addColumn( database, cTable, "ended", "INTEGER" ); } )
+        .and_then( [&]( bool ) { return addColumn( database, cTable, "request", "TEXT" ); } )
         .and_then( [&]( bool ) { return addLeases( database ); } )
         .and_then( [&] { return executeAll( database, cIndexesAndSums ); } )
         .and_then( [&] { return transaction.commit(); } );

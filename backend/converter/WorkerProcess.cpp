@@ -1,5 +1,8 @@
 #include "converter/WorkerProcess.h"
 
+#include "converter/Bubblewrap.h"
+#include "worker/WorkerMain.h"
+
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Text.h>
 #include <VXMesh/system/Sanitizer.h>
@@ -10,7 +13,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <thread>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,26 +30,12 @@ constexpr size_t cMaxWords = 300;
 constexpr const char* cCouldNotFinish = "The converter could not finish this file";
 constexpr const char* cAllocator = "/usr/lib/x86_64-linux-gnu/libmimalloc.so.2.0";
 
-std::filesystem::path ownProgram()
-{
-    std::error_code ec;
-    return std::filesystem::read_symlink( "/proc/self/exe", ec );
-}
-
-/// Only what a converter needs to see: system libraries, its own program and its folder.
-std::vector<std::string> bubblewrap( const std::filesystem::path& folder )
-{
-    const auto program = ownProgram();
-    std::vector<std::string> out = { "bwrap", "--unshare-all", "--die-with-parent", "--new-session", "--ro-bind",
-        "/usr", "/usr", "--ro-bind-try", "/lib", "/lib", "--ro-bind-try", "/lib64", "/lib64", "--ro-bind-try",
-        "/etc/ld.so.cache", "/etc/ld.so.cache", "--ro-bind-try", "/etc/alternatives", "/etc/alternatives", "--proc",
-        "/proc", "--dev", "/dev", "--tmpfs", "/tmp" };
-    const auto prefix = program.parent_path().parent_path();
-    for ( const auto& dir : { program.parent_path(), prefix / "lib" } )
-        out.insert( out.end(), { "--ro-bind-try", dir.string(), dir.string() } );
-    out.insert( out.end(), { "--bind", folder.string(), "/job", "--chdir", "/job", "--" } );
-    return out;
-}
+// In pieces of less than that a large file is not worth sharing.
+constexpr uint64_t cLeastMemory = uint64_t( 2 ) << 30;
+// Users that no system gives to anybody, and the one that every system calls nobody.
+constexpr unsigned cFirstUser = 1'900'000'000, cUsers = 100'000'000, cNobody = 65534;
+// Where others are the same user, they may begin so much beside a worker.
+constexpr uint64_t cTasksOfOthers = 1000;
 
 bool showsErrors()
 {
@@ -93,46 +85,45 @@ tl::expected<void, std::string> endText( int status )
 
 } // namespace
 
-bool hasBubblewrap()
+int processesOf( uint64_t memory, unsigned cores )
 {
-    static const bool sWorks = []
-    {
-        auto trial = ChildProcess::start( { { "bwrap", "--unshare-all", "--ro-bind", "/", "/", "true" },
-            std::vector<std::string>{ "PATH=/usr/bin:/bin" } } );
-        const bool works = trial && trial->wait() == 0;
-        if ( !works )
-            spdlog::warn( "bubblewrap cannot be used here: workers run with limits and the kernel's filters alone" );
-        return works;
-    }();
-    return sWorks;
+    return int( std::clamp<uint64_t>( memory / cLeastMemory, 1, std::max( cores, 1u ) ) );
 }
 
-std::vector<std::string> workerCommand( const std::filesystem::path& folder, const std::vector<std::string>& program )
+uint64_t memoryOfAConversion( int atATime )
 {
-    auto out = hasBubblewrap() ? bubblewrap( folder ) : std::vector<std::string>{};
-    out.insert( out.end(), program.begin(), program.end() );
-    return out;
+    const auto pages = uint64_t( std::max( ::sysconf( _SC_PHYS_PAGES ), 0L ) );
+    return pages * uint64_t( ::sysconf( _SC_PAGESIZE ) ) / 4 * 3 / uint64_t( std::max( atATime, 1 ) );
 }
 
 tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
-    const std::filesystem::path& root, const WorkerLimits& limits, std::vector<std::string> program )
+    const std::filesystem::path& root, const WorkerSetup& setup )
 {
     static std::atomic<unsigned> sCounter{ 0 };
+    const auto number = sCounter++;
+    const auto& limits = setup.limits;
     std::unique_ptr<WorkerProcess> worker( new WorkerProcess );
     worker->limits_ = limits;
-    worker->folder_ = root / fmt::format( "worker-{}-{}", ::getpid(), sCounter++ );
-    std::error_code ec;
-    std::filesystem::create_directories( worker->folder_, ec );
-    if ( ec )
+    worker->folder_ = root / fmt::format( "worker-{}-{}", ::getpid(), number );
+    if ( ::geteuid() == 0 )
+        worker->user_ = cFirstUser + ( unsigned( ::getpid() ) * 100 + number % 100 ) % cUsers;
+    if ( !worker->makeFolder_() )
         return tl::unexpected( std::string( "No folder for a worker can be made" ) );
 
-    const auto folder = hasBubblewrap() ? std::string( "/job" ) : worker->folder_.string();
-    if ( program.empty() )
-        program = { ownProgram().string(), "worker" };
-    program.insert( program.end(), { folder, std::to_string( limits.memory ), std::to_string( limits.outputSize ),
-                                       std::to_string( limits.time.count() ) } );
-    auto process =
-        ChildProcess::start( { workerCommand( worker->folder_, program ), workerEnvironment(), showsErrors() } );
+    const auto cores = std::max( std::thread::hardware_concurrency(), 1u );
+    const auto processes = processesOf( limits.memory, cores );
+    // Copies, and the threads of each where it has cores of its own.
+    const bool isAlone = setup.inBubblewrap || worker->user_ > cNobody;
+    const auto tasks = uint64_t( processes ) + cores + ( isAlone ? 0 : cTasksOfOthers );
+    auto command =
+        setup.program.empty() ? std::vector{ ownProgram().string(), std::string( "worker" ) } : setup.program;
+    command.push_back( setup.inBubblewrap ? "/job" : worker->folder_.string() );
+    for ( const uint64_t number : { limits.memory / uint64_t( processes ), limits.outputSize,
+              uint64_t( limits.time.count() ), uint64_t( processes ), tasks, uint64_t( worker->user_ ) } )
+        command.push_back( std::to_string( number ) );
+    if ( setup.inBubblewrap )
+        command = inBubblewrap( worker->folder_, command );
+    auto process = ChildProcess::start( { command, workerEnvironment(), setup.showsErrors || showsErrors() } );
     if ( !process )
     {
         spdlog::error( "{}", process.error() );
@@ -140,6 +131,35 @@ tl::expected<std::unique_ptr<WorkerProcess>, std::string> WorkerProcess::start(
     }
     worker->process_.emplace( std::move( *process ) );
     return worker;
+}
+
+bool WorkerProcess::makeFolder_()
+{
+    std::error_code ec;
+    std::filesystem::create_directories( folder_, ec );
+    if ( ec || user_ == 0 )
+        return !ec;
+    // A container may know few users.
+    if ( ::chown( folder_.c_str(), user_, -1U ) != 0 )
+        user_ = cNobody;
+    return ::chown( folder_.c_str(), user_, -1U ) == 0 && ::chmod( folder_.c_str(), 0770 ) == 0;
+}
+
+bool WorkerProcess::handOverInput_() const
+{
+    if ( user_ == 0 )
+        return true;
+    bool done = true;
+    for ( const auto& file : { inputFile(), plainInputFile() } )
+    {
+        const int fd = ::open( file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC );
+        if ( fd < 0 )
+            continue;
+        // It may be the stored object itself, which nobody is to change.
+        done = ::fchown( fd, -1U, user_ ) == 0 && ::fchmod( fd, 0640 ) == 0 && done;
+        ::close( fd );
+    }
+    return done;
 }
 
 WorkerProcess::~WorkerProcess()
@@ -154,10 +174,11 @@ bool WorkerProcess::isAlive() const
     return process_ && process_->waitForOutput( 0 ) == ChildProcess::Output::Silent;
 }
 
-WorkerReport WorkerProcess::report_( const std::atomic<bool>& stop, const Progress& progress ) const
+WorkerReport WorkerProcess::report_(
+    std::chrono::seconds time, const std::atomic<bool>& stop, const Progress& progress ) const
 {
     constexpr int cSlice = 100; // ms between two looks at `stop`
-    const auto deadline = std::chrono::steady_clock::now() + limits_.time;
+    const auto deadline = std::chrono::steady_clock::now() + time;
     std::string pending;
     float done = 0;
     while ( !stop && std::chrono::steady_clock::now() < deadline )
@@ -186,14 +207,27 @@ WorkerReport WorkerProcess::report_( const std::atomic<bool>& stop, const Progre
 
 tl::expected<void, std::string> WorkerProcess::convert( const std::atomic<bool>& stop, const Progress& progress )
 {
-    const char go = '\n';
-    const auto report = process_->write( &go, 1 ) ? report_( stop, progress ) : WorkerReport{};
+    return order_( cConvert, limits_.time, stop, progress );
+}
+
+tl::expected<void, std::string> WorkerProcess::tryOut( std::chrono::seconds time )
+{
+    const std::atomic<bool> never{ false };
+    return order_( cTry, time, never, {} );
+}
+
+tl::expected<void, std::string> WorkerProcess::order_(
+    char what, std::chrono::seconds time, const std::atomic<bool>& stop, const Progress& progress )
+{
+    const auto report =
+        handOverInput_() && process_->write( &what, 1 ) ? report_( time, stop, progress ) : WorkerReport{};
     switch ( report.end )
     {
     case WorkerReport::End::Done:
         // The result is whole once its report has come; tearing a large process down can wait.
         return {};
     case WorkerReport::End::Failed:
+        judged_ = true;
         // What a hostile file may have made of a worker speaks here, and users read it.
         return tl::unexpected( printable( report.error, cMaxWords ) );
     case WorkerReport::End::Stopped:

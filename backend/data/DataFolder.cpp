@@ -77,6 +77,16 @@ tl::expected<std::unique_ptr<FolderLock>, std::string> FolderLock::await( const 
     return take_( folder, LOCK_EX );
 }
 
+bool FolderLock::isTaken( const std::filesystem::path& folder )
+{
+    const int fd = ::open( ( folder / "lock" ).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW );
+    if ( fd < 0 )
+        return false;
+    const bool taken = ::flock( fd, LOCK_SH | LOCK_NB ) != 0 && errno == EWOULDBLOCK;
+    ::close( fd );
+    return taken;
+}
+
 tl::expected<std::unique_ptr<FolderLock>, std::string> FolderLock::take_(
     const std::filesystem::path& folder, int operation )
 {

@@ -26,6 +26,8 @@ public:
     /// Waits for it. For what is held for moments only.
     [[nodiscard]] static tl::expected<std::unique_ptr<FolderLock>, std::string> await(
         const std::filesystem::path& folder );
+    /// Whether a process has it; makes no file. For people: it may be another way a moment later.
+    [[nodiscard]] static bool isTaken( const std::filesystem::path& folder );
     ~FolderLock();
     FolderLock( const FolderLock& ) = delete;
     FolderLock& operator=( const FolderLock& ) = delete;

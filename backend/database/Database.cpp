@@ -7,18 +7,6 @@
 namespace VX::Backend
 {
 
-std::string textOf( const SqlValue& value )
-{
-    const auto* text = std::get_if<std::string>( &value );
-    return text ? *text : std::string();
-}
-
-int64_t integerOf( const SqlValue& value )
-{
-    const auto* number = std::get_if<int64_t>( &value );
-    return number ? *number : 0;
-}
-
 tl::expected<std::unique_ptr<Database>, std::string> Database::open( const std::filesystem::path& file )
 {
     return open_( file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE );

@@ -1,6 +1,7 @@
 #include "database/SqlSession.h"
 
 #include "database/WriteTurn.h"
+#include "metrics/Measures.h"
 
 #include <sqlite3.h>
 
@@ -104,6 +105,8 @@ DatabaseResult<std::unique_ptr<SqlSession>> SqlSession::open(
     if ( code != SQLITE_OK )
         return tl::unexpected( DatabaseError{ troubleOf( code ), sqlite3_errstr( code ) } );
     sqlite3_busy_timeout( handle, int( cPatience.count() ) );
+    if ( flags & SQLITE_OPEN_READONLY )
+        return session;
     // They wait for no other session: the file is in that mode already, unless this is the first one.
     session->hasTurn_ = true;
     // Deleted secrets are overwritten.
@@ -128,7 +131,9 @@ DatabaseResult<std::vector<SqlRow>> SqlSession::run( const std::string& sql, con
     const Statement statement( raw, &sqlite3_finalize );
     if ( code != SQLITE_OK )
         return failed_( errorOf( handle_, code ) );
-    const Turn turn( *this, !sqlite3_stmt_readonly( raw ) );
+    const bool reads = sqlite3_stmt_readonly( raw ) != 0;
+    const Timed timed( reads && !inTransaction_ ? measures().reads : measures().writes );
+    const Turn turn( *this, !reads );
     if ( !turn )
         return failed_( { DatabaseTrouble::Unavailable, "Database: others write for too long" } );
     for ( size_t i = 0; i < parameters.size(); ++i )
@@ -156,7 +161,10 @@ int SqlSession::changes() const
 void SqlSession::begin()
 {
     inTransaction_ = true;
-    hasTurn_ = turn_.take( cPatience );
+    {
+        const Timed timed( measures().writes );
+        hasTurn_ = turn_.take( cPatience );
+    }
     // A failure is remembered, and told by what follows.
     (void)run( "BEGIN IMMEDIATE", {} );
 }

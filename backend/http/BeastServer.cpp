@@ -1,7 +1,8 @@
 #include "http/ConnectionTable.h"
 #include "http/HttpServer.h"
 #include "http/HttpSession.h"
-#include "http/TlsConnection.h"
+#include "http/connection/PlainConnection.h"
+#include "http/connection/TlsConnection.h"
 #include "tls/TlsContext.h"
 
 #include <boost/asio/co_spawn.hpp>
@@ -38,6 +39,8 @@ tl::expected<asio::ip::address, std::string> addressOf( const HttpServerOptions&
     return out;
 }
 
+using Nothing = tl::expected<void, std::string>;
+
 class BeastServer final : public HttpServer
 {
 public:
@@ -55,7 +58,7 @@ public:
 
     [[nodiscard]] tl::expected<void, std::string> listen()
     {
-        if ( auto loaded = reloadCertificate(); !loaded )
+        if ( auto loaded = options_.plain ? Nothing() : reloadCertificate(); !loaded )
             return loaded;
         const auto address = addressOf( options_ );
         if ( !address )
@@ -72,6 +75,8 @@ public:
     }
 
     [[nodiscard]] uint16_t port() const override { return acceptor_.local_endpoint().port(); }
+
+    [[nodiscard]] size_t connections() const override { return table_.size(); }
 
     [[nodiscard]] tl::expected<void, std::string> reloadCertificate() override
     {
@@ -150,8 +155,8 @@ private:
         try
         {
             auto executor = socket.get_executor();
-            auto connection = std::make_shared<TlsConnection>( std::move( socket ), tlsNow_() );
-            auto served = std::make_shared<ServedConnection>( connection, options_, handler_, files_.get_executor() );
+            auto served = std::make_shared<ServedConnection>(
+                connectionOn_( std::move( socket ) ), options_, handler_, files_.get_executor() );
             if ( table_.add( *served ) )
                 asio::co_spawn( executor, run_( std::move( served ) ), asio::detached );
         }
@@ -159,6 +164,13 @@ private:
         {
             spdlog::error( "A connection could not be taken: {}", e.what() );
         }
+    }
+
+    [[nodiscard]] std::shared_ptr<ClientConnection> connectionOn_( asio::ip::tcp::socket socket )
+    {
+        if ( options_.plain )
+            return std::make_shared<PlainConnection>( std::move( socket ) );
+        return std::make_shared<TlsConnection>( std::move( socket ), tlsNow_() );
     }
 
     asio::awaitable<void> run_( std::shared_ptr<ServedConnection> served )

@@ -26,6 +26,12 @@ void ConnectionTable::remove( ServedConnection& connection )
     cut_ -= connection.isCut ? 1 : 0;
 }
 
+size_t ConnectionTable::size() const
+{
+    const std::lock_guard lock( mutex_ );
+    return open_.size();
+}
+
 ServedConnection* ConnectionTable::mostSilent_() const
 {
     ServedConnection* out = nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "http/HttpSession.h"
-#include "http/TlsConnection.h"
+#include "http/connection/ClientConnection.h"
 
 #include <memory>
 #include <mutex>
@@ -13,14 +13,14 @@ namespace VX::Backend
 /// A connection and what is said on it.
 struct ServedConnection
 {
-    ServedConnection( const std::shared_ptr<TlsConnection>& client, const HttpServerOptions& options,
+    ServedConnection( const std::shared_ptr<ClientConnection>& client, const HttpServerOptions& options,
         HttpHandler& handler, boost::asio::any_io_executor files )
         : connection( client )
         , session( *client, options, handler, client->peer(), std::move( files ) )
     {
     }
 
-    std::shared_ptr<TlsConnection> connection;
+    std::shared_ptr<ClientConnection> connection;
     HttpSession session;
     bool isCut = false; ///< guarded by the table
 };
@@ -38,12 +38,14 @@ public:
     /// every other one waits for an answer.
     [[nodiscard]] bool add( ServedConnection& connection );
     void remove( ServedConnection& connection );
+    /// Those that are open.
+    [[nodiscard]] size_t size() const;
 
 private:
     [[nodiscard]] ServedConnection* mostSilent_() const;
 
     size_t most_;
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::unordered_set<ServedConnection*> open_;
     size_t cut_ = 0; ///< of those
 };

@@ -30,6 +30,8 @@ struct HttpRequest
     std::filesystem::path bodyFile;
     /// Who it comes from, for limits by address; empty when that is not known.
     std::string remoteAddress;
+    /// What it is called in the log, and in its answer; empty where requests have no names.
+    std::string id = {};
 
     [[nodiscard]] std::string header( const std::string& name ) const;
 };
@@ -67,6 +69,16 @@ struct BodyPlan
 /// Tells the plan for a request; called exactly once, from any thread.
 using Planned = std::function<void( BodyPlan )>;
 
+/// How a request went, its body and its answer included.
+struct RequestEnd
+{
+    /// With empty headers and body; only as far as it could be read.
+    HttpRequest request;
+    int status = 0;                         ///< of the answer; 0 when the client had gone before
+    std::chrono::nanoseconds duration{ 0 }; ///< from its first bytes until the last of its answer
+    uint64_t received = 0, sent = 0;        ///< bytes
+};
+
 /// What the server serves; called on its I/O threads, which carry every connection: nothing here waits for a disk, a
 /// database, another service or a long reckoning.
 ///
@@ -82,6 +94,8 @@ public:
     virtual void handle( HttpRequest request, Respond respond ) = 0;
     /// What is said to a client of this path when its request cannot be read or answered, in the form it expects.
     [[nodiscard]] virtual HttpResponse refuse( const std::string& path, int status );
+    /// Told of each request, once it is over.
+    virtual void ended( const RequestEnd& /*end*/ ) {}
 };
 
 /// Calls into a handler; false when it throws, which the log tells.
@@ -91,8 +105,12 @@ struct HttpServerOptions
 {
     std::string address = "127.0.0.1";
     uint16_t port = 8443; ///< 0 takes a free one
-    /// Who may say on whose behalf they ask.
+    /// Without TLS; the certificate is not looked at.
+    bool plain = false;
+    /// Who may say on whose behalf they ask, and what a request is called.
     TrustedProxies proxies;
+    /// A new name for a request, which is sent back as X-Request-Id; requests have none without it.
+    std::function<std::string()> nameRequest;
     /// Open at a time; above it the one goes that has been silent for the longest.
     size_t maxConnections = 1024;
     std::filesystem::path certificateFile;
@@ -111,8 +129,8 @@ struct HttpServerOptions
     size_t maxHeaderSize = 16 * 1024;
 };
 
-/// HTTP/1.1 over TLS: keep-alive, bodies streamed with constant memory. No connection harms another, whatever comes on
-/// it.
+/// HTTP/1.1, over TLS but where it is told to be plain: keep-alive, bodies streamed with constant memory. No connection
+/// harms another, whatever comes on it.
 class HttpServer
 {
 public:
@@ -126,6 +144,8 @@ public:
 
     virtual ~HttpServer() = default;
     [[nodiscard]] virtual uint16_t port() const = 0;
+    /// Connections that are open. Any thread.
+    [[nodiscard]] virtual size_t connections() const = 0;
     /// Reads certificate and key again, for the connections to come; the error says why the old ones stay. Any thread.
     [[nodiscard]] virtual tl::expected<void, std::string> reloadCertificate() = 0;
     /// Closes all connections; requests that are not answered yet never are.

@@ -15,6 +15,6 @@ public:
 };
 
 /// For what can only be read: anything but GET and HEAD is refused with a message.
-[[nodiscard]] BodyPlan planReading( const HttpRequest& head, const std::string& message );
+[[nodiscard]] BodyPlan planReading( const HttpRequest& head, const std::string& message = "This can only be read" );
 
 } // namespace VX::Backend

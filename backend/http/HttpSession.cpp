@@ -28,6 +28,14 @@ constexpr size_t cFilePiece = size_t( 1 ) << 20;
 constexpr uint64_t cMostFraming = 16 * 1024;
 constexpr int cGone = -1;
 
+/// Whether a proxy's name for a request can stand in a log and in a header.
+bool isRequestName( const std::string& text )
+{
+    constexpr size_t cLongest = 64;
+    constexpr const char* cLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
+    return !text.empty() && text.size() <= cLongest && text.find_first_not_of( cLetters ) == std::string::npos;
+}
+
 std::string headOf( const HttpResponse& response, uint64_t length, bool keepAlive )
 {
     std::string head =
@@ -159,6 +167,7 @@ asio::awaitable<bool> HttpSession::readSome_()
     pending_.resize( before + cPiece );
     const size_t count = co_await connection_.read( { pending_.data() + before, cPiece } );
     pending_.resize( before + count );
+    exchange_.received += count;
     touch_();
     co_return count > 0;
 }
@@ -167,6 +176,7 @@ asio::awaitable<bool> HttpSession::write_( std::string_view bytes )
 {
     expireAfter_( options_.patience );
     const bool written = co_await connection_.write( bytes );
+    exchange_.sent += written ? bytes.size() : 0;
     touch_();
     co_return written;
 }
@@ -174,6 +184,7 @@ asio::awaitable<bool> HttpSession::write_( std::string_view bytes )
 /// Reads and answers one request; false ends the connection.
 asio::awaitable<bool> HttpSession::serveOne_()
 {
+    restart_();
     // A connection may rest between two requests, but a request that has begun must not dawdle.
     if ( pending_.empty() )
     {
@@ -182,17 +193,56 @@ asio::awaitable<bool> HttpSession::serveOne_()
         if ( !here )
             co_return false;
     }
+    begun_ = std::chrono::steady_clock::now();
     RequestHeadReader reader( options_.maxHeaderSize );
+    const bool goesOn = co_await answerHead_( reader );
+    const bool told = tellEnd_();
+    co_return ( goesOn && told );
+}
+
+void HttpSession::restart_()
+{
+    exchange_ = RequestEnd();
+    exchange_.received = pending_.size();
+}
+
+bool HttpSession::tellEnd_()
+{
+    if ( exchange_.status == 0 )
+        exchange_.duration = std::chrono::steady_clock::now() - begun_;
+    return isCalled( [this] { handler_.ended( exchange_ ); } );
+}
+
+asio::awaitable<bool> HttpSession::answerHead_( RequestHeadReader& reader )
+{
     const Reading reading = co_await readHead_( reader );
+    auto head = take_( reader, reading );
     if ( reading == Reading::More )
         co_return false;
-    if ( reading == Reading::TooLarge )
-        co_return co_await refuseHead_( reader, 431 );
-    auto head = reading == Reading::Done ? reader.head() : std::nullopt;
     if ( !head )
-        co_return co_await refuseHead_( reader, 400 );
-    head->request.remoteAddress = options_.proxies.clientOf( peer_, head->request.header( "x-forwarded-for" ) );
+        co_return co_await refuseHead_( reader, reading == Reading::TooLarge ? 431 : 400 );
     co_return co_await serve_( std::move( *head ) );
+}
+
+std::optional<RequestHead> HttpSession::take_( const RequestHeadReader& reader, Reading reading )
+{
+    auto head = reading == Reading::Done ? reader.head() : std::nullopt;
+    auto line = head ? HttpRequest() : reader.firstLine();
+    begin_( head ? head->request : line );
+    return head;
+}
+
+void HttpSession::begin_( HttpRequest& request )
+{
+    request.remoteAddress = options_.proxies.clientOf( peer_, request.header( "x-forwarded-for" ) );
+    if ( options_.nameRequest )
+    {
+        const auto given = options_.proxies.trusts( peer_ ) ? request.header( "x-request-id" ) : std::string();
+        request.id = isRequestName( given ) ? given : options_.nameRequest();
+    }
+    exchange_.request.id = request.id;
+    exchange_.request.method = request.method;
+    exchange_.request.path = request.path;
 }
 
 /// `More` when the client has gone.
@@ -355,6 +405,7 @@ asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& 
             if ( count == 0 )
                 co_return cGone;
             filled += count;
+            exchange_.received += count;
             touch_();
         }
         written = co_await doneOn( files_, [&] { return file->write( piece.data(), filled ); } );
@@ -402,6 +453,9 @@ asio::awaitable<HttpResponse> HttpSession::answer_( HttpRequest request )
 asio::awaitable<bool> HttpSession::send_( HttpResponse response, bool keepAlive, bool headOnly )
 {
     keepAlive = keepAlive && !response.close;
+    exchange_.status = response.status;
+    if ( !exchange_.request.id.empty() )
+        response.headers["X-Request-Id"] = exchange_.request.id;
     const uint64_t length = response.file.empty() ? response.body.size() : response.fileLength;
     std::string head = headOf( response, length, keepAlive );
     const bool hasFile = !response.file.empty() && !headOnly;
@@ -410,6 +464,7 @@ asio::awaitable<bool> HttpSession::send_( HttpResponse response, bool keepAlive,
     bool sent = co_await write_( head );
     if ( sent && hasFile )
         sent = co_await sendFile_( response );
+    exchange_.duration = std::chrono::steady_clock::now() - begun_;
     co_return sent&& keepAlive;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "http/HttpConnection.h"
 #include "http/HttpServer.h"
 #include "http/RequestHead.h"
+#include "http/connection/HttpConnection.h"
 
 #include <boost/asio/any_io_executor.hpp>
 
@@ -35,6 +35,14 @@ public:
 private:
     [[nodiscard]] boost::asio::awaitable<void> serveAll_();
     [[nodiscard]] boost::asio::awaitable<bool> serveOne_();
+    [[nodiscard]] boost::asio::awaitable<bool> answerHead_( RequestHeadReader& reader );
+    void restart_();
+    /// Tells the handler how the request went; false when it cannot be told.
+    [[nodiscard]] bool tellEnd_();
+    /// What a head says, once the request has its name.
+    [[nodiscard]] std::optional<RequestHead> take_( const RequestHeadReader& reader, Reading reading );
+    /// Gives the request its name, and knows from then on what it is.
+    void begin_( HttpRequest& request );
     [[nodiscard]] boost::asio::awaitable<Reading> readHead_( RequestHeadReader& reader );
     [[nodiscard]] boost::asio::awaitable<bool> refuseHead_( const RequestHeadReader& reader, int status );
     [[nodiscard]] boost::asio::awaitable<bool> serve_( RequestHead head );
@@ -64,6 +72,9 @@ private:
     boost::asio::any_io_executor files_;
     /// What has come and is not looked at yet; never more than one piece and the head it belongs to.
     std::string pending_;
+    /// The request under way.
+    RequestEnd exchange_;
+    Moment begun_;
     std::atomic<Moment> touched_;
     std::atomic<bool> working_ = false;
 };

@@ -105,6 +105,12 @@ std::string TrustedProxies::nameOf( const Address& address )
     return text + std::string( "/64" );
 }
 
+bool TrustedProxies::trusts( const std::string& peer ) const
+{
+    Address address{};
+    return read( peer, address ) && isTrusted_( address );
+}
+
 std::string TrustedProxies::clientOf( const std::string& peer, const std::string& forwardedFor ) const
 {
     Address address{};

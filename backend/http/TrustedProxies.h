@@ -23,6 +23,9 @@ public:
     /// Empty when nobody is named but this machine: then all who come through it look alike.
     [[nodiscard]] std::string clientOf( const std::string& peer, const std::string& forwardedFor ) const;
 
+    /// Whether this is the address of a trusted proxy.
+    [[nodiscard]] bool trusts( const std::string& peer ) const;
+
 private:
     /// IPv4 in its mapped form.
     using Address = std::array<unsigned char, 16>;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "database/Database.h"
-#include "identity/AccessTokens.h"
+#include "identity/keys/AccessTokens.h"
 
 #include <chrono>
 #include <functional>

@@ -1,5 +1,6 @@
 #include "identity/AuthApi.h"
 
+#include "metrics/Measures.h"
 #include "text/JsonText.h"
 
 namespace VX::Backend
@@ -63,7 +64,15 @@ void AuthApi::handle( HttpRequest request, Respond respond )
     AuthCall call{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress };
     if ( identity_.isQuick( call ) )
         return respond( identity_.answer( call ) );
-    if ( !pool_.run( [this, call = std::move( call ), respond]() { respond( identity_.answer( call ) ); } ) )
+    const auto begin = std::chrono::steady_clock::now();
+    auto answer = [this, begin, call = std::move( call ), respond]
+    {
+        auto response = identity_.answer( call );
+        if ( call.operation == "InitiateAuth" )
+            measures().signIns.add( std::chrono::steady_clock::now() - begin );
+        respond( std::move( response ) );
+    };
+    if ( !pool_.run( std::move( answer ) ) )
         respond( busy() );
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "identity/AccessTokens.h"
 #include "identity/Accounts.h"
 #include "identity/IdentityLimits.h"
 #include "identity/IdentityService.h"
+#include "identity/keys/AccessTokens.h"
 #include "mail/MailQueue.h"
 
 namespace VX::Backend

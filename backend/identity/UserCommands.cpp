@@ -3,8 +3,8 @@
 #include "clock/SystemTime.h"
 #include "data/DataFolder.h"
 #include "identity/Accounts.h"
-#include "identity/IdentityKeys.h"
 #include "identity/Passwords.h"
+#include "identity/keys/IdentityKeys.h"
 #include "text/ExitStatus.h"
 
 #include <VXMesh/io/AtomicFile.h>
@@ -35,26 +35,24 @@ struct Store
 };
 
 /// An account may be added before the service has run; all else is about accounts that are there.
-tl::expected<void, std::string> checkFolder( const std::filesystem::path& data, UserCommand::Action action )
+tl::expected<std::unique_ptr<Database>, std::string> openDatabase(
+    const std::filesystem::path& data, UserCommand::Action action )
 {
-    std::error_code ec;
-    if ( std::filesystem::exists( data / "orvanta.db", ec ) )
-        return {};
-    if ( action == UserCommand::Action::Add )
-        return prepareDataFolder( data );
-    return tl::unexpected( "There is no database in \"" + data.string() + "\"" );
+    const auto file = data / "orvanta.db";
+    auto there = Database::openExisting( file );
+    if ( there || action != UserCommand::Action::Add )
+        return there;
+    return prepareDataFolder( data ).and_then( [&] { return Database::open( file ); } );
 }
 
 tl::expected<Store, std::string> openStore( const std::filesystem::path& data, UserCommand::Action action )
 {
-    if ( auto checked = checkFolder( data, action ); !checked )
-        return tl::unexpected( checked.error() );
+    auto database = openDatabase( data, action );
+    if ( !database )
+        return tl::unexpected( database.error() );
     const auto keys = ensureIdentityKeys( data );
     if ( !keys )
         return tl::unexpected( keys.error() );
-    auto database = Database::open( data / "orvanta.db" );
-    if ( !database )
-        return tl::unexpected( database.error() );
     Store store;
     store.database = std::move( *database );
     if ( const auto ready = Accounts::prepare( *store.database ); !ready )

@@ -31,7 +31,9 @@ DatabaseResult<void> MailQueue::prepare( Database& database )
         { "CREATE TABLE IF NOT EXISTS mails(id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL, subject "
           "TEXT NOT NULL, text TEXT NOT NULL, due INTEGER NOT NULL, expires INTEGER NOT NULL, attempts INTEGER NOT "
           "NULL DEFAULT 0, sent INTEGER, error TEXT)",
-            "CREATE INDEX IF NOT EXISTS mails_due ON mails(due) WHERE sent IS NULL" } );
+            "CREATE INDEX IF NOT EXISTS mails_due ON mails(due) WHERE sent IS NULL" } )
+        .and_then( [&] { return addColumn( database, "mails", "written", "INTEGER" ); } )
+        .map( []( bool ) {} );
 }
 
 MailQueue::MailQueue( Database& database, Mailer& mailer, Delivery delivery, Clock clock )
@@ -47,9 +49,10 @@ DatabaseResult<int64_t> MailQueue::add( const Mail& mail, seconds life )
 {
     const auto now = int64_t( clock_().time_since_epoch().count() );
     return database_
-        .query( "INSERT INTO mails(recipient, subject, text, due, expires) VALUES(?, ?, ?, ?, ?) RETURNING id",
+        .query( "INSERT INTO mails(recipient, subject, text, due, expires, written) VALUES(?, ?, ?, ?, ?, ?) "
+                "RETURNING id",
             { mail.to, mail.subject, mail.text, delivery_ == Delivery::AtOnce ? now + cCallersTime : now,
-                now + int64_t( life.count() ) } )
+                now + int64_t( life.count() ), now } )
         .map( []( const std::vector<SqlRow>& rows ) { return integerOf( rows.at( 0 )[0] ); } );
 }
 

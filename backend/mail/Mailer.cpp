@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 
 namespace VX::Backend
 {
@@ -66,7 +65,7 @@ size_t readMore( char* buffer, size_t size, size_t count, void* context )
 {
     auto& mail = *static_cast<Outgoing*>( context );
     const size_t amount = std::min( size * count, mail.text.size() - mail.sent );
-    std::memcpy( buffer, mail.text.data() + mail.sent, amount );
+    mail.text.copy( buffer, amount, mail.sent );
     mail.sent += amount;
     return amount;
 }

@@ -5,7 +5,7 @@ namespace VX::Backend
 
 BodyPlan LivenessApi::planBody( const HttpRequest& head )
 {
-    return planReading( head, "This can only be read" );
+    return planReading( head );
 }
 
 void LivenessApi::handle( HttpRequest /*request*/, Respond respond )

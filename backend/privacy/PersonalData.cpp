@@ -1,9 +1,10 @@
 #include "privacy/PersonalData.h"
 
+#include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
 #include "data/DataFolder.h"
 #include "identity/Accounts.h"
-#include "identity/IdentityKeys.h"
+#include "identity/keys/IdentityKeys.h"
 #include "statistics/ReportReader.h"
 #include "storage/ObjectFiles.h"
 
@@ -105,10 +106,10 @@ tl::expected<Person, std::string> personOf(
     if ( !keys )
         return tl::unexpected( keys.error() );
     out.code = codeOfUser( out.email, keys->codes );
-    const auto rows = database.query( "SELECT id FROM accounts WHERE email = ?", { out.email } );
-    if ( !rows )
-        return tl::unexpected( rows.error().text );
-    out.account = rows->empty() ? std::string() : textOf( rows->front()[0] );
+    const auto account = Accounts( database, keys->codes, &systemTime ).find( out.email );
+    if ( !account )
+        return tl::unexpected( account.error().text );
+    out.account = *account ? ( *account )->id : std::string();
     return out;
 }
 
@@ -219,17 +220,18 @@ Result erasePersonalData( const std::filesystem::path& data, const std::string& 
     const auto databases = openIn( data );
     if ( !databases )
         return tl::unexpected( databases.error() );
-    auto& [main, statistics] = *databases;
-    const auto person = personOf( data, email, *main );
+    auto& main = *databases->main;
+    auto& statistics = *databases->statistics;
+    const auto person = personOf( data, email, main );
     if ( !person )
         return tl::unexpected( person.error() );
-    if ( const auto objects = eraseObjects( data, *main, *person ); !objects )
+    if ( const auto objects = eraseObjects( data, main, *person ); !objects )
         return objects;
     eraseOutbox( data, *person );
-    const auto erased = eraseFrom( *main, cErased, *person )
-                            .and_then( [&] { return eraseFrom( *statistics, cErasedStatistics, *person ); } )
-                            .and_then( [&] { return emptyLog( *main ); } )
-                            .and_then( [&] { return emptyLog( *statistics ); } );
+    const auto erased = eraseFrom( main, cErased, *person )
+                            .and_then( [&] { return eraseFrom( statistics, cErasedStatistics, *person ); } )
+                            .and_then( [&] { return emptyLog( main ); } )
+                            .and_then( [&] { return emptyLog( statistics ); } );
     giveToOwner( data );
     if ( !erased )
         return tl::unexpected( erased.error().text );

@@ -1,25 +1,29 @@
 #include "serve/Foundation.h"
 
 #include "clock/SystemTime.h"
+#include "converter/Bubblewrap.h"
 #include "converter/ConversionJobs.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
 #include "identity/KeptLimit.h"
 #include "identity/gateway/GatewayNames.h"
 #include "mail/MailQueue.h"
+#include "serve/MonitorListener.h"
 #include "statistics/StatsStore.h"
+#include "text/Uri.h"
 
 namespace VX::Backend
 {
 namespace
 {
 
-/// Certificate and key of the operator, or of our own.
-tl::expected<ServerCertificate, std::string> certificateOf( const ServiceOptions& options )
+/// What clients call the service, as far as the options tell.
+std::vector<std::string> hostsOf( const ServiceOptions& options )
 {
-    if ( options.tlsCertificate.empty() )
-        return ensureCertificate( options.data );
-    return ServerCertificate{ {}, options.tlsCertificate, options.tlsKey };
+    std::vector<std::string> out{ hostNameOf( options.publicUrl ) };
+    if ( options.address != "0.0.0.0" && options.address != "::" )
+        out.push_back( options.address );
+    return out;
 }
 
 tl::expected<std::string, std::string> publicUrlOf( const ServiceOptions& options )
@@ -34,14 +38,13 @@ tl::expected<std::string, std::string> publicUrlOf( const ServiceOptions& option
     return url;
 }
 
-DatabaseResult<void> prepareTables( Database& database, Database& statistics )
+tl::expected<void, std::string> checkSandbox( const ServiceOptions& options )
 {
-    return ConversionJobs::prepare( database )
-        .and_then( [&] { return Accounts::prepare( database ); } )
-        .and_then( [&] { return KeptLimit::prepare( database ); } )
-        .and_then( [&] { return GatewayNames::prepare( database ); } )
-        .and_then( [&] { return MailQueue::prepare( database ); } )
-        .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
+    if ( options.withoutSandbox || canUseBubblewrap( true ) )
+        return {};
+    return tl::unexpected( std::string(
+        "bubblewrap cannot be used here, and strangers' files are not converted without it: install it and "
+        "allow namespaces of users, or take the risk with --without-sandbox" ) );
 }
 
 /// Puts a value that may be missing into its place.
@@ -53,6 +56,23 @@ auto into( T& place )
 
 } // namespace
 
+DatabaseResult<void> prepareTables( Database& database, Database& statistics )
+{
+    return ConversionJobs::prepare( database )
+        .and_then( [&] { return Accounts::prepare( database ); } )
+        .and_then( [&] { return KeptLimit::prepare( database ); } )
+        .and_then( [&] { return GatewayNames::prepare( database ); } )
+        .and_then( [&] { return MailQueue::prepare( database ); } )
+        .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
+}
+
+tl::expected<ServerCertificate, std::string> Foundation::certificateOf( const ServiceOptions& options )
+{
+    if ( options.tlsCertificate.empty() )
+        return ensureCertificate( options.data, { hostsOf( options ) } );
+    return ServerCertificate{ {}, options.tlsCertificate, options.tlsKey };
+}
+
 tl::expected<void, std::string> Foundation::check( const ServiceOptions& options )
 {
     HttpServerOptions http;
@@ -61,7 +81,9 @@ tl::expected<void, std::string> Foundation::check( const ServiceOptions& options
     http.keyFile = options.tlsKey;
     return publicUrlOf( options )
         .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
-        .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } );
+        .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } )
+        .and_then( [&] { return MonitorListener::check( options.monitor ); } )
+        .and_then( [&] { return checkSandbox( options ); } );
 }
 
 tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& options )

@@ -3,7 +3,7 @@
 #include "data/DataFolder.h"
 #include "database/Database.h"
 #include "http/TrustedProxies.h"
-#include "identity/IdentityKeys.h"
+#include "identity/keys/IdentityKeys.h"
 #include "serve/Service.h"
 #include "serve/StoreKeys.h"
 #include "tls/Certificates.h"
@@ -15,6 +15,10 @@
 
 namespace VX::Backend
 {
+
+/// Makes the tables of all services, those of the statistics in a database of their own, or brings them to this
+/// version.
+[[nodiscard]] DatabaseResult<void> prepareTables( Database& database, Database& statistics );
 
 /// What has to be there before any service: all that can fail at a start but the port.
 struct Foundation
@@ -32,6 +36,8 @@ struct Foundation
 
     /// Makes and reads it; nothing is made when the options alone tell that it cannot be. Blocks.
     [[nodiscard]] static tl::expected<Foundation, std::string> lay( const ServiceOptions& options );
+    /// Certificate and key of the operator, or of our own, which are made where they are missing or about to end.
+    [[nodiscard]] static tl::expected<ServerCertificate, std::string> certificateOf( const ServiceOptions& options );
     /// Whether it could be laid, as far as the options tell; makes nothing and reads only the certificate.
     [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
 };

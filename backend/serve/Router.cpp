@@ -1,6 +1,8 @@
 #include "serve/Router.h"
 
 #include "identity/AuthApi.h"
+#include "log/LogContext.h"
+#include "log/LogEvent.h"
 
 #include <algorithm>
 
@@ -21,9 +23,18 @@ BodyPlan nothingHere( const std::string& path )
     return plan;
 }
 
+/// A client may call its method anything.
+std::string knownMethod( const std::string& method )
+{
+    for ( const char* known : { "GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "PATCH" } )
+        if ( method == known )
+            return method;
+    return "other";
+}
+
 } // namespace
 
-Router::Router( const std::vector<Door>& doors, RequestCounts& counts )
+Router::Router( const std::vector<Door>& doors, RequestMeasures& counts )
     : counts_( counts )
 {
     for ( const auto& door : doors )
@@ -46,6 +57,7 @@ void Router::plan( HttpRequest head, Planned planned )
         planned( std::move( plan ) );
     };
     const auto path = head.path;
+    const LogContext context( head.id );
     call_(
         *entrance, path, [head = std::move( head ), counted]( HttpService& service ) { service.plan( head, counted ); },
         [counted]( HttpResponse refusal )
@@ -65,13 +77,14 @@ void Router::handle( HttpRequest request, Respond respond )
         respond( std::move( response ) );
     };
     const auto path = request.path;
+    const LogContext context( request.id );
     call_(
         entrance, path, [request = std::move( request ), counted]( HttpService& service ) mutable
         { service.handle( std::move( request ), counted ); }, counted );
 }
 
 void Router::call_(
-    Entrance& entrance, const std::string& path, std::function<void( HttpService& )> call, Respond refused )
+    Entrance& entrance, const std::string& path, std::function<void( HttpService& )> call, const Respond& refused )
 {
     auto& service = *entrance.door.service;
     auto work = [this, &service, path, call = std::move( call ), refused]
@@ -92,6 +105,22 @@ HttpResponse Router::refuse( const std::string& path, int status )
     auto* entrance = entranceOf_( path );
     counts_.add( entrance ? entrance->door.name : "none", status );
     return entrance ? entrance->door.service->refuse( path, status ) : HttpHandler::refuse( path, status );
+}
+
+void Router::ended( const RequestEnd& end )
+{
+    const auto* entrance = entranceOf_( end.request.path );
+    const std::string service = entrance ? entrance->door.name : "none";
+    counts_.addDuration( service, end.request.method, end.status, end.duration );
+    std::string route;
+    if ( entrance )
+        for ( const auto& known : entrance->door.routes )
+            route = known == end.request.path ? known : route;
+    const LogContext context( end.request.id );
+    logEvent(
+        "request", { { "service", service }, { "route", route }, { "method", knownMethod( end.request.method ) },
+                       { "status", end.status }, { "duration", std::chrono::duration<double>( end.duration ).count() },
+                       { "received", end.received }, { "sent", end.sent } } );
 }
 
 void Router::stop()

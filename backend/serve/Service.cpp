@@ -3,11 +3,15 @@
 #include "clock/SystemTime.h"
 #include "converter/ConversionRunner.h"
 #include "converter/ConverterApi.h"
+#include "converter/WorkerTrial.h"
 #include "http/Descriptors.h"
 #include "identity/AuthApi.h"
+#include "identity/keys/KeyRing.h"
+#include "identity/keys/KeysApi.h"
+#include "monitor/HealthApi.h"
 #include "monitor/LivenessApi.h"
-#include "monitor/MonitorApi.h"
 #include "serve/Foundation.h"
+#include "serve/MonitorListener.h"
 #include "serve/Router.h"
 #include "site/SiteApi.h"
 #include "statistics/StatsApi.h"
@@ -20,13 +24,15 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <mutex>
 
 namespace VX::Backend
 {
 namespace
 {
 
-constexpr auto cChoresEvery = std::chrono::minutes( 30 );
+/// How soon what an operator does beside the service is noticed.
+constexpr auto cLookEvery = std::chrono::seconds( 1 );
 
 /// Without mail it is in the outbox that a developer finds the codes.
 std::unique_ptr<Mailer> makeMailer( const ServiceOptions& options )
@@ -90,6 +96,22 @@ ConverterApiOptions converterOptions( const ServiceOptions& options, IdentitySer
     return out;
 }
 
+KeyTimes keyTimes( const ServiceOptions& options )
+{
+    KeyTimes out;
+    // For a while more than its tokens live: whoever signs may be a little late to hear of the next key.
+    out.overlap = options.identity.accessLife + std::chrono::days( 1 );
+    return out;
+}
+
+WorkerSetup workerSetup( const ServiceOptions& options )
+{
+    WorkerSetup out;
+    out.limits = options.worker;
+    out.inBubblewrap = !options.withoutSandbox;
+    return out;
+}
+
 StatsOptions statsOptions( const ServiceOptions& options, const IdentityKeys& keys )
 {
     StatsOptions out;
@@ -111,7 +133,9 @@ public:
 
     [[nodiscard]] const std::string& url() const { return url_; }
     [[nodiscard]] HttpServer& server() { return *server_; }
+    [[nodiscard]] uint16_t monitorPort() const { return monitor_ ? monitor_->port() : uint16_t( 0 ); }
     [[nodiscard]] const ConversionRunner& runner() const { return *runner_; }
+    [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
     void drain();
 
 private:
@@ -123,29 +147,38 @@ private:
         ~Ending() { service.stop(); }
     };
 
-    [[nodiscard]] std::vector<Door> doors_();
+    [[nodiscard]] std::vector<Door> doors_( const ServiceOptions& options );
+    void doChores_();
+    void renewCertificate_();
+    [[nodiscard]] tl::expected<void, std::string> openMonitor_( const ServiceOptions& options );
 
     Foundation foundation_;
     std::string url_;
+    std::function<tl::expected<ServerCertificate, std::string>()> certify_;
+    std::mutex certifying_; ///< one at a time writes the files
     ConversionJobs jobs_;
     EmbeddedStore store_;
     std::unique_ptr<Mailer> mailer_;
     Accounts accounts_;
     MailQueue mails_;
     AccessTokens tokens_;
+    KeyRing keys_;
+    Repeating keyWatch_;
     std::unique_ptr<IdentityService> identity_;
     Repeating chores_;
     AuthApi auth_;
+    KeysApi publicKeys_;
     ConverterApi converter_;
     StatsStore statsStore_;
     StatsApi stats_;
     VersionApi version_;
     SiteApi site_;
-    RequestCounts counts_;
+    RequestMeasures counts_;
     LivenessApi liveness_;
-    MonitorApi monitor_;
+    HealthApi health_;
     Router router_;
     std::unique_ptr<HttpServer> server_;
+    std::unique_ptr<Repeating> certificateWatch_;
     // They answer later, by the server: nobody may when it goes.
     Ending<ConverterApi> converterEnding_{ converter_ };
     Ending<StatsApi> statsEnding_{ stats_ };
@@ -154,40 +187,66 @@ private:
     Ending<Router> routerEnding_{ router_ };
     /// May wait for a worker.
     std::unique_ptr<ConversionRunner> runner_;
+    /// Asks all others.
+    std::unique_ptr<MonitorListener> monitor_;
 };
 
 Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     : foundation_( std::move( foundation ) )
+    , certify_( [options] { return Foundation::certificateOf( options ); } )
     , jobs_( *foundation_.database, &systemTime, jobLimits( options ) )
     , store_( storeOptions( foundation_, options, jobs_ ) )
     , mailer_( makeMailer( options ) )
     , accounts_( *foundation_.database, foundation_.identityKeys.codes, &systemTime )
     , mails_( *foundation_.database, *mailer_, deliveryOf( options ), &systemTime )
     , tokens_( foundation_.identityKeys.signing, options.identity.accessLife, &systemTime )
+    , keys_( options.data, foundation_.identityKeys, tokens_, keyTimes( options ), &systemTime )
+    , keyWatch_( cLookEvery, [this] { keys_.look(); } )
     , identity_( makeIdentity( options, *foundation_.database, accounts_, tokens_, mails_ ) )
-    , chores_( cChoresEvery, [this] { cleanUp( *foundation_.database, accounts_, mails_ ); } )
+    , chores_( options.choresEvery, [this] { doChores_(); } )
     , auth_( *identity_ )
+    , publicKeys_( tokens_ )
     , converter_( jobs_, store_, converterOptions( options, *identity_ ) )
     , statsStore_( *foundation_.statistics, &systemTime )
     , stats_( statsStore_, statsOptions( options, foundation_.identityKeys ) )
     , version_( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion )
     , site_( options.downloads.empty() ? options.data / "downloads" : options.downloads )
-    , monitor_( *foundation_.database, *foundation_.statistics, counts_ )
-    , router_( doors_(), counts_ )
+    , health_( *foundation_.database )
+    , router_( doors_( options ), counts_ )
 {
 }
 
-std::vector<Door> Service::Parts::doors_()
+void Service::Parts::doChores_()
 {
-    return { { "auth", &AuthApi::serves, &auth_, 2 }, { "converter", &ConverterApi::serves, &converter_, 2 },
-        { "statistics", &StatsApi::serves, &stats_ }, { "version", &VersionApi::serves, &version_ },
-        { "liveness", &LivenessApi::serves, &liveness_ }, { "monitor", &MonitorApi::serves, &monitor_, 1 },
-        { "site", &SiteApi::serves, &site_, 1 },
+    cleanUp( *foundation_.database, accounts_, mails_ );
+    keys_.tend();
+}
+
+std::vector<Door> Service::Parts::doors_( const ServiceOptions& options )
+{
+    std::vector<Door> out{ { "auth", &AuthApi::serves, &auth_, 2, { "/auth" } },
+        { "converter", &ConverterApi::serves, &converter_, 2,
+            { "/converter/v2/request", "/converter/v2/convert", "/converter/v2/status" } },
+        { "statistics", &StatsApi::serves, &stats_, 0, { "/stats/log" } },
+        { "version", &VersionApi::serves, &version_, 0, { "/version/latesttag" } },
+        { "liveness", &LivenessApi::serves, &liveness_, 0, { "/livez" } },
+        { "health", &HealthApi::servesHealth, &health_, 1, { "/healthz" } },
+        { "site", &SiteApi::serves, &site_, 1, { "/download" } },
         { "storage", [this]( const std::string& path ) { return store_.serves( path ); }, &store_, 2 } };
+    // Tokens of another service are signed with its own keys.
+    if ( options.identity.gateway.endpoint.empty() )
+        out.insert( out.begin(), { "keys", &KeysApi::serves, &publicKeys_, 0, { "/.well-known/jwks.json" } } );
+    return out;
 }
 
 tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& options )
 {
+    auto folder = WorkFolder::make( options.data / "work", jobs_.instance() );
+    if ( !folder )
+        return tl::unexpected( folder.error() );
+    auto tried = WorkerTrial( ( *folder )->path(), workerSetup( options ) ).end();
+    if ( !tried )
+        return tl::unexpected( tried.error() );
     HttpServerOptions http;
     http.address = options.address;
     http.port = options.port;
@@ -197,27 +256,66 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     // What comes later is for a conversion that nobody knows any more.
     http.longestBody = options.keep;
     http.maxConnections = connectionsFor( raiseDescriptorLimit() );
+    http.nameRequest = &newRequestName;
     auto server = HttpServer::start( http, router_ );
     if ( !server )
         return tl::unexpected( server.error() );
     server_ = std::move( *server );
     url_ = foundation_.publicUrl.empty() ? "https://localhost:" + std::to_string( server_->port() )
                                          : foundation_.publicUrl;
+    certificateWatch_ = std::make_unique<Repeating>( options.choresEvery, [this] { renewCertificate_(); } );
     store_.setEndpoint( url_ );
-    auto folder = WorkFolder::make( options.data / "work", jobs_.instance() );
-    if ( !folder )
-        return tl::unexpected( folder.error() );
     RunnerOptions runner;
     runner.slots = options.slots;
-    runner.limits = options.worker;
+    runner.worker = workerSetup( options );
     runner.keep = options.keep;
-    runner_ = std::make_unique<ConversionRunner>( jobs_, store_, std::move( *folder ), runner );
-    return {};
+    runner.reserve = options.maxStored / 4;
+    runner_ = std::make_unique<ConversionRunner>( jobs_, store_, std::move( *folder ), runner, std::move( *tried ) );
+    return openMonitor_( options );
+}
+
+tl::expected<void, std::string> Service::Parts::openMonitor_( const ServiceOptions& options )
+{
+    health_.askForWorkers( [this] { return runner_->hasWorker(); } );
+    if ( options.monitor.empty() )
+        return {};
+    const auto more = [this, most = options.maxStored]( Figures& figures )
+    {
+        const auto stored = store_.stored();
+        figures.storedBytes = stored.bytes;
+        figures.storedObjects = stored.objects;
+        figures.mostStoredBytes = most;
+        figures.connections = server_->connections();
+    };
+    monitor_ = std::make_unique<MonitorListener>( health_, liveness_, counts_,
+        std::make_unique<FigureKeeper>(
+            *foundation_.database, *foundation_.statistics, options.data, &systemTime, more ) );
+    return monitor_->listen( options.monitor );
+}
+
+tl::expected<void, std::string> Service::Parts::reloadCertificate()
+{
+    const std::lock_guard lock( certifying_ );
+    return certify_().and_then( [&]( const ServerCertificate& ) { return server_->reloadCertificate(); } );
+}
+
+void Service::Parts::renewCertificate_()
+{
+    const std::lock_guard lock( certifying_ );
+    const auto certificate = certify_();
+    if ( certificate && !certificate->isNew )
+        return;
+    const auto renewed = certificate ? server_->reloadCertificate()
+                                     : tl::expected<void, std::string>( tl::unexpected( certificate.error() ) );
+    if ( !renewed )
+        return spdlog::error( "The certificate cannot be renewed: {}", renewed.error() );
+    spdlog::info( "The certificate was renewed" );
 }
 
 void Service::Parts::drain()
 {
-    monitor_.drain();
+    health_.drain();
+    converter_.drain();
     runner_->drain();
 }
 
@@ -233,6 +331,11 @@ uint16_t Service::port() const
     return parts_->server().port();
 }
 
+uint16_t Service::monitorPort() const
+{
+    return parts_->monitorPort();
+}
+
 const std::string& Service::url() const
 {
     return parts_->url();
@@ -240,7 +343,7 @@ const std::string& Service::url() const
 
 tl::expected<void, std::string> Service::reloadCertificate()
 {
-    return parts_->server().reloadCertificate();
+    return parts_->reloadCertificate();
 }
 
 void Service::drain()

@@ -29,6 +29,8 @@ struct ServiceOptions
     std::filesystem::path data;
     std::string address = "127.0.0.1"; ///< of this machine, on which it listens
     uint16_t port = 8443;
+    /// Where the operator's listener is, "127.0.0.1:8444"; there is none unless set.
+    std::string monitor;
     /// What clients call it, such as "https://convert.example.org"; "https://localhost:PORT" unless set.
     std::string publicUrl;
     /// Networks of proxies whose word is taken for a client's address.
@@ -40,6 +42,8 @@ struct ServiceOptions
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
     int slots = 2;
     WorkerLimits worker;
+    /// Whether workers may do without bubblewrap, and do.
+    bool withoutSandbox = false;
     std::chrono::seconds keep{ 3600 };
     /// The newest release, told to programs that ask; this back end's own version unless set.
     std::string latestVersion;
@@ -47,6 +51,8 @@ struct ServiceOptions
     /// Packages of the page "/download"; the folder "downloads" of the data unless set.
     std::filesystem::path downloads;
     std::chrono::seconds keepStatistics = std::chrono::days( 400 );
+    /// Between two turns of what is done by the clock: deleting what is over, renewing keys and the certificate.
+    std::chrono::milliseconds choresEvery = std::chrono::minutes( 30 );
     uint64_t maxStatistics = uint64_t( 8 ) << 30; ///< bytes of all statistics
 };
 
@@ -64,6 +70,8 @@ public:
     [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
 
     [[nodiscard]] uint16_t port() const;
+    /// That of the operator's listener; 0 when there is none.
+    [[nodiscard]] uint16_t monitorPort() const;
     /// Where clients find it.
     [[nodiscard]] const std::string& url() const;
     /// Reads certificate and key again; the error says why the old ones stay.

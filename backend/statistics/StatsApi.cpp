@@ -124,7 +124,8 @@ std::chrono::milliseconds StatsApi::storeWaiting_()
         stats_.forget( options_.keep );
         nextForgetting_ += cForgetEvery;
     }
-    return std::chrono::ceil<std::chrono::milliseconds>( std::max( nextForgetting_ - now, now - now ) );
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>( nextForgetting_ - now );
+    return std::max( wait, std::chrono::milliseconds::zero() );
 }
 
 /// Many small reports are one transaction, and so is one large report: none keeps those behind it waiting for long.

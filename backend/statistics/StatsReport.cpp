@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "database/Database.h"
 #include "statistics/StatsStore.h"
+#include "text/ExitStatus.h"
 
 #include <VXMesh/io/Text.h>
 
@@ -48,7 +49,8 @@ DatabaseResult<std::vector<Section>> readSections( Database& database, const Sta
 {
     const auto since = int64_t( ( systemTime() - std::chrono::days( options.days ) ).time_since_epoch().count() );
     std::vector<Section> out;
-    const auto add = [&]( const char* name, const char* title, const char* sql, std::vector<SqlValue> parameters )
+    const auto add = [&](
+                         const char* name, const char* title, const char* sql, const std::vector<SqlValue>& parameters )
     {
         return database.query( sql, parameters )
             .map( [&]( std::vector<SqlRow> rows ) { out.push_back( { name, title, std::move( rows ) } ); } );
@@ -90,46 +92,43 @@ DatabaseResult<std::vector<Section>> readSections( Database& database, const Sta
         .map( [&] { return std::move( out ); } );
 }
 
-} // namespace
-
-int printStatsReport( const StatsReportOptions& options )
+void print( const std::vector<Section>& sections, bool csv )
 {
-    std::error_code ec;
-    const auto file = options.data / "statistics.db";
-    if ( !std::filesystem::exists( file, ec ) )
-    {
-        std::cerr << "There is no database in \"" << options.data.string() << "\"\n";
-        return 1;
-    }
-    auto database = Database::open( file );
-    if ( !database )
-    {
-        std::cerr << database.error() << "\n";
-        return 1;
-    }
-    const StatsStore makesTables( **database, &systemTime );
-    const auto sections = readSections( **database, options );
-    if ( !sections )
-    {
-        std::cerr << sections.error().text << "\n";
-        return 1;
-    }
-    if ( options.csv )
+    if ( csv )
         std::cout << "section,key,count\n";
-    for ( const auto& section : *sections )
+    for ( const auto& section : sections )
     {
-        if ( !options.csv )
+        if ( !csv )
             std::cout << section.title << "\n";
         for ( const auto& row : section.rows )
         {
             const auto key = cellText( textOf( row[0] ) );
-            std::cout << ( options.csv ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
-                                       : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
+            std::cout << ( csv ? fmt::format( "{},{},{}\n", section.name, csvField( key ), integerOf( row[1] ) )
+                               : fmt::format( "{:>10}  {}\n", integerOf( row[1] ), key ) );
         }
-        if ( !options.csv )
+        if ( !csv )
             std::cout << "\n";
     }
-    return 0;
+}
+
+tl::expected<void, std::string> run( const StatsReportOptions& options )
+{
+    const auto database = Database::openExisting( options.data / "statistics.db" );
+    if ( !database )
+        return tl::unexpected( database.error() );
+    const StatsStore makesTables( **database, &systemTime );
+    const auto sections = readSections( **database, options );
+    if ( !sections )
+        return tl::unexpected( sections.error().text );
+    print( *sections, options.csv );
+    return {};
+}
+
+} // namespace
+
+int printStatsReport( const StatsReportOptions& options )
+{
+    return exitStatusOf( run( options ) );
 }
 
 } // namespace VX::Backend

@@ -50,12 +50,12 @@ std::optional<std::pair<uint64_t, uint64_t>> parseRange( const std::string& text
     return std::pair( *first, std::min( last.value_or( size - 1 ), size - 1 ) );
 }
 
-/// 0 when there is no such file.
-uint64_t sizeOf( const std::filesystem::path& file )
+/// Nothing when there is no such file.
+StoreSum sumOf( const std::filesystem::path& file )
 {
     std::error_code ec;
     const auto size = std::filesystem::file_size( file, ec );
-    return ec ? 0 : size;
+    return ec ? StoreSum() : StoreSum{ size, 1 };
 }
 
 constexpr size_t cNameSize = 64;
@@ -269,10 +269,9 @@ size_t EmbeddedStore::partOf_( const std::filesystem::path& file ) const
     return out;
 }
 
-void EmbeddedStore::change_( Part& part, uint64_t from, uint64_t to )
+void EmbeddedStore::change_( Part& part, StoreSum from, StoreSum to )
 {
-    part.bytes += to;
-    part.bytes -= std::min( from, part.bytes );
+    exchange( part.sum, from, to );
     room_->change( from, to );
 }
 
@@ -287,12 +286,12 @@ tl::expected<uint64_t, std::error_code> EmbeddedStore::place_(
     std::filesystem::create_directory( place.parent_path(), ec );
     auto& part = parts_[partOf_( place )];
     const std::lock_guard lock( part.mutex );
-    const auto before = sizeOf( place );
+    const auto before = sumOf( place );
     std::filesystem::rename( file, place, ec );
     if ( ec )
         return tl::unexpected( ec );
-    change_( part, before, size );
-    return before;
+    change_( part, before, { size, 1 } );
+    return before.bytes;
 }
 
 bool EmbeddedStore::exists( const std::string& key )
@@ -346,10 +345,10 @@ void EmbeddedStore::remove( const std::string& key )
     const auto file = fileOf_( key );
     auto& part = parts_[partOf_( file )];
     const std::lock_guard lock( part.mutex );
-    const auto size = sizeOf( file );
+    const auto before = sumOf( file );
     std::error_code ec;
     if ( std::filesystem::remove( file, ec ) )
-        change_( part, size, 0 );
+        change_( part, before, {} );
 }
 
 void EmbeddedStore::removeOlder( std::chrono::seconds age )
@@ -363,7 +362,7 @@ void EmbeddedStore::sweep_( size_t index, std::filesystem::file_time_type before
 {
     auto& part = parts_[index];
     const std::lock_guard lock( part.mutex );
-    uint64_t sum = 0;
+    StoreSum sum;
     std::error_code ec;
     for ( const auto& entry :
         std::filesystem::directory_iterator( options_.folder / fmt::format( "{:02x}", index ), ec ) )
@@ -373,9 +372,9 @@ void EmbeddedStore::sweep_( size_t index, std::filesystem::file_time_type before
         if ( ec )
             continue;
         if ( written >= before || !std::filesystem::remove( entry.path(), ec ) )
-            sum += size;
+            exchange( sum, {}, { size, 1 } );
     }
-    change_( part, part.bytes, sum );
+    change_( part, part.sum, sum );
 }
 
 } // namespace VX::Backend

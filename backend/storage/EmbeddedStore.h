@@ -66,6 +66,8 @@ public:
     void removeOlder( std::chrono::seconds age ) override;
     [[nodiscard]] bool hasRoomFor( uint64_t bytes ) override { return room_->hasRoomFor( bytes ); }
     [[nodiscard]] uint64_t excess() override { return room_->excess(); }
+    /// What lies there.
+    [[nodiscard]] StoreSum stored() const { return room_->stored(); }
 
 private:
     static constexpr size_t cParts = 256;
@@ -73,7 +75,7 @@ private:
     struct Part
     {
         std::mutex mutex;
-        uint64_t bytes = 0;
+        StoreSum sum;
     };
     void takeOver_();
     /// Counts what lies in a part, and removes what was written before a time.
@@ -82,7 +84,7 @@ private:
     [[nodiscard]] tl::expected<uint64_t, std::error_code> place_(
         const std::filesystem::path& file, const std::string& key );
     [[nodiscard]] size_t partOf_( const std::filesystem::path& file ) const;
-    void change_( Part& part, uint64_t from, uint64_t to );
+    void change_( Part& part, StoreSum from, StoreSum to );
     void planUpload_( const HttpRequest& head, BodyPlan& plan );
     [[nodiscard]] std::filesystem::path newFile_() const;
     [[nodiscard]] std::string url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const;

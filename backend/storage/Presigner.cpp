@@ -30,7 +30,7 @@ std::string queryText( const Parameters& parameters )
         encoded[percentEncode( key )] = percentEncode( value );
     std::string out;
     for ( const auto& [key, value] : encoded )
-        out += ( out.empty() ? "" : "&" ) + key + "=" + value;
+        out.append( out.empty() ? "" : "&" ).append( key ).append( "=" ).append( value );
     return out;
 }
 
@@ -55,7 +55,7 @@ std::string signature( const Canonical& c, const S3Credentials& credentials, con
 {
     std::string request = c.method + "\n" + c.encodedPath + "\n" + queryText( c.parameters ) + "\n";
     for ( const auto& [name, value] : c.headers )
-        request += name + ":" + value + "\n";
+        request.append( name ).append( ":" ).append( value ).append( "\n" );
     request += "\n" + joined( c.headers ) + "\nUNSIGNED-PAYLOAD";
 
     const auto day = amzDate.substr( 0, 8 );

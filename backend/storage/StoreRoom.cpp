@@ -7,7 +7,7 @@ namespace VX::Backend
 
 bool StoreRoom::fits_( uint64_t bytes ) const
 {
-    const auto taken = stored_ + promised_;
+    const auto taken = stored_.bytes + promised_;
     return taken <= most_ && bytes <= most_ - taken;
 }
 
@@ -38,17 +38,30 @@ bool StoreRoom::hasRoomFor( uint64_t bytes ) const
     return fits_( bytes );
 }
 
-void StoreRoom::change( uint64_t from, uint64_t to )
+void StoreRoom::change( StoreSum from, StoreSum to )
 {
     const std::lock_guard lock( mutex_ );
-    stored_ += to;
-    stored_ -= std::min( from, stored_ );
+    exchange( stored_, from, to );
+}
+
+StoreSum StoreRoom::stored() const
+{
+    const std::lock_guard lock( mutex_ );
+    return stored_;
 }
 
 uint64_t StoreRoom::excess() const
 {
     const std::lock_guard lock( mutex_ );
-    return stored_ - std::min( stored_, most_ );
+    return stored_.bytes - std::min( stored_.bytes, most_ );
+}
+
+void exchange( StoreSum& sum, StoreSum from, StoreSum to )
+{
+    sum.bytes += to.bytes;
+    sum.bytes -= std::min( from.bytes, sum.bytes );
+    sum.objects += to.objects;
+    sum.objects -= std::min( from.objects, sum.objects );
 }
 
 } // namespace VX::Backend

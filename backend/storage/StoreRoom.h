@@ -8,6 +8,15 @@
 namespace VX::Backend
 {
 
+/// Objects, and their bytes together.
+struct StoreSum
+{
+    uint64_t bytes = 0, objects = 0;
+};
+
+/// Takes a part out of a sum, never below nothing, and puts another in.
+void exchange( StoreSum& sum, StoreSum from, StoreSum to );
+
 /// How much a store holds and has promised to uploads that are on their way, so that nobody has to count files. Any
 /// thread.
 class StoreRoom
@@ -25,7 +34,8 @@ public:
     [[nodiscard]] bool hasRoomFor( uint64_t bytes ) const;
 
     /// What lies there has changed from so much to so much.
-    void change( uint64_t from, uint64_t to );
+    void change( StoreSum from, StoreSum to );
+    [[nodiscard]] StoreSum stored() const;
     /// Bytes that lie there over what there should be.
     [[nodiscard]] uint64_t excess() const;
 
@@ -34,7 +44,7 @@ private:
 
     uint64_t most_;
     mutable std::mutex mutex_;
-    uint64_t stored_ = 0;
+    StoreSum stored_;
     uint64_t promised_ = 0;
     std::map<std::string, uint64_t> promises_;
 };

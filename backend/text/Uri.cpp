@@ -26,6 +26,13 @@ int hexValue( char c )
 
 } // namespace
 
+std::string hostNameOf( const std::string& url )
+{
+    const auto begin = url.find( "://" );
+    const auto host = begin == std::string::npos ? std::string() : url.substr( begin + 3 );
+    return host.starts_with( '[' ) ? host.substr( 1, host.find( ']' ) - 1 ) : host.substr( 0, host.find( ':' ) );
+}
+
 std::string percentEncode( const std::string& text, bool keepSlash )
 {
     std::string out;

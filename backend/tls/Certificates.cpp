@@ -1,143 +1,151 @@
 #include "tls/Certificates.h"
 
+#include "crypto/Hex.h"
+#include "tls/Issuing.h"
+
 #include <VXMesh/io/AtomicFile.h>
 
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/rand.h>
-#include <openssl/x509v3.h>
+#include <spdlog/spdlog.h>
 
-#include <memory>
+#include <algorithm>
 
 namespace VX::Backend
 {
 namespace
 {
 
-using Key = std::unique_ptr<EVP_PKEY, decltype( &EVP_PKEY_free )>;
-using Certificate = std::unique_ptr<X509, decltype( &X509_free )>;
-using Bio = std::unique_ptr<BIO, decltype( &BIO_free )>;
+using std::chrono::days;
+using Result = tl::expected<void, std::string>;
 
-constexpr long cDay = 24 * 3600;
-constexpr long cLifetime = 825 * cDay; // the most that strict clients accept of a server's certificate
+constexpr days cAuthorityLife( 3650 );
+/// Clients have at least as long to hear of the next authority as the last certificate of the former one lives.
+constexpr days cAuthorityLeft( 365 );
+constexpr days cLife( 90 );
+constexpr days cLeft( 30 );
 
-struct Subject
+/// Who signs certificates in a folder, with what clients trust besides.
+struct Authority
 {
-    const char* name;
-    bool authority;
+    TlsCertificate certificate{ nullptr, &X509_free };
+    TlsKey key{ nullptr, &EVP_PKEY_free };
+    std::vector<TlsCertificate> former;
 };
 
-Key makeKey()
+struct Leaf
 {
-    return { EVP_EC_gen( "P-256" ), &EVP_PKEY_free };
+    TlsCertificate certificate{ nullptr, &X509_free };
+    TlsKey key{ nullptr, &EVP_PKEY_free };
+};
+
+std::filesystem::path authorityKeyIn( const std::filesystem::path& folder )
+{
+    return folder / "ca-key.pem";
 }
 
-void addExtension( X509* certificate, X509* issuer, int nid, const char* value )
+bool isPair( const TlsCertificate& certificate, const TlsKey& key )
 {
-    X509V3_CTX context;
-    X509V3_set_ctx( &context, issuer, certificate, nullptr, nullptr, 0 );
-    if ( X509_EXTENSION* extension = X509V3_EXT_conf_nid( nullptr, &context, nid, value ) )
-    {
-        X509_add_ext( certificate, extension, -1 );
-        X509_EXTENSION_free( extension );
-    }
+    return certificate && key && X509_check_private_key( certificate.get(), key.get() ) == 1;
 }
 
-void setSerial( X509* certificate )
+Authority authorityIn( const std::filesystem::path& folder, const ServerCertificate& files )
 {
-    unsigned char bytes[16];
-    RAND_bytes( bytes, sizeof bytes );
-    bytes[0] &= 0x7f;
-    BIGNUM* number = BN_bin2bn( bytes, sizeof bytes, nullptr );
-    BN_to_ASN1_INTEGER( number, X509_get_serialNumber( certificate ) );
-    BN_free( number );
-}
-
-/// A certificate of `key`, signed by the issuer (its own when there is none).
-Certificate makeCertificate( const Subject& subject, EVP_PKEY* key, X509* issuer, EVP_PKEY* issuerKey )
-{
-    Certificate out( X509_new(), &X509_free );
-    X509_set_version( out.get(), 2 );
-    setSerial( out.get() );
-    X509_gmtime_adj( X509_getm_notBefore( out.get() ), -cDay );
-    X509_gmtime_adj( X509_getm_notAfter( out.get() ), cLifetime );
-    X509_set_pubkey( out.get(), key );
-    X509_NAME* name = X509_get_subject_name( out.get() );
-    X509_NAME_add_entry_by_txt(
-        name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>( subject.name ), -1, -1, 0 );
-    X509* signer = issuer ? issuer : out.get();
-    X509_set_issuer_name( out.get(), X509_get_subject_name( signer ) );
-    if ( subject.authority )
+    Authority out;
+    out.former = certificatesIn( files.authority );
+    out.key = keyIn( authorityKeyIn( folder ) );
+    if ( !out.former.empty() && isPair( out.former.front(), out.key ) )
     {
-        addExtension( out.get(), signer, NID_basic_constraints, "critical,CA:TRUE,pathlen:0" );
-        addExtension( out.get(), signer, NID_key_usage, "critical,keyCertSign,cRLSign" );
+        out.certificate = std::move( out.former.front() );
+        out.former.erase( out.former.begin() );
     }
-    else
-    {
-        addExtension( out.get(), signer, NID_basic_constraints, "critical,CA:FALSE" );
-        addExtension( out.get(), signer, NID_key_usage, "critical,digitalSignature" );
-        addExtension( out.get(), signer, NID_ext_key_usage, "serverAuth" );
-        addExtension( out.get(), signer, NID_subject_alt_name, "DNS:localhost,IP:127.0.0.1,IP:::1" );
-    }
-    addExtension( out.get(), signer, NID_subject_key_identifier, "hash" );
-    addExtension( out.get(), signer, NID_authority_key_identifier, "keyid" );
-    X509_sign( out.get(), issuerKey ? issuerKey : key, EVP_sha256() );
     return out;
 }
 
-std::string contents( BIO* bio )
+Leaf leafIn( const ServerCertificate& files )
 {
-    char* data = nullptr;
-    const long size = BIO_get_mem_data( bio, &data );
-    return { data, size_t( std::max( size, 0L ) ) };
+    Leaf out;
+    if ( auto chain = certificatesIn( files.chain ); !chain.empty() )
+        out.certificate = std::move( chain.front() );
+    out.key = keyIn( files.key );
+    return out;
 }
 
-std::string pem( X509* certificate )
+std::vector<std::string> namesOf( const CertificateWish& wish )
 {
-    const Bio bio( BIO_new( BIO_s_mem() ), &BIO_free );
-    PEM_write_bio_X509( bio.get(), certificate );
-    return contents( bio.get() );
+    std::vector<std::string> out{ "DNS:localhost", "IP:127.0.0.1", "IP:::1" };
+    for ( const auto& host : wish.hosts )
+        if ( const auto name = subjectNameOf( host );
+            !name.empty() && std::find( out.begin(), out.end(), name ) == out.end() )
+            out.push_back( name );
+    return out;
 }
 
-std::string pem( EVP_PKEY* key )
+/// Puts another authority into the place of one that has no key or ends; who signed the certificate that is still used
+/// is trusted further on.
+Result replaceAuthority( Authority& authority, const std::filesystem::path& folder, const ServerCertificate& files,
+    const Leaf& leaf, std::chrono::sys_seconds now )
 {
-    const Bio bio( BIO_new( BIO_s_mem() ), &BIO_free );
-    PEM_write_bio_PrivateKey( bio.get(), key, nullptr, nullptr, 0, nullptr, nullptr );
-    return contents( bio.get() );
+    auto key = makeTlsKey();
+    if ( !key )
+        return tl::unexpected( std::string( "No key for the certificate can be made" ) );
+    auto certificate =
+        makeCertificate( { "Orvanta local authority " + randomHex( 4 ), {}, now, cAuthorityLife }, key.get() );
+    if ( authority.certificate )
+        authority.former.insert( authority.former.begin(), std::move( authority.certificate ) );
+    std::erase_if( authority.former,
+        [&]( const auto& one ) { return !leaf.certificate || !isIssuedBy( leaf.certificate.get(), one.get() ); } );
+    auto text = pemOf( certificate.get() );
+    for ( const auto& one : authority.former )
+        text += pemOf( one.get() );
+    authority.certificate = std::move( certificate );
+    authority.key = std::move( key );
+    return writeFileAtomically( authorityKeyIn( folder ), pemOf( authority.key.get() ), { .mode = 0600 } )
+        .and_then( [&] { return writeFileAtomically( files.authority, text ); } );
 }
 
-bool isGood( const ServerCertificate& files )
+bool isGood( const Leaf& leaf, const Authority& authority, const CertificateWish& wish )
 {
-    std::error_code ec;
-    if ( !std::filesystem::exists( files.authority, ec ) || !std::filesystem::exists( files.key, ec ) )
+    if ( !isPair( leaf.certificate, leaf.key ) || endOf( leaf.certificate.get() ) - wish.now <= cLeft )
         return false;
-    const Bio bio( BIO_new_file( files.chain.c_str(), "r" ), &BIO_free );
-    if ( !bio )
-        return false;
-    const Certificate certificate( PEM_read_bio_X509( bio.get(), nullptr, nullptr, nullptr ), &X509_free );
-    if ( !certificate )
-        return false;
-    time_t inAMonth = time( nullptr ) + 30 * cDay;
-    return X509_cmp_time( X509_get0_notAfter( certificate.get() ), &inAMonth ) > 0;
+    if ( isIssuedBy( leaf.certificate.get(), authority.certificate.get() ) )
+        return subjectNamesOf( leaf.certificate.get() ) == namesOf( wish );
+    // Clients that have heard of the former authority alone are given time.
+    return std::any_of( authority.former.begin(), authority.former.end(),
+        [&]( const auto& one ) { return isIssuedBy( leaf.certificate.get(), one.get() ); } );
+}
+
+Result replaceLeaf( const Authority& authority, const ServerCertificate& files, const CertificateWish& wish )
+{
+    const auto key = makeTlsKey();
+    if ( !key )
+        return tl::unexpected( std::string( "No key for the certificate can be made" ) );
+    const auto certificate = makeCertificate( { "localhost", namesOf( wish ), wish.now, cLife }, key.get(),
+        authority.certificate.get(), authority.key.get() );
+    return writeFileAtomically( files.key, pemOf( key.get() ), { .mode = 0600 } )
+        .and_then( [&] { return writeFileAtomically( files.chain, pemOf( certificate.get() ) ); } );
 }
 
 } // namespace
 
-tl::expected<ServerCertificate, std::string> ensureCertificate( const std::filesystem::path& folder )
+tl::expected<ServerCertificate, std::string> ensureCertificate(
+    const std::filesystem::path& folder, const CertificateWish& wish )
 {
-    const ServerCertificate files{ folder / "ca.pem", folder / "server.pem", folder / "server-key.pem" };
-    if ( isGood( files ) )
+    ServerCertificate files{ folder / "ca.pem", folder / "server.pem", folder / "server-key.pem" };
+    auto authority = authorityIn( folder, files );
+    const auto leaf = leafIn( files );
+    if ( !authority.certificate || endOf( authority.certificate.get() ) - wish.now <= cAuthorityLeft )
+    {
+        const bool followsOne = !authority.former.empty() || authority.certificate;
+        if ( auto made = replaceAuthority( authority, folder, files, leaf, wish.now ); !made )
+            return tl::unexpected( made.error() );
+        if ( followsOne )
+            spdlog::warn( "There is a new authority in \"{}\": who has a copy of the file needs a new one",
+                files.authority.string() );
+    }
+    if ( isGood( leaf, authority, wish ) )
         return files;
-    const Key authorityKey = makeKey(), key = makeKey();
-    if ( !authorityKey || !key )
-        return tl::unexpected( std::string( "No key for the certificate can be made" ) );
-    const auto authority = makeCertificate( { "Orvanta local authority", true }, authorityKey.get(), nullptr, nullptr );
-    const auto server = makeCertificate( { "localhost", false }, key.get(), authority.get(), authorityKey.get() );
-    auto written = writeFileAtomically( files.key, pem( key.get() ), { .mode = 0600 } )
-                       .and_then( [&] { return writeFileAtomically( files.chain, pem( server.get() ) ); } )
-                       .and_then( [&] { return writeFileAtomically( files.authority, pem( authority.get() ) ); } );
-    if ( !written )
-        return tl::unexpected( written.error() );
+    if ( auto made = replaceLeaf( authority, files, wish ); !made )
+        return tl::unexpected( made.error() );
+    files.isNew = true;
     return files;
 }
 

@@ -1,5 +1,7 @@
 #include "work/WorkerPool.h"
 
+#include "log/LogContext.h"
+
 namespace VX::Backend
 {
 
@@ -33,7 +35,13 @@ bool WorkerPool::run( std::function<void()> work )
         const std::lock_guard lock( mutex_ );
         if ( ending_ || queue_.size() >= most_ )
             return false;
-        queue_.push_back( std::move( work ) );
+        // What is logged of it is about the same request.
+        queue_.push_back(
+            [request = LogContext::request(), work = std::move( work )]
+            {
+                const LogContext context( request );
+                work();
+            } );
     }
     changed_.notify_one();
     return true;

@@ -164,6 +164,7 @@ void FaceShares::deal_( int most, double least )
     std::vector<double> loads( size_t( count_ ), 0. );
     const auto lightest = [&] { return size_t( std::min_element( loads.begin(), loads.end() ) - loads.begin() ); };
     std::vector<Shell*> heaviestFirst;
+    heaviestFirst.reserve( shells_.size() );
     for ( auto& shell : shells_ )
         heaviestFirst.push_back( &shell );
     std::stable_sort( heaviestFirst.begin(), heaviestFirst.end(),

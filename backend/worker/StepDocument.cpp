@@ -1,5 +1,6 @@
 #include "worker/StepDocument.h"
 
+#include "worker/InstanceCount.h"
 #include "worker/ShapeMesher.h"
 
 #include <BRepBndLib.hxx>
@@ -54,6 +55,9 @@ std::string entryOf( const TDF_Label& label )
     return entry.ToCString();
 }
 
+// What a scene file may hold.
+constexpr uint64_t cMostInstances = 1'000'000;
+
 } // namespace
 
 StepDocument::StepDocument()
@@ -74,6 +78,8 @@ tl::expected<void, std::string> StepDocument::read( const std::filesystem::path&
 {
     if ( reader_.ReadFile( file.c_str() ) != IFSelect_RetDone )
         return tl::unexpected( std::string( "The STEP file is damaged and cannot be read" ) );
+    if ( countInstances( session()->Model(), cMostInstances ) > cMostInstances )
+        return tl::unexpected( std::string( "The STEP file places its parts more than a million times" ) );
     return {};
 }
 

@@ -10,11 +10,17 @@
 
 #include <json/writer.h>
 
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <new>
+#include <optional>
 #include <thread>
 #include <tuple>
 
+#include <grp.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace VX::Backend
@@ -22,10 +28,20 @@ namespace VX::Backend
 namespace
 {
 
-bool waitForJob()
+/// Which one comes; nothing when nobody is there any more.
+std::optional<char> waitForJob()
 {
     char byte = 0;
-    return ::read( STDIN_FILENO, &byte, 1 ) == 1;
+    return ::read( STDIN_FILENO, &byte, 1 ) == 1 ? std::optional( byte ) : std::nullopt;
+}
+
+/// What strangers' files make a library say is for nobody, and goes where standard output went.
+bool fallSilent()
+{
+    if ( std::getenv( "ORVANTA_WORKER_STDERR" ) )
+        return true;
+    ::close( STDERR_FILENO );
+    return ::dup( STDOUT_FILENO ) == STDERR_FILENO;
 }
 
 /// Writes a line of JSON; false when nobody reads.
@@ -56,7 +72,7 @@ tl::expected<void, std::string> convert( const WorkerJob& job, int report )
     if ( auto unpacked = unpack( job, input ); !unpacked )
         return unpacked;
     StepOptions options;
-    options.processes = int( std::thread::hardware_concurrency() );
+    options.processes = job.processes;
     options.progress = [report]( float done ) { std::ignore = say( report, "progress", double( done ) ); };
     const auto objects = readStep( input, job.folder, options );
     if ( !objects )
@@ -105,24 +121,63 @@ FileView viewOf( const WorkerJob& job )
     return { { "/usr", "/lib", "/lib64", "/etc/ld.so.cache", "/etc/alternatives" }, { job.folder } };
 }
 
+/// When memory runs out it goes, and not the service.
+void offerToDieFirst()
+{
+    // What is closed to others cannot be written by its own user either; there is nothing to see here yet.
+    ::prctl( PR_SET_DUMPABLE, 1, 0, 0, 0 );
+    std::ofstream( "/proc/self/oom_score_adj" ) << 500;
+    ::prctl( PR_SET_DUMPABLE, 0, 0, 0, 0 );
+}
+
+/// Whether this process belongs to that user now and to no group but its own, and has nothing of root's.
+bool becomeUser( unsigned user )
+{
+    if ( user != 0 && ( ::setgroups( 0, nullptr ) != 0 || ::setresgid( user, user, user ) != 0 ||
+                          ::setresuid( user, user, user ) != 0 ) )
+        return false;
+    return ::geteuid() != 0 && ::getuid() != 0;
+}
+
+/// What there is to do before anything is loaded; false, after saying why, when it cannot be done.
+bool settle( const WorkerJob& job )
+{
+    offerToDieFirst();
+    // The folders above may be closed to whom it becomes.
+    const bool isThere = ::chdir( job.folder.c_str() ) == 0;
+    const bool isNobody = isThere && becomeUser( job.user );
+    if ( !isNobody )
+        std::fprintf( stderr, "A worker cannot %s\n", isThere ? "give up being root" : "enter its folder" );
+    // Behind bubblewrap that ends with its parent, too; here it has nobody else.
+    return isNobody && ::prctl( PR_SET_PDEATHSIG, SIGKILL ) == 0;
+}
+
 } // namespace
 
-int runWorker( const WorkerJob& job )
+int runWorker( WorkerJob job )
 {
     const int report = takeStandardOutput();
+    if ( !settle( job ) )
+        return 1;
+    job.folder = ".";
     warmUpStepReader( job.folder );
     const auto threads = std::max( std::thread::hardware_concurrency(), 1u );
     std::ifstream status( "/proc/self/status" ); // it cannot be opened later
     const auto refused =
-        enterSandbox( { job.memory, job.outputSize, job.seconds * threads }, SandboxFiles::Write, viewOf( job ) );
-    if ( !waitForJob() )
-        return 0;
-
-    const tl::expected<void, std::string> done =
-        refused.empty() ? convertWithinMemory( job, report, status ) : tl::unexpected( refused );
-    const bool told = done ? say( report, "done", true ) : say( report, "error", done.error() );
-    // Destructors would only give memory back that goes with the process.
-    ::_exit( told ? 0 : 1 );
+        enterSandbox( { job.memory, job.outputSize, job.seconds * threads, tasksOfThisUser() + job.tasks },
+            SandboxFiles::Write, viewOf( job ) );
+    for ( auto kind = waitForJob(); kind; kind = waitForJob() )
+    {
+        if ( *kind != cTry && !fallSilent() )
+            return 1;
+        const tl::expected<void, std::string> done =
+            refused.empty() ? convertWithinMemory( job, report, status ) : tl::unexpected( refused );
+        const bool told = done ? say( report, "done", true ) : say( report, "error", done.error() );
+        // Destructors would only give memory back that goes with the process.
+        if ( *kind != cTry || !told )
+            ::_exit( told ? 0 : 1 );
+    }
+    return 0;
 }
 
 } // namespace VX::Backend

@@ -3,9 +3,9 @@
 
 #include "identity/AuthApi.h"
 #include "identity/EmbeddedIdentity.h"
-#include "identity/IdentityKeys.h"
 #include "identity/KeptLimit.h"
 #include "identity/gateway/GatewayNames.h"
+#include "identity/keys/IdentityKeys.h"
 #include "statistics/StatsApi.h"
 
 #include <spdlog/spdlog.h>

@@ -1,6 +1,7 @@
 #include "TestPlaces.h"
 #include "support/Command.h"
 #include "support/service/BackendProcess.h"
+#include "support/service/SandboxOption.h"
 
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/converter/ConverterProtocol.h>
@@ -156,7 +157,8 @@ TEST_F( BackEnd, SpeaksModernTlsOnly )
 
 TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 {
-    for ( const char* file : { "store-keys.json", "server-key.pem", "orvanta.db", "statistics.db" } )
+    for ( const char* file :
+        { "store-keys.json", "server-key.pem", "ca-key.pem", "identity-keys.json", "orvanta.db", "statistics.db" } )
         EXPECT_EQ( std::filesystem::status( backend_.data() / file ).permissions(), std::filesystem::perms( 0600 ) )
             << file;
     EXPECT_EQ( std::filesystem::status( backend_.data() ).permissions(), std::filesystem::perms( 0700 ) );
@@ -165,8 +167,9 @@ TEST_F( BackEnd, KeepsItsSecretsToItsOwner )
 TEST_F( BackEnd, SaysWhenItsPortIsTaken )
 {
     const Testing::ScratchFolder other;
-    const auto second = Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() +
-                                             " --port " + std::to_string( ORVANTA_TEST_PORT ) + " 2>&1" );
+    const auto second =
+        Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --data " + other.path().string() + " --port " +
+                             std::to_string( ORVANTA_TEST_PORT ) + " " + Testing::sandboxOption() + " 2>&1" );
     EXPECT_EQ( second.status, 1 );
     EXPECT_NE( second.text.find( "Cannot listen on port" ), std::string::npos );
 }

@@ -28,7 +28,8 @@ TEST( BackendCommandLine, HelpsInTheseWords )
     std::string all;
     for ( const char* command : { "", " serve", " user", " user add", " user list", " user confirm", " user reset",
               " user block", " user unblock", " user remove", " user export", " user erase", " mails", " mails list",
-              " mails retry", " stats", " backup", " restore", " convert" } )
+              " mails retry", " jobs", " jobs list", " jobs show", " jobs retry", " jobs cancel", " keys", " keys list",
+              " keys rotate", " stats", " backup", " restore", " doctor", " convert" } )
         all += helpOf( command );
     Testing::expectApproved( all, "integration/approved/backend-help.txt" );
 }

@@ -1,6 +1,7 @@
 #include "TestPlaces.h"
 #include "support/Command.h"
 #include "support/service/BackendProcess.h"
+#include "support/service/SandboxOption.h"
 
 #include <VXMesh/io/Json.h>
 
@@ -32,7 +33,8 @@ Testing::CommandOutput add( const std::filesystem::path& data )
 Testing::CommandOutput serve( const std::filesystem::path& data )
 {
     // It ends at once, or is stopped: a service that starts here is a fault.
-    return runCommand( "timeout 20 " + cBackend + " serve --port 0 --data '" + data.string() + "' 2>&1" );
+    return runCommand( "timeout 20 " + cBackend + " serve --port 0 " + Testing::sandboxOption() + " --data '" +
+                       data.string() + "' 2>&1" );
 }
 
 mode_t modeOf( const std::filesystem::path& path )

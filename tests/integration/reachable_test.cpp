@@ -2,6 +2,7 @@
 #include "support/Command.h"
 #include "support/Patience.h"
 #include "support/service/BackendProcess.h"
+#include "support/service/SandboxOption.h"
 
 #include "tls/Certificates.h"
 
@@ -107,8 +108,8 @@ TEST( Reachable, OptionsOfAFileAreTakenAndCheckedWithoutAStart )
     {
         const auto file =
             folder.write( "options", "[serve]\ndata=\"" + ( folder.path() / "data" ).string() + "\"\n" + text );
-        return Testing::runCommand(
-            std::string( ORVANTA_BACKEND ) + " serve --config " + file.string() + " --check " + options + " 2>&1" );
+        return Testing::runCommand( std::string( ORVANTA_BACKEND ) + " serve --config " + file.string() + " --check " +
+                                    Testing::sandboxOption() + " " + options + " 2>&1" );
     };
     EXPECT_EQ( checked( "trusted-proxy=[\"10.0.0.0/8\",\"fd00::/8\"]\n" ).status, 0 );
     const auto wrong = checked( "listen=\"nowhere\"\n" );

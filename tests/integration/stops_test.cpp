@@ -2,6 +2,7 @@
 #include "support/Command.h"
 #include "support/Patience.h"
 #include "support/service/BackendProcess.h"
+#include "support/service/Processes.h"
 
 #include "database/Database.h"
 
@@ -13,8 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 using namespace VX;
@@ -23,36 +22,6 @@ using State = V2::CheckConvertStatusResult::State;
 
 namespace
 {
-
-/// Processes that this one has started, and those of theirs.
-std::vector<int> descendantsOf( int parent )
-{
-    std::vector<int> out;
-    std::error_code ec;
-    for ( const auto& entry : std::filesystem::directory_iterator( "/proc", ec ) )
-    {
-        std::ifstream in( entry.path() / "stat" );
-        std::string line;
-        if ( !std::getline( in, line ) || line.rfind( ')' ) == std::string::npos )
-            continue;
-        std::istringstream rest( line.substr( line.rfind( ')' ) + 1 ) );
-        char state = 0;
-        int above = 0;
-        if ( !( rest >> state >> above ) || above != parent )
-            continue;
-        const int pid = std::stoi( line );
-        out.push_back( pid );
-        const auto below = descendantsOf( pid );
-        out.insert( out.end(), below.begin(), below.end() );
-    }
-    return out;
-}
-
-bool isWorker( int pid )
-{
-    const auto line = Testing::readFile( "/proc/" + std::to_string( pid ) + "/cmdline" );
-    return line.starts_with( std::string( ORVANTA_BACKEND ) + '\0' + "worker" + '\0' );
-}
 
 /// A service with one worker, which holds still from before its job on.
 class Stops : public testing::Test
@@ -86,8 +55,8 @@ protected:
         worker_ = 0;
         const auto found = [&]
         {
-            for ( const int pid : descendantsOf( backend_->pid() ) )
-                if ( isWorker( pid ) )
+            for ( const int pid : Testing::descendantsOf( backend_->pid() ) )
+                if ( Testing::isWorker( pid ) )
                     worker_ = pid;
             return worker_ != 0;
         };
@@ -206,6 +175,45 @@ TEST_F( Stops, ASecondSignalEndsTheWait )
     backend_->signal( SIGINT );
     EXPECT_EQ( backend_->awaitEnd(), 0 );
     EXPECT_EQ( column( "state" ), 1 );
+    EXPECT_EQ( column( "deaths" ), 0 );
+}
+
+TEST_F( Stops, WhileItStopsNobodyBeginsAConversionAndIsToldSo )
+{
+    start( { "--drain-seconds", "3600" } );
+    begin();
+    backend_->signal( SIGTERM );
+    awaitDrain();
+    const auto refused =
+        V2::RequestConvertContextResult::parseResponse( WebRequestFuture( V2::requestConvertContext( "step" ) ).get() );
+    ASSERT_FALSE( refused );
+    EXPECT_EQ( refused.error(), "The conversion service is about to restart; try again in a moment" );
+    EXPECT_EQ( status().state, State::InProgress );
+    ::kill( worker_, SIGCONT );
+    EXPECT_EQ( backend_->awaitEnd(), 0 );
+}
+
+TEST_F( Stops, ACanceledConversionEndsAtOnceAndCanBeTriedAgain )
+{
+    start();
+    begin();
+    const auto order = [&]( const std::string& what )
+    {
+        return Testing::runCommand( std::string( ORVANTA_BACKEND ) + " jobs " + what + " " + id_ + " --data '" +
+                                    backend_->data().string() + "' 2>&1" );
+    };
+    EXPECT_EQ( order( "cancel" ).status, 0 );
+    const auto begin = std::chrono::steady_clock::now();
+    await( [&] { return ::kill( worker_, 0 ) != 0; }, "its worker goes on" );
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::seconds( 3 ) );
+    const auto said =
+        V2::CheckConvertStatusResult::parseResponse( WebRequestFuture( V2::checkConvertStatus( id_ ) ).get() );
+    ASSERT_FALSE( said );
+    EXPECT_EQ( said.error(), "The operator of the conversion service has stopped this conversion" );
+    const auto retried = order( "retry" );
+    EXPECT_EQ( retried.status, 0 ) << retried.text;
+    expectAResult();
+    EXPECT_EQ( column( "attempts" ), 2 );
     EXPECT_EQ( column( "deaths" ), 0 );
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "identity/AccessTokens.h"
 #include "identity/IdentityService.h"
 #include "identity/gateway/GatewayNames.h"
 #include "identity/gateway/UserPoolClient.h"
+#include "identity/keys/AccessTokens.h"
 #include "work/WorkerPool.h"
 
 #include <memory>

@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -167,6 +169,21 @@ bool allowWriting( scmp_filter_ctx filter )
            allowWith( filter, SCMP_SYS( clone ), { { 0, SCMP_CMP_MASKED_EQ, cNamespaces, 0 } } );
 }
 
+/// The threads of a process of this user; 0 for one of others, or one that has ended.
+uint64_t tasksOf( const std::filesystem::path& process, uint64_t user )
+{
+    std::ifstream status( process / "status" );
+    for ( std::string word; status >> word; )
+    {
+        uint64_t number = 0;
+        if ( word == "Uid:" && status >> number && number != user )
+            return 0;
+        if ( word == "Threads:" && status >> number )
+            return number;
+    }
+    return 0;
+}
+
 bool filterSystemCalls( SandboxFiles files )
 {
     const std::unique_ptr<void, void ( * )( void* )> filter( seccomp_init( SCMP_ACT_ERRNO( EPERM ) ), seccomp_release );
@@ -189,11 +206,21 @@ uint64_t memoryForReading( uint64_t file, uint64_t machine )
     return std::min( wanted, machine / 4 );
 }
 
+uint64_t tasksOfThisUser()
+{
+    uint64_t out = 0;
+    std::error_code ec;
+    for ( const auto& entry : std::filesystem::directory_iterator( "/proc", ec ) )
+        if ( const auto name = entry.path().filename().string(); name.find_first_not_of( "0123456789" ) == name.npos )
+            out += tasksOf( entry.path(), ::getuid() );
+    return out;
+}
+
 std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const FileView& view )
 {
     const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );
     if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTo( RLIMIT_CPU, limits.cpuSeconds ) ||
-         !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )
+         !limitTo( RLIMIT_NPROC, limits.tasks ) || !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )
         return "The limits cannot be set";
     if ( prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 )
         return "Privileges cannot be given up";

@@ -14,7 +14,11 @@ struct SandboxLimits
     uint64_t memory = 0;     ///< bytes of address space; not held where a sanitizer needs more
     uint64_t outputSize = 0; ///< bytes of any one file
     uint64_t cpuSeconds = 0; ///< of all threads together
+    uint64_t tasks = 0;      ///< processes and threads of its user, which must not be root; see `tasksOfThisUser`
 };
+
+/// How many processes and threads the user of this process has, as far as this process can see them.
+[[nodiscard]] uint64_t tasksOfThisUser();
 
 /// The address space that reading a file of so many bytes may take on a machine with so much memory: the larger of
 /// 1 GiB and 50 times the file, but never over a quarter of the machine's.

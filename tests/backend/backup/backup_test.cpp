@@ -27,7 +27,8 @@ protected:
         database_ = Testing::openDatabase( data() / "orvanta.db" );
         statistics_ = Database::open( data() / "statistics.db" ).value();
         EXPECT_TRUE( executeAll( *statistics_, { "CREATE TABLE s(n INTEGER)", "INSERT INTO s VALUES(7)" } ) );
-        for ( const char* name : { "data/identity-keys.json", "data/store-keys.json", "data/ca.pem", "data/lock" } )
+        for ( const char* name :
+            { "data/identity-keys.json", "data/store-keys.json", "data/ca.pem", "data/ca-key.pem", "data/lock" } )
             folder_.write( name, name );
     }
     [[nodiscard]] std::filesystem::path data() const { return folder_.path() / "data"; }
@@ -64,14 +65,14 @@ TEST_F( Backups, HoldsWhatAServiceKeepsButItsConversions )
     ASSERT_TRUE( database_->execute(
         "INSERT INTO accounts(id, email, password, confirmed, created) VALUES('i', 'a@b.c', 'h', 1, 0)" ) );
     EXPECT_EQ( errorOf( makeBackup( data(), backup() ) ), "" );
-    EXPECT_EQ( namesIn( backup() ), ( std::set<std::string>{ "backup.json", "ca.pem", "identity-keys.json",
-                                        "orvanta.db", "statistics.db", "store-keys.json" } ) );
+    EXPECT_EQ( namesIn( backup() ), ( std::set<std::string>{ "backup.json", "ca-key.pem", "ca.pem",
+                                        "identity-keys.json", "orvanta.db", "statistics.db", "store-keys.json" } ) );
     for ( const auto& entry : std::filesystem::directory_iterator( backup() ) )
         EXPECT_EQ( entry.status().permissions(), std::filesystem::perms( 0600 ) ) << entry.path();
     EXPECT_EQ( std::filesystem::status( backup() ).permissions(), std::filesystem::perms( 0700 ) );
     EXPECT_EQ( errorOf( restoreBackup( backup(), restored() ) ), "" );
-    EXPECT_EQ( namesIn( restored() ), ( std::set<std::string>{ "ca.pem", "identity-keys.json", "lock", "orvanta.db",
-                                          "statistics.db", "store-keys.json" } ) );
+    EXPECT_EQ( namesIn( restored() ), ( std::set<std::string>{ "ca-key.pem", "ca.pem", "identity-keys.json", "lock",
+                                          "orvanta.db", "statistics.db", "store-keys.json" } ) );
     EXPECT_EQ( numberIn( restored() / "orvanta.db", "SELECT count(*) FROM accounts WHERE email = 'a@b.c'" ), 1 );
     EXPECT_EQ( numberIn( restored() / "orvanta.db", "SELECT count(*) FROM conversions" ), 0 );
     EXPECT_EQ( numberIn( restored() / "orvanta.db", "SELECT count(*) FROM conversion_owners" ), 0 );

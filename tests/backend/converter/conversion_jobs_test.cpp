@@ -307,3 +307,12 @@ TEST_F( ConversionJobsTest, WhoHasMostGivesFirst )
     EXPECT_FALSE( jobs_->expireOldest( "ann" ).value() ) << "and nobody else for them";
     EXPECT_TRUE( jobs_->find( older ).value() );
 }
+
+TEST_F( ConversionJobsTest, AChangeBetweenTheLookAndTheWaitIsNotMissed )
+{
+    const auto seen = jobs_->changes();
+    (void)queued();
+    // Else for a day.
+    jobs_->waitForChange( seen, std::chrono::hours( 24 ) );
+    EXPECT_GT( jobs_->changes(), seen );
+}

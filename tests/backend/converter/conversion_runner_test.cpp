@@ -1,15 +1,16 @@
 #include "support/LogCapture.h"
 #include "support/Patience.h"
 #include "support/ScratchFolder.h"
+#include "support/service/MemoryStore.h"
 #include "support/service/OpenDatabase.h"
 
+#include "converter/Bubblewrap.h"
 #include "converter/ConversionRunner.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <fstream>
-#include <map>
 #include <set>
 #include <thread>
 
@@ -18,72 +19,6 @@ using namespace VX::Backend;
 
 namespace
 {
-
-/// Objects in memory, of a store that may be away.
-class MemoryStore final : public ObjectStore
-{
-public:
-    std::string putUrl( const std::string& key, std::chrono::seconds ) override { return key; }
-    std::string getUrl( const std::string& key, std::chrono::seconds ) override { return key; }
-    bool exists( const std::string& key ) override { return contains( key ); }
-    tl::expected<void, StoreError> fetch( const std::string& key, const std::filesystem::path& file ) override
-    {
-        const std::lock_guard lock( mutex_ );
-        ++fetches;
-        if ( away )
-            return tl::unexpected( StoreError{ StoreTrouble::Unavailable, "away" } );
-        if ( !objects_.contains( key ) )
-            return tl::unexpected( StoreError{ StoreTrouble::Missing, "missing" } );
-        std::ofstream( file ) << objects_[key];
-        return {};
-    }
-    tl::expected<void, StoreError> store( const std::string& key, const std::filesystem::path& file ) override
-    {
-        if ( full )
-        {
-            ++refused;
-            return tl::unexpected( StoreError{ StoreTrouble::Unavailable, "full" } );
-        }
-        if ( !std::filesystem::exists( file ) )
-            return tl::unexpected( StoreError{ StoreTrouble::Missing, "nothing" } );
-        put( key, Testing::readFile( file ) );
-        ++stored;
-        return {};
-    }
-    void remove( const std::string& key ) override
-    {
-        const std::lock_guard lock( mutex_ );
-        objects_.erase( key );
-    }
-    void removeOlder( std::chrono::seconds ) override {}
-    bool hasRoomFor( uint64_t ) override { return true; }
-    uint64_t excess() override { return 0; }
-
-    void put( const std::string& key, const std::string& content )
-    {
-        const std::lock_guard lock( mutex_ );
-        objects_[key] = content;
-    }
-    [[nodiscard]] bool contains( const std::string& key )
-    {
-        const std::lock_guard lock( mutex_ );
-        return objects_.contains( key );
-    }
-    [[nodiscard]] std::string get( const std::string& key )
-    {
-        const std::lock_guard lock( mutex_ );
-        return objects_[key];
-    }
-    std::atomic<bool> away{ false };
-    std::atomic<bool> full{ false };
-    std::atomic<int> refused{ 0 };
-    std::atomic<int> fetches{ 0 };
-    std::atomic<int> stored{ 0 };
-
-private:
-    std::mutex mutex_;
-    std::map<std::string, std::string> objects_;
-};
 
 /// Does what its upload says.
 const std::string cWorker = R"(cd "$0" && read -r go || exit 0
@@ -96,6 +31,7 @@ closed) exec >&-; exec sleep 1000 ;;
 left) sleep 1000 & exit 0 ;;
 deaf) trap '' TERM INT HUP; exec sleep 1000 ;;
 dead) exit 3 ;;
+bad) echo '{"error":"bad file"}'; exit 1 ;;
 empty) echo "$done" ;;
 *) cp input.zip result.vxu; echo "$done" ;;
 esac)";
@@ -108,9 +44,11 @@ protected:
     {
         options_.slots = 1;
         options_.beat = std::chrono::milliseconds( 10 );
+        options_.look = std::chrono::milliseconds( 10 );
         options_.retry = std::chrono::milliseconds( 10 );
-        options_.limits.time = std::chrono::seconds( 60 );
-        options_.worker = { "/usr/bin/sh", "-c", cWorker };
+        options_.worker.limits.time = std::chrono::seconds( 60 );
+        options_.worker.program = { "/usr/bin/sh", "-c", cWorker };
+        options_.worker.inBubblewrap = canUseBubblewrap();
     }
     void start()
     {
@@ -180,7 +118,7 @@ protected:
     std::unique_ptr<Database> othersDatabase_ = Testing::openDatabase( folder_.path() / "db" );
     ConversionJobs jobs_{ *database_, clock() };
     ConversionJobs others_{ *othersDatabase_, clock() };
-    MemoryStore store_;
+    Testing::MemoryStore store_;
     RunnerOptions options_;
     Testing::LogCapture log_;
     std::unique_ptr<ConversionRunner> runner_;
@@ -235,7 +173,7 @@ TEST_F( Runner, AnAttemptThatHasLostItsJobIsStoppedAndTheSlotLivesOn )
 
 TEST_F( Runner, ALateResultIsDroppedAndOverwritesNothing )
 {
-    options_.beat = std::chrono::hours( 1 );
+    options_.beat = options_.look = std::chrono::hours( 1 );
     const auto id = queued( "wait" );
     start();
     const auto worker = workerWith( "wait" );
@@ -278,7 +216,7 @@ TEST_F( Runner, WaitsForAStoreThatIsAway )
 
 TEST_F( Runner, AStoreThatStaysAwayEndsTheJobInItsTime )
 {
-    options_.limits.time = std::chrono::seconds( 1 );
+    options_.worker.limits.time = std::chrono::seconds( 1 );
     store_.away = true;
     const auto id = queued( "bytes" );
     start();
@@ -414,13 +352,13 @@ TEST_F( Runner, TheThirdDeathIsSeenByWhoeverLooksForWork )
         return job( id ).state == JobState::Failed;
     };
     await( failed, "nobody reaps" );
-    await( [&] { return !store_.contains( "uploads/" + id ); }, "its upload stays" );
+    EXPECT_TRUE( store_.contains( "uploads/" + id ) ) << "an operator may want it tried again";
     await( [&] { return !store_.contains( "results/" + id + "/1" ); }, "what an attempt has stored stays" );
 }
 
 TEST_F( Runner, NoWorkerHoldsItsSlotForLongerThanTheTimeOfAJob )
 {
-    options_.limits.time = std::chrono::seconds( 1 );
+    options_.worker.limits.time = std::chrono::seconds( 1 );
     start();
     const std::string tooLong = "The conversion took too long and was stopped";
     for ( const char* what : { "silent", "byte", "deaf" } )
@@ -430,4 +368,77 @@ TEST_F( Runner, NoWorkerHoldsItsSlotForLongerThanTheTimeOfAJob )
     for ( const char* what : { "closed", "left" } )
         EXPECT_EQ( ended( queued( what ) ).state, JobState::Failed ) << what;
     EXPECT_EQ( ended( queued( "good" ) ).state, JobState::Finished );
+}
+
+TEST_F( Runner, AnAttemptThatWasCanceledIsStoppedBeforeItsNextBeat )
+{
+    options_.beat = std::chrono::hours( 1 );
+    const auto id = queued( "wait" );
+    start();
+    (void)workerWith( "wait" );
+    ASSERT_TRUE(
+        othersDatabase_->execute( "UPDATE conversions SET state = 4, error = 'canceled' WHERE id = ?", { id } ) );
+    EXPECT_EQ( ended( queued( "next" ) ).state, JobState::Finished ) << "the only slot is free again";
+    EXPECT_EQ( job( id ).error, "canceled" );
+    EXPECT_EQ( deathsOf( id ), 0 );
+}
+
+TEST_F( Runner, AnUploadStaysWhereAnotherAttemptMightEndOtherwise )
+{
+    options_.worker.limits.time = std::chrono::seconds( 1 );
+    start();
+    const auto slow = queued( "silent" ), dead = queued( "dead" ), bad = queued( "bad" ), good = queued( "good" );
+    for ( const auto& id : { slow, dead, bad, good } )
+        (void)ended( id );
+    runner_.reset();
+    EXPECT_TRUE( store_.contains( "uploads/" + slow ) );
+    EXPECT_TRUE( store_.contains( "uploads/" + dead ) );
+    EXPECT_FALSE( store_.contains( "uploads/" + bad ) ) << "the converter has read it, and would say so again";
+    EXPECT_FALSE( store_.contains( "uploads/" + good ) );
+}
+
+TEST_F( Runner, WhatFailedConversionsLeaveGoesWhereRoomIsShort )
+{
+    options_.reserve = 1000;
+    store_.room = 999;
+    start();
+    const auto first = queued( "dead" );
+    (void)ended( first );
+    await( [&] { return !store_.contains( "uploads/" + first ); }, "an upload stays though there is no room" );
+    runner_.reset();
+    // What lay there before goes when it is looked after.
+    store_.put( "uploads/" + first, "dead" );
+    start();
+    await( [&] { return !store_.contains( "uploads/" + first ); }, "an upload stays though there is no room" );
+}
+
+TEST_F( Runner, HasNoWorkerWhereEachOneDies )
+{
+    options_.worker.program = { "/usr/bin/false" };
+    start();
+    std::set<std::filesystem::path> seen;
+    const auto look = [&]
+    {
+        std::error_code ec;
+        for ( std::filesystem::recursive_directory_iterator it( work_, ec ), end; !ec && it != end; it.increment( ec ) )
+            if ( it->path().filename().string().starts_with( "worker-" ) )
+                seen.insert( it->path() );
+        return seen.size() >= 3;
+    };
+    await( look, "the dead are not replaced" );
+    EXPECT_FALSE( runner_->hasWorker() );
+}
+
+TEST_F( Runner, HasAWorkerOnceItLives )
+{
+    start();
+    await( [&] { return runner_->hasWorker(); }, "no worker is seen" );
+}
+
+TEST_F( Runner, HasAWorkerWhileThatHasAJob )
+{
+    queued( "silent" );
+    start();
+    (void)workerWith( "silent" );
+    EXPECT_TRUE( runner_->hasWorker() );
 }

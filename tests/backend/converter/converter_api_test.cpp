@@ -38,11 +38,15 @@ protected:
         : database_( Testing::openDatabase( folder_.path() / "db" ) )
         , jobs_( *database_, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); }, { .atOnce = 40 } )
     {
+        start( std::chrono::milliseconds( 300 ) );
+    }
+    void start( std::chrono::milliseconds statusHold )
+    {
         ConverterApiOptions options;
         options.mayConvert = [this](
                                  const std::string& token, const std::string&, const IdentityService::AccessTold& told )
         { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, account_ } ); };
-        options.statusHold = std::chrono::milliseconds( 300 );
+        options.statusHold = statusHold;
         api_ = std::make_unique<ConverterApi>( jobs_, store_, options );
     }
 
@@ -72,6 +76,17 @@ protected:
             R"({"request_id":")" + id + R"(","input_format":"step","output_format":"vxu","compress_input":"zip"})" );
     }
     HttpResponse status( const std::string& id ) { return send( "GET", "/status", "", "request_id=" + id ); }
+    /// The answer to a status call which may be held.
+    std::future<HttpResponse> asked( const std::string& id )
+    {
+        HttpRequest request;
+        request.method = "GET";
+        request.path = "/converter/v2/status";
+        request.query = "request_id=" + id;
+        const auto promise = std::make_shared<std::promise<HttpResponse>>();
+        api_->handle( request, [promise]( HttpResponse response ) { promise->set_value( std::move( response ) ); } );
+        return promise->get_future();
+    }
     std::string uploadedId()
     {
         const auto id = newId();
@@ -116,6 +131,21 @@ TEST_F( ConverterApiTest, StatusIsHeldWhileItRunsAndAnsweredAtOnceWhenItEnds )
     auto held = std::async( std::launch::async, [&] { return status( id ); } );
     ASSERT_TRUE( jobs_.fail( jobs_.take().value().value(), "no solids" ) );
     EXPECT_EQ( message( held.get() ), "no solids" );
+}
+
+TEST_F( ConverterApiTest, AStopAnswersWhoIsHeldAndHoldsNobodyAfterIt )
+{
+    start( std::chrono::hours( 1 ) );
+    const auto ending = uploadedId(), running = uploadedId();
+    convert( ending );
+    convert( running );
+    auto held = asked( running ), ended = asked( ending );
+    ASSERT_TRUE( jobs_.fail( jobs_.take().value().value(), "no solids" ) );
+    EXPECT_EQ( message( ended.get() ), "no solids" ) << "so the other one is held, too";
+    api_->stop();
+    ASSERT_EQ( held.wait_for( std::chrono::seconds( 0 ) ), std::future_status::ready );
+    EXPECT_EQ( json( held.get() )["result"]["state"], "in_progress" );
+    EXPECT_EQ( json( status( running ) )["result"]["state"], "in_progress" );
 }
 
 TEST_F( ConverterApiTest, AsksForASignIn )
@@ -226,4 +256,21 @@ TEST_F( ConverterApiTest, WhoHasTooManyAtOnceIsToldSo )
     EXPECT_EQ( message( refused ), "You have too many conversions at once; try again when some of them are done" );
     account_ = "bob";
     EXPECT_NE( newId(), "" );
+}
+
+TEST_F( ConverterApiTest, WhileTheServiceStopsNothingIsBegunAndThatIsSaid )
+{
+    const auto before = uploadedId(), begun = uploadedId();
+    ASSERT_TRUE( json( convert( begun ) )["result"].isObject() );
+    api_->drain();
+    const std::string text = "The conversion service is about to restart; try again in a moment";
+    const auto refused = convert( before );
+    EXPECT_EQ( refused.status, 503 );
+    EXPECT_EQ( message( refused ), text );
+    EXPECT_EQ( jobs_.find( before ).value()->state, JobState::Created ) << "and so it can be begun later";
+    const auto request = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
+    EXPECT_EQ( request.status, 503 );
+    EXPECT_EQ( message( request ), text );
+    EXPECT_TRUE( json( convert( begun ) )["result"].isObject() ) << "what is begun is begun";
+    EXPECT_EQ( json( status( begun ) )["result"]["state"], "in_progress" );
 }

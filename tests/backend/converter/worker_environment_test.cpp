@@ -1,5 +1,6 @@
 #include "support/ScratchFolder.h"
 
+#include "converter/Bubblewrap.h"
 #include "converter/WorkerProcess.h"
 
 #include <VXMesh/system/Sanitizer.h>
@@ -20,7 +21,10 @@ constexpr const char* cAllocator = "/usr/lib/x86_64-linux-gnu/libmimalloc.so.2.0
 std::string environmentOfAWorker()
 {
     const Testing::ScratchFolder folder;
-    const auto worker = WorkerProcess::start( folder.path(), {}, { "/usr/bin/sh", "-c", "env > environment" } ).value();
+    WorkerSetup setup;
+    setup.inBubblewrap = canUseBubblewrap();
+    setup.program = { "/usr/bin/sh", "-c", "cd \"$0\"; env > environment" };
+    const auto worker = WorkerProcess::start( folder.path(), setup ).value();
     const std::atomic<bool> stop = false;
     EXPECT_FALSE( worker->convert( stop ) ) << "it has said nothing";
     return "\n" + Testing::readFile( worker->resultFile().parent_path() / "environment" );

@@ -42,6 +42,7 @@ public:
         HttpResponse response;
         response.body = "<" + request.method + request.path + " " + request.body + ">";
         from.push_back( request.remoteAddress );
+        ids.push_back( request.id );
         if ( request.path == "/file" )
         {
             response.file = file;
@@ -54,8 +55,10 @@ public:
         if ( request.path == "/twice" )
             respond( HttpResponse{} );
     }
+    void ended( const RequestEnd& end ) override { ends.push_back( end ); }
     std::filesystem::path file;
-    std::vector<std::string> from;
+    std::vector<std::string> from, ids;
+    std::vector<RequestEnd> ends;
 };
 
 int count( const std::string& text, const std::string& what )
@@ -225,4 +228,54 @@ TEST_F( HttpSessions, TheClientIsWhomTheProxyNames )
     options_.proxies = TrustedProxies::parse( { "127.0.0.0/8" } ).value();
     EXPECT_EQ( statuses( hear( request ) ), "200 " );
     EXPECT_EQ( echo_.from, ( std::vector<std::string>{ "", "9.9.9.9" } ) );
+}
+
+TEST_F( HttpSessions, EachRequestHasANameThatIsSentBackAndToldToItsService )
+{
+    options_.nameRequest = [n = 0]() mutable { return "made-" + std::to_string( ++n ); };
+    const auto ask = [&]( const std::string& fields ) { return hear( "GET /" + cHost + fields + "\r\n" ); };
+    EXPECT_NE( ask( "X-Request-Id: mine\r\n" ).find( "\r\nX-Request-Id: made-1\r\n" ), std::string::npos )
+        << "nobody's word is taken";
+    EXPECT_NE( hear( "GET /refused" + cHost + "\r\n" ).find( "\r\nX-Request-Id: made-2\r\n" ), std::string::npos );
+    EXPECT_NE( hear( "no request\r\n\r\n" ).find( "\r\nX-Request-Id: made-3\r\n" ), std::string::npos );
+    options_.proxies = TrustedProxies::parse( { "127.0.0.0/8" } ).value();
+    EXPECT_NE( ask( "X-Request-Id: a.Z_-9\r\n" ).find( "\r\nX-Request-Id: a.Z_-9\r\n" ), std::string::npos );
+    for ( const std::string odd : { "", "a b", "a\"b", "ann@example.org" } )
+        EXPECT_NE( ask( "X-Request-Id: " + odd + "\r\n" ).find( "\r\nX-Request-Id: made-" ), std::string::npos ) << odd;
+    EXPECT_NE( ask( "X-Request-Id: " + std::string( 65, 'a' ) + "\r\n" ).find( "Id: made-8\r\n" ), std::string::npos );
+    EXPECT_EQ( echo_.ids,
+        ( std::vector<std::string>{ "made-1", "a.Z_-9", "made-4", "made-5", "made-6", "made-7", "made-8" } ) );
+}
+
+TEST_F( HttpSessions, WithoutNamesNoneIsSent )
+{
+    EXPECT_EQ( hear( "GET /" + cHost + "\r\n" ).find( "X-Request-Id" ), std::string::npos );
+}
+
+TEST_F( HttpSessions, TheEndOfEachRequestIsTold )
+{
+    const auto ended = [&]( const std::string& says )
+    {
+        echo_.ends.clear();
+        const auto heard = hear( says );
+        EXPECT_EQ( echo_.ends.size(), 1u );
+        auto out = echo_.ends.empty() ? RequestEnd() : echo_.ends.front();
+        EXPECT_EQ( out.sent, heard.size() );
+        EXPECT_EQ( out.received, says.size() );
+        EXPECT_GT( out.duration.count(), 0 );
+        return out;
+    };
+    const auto answered = ended( "POST /x?secret" + cHost + "Content-Length: 3\r\n\r\nabc" );
+    EXPECT_EQ( answered.status, 200 );
+    EXPECT_EQ( answered.request.method + answered.request.path, "POST/x" );
+    EXPECT_EQ( answered.request.query + answered.request.body, "" );
+    EXPECT_EQ( ended( "GET /refused" + cHost + "\r\n" ).status, 403 );
+    EXPECT_EQ( ended( "POST /" + cHost + "Content-Length: 101\r\n\r\n" ).status, 413 );
+    EXPECT_EQ( ended( "GET / HTTP/1.1\r\n\r\n" ).status, 400 );
+    const auto gone = ended( "POST /x" + cHost + "Content-Length: 3\r\n\r\na" );
+    EXPECT_EQ( gone.status, 0 );
+    EXPECT_EQ( gone.request.path, "/x" );
+    echo_.ends.clear();
+    EXPECT_EQ( statuses( hear( cNext + cNext ) ), "200 200 " );
+    EXPECT_EQ( echo_.ends.size(), 2u );
 }

@@ -1,4 +1,5 @@
 #include "converter/ConverterApi.h"
+#include "identity/keys/KeyRing.h"
 #include "serve/Service.h"
 #include "statistics/StatsApi.h"
 
@@ -21,6 +22,7 @@ TEST( Defaults, OfTheServiceAreWhatTheManualSays )
     EXPECT_EQ( service.keep, 1h );
     EXPECT_EQ( service.keepStatistics, std::chrono::days( 400 ) );
     EXPECT_EQ( service.maxStatistics, uint64_t( 8 ) << 30 );
+    EXPECT_EQ( service.choresEvery, 30min );
     EXPECT_EQ( service.worker.memory, uint64_t( 8 ) << 30 );
     EXPECT_EQ( service.worker.outputSize, uint64_t( 2 ) << 30 );
     EXPECT_EQ( service.worker.time, 600s );
@@ -30,6 +32,8 @@ TEST( Defaults, OfSignInsAreWhatTheManualSays )
 {
     const IdentityOptions identity;
     EXPECT_EQ( identity.accessLife, 8h );
+    EXPECT_EQ( KeyTimes().renewal, std::chrono::days( 90 ) );
+    EXPECT_EQ( KeyTimes().overlap, 32h );
     EXPECT_EQ( identity.embedded.refreshLife, std::chrono::days( 30 ) );
     EXPECT_EQ( identity.embedded.signUpCodeLife, 24h );
     EXPECT_EQ( identity.embedded.resetCodeLife, 1h );

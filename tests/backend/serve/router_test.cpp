@@ -1,10 +1,16 @@
+#include "log/JsonLog.h"
+#include "log/LogContext.h"
 #include "serve/Router.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
 #include <future>
+#include <sstream>
 #include <stdexcept>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace VX;
 using namespace VX::Backend;
@@ -40,6 +46,8 @@ public:
         if ( request.path.ends_with( "/throws" ) )
             throw std::runtime_error( "why" );
         handled = std::this_thread::get_id();
+        if ( whenHandled )
+            whenHandled();
         respond( answerOf( "body " + request.body ) );
     }
     HttpResponse refuse( const std::string&, int status ) override { return answerOf( "its own refusal", status ); }
@@ -48,6 +56,7 @@ public:
     void letGo() { go_.set_value(); }
 
     std::thread::id planned, handled;
+    std::function<void()> whenHandled;
 
 private:
     void wait_( const std::string& path )
@@ -69,7 +78,7 @@ protected:
     static Door door( const char* name, HttpService& service, int threads )
     {
         return { name, [begin = "/" + std::string( name )]( const std::string& path )
-            { return path.starts_with( begin ); }, &service, threads };
+            { return path.starts_with( begin ); }, &service, threads, { "/" + std::string( name ) + "/x" } };
     }
     Answer ask( const std::string& path, const std::string& body = {} )
     {
@@ -94,7 +103,7 @@ protected:
     }
 
     Service slow_, other_, prompt_;
-    RequestCounts counts_;
+    RequestMeasures counts_;
     Router router_{ { door( "slow", slow_, 1 ), door( "other", other_, 1 ), door( "prompt", prompt_, 0 ) }, counts_ };
 };
 
@@ -171,4 +180,54 @@ TEST_F( Routers, NoServiceIsCalledOnceItHasStopped )
     EXPECT_EQ( heard( std::move( behind ) ).status, 503 );
     EXPECT_EQ( heard( ask( "/other/x" ) ).status, 503 );
     EXPECT_EQ( other_.handled, std::thread::id() );
+}
+
+TEST_F( Routers, ARequestIsTimedByItsServiceAndLoggedWithoutItsPath )
+{
+    int ends[2];
+    ASSERT_EQ( ::pipe2( ends, O_CLOEXEC ), 0 );
+    {
+        const JsonLog log( ends[1] );
+        RequestEnd end;
+        end.request = { "GET", "/slow/x", "query", {}, {}, {}, {}, "the-id" };
+        end.status = 404;
+        end.duration = std::chrono::milliseconds( 30 );
+        end.sent = 12;
+        router_.ended( end );
+        end.request.path = "/slow/ann@example.org";
+        end.request.method = "BREW";
+        router_.ended( end );
+        end.request.path = "/nowhere";
+        router_.ended( end );
+    }
+    ::close( ends[1] );
+    char text[4096] = "";
+    EXPECT_GT( ::read( ends[0], text, sizeof text - 1 ), 0 );
+    ::close( ends[0] );
+    std::istringstream lines( text );
+    std::string first, second, third;
+    std::getline( lines, first );
+    std::getline( lines, second );
+    std::getline( lines, third );
+    const auto end = R"(,"status":404,"duration":0.030000,"received":0,"sent":12})";
+    const auto begin = R"("level":"info","message":"request","id":"the-id","service":)";
+    EXPECT_TRUE( first.ends_with( begin + std::string( R"("slow","route":"/slow/x","method":"GET")" ) + end ) )
+        << first;
+    EXPECT_TRUE( second.ends_with( begin + std::string( R"("slow","method":"other")" ) + end ) ) << second;
+    EXPECT_TRUE( third.ends_with( begin + std::string( R"("none","method":"other")" ) + end ) ) << third;
+    EXPECT_EQ( counts_.durations().size(), 3u );
+    EXPECT_NEAR( counts_.durations().at( { "slow", "read", "4xx" } )->counts().seconds, .03, 1e-9 );
+}
+
+TEST_F( Routers, WhatAServiceLogsIsAboutTheRequest )
+{
+    std::string seen;
+    slow_.whenHandled = [&] { seen = LogContext::request(); };
+    HttpRequest request;
+    request.path = "/slow/x";
+    request.id = "its-id";
+    std::promise<HttpResponse> told;
+    router_.handle( request, [&]( HttpResponse response ) { told.set_value( std::move( response ) ); } );
+    EXPECT_EQ( heard( told.get_future() ).status, 200 );
+    EXPECT_EQ( seen, "its-id" );
 }

@@ -1,6 +1,5 @@
 #include "support/service/StatisticsFixture.h"
 
-#include "monitor/MonitorApi.h"
 #include "statistics/StatsApi.h"
 #include "statistics/StatsReport.h"
 
@@ -12,7 +11,6 @@
 #include <atomic>
 #include <future>
 #include <set>
-#include <sstream>
 #include <thread>
 
 using namespace VX;
@@ -24,17 +22,6 @@ namespace
 class Statistics : public StatisticsFixture
 {
 };
-
-/// The lines that say what figures are there.
-std::string headsOf( const std::string& metrics )
-{
-    std::istringstream lines( metrics );
-    std::string out;
-    for ( std::string line; std::getline( lines, line ); )
-        if ( line.starts_with( '#' ) )
-            out += line + "\n";
-    return out;
-}
 
 } // namespace
 
@@ -186,46 +173,6 @@ TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
     testing::internal::CaptureStderr();
     EXPECT_EQ( printStatsReport( { .data = folder_.path() / "none" } ), 1 );
     EXPECT_NE( testing::internal::GetCapturedStderr().find( "There is no database" ), std::string::npos );
-}
-
-TEST_F( Statistics, HealthAndMetrics )
-{
-    RequestCounts counts;
-    counts.add( "auth", 200 );
-    counts.add( "auth", 201 );
-    counts.add( "auth", 404 );
-    MonitorApi monitor( *database_, *database_, counts );
-    const auto get = [&]( const std::string& path )
-    {
-        HttpRequest request;
-        request.path = path;
-        HttpResponse out;
-        monitor.handle( request, [&]( HttpResponse response ) { out = std::move( response ); } );
-        return out;
-    };
-    EXPECT_EQ( get( "/healthz" ).status, 200 );
-    EXPECT_EQ( get( "/healthz" ).body, R"({"status":"ok"})" );
-    newSession();
-    const auto text = get( "/metrics" ).body;
-    EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"2xx\"} 2\n" ), std::string::npos ) << text;
-    EXPECT_NE( text.find( "orvanta_requests_total{service=\"auth\",status=\"4xx\"} 1\n" ), std::string::npos );
-    EXPECT_NE( text.find( "orvanta_stats_sessions 1\n" ), std::string::npos );
-    EXPECT_EQ( headsOf( text ), "# HELP orvanta_requests_total Requests answered, by service and class of status.\n"
-                                "# TYPE orvanta_requests_total counter\n"
-                                "# HELP orvanta_conversions_waiting Conversions that are queued or running.\n"
-                                "# TYPE orvanta_conversions_waiting gauge\n"
-                                "# HELP orvanta_accounts Accounts of the embedded identity service.\n"
-                                "# TYPE orvanta_accounts gauge\n"
-                                "# HELP orvanta_stats_sessions Sessions whose statistics are kept.\n"
-                                "# TYPE orvanta_stats_sessions gauge\n"
-                                "# HELP process_resident_memory_bytes Memory in use.\n"
-                                "# TYPE process_resident_memory_bytes gauge\n"
-                                "# HELP orvanta_uptime_seconds Time since the service was started.\n"
-                                "# TYPE orvanta_uptime_seconds gauge\n" );
-    monitor.drain();
-    EXPECT_EQ( get( "/healthz" ).status, 503 );
-    EXPECT_EQ( get( "/healthz" ).body, R"({"status":"stopping"})" );
-    EXPECT_EQ( get( "/metrics" ).status, 200 );
 }
 
 TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )

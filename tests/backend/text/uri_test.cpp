@@ -28,3 +28,13 @@ TEST( Uri, ParsesAQueryAndRefusesANameGivenTwice )
     EXPECT_FALSE( parseQuery( "a=1&a=2" ) );
     EXPECT_TRUE( parseQuery( "" )->empty() );
 }
+
+TEST( Uri, TellsTheHostOfAnAddress )
+{
+    EXPECT_EQ( hostNameOf( "https://convert.example.org" ), "convert.example.org" );
+    EXPECT_EQ( hostNameOf( "https://convert.example.org:8443" ), "convert.example.org" );
+    EXPECT_EQ( hostNameOf( "https://[fd00::7]:8443" ), "fd00::7" );
+    EXPECT_EQ( hostNameOf( "https://[::1]" ), "::1" );
+    EXPECT_EQ( hostNameOf( "" ), "" );
+    EXPECT_EQ( hostNameOf( "convert.example.org:8443" ), "" );
+}

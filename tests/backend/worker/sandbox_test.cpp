@@ -2,6 +2,7 @@
 #include "support/Command.h"
 #include "support/ScratchFolder.h"
 
+#include "converter/Bubblewrap.h"
 #include "converter/WorkerProcess.h"
 
 #include <VXMesh/io/Zip.h>
@@ -37,7 +38,8 @@ using namespace VX::Backend;
 namespace
 {
 
-constexpr SandboxLimits cLimits{ uint64_t( 1 ) << 40, 4096, 5 };
+constexpr SandboxLimits cLimits{ uint64_t( 1 ) << 40, 4096, 5, 0 };
+constexpr unsigned cNobody = 65534;
 
 const FileView cAll{ {}, { "/" } };
 
@@ -289,7 +291,7 @@ TEST( Sandbox, TimeEnds )
             continue;
         return 0;
     };
-    EXPECT_EQ( inSandbox( spin, { cLimits.memory, cLimits.outputSize, 1 } ), -SIGKILL );
+    EXPECT_EQ( inSandbox( spin, { cLimits.memory, cLimits.outputSize, 1, 0 } ), -SIGKILL );
 }
 
 TEST( Sandbox, MemoryEnds )
@@ -309,7 +311,7 @@ TEST( Sandbox, MemoryEnds )
             return 7;
         }
     };
-    EXPECT_EQ( inSandbox( allocate, { uint64_t( 1 ) << 29, cLimits.outputSize, 5 } ), 7 );
+    EXPECT_EQ( inSandbox( allocate, { uint64_t( 1 ) << 29, cLimits.outputSize, 5, 0 } ), 7 );
 }
 
 TEST( Sandbox, AReaderGetsMemoryByTheSizeOfItsFile )
@@ -321,6 +323,36 @@ TEST( Sandbox, AReaderGetsMemoryByTheSizeOfItsFile )
     EXPECT_EQ( memoryForReading( cGiB, 64 * cGiB ), 16 * cGiB );
     EXPECT_EQ( memoryForReading( UINT64_MAX, 64 * cGiB ), 16 * cGiB );
     EXPECT_EQ( memoryForReading( 0, 2 * cGiB ), cGiB / 2 );
+}
+
+TEST( Sandbox, ItsUserHasSoManyProcessesAtMost )
+{
+    constexpr uint64_t cMore = 5, cTried = 50;
+    const auto fork = [&]
+    {
+        // No limit holds root.
+        if ( ::geteuid() == 0 && ::setresuid( cNobody, cNobody, cNobody ) != 0 )
+            return 98;
+        int never[2];
+        auto limits = cLimits;
+        limits.tasks = tasksOfThisUser() + cMore;
+        if ( ::pipe( never ) != 0 || !enterSandbox( limits, SandboxFiles::Write, cAll ).empty() )
+            return 99;
+        for ( uint64_t i = 0; i < cTried; ++i )
+        {
+            const pid_t child = ::fork();
+            if ( child < 0 )
+                return errno == EAGAIN ? int( i ) : 97;
+            char byte = 0;
+            ::close( child == 0 ? never[1] : -1 );
+            if ( child == 0 )
+                ::_exit( int( ::read( never[0], &byte, 1 ) ) );
+        }
+        return 96;
+    };
+    const auto made = inCopy( fork );
+    EXPECT_GE( made, 1 );
+    EXPECT_LE( made, int( cMore ) );
 }
 
 TEST( Sandbox, LeavesNoCoreOfWhatItRead )
@@ -338,7 +370,7 @@ TEST( Sandbox, LeavesNoCoreOfWhatItRead )
 
 TEST( Sandbox, AWorkerSeesOnlyItsFolderAndTheSystem )
 {
-    if ( !hasBubblewrap() )
+    if ( !canUseBubblewrap() )
         GTEST_SKIP() << "bubblewrap cannot be used here";
     const Testing::ScratchFolder own, other;
     own.write( "input.zip", "mine" );
@@ -346,7 +378,7 @@ TEST( Sandbox, AWorkerSeesOnlyItsFolderAndTheSystem )
     const auto inView = [&]( const std::string& script )
     {
         std::string line;
-        for ( const auto& word : workerCommand( own.path(), { "/usr/bin/bash", "-c", script } ) )
+        for ( const auto& word : inBubblewrap( own.path(), { "/usr/bin/bash", "-c", script } ) )
             line += "'" + word + "' ";
         return Testing::runCommand( line + "2> /dev/null" ).text;
     };
@@ -354,7 +386,9 @@ TEST( Sandbox, AWorkerSeesOnlyItsFolderAndTheSystem )
     EXPECT_EQ( inView( "cat " + ( other.path() / "input.zip" ).string() + " || echo -n no" ), "no" );
     EXPECT_EQ( inView( "ls /root /home /var /srv /boot || echo -n no" ), "no" );
     EXPECT_EQ( inView( "echo $(ls /etc)" ), "alternatives ld.so.cache\n" );
-    EXPECT_EQ( inView( "touch /usr/lib/x || echo -n no" ), "no" );
+    for ( const char* place : { "/usr/lib/x", "/x", "/dev/x" } )
+        EXPECT_EQ( inView( std::string( "touch " ) + place + " || echo -n no" ), "no" ) << place;
+    EXPECT_EQ( inView( "head -c 2000000 /dev/zero > /tmp/x || echo -n no" ), "no" ) << "memory that no limit counts";
     EXPECT_EQ( inView( "kill -0 " + std::to_string( ::getpid() ) + " || echo -n no" ), "no" );
     EXPECT_EQ(
         inView( "(exec 3<> /dev/tcp/127.0.0.1/" + std::to_string( ORVANTA_TEST_PORT ) + ") || echo -n no" ), "no" );
@@ -369,14 +403,22 @@ TEST( Sandbox, AWorkerWithoutBubblewrapSeesOnlyItsFolderToo )
         std::filesystem::path( ORVANTA_SAMPLES ) / "bracket.step", source.path() / "bracket.step" );
     const auto zip = other.path() / "input.zip";
     ASSERT_TRUE( compressZip( zip, source.path() ) );
-    const auto words = [&]
+    std::filesystem::permissions( zip, std::filesystem::perms( 0644 ) );
+    const auto words = [&]( const std::string& first = {} )
     {
-        const auto command = std::string( "echo | " ) + ORVANTA_BACKEND + " worker " + own.path().string();
-        return Testing::runCommand( command + " 8000000000 100000000 60" ).text;
+        const auto command = "echo " + first + " | " + ORVANTA_BACKEND + " worker " + own.path().string();
+        return Testing::runCommand( command + " 8000000000 100000000 60 1 1000 " + std::to_string( cNobody ) ).text;
     };
+    if ( ::geteuid() == 0 )
+    {
+        ASSERT_EQ( ::chown( own.path().c_str(), cNobody, cNobody ), 0 );
+    }
     std::filesystem::create_symlink( zip, own.path() / "input.zip" );
     EXPECT_NE( words().find( "error" ), std::string::npos );
     std::filesystem::remove( own.path() / "input.zip" );
     std::filesystem::copy_file( zip, own.path() / "input.zip" );
     EXPECT_TRUE( words().ends_with( "{\"done\":true}\n" ) );
+    const auto tried = words( "t" );
+    EXPECT_NE( tried.find( "{\"done\":true}\n{" ), std::string::npos ) << "it goes on after a try: " << tried;
+    EXPECT_TRUE( tried.ends_with( "{\"done\":true}\n" ) );
 }

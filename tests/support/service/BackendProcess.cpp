@@ -1,6 +1,7 @@
 #include "support/service/BackendProcess.h"
 #include "TestPlaces.h"
 #include "support/Patience.h"
+#include "support/service/SandboxOption.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -17,8 +18,9 @@ extern char** environ;
 namespace VX::Testing
 {
 
-BackendProcess::BackendProcess( std::vector<std::string> options )
+BackendProcess::BackendProcess( std::vector<std::string> options, std::filesystem::path log )
     : options_( std::move( options ) )
+    , log_( std::move( log ) )
 {
     start_();
 }
@@ -37,6 +39,8 @@ void BackendProcess::start_()
     std::vector<std::string> arguments{
         ORVANTA_BACKEND, "serve", "--data", folder_.path().string(), "--port", std::to_string( ORVANTA_TEST_PORT ) };
     arguments.insert( arguments.end(), options_.begin(), options_.end() );
+    if ( const auto option = sandboxOption(); !option.empty() )
+        arguments.push_back( option );
     std::vector<char*> argv;
     for ( auto& argument : arguments )
         argv.push_back( argument.data() );
@@ -48,6 +52,8 @@ void BackendProcess::start_()
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init( &actions );
     posix_spawn_file_actions_adddup2( &actions, pipes[1], STDOUT_FILENO );
+    if ( !log_.empty() )
+        posix_spawn_file_actions_addopen( &actions, STDERR_FILENO, log_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600 );
     if ( ::posix_spawn( &pid_, argv[0], &actions, nullptr, argv.data(), environ ) != 0 )
         throw std::runtime_error( "the back end does not start" );
     posix_spawn_file_actions_destroy( &actions );

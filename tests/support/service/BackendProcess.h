@@ -2,6 +2,7 @@
 
 #include "support/ScratchFolder.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,9 @@ namespace VX::Testing
 class BackendProcess
 {
 public:
-    explicit BackendProcess( std::vector<std::string> options = { "--allow-anonymous" } );
+    /// Its log goes into a file, unless that is empty.
+    explicit BackendProcess(
+        std::vector<std::string> options = { "--allow-anonymous" }, std::filesystem::path log = {} );
     ~BackendProcess();
     BackendProcess( const BackendProcess& ) = delete;
     BackendProcess& operator=( const BackendProcess& ) = delete;
@@ -35,6 +38,7 @@ private:
 
     ScratchFolder folder_;
     std::vector<std::string> options_;
+    std::filesystem::path log_;
     int pid_ = -1;
 };
 

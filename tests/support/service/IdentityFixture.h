@@ -5,7 +5,7 @@
 
 #include "identity/AuthApi.h"
 #include "identity/EmbeddedIdentity.h"
-#include "identity/IdentityKeys.h"
+#include "identity/keys/IdentityKeys.h"
 
 #include <VXMesh/io/Json.h>
 

@@ -1,4 +1,4 @@
-#include "identity/AccessTokens.h"
+#include "identity/keys/AccessTokens.h"
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
@@ -6,7 +6,7 @@
 
 #include <VXMesh/io/Json.h>
 
-#include <sodium.h>
+#include <algorithm>
 
 namespace VX::Backend
 {
@@ -14,11 +14,6 @@ namespace
 {
 
 constexpr size_t cLongestToken = 4096;
-
-const unsigned char* bytes( std::string_view text )
-{
-    return reinterpret_cast<const unsigned char*>( text.data() );
-}
 
 /// The JSON object in a part of a token; null when there is none.
 Json::Value objectIn( std::string_view part )
@@ -30,26 +25,57 @@ Json::Value objectIn( std::string_view part )
 
 } // namespace
 
-AccessTokens::AccessTokens( const std::string& seed, std::chrono::seconds life, Clock clock )
+AccessTokens::AccessTokens( const std::vector<SigningKey>& keys, std::chrono::seconds life, Clock clock )
     : life_( life )
     , clock_( std::move( clock ) )
 {
-    crypto_sign_seed_keypair( publicKey_.data(), secretKey_.data(), bytes( seed ) );
+    setKeys( keys );
+}
+
+void AccessTokens::setKeys( const std::vector<SigningKey>& keys )
+{
+    auto pairs = std::make_shared<KeyPairs>();
+    for ( const auto& key : keys )
+        pairs->push_back( keyPairOf( key.seed ) );
+    const std::lock_guard lock( mutex_ );
+    kept_ = std::move( pairs );
+}
+
+std::shared_ptr<const AccessTokens::KeyPairs> AccessTokens::pairs_() const
+{
+    const std::lock_guard lock( mutex_ );
+    return kept_;
+}
+
+Json::Value AccessTokens::publicKeys() const
+{
+    Json::Value out;
+    for ( const auto& pair : *pairs_() )
+    {
+        Json::Value one;
+        one["alg"] = "EdDSA";
+        one["crv"] = "Ed25519";
+        one["kid"] = pair.id;
+        one["kty"] = "OKP";
+        one["use"] = "sig";
+        one["x"] = publicTextOf( pair );
+        out["keys"].append( one );
+    }
+    return out;
 }
 
 std::string AccessTokens::signed_( Json::Value claims, const char* use ) const
 {
-    static const std::string sHeader = base64Url( R"({"alg":"EdDSA","typ":"JWT"})" );
+    const auto pairs = pairs_();
+    const auto& pair = pairs->back();
+    const auto header = base64Url( R"({"alg":"EdDSA","kid":")" + pair.id + R"(","typ":"JWT"})" );
     const auto now = clock_().time_since_epoch();
     claims["token_use"] = use;
     claims["jti"] = randomHex( 16 );
     claims["iat"] = Json::Int64( now.count() );
     claims["exp"] = Json::Int64( ( now + life_ ).count() );
-    const auto text = sHeader + "." + base64Url( compactJson( claims ) );
-    std::string signature( crypto_sign_BYTES, '\0' );
-    crypto_sign_detached(
-        reinterpret_cast<unsigned char*>( signature.data() ), nullptr, bytes( text ), text.size(), secretKey_.data() );
-    return text + "." + base64Url( signature );
+    const auto text = header + "." + base64Url( compactJson( claims ) );
+    return text + "." + base64Url( signatureOf( pair, text ) );
 }
 
 std::string AccessTokens::accessToken( const TokenOwner& owner ) const
@@ -76,15 +102,23 @@ std::optional<TokenOwner> AccessTokens::ownerOf( const std::string& accessToken 
         return {};
     const std::string_view token( accessToken );
     const auto signature = fromBase64Url( token.substr( last + 1 ) );
-    // The algorithm is ours whatever the header asks for, which must then say the same.
-    if ( !signature || signature->size() != crypto_sign_BYTES ||
-         crypto_sign_verify_detached( bytes( *signature ), bytes( token ), last, publicKey_.data() ) != 0 )
-        return {};
     const auto header = objectIn( token.substr( 0, first ) );
+    if ( !signature || header.isNull() )
+        return {};
+    // The algorithm is ours whatever the header asks for, which must then say the same. Tokens of older versions name
+    // no key.
+    const auto pairs = pairs_();
+    const bool isOurs = std::any_of( pairs->begin(), pairs->end(),
+        [&]( const KeyPair& pair )
+        {
+            return ( header["kid"] == pair.id || !header.isMember( "kid" ) ) &&
+                   isSignedBy( pair, token.substr( 0, last ), *signature );
+        } );
+    if ( !isOurs )
+        return {};
     const auto claims = objectIn( token.substr( first + 1, last - first - 1 ) );
-    if ( header.isNull() || claims.isNull() || header["alg"] != "EdDSA" || claims["token_use"] != "access" ||
-         !claims["sub"].isString() || !claims["exp"].isInt64() ||
-         claims["exp"].asInt64() <= clock_().time_since_epoch().count() )
+    if ( claims.isNull() || header["alg"] != "EdDSA" || claims["token_use"] != "access" || !claims["sub"].isString() ||
+         !claims["exp"].isInt64() || claims["exp"].asInt64() <= clock_().time_since_epoch().count() )
         return {};
     // Tokens of older versions have no generation: they are of the first.
     const auto& generation = claims["generation"];

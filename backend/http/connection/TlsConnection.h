@@ -1,6 +1,6 @@
 #pragma once
 
-#include "http/HttpConnection.h"
+#include "http/connection/ClientConnection.h"
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl.hpp>
@@ -8,13 +8,12 @@
 #include <boost/beast/ssl.hpp>
 
 #include <memory>
-#include <string>
 
 namespace VX::Backend
 {
 
-/// A client at the other end of a TCP connection with TLS. On the strand of its socket, but for `cut`.
-class TlsConnection final : public HttpConnection, public std::enable_shared_from_this<TlsConnection>
+/// A client with TLS.
+class TlsConnection final : public ClientConnection, public std::enable_shared_from_this<TlsConnection>
 {
 public:
     TlsConnection( boost::asio::ip::tcp::socket socket, std::shared_ptr<boost::asio::ssl::context> tls );
@@ -24,11 +23,8 @@ public:
     [[nodiscard]] boost::asio::awaitable<bool> write( std::string_view bytes ) override;
     [[nodiscard]] boost::asio::awaitable<void> end() override;
     void expireAt( Moment moment ) override;
-
-    /// Address at the other end; empty when it has gone already.
-    [[nodiscard]] std::string peer() const;
-    /// Ends every wait and the connection, soon. Any thread.
-    void cut();
+    [[nodiscard]] std::string peer() const override;
+    void cut() override;
 
 private:
     std::shared_ptr<boost::asio::ssl::context> tls_;

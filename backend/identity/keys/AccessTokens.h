@@ -1,10 +1,15 @@
 #pragma once
 
-#include <array>
+#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/KeyPair.h"
+
 #include <chrono>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <json/value.h>
 
@@ -20,14 +25,17 @@ struct TokenOwner
     int64_t generation = 0;
 };
 
-/// Signed tokens of limited life: JSON Web Tokens (RFC 7519) with Ed25519 signatures (RFC 8037). Any thread.
+/// Signed tokens of limited life: JSON Web Tokens (RFC 7519) with Ed25519 signatures (RFC 8037), each of which names
+/// its key ("kid"). Any thread.
 class AccessTokens
 {
 public:
     using Clock = std::function<std::chrono::sys_seconds()>;
 
-    /// The seed has 32 bytes.
-    AccessTokens( const std::string& seed, std::chrono::seconds life, Clock clock );
+    /// The last key signs, tokens of all are good; there is one at least.
+    AccessTokens( const std::vector<SigningKey>& keys, std::chrono::seconds life, Clock clock );
+    /// From now on those keys, and no others.
+    void setKeys( const std::vector<SigningKey>& keys );
 
     [[nodiscard]] std::string accessToken( const TokenOwner& owner ) const;
     /// The same with the address in it, for the client's own use; no service lets anybody in by it.
@@ -38,11 +46,17 @@ public:
     /// text.
     [[nodiscard]] std::optional<TokenOwner> ownerOf( const std::string& accessToken ) const;
 
+    /// What others check tokens by: the public halves of all keys as a JSON Web Key Set (RFC 7517).
+    [[nodiscard]] Json::Value publicKeys() const;
+
 private:
+    using KeyPairs = std::vector<KeyPair>;
+
+    [[nodiscard]] std::shared_ptr<const KeyPairs> pairs_() const;
     [[nodiscard]] std::string signed_( Json::Value claims, const char* use ) const;
 
-    std::array<unsigned char, 32> publicKey_;
-    std::array<unsigned char, 64> secretKey_;
+    mutable std::mutex mutex_;
+    std::shared_ptr<const KeyPairs> kept_;
     std::chrono::seconds life_;
     Clock clock_;
 };

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace VX::Backend
+{
+
+/// What an operator does with conversions, beside a running service or without one.
+struct JobCommand
+{
+    enum class Action
+    {
+        List,
+        Show,
+        Retry,
+        Cancel
+    };
+    Action action = Action::List;
+    std::filesystem::path data;
+    std::string id;
+};
+
+/// Does it, tells on the standard output what came of it and what went wrong on the other one; the exit status.
+[[nodiscard]] int runJobCommand( const JobCommand& command );
+
+} // namespace VX::Backend

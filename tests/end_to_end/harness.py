@@ -36,6 +36,15 @@ def wait_for(what, condition, seconds=40):
     raise AssertionError("never happened: " + what)
 
 
+def sandbox_options(backend):
+    """With what a back end starts here: where bubblewrap cannot be used it has to be told that it may do without."""
+    check = [backend, "serve", "--check", "--data", "unused"]
+    if subprocess.run(check, capture_output=True).returncode == 0:
+        return []
+    print("bubblewrap cannot be used here: the back end runs with --without-sandbox", flush=True)
+    return ["--without-sandbox"]
+
+
 class Sandbox:
     """A home folder and settings of their own, the back end, and an environment that trusts it.
 
@@ -70,11 +79,12 @@ class Sandbox:
     def start_backend(self):
         with open(os.path.join(self.folder, "backend.log"), "a") as log:
             self.backend = subprocess.Popen(
-                [self.options.backend, "serve", "--data", self.data, "--port", self.backend_port], stdout=subprocess.PIPE,
-                stderr=log, text=True)
+                [self.options.backend, "serve", "--data", self.data, "--port", self.backend_port, "--monitor", "127.0.0.1:0"] +
+                sandbox_options(self.options.backend), stdout=subprocess.PIPE, stderr=log, text=True)
         line = self.backend.stdout.readline()
         assert "is ready" in line, "the back end does not start: " + line
         self.backend_port = line.strip().rsplit(":", 1)[1]
+        self.monitor_port = self.backend.stdout.readline().split()[-1]
 
     def stop_backend(self):
         self.backend.kill()

@@ -27,9 +27,10 @@ def statistics():
 
 
 def requests(service):
-    metrics = subprocess.run(["curl", "-s", "--cacert", sandbox.environment["SSL_CERT_FILE"],
-                              "https://localhost:%s/metrics" % options.port], check=True, capture_output=True, text=True).stdout
-    return sum(int(line.split()[1]) for line in metrics.splitlines() if 'service="%s"' % service in line)
+    metrics = subprocess.run(["curl", "-s", "http://127.0.0.1:%s/metrics" % sandbox.monitor_port], check=True,
+                             capture_output=True, text=True).stdout
+    return sum(int(line.split()[1]) for line in metrics.splitlines()
+               if line.startswith('orvanta_requests_total{service="%s"' % service))
 
 
 def is_signed_in():

@@ -1,7 +1,7 @@
 /// Feeds any bytes to the back end as URLs and tokens. Nothing that is not signed may get through.
 #include "Scratch.h"
 
-#include "identity/AccessTokens.h"
+#include "identity/keys/AccessTokens.h"
 #include "storage/Presigner.h"
 #include "text/Uri.h"
 
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t* data, size_t size )
     (void)parseQuery( request.query );
     if ( const auto decoded = percentDecode( bytes ) )
         Fuzz::require( percentDecode( percentEncode( *decoded ) ) == decoded, "encoding can be undone" );
-    static const AccessTokens sTokens( std::string( 32, 's' ), std::chrono::hours( 1 ),
+    static const AccessTokens sTokens( { { std::string( 32, 's' ), {} } }, std::chrono::hours( 1 ),
         [] { return std::chrono::sys_seconds( std::chrono::hours( 490'000 ) ); } );
     Fuzz::require( !sTokens.ownerOf( bytes ), "a stranger's token is refused" );
     return 0;

@@ -87,6 +87,21 @@ TEST_F( ConvertCommand, AResultThatWasThereStaysUntilTheNewOneIsWhole )
     EXPECT_TRUE( loadObjectFromFile( result() ) );
 }
 
+TEST_F( ConvertCommand, ATerminalShowsOneLineThatChanges )
+{
+    const auto onTerminal = [&]( const std::filesystem::path& input )
+    {
+        const auto command = std::string( ORVANTA_BACKEND ) + " convert " + input.string() + " " + result().string();
+        return Testing::runCommand( "TMPDIR='" + temporary().string() + "' script -qec '" + command + "' /dev/null" );
+    };
+    const auto done = onTerminal( sample( "bracket.step" ) );
+    EXPECT_EQ( done.text, "\r0 %\r20 %\r80 %\r95 %\r100 %\r\n" );
+    EXPECT_EQ( done.status, 0 );
+    const auto failed = onTerminal( folder_.write( "part.step", "solid" ) );
+    EXPECT_EQ( failed.text, "\r0 %\r\nCannot convert: This is not a STEP file\r\n" );
+    EXPECT_EQ( failed.status, 1 );
+}
+
 TEST_F( ConvertCommand, SpeaksToAProgramThatMayCancel )
 {
     const auto arguments = "--for-program '" + sample( "bracket.step" ) + "' '" + result().string() + "' ";

@@ -68,7 +68,9 @@ class Workshop:
         return sorted(name for name in listed if name.endswith((".cpp", ".h")) and not name.startswith("tests/"))
 
     def _reach_library(self) -> pathlib.Path:
-        library = self.folder / "libreach.so"
+        # Beside the other libraries, where a sandboxed worker may read it, too.
+        library = self.build / "lib" / "libreach.so"
+        library.parent.mkdir(parents=True, exist_ok=True)
         source = _HERE / "reach.c"
         if not library.exists() or library.stat().st_mtime < source.stat().st_mtime:
             subprocess.run(["cc", "-O1", "-Wall", "-shared", "-fPIC", "-o", library, source], check=True)

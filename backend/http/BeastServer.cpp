@@ -94,8 +94,6 @@ public:
         for ( auto& thread : threads_ )
             thread.join();
         threads_.clear();
-        files_.stop();
-        files_.join();
     }
 
 private:

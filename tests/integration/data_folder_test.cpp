@@ -126,6 +126,28 @@ TEST( DataFolder, APasswordIsPrintedOnlyWhereNobodyKnowsIt )
     EXPECT_EQ( modeOf( folder.path() / "credentials" ), 0600u );
 }
 
+TEST( DataFolder, EachCommandToAnAccountIsDoneAndSaid )
+{
+    const Testing::ScratchFolder folder;
+    const auto data = folder.path() / "data";
+    ASSERT_EQ( add( data ).status, 0 );
+    const auto user = [&]( const std::string& action )
+    {
+        return runCommand( cBackend + " user " + action + " ann@example.org --data '" + data.string() + "' 2>&1" ).text;
+    };
+    // The name, and the state in a column of its own.
+    const auto isListedAs = [&]( const std::string& state )
+    { return list( data ).text.starts_with( "ann@example.org" + std::string( 26, ' ' ) + state + " " ); };
+    EXPECT_TRUE( isListedAs( "confirmed" ) ) << list( data ).text;
+    EXPECT_EQ( user( "confirm" ), "Confirmed ann@example.org\n" );
+    EXPECT_EQ( user( "block" ), "Blocked ann@example.org and ended its sign-ins\n" );
+    EXPECT_TRUE( isListedAs( "blocked" ) ) << list( data ).text;
+    EXPECT_EQ( user( "unblock" ), "ann@example.org may sign in again\n" );
+    EXPECT_TRUE( isListedAs( "confirmed" ) ) << list( data ).text;
+    EXPECT_EQ( user( "remove" ), "Removed ann@example.org\n" );
+    EXPECT_EQ( list( data ).text, "" );
+}
+
 TEST( DataFolder, AListChangesNothingWhereThereIsNoDatabase )
 {
     const Testing::ScratchFolder folder;

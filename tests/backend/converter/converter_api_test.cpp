@@ -1,4 +1,5 @@
 #include "support/ScratchFolder.h"
+#include "support/service/MemoryConnection.h"
 #include "support/service/OpenDatabase.h"
 
 #include "converter/ConverterApi.h"
@@ -116,7 +117,9 @@ TEST_F( ConverterApiTest, WalksThroughAConversion )
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_TRUE( json( convert( id ) )["result"].isObject() );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
-    ASSERT_TRUE( jobs_.finish( jobs_.take().value().value() ) );
+    const auto taken = jobs_.take().value().value();
+    EXPECT_EQ( taken.inputFormat, "step" );
+    ASSERT_TRUE( jobs_.finish( taken ) );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "finished" );
     EXPECT_EQ( json( status( id ) )["result"]["url"], "get:results/" + id + "/1" );
 }
@@ -196,6 +199,19 @@ TEST_F( ConverterApiTest, RefusesOtherCallsAndMethods )
     EXPECT_EQ( send( "POST", "/other", "{}" ).status, 404 );
     EXPECT_EQ( send( "GET", "/request", "" ).status, 405 );
     EXPECT_EQ( send( "POST", "/status", "{}" ).status, 405 );
+}
+
+TEST_F( ConverterApiTest, ACallHasSixtyFourKibibytes )
+{
+    const auto answer = [&]( size_t length )
+    {
+        const auto heard = Testing::converse( "POST /converter/v2/request HTTP/1.1\r\nHost: h\r\nContent-Length: " +
+                                                  std::to_string( length ) + "\r\n\r\n" + std::string( length, ' ' ),
+            *api_ );
+        return heard.substr( 0, heard.find( "\r\n" ) );
+    };
+    EXPECT_EQ( answer( 64 * 1024 ), "HTTP/1.1 400 Bad Request" );
+    EXPECT_EQ( answer( 64 * 1024 + 1 ), "HTTP/1.1 413 Payload Too Large" );
 }
 
 TEST_F( ConverterApiTest, ASignInThatCannotBeCheckedIsNotCalledBad )

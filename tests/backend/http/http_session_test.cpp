@@ -175,7 +175,12 @@ TEST_F( HttpSessions, WhatAHandlerThrowsIsAnAnswer )
 {
     const Testing::LogCapture log;
     for ( const char* path : { "/throws", "/throws-early", "/throws-anything" } )
-        EXPECT_EQ( statuses( hear( "GET " + std::string( path ) + cHost + "\r\n" ) ), "500 " ) << path;
+    {
+        const auto heard = hear( "GET " + std::string( path ) + cHost + "\r\n" + cNext );
+        EXPECT_EQ( statuses( heard ), "500 " ) << path;
+        EXPECT_EQ( count( heard, "Connection: close\r\n" ), 1 ) << heard;
+        EXPECT_TRUE( heard.ends_with( R"({"error":{"message":"Internal Server Error"}})" ) ) << heard;
+    }
     EXPECT_TRUE( log.contains( "A request could not be answered: early" ) );
     EXPECT_EQ( statuses( hear( "GET /throws-after" + cHost + "\r\n" + cNext ) ), "200 200 " );
     EXPECT_EQ( statuses( hear( "GET /twice" + cHost + "\r\n" + cNext ) ), "200 200 " );
@@ -250,6 +255,21 @@ TEST_F( HttpSessions, EachRequestHasANameThatIsSentBackAndToldToItsService )
 TEST_F( HttpSessions, WithoutNamesNoneIsSent )
 {
     EXPECT_EQ( hear( "GET /" + cHost + "\r\n" ).find( "X-Request-Id" ), std::string::npos );
+}
+
+TEST_F( HttpSessions, SixteenMebibytesOfARefusedBodyAreWaitedForAndNoMore )
+{
+    constexpr uint64_t cPatientFor = uint64_t( 16 ) << 20;
+    const auto readOf = [&]( uint64_t length )
+    {
+        const auto head = "PUT /refused" + cHost + "Content-Length: " + std::to_string( length ) + "\r\n\r\n";
+        EXPECT_EQ( statuses( hear( head + std::string( length, 'x' ) ) ), "403 " );
+        return echo_.ends.back().received - head.size();
+    };
+    EXPECT_EQ( readOf( 3'000'000 ), 3'000'000u );
+    const auto read = readOf( cPatientFor + 1'000'000 );
+    EXPECT_GE( read, cPatientFor );
+    EXPECT_LE( read, cPatientFor + 100'000 );
 }
 
 TEST_F( HttpSessions, TheEndOfEachRequestIsTold )

@@ -247,6 +247,8 @@ TEST_F( EmbeddedStoreTest, ForgetsWhatHasLainForLong )
         store_.removeOlder( std::chrono::hours( 2 ) );
     EXPECT_FALSE( store_.exists( "old" ) );
     EXPECT_TRUE( store_.exists( "new" ) );
+    EXPECT_EQ( store_.stored().objects, 1u ) << "what has gone counts no longer";
+    EXPECT_EQ( store_.stored().bytes, 1u );
 }
 
 TEST_F( EmbeddedStoreTest, RoomIsPromisedAtTheHeadOfAnUpload )

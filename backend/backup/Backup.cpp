@@ -3,6 +3,7 @@
 #include "crypto/Hex.h"
 #include "data/DataFolder.h"
 #include "database/Database.h"
+#include "database/DatabaseFiles.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>
@@ -23,7 +24,7 @@ using Result = tl::expected<void, std::string>;
 constexpr int cVersion = 1;
 constexpr const char* cManifest = "backup.json";
 /// That without which there is no service comes last: until then a folder may be filled again.
-constexpr const char* cDatabases[] = { "statistics.db", "orvanta.db" };
+constexpr const char* cDatabases[] = { cStatisticsDatabase, cMainDatabase };
 /// Those that are there: without accounts or a certificate of its own a service has fewer.
 constexpr const char* cFiles[] = {
     "identity-keys.json", "store-keys.json", "ca.pem", "ca-key.pem", "server.pem", "server-key.pem" };
@@ -126,10 +127,10 @@ Result writeManifest( const std::filesystem::path& folder )
 Result fill( const std::filesystem::path& folder, const std::filesystem::path& data )
 {
     // Jobs of a backup would be of files that are gone.
-    return copyDatabase( data / "orvanta.db", folder / "orvanta.db" )
-        .and_then( [&] { return closeTo( folder / "orvanta.db", { "DELETE FROM conversions" } ); } )
-        .and_then( [&] { return copyDatabase( data / "statistics.db", folder / "statistics.db" ); } )
-        .and_then( [&] { return closeTo( folder / "statistics.db", {} ); } )
+    return copyDatabase( data / cMainDatabase, folder / cMainDatabase )
+        .and_then( [&] { return closeTo( folder / cMainDatabase, { "DELETE FROM conversions" } ); } )
+        .and_then( [&] { return copyDatabase( data / cStatisticsDatabase, folder / cStatisticsDatabase ); } )
+        .and_then( [&] { return closeTo( folder / cStatisticsDatabase, {} ); } )
         .and_then( [&] { return copyFiles( data, folder ); } )
         .and_then( [&] { return writeManifest( folder ); } )
         .and_then( [&] { return flush( folder ); } );
@@ -183,7 +184,7 @@ Result makeBackup( const std::filesystem::path& data, const std::filesystem::pat
 {
     std::error_code ec;
     // Nothing is made, not even on the way to the folder, where there is nothing to copy.
-    if ( const auto there = Database::openExisting( data / "orvanta.db" ); !there )
+    if ( const auto there = Database::openExisting( data / cMainDatabase ); !there )
         return failed( there.error() );
     if ( std::filesystem::exists( std::filesystem::symlink_status( folder, ec ) ) )
         return failed( fmt::format( "\"{}\" is there already; give a new folder", folder.string() ) );
@@ -208,7 +209,7 @@ Result restoreBackup( const std::filesystem::path& folder, const std::filesystem
     std::error_code ec;
     if ( const auto whole = checkManifest( folder ); !whole )
         return whole;
-    if ( std::filesystem::exists( data / "orvanta.db", ec ) )
+    if ( std::filesystem::exists( data / cMainDatabase, ec ) )
         return failed( fmt::format( "There is a database in \"{}\" already; give a new folder", data.string() ) );
     if ( const auto prepared = prepareDataFolder( data ); !prepared )
         return prepared;

@@ -271,6 +271,28 @@ DatabaseResult<bool> ConversionJobs::fail( const ConversionJob& job, const std::
     return end_( job, JobState::Failed, error, 0 );
 }
 
+DatabaseResult<bool> ConversionJobs::retry( const std::string& id, uint64_t uploadBytes )
+{
+    // Attempts are counted on: the next one is another than all before.
+    const auto changed = database_.execute(
+        "UPDATE conversions SET state = ?1, queued = ?2, created = ?2, ended = NULL, error = NULL, deaths = 0, taker = "
+        "'', lease_until = 0, bytes = ?3 WHERE id = ?4 AND state = ?5",
+        { stateNumber( JobState::Queued ), now_(), int64_t( uploadBytes ), id, stateNumber( JobState::Failed ) } );
+    notifyChange();
+    return changed.map( []( int rows ) { return rows > 0; } );
+}
+
+DatabaseResult<bool> ConversionJobs::cancel( const std::string& id, const std::string& reason )
+{
+    const auto changed = database_.execute(
+        "UPDATE conversions SET state = ?1, error = ?2, ended = ?3, bytes = 0, taker = '', lease_until = 0 WHERE id = "
+        "?4 AND state IN (?5, ?6)",
+        { stateNumber( JobState::Failed ), reason, now_(), id, stateNumber( JobState::Queued ),
+            stateNumber( JobState::Running ) } );
+    notifyChange();
+    return changed.map( []( int rows ) { return rows > 0; } );
+}
+
 DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::string& condition, const SqlValue& value )
 {
     const auto ended = [this]( const Rows& rows )

@@ -114,6 +114,12 @@ public:
     /// Queues a job again that was taken and could not be run; that is no death.
     [[nodiscard]] Result<bool> giveBack( const ConversionJob& job );
 
+    /// For an operator: queues a job again that has failed, with an upload of so many bytes. False when it has not
+    /// failed, or is gone.
+    [[nodiscard]] Result<bool> retry( const std::string& id, uint64_t uploadBytes );
+    /// For an operator: fails a job that waits or runs, with a text for its user. An attempt that is under way is lost.
+    [[nodiscard]] Result<bool> cancel( const std::string& id, const std::string& reason );
+
     /// Queues jobs again whose leases are over, but those that have died three times now: they have failed, and are
     /// returned.
     [[nodiscard]] Result<std::vector<ConversionJob>> reap();

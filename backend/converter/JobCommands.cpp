@@ -2,6 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
+#include "database/DatabaseFiles.h"
 #include "storage/ObjectFiles.h"
 #include "text/ExitStatus.h"
 
@@ -31,6 +32,7 @@ struct Desk
 {
     const JobCommand& command;
     Database& database;
+    ConversionJobs& jobs;
     int64_t now;
 };
 
@@ -127,13 +129,12 @@ Result show( const Desk& desk )
         } );
 }
 
-/// Changes the row that has this state still; the text is for one that has not.
-Result change( const Desk& desk, const std::string& sql, const std::vector<SqlValue>& values, const char* otherwise )
+/// What a change has come to; the text is for a job in another state than it needs.
+Result doneOr( const Desk& desk, const DatabaseResult<bool>& changed, const char* otherwise )
 {
-    const auto changed = desk.database.execute( sql, values );
     if ( !changed )
         return tl::unexpected( changed.error().text );
-    if ( *changed > 0 )
+    if ( *changed )
         return {};
     return find( desk ).and_then( [&]( const SqlRow& row )
         { return Result( tl::unexpected( fmt::format( "{}; it is {}", otherwise, nameOf( stateOf( row ) ) ) ) ); } );
@@ -147,33 +148,25 @@ Result retry( const Desk& desk )
         return tl::unexpected( found.error() );
     if ( !input && stateOf( *found ) == JobState::Failed )
         return tl::unexpected( std::string( "Its upload is gone; the file has to be opened again" ) );
-    // Attempts are counted on: the next one is another than all before.
-    return change( desk,
-        "UPDATE conversions SET state = ?1, queued = ?2, created = ?2, ended = NULL, error = NULL, deaths = 0, taker = "
-        "'', lease_until = 0, bytes = ?3 WHERE id = ?4 AND state = ?5",
-        { int64_t( JobState::Queued ), desk.now, int64_t( input.value_or( 0 ) ), desk.command.id,
-            int64_t( JobState::Failed ) },
+    return doneOr( desk, desk.jobs.retry( desk.command.id, input.value_or( 0 ) ),
         "Only a conversion that has failed can be tried again" )
         .map( [] { std::cout << "It is tried again by the running service, or the next one\n"; } );
 }
 
 Result cancel( const Desk& desk )
 {
-    return change( desk,
-        "UPDATE conversions SET state = ?1, error = ?2, ended = ?3, bytes = 0, taker = '', lease_until = 0 WHERE id = "
-        "?4 AND state IN (?5, ?6)",
-        { int64_t( JobState::Failed ), std::string( cCanceled ), desk.now, desk.command.id, int64_t( JobState::Queued ),
-            int64_t( JobState::Running ) },
-        "Only a conversion that waits or runs can be canceled" )
+    return doneOr(
+        desk, desk.jobs.cancel( desk.command.id, cCanceled ), "Only a conversion that waits or runs can be canceled" )
         .map( [] { std::cout << "It is canceled; a worker that has it ends within a second\n"; } );
 }
 
 Result run( const JobCommand& command )
 {
-    const auto database = Database::openExisting( command.data / "orvanta.db" );
+    const auto database = Database::openExisting( command.data / cMainDatabase );
     if ( !database )
         return tl::unexpected( database.error() );
-    const Desk desk{ command, **database, int64_t( systemTime().time_since_epoch().count() ) };
+    ConversionJobs jobs( **database, systemTime );
+    const Desk desk{ command, **database, jobs, int64_t( systemTime().time_since_epoch().count() ) };
     switch ( command.action )
     {
     case JobCommand::Action::List:

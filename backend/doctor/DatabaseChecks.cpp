@@ -1,6 +1,7 @@
 #include "doctor/Checks.h"
 
 #include "clock/SystemTime.h"
+#include "database/DatabaseFiles.h"
 #include "database/DatabaseLook.h"
 #include "serve/Foundation.h"
 
@@ -24,9 +25,6 @@ namespace fs = std::filesystem;
 constexpr uint64_t cGib = uint64_t( 1 ) << 30;
 constexpr int64_t cLongWait = 600;
 
-constexpr const char* cAccounts = "orvanta.db";
-constexpr const char* cStatistics = "statistics.db";
-
 /// "accounts.email" and all others.
 using Columns = std::set<std::string>;
 
@@ -46,15 +44,15 @@ Columns columnsOf( T& database )
 std::map<std::string, Columns> columnsOfThisVersion()
 {
     // Where none can be made nothing is missed.
-    const std::map<std::string, Columns> unknown{ { cAccounts, {} }, { cStatistics, {} } };
+    const std::map<std::string, Columns> unknown{ { cMainDatabase, {} }, { cStatisticsDatabase, {} } };
     const ScratchFolder folder( "orvanta-look-" );
     if ( folder.path().empty() )
         return unknown;
-    const auto accounts = Database::open( folder.path() / cAccounts );
-    const auto statistics = Database::open( folder.path() / cStatistics );
+    const auto accounts = Database::open( folder.path() / cMainDatabase );
+    const auto statistics = Database::open( folder.path() / cStatisticsDatabase );
     if ( !accounts || !statistics || !prepareTables( **accounts, **statistics ) )
         return unknown;
-    return { { cAccounts, columnsOf( **accounts ) }, { cStatistics, columnsOf( **statistics ) } };
+    return { { cMainDatabase, columnsOf( **accounts ) }, { cStatisticsDatabase, columnsOf( **statistics ) } };
 }
 
 /// Whether the file says that it is written with a log beside it.
@@ -187,7 +185,7 @@ Findings checkDatabases( const Patient& patient )
 
 Findings checkWork( const Patient& patient )
 {
-    const auto look = DatabaseLook::open( patient.data / cAccounts, patient.isRunning );
+    const auto look = DatabaseLook::open( patient.data / cMainDatabase, patient.isRunning );
     // Why is told already, where the database itself was looked at.
     if ( !look )
         return {};

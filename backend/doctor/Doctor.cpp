@@ -1,6 +1,7 @@
 #include "doctor/Doctor.h"
 
 #include "data/DataFolder.h"
+#include "database/DatabaseFiles.h"
 
 #include <VXMesh/io/Text.h>
 
@@ -51,7 +52,7 @@ Findings examine( Patient patient )
     Findings out{ checkFolder( patient ) };
     std::error_code ec;
     // Of another folder nobody wants to know more.
-    if ( std::filesystem::exists( patient.data / "orvanta.db", ec ) )
+    if ( std::filesystem::exists( patient.data / cMainDatabase, ec ) )
         append( out, examineFolder( patient ) );
     append( out, { checkSandbox(), checkWorker( patient ), checkDescriptors(), checkPort( patient ) } );
     return out;

@@ -1,5 +1,6 @@
 #include "doctor/Checks.h"
 
+#include "database/DatabaseFiles.h"
 #include "identity/keys/IdentityKeys.h"
 #include "identity/keys/KeyRing.h"
 #include "text/Uri.h"
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 using std::chrono::days;
 
 constexpr const char* cSecrets[] = {
-    "identity-keys.json", "store-keys.json", "server-key.pem", "ca-key.pem", "orvanta.db", "statistics.db" };
+    "identity-keys.json", "store-keys.json", "server-key.pem", "ca-key.pem", cMainDatabase, cStatisticsDatabase };
 
 std::string userName( uid_t user )
 {
@@ -75,7 +76,7 @@ Finding checkFolder( const Patient& patient )
     if ( !S_ISDIR( info.st_mode ) )
         return fail( fmt::format( "{} is no folder; give that of \"serve --data\"", name ) );
     std::error_code ec;
-    if ( !fs::exists( patient.data / "orvanta.db", ec ) )
+    if ( !fs::exists( patient.data / cMainDatabase, ec ) )
         return fail( fmt::format( "{} is no service's: it has no database; give that of \"serve --data\"", name ) );
     if ( info.st_mode & 077 )
         return fail(

@@ -95,7 +95,7 @@ asio::awaitable<std::invoke_result_t<Work>> doneOn( asio::any_io_executor execut
 {
     using Result = std::invoke_result_t<Work>;
     co_return co_await answerOf<Result>(
-        [&]( auto give ) { asio::post( executor, [give, work] { give( work() ); } ); } );
+        [&]( const auto& give ) { asio::post( executor, [give, work] { give( work() ); } ); } );
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "data/DataFolder.h"
+#include "database/DatabaseFiles.h"
 #include "identity/Accounts.h"
 #include "identity/Passwords.h"
 #include "identity/keys/IdentityKeys.h"
@@ -38,7 +39,7 @@ struct Store
 tl::expected<std::unique_ptr<Database>, std::string> openDatabase(
     const std::filesystem::path& data, UserCommand::Action action )
 {
-    const auto file = data / "orvanta.db";
+    const auto file = data / cMainDatabase;
     auto there = Database::openExisting( file );
     if ( there || action != UserCommand::Action::Add )
         return there;

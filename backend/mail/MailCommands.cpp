@@ -2,6 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "database/Database.h"
+#include "database/DatabaseFiles.h"
 #include "mail/MailQueue.h"
 #include "text/ExitStatus.h"
 
@@ -67,7 +68,7 @@ Result retry( Database& database, const std::optional<int64_t>& number, int64_t 
 
 Result run( const MailCommand& command )
 {
-    const auto database = Database::openExisting( command.data / "orvanta.db" );
+    const auto database = Database::openExisting( command.data / cMainDatabase );
     if ( !database )
         return tl::unexpected( database.error() );
     if ( const auto ready = MailQueue::prepare( **database ); !ready )

@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
 #include "data/DataFolder.h"
+#include "database/DatabaseFiles.h"
 #include "identity/Accounts.h"
 #include "identity/keys/IdentityKeys.h"
 #include "statistics/ReportReader.h"
@@ -86,10 +87,10 @@ std::vector<SqlValue> parametersOf( const Person& person )
 
 tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
 {
-    auto main = Database::openExisting( data / "orvanta.db" );
+    auto main = Database::openExisting( data / cMainDatabase );
     if ( !main )
         return tl::unexpected( main.error() );
-    auto statistics = Database::openExisting( data / "statistics.db" );
+    auto statistics = Database::openExisting( data / cStatisticsDatabase );
     if ( !statistics )
         return tl::unexpected( statistics.error() );
     return Databases{ std::move( *main ), std::move( *statistics ) };

@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "converter/Bubblewrap.h"
 #include "converter/ConversionJobs.h"
+#include "database/DatabaseFiles.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
 #include "identity/KeptLimit.h"
@@ -104,9 +105,9 @@ tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& opt
                           .map( into( out.storeKeys ) )
                           .and_then( [&] { return ensureIdentityKeys( data ); } )
                           .map( into( out.identityKeys ) )
-                          .and_then( [&] { return Database::open( data / "orvanta.db" ); } )
+                          .and_then( [&] { return Database::open( data / cMainDatabase ); } )
                           .map( into( out.database ) )
-                          .and_then( [&] { return Database::open( data / "statistics.db" ); } )
+                          .and_then( [&] { return Database::open( data / cStatisticsDatabase ); } )
                           .map( into( out.statistics ) );
     if ( !laid )
         return tl::unexpected( laid.error() );

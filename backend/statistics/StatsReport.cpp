@@ -2,6 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "database/Database.h"
+#include "database/DatabaseFiles.h"
 #include "statistics/StatsStore.h"
 #include "text/ExitStatus.h"
 
@@ -113,7 +114,7 @@ void print( const std::vector<Section>& sections, bool csv )
 
 tl::expected<void, std::string> run( const StatsReportOptions& options )
 {
-    const auto database = Database::openExisting( options.data / "statistics.db" );
+    const auto database = Database::openExisting( options.data / cStatisticsDatabase );
     if ( !database )
         return tl::unexpected( database.error() );
     const StatsStore makesTables( **database, &systemTime );

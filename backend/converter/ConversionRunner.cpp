@@ -102,6 +102,7 @@ std::vector<ConversionJob> ConversionRunner::runningJobs_()
 {
     std::vector<ConversionJob> out;
     const std::lock_guard lock( mutex_ );
+    out.reserve( running_.size() );
     for ( const auto* attempt : running_ )
         out.push_back( attempt->job );
     return out;

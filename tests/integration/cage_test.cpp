@@ -24,8 +24,6 @@
 
 using namespace VX;
 
-extern char** environ;
-
 namespace
 {
 

@@ -123,6 +123,7 @@ void RibbonTopPanel::updateGroups_( float available )
     scale_ = scale;
     available_ = available;
     std::vector<RibbonGroupWidths> widths;
+    widths.reserve( groups_.size() );
     for ( const auto& group : groups_ )
         widths.push_back( group.widths );
     const auto sizes = fitRibbonGroups( widths, available );

@@ -263,6 +263,7 @@ std::vector<RibbonSchemaHolder::SearchResult> RibbonSchemaHolder::search( const 
     std::sort( found.begin(), found.end(), []( const Found& a, const Found& b )
         { return std::tie( a.rank, a.caption ) < std::tie( b.rank, b.caption ); } );
     std::vector<SearchResult> out;
+    out.reserve( found.size() );
     for ( auto& entry : found )
         out.push_back( std::move( entry.result ) );
     return out;

@@ -16,7 +16,7 @@ struct S3Credentials
     std::string secretKey;
     std::string region = "us-east-1";
     /// Of temporary keys; empty for others.
-    std::string securityToken;
+    std::string securityToken = {};
 };
 
 /// A request that its bearer may make until it expires.

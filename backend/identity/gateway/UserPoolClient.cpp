@@ -8,7 +8,7 @@
 #include <curl/curl.h>
 #include <spdlog/spdlog.h>
 
-#include <cstdlib>
+#include <memory>
 
 namespace VX::Backend
 {
@@ -63,53 +63,21 @@ Headers headersOf( const std::string& operation )
 
 } // namespace
 
-/// Owns one of libcurl's, with the connections that it keeps.
-class UserPoolClient::Handle
-{
-public:
-    [[nodiscard]] CURL* get() const { return curl_.get(); }
-
-private:
-    std::unique_ptr<CURL, decltype( &curl_easy_cleanup )> curl_{ curl_easy_init(), &curl_easy_cleanup };
-};
-
 UserPoolClient::UserPoolClient( std::string endpoint, std::chrono::milliseconds timeout )
     : endpoint_( std::move( endpoint ) )
     , timeout_( timeout )
 {
 }
 
-UserPoolClient::~UserPoolClient() = default;
-
-std::unique_ptr<UserPoolClient::Handle> UserPoolClient::take_()
-{
-    const std::lock_guard lock( mutex_ );
-    if ( idle_.empty() )
-        return std::make_unique<Handle>();
-    auto out = std::move( idle_.back() );
-    idle_.pop_back();
-    return out;
-}
-
-void UserPoolClient::giveBack_( std::unique_ptr<Handle> handle )
-{
-    curl_easy_reset( handle->get() );
-    const std::lock_guard lock( mutex_ );
-    idle_.push_back( std::move( handle ) );
-}
-
 HttpResponse UserPoolClient::call( const std::string& operation, const Json::Value& body )
 {
-    auto handle = take_();
-    CURL* curl = handle->get();
+    const CurlHandles::Loan handle( handles_ );
+    CURL* curl = handle.get();
     const auto headers = headersOf( operation );
     const auto text = compactJson( body );
     Upstream upstream;
     curl_easy_setopt( curl, CURLOPT_URL, endpoint_.c_str() );
     curl_easy_setopt( curl, CURLOPT_PROTOCOLS_STR, "https" );
-    curl_easy_setopt( curl, CURLOPT_SSLVERSION, long( CURL_SSLVERSION_TLSv1_2 ) );
-    if ( const char* authorities = std::getenv( "SSL_CERT_FILE" ) )
-        curl_easy_setopt( curl, CURLOPT_CAINFO, authorities );
     curl_easy_setopt( curl, CURLOPT_HTTPHEADER, headers.get() );
     curl_easy_setopt( curl, CURLOPT_POSTFIELDS, text.c_str() );
     curl_easy_setopt( curl, CURLOPT_POSTFIELDSIZE, long( text.size() ) );
@@ -118,11 +86,9 @@ HttpResponse UserPoolClient::call( const std::string& operation, const Json::Val
     curl_easy_setopt( curl, CURLOPT_HEADERFUNCTION, &takeHeader );
     curl_easy_setopt( curl, CURLOPT_HEADERDATA, &upstream );
     curl_easy_setopt( curl, CURLOPT_TIMEOUT_MS, long( timeout_.count() ) );
-    curl_easy_setopt( curl, CURLOPT_NOSIGNAL, 1L );
     const auto code = curl_easy_perform( curl );
     long status = 0;
     curl_easy_getinfo( curl, CURLINFO_RESPONSE_CODE, &status );
-    giveBack_( std::move( handle ) );
     if ( code != CURLE_OK )
     {
         spdlog::error( "The identity service cannot be reached: {}", curl_easy_strerror( code ) );

@@ -35,8 +35,9 @@ struct Patient
     uint64_t maxStored = uint64_t( 16 ) << 30;
     /// The beginning of a worker's command line; this very program unless given.
     std::vector<std::string> worker;
-    /// Whether a service holds the folder; found out, not given.
+    /// Whether a service holds the folder, and whether workers can be caged here; found out, not given.
     bool isRunning = false;
+    bool hasBubblewrap = false;
 };
 
 /// Each looks at one thing, changes nothing and waits for seconds at most, longer only for a large database.
@@ -51,7 +52,7 @@ struct Patient
 /// What waits in them, and how it fits on the disk.
 [[nodiscard]] Findings checkWork( const Patient& patient );
 
-[[nodiscard]] Finding checkSandbox();
+[[nodiscard]] Finding checkSandbox( const Patient& patient );
 [[nodiscard]] Finding checkWorker( const Patient& patient );
 [[nodiscard]] Finding checkDescriptors();
 /// Whether the service answers, or could listen.

@@ -1,5 +1,6 @@
 #include "doctor/Doctor.h"
 
+#include "converter/Bubblewrap.h"
 #include "data/DataFolder.h"
 #include "database/DatabaseFiles.h"
 
@@ -49,12 +50,13 @@ Findings examineFolder( const Patient& patient )
 Findings examine( Patient patient )
 {
     patient.isRunning = FolderLock::isTaken( patient.data );
+    patient.hasBubblewrap = canUseBubblewrap();
     Findings out{ checkFolder( patient ) };
     std::error_code ec;
     // Of another folder nobody wants to know more.
     if ( std::filesystem::exists( patient.data / cMainDatabase, ec ) )
         append( out, examineFolder( patient ) );
-    append( out, { checkSandbox(), checkWorker( patient ), checkDescriptors(), checkPort( patient ) } );
+    append( out, { checkSandbox( patient ), checkWorker( patient ), checkDescriptors(), checkPort( patient ) } );
     return out;
 }
 

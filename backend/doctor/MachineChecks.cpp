@@ -1,6 +1,5 @@
 #include "doctor/Checks.h"
 
-#include "converter/Bubblewrap.h"
 #include "converter/WorkerTrial.h"
 #include "http/Descriptors.h"
 
@@ -92,9 +91,9 @@ int listenError( const Patient& patient )
 
 } // namespace
 
-Finding checkSandbox()
+Finding checkSandbox( const Patient& patient )
 {
-    if ( canUseBubblewrap() )
+    if ( patient.hasBubblewrap )
         return { Verdict::Ok, "sandbox", "bubblewrap can be used" };
     return { Verdict::Warn, "sandbox",
         "bubblewrap cannot be used here, and a service starts with --without-sandbox alone; install it (package "
@@ -107,7 +106,7 @@ Finding checkWorker( const Patient& patient )
     if ( scratch.path().empty() )
         return { Verdict::Fail, "worker", "No working folder can be made; set TMPDIR to a folder with space" };
     WorkerSetup setup;
-    setup.inBubblewrap = canUseBubblewrap();
+    setup.inBubblewrap = patient.hasBubblewrap;
     setup.program = patient.worker;
     if ( const auto tried = WorkerTrial( scratch.path(), setup ).end(); !tried )
         return { Verdict::Fail, "worker", tried.error() };

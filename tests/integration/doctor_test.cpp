@@ -71,6 +71,30 @@ TEST( DoctorCommand, TellsOfAServiceThatStandsStill )
     expectSaid( examine( backend.data() ), 0, "ok   service: It answers at port " );
 }
 
+TEST( DoctorCommand, TakesTheOptionsOfTheServiceFromItsFile )
+{
+    const Testing::BackendProcess backend;
+    const Testing::ScratchFolder folder;
+    const auto asked = [&]( const std::string& file, const std::string& options )
+    {
+        return Testing::runCommand( std::string( ORVANTA_BACKEND ) + " doctor --config '" +
+                                    folder.write( "options", file ).string() + "' " + options + " 2>&1" );
+    };
+    const auto data = "[serve]\ndata=\"" + backend.data().string() + "\"\n";
+    const auto port = "port=" + std::to_string( ORVANTA_TEST_PORT ) + "\n";
+    const auto rest = "slots=1\nmax-stored=1000000000\npublic-url=https://other.example.org\n";
+    const auto said = asked( data + port + rest, "" );
+    for ( const char* text :
+        { "ok   service: It answers at port ", "warn disk: ", "warn names: The certificate does not name other." } )
+        expectSaid( said, 0, text );
+    // What is given beside it comes first.
+    expectSaid( asked( data + port + rest, "--max-stored 1" ), 0, "ok   disk: " );
+    expectSaid( asked( data + "port=1\n", "--max-stored 1 --port " + std::to_string( ORVANTA_TEST_PORT ) ), 0,
+        "ok   service: It answers at port " );
+    expectSaid( asked( "[serve]\n" + port, "" ), 106, "--data is required" );
+    EXPECT_NE( asked( data + "no-option=1\n", "" ).status, 0 );
+}
+
 TEST( DoctorCommand, AnEmptyFolderStaysEmpty )
 {
     const Testing::ScratchFolder folder;

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 
 #include <netinet/in.h>
@@ -95,6 +97,22 @@ TEST_F( Doctor, AWorkerThatConvertsNoCubeIsTold )
 {
     patient_.worker = { "/usr/bin/false" };
     expect( "worker", Verdict::Fail, "a worker was tried with a cube and failed" );
+}
+
+TEST_F( Doctor, TriesBubblewrapOnceAndTheWorkerByWhatItFound )
+{
+    const Testing::ScratchFolder place;
+    const auto tried = place.path() / "tried";
+    const auto program = place.write( "bwrap", "#!/bin/sh\necho tried >> '" + tried.string() + "'\nexit 1\n" );
+    std::filesystem::permissions( program, std::filesystem::perms( 0755 ) );
+    const std::string path = std::getenv( "PATH" );
+    ::setenv( "PATH", ( place.path().string() + ":" + path ).c_str(), 1 );
+    const auto all = examine( patient_ );
+    ::setenv( "PATH", path.c_str(), 1 );
+    EXPECT_EQ( Testing::readFile( tried ), "tried\n" );
+    const auto isOf = []( const char* about ) { return [=]( const Finding& one ) { return one.about == about; }; };
+    EXPECT_EQ( int( std::ranges::find_if( all, isOf( "sandbox" ) )->verdict ), int( Verdict::Warn ) );
+    EXPECT_EQ( int( std::ranges::find_if( all, isOf( "worker" ) )->verdict ), int( Verdict::Ok ) );
 }
 
 TEST_F( Doctor, AFolderThatIsNoServicesIsToldAndStaysAsItIs )

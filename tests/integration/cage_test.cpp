@@ -125,6 +125,31 @@ TEST( Cage, WithoutBubblewrapThereIsNoStart )
     }
 }
 
+TEST( Cage, MemoryOfTheServiceIsClosedToOthersOfTheSameUser )
+{
+    // Root may read all memory, so there it is another user's service that is looked at. Whoever runs it, and looks,
+    // may go into all folders: those on the way to the program may be root's.
+    std::vector<std::string> somebody;
+    if ( ::geteuid() == 0 )
+        somebody = { "/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+            "--inh-caps=+dac_override,+dac_read_search,+fowner",
+            "--ambient-caps=+dac_override,+dac_read_search,+fowner" };
+    const Testing::BackendProcess backend( { "--without-sandbox" }, {}, somebody );
+    std::string as;
+    for ( const auto& word : somebody )
+        as += word + " ";
+    const auto facts = "/proc/" + std::to_string( backend.pid() ) + "/";
+    const auto look = [&]( const std::string& file )
+    { return Testing::runCommand( as + "/usr/bin/head -c 1 " + file + " 2>&1" ); };
+    EXPECT_EQ( look( facts + "status" ).text, "N" );
+    for ( const char* file : { "mem", "environ", "maps" } )
+    {
+        const auto seen = look( facts + file );
+        EXPECT_NE( seen.status, 0 ) << file;
+        EXPECT_NE( seen.text.find( "Permission denied" ), std::string::npos ) << file << ": " << seen.text;
+    }
+}
+
 TEST( Cage, AWorkerHasNothingOfRootAndLittleOfTheMachine )
 {
     const Testing::BackendProcess backend;

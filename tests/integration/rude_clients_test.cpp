@@ -1,3 +1,4 @@
+#include "support/Patience.h"
 #include "support/ScratchFolder.h"
 #include "support/service/TlsClient.h"
 
@@ -13,6 +14,7 @@
 #include <future>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace VX;
 using namespace VX::Backend;
@@ -33,8 +35,15 @@ public:
             plan.file = file;
         return plan;
     }
-    void handle( HttpRequest, Respond respond ) override
+    void handle( HttpRequest request, Respond respond ) override
     {
+        if ( request.path == "/large" )
+        {
+            HttpResponse response;
+            response.file = sent;
+            response.fileLength = std::filesystem::file_size( sent );
+            return respond( std::move( response ) );
+        }
         if ( holds )
             return held_.set_value( std::move( respond ) );
         answer_( respond );
@@ -44,7 +53,7 @@ public:
     void release() const { answer_( waiting_ ); }
 
     std::atomic<bool> holds = false;
-    std::filesystem::path file;
+    std::filesystem::path file, sent;
 
 private:
     static void answer_( const Respond& respond )
@@ -57,6 +66,15 @@ private:
     std::promise<Respond> held_;
     Respond waiting_;
 };
+
+/// What this process, with the server in it, has in memory.
+size_t residentBytes()
+{
+    std::ifstream in( "/proc/self/statm" );
+    size_t size = 0, resident = 0;
+    in >> size >> resident;
+    return resident * size_t( ::sysconf( _SC_PAGESIZE ) );
+}
 
 class RudeClients : public testing::Test
 {
@@ -146,13 +164,28 @@ TEST_F( RudeClients, AnUploadByteByByteIsCutOffAndLeavesNothing )
     EXPECT_FALSE( std::filesystem::exists( handler_.file ) );
 }
 
-TEST_F( RudeClients, WhoNeverReadsHoldsNobodyUp )
+TEST_F( RudeClients, WhoNeverReadsHoldsNobodyUpAndIsCutOff )
 {
+    constexpr size_t cLarge = size_t( 64 ) << 20;
+    handler_.sent = folder_.write( "large", "" );
+    std::filesystem::resize_file( handler_.sent, cLarge );
+    const auto before = residentBytes();
     std::vector<std::unique_ptr<Client>> clients;
     for ( int i = 0; i < 50; ++i )
     {
         clients.push_back( std::make_unique<Client>( port() ) );
-        clients.back()->send( "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n" );
+        clients.back()->send( "GET /large HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n" );
+        expectAlive();
+    }
+    // As many as are told here would take 3 GiB.
+    EXPECT_LT( residentBytes(), before + 8 * cLarge );
+    for ( const Testing::Patience patience; server_->connections() > 0; patience.check( "they are not cut off" ) )
+        std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
+    for ( const auto& client : clients )
+    {
+        const auto got = client->readAll();
+        EXPECT_TRUE( got.starts_with( "HTTP/1.1 200 OK" ) ) << got.substr( 0, 100 );
+        EXPECT_LT( got.size(), cLarge );
     }
     expectAlive();
 }

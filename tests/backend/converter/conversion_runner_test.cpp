@@ -33,6 +33,8 @@ deaf) trap '' TERM INT HUP; exec sleep 1000 ;;
 dead) exit 3 ;;
 bad) echo '{"error":"bad file"}'; exit 1 ;;
 empty) echo "$done" ;;
+loud) printf '{"error":"\\u001b[2J\\nred\\u0007\\u202e%03000d"}\n' 0 ;;
+endless) printf '{"error":"%010000d\\u001b[2J"}\n' 0 ;;
 *) cp input.zip result.vxu; echo "$done" ;;
 esac)";
 
@@ -367,6 +369,14 @@ TEST_F( Runner, NoWorkerHoldsItsSlotForLongerThanTheTimeOfAJob )
     // What is around a worker, or what it has left behind, may keep its output open: then the time ends it.
     for ( const char* what : { "closed", "left" } )
         EXPECT_EQ( ended( queued( what ) ).state, JobState::Failed ) << what;
+    EXPECT_EQ( ended( queued( "good" ) ).state, JobState::Finished );
+}
+
+TEST_F( Runner, WordsOfAWorkerAreFewAndPrintable )
+{
+    start();
+    EXPECT_EQ( ended( queued( "loud" ) ).error, "[2Jred" + std::string( 294, '0' ) );
+    EXPECT_EQ( ended( queued( "endless" ) ).error, "The converter could not finish this file" );
     EXPECT_EQ( ended( queued( "good" ) ).state, JobState::Finished );
 }
 

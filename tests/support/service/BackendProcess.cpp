@@ -16,9 +16,11 @@
 namespace VX::Testing
 {
 
-BackendProcess::BackendProcess( std::vector<std::string> options, std::filesystem::path log )
+BackendProcess::BackendProcess(
+    std::vector<std::string> options, std::filesystem::path log, std::vector<std::string> before )
     : options_( std::move( options ) )
     , log_( std::move( log ) )
+    , before_( std::move( before ) )
 {
     start_();
 }
@@ -34,8 +36,10 @@ BackendProcess::~BackendProcess()
 
 void BackendProcess::start_()
 {
-    std::vector<std::string> arguments{
-        ORVANTA_BACKEND, "serve", "--data", folder_.path().string(), "--port", std::to_string( ORVANTA_TEST_PORT ) };
+    auto arguments = before_;
+    for ( const auto& word : { std::string( ORVANTA_BACKEND ), std::string( "serve" ), std::string( "--data" ),
+              folder_.path().string(), std::string( "--port" ), std::to_string( ORVANTA_TEST_PORT ) } )
+        arguments.push_back( word );
     arguments.insert( arguments.end(), options_.begin(), options_.end() );
     if ( const auto option = sandboxOption(); !option.empty() )
         arguments.push_back( option );

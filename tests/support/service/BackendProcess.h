@@ -14,9 +14,10 @@ namespace VX::Testing
 class BackendProcess
 {
 public:
-    /// Its log goes into a file, unless that is empty.
-    explicit BackendProcess(
-        std::vector<std::string> options = { "--allow-anonymous" }, std::filesystem::path log = {} );
+    /// Its log goes into a file, unless that is empty. `before` is a program, with arguments, that runs it in its
+    /// place.
+    explicit BackendProcess( std::vector<std::string> options = { "--allow-anonymous" }, std::filesystem::path log = {},
+        std::vector<std::string> before = {} );
     ~BackendProcess();
     BackendProcess( const BackendProcess& ) = delete;
     BackendProcess& operator=( const BackendProcess& ) = delete;
@@ -39,6 +40,7 @@ private:
     ScratchFolder folder_;
     std::vector<std::string> options_;
     std::filesystem::path log_;
+    std::vector<std::string> before_;
     int pid_ = -1;
 };
 

@@ -37,6 +37,37 @@ TEST_F( Transport, KeepsTheConnection )
     for ( int i = 0; i < 5; ++i )
         EXPECT_EQ( codeOf( get( "/" ) ), 200 );
     EXPECT_EQ( server.requests().size(), 5u );
+    EXPECT_EQ( server.connections(), 1u );
+}
+
+TEST_F( Transport, ConnectsAnewWhereTheKeptConnectionHasEnded )
+{
+    // As services do after an answer, and networks while a machine sleeps.
+    for ( const bool goodbye : { true, false } )
+        for ( const auto method : { WebRequest::Method::Get, WebRequest::Method::Post, WebRequest::Method::Put } )
+        {
+            RawTlsServer server(
+                [&]( const std::string& )
+                {
+                    auto reply = RawTlsServer::answer( "x" );
+                    reply.close = true;
+                    reply.goodbye = goodbye;
+                    return reply;
+                } );
+            WebRequest request( RawTlsServer::url( "/" ) );
+            request.setMethod( method );
+            if ( method == WebRequest::Method::Post )
+                request.setBody( "body" );
+            if ( method == WebRequest::Method::Put )
+                request.setInputPath( folder_.write( "in", "body" ).string() );
+            for ( int i = 0; i < 3; ++i )
+                EXPECT_EQ( send( request )["text"], "x" ) << int( method ) << goodbye;
+            EXPECT_EQ( server.connections(), 3u );
+            ASSERT_EQ( server.requests().size(), 3u ) << "each was heard once";
+            const std::string body = method == WebRequest::Method::Get ? "" : "body";
+            for ( const auto& heard : server.requests() )
+                EXPECT_TRUE( heard.ends_with( "\r\n\r\n" + body ) ) << heard;
+        }
 }
 
 TEST_F( Transport, GivesStatusBodyAndAReadableError )

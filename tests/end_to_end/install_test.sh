@@ -14,6 +14,10 @@ cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
 "$(dirname "$0")/../house/house.py" --headers > "$scratch/listed"
 (cd "$scratch/prefix/include" && find . -name '*.h' -printf '%P\n' | LC_ALL=C sort) | diff "$scratch/listed" -
 grep -qx VXOrvanta/shell/OrvantaSetup.h "$scratch/listed"
+# What only the library itself needs is on no list.
+for private in shell/VersionCheck.h converter/ImportContext.h converter/ImportSteps.h; do
+    ! grep -x "VXOrvanta/$private" "$scratch/listed" || { echo "it must not be installed"; exit 1; }
+done
 
 # Those that a stranger meets first open with an example, which compiles as well.
 "$(dirname "$0")/../house/examples.py" "$scratch/prefix/include" "$scratch/examples"

@@ -22,6 +22,9 @@ using namespace VX;
 namespace
 {
 
+// The note opens the tab of this number; that it opens "Application" says nothing of which one that is.
+static_assert( int( ViewerSettingsPlugin::TabType::Application ) == 1 );
+
 /// The hooks on what a user does, and the note about them.
 class Telemetry : public Testing::LoggedFixture
 {

@@ -6,10 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
-#include <numeric>
+#include <ctime>
 
 using namespace VX;
+using namespace std::chrono_literals;
 using Access = AuthWindowTestAccess;
 using Testing::shownTexts;
 
@@ -19,6 +21,21 @@ namespace
 constexpr const char* cCard = "Auth window";
 constexpr uint32_t cLink = IM_COL32( 60, 120, 255, 255 );
 constexpr uint32_t cRed = IM_COL32( 255, 0, 0, 255 ), cGreen = IM_COL32( 0, 255, 0, 255 );
+
+/// Two of the clocks of this thread, or what has passed on them.
+struct FrameTime
+{
+    std::chrono::nanoseconds passed{}, idle{};
+
+    static FrameTime now()
+    {
+        timespec busy{};
+        ::clock_gettime( CLOCK_THREAD_CPUTIME_ID, &busy );
+        const auto time = std::chrono::steady_clock::now().time_since_epoch();
+        return { time, time - std::chrono::seconds( busy.tv_sec ) - std::chrono::nanoseconds( busy.tv_nsec ) };
+    }
+    FrameTime operator-( const FrameTime& before ) const { return { passed - before.passed, idle - before.idle }; }
+};
 
 /// What the forms of the sign-in say, to the letter, and their measures.
 class SignInTexts : public Testing::SignInFixture
@@ -167,26 +184,41 @@ TEST_F( SignInTexts, MeasuresGrowWithTheScale )
     }
 }
 
-TEST_F( SignInTexts, SpinnerTurnsInTheMiddleAndSleeps )
+TEST_F( SignInTexts, SpinnerSleepsAFortiethOfASecondAFrame )
 {
     signInByForm();
-    using Clock = std::chrono::steady_clock;
-    Clock::time_point begin;
-    std::vector<Clock::duration> times;
+    std::vector<FrameTime> frames;
     const boost::signals2::scoped_connection first =
-        viewer().perFrameSignal.connect( [&] { begin = Clock::now(); }, boost::signals2::at_front );
+        viewer().perFrameSignal.connect( [&] { frames.push_back( FrameTime::now() ); }, boost::signals2::at_front );
     const boost::signals2::scoped_connection last =
-        viewer().perFrameSignal.connect( [&] { times.push_back( Clock::now() - begin ); } );
+        viewer().perFrameSignal.connect( [&] { frames.back() = FrameTime::now() - frames.back(); } );
     drawFrames( 5 );
-    ASSERT_EQ( times.size(), 5u );
-    for ( const auto time : times )
-        EXPECT_GE( time, std::chrono::milliseconds( 25 ) );
-    const auto* card = ImGui::FindWindowByName( cCard );
-    const auto ring = Testing::drawnBox( cCard, themeU32( ColorTheme::Separator ) );
-    EXPECT_NEAR( ( ring.low.x + ring.high.x ) / 2, card->Pos.x + card->Size.x / 2, 1 );
-    EXPECT_NEAR( ( ring.low.y + ring.high.y ) / 2, card->Pos.y + card->Size.y / 2, 1 );
-    EXPECT_NEAR( ring.high.x - ring.low.x, 2 * 20 + 20 * 0.18f, 3 ) << "the radius, and the stroke about it";
-    EXPECT_EQ( Testing::shownText( cCard ), "" ) << "in place of the form";
+    ASSERT_EQ( frames.size(), 5u );
+    for ( const auto& frame : frames )
+        EXPECT_GE( frame.passed, 25ms );
+    // Beside busy neighbours it may sleep longer, but not always.
+    const auto isShort = []( const FrameTime& frame ) { return frame.idle < 30ms; };
+    while ( std::none_of( frames.begin(), frames.end(), isShort ) && frames.size() < 400 )
+        drawFrames( 1 );
+    EXPECT_TRUE( std::any_of( frames.begin(), frames.end(), isShort ) );
+}
+
+TEST_F( SignInTexts, SpinnerTurnsInTheMiddleAtEveryScale )
+{
+    signInByForm();
+    for ( const float s : { 1.f, 2.f } )
+    {
+        window().resize( int( 1280 * s ), int( 800 * s ), s );
+        drawFrames( 2 );
+        const auto* card = ImGui::FindWindowByName( cCard );
+        const auto ring = Testing::drawnBox( cCard, themeU32( ColorTheme::Separator ) );
+        EXPECT_NEAR( ( ring.low.x + ring.high.x ) / 2, card->Pos.x + card->Size.x / 2, 1 );
+        EXPECT_NEAR( ( ring.low.y + ring.high.y ) / 2, card->Pos.y + card->Size.y / 2, 1 );
+        // The radius and the stroke about it, but for its soft edges and what Dear ImGui takes off a circle, half a
+        // pixel each on either side.
+        EXPECT_NEAR( ring.high.x - ring.low.x, ( 2 * 20 + 20 * 0.18f ) * s - 2, 0.5f ) << s;
+        EXPECT_EQ( Testing::shownText( cCard ), "" ) << "in place of the form";
+    }
 }
 
 TEST_F( SignInTexts, AnAnswerDrawsFourFramesAndShowsTheLast )

@@ -58,14 +58,7 @@ protected:
         std::filesystem::remove_all( payloadFile(), ec );
         ImportFixture::TearDown();
     }
-    Result run( const ProgressCallback& progress = {} ) const
-    {
-        if ( !GetParam() )
-            return ConverterService::fromStep( file_, progress );
-        std::promise<Result> promise;
-        ConverterService::fromStep( file_, [&]( Result r ) { promise.set_value( std::move( r ) ); }, progress );
-        return promise.get_future().get();
-    }
+    Result run( const ProgressCallback& progress = {} ) const { return import( !GetParam(), progress ); }
     std::string errorOf( const ProgressCallback& progress = {} ) const
     {
         const auto result = run( progress );

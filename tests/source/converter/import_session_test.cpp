@@ -3,7 +3,6 @@
 #include <VXMesh/io/Json.h>
 #include <VXOrvanta/account/AccountLock.h>
 #include <VXOrvanta/account/UserInfo.h>
-#include <VXOrvanta/converter/ConverterService.h>
 
 #include <gtest/gtest.h>
 
@@ -15,7 +14,7 @@ namespace
 constexpr const char* cEnded = "Your sign-in is not valid any more; sign out and in again";
 
 /// An import whose user signs out, or whose sign-in ends, while it is on its way.
-class ImportSession : public Testing::ImportFixture
+class ImportSession : public Testing::ImportFixture, public testing::WithParamInterface<bool>
 {
 protected:
     void SetUp() override
@@ -28,6 +27,7 @@ protected:
         signIn( {} );
         ImportFixture::TearDown();
     }
+    [[nodiscard]] Result run( const ProgressCallback& progress = {} ) const { return import( !GetParam(), progress ); }
     static void signIn( const std::string& token )
     {
         const AccountLock lock;
@@ -45,10 +45,10 @@ protected:
 
 } // namespace
 
-TEST_F( ImportSession, ASignOutOnTheWayTakesTheTokenFromWhatIsStillToBeAsked )
+TEST_P( ImportSession, ASignOutOnTheWayTakesTheTokenFromWhatIsStillToBeAsked )
 {
     scriptSuccess();
-    const auto result = ConverterService::fromStep( file_,
+    const auto result = run(
         []( float )
         {
             signIn( {} );
@@ -59,10 +59,10 @@ TEST_F( ImportSession, ASignOutOnTheWayTakesTheTokenFromWhatIsStillToBeAsked )
     EXPECT_EQ( tokenOf( "convert" ), "" );
 }
 
-TEST_F( ImportSession, ANewSignInOnTheWayIsUsedAtOnce )
+TEST_P( ImportSession, ANewSignInOnTheWayIsUsedAtOnce )
 {
     scriptSuccess();
-    ASSERT_TRUE( ConverterService::fromStep( file_,
+    ASSERT_TRUE( run(
         []( float )
         {
             signIn( "second" );
@@ -72,15 +72,18 @@ TEST_F( ImportSession, ANewSignInOnTheWayIsUsedAtOnce )
     EXPECT_EQ( tokenOf( "convert" ), "second" );
 }
 
-TEST_F( ImportSession, ATokenThatEndsDuringTheUploadIsToldInTheServicesWords )
+TEST_P( ImportSession, ATokenThatEndsDuringTheUploadIsToldInTheServicesWords )
 {
     script( "request", result( R"({"request_id": ")" + requestId() + R"(", "url": "https://s3/up"})" ) );
     script( "upload", ok( "" ) );
     script(
         "convert", ScriptedTransport::response( 401, std::string( R"({"error":{"message":")" ) + cEnded + "\"}}" ) );
-    const auto ended = ConverterService::fromStep( file_ );
+    const auto ended = run();
     ASSERT_FALSE( ended );
     EXPECT_EQ( ended.error(), cEnded );
     EXPECT_FALSE( std::filesystem::exists( payloadFile() ) );
     EXPECT_FALSE( std::filesystem::exists( outputFile() ) );
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Both, ImportSession, testing::Bool(), []( const auto& info ) { return info.param ? "Asynchronous" : "Blocking"; } );

@@ -2,7 +2,10 @@
 
 #include "support/TestMeshes.h"
 
+#include <VXOrvanta/converter/ConverterService.h>
 #include <VXViewer/web/WebRequest.h>
+
+#include <future>
 
 #include <unistd.h>
 
@@ -52,6 +55,15 @@ std::string ImportFixture::kindOf_( const WebRequestData& request )
     if ( request.logName == "S3" )
         return request.method == WebMethod::Put ? "upload" : "download";
     return request.url.substr( request.url.rfind( '/' ) + 1 );
+}
+
+ImportFixture::Result ImportFixture::import( bool blocking, const ProgressCallback& progress ) const
+{
+    if ( blocking )
+        return ConverterService::fromStep( file_, progress );
+    std::promise<Result> promise;
+    ConverterService::fromStep( file_, [&]( Result r ) { promise.set_value( std::move( r ) ); }, progress );
+    return promise.get_future().get();
 }
 
 void ImportFixture::script( const std::string& call, Json::Value response )

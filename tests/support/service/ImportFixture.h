@@ -24,6 +24,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    /// Imports the file in the form that blocks or in the one that does not, and waits for the end of it.
+    [[nodiscard]] Result import( bool blocking, const ProgressCallback& progress = {} ) const;
     /// Queues the answer to the next request of a kind: "request", "upload", "convert", "status" or "download".
     void script( const std::string& call, Json::Value response );
     /// Answers that make a whole import succeed.

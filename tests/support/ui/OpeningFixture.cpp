@@ -52,6 +52,8 @@ std::string OpeningFixture::callOf_( const WebRequestData& request )
 
 Json::Value OpeningFixture::answer_( const std::string& call )
 {
+    if ( const auto refusal = refusals_.find( call ); refusal != refusals_.end() )
+        return refusal->second;
     if ( call == "request" )
         return ScriptedTransport::response( 200, R"({"result":{"request_id":"id-)" + std::to_string( ::getpid() ) +
                                                      "-" + std::to_string( next_++ ) + R"(","url":"u"}})" );
@@ -72,6 +74,11 @@ void OpeningFixture::answerEverything()
             return call == held_ ? std::nullopt : std::optional( answer_( call ) );
         } );
     setWebTransport( transport_ );
+}
+
+void OpeningFixture::refuse( const std::string& call, int status, const std::string& text )
+{
+    refusals_[call] = ScriptedTransport::response( status, R"({"error":{"message":")" + text + "\"}}" );
 }
 
 void OpeningFixture::letGo()

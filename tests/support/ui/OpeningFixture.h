@@ -3,6 +3,7 @@
 #include "support/ui/UiFixture.h"
 
 #include <atomic>
+#include <map>
 
 namespace VX::Testing
 {
@@ -22,6 +23,8 @@ protected:
     void answerEverything();
     /// The call ("request", "upload", "convert", "status" or "download") is not answered until `deliver`.
     void hold( const std::string& call ) { held_ = call; }
+    /// The call is answered by a status and a text of the service.
+    void refuse( const std::string& call, int status, const std::string& text );
     /// Answers the oldest call that is held as `answerEverything` would have done, and goes on answering.
     void letGo();
     [[nodiscard]] size_t calls( const std::string& call ) const;
@@ -40,6 +43,7 @@ private:
 
     std::atomic<size_t> next_{ 0 };
     std::string held_;
+    std::map<std::string, Json::Value> refusals_;
 };
 
 } // namespace VX::Testing

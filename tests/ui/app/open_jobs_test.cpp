@@ -1,9 +1,11 @@
 #include "support/TestMeshes.h"
 #include "support/ui/OpeningFixture.h"
+#include "support/ui/ShownText.h"
 
 #include <step/StepImport.h>
 
 #include <VXMesh/formats/FileFormats.h>
+#include <VXMesh/io/Json.h>
 #include <VXViewer/history/HistoryStore.h>
 #include <VXViewer/scene/SceneDocument.h>
 #include <VXViewer/settings/Config.h>
@@ -12,6 +14,7 @@
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 using namespace VX;
@@ -83,6 +86,28 @@ protected:
         opener_->open( files );
         turnUntil( [this] { return opener_->pending() == 0; } );
         settle();
+    }
+    /// Begins a conversion in the background, signs out while the file is sent, and lets it go on.
+    void signOutDuringAConversion()
+    {
+        hold( "upload" );
+        answerEverything();
+        Config::instance().setBool( App::cBackgroundImportKey, true );
+        opener_->open( { step( "part" ) } );
+        drawUntil( [this] { return calls( "upload" ) == 1; } );
+        menu_->signOut();
+        settle();
+        letGo();
+        turnUntil( [this] { return opener_->pending() == 0; } );
+        settle();
+    }
+    /// The body of the only request of a name.
+    [[nodiscard]] Json::Value bodyOf( const std::string& call ) const
+    {
+        for ( const auto& request : transport_->sent() )
+            if ( request.url.ends_with( "/" + call ) )
+                return deserializeJsonValue( request.body ).value();
+        return {};
     }
     static void undo() { EXPECT_TRUE( viewer().getHistoryStore()->undo() ); }
 };
@@ -298,6 +323,30 @@ TEST_F( OpenJobs, AFailureInTheBackgroundCanBeTriedAgainFromItsNote )
     answerEverything();
     clickButtonOfNote();
     turnUntil( [this] { return opened_.size() == 1; } );
+}
+
+TEST_F( OpenJobs, ASignOutTakesTheTokenFromAConversionInTheBackground )
+{
+    signOutDuringAConversion();
+    EXPECT_TRUE( bodyOf( "request" ).isMember( "access_token" ) );
+    ASSERT_TRUE( bodyOf( "convert" ).isObject() );
+    EXPECT_FALSE( bodyOf( "convert" ).isMember( "access_token" ) );
+    EXPECT_EQ( opener_->waitingForSignIn(), 0u );
+    EXPECT_EQ( objectsInScene(), 1u );
+    EXPECT_TRUE( isWindowShown( "Auth window" ) );
+}
+
+TEST_F( OpenJobs, AConversionThatTheServiceRefusesAfterASignOutIsOneNote )
+{
+    refuse( "convert", 401, "Sign in to convert files" );
+    signOutDuringAConversion();
+    EXPECT_EQ( opener_->waitingForSignIn(), 0u );
+    EXPECT_EQ( objectsInScene(), 0u );
+    EXPECT_FALSE( menu_->isModalShown() );
+    EXPECT_EQ( menu_->notificationCount(), 1u );
+    auto note = Testing::shownText( "##notification" );
+    std::replace( note.begin(), note.end(), '\n', ' ' );
+    EXPECT_NE( note.find( "Sign in to convert files" ), std::string::npos ) << note;
 }
 
 TEST_F( OpenJobs, AFileThatChangesOnTheDiskIsReloadedInItsPlace )

@@ -13,6 +13,8 @@ constexpr const char* cAnn = "ann@example.org";
 constexpr const char* cRefreshed = R"({"AuthenticationResult":{"AccessToken":"access"}})";
 constexpr const char* cExpired = R"({"message":"Refresh Token has expired"})";
 constexpr const char* cBadInternet = "Bad internet connection.";
+/// What is said of a page where an answer of the service is expected, as behind the sign-in of a hotel's network.
+constexpr const char* cNoJson = "* Line 1, Column 1\n  Syntax error: value, object or array expected.\n";
 
 class SignInSession : public Testing::SignInRules
 {
@@ -97,6 +99,7 @@ TEST_F( SignInSession, SilentOneIsTriedAgainWhereThatMayHelp )
               Row{ token, "", 400, cExpired, 4, AuthState::SignIn, expired },
               Row{ token, "", 400, R"({"message":"No."})", 1, AuthState::SignIn, "No." },
               Row{ token, "", 200, "{}", 1, AuthState::Retry, "Unknown error." },
+              Row{ token, "", 200, "<html>", 1, AuthState::SignIn, cNoJson },
               Row{ "", bob, 0, "", 1, AuthState::Retry, cBadInternet },
               Row{ "", bob, 400, cExpired, 1, AuthState::SignIn, expired } } )
     {
@@ -116,6 +119,7 @@ TEST_F( SignInSession, SilentOneIsTriedAgainWhereThatMayHelp )
         EXPECT_EQ( values_.message, row.message ) << row.text;
         EXPECT_EQ( values_.reason, row.message == cBadInternet ? "why" : "" ) << row.text;
         EXPECT_FALSE( values_.requestInProgress );
+        EXPECT_EQ( stored(), cAnn + ( "|" + row.token ) + "|end" ) << row.text;
         values_.retriesLeft = 0;
     }
 }

@@ -151,6 +151,29 @@ TEST_F( BlockingImport, CancelAfterTheDownloadLoadsNothing )
     EXPECT_TRUE( std::filesystem::exists( outputFile() ) );
 }
 
+TEST_F( BlockingImport, CancelDuringATransferLooksLikeOneThatBrokeOff )
+{
+    struct Row
+    {
+        const char* call;
+        float limit;
+    };
+    // Each transfer tells that it is 0.4 done, which is 0.1 of the whole for the one and 0.6 for the other.
+    for ( const auto& [call, limit] : { Row{ "upload", 0.05f }, Row{ "download", 0.55f } } )
+    {
+        TearDown();
+        SetUp();
+        auto halted = ok( "" );
+        halted["progress"].append( 0.4 );
+        halted["file"] = Testing::cubeFile();
+        script( call, halted );
+        scriptSuccess();
+        EXPECT_EQ( errorOf( stopAt( limit ) ), "Connection error" ) << call;
+        EXPECT_EQ( calls().back(), call );
+        EXPECT_FALSE( std::filesystem::exists( outputFile() ) ) << call;
+    }
+}
+
 TEST_F( BlockingImport, PollsOnceASecondUntilItIsStopped )
 {
     script( "request", result( R"({"request_id": ")" + requestId() + R"(", "url": "u"})" ) );

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
 #include <fstream>
 #include <future>
 #include <sstream>
@@ -98,6 +99,21 @@ TEST_F( ImportStages, AreNamedAndLoggedInTheirOrder )
             "status under \"Converting the file\"", "STEP loader: downloading the converted file",
             "download under \"Downloading the converted file\"", "STEP loader: processing the file",
             "load under \"Processing the file\"", "end under \"\"" } ) );
+}
+
+TEST_F( ImportStages, AConversionThatHasStartedIsNamedAnew )
+{
+    scriptSuccess();
+    onRequest_ = [this]( const std::string& kind )
+    {
+        if ( kind == "convert" )
+            ProgressBar::forceSetTaskName( "somebody else's stage" );
+        note( kind );
+    };
+    const auto lines = blocking();
+    const auto has = [&]( const char* line ) { return std::find( lines.begin(), lines.end(), line ) != lines.end(); };
+    EXPECT_TRUE( has( "convert under \"somebody else's stage\"" ) );
+    EXPECT_TRUE( has( "status under \"Converting the file\"" ) );
 }
 
 TEST_F( ImportStages, AFolderThatIsThereIsNotMadeAgain )

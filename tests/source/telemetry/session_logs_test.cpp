@@ -315,6 +315,22 @@ TEST_F( SessionLogsTest, TimesAreThoseOfTheSystemsClock )
     }
 }
 
+TEST_F( SessionLogsTest, ActionsBearTheSystemsTime )
+{
+    using namespace std::chrono;
+    SessionLogsTestAccess::reset();
+    SessionLogsTestAccess::setSessionId( 77 );
+    const auto now = [] { return floor<seconds>( system_clock::now() ).time_since_epoch().count(); };
+    const auto before = now();
+    SessionLogs::logAction( "x" );
+    const auto after = now();
+    SessionLogs::flushIfNeeded( true );
+    const auto body = deserializeJsonValue( transport_->sent().at( 0 ).body ).value();
+    const auto stamp = body["actionNames"][0]["ts"].asInt64();
+    EXPECT_LE( before, stamp );
+    EXPECT_LE( stamp, after );
+}
+
 TEST_F( SessionLogsTest, ServiceThatIsDownForAnHourLosesItsActionsOnly )
 {
     const Testing::LogCapture quiet;

@@ -86,7 +86,7 @@ class Workshop:
              # A changed library is enough: nothing that links it is linked again, and no test is looked up.
              "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
              "-DORVANTA_TEST_RINGS=unit;ui;integration", f"-DORVANTA_CONVERTER_URL={service}/converter/v2",
-             f"-DORVANTA_API_URL={service}", f"-DORVANTA_AUTH_URL={service}", *(linker if shutil.which("mold") else [])],
+             f"-DORVANTA_API_URL={service}", f"-DORVANTA_AUTH_URL={service}", "-DORVANTA_VERSION_SUFFIX= test 1", *(linker if shutil.which("mold") else [])],
             check=True, stdout=subprocess.DEVNULL)
 
     @staticmethod

@@ -9,7 +9,7 @@
 namespace VX
 {
 
-/// Four numbers with dots between them, "0.1.0.0".
+/// Four numbers with dots between them, "0.1.0.0", and whatever the build was told to put behind them.
 [[nodiscard]] VXMESH_API std::string GetVXVersionString();
 
 /// As the system calls itself to people: "Debian GNU/Linux 12 (bookworm)".

@@ -78,6 +78,8 @@ TEST( CognitoEndpoint, VersionHasNoSpaces )
     EXPECT_EQ( noSpaces( "1.2.3 beta 4" ), "1.2.3-beta-4" );
     EXPECT_EQ( noSpaces( "  " ), "--" );
     EXPECT_EQ( Cognito::versionNoSpaces(), noSpaces( GetVXVersionString() ) );
+    ASSERT_NE( GetVXVersionString().find( ' ' ), std::string::npos ) << "build with a preset whose version has spaces";
+    EXPECT_EQ( Cognito::versionNoSpaces().find( ' ' ), std::string::npos );
     EXPECT_TRUE( Cognito::cAuthUrl.ends_with( "/auth" ) );
 }
 
@@ -179,7 +181,7 @@ TEST( ClientMetadata, HoldsEveryKnownFactAsText )
     EXPECT_EQ( data["height"], "2160" );
     EXPECT_EQ( data["scaling_percent"], "150" );
     EXPECT_EQ( data["platform"], getOSNoSpaces() );
-    EXPECT_EQ( data["version"], GetVXVersionString() );
+    EXPECT_EQ( data["version"], noSpaces( GetVXVersionString() ) );
     EXPECT_EQ( data.size(), 10u );
 }
 

@@ -7,6 +7,7 @@
 #include <VXMesh/system/SystemInfo.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/telemetry/ActionNames.h>
+#include <VXOrvanta/telemetry/ProductVersion.h>
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/loop/CommandLoop.h>
 #include <VXViewer/settings/Config.h>
@@ -112,8 +113,9 @@ TEST_F( SessionLogsTest, ActionsAndPlatformByTheByteAndInTheirOrder )
     platform["type"] = "setPlatform";
     platform["sessionId"] = 77;
     platform["platform"] = GetDetailedOSName();
-    platform["version"] = GetVXVersionString();
+    platform["version"] = noSpaces( GetVXVersionString() );
     EXPECT_EQ( lastBody(), platform.toStyledString() );
+    EXPECT_NE( GetVXVersionString(), platform["version"].asString() ) << "build with a preset whose version has spaces";
     SessionLogs::logAction( "Third" );
     SessionLogs::flushIfNeeded( true );
     EXPECT_EQ( sent(), ( Names{ "logAction", "setPlatform", "logAction" } ) ) << "the platform once in a session";

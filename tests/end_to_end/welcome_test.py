@@ -15,6 +15,8 @@ state = {}
 
 # The middle of the free area at 1280x800: right of the scene list, below the ribbon.
 MIDDLE = (766, 463)
+# A point of the ribbon where no tool stands.
+RIBBON = (1100, 100)
 
 
 def settings():
@@ -105,9 +107,29 @@ def without_telemetry_the_service_hears_nothing():
     assert requests("statistics") == before
 
 
+def a_configuration_reaches_the_window():
+    """What is given with --config counts: a theme, and that there is no welcome window, with and without the service."""
+    sandbox.set_settings('{"telemetryDisclaimerModalShowed": 0}')
+    config = os.path.join(sandbox.folder, "own.json")
+    with open(config, "w") as file:
+        json.dump({"MenuLayout": {"drawWelcomeWindow": False}, "UISettings": {"Theme": "Light"}}, file)
+    assert sum(harness.pixel(state["welcome"], *RIBBON)) < 300
+    for more in ((), ("--local",)):
+        globals()["program"] = harness.Program(sandbox, "--config", config, *more)
+        if not more:
+            wait_for("signed in", is_signed_in)
+        now = harness.keep(harness.wait_until_still(program), options, "configured" + "".join(more))
+        assert sum(harness.pixel(now, *RIBBON)) > 600, (more, harness.pixel(now, *RIBBON))
+        # On either side of what would be the left edge of the panels; the scene is a little darker than they are.
+        scene, panel = (harness.pixel(now, MIDDLE[0] - 433 + at, MIDDLE[1] + 200) for at in (-10, 10))
+        assert all(abs(a - b) <= 3 for a, b in zip(scene, panel)), (more, scene, panel)
+        program.close()
+
+
 try:
     harness.run([the_welcome_window_stands, an_object_is_made_from_it_and_it_hides, it_returns_when_the_object_is_deleted,
-                 unticked_it_stays_away_after_a_restart, with_a_file_it_never_stands, without_telemetry_the_service_hears_nothing])
+                 unticked_it_stays_away_after_a_restart, with_a_file_it_never_stands, without_telemetry_the_service_hears_nothing,
+                 a_configuration_reaches_the_window])
 finally:
     program.process.kill()
     display.close()

@@ -65,6 +65,7 @@ void AuthApi::handle( HttpRequest request, Respond respond )
     if ( identity_.isQuick( call ) )
         return respond( identity_.answer( call ) );
     const auto begin = std::chrono::steady_clock::now();
+    const auto client = call.remoteAddress;
     auto answer = [this, begin, call = std::move( call ), respond]
     {
         auto response = identity_.answer( call );
@@ -72,8 +73,7 @@ void AuthApi::handle( HttpRequest request, Respond respond )
             measures().signIns.add( std::chrono::steady_clock::now() - begin );
         respond( std::move( response ) );
     };
-    if ( !pool_.run( std::move( answer ) ) )
-        respond( busy() );
+    pool_.run( client, { std::move( answer ), [respond] { respond( busy() ); } } );
 }
 
 } // namespace VX::Backend

@@ -2,12 +2,13 @@
 
 #include "http/HttpService.h"
 #include "identity/IdentityService.h"
-#include "work/WorkerPool.h"
+#include "work/TurnPool.h"
 
 namespace VX::Backend
 {
 
-/// "/auth": the operation is in the header "x-amz-target", its parameters are the JSON object in the body.
+/// "/auth": the operation is in the header "x-amz-target", its parameters are the JSON object in the body. What takes
+/// its time is answered in turns by client; those without an address are one among others.
 class AuthApi final : public HttpService
 {
 public:
@@ -18,14 +19,14 @@ public:
     void handle( HttpRequest request, Respond respond ) override;
     [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override;
 
-    /// Answers what waits and nothing that comes later.
+    /// Refuses what waits and what comes later.
     void stop();
 
 private:
     static constexpr size_t cMostWaiting = 256;
 
     IdentityService& identity_;
-    WorkerPool pool_;
+    TurnPool pool_;
 };
 
 } // namespace VX::Backend

@@ -199,7 +199,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByPassword_( const AuthCall
         return invalidParameter( "Missing required parameter USERNAME" );
     if ( password.empty() )
         return invalidParameter( "Missing required parameter PASSWORD" );
-    if ( !limits_.allowSignIn( call.remoteAddress ) )
+    if ( limits_.triesSpent( call.remoteAddress ) )
         return limitExceeded();
     const auto email = Accounts::normalized( name );
     // However many fail, an account at which nobody does is never locked.
@@ -269,6 +269,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signInByToken_( const AuthCall& c
 
 DatabaseResult<void> EmbeddedIdentity::noteFailure_( const AuthCall& call, const std::string& email )
 {
+    limits_.countTry( call.remoteAddress );
     Database::Transaction transaction( database_ );
     return accounts_.noteFailure( email, call.remoteAddress )
         .and_then( [&] { return limits_.countFailure(); } )
@@ -435,24 +436,29 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::confirmForgotPassword_( const Aut
         return badPassword( problem );
     if ( auto refusal = refusalWhere( limits_.guessesSpent( call.remoteAddress ) ) )
         return std::move( *refusal );
-    if ( !limits_.allowSignIn( call.remoteAddress ) )
+    if ( limits_.triesSpent( call.remoteAddress ) )
         return limitExceeded();
     const auto hash = hashPassword( password );
     if ( hash.empty() )
         return noMemory();
     Database::Transaction transaction( database_ );
+    const auto afterTry = [&]( const HttpResponse& answer )
+    {
+        limits_.countTry( call.remoteAddress );
+        return afterGuess_( transaction, call, answer );
+    };
     const auto account = accounts_.find( Accounts::normalized( textMember( call.body, "Username" ) ) );
     if ( !account )
         return tl::unexpected( account.error() );
     if ( !*account )
-        return afterGuess_( transaction, call, unknownUser() );
+        return afterTry( unknownUser() );
     const auto& id = ( *account )->id;
     // The mail of a sign-up leads here whoever closed the program before they confirmed.
     const auto check = accounts_.takeCode( id, { CodePurpose::Reset, CodePurpose::SignUp }, code );
     if ( !check )
         return tl::unexpected( check.error() );
     if ( *check != CodeCheck::Good )
-        return afterGuess_( transaction, call, answerTo( *check ) );
+        return afterTry( answerTo( *check ) );
     // Whoever has read the mail has shown that the address is theirs.
     return accounts_.setPassword( id, hash )
         .and_then( [&] { return accounts_.confirm( id ); } )

@@ -20,7 +20,7 @@ std::string namelessOf( const std::string& address )
 } // namespace
 
 IdentityLimits::IdentityLimits( Database& database, const IdentityLimitOptions& options, const Clock& clock )
-    : signIns_( options.signInsPerMinute, minutes( 1 ), clock )
+    : tries_( options.triesPerMinute, minutes( 1 ), clock )
     , failures_( database, "failures", options.failuresPerHour, hours( 1 ), clock )
     , guesses_( database, "guesses", options.guessesPerHour, hours( 1 ), clock )
     , mailsOfAll_( database, "mails", options.mailsPerHourOfAll, hours( 1 ), clock )
@@ -30,11 +30,6 @@ IdentityLimits::IdentityLimits( Database& database, const IdentityLimitOptions& 
     // One for the sign-up and one for the reset that the reminder itself leads to.
     , reminders_( database, "reminders", std::max( options.mailsPerAccount - 2, 1 ), minutes( 15 ), clock )
 {
-}
-
-bool IdentityLimits::allowSignIn( const std::string& address )
-{
-    return signIns_.allow( address );
 }
 
 DatabaseResult<bool> IdentityLimits::failuresSpent() const

@@ -8,8 +8,8 @@ namespace VX::Backend
 
 struct IdentityLimitOptions
 {
-    /// Sign-ins by password from one address in a minute.
-    int signInsPerMinute = 600;
+    /// Passwords and codes from one address in a minute that may be wrong, each of which has cost a hash.
+    int triesPerMinute = 600;
     /// Sign-ins in an hour that may fail, of all clients together, before accounts at which some fail are slowed down.
     int failuresPerHour = 3000;
     /// Accounts and codes that one address may ask for in an hour, and which there are not.
@@ -22,7 +22,7 @@ struct IdentityLimitOptions
 };
 
 /// How often clients may do what costs others something: by their address where it is known, by account, and all of
-/// them together. All but the sign-ins of a minute is kept across a restart. Any thread.
+/// them together. All but the tries of a minute is kept across a restart. Any thread.
 class IdentityLimits
 {
 public:
@@ -32,8 +32,9 @@ public:
 
     IdentityLimits( Database& database, const IdentityLimitOptions& options, const Clock& clock );
 
-    /// Counts a sign-in; false when it is one too many.
-    [[nodiscard]] bool allowSignIn( const std::string& address );
+    /// Whether too much that this client has tried within a minute was wrong. What is right is not counted.
+    [[nodiscard]] bool triesSpent( const std::string& address ) { return tries_.isSpent( address ); }
+    void countTry( const std::string& address ) { tries_.count( address ); }
     /// Whether more sign-ins have failed than do where nobody guesses.
     [[nodiscard]] Result<bool> failuresSpent() const;
     [[nodiscard]] Result<void> countFailure();
@@ -50,7 +51,7 @@ public:
     [[nodiscard]] Result<void> countReminder( const std::string& email );
 
 private:
-    RateLimiter signIns_;
+    RateLimiter tries_;
     KeptLimit failures_;
     KeptLimit guesses_;
     KeptLimit mailsOfAll_;

@@ -10,21 +10,29 @@ RateLimiter::RateLimiter( int most, std::chrono::seconds span, Clock clock )
 {
 }
 
-bool RateLimiter::allow( const std::string& key )
+bool RateLimiter::isSpent( const std::string& key )
+{
+    const std::lock_guard lock( mutex_ );
+    const auto found = spans_.find( key );
+    return found != spans_.end() && found->second.events >= most_ && !isOver_( found->second, clock_() );
+}
+
+void RateLimiter::count( const std::string& key )
 {
     if ( key.empty() )
-        return true;
+        return;
     const std::lock_guard lock( mutex_ );
     const auto now = clock_();
     forgetOld_( now );
     auto& span = spans_[key];
-    // The last is of a clock that was set back.
-    if ( span.calls == 0 || now >= span.end || span.end > now + span_ )
+    if ( span.events == 0 || isOver_( span, now ) )
         span = { now + span_, 0 };
-    if ( span.calls >= most_ )
-        return false;
-    ++span.calls;
-    return true;
+    ++span.events;
+}
+
+bool RateLimiter::isOver_( const Span& span, std::chrono::sys_seconds now ) const
+{
+    return now >= span.end || span.end > now + span_;
 }
 
 void RateLimiter::forgetOld_( std::chrono::sys_seconds now )

@@ -9,7 +9,7 @@
 namespace VX::Backend
 {
 
-/// At most so many calls for one key in a span of time, counted from the first call of the span. Any thread.
+/// At most so many events for one key in a span of time, counted from the first event of the span. Any thread.
 class RateLimiter
 {
 public:
@@ -17,15 +17,18 @@ public:
 
     RateLimiter( int most, std::chrono::seconds span, Clock clock );
 
-    /// Counts a call; false when it is one too many. Nobody is nobody's key: an empty one is always allowed.
-    [[nodiscard]] bool allow( const std::string& key );
+    /// Whether the next event would be one too many. Nobody is nobody's key: an empty one is never spent.
+    [[nodiscard]] bool isSpent( const std::string& key );
+    void count( const std::string& key );
 
 private:
     struct Span
     {
         std::chrono::sys_seconds end;
-        int calls = 0;
+        int events = 0;
     };
+    /// Whether it is over, or of a clock that was set back.
+    [[nodiscard]] bool isOver_( const Span& span, std::chrono::sys_seconds now ) const;
     void forgetOld_( std::chrono::sys_seconds now );
 
     int most_;

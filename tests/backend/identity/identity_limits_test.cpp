@@ -171,27 +171,78 @@ TEST_F( Identity, AClockSetBackLocksNobodyForLong )
     EXPECT_EQ( problem( signIn() ), "" );
 }
 
-TEST_F( Identity, SignInsOfAnAddressAreLimited )
+TEST_F( Identity, OfAnAddressWhatFailsIsLimitedAndNotWhatIsRight )
 {
     addAnn();
     EmbeddedIdentityOptions few;
-    few.signInsPerMinute = 2;
+    few.triesPerMinute = 2;
     EmbeddedIdentity identity( *database_, accounts_, tokens_, mails_, few, clock_ );
-    const auto ask = [&]
+    const auto ask = [&]( const char* password, const char* name = cAnn, const char* address = "here" )
     {
         Json::Value body;
         body["AuthFlow"] = "USER_PASSWORD_AUTH";
-        body["AuthParameters"]["USERNAME"] = cAnn;
-        body["AuthParameters"]["PASSWORD"] = cPassword;
+        body["AuthParameters"]["USERNAME"] = name;
+        body["AuthParameters"]["PASSWORD"] = password;
+        return problem( identity.answer( { "InitiateAuth", body, address } ) );
+    };
+    for ( int i = 0; i < 4; ++i )
+        EXPECT_EQ( ask( cPassword ), "" );
+    EXPECT_EQ( ask( "wrong-word-1" ), cIncorrect );
+    EXPECT_EQ( ask( "wrong-word-1", "nobody@example.org" ), cIncorrect );
+    EXPECT_EQ( ask( cPassword ), cLimit );
+    EXPECT_EQ( ask( cPassword, cAnn, "elsewhere" ), "" );
+    now_ -= 86400;
+    EXPECT_EQ( ask( cPassword ), "" ) << "a clock that was set back";
+    now_ += 86400 + 60;
+    EXPECT_EQ( ask( cPassword ), "" );
+}
+
+TEST_F( Identity, ALockedAccountUsesUpNobodysTries )
+{
+    addAnn();
+    EmbeddedIdentityOptions few;
+    few.triesPerMinute = 6;
+    EmbeddedIdentity identity( *database_, accounts_, tokens_, mails_, few, clock_ );
+    const auto ask = [&]( const char* password, const char* name )
+    {
+        Json::Value body;
+        body["AuthFlow"] = "USER_PASSWORD_AUTH";
+        body["AuthParameters"]["USERNAME"] = name;
+        body["AuthParameters"]["PASSWORD"] = password;
         return problem( identity.answer( { "InitiateAuth", body, "here" } ) );
     };
-    EXPECT_EQ( ask(), "" );
-    EXPECT_EQ( ask(), "" );
-    EXPECT_EQ( ask(), cLimit );
-    now_ -= 86400;
-    EXPECT_EQ( ask(), "" ) << "a clock that was set back";
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ( ask( "wrong-word-1", "nobody@example.org" ), cIncorrect );
+    for ( int i = 0; i < 5; ++i )
+        EXPECT_EQ( ask( "wrong-word-1", "nobody@example.org" ), cLocked );
+    EXPECT_EQ( ask( cPassword, cAnn ), "" );
+}
+
+TEST_F( Identity, CodesOfForgottenPasswordsAreLimitedByAddress )
+{
+    EmbeddedIdentityOptions few;
+    few.triesPerMinute = 2;
+    few.guessesPerHour = 3;
+    EmbeddedIdentity identity( *database_, accounts_, tokens_, mails_, few, clock_ );
+    const auto ask = [&]( const char* address = "here" )
+    {
+        Json::Value body;
+        body["Username"] = "nobody@example.org";
+        body["Password"] = cPassword;
+        body["ConfirmationCode"] = "123456";
+        return problem( identity.answer( { "ConfirmForgotPassword", body, address } ) );
+    };
+    constexpr const char* cUnknown = "UserNotFoundException: User does not exist.";
+    EXPECT_EQ( ask(), cUnknown );
+    EXPECT_EQ( ask(), cUnknown );
+    EXPECT_EQ( ask(), cLimit ) << "two a minute";
     now_ += 60;
-    EXPECT_EQ( ask(), "" );
+    EXPECT_EQ( ask(), cUnknown );
+    now_ += 60;
+    EXPECT_EQ( ask(), cLimit ) << "three an hour";
+    EXPECT_EQ( ask( "elsewhere" ), cUnknown );
+    now_ += 3600;
+    EXPECT_EQ( ask(), cUnknown );
 }
 
 TEST_F( Identity, WhatIsOldIsDeletedAndSignInsDoNotGrowWithoutEnd )

@@ -17,8 +17,9 @@ HttpResponse busy()
 
 } // namespace
 
-AuthApi::AuthApi( IdentityService& identity )
+AuthApi::AuthApi( IdentityService& identity, std::string nameKey, RefusalLog::Clock clock )
     : identity_( identity )
+    , refusals_( std::move( nameKey ), std::move( clock ) )
     , pool_( identity.threads(), cMostWaiting )
 {
 }
@@ -61,19 +62,26 @@ void AuthApi::handle( HttpRequest request, Respond respond )
     auto body = readRequestJson( request.body );
     if ( !body )
         return respond( authFailure( "SerializationException", "The request is not a JSON object" ) );
-    AuthCall call{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress };
-    if ( identity_.isQuick( call ) )
-        return respond( identity_.answer( call ) );
+    const auto call = std::make_shared<const AuthCall>(
+        AuthCall{ target.substr( cPrefix.size() ), std::move( *body ), request.remoteAddress } );
+    if ( identity_.isQuick( *call ) )
+        return respond( noted_( *call, identity_.answer( *call ) ) );
     const auto begin = std::chrono::steady_clock::now();
-    const auto client = call.remoteAddress;
-    auto answer = [this, begin, call = std::move( call ), respond]
+    auto answer = [this, begin, call, respond]
     {
-        auto response = identity_.answer( call );
-        if ( call.operation == "InitiateAuth" )
+        auto response = noted_( *call, identity_.answer( *call ) );
+        if ( call->operation == "InitiateAuth" )
             measures().signIns.add( std::chrono::steady_clock::now() - begin );
         respond( std::move( response ) );
     };
-    pool_.run( client, { std::move( answer ), [respond] { respond( busy() ); } } );
+    pool_.run(
+        call->remoteAddress, { std::move( answer ), [this, call, respond] { respond( noted_( *call, busy() ) ); } } );
+}
+
+HttpResponse AuthApi::noted_( const AuthCall& call, HttpResponse answer )
+{
+    refusals_.note( call, answer );
+    return answer;
 }
 
 } // namespace VX::Backend

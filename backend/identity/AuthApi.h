@@ -2,6 +2,7 @@
 
 #include "http/HttpService.h"
 #include "identity/IdentityService.h"
+#include "identity/RefusalLog.h"
 #include "work/TurnPool.h"
 
 namespace VX::Backend
@@ -12,7 +13,8 @@ namespace VX::Backend
 class AuthApi final : public HttpService
 {
 public:
-    explicit AuthApi( IdentityService& identity );
+    /// The key makes the names of accounts and clients in the log.
+    AuthApi( IdentityService& identity, std::string nameKey, RefusalLog::Clock clock );
 
     [[nodiscard]] static bool serves( const std::string& path ) { return path == "/auth" || path == "/auth/"; }
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
@@ -23,9 +25,13 @@ public:
     void stop();
 
 private:
+    /// With a line of the log where it is a refusal.
+    [[nodiscard]] HttpResponse noted_( const AuthCall& call, HttpResponse answer );
+
     static constexpr size_t cMostWaiting = 256;
 
     IdentityService& identity_;
+    RefusalLog refusals_;
     TurnPool pool_;
 };
 

@@ -55,7 +55,7 @@ struct Services
     NoMailer mailer;
     MailQueue mails{ *database, mailer, Delivery::AtOnce, clock };
     EmbeddedIdentity identity{ *database, accounts, tokens, mails, {}, clock };
-    AuthApi auth{ identity };
+    AuthApi auth{ identity, keys.codes, clock };
     StatsStore store{ *database, clock };
     StatsApi stats{ store, StatsOptions{ .userKey = std::string( 32, 'k' ) } };
 };

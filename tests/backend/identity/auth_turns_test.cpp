@@ -1,3 +1,4 @@
+#include "clock/SystemTime.h"
 #include "identity/AuthApi.h"
 
 #include <fmt/format.h>
@@ -39,7 +40,7 @@ public:
 TEST( AuthTurns, StrangersWithEverNewNamesShutNobodyElseOut )
 {
     SlowIdentity identity;
-    AuthApi api( identity );
+    AuthApi api( identity, "key", &systemTime );
     std::atomic<int> refused{ 0 };
     const auto call = [&]( const std::string& address, const std::string& name, Respond respond )
     {

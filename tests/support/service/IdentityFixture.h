@@ -52,7 +52,7 @@ protected:
         , tokens_( keys_.signing, std::chrono::hours( 1 ), clock_ )
         , mails_( *database_, mailer_, Delivery::AtOnce, clock_ )
         , identity_( *database_, accounts_, tokens_, mails_, options(), clock_ )
-        , api_( identity_ )
+        , api_( identity_, keys_.codes, clock_ )
     {
     }
     static EmbeddedIdentityOptions options()

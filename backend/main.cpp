@@ -6,6 +6,8 @@
 
 #include <curl/curl.h>
 
+#include <sys/stat.h>
+
 int main( int argc, char** argv )
 {
     namespace Lines = VX::Backend::Lines;
@@ -23,5 +25,9 @@ int main( int argc, char** argv )
               &Lines::addStats, &Lines::addBackup, &Lines::addDoctor, &Lines::addConvert, &Lines::addWorker } )
         add( app, run );
     CLI11_PARSE( app, argc, argv );
+    // Whatever a command makes is for the service alone, but a converted file, which is the user's own. A worker has
+    // the mask of whoever started it.
+    if ( !app.got_subcommand( "convert" ) && !app.got_subcommand( "worker" ) )
+        ::umask( 077 );
     return run();
 }

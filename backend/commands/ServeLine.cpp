@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <optional>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace VX::Backend::Lines
@@ -74,7 +73,6 @@ int serve( const ServiceOptions& options, std::chrono::seconds drainTime, bool j
     sigaddset( &signals, SIGHUP );
     pthread_sigmask( SIG_BLOCK, &signals, nullptr );
     std::signal( SIGPIPE, SIG_IGN );
-    ::umask( 077 );
 
     warnOfSandbox( options );
     const auto service = Service::start( options );

@@ -126,6 +126,21 @@ TEST( DataFolder, APasswordIsPrintedOnlyWhereNobodyKnowsIt )
     EXPECT_EQ( modeOf( folder.path() / "credentials" ), 0600u );
 }
 
+TEST( DataFolder, WhatTheFirstCommandMakesIsForItsOwnerAlone )
+{
+    const Testing::ScratchFolder folder;
+    const auto data = folder.path() / "data";
+    ASSERT_EQ(
+        runCommand( "umask 022; " + cBackend + " user add ann@example.org --data '" + data.string() + "'" ).status, 0 );
+    size_t files = 0;
+    for ( const auto& entry : std::filesystem::directory_iterator( data ) )
+    {
+        EXPECT_EQ( modeOf( entry.path() ) & 0077u, 0u ) << entry.path();
+        ++files;
+    }
+    EXPECT_GE( files, 2u ) << "the database and the keys";
+}
+
 TEST( DataFolder, EachCommandToAnAccountIsDoneAndSaid )
 {
     const Testing::ScratchFolder folder;

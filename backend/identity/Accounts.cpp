@@ -143,6 +143,11 @@ std::string Accounts::normalized( const std::string& email )
     return dot != std::string::npos && dot > at + 1 && dot + 1 < email.size() ? toLower( email ) : std::string();
 }
 
+bool Accounts::isVisible( const std::string& email )
+{
+    return visibleText( email ) == email;
+}
+
 DatabaseResult<std::optional<Account>> Accounts::add(
     const std::string& email, const std::string& passwordHash, bool confirmed )
 {

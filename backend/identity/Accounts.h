@@ -75,6 +75,10 @@ public:
     /// The address in its one form: ASCII letters in lower case. Empty when it is no address.
     [[nodiscard]] static std::string normalized( const std::string& email );
 
+    /// Whether an account may be made for an address in that form: nothing in it steers a terminal or turns the
+    /// direction of the writing. Older accounts may have such.
+    [[nodiscard]] static bool isVisible( const std::string& email );
+
     /// Nothing when there is one of that address already. The id has the form of a UUID.
     [[nodiscard]] Result<std::optional<Account>> add(
         const std::string& email, const std::string& passwordHash, bool confirmed );

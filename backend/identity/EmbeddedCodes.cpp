@@ -87,7 +87,7 @@ DatabaseResult<HttpResponse> EmbeddedIdentity::signUp_( const AuthCall& call )
 {
     const auto email = Accounts::normalized( textMember( call.body, "Username" ) );
     const auto password = textMember( call.body, "Password" );
-    if ( email.empty() )
+    if ( email.empty() || !Accounts::isVisible( email ) )
         return invalidParameter( "Username should be an email." );
     if ( const auto problem = passwordProblem( password ); !problem.empty() )
         return badPassword( problem );

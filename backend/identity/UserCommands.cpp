@@ -99,6 +99,8 @@ Result deliver( const UserCommand& command, const std::string& email, const std:
 
 Result addUser( const UserCommand& command, const std::string& email, Store& store )
 {
+    if ( !Accounts::isVisible( email ) )
+        return failed( "\"" + visibleText( email ) + "\" has signs in it that nobody sees" );
     const auto password = choosePassword( command );
     if ( !password )
         return failed( password.error() );

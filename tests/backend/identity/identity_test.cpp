@@ -446,6 +446,18 @@ TEST_F( Identity, SecretsAreInNoLogLine )
         EXPECT_FALSE( log.contains( secret ) ) << log.text();
 }
 
+TEST_F( Identity, NewAddressesHoldNothingThatSteersATerminal )
+{
+    for ( const char* sign : { "\u009b", "\u0085", "\u202e", "\u2066", "\u200f", "\xff" } )
+        EXPECT_EQ( problem( call( "SignUp",
+                       R"({"Username":"a)" + std::string( sign ) + R"(b@example.org","Password":"secret-word-1"})" ) ),
+            "InvalidParameterException: Username should be an email." );
+    EXPECT_EQ( problem( signUp( "jürgen@example.org" ) ), "" ) << "letters of all scripts";
+    const std::string old = "a\u202eb@example.org";
+    ASSERT_TRUE( accounts_.add( old, hashPassword( cPassword ), true ) );
+    EXPECT_EQ( problem( signIn( cPassword, old ) ), "" ) << "accounts of older versions stay";
+}
+
 TEST_F( Identity, TokensOfStrangersAreRefused )
 {
     addAnn();

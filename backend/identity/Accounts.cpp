@@ -348,6 +348,17 @@ DatabaseResult<RefreshCheck> Accounts::checkRefreshToken( const std::string& tok
     return integerOf( row.back() ) > count( clock_() ) ? RefreshCheck::Good : RefreshCheck::Expired;
 }
 
+DatabaseResult<void> Accounts::endSignIn( const std::string& refreshToken )
+{
+    const std::vector<SqlValue> hashes{ tokenHash_( refreshToken ), hex( sha256( refreshToken ) ) };
+    // Whoever sends what is none of ours keeps nobody waiting who writes.
+    const auto known = database_.query( "SELECT 1 FROM refresh_tokens WHERE hash IN (?, ?)", hashes );
+    if ( !known )
+        return tl::unexpected( known.error() );
+    return known->empty() ? Result<void>()
+                          : done( database_.execute( "DELETE FROM refresh_tokens WHERE hash IN (?, ?)", hashes ) );
+}
+
 DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::string& address, Patience patience )
 {
     const auto now = count( clock_() );

@@ -104,6 +104,8 @@ public:
 
     [[nodiscard]] Result<std::string> newRefreshToken( const std::string& id, std::chrono::seconds life );
     [[nodiscard]] Result<RefreshCheck> checkRefreshToken( const std::string& token, Account& account );
+    /// Ends the sign-in that has this refresh token, if there is one.
+    [[nodiscard]] Result<void> endSignIn( const std::string& refreshToken );
 
     /// Whether too many sign-ins have failed for this account, known or not, and how long ago: from this client's
     /// address for longer and longer, and from all addresses together so that one a minute is let through. With short

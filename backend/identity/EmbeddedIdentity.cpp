@@ -54,6 +54,7 @@ HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
         { "ResendConfirmationCode", &EmbeddedIdentity::resendCode_ },
         { "ForgotPassword", &EmbeddedIdentity::forgotPassword_ },
         { "ConfirmForgotPassword", &EmbeddedIdentity::confirmForgotPassword_ },
+        { "RevokeToken", &EmbeddedIdentity::revokeToken_ },
         { "GetUser", &EmbeddedIdentity::getUser_ },
     };
     const auto found = sOperations.find( call.operation );
@@ -189,6 +190,17 @@ DatabaseResult<void> EmbeddedIdentity::noteFailure_( const AuthCall& call, const
     return accounts_.noteFailure( email, call.remoteAddress )
         .and_then( [&] { return limits_.countFailure(); } )
         .and_then( [&] { return transaction.commit(); } );
+}
+
+DatabaseResult<HttpResponse> EmbeddedIdentity::revokeToken_( const AuthCall& call )
+{
+    const auto token = textMember( call.body, "Token" );
+    if ( token.empty() )
+        return invalidParameter( "Missing required parameter Token" );
+    if ( tokens_.ownerOf( token ) )
+        return authFailure( "UnsupportedTokenTypeException", "Only refresh tokens can be revoked." );
+    // One that was none of ours, or was ended before, is told the same: there is no such sign-in afterwards.
+    return accounts_.endSignIn( token ).map( [] { return authSuccess( Json::Value( Json::objectValue ) ); } );
 }
 
 DatabaseResult<HttpResponse> EmbeddedIdentity::getUser_( const AuthCall& call )

@@ -51,6 +51,7 @@ private:
     [[nodiscard]] Outcome forgotPassword_( const AuthCall& call );
     [[nodiscard]] Outcome mailToKnown_( const AuthCall& call, CodePurpose purpose );
     [[nodiscard]] Outcome confirmForgotPassword_( const AuthCall& call );
+    [[nodiscard]] Outcome revokeToken_( const AuthCall& call );
     [[nodiscard]] Outcome getUser_( const AuthCall& call );
 
     [[nodiscard]] Json::Value tokensOf_( const Account& account, const std::string& refreshToken ) const;

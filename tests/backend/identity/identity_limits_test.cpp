@@ -41,6 +41,24 @@ TEST_F( Identity, OtherKeysEndAllSignIns )
         otherKeys.checkRefreshToken( result["RefreshToken"].asString(), account ).value(), RefreshCheck::Invalid );
 }
 
+TEST_F( Identity, ARevokedTokenEndsItsSignInAndNoOther )
+{
+    addAnn();
+    const auto first = json( signIn() )["AuthenticationResult"], second = json( signIn() )["AuthenticationResult"];
+    const auto token = first["RefreshToken"].asString();
+    EXPECT_EQ( problem( revoke( first["AccessToken"].asString() ) ),
+        "UnsupportedTokenTypeException: Only refresh tokens can be revoked." );
+    EXPECT_EQ( problem( revoke( "" ) ), "InvalidParameterException: Missing required parameter Token" );
+    EXPECT_EQ( problem( revoke( "none-of-ours" ) ), "" );
+    EXPECT_EQ( problem( refresh( token ) ), "" );
+    const auto revoked = revoke( token );
+    EXPECT_EQ( problem( revoked ), "" );
+    EXPECT_EQ( revoked.body, "{}" );
+    EXPECT_EQ( problem( refresh( token ) ), "NotAuthorizedException: Invalid Refresh Token." );
+    EXPECT_EQ( problem( revoke( token ) ), "" ) << "once more";
+    EXPECT_EQ( problem( refresh( second["RefreshToken"].asString() ) ), "" );
+}
+
 TEST_F( Identity, AccountsOfAnOlderVersionAreTakenOver )
 {
     addAnn();

@@ -135,6 +135,7 @@ protected:
         body["AuthParameters"]["REFRESH_TOKEN"] = token;
         return call( "InitiateAuth", body.toStyledString() );
     }
+    HttpResponse revoke( const std::string& token ) { return call( "RevokeToken", object( { { "Token", token } } ) ); }
     std::string mailedCode()
     {
         const std::lock_guard lock( mailer_.mutex );

@@ -67,7 +67,7 @@ HttpResponse EmbeddedIdentity::answer( const AuthCall& call )
     return authUnavailable();
 }
 
-void EmbeddedIdentity::checkAccess( const std::string& accessToken, AccessTold told )
+void EmbeddedIdentity::checkAccess( const std::string& accessToken, const std::string& /*address*/, AccessTold told )
 {
     using Verdict = AccessCheck::Verdict;
     const auto owner = tokens_.ownerOf( accessToken );

@@ -34,7 +34,7 @@ public:
     // Hashing a password fills a core and 64 MiB.
     [[nodiscard]] int threads() const override { return 2; }
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
-    void checkAccess( const std::string& accessToken, AccessTold told ) override;
+    void checkAccess( const std::string& accessToken, const std::string& address, AccessTold told ) override;
 
 private:
     /// The answer, or that there can be none now.

@@ -43,8 +43,9 @@ public:
     /// The answer; it may block.
     [[nodiscard]] virtual HttpResponse answer( const AuthCall& call ) = 0;
     using AccessTold = std::function<void( AccessCheck )>;
-    /// Tells whether an access token is good, at once or later on another thread.
-    virtual void checkAccess( const std::string& accessToken, AccessTold told ) = 0;
+    /// Tells whether an access token is good, at once or later on another thread. The address is the client's, empty
+    /// where it is not known.
+    virtual void checkAccess( const std::string& accessToken, const std::string& address, AccessTold told ) = 0;
     /// Tells what is still to be told, and nothing later than at once after it.
     virtual void stop() {}
 };

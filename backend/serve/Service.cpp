@@ -91,7 +91,7 @@ ConverterApiOptions converterOptions( const ServiceOptions& options, IdentitySer
     {
         if ( anonymous )
             return told( { AccessCheck::Verdict::Good, "address " + address } );
-        identity.checkAccess( token, std::move( told ) );
+        identity.checkAccess( token, address, std::move( told ) );
     };
     return out;
 }

@@ -4,11 +4,14 @@
 #include "support/service/OpenDatabase.h"
 #include "support/service/RawTlsServer.h"
 
+#include "crypto/Base64.h"
 #include "identity/gateway/GatewayIdentity.h"
 
 #include <VXMesh/io/Json.h>
 
 #include <gtest/gtest.h>
+
+#include <fmt/format.h>
 
 #include <atomic>
 #include <future>
@@ -52,16 +55,33 @@ GatewayOptions gatewayOptions( const std::string& secret = {} )
     return options;
 }
 
-AccessCheck::Verdict verdictOf( GatewayIdentity& gateway, const std::string& token )
+/// What has the form of a token, with these claims.
+std::string tokenOf( const std::string& claims )
+{
+    return Backend::base64Url( "{}" ) + "." + Backend::base64Url( claims ) + "." + Backend::base64Url( "signature" );
+}
+
+AccessCheck::Verdict verdictOf(
+    GatewayIdentity& gateway, const std::string& token, const std::string& address = "here" )
 {
     std::promise<AccessCheck> told;
-    gateway.checkAccess( token, [&]( AccessCheck answer ) { told.set_value( std::move( answer ) ); } );
+    gateway.checkAccess( token, address, [&]( AccessCheck answer ) { told.set_value( std::move( answer ) ); } );
     return told.get_future().get().verdict;
 }
 
 class Gateway : public testing::Test
 {
 protected:
+    /// Of whom the other service has been told, as "address=name".
+    std::string people()
+    {
+        std::string out;
+        const auto rows = database_->query( "SELECT email, name FROM gateway_people ORDER BY 1, 2" );
+        for ( const auto& row : rows.value() )
+            out += Backend::textOf( row[0] ) + "=" + Backend::textOf( row[1] ) + " ";
+        return out;
+    }
+
     Testing::ScratchFolder folder_;
     std::unique_ptr<Backend::Database> database_ = Testing::openDatabase( folder_.path() / "db" );
 };
@@ -106,7 +126,7 @@ TEST_F( Gateway, ProvesTheSecretToo )
         {
             // Claims {"username":"u1"}
             return Testing::RawTlsServer::answer(
-                R"({"AuthenticationResult":{"AccessToken":"h.eyJ1c2VybmFtZSI6InUxIn0.s","RefreshToken":"r"}})" );
+                R"({"AuthenticationResult":{"AccessToken":"e30.eyJ1c2VybmFtZSI6InUxIn0.c2ln","RefreshToken":"r"}})" );
         } );
     GatewayIdentity gateway( *database_, gatewayOptions( "secret" ), &systemTime );
     (void)gateway.answer( { "ForgotPassword", json( R"({"Username":"ann@example.org"})" ), "here" } );
@@ -132,7 +152,7 @@ TEST_F( Gateway, NamesForTheProofOutliveARestartAndGoWhenNobodyUsesThem )
         {
             // Claims {"username":"u1"}
             return Testing::RawTlsServer::answer(
-                R"({"AuthenticationResult":{"AccessToken":"h.eyJ1c2VybmFtZSI6InUxIn0.s","RefreshToken":"r"}})" );
+                R"({"AuthenticationResult":{"AccessToken":"e30.eyJ1c2VybmFtZSI6InUxIn0.c2ln","RefreshToken":"r"}})" );
         } );
     std::chrono::sys_seconds now{ std::chrono::days( 10'000 ) };
     const auto call = [&]( const char* parameters )
@@ -164,7 +184,7 @@ TEST_F( Gateway, ATokenOfWhichTheNameCannotBeKeptIsNotGiven )
         []( const std::string& )
         {
             return Testing::RawTlsServer::answer(
-                R"({"AuthenticationResult":{"AccessToken":"h.eyJ1c2VybmFtZSI6InUxIn0.s","RefreshToken":"r"}})" );
+                R"({"AuthenticationResult":{"AccessToken":"e30.eyJ1c2VybmFtZSI6InUxIn0.c2ln","RefreshToken":"r"}})" );
         } );
     GatewayIdentity gateway( *database_, gatewayOptions( "secret" ), &systemTime );
     ASSERT_TRUE( database_->execute( "DROP TABLE gateway_names" ) );
@@ -251,7 +271,7 @@ TEST_F( Gateway, WhatTheServiceCannotTellNowIsNoVerdict )
         const Testing::RawTlsServer server( [status = status, body = body]( const std::string& )
             { return Testing::RawTlsServer::answer( body, status ); } );
         GatewayIdentity gateway( *database_, gatewayOptions(), &systemTime );
-        EXPECT_EQ( verdictOf( gateway, "a token" ), verdict ) << status << body;
+        EXPECT_EQ( verdictOf( gateway, tokenOf( "{}" ) ), verdict ) << status << body;
     }
 }
 
@@ -260,7 +280,109 @@ TEST_F( Gateway, AServiceThatIsDownCallsNoTokenBad )
     GatewayOptions options;
     options.endpoint = "https://localhost:" + std::to_string( ORVANTA_TEST_PORT ) + "/auth";
     GatewayIdentity gateway( *database_, options, [] { return std::chrono::sys_seconds( std::chrono::hours( 1 ) ); } );
-    EXPECT_EQ( verdictOf( gateway, "a token" ), AccessCheck::Verdict::Unknown );
+    EXPECT_EQ( verdictOf( gateway, tokenOf( "{}" ) ), AccessCheck::Verdict::Unknown );
     gateway.stop();
-    EXPECT_EQ( verdictOf( gateway, "a token" ), AccessCheck::Verdict::Unknown ) << "nobody is asked any more";
+    EXPECT_EQ( verdictOf( gateway, tokenOf( "{}" ) ), AccessCheck::Verdict::Unknown ) << "nobody is asked any more";
+}
+
+TEST_F( Gateway, WhatCannotBeATokenOrHasEndedIsNotAskedAbout )
+{
+    const Testing::RawTlsServer server(
+        []( const std::string& ) { return Testing::RawTlsServer::answer( R"({"Username":"u1"})" ); } );
+    int64_t now = 1'700'000'000;
+    GatewayIdentity gateway(
+        *database_, gatewayOptions(), [&] { return std::chrono::sys_seconds( std::chrono::seconds( now ) ); } );
+    for ( const std::string& token :
+        std::vector<std::string>{ "", "a token", "a.b", "..", tokenOf( "no object" ), tokenOf( "{}" ) + "!",
+            tokenOf( R"({"exp":1700000000})" ), tokenOf( std::string( 1 << 20, ' ' ) + "{}" ) } )
+        EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Bad ) << token.substr( 0, 100 );
+    EXPECT_EQ( server.requests().size(), 0u );
+    const auto token = tokenOf( R"({"exp":1700000010})" );
+    EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Good );
+    now += 9;
+    EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Good );
+    now += 1;
+    EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Bad );
+    EXPECT_EQ( server.requests().size(), 1u );
+}
+
+TEST_F( Gateway, ABadTokenIsNotAskedAboutAgainForAMinute )
+{
+    const Testing::RawTlsServer server( []( const std::string& )
+        { return Testing::RawTlsServer::answer( R"({"__type":"NotAuthorizedException"})", "400 Bad Request" ); } );
+    int64_t now = 1'700'000'000;
+    GatewayIdentity gateway(
+        *database_, gatewayOptions(), [&] { return std::chrono::sys_seconds( std::chrono::seconds( now ) ); } );
+    const auto token = tokenOf( "{}" );
+    for ( int i = 0; i < 3; ++i )
+        EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Bad );
+    EXPECT_EQ( server.requests().size(), 1u );
+    now += 60;
+    EXPECT_EQ( verdictOf( gateway, token ), AccessCheck::Verdict::Bad );
+    EXPECT_EQ( server.requests().size(), 2u );
+}
+
+TEST_F( Gateway, WhoIsRefusedAllTheTimeIsHeldBackAndNobodyElse )
+{
+    using Verdict = AccessCheck::Verdict;
+    const Testing::RawTlsServer server( []( const std::string& )
+        { return Testing::RawTlsServer::answer( R"({"__type":"NotAuthorizedException"})", "400 Bad Request" ); } );
+    int64_t now = 1'700'000'000;
+    auto options = gatewayOptions();
+    options.refusalsPerMinute = 2;
+    GatewayIdentity gateway(
+        *database_, options, [&] { return std::chrono::sys_seconds( std::chrono::seconds( now ) ); } );
+    const auto ask = [&]( const char* body, const char* address )
+    { return json( gateway.answer( { "InitiateAuth", json( body ), address } ).body )["__type"].asString(); };
+    const auto password = R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"a@b.c","PASSWORD":"p"}})";
+    const auto refresh = R"({"AuthFlow":"REFRESH_TOKEN_AUTH","AuthParameters":{"REFRESH_TOKEN":"r"}})";
+    EXPECT_EQ( ask( password, "here" ), "NotAuthorizedException" );
+    EXPECT_EQ( verdictOf( gateway, tokenOf( R"({"n":1})" ) ), Verdict::Bad );
+    EXPECT_EQ( server.requests().size(), 2u );
+    EXPECT_EQ( ask( password, "here" ), "LimitExceededException" );
+    EXPECT_EQ( ask( refresh, "here" ), "InternalErrorException" ) << "the program keeps its token";
+    EXPECT_EQ( verdictOf( gateway, tokenOf( R"({"n":2})" ) ), Verdict::Unknown );
+    EXPECT_EQ( verdictOf( gateway, tokenOf( R"({"n":1})" ) ), Verdict::Bad ) << "that is known";
+    EXPECT_EQ( server.requests().size(), 2u ) << "nothing of it was sent";
+    EXPECT_EQ( ask( password, "elsewhere" ), "NotAuthorizedException" );
+    EXPECT_EQ( verdictOf( gateway, tokenOf( R"({"n":2})" ), "" ), Verdict::Bad );
+    now += 60;
+    EXPECT_EQ( ask( password, "here" ), "NotAuthorizedException" );
+    EXPECT_EQ( server.requests().size(), 5u );
+}
+
+TEST_F( Gateway, RevokesATokenAndForgetsItsName )
+{
+    const Testing::RawTlsServer server( []( const std::string& ) { return Testing::RawTlsServer::answer( "{}" ); } );
+    Backend::GatewayNames names( *database_, &systemTime );
+    ASSERT_TRUE( names.remember( "r", "u1" ) );
+    ASSERT_TRUE( names.remember( "other", "u2" ) );
+    GatewayIdentity gateway( *database_, gatewayOptions( "secret" ), &systemTime );
+    EXPECT_EQ( gateway.answer( { "RevokeToken", json( R"({"Token":"r"})" ), "here" } ).status, 200 );
+    EXPECT_EQ(
+        bodyOf( server.requests().at( 0 ) ), json( R"({"ClientId":"client","ClientSecret":"secret","Token":"r"})" ) );
+    EXPECT_EQ( names.nameOf( "r" ).value(), "" );
+    EXPECT_EQ( names.nameOf( "other" ).value(), "u2" );
+}
+
+TEST_F( Gateway, KnowsWhoseNameIsWhoseFromSignInsAndFromTokens )
+{
+    const Testing::RawTlsServer server(
+        []( const std::string& request )
+        {
+            return Testing::RawTlsServer::answer(
+                request.find( "GetUser" ) == std::string::npos
+                    ? R"({"AuthenticationResult":{"AccessToken":")" + tokenOf( R"({"username":"u1"})" ) + "\"}}"
+                    : R"({"Username":"u2","UserAttributes":[{"Name":"sub","Value":"u2"},
+                                                            {"Name":"email","Value":"Bob@example.org"}]})" );
+        } );
+    GatewayIdentity gateway( *database_, gatewayOptions(), &systemTime );
+    (void)gateway.answer( { "InitiateAuth",
+        json( R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"ANN@example.org","PASSWORD":"p"}})" ),
+        "here" } );
+    EXPECT_EQ( people(), "ann@example.org=u1 " );
+    EXPECT_EQ( verdictOf( gateway, tokenOf( "{}" ) ), AccessCheck::Verdict::Good );
+    EXPECT_EQ( people(), "ann@example.org=u1 bob@example.org=u2 " );
+    ASSERT_TRUE( Backend::GatewayNames::clean( *database_, systemTime() + std::chrono::days( 401 ) ) );
+    EXPECT_EQ( people(), "" );
 }

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "identity/IdentityService.h"
+#include "identity/RateLimiter.h"
 #include "identity/gateway/GatewayNames.h"
 #include "identity/gateway/UserPoolClient.h"
 #include "identity/keys/AccessTokens.h"
-#include "work/WorkerPool.h"
+#include "work/TurnPool.h"
 
 #include <memory>
 #include <mutex>
@@ -22,6 +23,10 @@ struct GatewayOptions
     std::chrono::milliseconds timeout{ 8000 };
     /// How long a token that the service has called good is believed.
     std::chrono::seconds belief{ 300 };
+    /// How long one that it has called bad is not asked about again.
+    std::chrono::seconds disbelief{ 60 };
+    /// What the service may refuse within a minute of what one address sends; more is not sent.
+    int refusalsPerMinute = 60;
 };
 
 /// Forwards every call to another service, with the app client's id (and its proof, where it has a secret) added, and
@@ -39,8 +44,9 @@ public:
     [[nodiscard]] bool isQuick( const AuthCall& ) const override { return false; }
     [[nodiscard]] int threads() const override { return cThreads; }
     [[nodiscard]] HttpResponse answer( const AuthCall& call ) override;
-    /// Asks the service itself whose token it is.
-    void checkAccess( const std::string& accessToken, AccessTold told ) override;
+    /// Asks the service itself whose token it is, where that is not known yet: in turns by client. One that cannot be a
+    /// token, or has ended, is bad without a question.
+    void checkAccess( const std::string& accessToken, const std::string& address, AccessTold told ) override;
     void stop() override;
 
     /// The proof: base64( HMAC-SHA256( secret, user name + client id ) ).
@@ -55,15 +61,19 @@ private:
     [[nodiscard]] DatabaseResult<Json::Value> completed_( const AuthCall& call );
     [[nodiscard]] DatabaseResult<std::string> proofOf_( const Json::Value& parameters );
     [[nodiscard]] DatabaseResult<HttpResponse> forwarded_( const AuthCall& call );
-    [[nodiscard]] DatabaseResult<void> rememberName_( const HttpResponse& answer );
-    /// Whose token it is, where the service has said so not long ago.
-    [[nodiscard]] std::optional<std::string> believedAccount_( const std::string& tokenHash );
-    [[nodiscard]] AccessCheck askForAccess_( const std::string& accessToken, const std::string& tokenHash );
+    [[nodiscard]] DatabaseResult<void> rememberName_( const AuthCall& call, const HttpResponse& answer );
+    /// What the service has said of a token not long ago.
+    [[nodiscard]] std::optional<AccessCheck> remembered_( const std::string& tokenHash );
+    [[nodiscard]] AccessCheck askForAccess_( const std::string& accessToken, const std::string& tokenHash,
+        const std::string& address, std::chrono::sys_seconds end );
+    [[nodiscard]] AccessCheck good_(
+        const Json::Value& user, const std::string& tokenHash, std::chrono::sys_seconds end );
 
     GatewayOptions options_;
     AccessTokens::Clock clock_;
     UserPoolClient client_;
     GatewayNames names_;
+    RateLimiter refusals_;
     std::mutex mutex_;
     struct Belief
     {
@@ -72,7 +82,9 @@ private:
     };
     /// By hash of the access token.
     std::unordered_map<std::string, Belief> believed_;
-    WorkerPool pool_{ cThreads, cMostWaiting };
+    /// Until when a token is called bad; apart, so that strangers push out nobody's belief.
+    std::unordered_map<std::string, std::chrono::sys_seconds> disbelieved_;
+    TurnPool pool_{ cThreads, cMostWaiting };
 };
 
 } // namespace VX::Backend

@@ -1,6 +1,7 @@
 #include "identity/gateway/GatewayNames.h"
 
 #include "crypto/Hex.h"
+#include "identity/Accounts.h"
 
 namespace VX::Backend
 {
@@ -18,13 +19,17 @@ DatabaseResult<void> GatewayNames::prepare( Database& database )
     return executeAll( database,
         { "CREATE TABLE IF NOT EXISTS gateway_names(hash TEXT PRIMARY KEY, name TEXT NOT NULL, expires INTEGER NOT "
           "NULL) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS gateway_names_expires ON gateway_names(expires)" } );
+            "CREATE INDEX IF NOT EXISTS gateway_names_expires ON gateway_names(expires)",
+            "CREATE TABLE IF NOT EXISTS gateway_people(email TEXT NOT NULL, name TEXT NOT NULL, expires INTEGER NOT "
+            "NULL, PRIMARY KEY(email, name)) WITHOUT ROWID",
+            "CREATE INDEX IF NOT EXISTS gateway_people_expires ON gateway_people(expires)" } );
 }
 
 DatabaseResult<void> GatewayNames::clean( Database& database, std::chrono::sys_seconds now )
 {
-    return database
-        .execute( "DELETE FROM gateway_names WHERE expires <= ?", { int64_t( now.time_since_epoch().count() ) } )
+    const std::vector<SqlValue> time{ int64_t( now.time_since_epoch().count() ) };
+    return database.execute( "DELETE FROM gateway_names WHERE expires <= ?", time )
+        .and_then( [&]( int ) { return database.execute( "DELETE FROM gateway_people WHERE expires <= ?", time ); } )
         .map( []( int ) {} );
 }
 
@@ -40,6 +45,30 @@ DatabaseResult<void> GatewayNames::remember( const std::string& refreshToken, co
         .execute(
             "INSERT INTO gateway_names VALUES(?1, ?2, ?3) ON CONFLICT(hash) DO UPDATE SET name = ?2, expires = ?3",
             { hex( sha256( refreshToken ) ), name, now_() + cLife } )
+        .map( []( int ) {} );
+}
+
+DatabaseResult<void> GatewayNames::forget( const std::string& refreshToken )
+{
+    return database_.execute( "DELETE FROM gateway_names WHERE hash = ?", { hex( sha256( refreshToken ) ) } )
+        .map( []( int ) {} );
+}
+
+DatabaseResult<void> GatewayNames::rememberPerson( const std::string& email, const std::string& name )
+{
+    const auto address = Accounts::normalized( email );
+    if ( address.empty() || name.empty() )
+        return {};
+    const auto expires = now_() + cLife;
+    const auto noted = database_.query( "SELECT 1 FROM gateway_people WHERE email = ? AND name = ? AND expires > ?",
+        { address, name, expires - cNotedEvery } );
+    if ( !noted )
+        return tl::unexpected( noted.error() );
+    if ( !noted->empty() )
+        return {};
+    return database_
+        .execute( "INSERT INTO gateway_people VALUES(?1, ?2, ?3) ON CONFLICT(email, name) DO UPDATE SET expires = ?3",
+            { address, name, expires } )
         .map( []( int ) {} );
 }
 

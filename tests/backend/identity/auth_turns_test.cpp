@@ -29,7 +29,7 @@ public:
         answered.push_back( call.remoteAddress );
         return authSuccess( Json::Value( Json::objectValue ) );
     }
-    void checkAccess( const std::string&, AccessTold ) override {}
+    void checkAccess( const std::string&, const std::string&, AccessTold ) override {}
 
     std::promise<void> began, released;
     std::vector<std::string> answered; ///< of the one thread

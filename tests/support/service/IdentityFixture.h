@@ -151,7 +151,7 @@ protected:
     AccessCheck accessOf( const std::string& token )
     {
         AccessCheck out;
-        identity_.checkAccess( token, [&]( AccessCheck told ) { out = std::move( told ); } );
+        identity_.checkAccess( token, "here", [&]( AccessCheck told ) { out = std::move( told ); } );
         return out;
     }
     bool mayEnter( const std::string& token ) { return accessOf( token ).verdict == AccessCheck::Verdict::Good; }

@@ -5,6 +5,8 @@
 
 #include <VXMesh/io/Text.h>
 
+#include <fmt/format.h>
+
 #include <iostream>
 
 namespace VX::Backend::Lines
@@ -32,7 +34,18 @@ int exportPerson( const Person& person )
 int erasePerson( const Person& person )
 {
     return told( erasePersonalData( person.data, person.email )
-            .map( [&] { return "Erased all that was known of " + person.email; } ) );
+            .map(
+                [&]( const Erased& erased )
+                {
+                    auto text = "Erased all that was known of " + person.email;
+                    if ( erased.nobodysSessions > 0 )
+                        text +=
+                            fmt::format( "\nOf {} sessions in the statistics nobody can tell whose they are: their "
+                                         "codes were made with keys that are gone. They go with the others of their "
+                                         "age",
+                                erased.nobodysSessions );
+                    return text;
+                } ) );
 }
 
 /// What is not about accounts alone, and asks for nothing but an address.

@@ -5,9 +5,13 @@
 #include "data/DataFolder.h"
 #include "database/DatabaseFiles.h"
 #include "identity/Accounts.h"
+#include "identity/RefusalLog.h"
+#include "identity/gateway/GatewayNames.h"
 #include "identity/keys/IdentityKeys.h"
 #include "statistics/ReportReader.h"
+#include "statistics/StatsStore.h"
 #include "storage/ObjectFiles.h"
+#include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
 
@@ -25,8 +29,10 @@ using Result = tl::expected<void, std::string>;
 struct Person
 {
     std::string email;
-    std::string account; ///< its id; empty where there is none
-    std::string code;    ///< in the statistics
+    std::vector<std::string> accounts; ///< their ids, here and at another identity service
+    std::string code;                  ///< in the statistics
+    std::string codeKey;               ///< the mark of its key
+    std::string nameInLogs;
 };
 
 struct Databases
@@ -34,7 +40,7 @@ struct Databases
     std::unique_ptr<Database> main, statistics;
 };
 
-/// Rows of one kind: ?1 is the address, ?2 the account's id, ?3 the code.
+/// Rows of one kind: ?1 is the address, ?2 a JSON array of the ids of accounts, ?3 the code, ?4 the mark of its key.
 struct Kind
 {
     const char* name;
@@ -46,15 +52,26 @@ struct Kind
 const Kind cKinds[] = {
     { "account", "SELECT id, email, confirmed, blocked, created FROM accounts WHERE email = ?1",
         { "id", "email", "confirmed", "blocked", "created" } },
-    { "signIns", "SELECT expires FROM refresh_tokens WHERE account = ?2 ORDER BY expires", { "expires" } },
-    { "codes", "SELECT purpose, expires FROM mailed_codes WHERE account = ?2", { "purpose", "expires" } },
+    { "signIns",
+        "SELECT expires FROM refresh_tokens WHERE account IN (SELECT value FROM json_each(?2)) ORDER BY expires",
+        { "expires" } },
+    { "codes", "SELECT purpose, expires FROM mailed_codes WHERE account IN (SELECT value FROM json_each(?2))",
+        { "purpose", "expires" } },
+    { "codeGuesses", "SELECT wrong, since FROM code_guesses WHERE account IN (SELECT value FROM json_each(?2))",
+        { "wrong", "since" } },
+    { "accountsElsewhere", "SELECT name, expires FROM gateway_people WHERE email = ?1", { "name", "expires" } },
+    { "signInsElsewhere",
+        "SELECT name, expires FROM gateway_names WHERE name IN (SELECT value FROM json_each(?2)) ORDER BY expires",
+        { "name", "expires" } },
     { "failedSignIns", "SELECT address, failures, last FROM sign_in_failures WHERE email = ?1",
         { "address", "failures", "last" } },
     { "mails", "SELECT subject, due, sent, error FROM mails WHERE recipient = ?1 ORDER BY id",
         { "subject", "due", "sent", "error" } },
     { "limits", "SELECT name, events, ends FROM kept_limits WHERE key = ?1", { "name", "events", "ends" } },
     { "conversions",
-        "SELECT id, input_format, state, created, ended, bytes, error FROM conversions WHERE owner = ?2 AND ?2 <> ''",
+        "SELECT id, input_format, state, created, ended, bytes, error FROM conversions WHERE owner IN (SELECT value "
+        "FROM "
+        "json_each(?2))",
         { "id", "format", "state", "created", "ended", "bytes", "error" } },
 };
 const Kind cSessions{ "sessions",
@@ -66,13 +83,15 @@ const Kind cActions{ "actions",
     { "session", "name", "at" } };
 
 constexpr const char* cErased[] = {
-    "DELETE FROM refresh_tokens WHERE account = ?2",
-    "DELETE FROM mailed_codes WHERE account = ?2",
-    "DELETE FROM code_guesses WHERE account = ?2",
+    "DELETE FROM refresh_tokens WHERE account IN (SELECT value FROM json_each(?2))",
+    "DELETE FROM mailed_codes WHERE account IN (SELECT value FROM json_each(?2))",
+    "DELETE FROM code_guesses WHERE account IN (SELECT value FROM json_each(?2))",
     "DELETE FROM sign_in_failures WHERE email = ?1",
     "DELETE FROM mails WHERE recipient = ?1",
     "DELETE FROM kept_limits WHERE key = ?1",
-    "DELETE FROM conversions WHERE owner = ?2 AND ?2 <> ''",
+    "DELETE FROM conversions WHERE owner IN (SELECT value FROM json_each(?2))",
+    "DELETE FROM gateway_names WHERE name IN (SELECT value FROM json_each(?2))",
+    "DELETE FROM gateway_people WHERE email = ?1",
     "DELETE FROM accounts WHERE email = ?1",
 };
 constexpr const char* cErasedStatistics[] = {
@@ -82,7 +101,10 @@ constexpr const char* cErasedStatistics[] = {
 
 std::vector<SqlValue> parametersOf( const Person& person )
 {
-    return { person.email, person.account, person.code };
+    Json::Value accounts( Json::arrayValue );
+    for ( const auto& account : person.accounts )
+        accounts.append( account );
+    return { person.email, compactJson( accounts ), person.code, person.codeKey };
 }
 
 tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
@@ -93,6 +115,10 @@ tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
     auto statistics = Database::openExisting( data / cStatisticsDatabase );
     if ( !statistics )
         return tl::unexpected( statistics.error() );
+    // A folder of an older version has not all that is looked at.
+    if ( const auto ready = GatewayNames::prepare( **main ); !ready )
+        return tl::unexpected( ready.error().text );
+    const StatsStore makesTables( **statistics, &systemTime );
     return Databases{ std::move( *main ), std::move( *statistics ) };
 }
 
@@ -107,10 +133,17 @@ tl::expected<Person, std::string> personOf(
     if ( !keys )
         return tl::unexpected( keys.error() );
     out.code = codeOfUser( out.email, keys->codes );
-    const auto account = Accounts( database, keys->codes, &systemTime ).find( out.email );
-    if ( !account )
-        return tl::unexpected( account.error().text );
-    out.account = *account ? ( *account )->id : std::string();
+    out.codeKey = markOfKey( keys->codes );
+    out.nameInLogs = nameInLog( out.email, keys->codes );
+    // Another service may know its users by their very addresses.
+    out.accounts = { out.email };
+    const auto ids = database.query( "SELECT id FROM accounts WHERE email = ?1 UNION SELECT name FROM gateway_people "
+                                     "WHERE email = ?1",
+        { out.email } );
+    if ( !ids )
+        return tl::unexpected( ids.error().text );
+    for ( const auto& row : *ids )
+        out.accounts.push_back( textOf( row[0] ) );
     return out;
 }
 
@@ -139,6 +172,14 @@ DatabaseResult<void> collect( Database& database, const Kind& kind, const Person
     return {};
 }
 
+/// Sessions of the statistics of which nobody can tell any more whose they are.
+DatabaseResult<int64_t> countNobodys( Database& statistics, const Person& person )
+{
+    return statistics
+        .query( "SELECT count(*) FROM stats_sessions WHERE code_key NOT IN ('', ?4)", parametersOf( person ) )
+        .map( []( const std::vector<SqlRow>& rows ) { return integerOf( rows.front()[0] ); } );
+}
+
 template <typename Statements>
 DatabaseResult<void> eraseFrom( Database& database, const Statements& statements, const Person& person )
 {
@@ -165,9 +206,9 @@ DatabaseResult<void> emptyLog( Database& database )
 
 Result eraseObjects( const std::filesystem::path& data, Database& database, const Person& person )
 {
-    if ( person.account.empty() )
-        return {};
-    const auto jobs = database.query( "SELECT id, attempts FROM conversions WHERE owner = ?", { person.account } );
+    const auto jobs =
+        database.query( "SELECT id, attempts FROM conversions WHERE owner IN (SELECT value FROM json_each(?2))",
+            parametersOf( person ) );
     if ( !jobs )
         return tl::unexpected( jobs.error().text );
     std::error_code ec;
@@ -206,17 +247,20 @@ tl::expected<Json::Value, std::string> personalData( const std::filesystem::path
     if ( !person )
         return tl::unexpected( person.error() );
     Json::Value out;
+    out["nameInLogs"] = person->nameInLogs;
     DatabaseResult<void> done;
     for ( const auto& kind : cKinds )
         done = done.and_then( [&] { return collect( *databases->main, kind, *person, out ); } );
     for ( const auto& kind : { cSessions, cActions } )
         done = done.and_then( [&] { return collect( *databases->statistics, kind, *person, out["statistics"] ); } );
-    if ( !done )
-        return tl::unexpected( done.error().text );
+    const auto nobodys = done.and_then( [&] { return countNobodys( *databases->statistics, *person ); } );
+    if ( !nobodys )
+        return tl::unexpected( nobodys.error().text );
+    out["statistics"]["sessionsOfKeysThatAreGone"] = Json::Int64( *nobodys );
     return out;
 }
 
-Result erasePersonalData( const std::filesystem::path& data, const std::string& email )
+tl::expected<Erased, std::string> erasePersonalData( const std::filesystem::path& data, const std::string& email )
 {
     const auto databases = openIn( data );
     if ( !databases )
@@ -227,16 +271,17 @@ Result erasePersonalData( const std::filesystem::path& data, const std::string& 
     if ( !person )
         return tl::unexpected( person.error() );
     if ( const auto objects = eraseObjects( data, main, *person ); !objects )
-        return objects;
+        return tl::unexpected( objects.error() );
     eraseOutbox( data, *person );
     const auto erased = eraseFrom( main, cErased, *person )
                             .and_then( [&] { return eraseFrom( statistics, cErasedStatistics, *person ); } )
                             .and_then( [&] { return emptyLog( main ); } )
-                            .and_then( [&] { return emptyLog( statistics ); } );
+                            .and_then( [&] { return emptyLog( statistics ); } )
+                            .and_then( [&] { return countNobodys( statistics, *person ); } );
     giveToOwner( data );
     if ( !erased )
         return tl::unexpected( erased.error().text );
-    return {};
+    return Erased{ *erased };
 }
 
 } // namespace VX::Backend

@@ -100,4 +100,10 @@ std::string codeOfUser( const std::string& email, const std::string& userKey )
     return hex( out );
 }
 
+std::string markOfKey( const std::string& userKey )
+{
+    constexpr size_t cDigits = 16;
+    return hex( hmacSha256( userKey, "statistics/key" ) ).substr( 0, cDigits );
+}
+
 } // namespace VX::Backend

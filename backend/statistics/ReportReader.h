@@ -15,4 +15,7 @@ namespace VX::Backend
 /// The code that stands for a user in the statistics, whatever the case of the address.
 [[nodiscard]] std::string codeOfUser( const std::string& email, const std::string& userKey );
 
+/// Tells keys of such codes apart, and nothing about them.
+[[nodiscard]] std::string markOfKey( const std::string& userKey );
+
 } // namespace VX::Backend

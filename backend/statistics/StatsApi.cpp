@@ -112,6 +112,8 @@ bool StatsApi::mayReport_( const std::string& address, size_t bytes )
 
 std::chrono::milliseconds StatsApi::storeWaiting_()
 {
+    if ( !std::exchange( keyIsNamed_, true ) )
+        stats_.useKey( markOfKey( options_.userKey ) );
     std::vector<Waiting> waiting;
     {
         const std::lock_guard lock( mutex_ );

@@ -78,6 +78,7 @@ private:
     ByteBudget ofSession_; ///< of the thread
     std::chrono::steady_clock::time_point nextForgetting_ = std::chrono::steady_clock::now();
     bool stopping_ = false;
+    bool keyIsNamed_ = false; ///< of the thread
     Repeating storing_;
 };
 

@@ -37,7 +37,7 @@ DatabaseResult<void> copyAll( Database& from, Database& to )
     Database::Transaction transaction( to );
     return copyTable( from, to,
         "SELECT rowid, id, user, created, platform, version FROM stats_sessions WHERE rowid > ? ORDER BY rowid LIMIT ?",
-        "INSERT OR IGNORE INTO stats_sessions VALUES(?, ?, ?, ?, ?)" )
+        "INSERT OR IGNORE INTO stats_sessions(id, user, created, platform, version) VALUES(?, ?, ?, ?, ?)" )
         .and_then(
             [&]
             {

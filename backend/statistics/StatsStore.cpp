@@ -29,17 +29,35 @@ StatsStore::StatsStore( Database& database, Clock clock )
     : database_( database )
     , clock_( std::move( clock ) )
 {
-    const auto made = executeAll( database_,
-        {
-            "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
-            "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
-            "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
-            "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
-            "NULL, stored INTEGER NOT NULL)",
-            "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
-        } );
+    const auto made =
+        executeAll( database_,
+            {
+                "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
+                "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
+                "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
+                "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
+                "NULL, stored INTEGER NOT NULL)",
+                "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
+            } )
+            .and_then(
+                [&] { return addColumn( database_, "stats_sessions", "code_key", "TEXT NOT NULL DEFAULT ''" ); } )
+            .and_then(
+                [&]( bool )
+                {
+                    return executeAll(
+                        database_, { "CREATE INDEX IF NOT EXISTS stats_sessions_unmarked ON stats_sessions(id) "
+                                     "WHERE code_key = ''" } );
+                } );
     if ( !made )
         spdlog::error( "Statistics: {}", made.error().text );
+}
+
+void StatsStore::useKey( const std::string& mark )
+{
+    keyMark_ = mark;
+    if ( const auto noted = database_.execute( "UPDATE stats_sessions SET code_key = ? WHERE code_key = ''", { mark } );
+        !noted )
+        spdlog::error( "Statistics: {}", noted.error().text );
 }
 
 uint64_t StatsStore::size()
@@ -69,8 +87,8 @@ Stored StatsStore::store_( const NewSession& report )
 {
     const auto id = randomSession();
     // What cannot be written fails the transaction.
-    (void)database_.execute( "INSERT INTO stats_sessions(id, user, created) VALUES(?, ?, ?)",
-        { id, report.user, int64_t( clock_().time_since_epoch().count() ) } );
+    (void)database_.execute( "INSERT INTO stats_sessions(id, user, created, code_key) VALUES(?, ?, ?, ?)",
+        { id, report.user, int64_t( clock_().time_since_epoch().count() ), keyMark_ } );
     if ( users_.size() >= cMostRemembered )
         users_.clear();
     users_[id] = report.user;

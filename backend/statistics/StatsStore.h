@@ -54,6 +54,9 @@ public:
     /// Moves what an earlier release kept among the tables of another database; does nothing when there is nothing.
     [[nodiscard]] DatabaseResult<void> takeOver( Database& earlier );
 
+    /// Names the key that makes the codes of users from now on, and of sessions of which nothing is noted.
+    void useKey( const std::string& mark );
+
     /// Bytes that are in use for all of it.
     [[nodiscard]] uint64_t size();
 
@@ -71,6 +74,7 @@ private:
 
     Database& database_;
     Clock clock_;
+    std::string keyMark_;
     /// Users of sessions that were asked for lately.
     std::unordered_map<int64_t, std::string> users_;
 };

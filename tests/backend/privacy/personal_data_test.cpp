@@ -1,6 +1,8 @@
 #include "support/service/IdentityFixture.h"
 
 #include "identity/Passwords.h"
+#include "identity/RefusalLog.h"
+#include "identity/gateway/GatewayNames.h"
 #include "privacy/PersonalData.h"
 #include "statistics/ReportReader.h"
 #include "statistics/StatsApi.h"
@@ -38,9 +40,23 @@ protected:
         EXPECT_EQ( problem( signIn( Testing::cPassword, email ) ), "" );
         EXPECT_NE( problem( signIn( "wrong-word-1", email ) ), "" );
         EXPECT_EQ( problem( call( "ForgotPassword", object( { { "Username", email } } ) ) ), "" );
+        EXPECT_NE(
+            problem( call( "ConfirmForgotPassword", object( { { "Username", email }, { "Password", "other-word-2" },
+                                                        { "ConfirmationCode", wrong( mailedCode() ) } } ) ) ),
+            "" );
         leaveFiles( email, jobs_.create( "step", account->id ).value().value() );
         leaveStatistics( email );
+        leaveElsewhere( email );
     }
+    /// What is known of an account at another service, by which sign-ins went for a while.
+    void leaveElsewhere( const std::string& email )
+    {
+        const auto name = nameElsewhere( email );
+        GatewayNames names( *database_, clock_ );
+        EXPECT_TRUE( names.rememberPerson( email, name ) && names.remember( "token of " + name, name ) );
+        leaveFiles( email, jobs_.create( "stp", name ).value().value() );
+    }
+    static std::string nameElsewhere( const std::string& email ) { return "elsewhere-" + email.substr( 0, 3 ); }
     void leaveFiles( const std::string& email, const ConversionJob& job )
     {
         EXPECT_TRUE( database_->execute( "UPDATE conversions SET attempts = 1 WHERE id = ?", { job.id } ) );
@@ -91,8 +107,9 @@ protected:
 TEST_F( PersonalData, AreTheWholeOfWhatIsKept )
 {
     const auto known = personalData( data(), "ANN@example.org" ).value();
-    EXPECT_EQ( known.getMemberNames(), ( Json::Value::Members{ "account", "codes", "conversions", "failedSignIns",
-                                           "limits", "mails", "signIns", "statistics" } ) );
+    EXPECT_EQ( known.getMemberNames(),
+        ( Json::Value::Members{ "account", "accountsElsewhere", "codeGuesses", "codes", "conversions", "failedSignIns",
+            "limits", "mails", "nameInLogs", "signIns", "signInsElsewhere", "statistics" } ) );
     EXPECT_EQ( known["account"][0]["email"], Testing::cAnn );
     EXPECT_EQ( known["account"][0]["id"], idOf( Testing::cAnn ) );
     EXPECT_EQ( known["account"][0]["confirmed"], 1 );
@@ -101,7 +118,14 @@ TEST_F( PersonalData, AreTheWholeOfWhatIsKept )
     EXPECT_EQ( known["failedSignIns"][0]["address"], "here" );
     EXPECT_EQ( known["mails"][0]["subject"], "Reset your Orvanta password" );
     EXPECT_EQ( known["limits"].size(), 1u );
+    ASSERT_EQ( known["conversions"].size(), 2u );
     EXPECT_EQ( known["conversions"][0]["format"], "step" );
+    EXPECT_EQ( known["conversions"][1]["format"], "stp" );
+    EXPECT_EQ( known["codeGuesses"][0]["wrong"], 1 );
+    EXPECT_EQ( known["accountsElsewhere"][0]["name"], nameElsewhere( Testing::cAnn ) );
+    EXPECT_EQ( known["signInsElsewhere"][0]["name"], nameElsewhere( Testing::cAnn ) );
+    EXPECT_EQ( known["nameInLogs"], nameInLog( Testing::cAnn, keys_.codes ) );
+    EXPECT_EQ( known["statistics"]["sessionsOfKeysThatAreGone"], 0 );
     EXPECT_EQ( known["statistics"]["sessions"].size(), 1u );
     EXPECT_EQ( known["statistics"]["actions"][0]["name"], "Open" );
     const auto text = known.toStyledString();
@@ -123,16 +147,38 @@ TEST_F( PersonalData, AreNowhereOnceTheyAreErased )
     const auto ann = idOf( Testing::cAnn ), bob = idOf( cBob );
     const auto code = codeOfUser( Testing::cAnn, keys_.codes );
     const auto before = everything();
-    for ( const auto& trace : { std::string( Testing::cAnn ), ann, code } )
+    for ( const auto& trace : { std::string( Testing::cAnn ), ann, code, nameElsewhere( Testing::cAnn ) } )
         ASSERT_NE( before.find( trace ), std::string::npos ) << trace;
     ASSERT_TRUE( erasePersonalData( data(), Testing::cAnn ) );
     const auto after = everything();
-    for ( const auto& trace : { std::string( Testing::cAnn ), ann, code } )
+    for ( const auto& trace : { std::string( Testing::cAnn ), ann, code, nameElsewhere( Testing::cAnn ) } )
         EXPECT_EQ( after.find( trace ), std::string::npos ) << trace;
     EXPECT_NE( after.find( bob ), std::string::npos ) << "others stay";
     EXPECT_EQ( problem( signIn( Testing::cPassword, cBob ) ), "" );
     EXPECT_EQ( problem( signIn() ), "NotAuthorizedException: Incorrect username or password." );
     EXPECT_EQ( statisticsIn( "stats_sessions" ), 1 );
     EXPECT_EQ( statisticsIn( "stats_actions" ), 1 );
-    EXPECT_EQ( personalData( data(), cBob ).value()["conversions"].size(), 1u );
+    EXPECT_EQ( personalData( data(), cBob ).value()["conversions"].size(), 2u );
+}
+
+TEST_F( PersonalData, OfStatisticsWhoseKeyIsGoneItIsSaidThatTheyCannotBeFound )
+{
+    EXPECT_EQ( erasePersonalData( data(), "eve@example.org" ).value().nobodysSessions, 0 );
+    std::filesystem::remove( identityKeysFile( data() ) );
+    keys_ = ensureIdentityKeys( data() ).value();
+    const auto known = personalData( data(), Testing::cAnn ).value()["statistics"];
+    EXPECT_EQ( known["sessions"].size(), 0u );
+    EXPECT_EQ( known["sessionsOfKeysThatAreGone"], 2 );
+    leaveStatistics( Testing::cAnn );
+    EXPECT_EQ( erasePersonalData( data(), Testing::cAnn ).value().nobodysSessions, 2 );
+    EXPECT_EQ( statisticsIn( "stats_sessions" ), 2 ) << "the new one is found";
+}
+
+TEST_F( PersonalData, StatisticsOfAnOlderVersionAreOfTheKeyThereIs )
+{
+    ASSERT_TRUE( statistics_->execute( "UPDATE stats_sessions SET code_key = ''" ) );
+    EXPECT_EQ( personalData( data(), cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 0 );
+    leaveStatistics( Testing::cAnn ); // by a service of this version
+    std::filesystem::remove( identityKeysFile( data() ) );
+    EXPECT_EQ( personalData( data(), cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 3 );
 }

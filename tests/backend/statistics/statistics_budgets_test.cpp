@@ -123,7 +123,7 @@ TEST_F( StatisticsBudgets, WhatAnEarlierReleaseKeptIsMovedOnce )
     auto earlier = std::move( Database::open( folder_.path() / "orvanta.db" ).value() );
     StatsStore( *earlier, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } );
     ASSERT_TRUE( executeAll( *earlier,
-        { "INSERT INTO stats_sessions VALUES(7, 'code', 3, 'Debian', '1.2')",
+        { "INSERT INTO stats_sessions VALUES(7, 'code', 3, 'Debian', '1.2', '')",
             "INSERT INTO stats_actions VALUES(7, 'x', 1, 2)", "INSERT INTO stats_actions VALUES(7, 'y', 1, 2)" } ) );
     api_ = nullptr;
     ASSERT_TRUE( store_.takeOver( *earlier ) );

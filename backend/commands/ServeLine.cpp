@@ -103,6 +103,8 @@ struct Line
     uint64_t uploadMebibytes = options.maxUpload >> 20;
     uint64_t storedMebibytes = options.maxStored >> 20;
     uint64_t statisticsMebibytes = options.maxStatistics >> 20;
+    uint64_t waitingMebibytes = options.maxStatisticsWaiting >> 20;
+    int64_t keepMinutes = std::chrono::duration_cast<std::chrono::minutes>( options.keep ).count();
     int64_t workerSeconds = options.worker.time.count();
     int drainSeconds = 20;
     int statisticsDays = int( std::chrono::duration_cast<std::chrono::days>( options.keepStatistics ).count() );
@@ -163,6 +165,14 @@ void addConversionOptions( CLI::App& command, Line& line )
     command
         .add_option( "--max-upload", line.uploadMebibytes, "MiB of the largest upload and of what it may unpack to" )
         ->capture_default_str();
+    command
+        .add_option( "--keep-minutes", line.keepMinutes,
+            "Minutes after which uploads, results and what has waited in vain are removed; their URLs are good for "
+            "half "
+            "an hour of it at most" )
+        // A transfer takes its time, and a presigned URL is good for a week at most.
+        ->check( CLI::Range( 10, 7 * 24 * 60 ) )
+        ->capture_default_str();
 }
 
 void addStatisticsOptions( CLI::App& command, Line& line )
@@ -171,6 +181,11 @@ void addStatisticsOptions( CLI::App& command, Line& line )
         ->check( CLI::Range( 1, 36500 ) )
         ->capture_default_str();
     command.add_option( "--max-statistics", line.statisticsMebibytes, "MiB of all statistics; more are refused" )
+        ->capture_default_str();
+    command
+        .add_option( "--statistics-waiting", line.waitingMebibytes,
+            "MiB of reports that wait to be stored; more are told to come later" )
+        ->check( CLI::Range( 1, 65536 ) )
         ->capture_default_str();
 }
 
@@ -211,6 +226,8 @@ int runServe( Line& line )
     options.worker.outputSize = options.maxUpload = line.uploadMebibytes << 20;
     options.maxStored = line.storedMebibytes << 20;
     options.maxStatistics = line.statisticsMebibytes << 20;
+    options.maxStatisticsWaiting = line.waitingMebibytes << 20;
+    options.keep = std::chrono::minutes( line.keepMinutes );
     options.worker.time = std::chrono::seconds( line.workerSeconds );
     return line.onlyChecks ? checkOnly( options )
                            : serve( options, std::chrono::seconds( line.drainSeconds ), line.jsonLog );

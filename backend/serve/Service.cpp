@@ -86,6 +86,7 @@ std::unique_ptr<IdentityService> makeIdentity(
 ConverterApiOptions converterOptions( const ServiceOptions& options, IdentityService& identity )
 {
     ConverterApiOptions out;
+    out.urlLifetime = std::min( out.urlLifetime, options.keep );
     out.mayConvert = [anonymous = options.allowAnonymous, &identity](
                          const std::string& token, const std::string& address, IdentityService::AccessTold told )
     {
@@ -118,6 +119,7 @@ StatsOptions statsOptions( const ServiceOptions& options, const IdentityKeys& ke
     out.userKey = keys.codes;
     out.keep = options.keepStatistics;
     out.mostStored = options.maxStatistics;
+    out.mostWaiting = options.maxStatisticsWaiting;
     return out;
 }
 

@@ -44,6 +44,7 @@ struct ServiceOptions
     WorkerLimits worker;
     /// Whether workers may do without bubblewrap, and do.
     bool withoutSandbox = false;
+    /// How long uploads and results are kept; no URL of one is good for longer.
     std::chrono::seconds keep{ 3600 };
     /// The newest release, told to programs that ask; this back end's own version unless set.
     std::string latestVersion;
@@ -53,7 +54,8 @@ struct ServiceOptions
     std::chrono::seconds keepStatistics = std::chrono::days( 400 );
     /// Between two turns of what is done by the clock: deleting what is over, renewing keys and the certificate.
     std::chrono::milliseconds choresEvery = std::chrono::minutes( 30 );
-    uint64_t maxStatistics = uint64_t( 8 ) << 30; ///< bytes of all statistics
+    uint64_t maxStatistics = uint64_t( 8 ) << 30;         ///< bytes of all statistics
+    uint64_t maxStatisticsWaiting = uint64_t( 64 ) << 20; ///< bytes of reports that wait to be stored
 };
 
 /// All services of one machine in one process. Its end hands back what runs, for the next start.

@@ -4,6 +4,7 @@
 #include "support/service/BackendProcess.h"
 #include "support/service/SandboxOption.h"
 
+#include "database/Database.h"
 #include "tls/Certificates.h"
 
 #include <VXMesh/io/Json.h>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <future>
 #include <thread>
 
 #include <fcntl.h>
@@ -80,6 +82,54 @@ TEST( Reachable, PresignedUrlsNameThePublicAddress )
     EXPECT_EQ( statusOf( curl + "-T " + folder.write( "f", "data" ).string() + " '" + url + "'" ), "200" );
 }
 
+TEST( Reachable, WhatIsKeptAndItsUrlsGoAfterTheMinutesThatAreGiven )
+{
+    Testing::BackendProcess backend( { "--allow-anonymous", "--keep-minutes", "20" } );
+    const auto root = "https://localhost:" + cPort + "/converter/v2/";
+    const auto request = [&]
+    {
+        const auto answer = textOf( "-k " + root + R"(request -d '{"input_format":"step","compress_input":"zip"}')" );
+        return deserializeJsonValue( answer ).value_or( Json::Value() )["result"];
+    };
+    const auto isKnown = [&]( const std::string& id )
+    { return statusOf( "-k " + root + "convert -d '{\"request_id\":\"" + id + "\"}'" ) != "404"; };
+    const auto old = request(), young = request();
+    EXPECT_NE( old["url"].asString().find( "X-Amz-Expires=1200&" ), std::string::npos );
+    backend.kill();
+    ASSERT_TRUE( Backend::Database::openExisting( backend.data() / "orvanta.db" )
+            .value()
+            ->execute(
+                "UPDATE conversions SET created = created - 1201 WHERE id = ?", { old["request_id"].asString() } ) );
+    backend.restart();
+    const Testing::Patience patience;
+    while ( isKnown( old["request_id"].asString() ) )
+        patience.check();
+    EXPECT_TRUE( isKnown( young["request_id"].asString() ) );
+}
+
+TEST( Reachable, AsManyReportsWaitAsTheOptionSays )
+{
+    const Testing::BackendProcess backend( { "--statistics-waiting", "1" } );
+    const auto statistics = Backend::Database::openExisting( backend.data() / "statistics.db" ).value();
+    const Testing::ScratchFolder folder;
+    const auto report =
+        folder.write( "report", R"({"type":"createSession","email":"a@b.c"})" + std::string( 700'000, ' ' ) );
+    const auto send = [&]
+    { return textOf( "-k https://localhost:" + cPort + "/stats/log --data-binary @" + report.string() ); };
+    auto transaction = std::make_unique<Backend::Database::Transaction>( *statistics );
+    ASSERT_TRUE( statistics->execute( "DELETE FROM stats_actions" ) );
+    auto first = std::async( std::launch::async, send ), second = std::async( std::launch::async, send );
+    // One of them waits for the database, and the other is too much then.
+    const auto isReady = []( auto& answer )
+    { return answer.wait_for( std::chrono::milliseconds( 1 ) ) == std::future_status::ready; };
+    for ( const Testing::Patience patience; !isReady( first ) && !isReady( second ); )
+        patience.check();
+    transaction = nullptr;
+    const auto answers = first.get() + second.get();
+    EXPECT_NE( answers.find( "Too many reports at once" ), std::string::npos ) << answers;
+    EXPECT_NE( answers.find( "sessionId" ), std::string::npos ) << answers;
+}
+
 TEST( Reachable, OptionsThatSayNothingEndTheStart )
 {
     for ( const auto& [options, text] : std::vector<std::pair<std::string, std::string>>{
@@ -118,6 +168,9 @@ TEST( Reachable, OptionsOfAFileAreTakenAndCheckedWithoutAStart )
     EXPECT_EQ( checked( "listen=\"nowhere\"\n", "--listen 127.0.0.1" ).status, 0 ) << "the command line comes first";
     EXPECT_EQ( checked( "trusted-proxy=[\"10.0.0.0/8\",\"fd00::/200\"]\n" ).status, 1 );
     EXPECT_NE( checked( "no-such-option=1\n" ).status, 0 );
+    EXPECT_EQ( checked( "keep-minutes=10\nstatistics-waiting=1\n" ).status, 0 );
+    EXPECT_NE( checked( "keep-minutes=9\n" ).status, 0 );
+    EXPECT_NE( checked( "statistics-waiting=0\n" ).status, 0 );
     EXPECT_NE( checked( "tls-certificate=\"a\"\n" ).status, 0 ) << "without its key";
     EXPECT_NE( checked( "", "--config /nowhere" ).status, 0 );
     EXPECT_FALSE( std::filesystem::exists( folder.path() / "data" ) ) << "nothing is made";

@@ -22,6 +22,7 @@ TEST( Defaults, OfTheServiceAreWhatTheManualSays )
     EXPECT_EQ( service.keep, 1h );
     EXPECT_EQ( service.keepStatistics, std::chrono::days( 400 ) );
     EXPECT_EQ( service.maxStatistics, uint64_t( 8 ) << 30 );
+    EXPECT_EQ( service.maxStatisticsWaiting, uint64_t( 64 ) << 20 );
     EXPECT_EQ( service.choresEvery, 30min );
     EXPECT_EQ( service.worker.memory, uint64_t( 8 ) << 30 );
     EXPECT_EQ( service.worker.outputSize, uint64_t( 2 ) << 30 );

@@ -3,6 +3,8 @@
 #include "clock/SystemTime.h"
 #include "database/Database.h"
 #include "database/DatabaseFiles.h"
+#include "identity/keys/IdentityKeys.h"
+#include "statistics/ReportReader.h"
 #include "statistics/StatsStore.h"
 #include "text/ExitStatus.h"
 
@@ -11,17 +13,21 @@
 #include <fmt/format.h>
 
 #include <iostream>
+#include <map>
+#include <unordered_set>
 
 namespace VX::Backend
 {
 namespace
 {
 
+using Rows = std::vector<SqlRow>;
+
 struct Section
 {
     const char* name;
     const char* title;
-    std::vector<SqlRow> rows;
+    Rows rows;
 };
 
 /// Programs that open the file take what begins like a formula for one.
@@ -46,51 +52,99 @@ std::string cellText( std::string text )
     return visibleText( text );
 }
 
-DatabaseResult<std::vector<Section>> readSections( Database& database, const StatsReportOptions& options )
+using Codes = std::unordered_set<std::string>;
+
+/// The codes of all who have an account, here or at another identity service.
+tl::expected<Codes, std::string> codesOfAccounts( const std::filesystem::path& data )
+{
+    const auto database = Database::openExisting( data / cMainDatabase );
+    if ( !database )
+        return tl::unexpected( database.error() );
+    const auto keys = readIdentityKeys( data );
+    if ( !keys )
+        return tl::unexpected( keys.error() );
+    Codes out;
+    for ( const char* table : { "accounts", "gateway_people" } )
+    {
+        // A folder of an older version has not all tables.
+        const auto there =
+            ( *database )->query( "SELECT 1 FROM sqlite_master WHERE name = ?", { std::string( table ) } );
+        const auto rows = there && there->empty() ? DatabaseResult<Rows>()
+                                                  : ( *database )->query( std::string( "SELECT email FROM " ) + table );
+        if ( !rows )
+            return tl::unexpected( rows.error().text );
+        for ( const auto& row : *rows )
+            out.insert( codeOfUser( textOf( row[0] ), keys->codes ) );
+    }
+    return out;
+}
+
+/// What a day has of the sessions of one sort.
+struct Day
+{
+    int64_t sessions = 0, users = 0;
+};
+using Days = std::map<std::string, Day>;
+
+Section sectionOf( const char* name, const char* title, const Days& days, int64_t Day::* number )
+{
+    Section out{ name, title, {} };
+    for ( const auto& [date, day] : days )
+        out.rows.push_back( { date, day.*number } );
+    return out;
+}
+
+/// Anybody can open a session for any address, so those for which there is an account stand apart.
+DatabaseResult<std::vector<Section>> readDays( Database& database, const Codes& accounts, int64_t since )
+{
+    const auto rows =
+        database.query( "SELECT date(created, 'unixepoch'), user, count(*) FROM stats_sessions WHERE created "
+                        ">= ? GROUP BY 1, 2",
+            { since } );
+    if ( !rows )
+        return tl::unexpected( rows.error() );
+    Days known, others;
+    for ( const auto& row : *rows )
+    {
+        auto& day = ( accounts.contains( textOf( row[1] ) ) ? known : others )[textOf( row[0] )];
+        day.sessions += integerOf( row[2] );
+        ++day.users;
+    }
+    return std::vector<Section>{ sectionOf( "sessions", "Sessions a day", known, &Day::sessions ),
+        sectionOf( "users", "Users a day", known, &Day::users ),
+        sectionOf(
+            "sessions-without-account", "Sessions a day of addresses without an account", others, &Day::sessions ),
+        sectionOf( "users-without-account", "Addresses without an account a day", others, &Day::users ) };
+}
+
+DatabaseResult<std::vector<Section>> readSections(
+    Database& database, const Codes& accounts, const StatsReportOptions& options )
 {
     const auto since = int64_t( ( systemTime() - std::chrono::days( options.days ) ).time_since_epoch().count() );
-    std::vector<Section> out;
+    auto out = readDays( database, accounts, since );
     const auto add = [&](
                          const char* name, const char* title, const char* sql, const std::vector<SqlValue>& parameters )
     {
-        return database.query( sql, parameters )
-            .map( [&]( std::vector<SqlRow> rows ) { out.push_back( { name, title, std::move( rows ) } ); } );
+        if ( !out )
+            return;
+        auto rows = database.query( sql, parameters );
+        if ( rows )
+            out->push_back( { name, title, std::move( *rows ) } );
+        else
+            out = tl::unexpected( rows.error() );
     };
-    return add( "sessions", "Sessions a day",
-        "SELECT date(created, 'unixepoch'), count(*) FROM stats_sessions WHERE created >= ? GROUP BY 1 ORDER BY 1",
-        { since } )
-        .and_then(
-            [&]
-            {
-                return add( "users", "Users a day",
-                    "SELECT date(created, 'unixepoch'), count(DISTINCT user) FROM stats_sessions WHERE created >= ? "
-                    "GROUP BY 1 ORDER BY 1",
-                    { since } );
-            } )
-        .and_then(
-            [&]
-            {
-                return add( "actions", "Actions",
-                    "SELECT name, count(*) FROM stats_actions WHERE stored >= ? GROUP BY 1 ORDER BY 2 DESC, 1 LIMIT ?",
-                    { since, int64_t( options.actions ) } );
-            } )
-        .and_then(
-            [&]
-            {
-                return add( "versions", "Versions",
-                    "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY 1 "
-                    "ORDER BY 2 DESC, 1",
-                    { since } );
-            } )
-        .and_then(
-            [&]
-            {
-                return add( "platforms", "Platforms",
-                    "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP BY 1 "
-                    "ORDER BY 2 DESC, 1",
-                    { since } );
-            } )
-        .map( [&] { return std::move( out ); } );
+    add( "actions", "Actions",
+        "SELECT name, count(*) FROM stats_actions WHERE stored >= ? GROUP BY 1 ORDER BY 2 DESC, 1 LIMIT ?",
+        { since, int64_t( options.actions ) } );
+    add( "versions", "Versions",
+        "SELECT version, count(*) FROM stats_sessions WHERE created >= ? AND version != '' GROUP BY 1 ORDER BY 2 DESC, "
+        "1",
+        { since } );
+    add( "platforms", "Platforms",
+        "SELECT platform, count(*) FROM stats_sessions WHERE created >= ? AND platform != '' GROUP BY 1 ORDER BY 2 "
+        "DESC, 1",
+        { since } );
+    return out;
 }
 
 void print( const std::vector<Section>& sections, bool csv )
@@ -118,7 +172,10 @@ tl::expected<void, std::string> run( const StatsReportOptions& options )
     if ( !database )
         return tl::unexpected( database.error() );
     const StatsStore makesTables( **database, &systemTime );
-    const auto sections = readSections( **database, options );
+    const auto accounts = codesOfAccounts( options.data );
+    if ( !accounts )
+        return tl::unexpected( accounts.error() );
+    const auto sections = readSections( **database, *accounts, options );
     if ( !sections )
         return tl::unexpected( sections.error().text );
     print( *sections, options.csv );

@@ -15,7 +15,8 @@ struct StatsReportOptions
     bool csv = false;
 };
 
-/// Prints sessions and users a day, the actions that were reported most, versions and platforms; the exit status.
+/// Prints sessions and users a day, those of addresses without an account apart, the actions that were reported most,
+/// versions and platforms; the exit status.
 [[nodiscard]] int printStatsReport( const StatsReportOptions& options );
 
 } // namespace VX::Backend

@@ -153,6 +153,7 @@ TEST_F( Statistics, WhatWasTakenBeforeTheEndIsStoredAndAnswered )
 
 TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
 {
+    makeAccounts( { "ann@example.org" } );
     now_ =
         std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
     const auto session = newSession();
@@ -177,6 +178,7 @@ TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
 
 TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )
 {
+    makeAccounts( { "ann@example.org" } );
     now_ =
         std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
     const auto session = newSession();
@@ -193,6 +195,7 @@ TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )
 
 TEST_F( Statistics, NamesSteerNoTerminal )
 {
+    makeAccounts( { "ann@example.org" } );
     now_ =
         std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
     EXPECT_EQ( report( newSession(), R"([{"name":"\u009b2J\u0085\u202egnp","ts":1}])" ), 200 );
@@ -201,4 +204,32 @@ TEST_F( Statistics, NamesSteerNoTerminal )
     EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 0 );
     const auto text = testing::internal::GetCapturedStdout();
     EXPECT_NE( text.find( "<U+009B>2J<U+0085><U+202E>gnp" ), std::string::npos ) << text;
+}
+
+TEST_F( Statistics, SessionsOfAddressesWithoutAnAccountStandApart )
+{
+    now_ =
+        std::chrono::duration_cast<std::chrono::seconds>( std::chrono::system_clock::now().time_since_epoch() ).count();
+    makeAccounts( { "ann@example.org", "bob@example.org" }, "eve@example.org" );
+    for ( const char* email : { "ANN@example.org", "ann@example.org", "bob@example.org", "eve@example.org",
+              "nobody@example.org", "nobody@example.org", "no address" } )
+        newSession( email );
+    api_->stop();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ( printStatsReport( { .data = folder_.path(), .csv = true } ), 0 );
+    const auto csv = testing::internal::GetCapturedStdout();
+    const auto numberOf = [&]( const std::string& section )
+    {
+        const auto at = csv.find( "\n" + section + ",20" );
+        return at == std::string::npos ? csv : csv.substr( csv.find( ',', at + section.size() + 2 ) + 1, 2 );
+    };
+    EXPECT_EQ( numberOf( "sessions" ), "4\n" );
+    EXPECT_EQ( numberOf( "users" ), "3\n" );
+    EXPECT_EQ( numberOf( "sessions-without-account" ), "3\n" );
+    EXPECT_EQ( numberOf( "users-without-account" ), "2\n" );
+    std::filesystem::remove( folder_.path() / "identity-keys.json" );
+    testing::internal::CaptureStderr();
+    EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 1 );
+    EXPECT_NE( testing::internal::GetCapturedStderr().find( "identity-keys.json" ), std::string::npos );
+    EXPECT_FALSE( std::filesystem::exists( folder_.path() / "identity-keys.json" ) ) << "a report makes nothing";
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "support/ScratchFolder.h"
+#include "support/service/OpenDatabase.h"
 
+#include "identity/keys/IdentityKeys.h"
 #include "statistics/StatsApi.h"
 
 #include <VXMesh/io/Json.h>
@@ -62,6 +64,19 @@ protected:
     int report( int64_t session, const std::string& actions, const std::string& email = "ann@example.org" )
     {
         return send( reportOf( session, actions, email ) ).status;
+    }
+    /// What else a report needs: keys, and a database of accounts in which these people have one.
+    void makeAccounts( std::initializer_list<const char*> emails, const char* elsewhere = "" )
+    {
+        const auto keys = ensureIdentityKeys( folder_.path() ).value();
+        const auto database = Testing::openDatabase( folder_.path() / "orvanta.db" );
+        const auto clock = [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); };
+        Accounts accounts( *database, keys.codes, clock );
+        for ( const char* email : emails )
+            EXPECT_TRUE( accounts.add( email, "hash", true ) );
+        EXPECT_TRUE( GatewayNames( *database, clock ).rememberPerson( elsewhere, "somebody" ) );
+        api_ = nullptr;
+        api_ = std::make_unique<StatsApi>( store_, StatsOptions{ .userKey = keys.codes } );
     }
     int64_t count( const std::string& table )
     {

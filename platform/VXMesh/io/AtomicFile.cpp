@@ -1,13 +1,12 @@
 #include <VXMesh/io/AtomicFile.h>
 
 #include <VXMesh/io/Path.h>
+#include <VXMesh/io/TemporaryFile.h>
 #include <VXMesh/io/WriteAll.h>
 
-#include <atomic>
 #include <cerrno>
 #include <system_error>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace VX
@@ -15,20 +14,12 @@ namespace VX
 namespace
 {
 
-int writeParts( int fd, std::span<const std::span<const std::byte>> parts, bool flush )
+std::error_code writeParts( int fd, std::span<const std::span<const std::byte>> parts, bool flush )
 {
     for ( const auto& part : parts )
         if ( const int error = writeAll( fd, part ) )
-            return error;
-    return flush && ::fsync( fd ) != 0 ? errno : 0;
-}
-
-std::filesystem::path temporaryBeside( const std::filesystem::path& file )
-{
-    static std::atomic<unsigned> sCounter{ 0 };
-    auto name = file;
-    name += "." + std::to_string( getpid() ) + "-" + std::to_string( sCounter++ ) + ".tmp";
-    return name;
+            return { error, std::generic_category() };
+    return { flush && ::fsync( fd ) != 0 ? errno : 0, std::generic_category() };
 }
 
 } // namespace
@@ -36,18 +27,13 @@ std::filesystem::path temporaryBeside( const std::filesystem::path& file )
 tl::expected<void, std::string> writeFileAtomically( const std::filesystem::path& file,
     std::span<const std::span<const std::byte>> parts, const AtomicWriteOptions& options )
 {
-    const auto temporary = temporaryBeside( file );
-    const int fd = ::open( temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, options.mode );
-    int error = fd < 0 ? errno : writeParts( fd, parts, options.flush );
-    if ( fd >= 0 && ::close( fd ) != 0 && !error )
-        error = errno;
-    if ( !error && ::rename( temporary.c_str(), file.c_str() ) != 0 )
-        error = errno;
+    auto temporary = TemporaryFile::createFor( file, options.mode );
+    auto error = temporary ? writeParts( temporary->descriptor(), parts, options.flush ) : temporary.error();
+    if ( !error )
+        error = temporary->moveTo( file );
     if ( !error )
         return {};
-    if ( fd >= 0 )
-        ::unlink( temporary.c_str() );
-    return tl::unexpected( "Cannot write \"" + utf8string( file ) + "\": " + std::generic_category().message( error ) );
+    return tl::unexpected( "Cannot write \"" + utf8string( file ) + "\": " + error.message() );
 }
 
 tl::expected<void, std::string> writeFileAtomically(

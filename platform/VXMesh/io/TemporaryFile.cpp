@@ -1,12 +1,14 @@
 #include <VXMesh/io/TemporaryFile.h>
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <string_view>
+#include <cstdint>
 #include <utility>
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 namespace VX
@@ -17,6 +19,22 @@ namespace
 std::error_code lastError()
 {
     return { errno, std::generic_category() };
+}
+
+/// The name with something behind it that no neighbour can guess and no earlier run has left: it is never tried twice.
+tl::expected<std::filesystem::path, std::error_code> nameFor( const std::filesystem::path& target )
+{
+    // Room for the ending, and for what a library that writes it may put behind it meanwhile.
+    constexpr size_t cMostOfTarget = NAME_MAX - 32;
+    uint64_t random = 0;
+    if ( ::getentropy( &random, sizeof random ) != 0 )
+        return tl::unexpected( lastError() );
+    const auto name = target.filename().string();
+    auto length = std::min( name.size(), cMostOfTarget );
+    // Not in the middle of a letter: some file systems refuse half of one.
+    while ( length > 0 && ( name[length] & 0xC0 ) == 0x80 )
+        --length;
+    return target.parent_path() / fmt::format( "{}.{:016x}.part", name.substr( 0, length ), random );
 }
 
 } // namespace
@@ -49,18 +67,16 @@ TemporaryFile::~TemporaryFile()
     discard_();
 }
 
-tl::expected<TemporaryFile, std::error_code> TemporaryFile::createFor( const std::filesystem::path& target )
+tl::expected<TemporaryFile, std::error_code> TemporaryFile::createFor(
+    const std::filesystem::path& target, unsigned mode )
 {
-    constexpr std::string_view cEnding = ".part";
-    // Room for the ending, and for what a library that writes it may put behind it meanwhile.
-    constexpr size_t cMostOfTarget = NAME_MAX - 32;
-    std::string name = ( target.parent_path() / target.filename().string().substr( 0, cMostOfTarget ) ).string();
-    name += ".XXXXXX" + std::string( cEnding );
-    // It opens with O_CREAT, O_EXCL and mode 0600.
-    const int descriptor = ::mkostemps( name.data(), int( cEnding.size() ), O_CLOEXEC );
+    const auto name = nameFor( target );
+    if ( !name )
+        return tl::unexpected( name.error() );
+    const int descriptor = ::open( name->c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode );
     if ( descriptor < 0 )
         return tl::unexpected( lastError() );
-    return TemporaryFile( descriptor, name );
+    return TemporaryFile( descriptor, *name );
 }
 
 std::error_code TemporaryFile::moveTo( const std::filesystem::path& target )

@@ -10,16 +10,18 @@
 namespace VX
 {
 
-/// A file that is being made beside its place: new, empty and of this user alone (mode 0600), under the name of its
-/// target with a dot and something that nobody can guess behind it. What others have put into the folder, be it a link
-/// or a FIFO, is never opened.
+/// A file that is being made beside its place: new, empty and by default of this user alone, under the name of its
+/// target, cut where that is very long, with a dot and something that nobody can guess behind it. What others have put
+/// into the folder, be it a link or a FIFO, is never opened.
 ///
 /// It is removed with this value unless it was moved to its place. Any thread, one at a time.
 class VXMESH_API TemporaryFile
 {
 public:
-    /// Makes it in the folder of `target`; fails where that folder cannot be written to.
-    [[nodiscard]] static tl::expected<TemporaryFile, std::error_code> createFor( const std::filesystem::path& target );
+    /// Makes it in the folder of `target` with these permission bits, before the process's umask; fails where that
+    /// folder cannot be written to.
+    [[nodiscard]] static tl::expected<TemporaryFile, std::error_code> createFor(
+        const std::filesystem::path& target, unsigned mode = 0600 );
 
     TemporaryFile( TemporaryFile&& other ) noexcept;
     TemporaryFile& operator=( TemporaryFile&& other ) noexcept;

@@ -100,17 +100,36 @@ TEST( AtomicFile, ALinkIsReplacedAndNotFollowed )
     EXPECT_FALSE( std::filesystem::is_symlink( folder.path() / "a" ) );
 }
 
-TEST( AtomicFile, NothingIsWrittenThroughALinkThatWasPutWhereItsTemporaryStands )
+TEST( AtomicFile, WhatAnEarlierRunOrANeighbourHasLeftNeitherStopsAWriteNorIsWrittenThrough )
 {
     const ScratchFolder folder;
     const auto diary = folder.write( "diary", "precious" );
     const auto file = folder.write( "a", "old" );
+    // Names that follow from the process and the number of its files are met again by a process of the same number.
     for ( int i = 0; i < 2000; ++i )
-        std::filesystem::create_symlink(
-            diary, file.string() + "." + std::to_string( ::getpid() ) + "-" + std::to_string( i ) + ".tmp" );
-    EXPECT_EQ( errorOf( writeFileAtomically( file, "new" ) ), "Cannot write \"" + file.string() + "\": File exists" );
+        for ( const char* ending : { ".tmp", ".part" } )
+            std::filesystem::create_symlink(
+                diary, file.string() + "." + std::to_string( ::getpid() ) + "-" + std::to_string( i ) + ending );
+    EXPECT_EQ( errorOf( writeFileAtomically( file, "new" ) ), "" );
     EXPECT_EQ( Testing::readFile( diary ), "precious" );
-    EXPECT_EQ( Testing::readFile( file ), "old" );
+    EXPECT_EQ( Testing::readFile( file ), "new" );
+}
+
+TEST( AtomicFile, WritesUnderEveryNameThatTheSystemAllows )
+{
+    const ScratchFolder folder;
+    std::string letters;
+    for ( int i = 0; i < 80; ++i )
+        letters += "\u5f62";
+    for ( const auto& name : { letters + ".vxu", std::string( 255, 'x' ) } )
+    {
+        EXPECT_EQ( errorOf( writeFileAtomically( folder.path() / name, "scene" ) ), "" );
+        EXPECT_EQ( Testing::readFile( folder.path() / name ), "scene" );
+    }
+    const auto tooLong = folder.path() / std::string( 256, 'x' );
+    EXPECT_EQ( errorOf( writeFileAtomically( tooLong, "scene" ) ),
+        "Cannot write \"" + tooLong.string() + "\": File name too long" );
+    EXPECT_EQ( countIn( folder ), 2u );
 }
 
 TEST( AtomicFile, WritersOfOneFileNeverMix )

@@ -133,3 +133,15 @@ TEST( TemporaryFile, TakesTargetsWithTheLongestNames )
     EXPECT_TRUE( file->path().filename().string().ends_with( ".part" ) );
     EXPECT_FALSE( file->moveTo( folder.path() / std::string( 255, 'x' ) ) );
 }
+
+TEST( TemporaryFile, CutsALongNameBetweenTwoLetters )
+{
+    const ScratchFolder folder;
+    std::string letters;
+    while ( letters.size() < 240 )
+        letters += "形";
+    const auto file = TemporaryFile::createFor( folder.path() / ( letters + ".vxu" ) );
+    ASSERT_TRUE( file );
+    const auto name = file->path().filename().string();
+    EXPECT_EQ( name.find( '.' ) % 3, 0u ) << name;
+}

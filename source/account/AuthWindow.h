@@ -70,6 +70,8 @@ private:
     [[nodiscard]] int validatePassword_() const;
     void cleanupOnSignOut_();
 
+    // With `signOutSignal` before them these are the binary interface: programs that are built already find each by its
+    // place. New ones go behind them.
     std::string email_;
     std::string password_;
     std::string confirmationCode_;

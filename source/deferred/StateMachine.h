@@ -12,6 +12,9 @@ namespace VX
 ///
 /// `StateMachineExecutor` drives it. A state without a step must never be reached, except for the final one and a
 /// resumable machine's waiting one.
+///
+/// The order of the virtual functions, and of the members of the machines below, is the binary interface: programs that
+/// are built already find each by its place.
 class VXORVANTA_API StateMachine
 {
 public:

@@ -10,7 +10,8 @@
 namespace VX
 {
 
-/// Switches of the main menu.
+/// Switches of the main menu. Their order is the binary interface: programs that are built already fill them in by
+/// place.
 struct OrvantaMenuUIConfig
 {
     /// Draw the welcome window.
@@ -23,6 +24,8 @@ struct OrvantaMenuUIConfig
 
 /// What the program's JSON configuration says. A value: read it once, apply it when the viewer and its menu exist, and
 /// drop it.
+///
+/// The order of the members is the binary interface: programs that are built already fill them in by place.
 struct OrvantaConfig : RibbonConfig
 {
     /// Engaged only where the document has a "MenuLayout" object.

@@ -17,6 +17,9 @@ namespace VX
 /// the sign-in, reports of use to `SessionLogs`, and a shortcut set of its own.
 ///
 /// There is one for the process, owned by the viewer. UI thread.
+///
+/// The order of the virtual functions and of the members is the binary interface: programs that are built already find
+/// each by its place. That is why public and protected functions alternate.
 class VXORVANTA_API OrvantaRibbonMenu : public RibbonMenu
 {
 public:

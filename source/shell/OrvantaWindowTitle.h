@@ -7,6 +7,8 @@ namespace VX
 {
 
 /// The window's title with the address of the signed-in user after it. UI thread; owned by the viewer.
+///
+/// The order of the virtual functions and the one member are the binary interface, as with `ViewerTitle`.
 class VXORVANTA_API OrvantaWindowTitle : public ViewerTitle
 {
 public:

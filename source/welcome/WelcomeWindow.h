@@ -65,6 +65,7 @@ private:
     [[nodiscard]] bool drawButton_( const char* caption ) const;
     void drawShapes_() const;
 
+    // Their order is the binary interface: the menu holds this object as it is, before members of its own.
     bool showOnStartup_ = true;
     bool visible_ = true;
     OrvantaRibbonMenu* menu_ = nullptr;
@@ -75,7 +76,8 @@ private:
     std::shared_ptr<ShowWelcomeWindowSetting> setting_;
 };
 
-/// The entry of the settings that mirrors the choice.
+/// The entry of the settings that mirrors the choice. The order of its functions and members is the binary interface,
+/// as with the class that it derives from.
 class VXORVANTA_API ShowWelcomeWindowSetting final : public ViewerSettingsPlugin::ExternalSettings
 {
 public:

@@ -14,6 +14,9 @@ class Viewer;
 /// In this order: `setupSettingsManager`, `setupConfiguration`, `setupBasePlugins`, `setupCommonModifiers`,
 /// `setupCommonPlugins`, `setupExtendedLibraries`; then the window opens, the menu is initialised and the first frame
 /// is drawn. `unloadExtendedLibraries` comes last, when the window has gone. The setup must outlive `Viewer::stop`.
+///
+/// They are declared in another order than they are called in, and that one is the binary interface: programs that are
+/// built already have their own hooks at these places.
 class VXVIEWER_API ViewerSetup
 {
 public:

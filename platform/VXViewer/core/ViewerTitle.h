@@ -10,6 +10,9 @@ namespace VX
 /// Composes the text of the window's title bar: "part.step - Viewer 0.1.0.0".
 ///
 /// Belongs to the viewer, UI thread. A product derives from it to say more.
+///
+/// The order of the virtual functions and of the members is the binary interface: products that are built already have
+/// their own `compose` at this place, and their members behind these.
 class VXVIEWER_API ViewerTitle
 {
 public:

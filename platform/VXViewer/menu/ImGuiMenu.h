@@ -25,6 +25,9 @@ class Viewer;
 ///
 /// It hears of input before the tools and the scene, and keeps from them what happens over its windows and the keys of
 /// its shortcuts. Owned by the viewer; everything runs on the UI thread.
+///
+/// The order of the bases and of the virtual functions is the binary interface: programs that are built already find
+/// each by its place. `ViewerMenu`, which is the viewer's own, comes last for that.
 class VXVIEWER_API ImGuiMenu : public MouseDownListener,
                                public MouseMoveListener,
                                public MouseUpListener,

@@ -12,6 +12,9 @@ namespace VX
 
 /// The menu of a program: a ribbon of tools by tabs and groups, a quick-access toolbar, the scene list, notifications
 /// and the dialogs of the tools at work. What is in it is said by `RibbonSchemaHolder`. UI thread.
+///
+/// Public and protected functions alternate because the order of the virtual ones is the binary interface: programs
+/// that are built already find each by its place.
 class VXVIEWER_API RibbonMenu : public ImGuiMenu
 {
 public:

@@ -20,6 +20,9 @@ public:
     };
 
     /// An entry that a part of the program adds, listed under a heading with others of the same heading.
+    ///
+    /// The order of the virtual functions is the binary interface: programs that are built already have entries with
+    /// their own ones at these places. New ones go behind the last.
     class VXVIEWER_API ExternalSettings
     {
     public:

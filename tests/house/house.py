@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 """Holds the tree to its shape: tests/house/house.py [--headers] [ROOT]
 
-Prints every include that points upwards or in a circle, that stands nowhere, every public header that includes one which
-is not, every header that too many include, every one that lacks its example, every function and file that has grown too
+Prints every include that points upwards or in a circle, that stands nowhere, every public header that includes what its
+users do not get, every header that too many include, every one that lacks its example, every function and file that has grown too
 long, and every folder that docs/architecture.md does not name; ends with 1 when there is any. With --headers it prints
 the public headers instead.
 """
 import collections
 import pathlib
+import posixpath
 import re
 import subprocess
 import sys
@@ -29,6 +30,12 @@ MODULES = {
     "source": ["platform/VXViewer", "platform/VXMesh"],
     "app": ["source", "platform/VXViewer", "platform/VXMesh"],
     "backend": ["platform/VXMesh"],
+}
+# What tries the modules includes them as their own sources do, and what it has of its own.
+AROUND = {
+    "tests": ["tests", "app", "backend"],
+    "benchmarks": ["benchmarks", "tests", "app", "backend"],
+    "samples": ["samples"],
 }
 # How our headers are named where they are included, and where they are.
 PREFIXES = {"VXMesh": "platform/VXMesh", "VXViewer": "platform/VXViewer", "VXOrvanta": "source"}
@@ -54,6 +61,11 @@ def module_of(name: str) -> str | None:
     return next((module for module in MODULES if name.startswith(module + "/")), None)
 
 
+def part_of(name: str) -> str | None:
+    """The module, or what stands around the modules."""
+    return module_of(name) or next((part for part in AROUND if name.startswith(part + "/")), None)
+
+
 def folder_of(name: str) -> str:
     return name.rpartition("/")[0]
 
@@ -64,26 +76,32 @@ class Tree:
         self.names = sources(root)
         self.texts = {name: (root / name).read_text(encoding="utf-8").splitlines() for name in self.names}
 
-    def target(self, name: str, include: str) -> str | None:
-        """Where an include of a file of the modules leads to, as it is written; None outside of the tree."""
+    def target(self, name: str, include: str, quoted: bool) -> str | None:
+        """Where an include leads to; None outside of the tree and for a header that is made in the build folder."""
         first, _, rest = include.partition("/")
         if first in PREFIXES:
             return f"{PREFIXES[first]}/{rest}"
-        beside = f"{folder_of(name)}/{include}"
-        if beside in self.texts:
-            return beside
-        module = module_of(name)
-        inside = f"{module}/{include}"
-        return inside if inside in self.texts else None
+        part = part_of(name)
+        places = [folder_of(name), *AROUND.get(part, [part])] if quoted else []
+        for place in places:
+            if (target := posixpath.normpath(f"{place}/{include}")) in self.texts:
+                return target
+        return None if not quoted or self.is_made(places, pathlib.PurePosixPath(include).stem) else include
+
+    def is_made(self, places: list[str], stem: str) -> bool:
+        """Whether one of the places writes this header into its build folder."""
+        lists = [self.root / place / "CMakeLists.txt" for place in places]
+        return any(re.search(rf"OUTPUT \S*/{stem}\.h\s|:{stem}:", path.read_text(encoding="utf-8"))
+                   for path in lists if path.is_file())
 
     def includes(self):
-        """(file, line number, target) of all includes of our own headers by our modules."""
+        """(file, line number, target) of all includes of our own headers."""
         for name in self.names:
-            if not module_of(name):
+            if not part_of(name):
                 continue
             for number, line in enumerate(self.texts[name], 1):
-                match = re.match(r'\s*#\s*include\s*[<"]([^>"]+)[>"]', line)
-                target = match and self.target(name, match[1])
+                match = re.match(r'\s*#\s*include\s*([<"])([^>"]+)[>"]', line)
+                target = match and self.target(name, match[2], match[1] == '"')
                 if target:
                     yield name, number, target
 
@@ -97,9 +115,9 @@ def storey_of(folder: str) -> int | None:
 
 
 def upward(name: str, target: str) -> bool:
-    module, other = module_of(name), module_of(target)
+    module, other = part_of(name), part_of(target)
     if module != other:
-        return other not in MODULES[module]
+        return module in MODULES and other not in MODULES[module]
     low, high = storey_of(folder_of(name)), storey_of(folder_of(target))
     return low is not None and high is not None and high > low
 
@@ -130,14 +148,14 @@ def check_layers(tree: Tree) -> list[str]:
             problems.append(f"{name}:{number}: {target} stands nowhere")
             continue
         here, there = folder_of(name), folder_of(target)
-        if here == there or module_of(name) == there:
+        if here == there:
             continue
         if (here, there) in STILL:
             seen.add((here, there))
             continue
         if upward(name, target):
             problems.append(f"{name}:{number}: {here} includes {there}, which stands above it")
-        elif module_of(name) == module_of(target) and there != module_of(target):
+        elif part_of(name) == part_of(target):
             arrows.setdefault(here, set()).add(there)
     problems += ["folders include each other: " + " -> ".join(circle) for circle in circles(arrows)]
     problems += [f"{here} includes {there} no more: tests/house/house.py need not allow it" for here, there in sorted(STILL - seen)
@@ -192,8 +210,9 @@ def check_examples(tree: Tree) -> list[str]:
 
 def check_widths(tree: Tree) -> list[str]:
     counts = {}
-    for _, _, target in tree.includes():
-        counts[target] = counts.get(target, 0) + 1
+    for name, _, target in tree.includes():
+        if module_of(name):
+            counts[target] = counts.get(target, 0) + 1
     return [f"{name} is included by {counts[name]} files, at most {most}" for name, most in WIDEST.items()
             if counts.get(name, 0) > most]
 

@@ -80,6 +80,46 @@ class House(unittest.TestCase):
         self.write("platform/VXViewer/core/Viewer.h", "\n#include <VXViewer/core/Gone.h>\n")
         self.assertEqual(self.problems(), ["platform/VXViewer/core/Viewer.h:2: platform/VXViewer/core/Gone.h stands nowhere"])
 
+    def test_circle_through_the_folder_of_a_module_itself(self):
+        self.write("app/Arguments.h", '#include "open/Opener.h"\n')
+        self.write("app/open/Opener.h", '#include "Arguments.h"\n')
+        self.write("docs/architecture.md", PAGE + "app/\n  open/\n")
+        self.assertEqual(self.problems(), ["folders include each other: app -> app/open -> app"])
+
+    def test_circle_of_tests(self):
+        self.write("tests/support/Fixture.h", '#include "support/ui/Text.h"\n')
+        self.write("tests/support/ui/Text.h", '#include "Frames.h"\n#include <VXViewer/core/Viewer.h>\n')
+        self.write("tests/support/ui/Frames.h", "#pragma once\n")
+        self.assertEqual(self.problems(), [])
+        self.write("tests/support/ui/Frames.h", '#include "support/Fixture.h"\n')
+        self.assertEqual(self.problems(), ["folders include each other: "
+                                           "tests/support -> tests/support/ui -> tests/support"])
+
+    def test_quoted_include_that_stands_nowhere(self):
+        self.write("tests/support/Fixture.h", "#pragma once\n")
+        self.write("backend/http/Server.h", "#pragma once\n")
+        self.write("docs/architecture.md", PAGE + "backend/\n  http/\n")
+        found = '#include "support/Fixture.h"\n#include "http/Server.h"\n#include "site/Page.h"\n#include "Places.h"\n'
+        for name in ["tests/http/server_test.cpp", "benchmarks/server.cpp"]:
+            self.write(name, found)
+        self.write("tests/CMakeLists.txt", "file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/include/Places.h CONTENT 1)\n")
+        self.write("backend/CMakeLists.txt", 'foreach(pair "site/page.html:Page:cPage")\n')
+        self.assertEqual(self.problems(), [])
+        self.write("backend/http/Server.h", '#include "http/Gone.h"\n#include "support/Fixture.h"\n#include "Places.h"\n')
+        self.write("tests/http/server_test.cpp", found + '#include "Gone.h"\n')
+        self.write("benchmarks/server.cpp", found + '#include "http/Serve.h"\n')
+        self.assertEqual(self.problems(), [
+            "backend/http/Server.h:1: http/Gone.h stands nowhere",
+            "backend/http/Server.h:2: support/Fixture.h stands nowhere",
+            "backend/http/Server.h:3: Places.h stands nowhere",
+            "benchmarks/server.cpp:5: http/Serve.h stands nowhere",
+            "tests/http/server_test.cpp:5: Gone.h stands nowhere"])
+
+    def test_module_that_includes_tests(self):
+        self.write("tests/support/Fixture.h", "#pragma once\n")
+        self.write("app/main.cpp", '#include "../tests/support/Fixture.h"\n')
+        self.assertEqual(self.problems(), ["app/main.cpp:1: app includes tests/support, which stands above it"])
+
     def test_folder_without_a_storey_and_without_a_word(self):
         self.write("platform/VXViewer/odds/Ends.h", "#pragma once\n")
         self.assertEqual(self.problems(), ["platform/VXViewer/odds stands in no storey",

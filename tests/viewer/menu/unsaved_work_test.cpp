@@ -1,7 +1,7 @@
-#include "support/BareInterface.h"
 #include "support/LogCapture.h"
 #include "support/OwnScene.h"
 #include "support/OwnSettings.h"
+#include "support/ui/BareInterface.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXViewer/menu/ImGuiMenu.h>

@@ -1,7 +1,7 @@
-#include "support/BareInterface.h"
 #include "support/LogCapture.h"
 #include "support/OwnSettings.h"
 #include "support/ParsedJson.h"
+#include "support/ui/BareInterface.h"
 
 #include <VXViewer/core/Viewer.h>
 #include <VXViewer/ribbon/RibbonConfig.h>

@@ -1,5 +1,5 @@
-#include "support/BareInterface.h"
 #include "support/ParsedJson.h"
+#include "support/ui/BareInterface.h"
 
 #include <VXViewer/ribbon/RibbonMenuSearch.h>
 #include <VXViewer/tools/FunctionItem.h>

@@ -1,6 +1,6 @@
-#include "support/BareInterface.h"
 #include "support/LogCapture.h"
 #include "support/ScratchFolder.h"
+#include "support/ui/BareInterface.h"
 
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonFontManager.h>

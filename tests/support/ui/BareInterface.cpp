@@ -1,4 +1,4 @@
-#include "support/BareInterface.h"
+#include "support/ui/BareInterface.h"
 
 #include "support/ui/ShownText.h"
 

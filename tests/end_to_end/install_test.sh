@@ -11,12 +11,11 @@ cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
 "$scratch/prefix/bin/orvanta-backend" --version
 
 # The headers of the lists, and no other.
-"$(dirname "$0")/../house/house.py" --headers > "$scratch/listed"
-(cd "$scratch/prefix/include" && find . -name '*.h' -printf '%P\n' | LC_ALL=C sort) | diff "$scratch/listed" -
-grep -qx VXOrvanta/shell/OrvantaSetup.h "$scratch/listed"
+"$(dirname "$0")/../house/house.py" --installed "$scratch/prefix/include"
+[ -f "$scratch/prefix/include/VXOrvanta/shell/OrvantaSetup.h" ]
 # What only the library itself needs is on no list.
 for private in shell/VersionCheck.h converter/ImportContext.h converter/ImportSteps.h; do
-    ! grep -x "VXOrvanta/$private" "$scratch/listed" || { echo "it must not be installed"; exit 1; }
+    [ ! -e "$scratch/prefix/include/VXOrvanta/$private" ] || { echo "$private must not be installed"; exit 1; }
 done
 
 # Those that a stranger meets first open with an example, which compiles as well.

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Holds the tree to its shape: tests/house/house.py [--headers] [ROOT]
+"""Holds the tree to its shape: tests/house/house.py [--installed INCLUDE] [ROOT]
 
-Prints every include that points upwards or in a circle, that stands nowhere, every public header that includes what its
-users do not get, every header that too many include, every one that lacks its example, every function and file that has grown too
-long, and every folder that docs/architecture.md does not name; ends with 1 when there is any. With --headers it prints
-the public headers instead.
+Prints every include that points upwards or in a circle or stands nowhere, every public header that includes what its
+users do not get, every header that too many include, every one that lacks its example, every function and file that has
+grown too long, every folder that is too full, and every one that docs/architecture.md does not name; ends with 1 when there
+is any. With --installed it holds a folder of installed headers to the public ones instead.
 """
+import argparse
 import collections
 import pathlib
 import posixpath
@@ -41,8 +42,15 @@ AROUND = {
 PREFIXES = {"VXMesh": "platform/VXMesh", "VXViewer": "platform/VXViewer", "VXOrvanta": "source"}
 # Arrows that point the wrong way and are still to be turned. One that has gone has to go from here, too.
 STILL: set[tuple[str, str]] = set()
-# What a public header may include of others; the installed package finds them.
-FOUND = re.compile(r"json/|tl/|boost/|imgui\.h$|[a-z_]+$")
+# What a public header may include of others, and how the installed package finds it.
+PACKAGE = "cmake/VXOrvantaConfig.cmake.in"
+FOUND = {
+    "json/": "pkg_check_modules(jsoncpp ",
+    "tl/": "find_dependency(tl-expected)",
+    "boost/": "find_dependency(Boost ",
+    "imgui.h": "find_path(VXOrvanta_IMGUI_INCLUDE_DIR imgui.h ",
+}
+STANDARD = re.compile(r"[a-z_]+$")
 # Headers of much that changes, and how many sources may depend on them.
 WIDEST = {"platform/VXViewer/core/Viewer.h": 30}
 LONGEST_FUNCTION = 60
@@ -191,15 +199,25 @@ def public_headers(root: pathlib.Path) -> dict[str, str]:
 def check_face(tree: Tree) -> list[str]:
     problems = []
     public = public_headers(tree.root)
+    package = tree.root / PACKAGE
+    search = package.read_text(encoding="utf-8") if package.is_file() else ""
+    found = tuple(library for library, way in FOUND.items() if way in search)
     for include, name in public.items():
         if name not in tree.texts:
             problems.append(f"{name} is public and stands nowhere")
             continue
         for number, line in enumerate(tree.texts[name], 1):
             match = re.match(r'\s*#\s*include\s*[<"]([^>"]+)[>"]', line)
-            if match and match[1] not in public and not FOUND.match(match[1]):
+            if match and match[1] not in public and not STANDARD.match(match[1]) and not match[1].startswith(found):
                 problems.append(f"{name}:{number}: a public header includes {match[1]}, which its users do not get")
     return problems
+
+
+def installed_problems(root: pathlib.Path, include: pathlib.Path) -> list[str]:
+    public = public_headers(root)
+    installed = {path.relative_to(include).as_posix() for path in include.rglob("*.h")}
+    return [f"{name} is installed and not public" for name in sorted(installed - set(public))] + [
+        f"{name} is public and not installed" for name in sorted(set(public) - installed)]
 
 
 def check_examples(tree: Tree) -> list[str]:
@@ -252,14 +270,17 @@ def problems_of(tree: Tree) -> list[str]:
 
 
 def main() -> int:
-    arguments = [argument for argument in sys.argv[1:] if argument != "--headers"]
-    root = pathlib.Path(arguments[0] if arguments else pathlib.Path(__file__).resolve().parents[2]).resolve()
-    if "--headers" in sys.argv:
-        print("\n".join(sorted(public_headers(root))))
-        return 0
-    tree = Tree(root)
-    problems = problems_of(tree)
-    print("\n".join(problems) if problems else f"{len(tree.names)} files, each in its place")
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--installed", type=pathlib.Path, metavar="INCLUDE")
+    parser.add_argument("root", nargs="?", type=pathlib.Path, default=pathlib.Path(__file__).resolve().parents[2])
+    arguments = parser.parse_args()
+    root = arguments.root.resolve()
+    if arguments.installed:
+        problems, well = installed_problems(root, arguments.installed), "the public headers are installed, and no other"
+    else:
+        tree = Tree(root)
+        problems, well = problems_of(tree), f"{len(tree.names)} files, each in its place"
+    print("\n".join(problems) if problems else well)
     return 1 if problems else 0
 
 

@@ -127,6 +127,7 @@ class House(unittest.TestCase):
 
     def test_public_headers(self):
         self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h\n    scene/Object.h io/Gone.h)\n")
+        self.write("cmake/VXOrvantaConfig.cmake.in", "pkg_check_modules(jsoncpp REQUIRED)\n")
         self.write("platform/VXMesh/io/Text.h", "#include <string>\n#include <json/value.h>\n#include <imgui.h>\n"
                                                 "#include <sys/mman.h>\n#include <curl/curl.h>\n")
         self.write("platform/VXMesh/scene/Object.h", "#include <VXMesh/io/Text.h>\n#include <VXMesh/scene/Cache.h>\n"
@@ -137,10 +138,31 @@ class House(unittest.TestCase):
                                                            "VXMesh/io/Gone.h": "platform/VXMesh/io/Gone.h"})
         begin = "a public header includes"
         self.assertEqual(self.problems(), [
+            f"platform/VXMesh/io/Text.h:3: {begin} imgui.h, which its users do not get",
             f"platform/VXMesh/io/Text.h:4: {begin} sys/mman.h, which its users do not get",
             f"platform/VXMesh/io/Text.h:5: {begin} curl/curl.h, which its users do not get",
             f"platform/VXMesh/scene/Object.h:2: {begin} VXMesh/scene/Cache.h, which its users do not get",
             "platform/VXMesh/io/Gone.h is public and stands nowhere"])
+
+    def test_library_that_the_package_finds(self):
+        self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h)\n")
+        self.write("platform/VXMesh/io/Text.h", "#include <imgui.h>\n#include <tl/expected.hpp>\n")
+        self.write("cmake/VXOrvantaConfig.cmake.in", "find_dependency(tl-expected)\n")
+        self.assertEqual(self.problems(), ["platform/VXMesh/io/Text.h:1: a public header includes imgui.h, "
+                                           "which its users do not get"])
+        self.write("cmake/VXOrvantaConfig.cmake.in", "find_dependency(tl-expected)\n"
+                                                     "find_path(VXOrvanta_IMGUI_INCLUDE_DIR imgui.h REQUIRED)\n")
+        self.assertEqual(self.problems(), [])
+
+    def test_installed_headers(self):
+        self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h scene/Object.h)\n")
+        self.write("prefix/VXMesh/io/Text.h", "#pragma once\n")
+        self.write("prefix/VXMesh/scene/Object.h", "#pragma once\n")
+        self.assertEqual(house.installed_problems(self.root, self.root / "prefix"), [])
+        self.write("prefix/VXMesh/scene/Cache.h", "#pragma once\n")
+        (self.root / "prefix/VXMesh/io/Text.h").unlink()
+        self.assertEqual(house.installed_problems(self.root, self.root / "prefix"),
+                         ["VXMesh/scene/Cache.h is installed and not public", "VXMesh/io/Text.h is public and not installed"])
 
     def test_header_without_its_example(self):
         self.write("platform/VXMesh/CMakeLists.txt", "set(VXMESH_HEADERS\n    io/Text.h scene/Object.h)\n")

@@ -27,16 +27,6 @@ HttpResponse success( Json::Value result )
     return out;
 }
 
-HttpResponse failure( int status, const std::string& message )
-{
-    Json::Value envelope;
-    envelope["error"]["message"] = message;
-    HttpResponse out;
-    out.status = status;
-    out.body = compactJson( envelope );
-    return out;
-}
-
 HttpResponse unavailable( const DatabaseError& error )
 {
     spdlog::error( "Conversion: {}", error.text );

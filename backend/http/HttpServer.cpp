@@ -7,13 +7,19 @@
 namespace VX::Backend
 {
 
-HttpResponse HttpHandler::refuse( const std::string& /*path*/, int status )
+HttpResponse failure( int status, const std::string& message )
 {
     HttpResponse out;
     out.status = status;
     Json::Value body;
-    body["error"]["message"] = statusText( status );
+    body["error"]["message"] = message;
     out.body = compactJson( body );
+    return out;
+}
+
+HttpResponse HttpHandler::refuse( const std::string& /*path*/, int status )
+{
+    auto out = failure( status, statusText( status ) );
     out.close = true;
     return out;
 }

@@ -50,6 +50,9 @@ struct HttpResponse
     bool close = false;
 };
 
+/// A refusal in words, {"error": {"message": …}}.
+[[nodiscard]] HttpResponse failure( int status, const std::string& message );
+
 /// Answers a request; called exactly once, from any thread.
 using Respond = std::function<void( HttpResponse )>;
 

@@ -1,7 +1,5 @@
 #include "http/HttpService.h"
 
-#include "text/JsonText.h"
-
 namespace VX::Backend
 {
 
@@ -11,12 +9,8 @@ BodyPlan planReading( const HttpRequest& head, const std::string& message )
     plan.maxSize = 0;
     if ( head.method == "GET" || head.method == "HEAD" )
         return plan;
-    Json::Value body;
-    body["error"]["message"] = message;
-    plan.refusal = HttpResponse{};
-    plan.refusal->status = 405;
+    plan.refusal = failure( 405, message );
     plan.refusal->headers["Allow"] = "GET, HEAD";
-    plan.refusal->body = compactJson( body );
     return plan;
 }
 

@@ -14,12 +14,10 @@ namespace
 BodyPlan nothingHere( const std::string& path )
 {
     BodyPlan plan;
-    plan.refusal = HttpResponse{};
-    plan.refusal->status = 404;
-    plan.refusal->body = R"({"error":{"message":"There is nothing here"}})";
     // Programs that sign in look for the text at the top.
-    if ( path.starts_with( "/auth" ) )
-        plan.refusal = authFailure( "ResourceNotFoundException", "There is nothing here", 404 );
+    const auto text = "There is nothing here";
+    plan.refusal =
+        path.starts_with( "/auth" ) ? authFailure( "ResourceNotFoundException", text, 404 ) : failure( 404, text );
     return plan;
 }
 

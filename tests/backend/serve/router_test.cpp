@@ -133,6 +133,13 @@ TEST_F( Routers, PlansAreMadeWhereAnswersAre )
     EXPECT_NE( slow_.planned, std::this_thread::get_id() );
 }
 
+TEST_F( Routers, SaysWhereNothingIsInTheFormOfTheClient )
+{
+    EXPECT_EQ( plan( "/nowhere" ).get().refusal->body, R"({"error":{"message":"There is nothing here"}})" );
+    EXPECT_EQ( plan( "/auth/nowhere" ).get().refusal->body,
+        R"({"__type":"ResourceNotFoundException","message":"There is nothing here"})" );
+}
+
 TEST_F( Routers, WhatAServiceThrowsIsItsRefusal )
 {
     const Testing::LogCapture log;

@@ -130,7 +130,10 @@ TEST_F( Site, PagesCanOnlyBeRead )
     HttpRequest request;
     request.method = "POST";
     request.path = "/download";
-    EXPECT_EQ( site_.planBody( request ).refusal->status, 405 );
+    const auto refusal = site_.planBody( request ).refusal.value();
+    EXPECT_EQ( refusal.status, 405 );
+    EXPECT_EQ( refusal.headers.at( "Allow" ), "GET, HEAD" );
+    EXPECT_EQ( refusal.body, R"({"error":{"message":"Pages can only be read"}})" );
     EXPECT_FALSE( SiteApi::serves( "/downloads" ) );
     EXPECT_FALSE( SiteApi::serves( "/site/other" ) );
 }

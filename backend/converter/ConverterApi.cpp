@@ -17,6 +17,8 @@ namespace
 
 // Jobs may be finished by another process, of which no hint comes.
 constexpr auto cLookAgain = std::chrono::milliseconds( 20 );
+// Whoever begins to wait ends the pause.
+constexpr auto cUntilSomebodyWaits = std::chrono::hours( 1 );
 
 HttpResponse success( Json::Value result )
 {
@@ -67,7 +69,7 @@ ConverterApi::ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterA
     : jobs_( jobs )
     , store_( store )
     , options_( std::move( options ) )
-    , thread_( [this] { answerWaiters_(); } )
+    , answering_( [this] { return answerWaiters_(); } )
 {
 }
 
@@ -82,10 +84,8 @@ void ConverterApi::stop()
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
     }
-    arrived_.notify_all();
     jobs_.notifyChange();
-    if ( thread_.joinable() )
-        thread_.join();
+    answering_.stop();
     // What answers them holds a part of the server, which ends next.
     std::list<Waiter> last;
     {
@@ -220,41 +220,38 @@ void ConverterApi::status_( const HttpRequest& request, const Respond& respond )
         if ( !stopping_ )
         {
             waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
-            arrived_.notify_all();
+            answering_.wake();
             return;
         }
     }
     respond( *statusOf_( id, false ) );
 }
 
-void ConverterApi::answerWaiters_()
+std::chrono::milliseconds ConverterApi::answerWaiters_()
 {
-    while ( !stopping_ )
+    std::list<Waiter> waiting;
     {
-        std::list<Waiter> waiting;
-        {
-            std::unique_lock lock( mutex_ );
-            arrived_.wait( lock, [this] { return stopping_ || !waiters_.empty(); } );
-            waiting.swap( waiters_ );
-        }
-        const auto now = Clock::now();
-        const auto seen = jobs_.changes();
-        waiting.remove_if(
-            [&]( const Waiter& waiter )
-            {
-                auto answer = statusOf_( waiter.id, now < waiter.deadline && !stopping_ );
-                if ( answer )
-                    waiter.respond( std::move( *answer ) );
-                return answer.has_value();
-            } );
-        const bool some = !waiting.empty();
-        {
-            const std::lock_guard lock( mutex_ );
-            waiters_.splice( waiters_.begin(), waiting );
-        }
-        if ( some )
-            jobs_.waitForChange( seen, cLookAgain );
+        const std::lock_guard lock( mutex_ );
+        waiting.swap( waiters_ );
     }
+    const auto now = Clock::now();
+    const auto seen = jobs_.changes();
+    waiting.remove_if(
+        [&]( const Waiter& waiter )
+        {
+            auto answer = statusOf_( waiter.id, now < waiter.deadline && !stopping_ );
+            if ( answer )
+                waiter.respond( std::move( *answer ) );
+            return answer.has_value();
+        } );
+    if ( waiting.empty() )
+        return cUntilSomebodyWaits;
+    {
+        const std::lock_guard lock( mutex_ );
+        waiters_.splice( waiters_.begin(), waiting );
+    }
+    jobs_.waitForChange( seen, cLookAgain );
+    return {};
 }
 
 } // namespace VX::Backend

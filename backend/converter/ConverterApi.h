@@ -4,13 +4,13 @@
 #include "http/HttpService.h"
 #include "identity/IdentityService.h"
 #include "storage/ObjectStore.h"
+#include "work/Repeating.h"
 
 #include <atomic>
 #include <functional>
 #include <list>
 #include <mutex>
 #include <optional>
-#include <thread>
 
 #include <json/value.h>
 
@@ -60,17 +60,18 @@ private:
     void status_( const HttpRequest& request, const Respond& respond );
     /// The answer for a job, or nothing while it is worth waiting.
     [[nodiscard]] std::optional<HttpResponse> statusOf_( const std::string& id, bool waitLonger );
-    void answerWaiters_();
+    /// Answers those for whom there is news or whose time is over, and waits for news for the others; returns the
+    /// pause after it.
+    [[nodiscard]] std::chrono::milliseconds answerWaiters_();
 
     ConversionJobs& jobs_;
     ObjectStore& store_;
     ConverterApiOptions options_;
     std::mutex mutex_;
-    std::condition_variable arrived_;
     std::list<Waiter> waiters_;
     std::atomic<bool> draining_{ false };
     std::atomic<bool> stopping_{ false };
-    std::thread thread_;
+    Repeating answering_;
 };
 
 } // namespace VX::Backend

@@ -66,8 +66,7 @@ bool reopens( const OpenBatch& batch )
 } // namespace
 
 FileOpener::FileOpener()
-    : closing_( std::make_shared<std::atomic<bool>>( false ) )
-    , watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
+    : watch_( [this]( const std::filesystem::path& file ) { later_( [this, file] { onChangedFile_( file ); } ); } )
 {
     sInstance = this;
     saved_ = sceneDocument().savedSignal.connect(
@@ -76,7 +75,6 @@ FileOpener::FileOpener()
 
 FileOpener::~FileOpener()
 {
-    *closing_ = true;
     if ( shown_ )
         shown_->job.cancel();
     for ( const auto& background : backgrounds_ )
@@ -93,9 +91,9 @@ FileOpener* FileOpener::instance()
 void FileOpener::later_( std::function<void()> command )
 {
     CommandLoop::appendCommand(
-        [closing = closing_, command = std::move( command )]
+        [life = life_.watch(), command = std::move( command )]
         {
-            if ( !*closing )
+            if ( !life.expired() )
                 command();
         } );
 }
@@ -131,9 +129,9 @@ std::vector<std::filesystem::path> FileOpener::withoutWaiting_( const std::vecto
 void FileOpener::openScene_( const std::filesystem::path& file )
 {
     UnsavedWork::leave(
-        [this, file, closing = closing_]
+        [this, file, life = life_.watch()]
         {
-            if ( !*closing )
+            if ( !life.expired() )
                 start_( std::make_shared<OpenBatch>( std::vector{ file }, OpenBatch::Mode::Scene ) );
         } );
 }
@@ -192,9 +190,9 @@ void FileOpener::openUnderProgressBar_( const Batch& batch )
         batch->run( { job.progress(), [&job]( const std::string& stage ) { job.setTask( stage ); } } );
         return {};
     };
-    const auto ended = [this, closing = closing_, batch]( const Job::Outcome& outcome )
+    const auto ended = [this, life = life_.watch(), batch]( const Job::Outcome& outcome )
     {
-        if ( !*closing )
+        if ( !life.expired() )
             endShown_( batch, outcome );
     };
     if ( const auto job = ProgressBar::start( "Opening " + titleOf( *batch ), work, ended ) )
@@ -223,9 +221,9 @@ void FileOpener::openInBackground_( const Batch& batch )
         batch->runSideBySide( { job.progress(), [&job]( const std::string& stage ) { job.setTask( stage ); } } );
         return {};
     };
-    const auto ended = [this, closing = closing_, batch]( const Job::Outcome& outcome )
+    const auto ended = [this, life = life_.watch(), batch]( const Job::Outcome& outcome )
     {
-        if ( !*closing )
+        if ( !life.expired() )
             endBackground_( batch, outcome );
     };
     const auto job = Job::start( "Opening " + titleOf( *batch ), work, ended );
@@ -376,9 +374,9 @@ void FileOpener::showFailures_( const std::vector<OpenFailure>& failures, size_t
         if ( mayPass( failure ) )
             again.push_back( failure.file );
     const auto text = failuresText( failures, count );
-    const auto retry = [this, again, closing = closing_]
+    const auto retry = [this, again, life = life_.watch()]
     {
-        if ( !*closing )
+        if ( !life.expired() )
             open( again );
     };
     const auto show = [weak = std::weak_ptr( menu ), text, again, retry]
@@ -419,9 +417,9 @@ void FileOpener::onChangedFile_( const std::filesystem::path& file )
     const auto& menu = getViewerInstance().getMenuPlugin();
     if ( !menu || !opened_.takeChange( file ) )
         return;
-    const auto reload = [this, file, closing = closing_]
+    const auto reload = [this, file, life = life_.watch()]
     {
-        if ( !*closing )
+        if ( !life.expired() )
             reopen( { file }, OpenBatch::Mode::Reload );
     };
     RibbonNotification note{ .header = utf8string( file.filename() ),

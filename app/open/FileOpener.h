@@ -5,11 +5,11 @@
 #include "open/OpenMessages.h"
 #include "open/OpenedFiles.h"
 
+#include <VXViewer/loop/LifeToken.h>
 #include <VXViewer/work/Job.h>
 
 #include <boost/signals2/connection.hpp>
 
-#include <atomic>
 #include <deque>
 #include <filesystem>
 #include <functional>
@@ -111,7 +111,8 @@ private:
     boost::signals2::scoped_connection noteFrames_;
     size_t pending_ = 0;
     size_t batches_ = 0;
-    std::shared_ptr<std::atomic<bool>> closing_;
+    /// For what comes late. It outlives `watch_`, whose thread asks for it.
+    LifeToken life_;
     OpenedFiles opened_;
     boost::signals2::scoped_connection saved_;
     FileWatch watch_;

@@ -6,6 +6,7 @@
 #include <VXViewer/menu/LinkOpener.h>
 #include <VXViewer/schema/RibbonSchema.h>
 #include <VXViewer/settings/Config.h>
+#include <VXViewer/tools/ShapeLooks.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
 #include <VXViewer/ui/RibbonIcons.h>
@@ -24,17 +25,9 @@ constexpr float cPanelWidth = 425, cPanelHeight = 230, cTallPanelHeight = 476;
 constexpr float cLeft = 36, cHeadingTop = 23, cLinesTop = 0.3f * cPanelHeight, cButtonTop = 0.74f * cPanelHeight;
 constexpr ImU32 cGrey = 0xff7f7f7f;
 
-struct Shape
-{
-    const char* icon;
-    const char* label;
-    Vector2f place;
-};
-
-constexpr std::array<Shape, 6> cShapes{
-    { { "cube", "Cube", { 273, 40.2f } }, { "cylinder", "Cylinder", { 345, 40.2f } },
-        { "sphere", "Sphere", { 273, 98.2f } }, { "prism", "Prism", { 345, 98.2f } },
-        { "torus", "Torus", { 273, 156.2f } }, { "arrow", "Arrow", { 345, 156.2f } } } };
+// Of the shapes, two beside each other.
+constexpr float cShapeColumns[] = { 273, 345 }, cShapeRows[] = { 40.2f, 98.2f, 156.2f };
+static_assert( std::size( cShapeColumns ) * std::size( cShapeRows ) == cShapeLooks.size() );
 
 /// A line in the middle of a panel, at the cursor's height.
 void centered( const char* text, float width )
@@ -111,10 +104,11 @@ void WelcomeWindow::drawShapes_() const
 {
     const StyleScope style( { { ImGuiCol_Button, ImVec4{} }, { ImGuiCol_ButtonHovered, ImVec4{} },
         { ImGuiCol_ButtonActive, ImVec4{} }, { ImGuiCol_Text, cGrey } } );
-    for ( const auto& shape : cShapes )
+    for ( size_t i = 0; i < cShapeLooks.size(); ++i )
     {
-        ImGui::SetCursorPos( { shape.place.x * scaling_, shape.place.y * scaling_ } );
-        (void)UI::buttonIconEx( shape.icon, Vector2f{ 16, 16 } * scaling_, shape.label, Vector2f{ 64, 50 } * scaling_ );
+        const auto& shape = cShapeLooks[i];
+        ImGui::SetCursorPos( { cShapeColumns[i % 2] * scaling_, cShapeRows[i / 2] * scaling_ } );
+        (void)UI::buttonIconEx( shape.icon, Vector2f{ 16, 16 } * scaling_, shape.name, Vector2f{ 64, 50 } * scaling_ );
     }
 }
 

@@ -4,18 +4,18 @@
 #include <VXViewer/scene/SceneEdits.h>
 #include <VXViewer/scene/SceneRoot.h>
 #include <VXViewer/schema/RibbonSchema.h>
+#include <VXViewer/tools/ShapeLooks.h>
 #include <VXViewer/ui/Widgets.h>
 #include <VXViewer/window/Window.h>
 
 #include <imgui.h>
-
-#include <array>
 
 namespace VX
 {
 namespace
 {
 
+/// In the order of `cShapeLooks`.
 enum class Shape
 {
     Cube,
@@ -25,15 +25,6 @@ enum class Shape
     Torus,
     Arrow
 };
-
-struct ShapeLook
-{
-    const char* icon;
-    const char* name;
-};
-
-constexpr std::array<ShapeLook, 6> cShapes{ ShapeLook{ "cube", "Cube" }, { "cylinder", "Cylinder" },
-    { "sphere", "Sphere" }, { "prism", "Prism" }, { "torus", "Torus" }, { "arrow", "Arrow" } };
 
 struct Parameters
 {
@@ -114,10 +105,10 @@ private:
         const float scale = UI::scale();
         const float gap = ImGui::GetStyle().ItemSpacing.x;
         const float width = ( ImGui::GetContentRegionAvail().x - 2 * gap ) / 3;
-        for ( size_t i = 0; i < cShapes.size(); ++i )
+        for ( size_t i = 0; i < cShapeLooks.size(); ++i )
         {
-            if ( UI::buttonIconEx( cShapes[i].icon, { 22 * scale, 22 * scale }, cShapes[i].name, { width, 56 * scale },
-                     true, size_t( shape_ ) == i ) )
+            if ( UI::buttonIconEx( cShapeLooks[i].icon, { 22 * scale, 22 * scale }, cShapeLooks[i].name,
+                     { width, 56 * scale }, true, size_t( shape_ ) == i ) )
                 shape_ = Shape( i );
             if ( i % 3 != 2 )
                 ImGui::SameLine();
@@ -166,9 +157,9 @@ private:
     void create_()
     {
         auto object = std::make_shared<ObjectMesh>();
-        object->setName( cShapes[size_t( shape_ )].name );
+        object->setName( cShapeLooks[size_t( shape_ )].name );
         object->setMesh( std::make_shared<Mesh>( make( shape_, parameters_ ) ) );
-        SceneEdits::add( std::string( "Create " ) + cShapes[size_t( shape_ )].name, { object } );
+        SceneEdits::add( std::string( "Create " ) + cShapeLooks[size_t( shape_ )].name, { object } );
         fitViewToScene();
         enable( false );
     }

@@ -54,7 +54,7 @@ public:
         return true;
     }
     [[nodiscard]] bool isActive() const override { return open_; }
-    void drawDialog( float ) override
+    void drawDialog() override
     {
         static const auto sLines = linesOfPrivacy();
         if ( UI::beginToolDialog( "Privacy", &open_, 460 ) )

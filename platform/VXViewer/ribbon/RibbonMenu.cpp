@@ -184,7 +184,7 @@ void RibbonMenu::drawTopPanel_( bool drawTabs, bool centerItems )
 
 void RibbonMenu::drawDialogOf_( const std::shared_ptr<RibbonMenuItem>& item )
 {
-    item->drawDialog( UI::scale() );
+    item->drawDialog();
     active_.update( item );
 }
 

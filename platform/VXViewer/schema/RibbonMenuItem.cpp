@@ -15,7 +15,7 @@ std::string_view RibbonMenuItem::isAvailable( const SelectedObjects& ) const
     return {};
 }
 
-void RibbonMenuItem::drawDialog( float ) {}
+void RibbonMenuItem::drawDialog() {}
 
 bool StatePlugin::action()
 {

@@ -70,8 +70,8 @@ public:
     /// While a blocking tool is active, no other blocking one can be.
     [[nodiscard]] virtual bool blocking() const { return false; }
 
-    /// Draws its dialog while it is active.
-    virtual void drawDialog( float menuScaling );
+    /// Draws its dialog while it is active, at `UI::scale`.
+    virtual void drawDialog();
 
     /// Replaces the tooltip of the configuration when not empty.
     [[nodiscard]] virtual std::string dynamicTooltip() const { return {}; }

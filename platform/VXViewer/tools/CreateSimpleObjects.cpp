@@ -78,8 +78,9 @@ public:
     }
     [[nodiscard]] bool blocking() const override { return true; }
 
-    void drawDialog( float scale ) override
+    void drawDialog() override
     {
+        const float scale = UI::scale();
         bool open = true;
         if ( UI::beginToolDialog( "Create simple objects", &open, 300 ) )
         {

@@ -34,7 +34,7 @@ public:
         return Requirements::anyObject( selected );
     }
 
-    void drawDialog( float ) override
+    void drawDialog() override
     {
         dropLostPoints_();
         bool open = true;

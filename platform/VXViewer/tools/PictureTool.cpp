@@ -51,8 +51,9 @@ public:
     }
     [[nodiscard]] bool blocking() const override { return false; }
 
-    void drawDialog( float scale ) override
+    void drawDialog() override
     {
+        const float scale = UI::scale();
         bool open = true;
         if ( UI::beginToolDialog( "Save picture", &open, 270 ) )
         {

@@ -27,8 +27,9 @@ public:
         return Requirements::anyObject( selected );
     }
 
-    void drawDialog( float scale ) override
+    void drawDialog() override
     {
+        const float scale = UI::scale();
         bool open = true;
         if ( UI::beginToolDialog( "Select primitives", &open, 290 ) )
         {

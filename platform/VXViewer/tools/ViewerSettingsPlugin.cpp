@@ -278,7 +278,7 @@ void ViewerSettingsPlugin::drawTab_( TabType tab )
     ImGui::EndTabItem();
 }
 
-void ViewerSettingsPlugin::drawDialog( float )
+void ViewerSettingsPlugin::drawDialog()
 {
     bool open = true;
     if ( UI::beginToolDialog( "Viewer settings", &open, 360 ) && ImGui::BeginTabBar( "##tabs" ) )

@@ -54,7 +54,7 @@ public:
 
     [[nodiscard]] std::vector<ToolShortcut> shortcuts() const override;
     [[nodiscard]] bool blocking() const override { return false; }
-    void drawDialog( float menuScaling ) override;
+    void drawDialog() override;
 
 private:
     void drawTab_( TabType tab );

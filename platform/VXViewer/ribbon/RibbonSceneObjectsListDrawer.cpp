@@ -15,26 +15,24 @@ namespace
 
 constexpr const char* cId = "##context";
 
-// What is of use where objects are listed, by the names of the tools; those that do not exist are left out.
+// What is of use where objects are listed.
 constexpr const char* cObjectTools[] = { "Fit selected", "Rename", "Hide selected", "Show all", "Delete Selection" };
 constexpr const char* cSceneTools[] = { "Open files", "Create Simple Objects", "Select all", "Show all", "Fit all" };
 
 } // namespace
 
+std::span<const char* const> RibbonSceneObjectsListDrawer::contextTools( bool ofObject )
+{
+    return ofObject ? std::span<const char* const>( cObjectTools ) : cSceneTools;
+}
+
 void RibbonSceneObjectsListDrawer::drawContextMenu_( Object* object )
 {
     onDrawContextSignal();
     const auto& items = RibbonSchemaHolder::schema().items;
-    const auto draw = [&]( const auto& names )
-    {
-        for ( const char* name : names )
-            if ( const auto it = items.find( name ); it != items.end() )
-                RibbonItemButton::drawMenuRow( it->second, host_ );
-    };
-    if ( object )
-        draw( cObjectTools );
-    else
-        draw( cSceneTools );
+    for ( const char* name : contextTools( object != nullptr ) )
+        if ( const auto it = items.find( name ); it != items.end() )
+            RibbonItemButton::drawMenuRow( it->second, host_ );
 }
 
 void RibbonSceneObjectsListDrawer::drawRowExtras_( Object& object )

@@ -5,6 +5,8 @@
 
 #include <boost/signals2/signal.hpp>
 
+#include <span>
+
 namespace VX
 {
 
@@ -20,6 +22,10 @@ public:
 
     /// Every frame in which the context menu is drawn, from within its window.
     boost::signals2::signal<void()> onDrawContextSignal;
+
+    /// Names of the tools in the context menu of an object, or of the list's empty part. Those that do not exist are
+    /// left out.
+    [[nodiscard]] static std::span<const char* const> contextTools( bool ofObject );
 
 private:
     void drawRowExtras_( Object& object ) override;

@@ -116,6 +116,18 @@ TEST_F( Local, HasTheRibbonAndTheToolsWithoutTheServices )
     EXPECT_EQ( menu()->notificationCount(), 0u ) << "the configuration does not fit";
 }
 
+TEST_F( Local, TheKeysForEditingMeetTheirTools )
+{
+    const auto& keys = *menu()->getShortcutManager();
+    for ( const auto& [tool, key] :
+        { std::pair{ "Undo", "Ctrl+Z" }, std::pair{ "Redo", "Ctrl+Shift+Z" }, std::pair{ "Delete Selection", "Del" },
+            std::pair{ "Select Primitives", "Ctrl+W" }, std::pair{ "Clear Selections", "Ctrl+X" } } )
+    {
+        const auto bound = keys.findShortcutByName( tool );
+        EXPECT_EQ( bound ? ShortcutManager::getKeyFullString( *bound ) : "no key", key ) << tool;
+    }
+}
+
 TEST_F( Local, NothingStandsInTheWayOfTheScene )
 {
     for ( const char* name : { "Auth", "Background", "elcome", "odal", "ersion" } )

@@ -1,6 +1,7 @@
 #include "support/TestMeshes.h"
 
-#include <VXViewer/ribbon/SceneObjectsListDrawer.h>
+#include <VXViewer/ribbon/RibbonSceneObjectsListDrawer.h>
+#include <VXViewer/schema/RibbonSchema.h>
 
 #include <gtest/gtest.h>
 
@@ -128,4 +129,15 @@ TEST_F( SceneList, RenamingEndsWithTheObject )
     group_->detach();
     selectTo( a_ );
     EXPECT_FALSE( list_.isRenaming() );
+}
+
+TEST( ContextMenuOfTheSceneList, EveryNameInItIsATool )
+{
+    for ( const bool ofObject : { false, true } )
+    {
+        const auto names = RibbonSceneObjectsListDrawer::contextTools( ofObject );
+        EXPECT_EQ( names.size(), 5u );
+        for ( const char* name : names )
+            EXPECT_TRUE( RibbonSchemaHolder::findItem( name ) ) << name;
+    }
 }

@@ -8,7 +8,7 @@
 namespace VX
 {
 
-/// How many threads are worth starting for this many items, one for every `least` of them and at most one a core.
+/// How many threads are worth starting for this many items, one for every `least` of them and at most one per core.
 [[nodiscard]] inline size_t threadsFor( size_t items, size_t least )
 {
     const size_t cores = std::max( std::thread::hardware_concurrency(), 1u );

@@ -27,7 +27,8 @@ struct Question
     std::vector<Answer> answers;
     /// What Escape does; without a function the question goes away and nothing is done.
     std::function<void()> onEscape = {};
-    /// Waits until nothing else covers the scene: no other dialog, no work under a progress bar, no sign-in.
+    /// Waits until nothing else covers the scene: no other dialog, no work under a progress bar, no screen over the
+    /// whole window.
     bool isPatient = false;
 };
 

@@ -113,7 +113,7 @@ void ImGuiMenu::init( Viewer* viewer )
     dialogs_->shortcuts.captionOf = [this]( const std::string& command ) { return captionOf_( command ); };
     dialogs_->failures = ProgressBar::failedSignal().connect(
         [this]( const std::string& text ) { showModalMessage( text, NotificationType::Error ); } );
-    // After the first frame of what a product has queued before, such as a sign-in that covers the scene.
+    // After the first frame of what a product has queued before, such as a screen that covers the scene.
     CommandLoop::appendCommand( [] { CommandLoop::appendCommand( &offerRecovery ); } );
 }
 

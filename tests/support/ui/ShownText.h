@@ -24,7 +24,7 @@ struct ShownText
 /// read from the glyphs themselves, so what is not drawn is not in it.
 [[nodiscard]] std::vector<ShownText> shownTexts( const std::string& window );
 
-/// The same without its colours and places, one piece a line.
+/// The same without its colours and places, one piece per line.
 [[nodiscard]] std::string shownText( const std::string& window );
 
 struct DrawnBox

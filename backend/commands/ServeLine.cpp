@@ -175,6 +175,20 @@ void addConversionOptions( CLI::App& command, Line& line )
         ->capture_default_str();
 }
 
+void addStoreOptions( CLI::App& command, StoreOptions& store )
+{
+    auto* endpoint = command.add_option( "--store-endpoint", store.endpoint,
+        "Keep uploads and results in a bucket of this S3-compatible service, https://HOST[:PORT], in place of "
+        "DATA/objects. ORVANTA_S3_KEY, ORVANTA_S3_SECRET and ORVANTA_S3_BUCKET are its keys and its name" );
+    command
+        .add_option( "--store-public-endpoint", store.publicEndpoint,
+            "The address at which clients reach the same service; that of --store-endpoint unless given" )
+        ->needs( endpoint );
+    command.add_option( "--store-region", store.region, "The region that requests to it are signed for" )
+        ->needs( endpoint )
+        ->capture_default_str();
+}
+
 void addStatisticsOptions( CLI::App& command, Line& line )
 {
     command.add_option( "--keep-statistics", line.statisticsDays, "Days after which statistics are deleted" )
@@ -249,6 +263,7 @@ void addServe( CLI::App& app, Run& run )
     command->add_option( "--downloads", options.downloads,
         "Folder of the Debian packages that the page /download lists; DATA/downloads unless given" );
     addConversionOptions( *command, *line );
+    addStoreOptions( *command, options.store );
     command->add_flag( "--check", line->onlyChecks, "Only say whether these options and the certificate could be used" )
         ->configurable( false );
     // For tests, which cannot wait for the clock.

@@ -195,6 +195,16 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::take()
     return watched_( turned.and_then( [&]( int ) { return transaction.commit(); } ) ).map( [&] { return *job; } );
 }
 
+DatabaseResult<StoreSum> ConversionJobs::stored()
+{
+    return database_.query( "SELECT coalesce(sum(bytes), 0), coalesce(sum(jobs), 0) FROM conversion_owners" )
+        .map(
+            []( const Rows& rows )
+            {
+                return StoreSum{ uint64_t( integerOf( rows.front()[0] ) ), uint64_t( integerOf( rows.front()[1] ) ) };
+            } );
+}
+
 DatabaseResult<std::vector<ConversionJob>> ConversionJobs::beat( const std::vector<ConversionJob>& running )
 {
     std::vector<ConversionJob> lost;

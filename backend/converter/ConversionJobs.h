@@ -3,6 +3,7 @@
 #include "converter/LeaseWatch.h"
 #include "database/Database.h"
 #include "storage/ObjectStore.h"
+#include "storage/StoreRoom.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -96,6 +97,9 @@ public:
     void forgetUpload( const std::string& key, uint64_t bytes );
     /// Whether a result of so many bytes, in place of the job's upload, is within what its owner may have.
     [[nodiscard]] Result<bool> isWithinShare( const ConversionJob& job, uint64_t resultBytes );
+
+    /// What all jobs hold, with as many objects as jobs. It reads what owners have, of whom there are few.
+    [[nodiscard]] Result<StoreSum> stored();
 
     /// Takes a queued job over, of the owner who has the fewest running and whose turn is the longest ago, and of these
     /// the oldest; two takers never get the same one.

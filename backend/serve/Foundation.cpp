@@ -27,16 +27,44 @@ std::vector<std::string> hostsOf( const ServiceOptions& options )
     return out;
 }
 
+/// Whether it is a scheme with a host, and nothing behind that.
+bool isAddress( const std::string& url, std::string_view scheme )
+{
+    return url.starts_with( scheme ) && url.size() > scheme.size() &&
+           url.find_first_of( "/?#@ ", scheme.size() ) == std::string::npos;
+}
+
 tl::expected<std::string, std::string> publicUrlOf( const ServiceOptions& options )
 {
     auto url = options.publicUrl;
     while ( url.ends_with( '/' ) )
         url.pop_back();
-    constexpr std::string_view cScheme = "https://";
-    if ( !url.empty() && ( !url.starts_with( cScheme ) || url.size() == cScheme.size() ||
-                             url.find_first_of( "/?#@ ", cScheme.size() ) != std::string::npos ) )
+    if ( !url.empty() && !isAddress( url, "https://" ) )
         return tl::unexpected( "\"" + options.publicUrl + "\" is no address such as https://convert.example.org" );
     return url;
+}
+
+tl::expected<void, std::string> checkStore( const StoreOptions& store )
+{
+    // What is signed is scheme, host and port, and then the path of the object.
+    for ( const auto& url : { store.endpoint, store.publicEndpoint } )
+        if ( !url.empty() && !isAddress( url, "https://" ) && !isAddress( url, "http://" ) )
+            return tl::unexpected( "\"" + url + "\" is no address such as https://storage.example.org" );
+    if ( store.endpoint.empty() )
+        return {};
+    return foreignStoreKeys().map( []( const StoreKeys& ) {} );
+}
+
+tl::expected<StoreKeys, std::string> storeKeysOf( const ServiceOptions& options )
+{
+    if ( options.store.endpoint.empty() )
+        return ensureStoreKeys( options.data );
+    return foreignStoreKeys().map(
+        [&]( StoreKeys keys )
+        {
+            keys.credentials.region = options.store.region;
+            return keys;
+        } );
 }
 
 tl::expected<void, std::string> checkSandbox( const ServiceOptions& options )
@@ -84,6 +112,7 @@ tl::expected<void, std::string> Foundation::check( const ServiceOptions& options
         .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
         .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } )
         .and_then( [&] { return MonitorListener::check( options.monitor ); } )
+        .and_then( [&] { return checkStore( options.store ); } )
         .and_then( [&] { return checkSandbox( options ); } );
 }
 
@@ -101,7 +130,7 @@ tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& opt
                           .map( into( out.lock ) )
                           .and_then( [&] { return certificateOf( options ); } )
                           .map( into( out.certificate ) )
-                          .and_then( [&] { return ensureStoreKeys( data ); } )
+                          .and_then( [&] { return storeKeysOf( options ); } )
                           .map( into( out.storeKeys ) )
                           .and_then( [&] { return ensureIdentityKeys( data ); } )
                           .map( into( out.identityKeys ) )

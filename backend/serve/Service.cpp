@@ -13,9 +13,9 @@
 #include "serve/Foundation.h"
 #include "serve/MonitorListener.h"
 #include "serve/Router.h"
+#include "serve/Storage.h"
 #include "site/SiteApi.h"
 #include "statistics/StatsApi.h"
-#include "storage/EmbeddedStore.h"
 #include "version/VersionApi.h"
 #include "work/Repeating.h"
 
@@ -61,16 +61,6 @@ JobLimits jobLimits( const ServiceOptions& options )
     JobLimits out;
     // Nobody alone fills the store, and everybody can have a file of the largest size in it.
     out.bytes = std::max( options.maxUpload, options.maxStored / 2 );
-    return out;
-}
-
-EmbeddedStoreOptions storeOptions( const Foundation& foundation, const ServiceOptions& options, ConversionJobs& jobs )
-{
-    EmbeddedStoreOptions out{ options.data / "objects", foundation.storeKeys.bucket, foundation.storeKeys.credentials,
-        options.maxUpload, options.maxStored, &systemTime, {}, {}, {} };
-    out.admit = [&jobs]( const std::string& key, uint64_t bytes ) { return jobs.admitUpload( key, bytes ); };
-    out.arrived = [&jobs]( const std::string& key, uint64_t replaced ) { return jobs.noteUpload( key, replaced ); };
-    out.cutOff = [&jobs]( const std::string& key, uint64_t bytes ) { jobs.forgetUpload( key, bytes ); };
     return out;
 }
 
@@ -159,7 +149,7 @@ private:
     std::function<tl::expected<ServerCertificate, std::string>()> certify_;
     std::mutex certifying_; ///< one at a time writes the files
     ConversionJobs jobs_;
-    EmbeddedStore store_;
+    Storage storage_;
     std::unique_ptr<Mailer> mailer_;
     Accounts accounts_;
     MailQueue mails_;
@@ -197,7 +187,7 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     : foundation_( std::move( foundation ) )
     , certify_( [options] { return Foundation::certificateOf( options ); } )
     , jobs_( *foundation_.database, &systemTime, jobLimits( options ) )
-    , store_( storeOptions( foundation_, options, jobs_ ) )
+    , storage_( foundation_, options, jobs_ )
     , mailer_( makeMailer( options ) )
     , accounts_( *foundation_.database, foundation_.identityKeys.codes, &systemTime )
     , mails_( *foundation_.database, *mailer_, deliveryOf( options ), &systemTime )
@@ -208,7 +198,7 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     , chores_( options.choresEvery, [this] { doChores_(); } )
     , auth_( *identity_, foundation_.identityKeys.codes, &systemTime )
     , publicKeys_( tokens_ )
-    , converter_( jobs_, store_, converterOptions( options, *identity_ ) )
+    , converter_( jobs_, storage_.objects(), converterOptions( options, *identity_ ) )
     , statsStore_( *foundation_.statistics, &systemTime )
     , stats_( statsStore_, statsOptions( options, foundation_.identityKeys ) )
     , version_( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion )
@@ -233,8 +223,9 @@ std::vector<Door> Service::Parts::doors_( const ServiceOptions& options )
         { "version", &VersionApi::serves, &version_, 0, { "/version/latesttag" } },
         { "liveness", &LivenessApi::serves, &liveness_, 0, { "/livez" } },
         { "health", &HealthApi::servesHealth, &health_, 1, { "/healthz" } },
-        { "site", &SiteApi::serves, &site_, 1, { "/download" } },
-        { "storage", [this]( const std::string& path ) { return store_.serves( path ); }, &store_, 2 } };
+        { "site", &SiteApi::serves, &site_, 1, { "/download" } } };
+    if ( auto* store = storage_.embedded() )
+        out.push_back( { "storage", [store]( const std::string& path ) { return store->serves( path ); }, store, 2 } );
     // Tokens of another service are signed with its own keys.
     if ( options.identity.gateway.endpoint.empty() )
         out.insert( out.begin(), { "keys", &KeysApi::serves, &publicKeys_, 0, { "/.well-known/jwks.json" } } );
@@ -266,13 +257,15 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     url_ = foundation_.publicUrl.empty() ? "https://localhost:" + std::to_string( server_->port() )
                                          : foundation_.publicUrl;
     certificateWatch_ = std::make_unique<Repeating>( options.choresEvery, [this] { renewCertificate_(); } );
-    store_.setEndpoint( url_ );
+    if ( auto* store = storage_.embedded() )
+        store->setEndpoint( url_ );
     RunnerOptions runner;
     runner.slots = options.slots;
     runner.worker = workerSetup( options );
     runner.keep = options.keep;
     runner.reserve = options.maxStored / 4;
-    runner_ = std::make_unique<ConversionRunner>( jobs_, store_, std::move( *folder ), runner, std::move( *tried ) );
+    runner_ = std::make_unique<ConversionRunner>(
+        jobs_, storage_.objects(), std::move( *folder ), runner, std::move( *tried ) );
     return openMonitor_( options );
 }
 
@@ -283,7 +276,7 @@ tl::expected<void, std::string> Service::Parts::openMonitor_( const ServiceOptio
         return {};
     const auto more = [this, most = options.maxStored]( Figures& figures )
     {
-        const auto stored = store_.stored();
+        const auto stored = storage_.stored();
         figures.storedBytes = stored.bytes;
         figures.storedObjects = stored.objects;
         figures.mostStoredBytes = most;

@@ -24,6 +24,14 @@ struct IdentityOptions
     SmtpOptions smtp;
 };
 
+/// Where uploads and results are kept: in the data folder, unless the endpoint of an S3-compatible service is given.
+struct StoreOptions
+{
+    std::string endpoint;       ///< "https://storage.example.org", as this service reaches it
+    std::string publicEndpoint; ///< as clients reach it; the same unless set
+    std::string region = "us-east-1";
+};
+
 struct ServiceOptions
 {
     std::filesystem::path data;
@@ -38,6 +46,7 @@ struct ServiceOptions
     /// In PEM; one of its own, for this machine alone, unless set.
     std::filesystem::path tlsCertificate, tlsKey;
     bool allowAnonymous = false;
+    StoreOptions store;
     uint64_t maxUpload = uint64_t( 2 ) << 30;
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
     int slots = 2;

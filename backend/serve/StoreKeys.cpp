@@ -45,4 +45,22 @@ tl::expected<StoreKeys, std::string> ensureStoreKeys( const std::filesystem::pat
     return keys;
 }
 
+tl::expected<StoreKeys, std::string> foreignStoreKeys()
+{
+    const auto read = []( const char* name )
+    {
+        const char* value = std::getenv( name );
+        return std::string( value ? value : "" );
+    };
+    StoreKeys keys;
+    keys.credentials.accessKey = read( "ORVANTA_S3_KEY" );
+    keys.credentials.secretKey = read( "ORVANTA_S3_SECRET" );
+    keys.bucket = read( "ORVANTA_S3_BUCKET" );
+    if ( keys.credentials.accessKey.empty() || keys.credentials.secretKey.empty() || keys.bucket.empty() )
+        return tl::unexpected( std::string(
+            "A store of another service needs ORVANTA_S3_KEY, ORVANTA_S3_SECRET and ORVANTA_S3_BUCKET in the "
+            "environment" ) );
+    return keys;
+}
+
 } // namespace VX::Backend

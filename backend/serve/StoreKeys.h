@@ -20,4 +20,7 @@ struct StoreKeys
 /// file of `folder` that its owner alone can read, and made when it is missing.
 [[nodiscard]] tl::expected<StoreKeys, std::string> ensureStoreKeys( const std::filesystem::path& folder );
 
+/// Keys and bucket of another service's store, from the same three, all of which have to be there.
+[[nodiscard]] tl::expected<StoreKeys, std::string> foreignStoreKeys();
+
 } // namespace VX::Backend

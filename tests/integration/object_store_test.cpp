@@ -1,6 +1,7 @@
 #include "support/Command.h"
 #include "support/Patience.h"
 #include "support/ScratchFolder.h"
+#include "support/store/Swift.h"
 
 #include "clock/SystemTime.h"
 #include "http/HttpServer.h"
@@ -24,6 +25,8 @@ struct Place
 {
     virtual ~Place() = default;
     [[nodiscard]] virtual ObjectStore& store() = 0;
+    /// What curl needs to trust it.
+    [[nodiscard]] virtual std::string trust() const { return {}; }
 };
 
 /// In a folder, behind a server of this process.
@@ -47,20 +50,15 @@ private:
     std::unique_ptr<HttpServer> server_;
 };
 
-/// What the test's fixture has started.
-S3Bucket swiftBucket()
-{
-    return { "http://127.0.0.1:16000", "orvanta", { "test:tester", "testing" } };
-}
-
 class SwiftPlace final : public Place
 {
 public:
     SwiftPlace()
-        : store_( { swiftBucket(), {}, 1 << 20, [] { return uint64_t( 0 ); }, &systemTime } )
+        : store_( { Testing::swiftBucket(), {}, 1 << 20, [] { return uint64_t( 0 ); }, &systemTime } )
     {
     }
     ObjectStore& store() override { return store_; }
+    std::string trust() const override { return "--cacert '" + Testing::swiftCertificate().string() + "'"; }
 
 private:
     S3Store store_;
@@ -85,8 +83,8 @@ protected:
     /// The status that curl gets for a request to a URL.
     std::string curl( const std::string& options, const std::string& url )
     {
-        return Testing::runCommand(
-            "curl -s -m 60 -o '" + heard().string() + "' -w '%{http_code}' " + options + " '" + url + "'" )
+        return Testing::runCommand( "curl -s -m 60 -o '" + heard().string() + "' -w '%{http_code}' " + place_->trust() +
+                                    " " + options + " '" + url + "'" )
             .text;
     }
     [[nodiscard]] std::filesystem::path heard() const { return folder_.path() / "heard"; }

@@ -1,6 +1,7 @@
 #include "support/Patience.h"
 #include "support/ScratchFolder.h"
 #include "support/service/RawTlsServer.h"
+#include "support/store/Swift.h"
 
 #include "clock/SystemTime.h"
 #include "storage/s3/S3Store.h"
@@ -18,11 +19,6 @@ namespace
 S3Bucket bucket( const std::string& endpoint )
 {
     return { endpoint, "orvanta", { "test:tester", "testing" } };
-}
-
-S3Bucket swift()
-{
-    return bucket( "http://127.0.0.1:16000" );
 }
 
 /// What every call of a client says.
@@ -48,7 +44,7 @@ void expectEach( S3Client& client, StoreTrouble kind, const std::string& text )
 TEST( SwiftClient, TellsSizeAndTimeOfAnObject )
 {
     const Testing::ScratchFolder folder;
-    S3Client client( swift(), &systemTime );
+    S3Client client( Testing::swiftBucket(), &systemTime );
     const auto before = systemTime();
     ASSERT_TRUE( client.put( "uploads/sized", folder.write( "sent", std::string( 1234, 'x' ) ) ) );
     const auto head = client.head( "uploads/sized" );
@@ -61,7 +57,7 @@ TEST( SwiftClient, TellsSizeAndTimeOfAnObject )
 TEST( SwiftClient, ListsInPartsWhatBeginsSo )
 {
     const Testing::ScratchFolder folder;
-    S3Client client( swift(), &systemTime );
+    S3Client client( Testing::swiftBucket(), &systemTime );
     const auto prefix = "listed-" + folder.path().filename().string() + "/";
     for ( const char* name : { "c", "a", "b" } )
         ASSERT_TRUE( client.put( prefix + name, folder.write( "sent", name ) ) );
@@ -84,10 +80,10 @@ TEST( SwiftClient, TidyingLeavesWhatIsNotItsOwn )
 {
     const Testing::ScratchFolder folder;
     const auto other = "backups/" + folder.path().filename().string();
-    S3Client client( swift(), &systemTime );
+    S3Client client( Testing::swiftBucket(), &systemTime );
     ASSERT_TRUE( client.put( other, folder.write( "sent", "x" ) ) );
     S3Store store(
-        { swift(), {}, 1000, [] { return uint64_t( 0 ); }, [] { return systemTime() + std::chrono::minutes( 2 ); } } );
+        { Testing::swiftBucket(), {}, 1000, [] { return uint64_t( 0 ); }, [] { return systemTime() + std::chrono::minutes( 2 ); } } );
     for ( int part = 0; part < 4; ++part )
         store.removeOlder( std::chrono::seconds( 0 ) );
     EXPECT_TRUE( client.head( other ) );
@@ -95,7 +91,7 @@ TEST( SwiftClient, TidyingLeavesWhatIsNotItsOwn )
 
 TEST( SwiftClient, ABucketThatIsNotThereIsNoMissingObject )
 {
-    auto elsewhere = swift();
+    auto elsewhere = Testing::swiftBucket();
     elsewhere.name = "elsewhere";
     S3Client client( elsewhere, &systemTime );
     expectEach( client, StoreTrouble::Unavailable, "it answered 404, NoSuchBucket" );
@@ -103,11 +99,11 @@ TEST( SwiftClient, ABucketThatIsNotThereIsNoMissingObject )
 
 TEST( SwiftClient, AWrongSecretAndAWrongClockAreNoMissingObjects )
 {
-    auto stranger = swift();
+    auto stranger = Testing::swiftBucket();
     stranger.credentials.secretKey = "guessed";
     S3Client client( stranger, &systemTime );
     expectEach( client, StoreTrouble::Unavailable, "it answered 403, SignatureDoesNotMatch" );
-    S3Client late( swift(), [] { return systemTime() - std::chrono::hours( 1 ); } );
+    S3Client late( Testing::swiftBucket(), [] { return systemTime() - std::chrono::hours( 1 ); } );
     expectEach( late, StoreTrouble::Unavailable, "it answered 403, AccessDenied" );
 }
 

@@ -1,11 +1,9 @@
 #include "http/HttpSession.h"
 
+#include "http/Awaiting.h"
 #include "http/SentFile.h"
 #include "http/UploadFile.h"
 
-#include <boost/asio/post.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
@@ -44,58 +42,6 @@ std::string headOf( const HttpResponse& response, uint64_t length, bool keepAliv
     for ( const auto& [name, value] : response.headers )
         head += fmt::format( "{}: {}\r\n", name, value );
     return head + "\r\n";
-}
-
-/// Hands on the first answer and no other. Once given it holds nothing of the server, which whoever keeps it may
-/// outlive.
-template <class Answer, class Completion>
-class OneAnswer
-{
-public:
-    OneAnswer( Completion completion, asio::any_io_executor executor )
-        : completion_( std::move( completion ) )
-        , executor_( std::move( executor ) )
-    {
-    }
-    void give( Answer answer )
-    {
-        if ( given_.exchange( true ) )
-            return;
-        const auto executor = std::exchange( executor_, {} );
-        auto completion = std::move( *completion_ );
-        completion_.reset();
-        asio::post( executor, [completion = std::move( completion ), answer = std::move( answer )]() mutable
-            { completion( std::move( answer ) ); } );
-    }
-
-private:
-    std::optional<Completion> completion_;
-    asio::any_io_executor executor_;
-    std::atomic<bool> given_ = false;
-};
-
-/// Waits for an answer that `ask` is given a way to give, on any thread.
-template <class Answer, class Ask>
-asio::awaitable<Answer> answerOf( Ask ask )
-{
-    const auto executor = co_await asio::this_coro::executor;
-    const auto initiate = [&]( auto completion )
-    {
-        using One = OneAnswer<Answer, decltype( completion )>;
-        auto one = std::make_shared<One>( std::move( completion ), executor );
-        ask( [one]( Answer answer ) { one->give( std::move( answer ) ); } );
-    };
-    co_return co_await asio::async_initiate<decltype( asio::use_awaitable ), void( Answer )>(
-        initiate, asio::use_awaitable );
-}
-
-/// Waits for what may take its time, done elsewhere.
-template <class Work>
-asio::awaitable<std::invoke_result_t<Work>> doneOn( asio::any_io_executor executor, Work work )
-{
-    using Result = std::invoke_result_t<Work>;
-    co_return co_await answerOf<Result>(
-        [&]( const auto& give ) { asio::post( executor, [give, work] { give( work() ); } ); } );
 }
 
 } // namespace
@@ -385,11 +331,20 @@ asio::awaitable<int> HttpSession::readToMemory_( RequestHead& head )
 /// Past what came with the head, the body goes straight into the file.
 asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& plan )
 {
-    const auto file = co_await doneOn( files_, [&plan] { return std::make_shared<UploadFile>( plan.file ); } );
-    if ( !file->isOpen() )
+    auto file = co_await doneOn( files_, [&plan] { return std::make_shared<UploadFile>( plan.file ); } );
+    const int failure = co_await fill_( *file, length );
+    if ( failure == 0 )
+        file->keep();
+    co_await closed_( std::move( file ) );
+    co_return failure;
+}
+
+asio::awaitable<int> HttpSession::fill_( const UploadFile& file, uint64_t length )
+{
+    if ( !file.isOpen() )
         co_return 507;
     const size_t early = size_t( std::min<uint64_t>( pending_.size(), length ) );
-    bool written = co_await doneOn( files_, [&] { return file->write( pending_.data(), early ); } );
+    bool written = co_await doneOn( files_, [&] { return file.write( pending_.data(), early ); } );
     pending_.erase( 0, early );
     uint64_t left = length - early;
     std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( left, 1 ), cFilePiece ) ) );
@@ -408,13 +363,22 @@ asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& 
             exchange_.received += count;
             touch_();
         }
-        written = co_await doneOn( files_, [&] { return file->write( piece.data(), filled ); } );
+        written = co_await doneOn( files_, [&] { return file.write( piece.data(), filled ); } );
         left -= filled;
     }
-    if ( !written )
-        co_return 507;
-    file->keep();
-    co_return 0;
+    co_return written ? 0 : 507;
+}
+
+/// Closes a file, and removes one that is not kept, where a disk may take its time.
+template <typename File>
+asio::awaitable<void> HttpSession::closed_( std::shared_ptr<File> file )
+{
+    const auto close = [&file]
+    {
+        file.reset();
+        return true;
+    };
+    (void)co_await doneOn( files_, close );
 }
 
 /// Closing with unread bytes resets the connection, and the client may lose the answer that explains why.
@@ -470,13 +434,20 @@ asio::awaitable<bool> HttpSession::send_( HttpResponse response, bool keepAlive,
 
 asio::awaitable<bool> HttpSession::sendFile_( const HttpResponse& response )
 {
-    const auto file = co_await doneOn( files_, [&response] { return std::make_shared<SentFile>( response.file ); } );
+    auto file = co_await doneOn( files_, [&response] { return std::make_shared<SentFile>( response.file ); } );
+    const bool sent = co_await sendPieces_( *file, response );
+    co_await closed_( std::move( file ) );
+    co_return sent;
+}
+
+asio::awaitable<bool> HttpSession::sendPieces_( const SentFile& file, const HttpResponse& response )
+{
     std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( response.fileLength, 1 ), cFilePiece ) ) );
     uint64_t offset = response.fileOffset, left = response.fileLength;
     while ( left > 0 )
     {
         const size_t wanted = size_t( std::min<uint64_t>( left, piece.size() ) );
-        const size_t n = co_await doneOn( files_, [&] { return file->read( { piece.data(), wanted }, offset ); } );
+        const size_t n = co_await doneOn( files_, [&] { return file.read( { piece.data(), wanted }, offset ); } );
         if ( n == 0 )
             co_return false;
         const bool written = co_await write_( { piece.data(), n } );

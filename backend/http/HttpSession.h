@@ -14,6 +14,9 @@
 namespace VX::Backend
 {
 
+class SentFile;
+class UploadFile;
+
 /// The requests of one connection, one after the other, and their answers. Whatever the client sends or the handler
 /// throws ends this connection at most.
 class HttpSession
@@ -52,12 +55,16 @@ private:
     [[nodiscard]] boost::asio::awaitable<int> readChunks_( RequestHead& head, const BodyPlan& plan );
     [[nodiscard]] boost::asio::awaitable<int> readToMemory_( RequestHead& head );
     [[nodiscard]] boost::asio::awaitable<int> readToFile_( uint64_t length, const BodyPlan& plan );
+    [[nodiscard]] boost::asio::awaitable<int> fill_( const UploadFile& file, uint64_t length );
+    template <typename File>
+    [[nodiscard]] boost::asio::awaitable<void> closed_( std::shared_ptr<File> file );
     [[nodiscard]] boost::asio::awaitable<void> drain_( uint64_t most );
 
     [[nodiscard]] boost::asio::awaitable<BodyPlan> plan_( const HttpRequest& request );
     [[nodiscard]] boost::asio::awaitable<HttpResponse> answer_( HttpRequest request );
     [[nodiscard]] boost::asio::awaitable<bool> send_( HttpResponse response, bool keepAlive, bool headOnly );
     [[nodiscard]] boost::asio::awaitable<bool> sendFile_( const HttpResponse& response );
+    [[nodiscard]] boost::asio::awaitable<bool> sendPieces_( const SentFile& file, const HttpResponse& response );
 
     [[nodiscard]] boost::asio::awaitable<bool> readSome_();
     [[nodiscard]] boost::asio::awaitable<bool> write_( std::string_view bytes );

@@ -76,6 +76,7 @@ uint64_t lengthOf( const HttpRequest& head )
 EmbeddedStore::EmbeddedStore( EmbeddedStoreOptions options )
     : options_( std::move( options ) )
     , room_( std::make_shared<StoreRoom>( options_.maxTotalSize ) )
+    , cutOffs_( std::make_shared<CutOffs>( options_.cutOff ) )
 {
     std::error_code ec;
     std::filesystem::create_directories( options_.folder, ec );
@@ -186,10 +187,10 @@ void EmbeddedStore::planUpload_( const HttpRequest& head, BodyPlan& plan )
         return;
     }
     plan.hold = std::shared_ptr<void>( nullptr,
-        [room = room_, name, key = *key, length, cutOff = options_.cutOff]( void* )
+        [room = room_, cutOffs = cutOffs_, name, key = *key, length]( void* )
         {
-            if ( room->release( name ) && cutOff )
-                cutOff( key, length );
+            if ( room->release( name ) )
+                cutOffs->add( key, length );
         } );
     const auto admission = options_.admit ? options_.admit( *key, length ) : Admission::Welcome;
     if ( admission == Admission::Welcome )

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/HttpService.h"
+#include "storage/CutOffs.h"
 #include "storage/ObjectStore.h"
 #include "storage/Presigner.h"
 #include "storage/StoreRoom.h"
@@ -31,8 +32,8 @@ struct EmbeddedStoreOptions
     std::function<Admission( const std::string& key, uint64_t length )> admit;
     /// Asked again when it lies there, in place of an object of so many bytes: one that is not wanted any more goes.
     std::function<Admission( const std::string& key, uint64_t replaced )> arrived;
-    /// Told of an upload that was welcome and has not come.
-    std::function<void( const std::string& key, uint64_t length )> cutOff;
+    /// Told of an upload that was welcome and has not come, on a thread of its own.
+    CutOffs::Tell cutOff;
 };
 
 /// An object store in a local folder that serves presigned GET, HEAD and PUT at "/BUCKET/KEY" as Amazon S3 does.
@@ -97,6 +98,7 @@ private:
     std::string endpoint_;
     /// Of uploads that outlive the store, too.
     std::shared_ptr<StoreRoom> room_;
+    std::shared_ptr<CutOffs> cutOffs_;
     std::array<Part, cParts> parts_;
     std::atomic<size_t> nextPart_{ 0 };
 };

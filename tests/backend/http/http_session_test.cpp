@@ -2,8 +2,12 @@
 #include "support/ScratchFolder.h"
 #include "support/service/MemoryConnection.h"
 
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <gtest/gtest.h>
 
+#include <future>
 #include <stdexcept>
 
 using namespace VX;
@@ -212,6 +216,39 @@ TEST_F( HttpSessions, UploadsGoIntoTheirFileAndWhatIsCutOffIsRemoved )
     EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n" ) ), "411 " );
     EXPECT_TRUE( hear( "PUT /x" + cHost + "Expect: 100-continue\r\nContent-Length: 1\r\n\r\na" )
             .starts_with( "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200" ) );
+}
+
+TEST_F( HttpSessions, WhatIsCutOffIsRemovedWhereADiskMayTakeItsTime )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.path() / "upload";
+    boost::asio::io_context io;
+    boost::asio::thread_pool files( 1 );
+    Testing::MemoryConnection client( "PUT /x" + cHost + "Content-Length: 5\r\n\r\nabcd", SIZE_MAX );
+    HttpSession session( client, options_, echo_, "127.0.0.1", files.get_executor() );
+    std::promise<void> diskWorks;
+    bool gone = false, ended = false;
+    client.whenDone = [&]
+    {
+        gone = true;
+        boost::asio::post( files, [&] { diskWorks.get_future().wait(); } );
+    };
+    auto awake = boost::asio::make_work_guard( io );
+    boost::asio::co_spawn( io, session.run(),
+        [&]( const std::exception_ptr& )
+        {
+            ended = true;
+            awake.reset();
+        } );
+    while ( !gone )
+        io.run_one();
+    io.poll();
+    EXPECT_TRUE( std::filesystem::exists( echo_.file ) ) << "the thread of the connections waits for no disk";
+    EXPECT_FALSE( ended );
+    diskWorks.set_value();
+    io.run();
+    EXPECT_TRUE( ended );
+    EXPECT_FALSE( std::filesystem::exists( echo_.file ) );
 }
 
 TEST_F( HttpSessions, ABodyThatTakesTooLongIsCutOff )

@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 using namespace VX;
 using namespace VX::Backend;
 
@@ -13,6 +17,8 @@ namespace
 class EmbeddedStoreTest : public testing::Test
 {
 protected:
+    using Told = std::vector<std::pair<std::string, uint64_t>>;
+
     EmbeddedStoreTest()
         : store_( options() )
     {
@@ -29,7 +35,20 @@ protected:
                 arrived_.emplace_back( key, replaced );
                 return key == "late" ? Admission::Gone : Admission::Welcome;
             },
-            [this]( const std::string& key, uint64_t length ) { cutOff_.emplace_back( key, length ); } };
+            [this]( const std::string& key, uint64_t length )
+            {
+                const std::lock_guard lock( mutex_ );
+                cutOff_.emplace_back( key, length );
+                toldOn_ = std::this_thread::get_id();
+                told_.notify_all();
+            } };
+    }
+    /// What was told of uploads that have not come, once there are so many.
+    Told cutOff( size_t count )
+    {
+        std::unique_lock lock( mutex_ );
+        EXPECT_TRUE( told_.wait_for( lock, std::chrono::minutes( 1 ), [&] { return cutOff_.size() >= count; } ) );
+        return cutOff_;
     }
     /// The head of an upload, whose body has not come.
     BodyPlan planned( const std::string& key, const std::string& length )
@@ -79,8 +98,10 @@ protected:
     Testing::ScratchFolder folder_;
     std::chrono::sys_seconds now_{ std::chrono::seconds( 1'700'000'000 ) };
     Admission admission_ = Admission::Welcome;
-    using Told = std::vector<std::pair<std::string, uint64_t>>;
     Told arrived_, cutOff_;
+    std::mutex mutex_;
+    std::condition_variable told_;
+    std::thread::id toldOn_;
     EmbeddedStore store_;
 };
 
@@ -261,7 +282,8 @@ TEST_F( EmbeddedStoreTest, RoomIsPromisedAtTheHeadOfAnUpload )
     }
     EXPECT_EQ( planned( "f", "1" ).refusal.value().status, 507 ) << "before a byte of the others has come";
     coming.pop_back();
-    EXPECT_EQ( cutOff_, Told( { { "e", 1000 } } ) );
+    EXPECT_EQ( cutOff( 1 ), Told( { { "e", 1000 } } ) );
+    EXPECT_NE( toldOn_, std::this_thread::get_id() ) << "who lets an upload go waits for nobody";
     EXPECT_FALSE( planned( "f", "1000" ).refusal );
 }
 
@@ -271,7 +293,7 @@ TEST_F( EmbeddedStoreTest, WhatHasComeIsCountedOnce )
     EXPECT_EQ( put( "a", std::string( 800, 'x' ) ).status, 200 ) << "it replaces the first";
     EXPECT_TRUE( store_.hasRoomFor( 4200 ) );
     EXPECT_FALSE( store_.hasRoomFor( 4201 ) );
-    EXPECT_TRUE( cutOff_.empty() );
+    EXPECT_TRUE( cutOff( 0 ).empty() );
     store_.remove( "a" );
     store_.remove( "a" );
     EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
@@ -282,7 +304,7 @@ TEST_F( EmbeddedStoreTest, AnUploadThatNobodyWaitsForAnyMoreGoes )
     EXPECT_EQ( put( "late", std::string( 900, 'x' ) ).status, 404 );
     EXPECT_FALSE( store_.exists( "late" ) );
     EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
-    EXPECT_TRUE( cutOff_.empty() );
+    EXPECT_TRUE( cutOff( 0 ).empty() );
 }
 
 TEST_F( EmbeddedStoreTest, TellsWhatAnUploadReplaces )
@@ -301,7 +323,7 @@ TEST_F( EmbeddedStoreTest, TellsWhyAnUploadIsNotWelcome )
         admission_ = admission;
         EXPECT_EQ( planned( "odd", "1" ).refusal.value().status, status );
     }
-    EXPECT_TRUE( cutOff_.empty() ) << "they were never let in";
+    EXPECT_TRUE( cutOff( 0 ).empty() ) << "they were never let in";
     EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
 }
 

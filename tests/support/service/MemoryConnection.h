@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace VX::Testing
@@ -32,6 +33,8 @@ public:
         const size_t count = std::min( { room.size(), piece_, says_.size() - at_ } );
         std::copy_n( says_.data() + at_, count, room.data() );
         at_ += count;
+        if ( count == 0 && whenDone )
+            whenDone();
         co_return count;
     }
     boost::asio::awaitable<bool> write( std::string_view bytes ) override
@@ -48,6 +51,8 @@ public:
 
     [[nodiscard]] const std::string& heard() const { return heard_; }
     [[nodiscard]] bool ended() const { return ended_; }
+    /// Called when more is awaited of it than it says.
+    std::function<void()> whenDone;
 
 private:
     std::string says_, heard_;

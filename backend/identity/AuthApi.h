@@ -21,7 +21,7 @@ public:
     void handle( HttpRequest request, Respond respond ) override;
     [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override;
 
-    /// Refuses what waits and what comes later.
+    /// Waits for what is under way, and refuses what waits and what comes later.
     void stop();
 
 private:

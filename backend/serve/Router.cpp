@@ -94,8 +94,8 @@ void Router::call_(
     };
     if ( entrance.door.threads == 0 )
         work();
-    else if ( !entrance.pool.run( std::move( work ) ) )
-        refused( service.refuse( path, 503 ) );
+    else
+        entrance.pool.run( std::move( work ), [&service, path, refused] { refused( service.refuse( path, 503 ) ); } );
 }
 
 HttpResponse Router::refuse( const std::string& path, int status )
@@ -124,6 +124,9 @@ void Router::ended( const RequestEnd& end )
 void Router::stop()
 {
     stopping_ = true;
+    // All at once, so that it lasts as long as the longest call alone.
+    for ( auto& entrance : entrances_ )
+        entrance.pool.refuseAll();
     for ( auto& entrance : entrances_ )
         entrance.pool.stop();
 }

@@ -2,6 +2,8 @@
 
 #include "log/LogContext.h"
 
+#include <utility>
+
 namespace VX::Backend
 {
 
@@ -17,33 +19,46 @@ WorkerPool::~WorkerPool()
     stop();
 }
 
-void WorkerPool::stop()
+void WorkerPool::refuseAll()
 {
+    std::deque<Piece> refused;
     {
         const std::lock_guard lock( mutex_ );
         ending_ = true;
+        refused.swap( queue_ );
     }
     changed_.notify_all();
+    for ( const auto& piece : refused )
+    {
+        const LogContext context( piece.request );
+        piece.refused();
+    }
+}
+
+void WorkerPool::stop()
+{
+    refuseAll();
     for ( auto& thread : threads_ )
         thread.join();
     threads_.clear();
 }
 
-bool WorkerPool::run( std::function<void()> work )
+void WorkerPool::run( Work work, Work refused )
 {
-    {
-        const std::lock_guard lock( mutex_ );
-        if ( ending_ || queue_.size() >= most_ )
-            return false;
-        // What is logged of it is about the same request.
-        queue_.push_back(
-            [request = LogContext::request(), work = std::move( work )]
-            {
-                const LogContext context( request );
-                work();
-            } );
-    }
-    changed_.notify_one();
+    // What is logged of it is about the same request.
+    Piece piece{ LogContext::request(), std::move( work ), std::move( refused ) };
+    if ( accept_( piece ) )
+        changed_.notify_one();
+    else
+        piece.refused();
+}
+
+bool WorkerPool::accept_( Piece& piece )
+{
+    const std::lock_guard lock( mutex_ );
+    if ( ending_ || queue_.size() >= most_ )
+        return false;
+    queue_.push_back( std::move( piece ) );
     return true;
 }
 
@@ -55,10 +70,13 @@ void WorkerPool::workLoop_()
         changed_.wait( lock, [this] { return ending_ || !queue_.empty(); } );
         if ( queue_.empty() )
             return;
-        const auto work = std::move( queue_.front() );
+        const auto piece = std::move( queue_.front() );
         queue_.pop_front();
         lock.unlock();
-        work();
+        {
+            const LogContext context( piece.request );
+            piece.work();
+        }
         lock.lock();
     }
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -122,4 +123,31 @@ TEST( Waiting, UploadsThatAreCutOffKeepNobodyWaitingWhileOthersHoldTheDatabase )
     // Whoever had waited for the database on a thread of the connections would have given up before the answers came.
     for ( const Testing::Patience patience; bytes() > 0; patience.check( "what was cut off still counts" ) )
         std::this_thread::sleep_for( std::chrono::milliseconds( 2 ) );
+}
+
+TEST( Waiting, TheServiceEndsInTimeWhateverWaitsForADatabaseThatOthersHold )
+{
+    // That of the system unit, of which conversions have a part.
+    constexpr auto cPatienceOfASupervisor = std::chrono::seconds( 45 );
+    Testing::BackendProcess backend( { "--allow-anonymous", "--drain-seconds", "0" } );
+    const auto database = Backend::Database::open( backend.data() / "orvanta.db" ).value();
+    const Backend::Database::Transaction held( *database );
+    std::vector<std::unique_ptr<Client>> waiting;
+    // A wrong password is counted, two at a time: one after the other they would wait for minutes.
+    const std::string body = R"({"AuthFlow": "USER_PASSWORD_AUTH", "AuthParameters": )"
+                             R"({"USERNAME": "ann@example.org", "PASSWORD": "Wrong-password-1"}})";
+    for ( int i = 0; i < 60; ++i )
+    {
+        waiting.push_back( std::make_unique<Client>( ORVANTA_TEST_PORT ) );
+        waiting.back()->send( "POST /auth HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
+                              "X-Amz-Target: AWSCognitoIdentityProviderService.InitiateAuth\r\nContent-Length: " +
+                              std::to_string( body.size() ) + "\r\n\r\n" + body );
+    }
+    Client calm( ORVANTA_TEST_PORT );
+    calm.send( get( "/livez", true ) );
+    EXPECT_EQ( answersIn( calm.readAll() ), 1u );
+    const auto begin = std::chrono::steady_clock::now();
+    backend.signal( SIGTERM );
+    EXPECT_EQ( backend.awaitEnd(), 0 );
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, cPatienceOfASupervisor );
 }

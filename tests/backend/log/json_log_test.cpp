@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <spdlog/spdlog.h>
 
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -110,7 +111,9 @@ TEST( JsonLog, WordsAndEventsAreAboutTheRequestOfTheirThread )
             logEvent( "event", { { "status", 7 } } );
         }
         WorkerPool pool( 1, 10 );
-        EXPECT_TRUE( pool.run( [] { spdlog::error( "elsewhere" ); } ) );
+        std::promise<void> done;
+        pool.run( [&] { spdlog::error( "elsewhere" ), done.set_value(); }, [] { FAIL() << "it has room"; } );
+        done.get_future().wait();
         pool.stop();
         std::thread( [] { spdlog::info( "nobody's" ); } ).join();
     }

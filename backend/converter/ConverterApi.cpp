@@ -29,9 +29,9 @@ HttpResponse success( Json::Value result )
     return out;
 }
 
-HttpResponse unavailable( const DatabaseError& error )
+HttpResponse unavailable( const std::string& why )
 {
-    spdlog::error( "Conversion: {}", error.text );
+    spdlog::error( "Conversion: {}", why );
     return failure( 503, "The conversion service cannot work now; try again in a moment" );
 }
 
@@ -139,7 +139,7 @@ HttpResponse ConverterApi::request_( const Json::Value& body, const std::string&
         return stopping();
     const auto created = jobs_.create( toLower( textMember( body, "input_format" ) ), owner );
     if ( !created )
-        return unavailable( created.error() );
+        return unavailable( created.error().text );
     const auto& job = *created;
     if ( !job )
         return failure( 429, "You have too many conversions at once; try again when some of them are done" );
@@ -160,7 +160,7 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
         return unknownJob();
     const auto job = jobs_.find( id );
     if ( !job )
-        return unavailable( job.error() );
+        return unavailable( job.error().text );
     // What another has is not known to anybody else.
     if ( !*job || ( *job )->owner != owner )
         return unknownJob();
@@ -168,10 +168,13 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
         return success( Json::Value( Json::objectValue ) );
     if ( draining_ )
         return stopping();
-    if ( !store_.exists( ( *job )->uploadKey() ) )
+    const auto uploaded = store_.exists( ( *job )->uploadKey() );
+    if ( !uploaded )
+        return unavailable( uploaded.error().text );
+    if ( !*uploaded )
         return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
     if ( const auto queued = jobs_.queue( id, LogContext::request() ); !queued )
-        return unavailable( queued.error() );
+        return unavailable( queued.error().text );
     // Whoever has the whole id may fetch the result.
     logEvent( "conversion queued", { { "job", id.substr( 0, 8 ) } } );
     return success( Json::Value( Json::objectValue ) );
@@ -183,7 +186,7 @@ std::optional<HttpResponse> ConverterApi::statusOf_( const std::string& id, bool
         return unknownJob();
     const auto found = jobs_.find( id );
     if ( !found )
-        return unavailable( found.error() );
+        return unavailable( found.error().text );
     const auto& job = *found;
     if ( !job )
         return unknownJob();

@@ -8,6 +8,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -32,6 +33,12 @@ bool isRequestName( const std::string& text )
     constexpr size_t cLongest = 64;
     constexpr const char* cLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
     return !text.empty() && text.size() <= cLongest && text.find_first_not_of( cLetters ) == std::string::npos;
+}
+
+/// What is answered where a file cannot be written for this reason, an `errno`.
+int statusOf( int trouble )
+{
+    return trouble == ENOSPC || trouble == EDQUOT || trouble == EFBIG ? 507 : 503;
 }
 
 std::string headOf( const HttpResponse& response, uint64_t length, bool keepAlive )
@@ -341,15 +348,15 @@ asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& 
 
 asio::awaitable<int> HttpSession::fill_( const UploadFile& file, uint64_t length )
 {
-    if ( !file.isOpen() )
-        co_return 507;
+    if ( file.trouble() != 0 )
+        co_return statusOf( file.trouble() );
     const size_t early = size_t( std::min<uint64_t>( pending_.size(), length ) );
-    bool written = co_await doneOn( files_, [&] { return file.write( pending_.data(), early ); } );
+    int trouble = co_await doneOn( files_, [&] { return file.write( pending_.data(), early ); } );
     pending_.erase( 0, early );
     uint64_t left = length - early;
     std::vector<char> piece( size_t( std::min<uint64_t>( std::max<uint64_t>( left, 1 ), cFilePiece ) ) );
     const Moment begin = std::chrono::steady_clock::now();
-    while ( written && left > 0 )
+    while ( trouble == 0 && left > 0 )
     {
         size_t filled = 0;
         const size_t wanted = size_t( std::min<uint64_t>( left, piece.size() ) );
@@ -363,10 +370,10 @@ asio::awaitable<int> HttpSession::fill_( const UploadFile& file, uint64_t length
             exchange_.received += count;
             touch_();
         }
-        written = co_await doneOn( files_, [&] { return file.write( piece.data(), filled ); } );
+        trouble = co_await doneOn( files_, [&] { return file.write( piece.data(), filled ); } );
         left -= filled;
     }
-    co_return written ? 0 : 507;
+    co_return trouble == 0 ? 0 : statusOf( trouble );
 }
 
 /// Closes a file, and removes one that is not kept, where a disk may take its time.

@@ -2,6 +2,7 @@
 
 #include <VXMesh/io/WriteAll.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <utility>
 
@@ -18,6 +19,7 @@ public:
     explicit UploadFile( std::filesystem::path path )
         : path_( std::move( path ) )
         , fd_( ::open( path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600 ) )
+        , trouble_( fd_ < 0 ? errno : 0 )
     {
     }
     UploadFile( const UploadFile& ) = delete;
@@ -30,16 +32,19 @@ public:
         if ( !kept_ )
             ::unlink( path_.c_str() );
     }
-    [[nodiscard]] bool isOpen() const { return fd_ >= 0; }
-    [[nodiscard]] bool write( const char* data, size_t size ) const
+    /// Why it could not be opened, as an `errno`; 0 when it is open.
+    [[nodiscard]] int trouble() const { return trouble_; }
+    /// 0, or the `errno` of what went wrong.
+    [[nodiscard]] int write( const char* data, size_t size ) const
     {
-        return writeAll( fd_, { reinterpret_cast<const std::byte*>( data ), size } ) == 0;
+        return writeAll( fd_, { reinterpret_cast<const std::byte*>( data ), size } );
     }
     void keep() { kept_ = true; }
 
 private:
     std::filesystem::path path_;
     int fd_;
+    int trouble_;
     bool kept_ = false;
 };
 

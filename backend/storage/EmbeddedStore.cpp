@@ -8,6 +8,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 
 #include <fcntl.h>
@@ -56,6 +57,11 @@ StoreSum sumOf( const std::filesystem::path& file )
     std::error_code ec;
     const auto size = std::filesystem::file_size( file, ec );
     return ec ? StoreSum() : StoreSum{ size, 1 };
+}
+
+bool isFull( const std::error_code& ec )
+{
+    return ec == std::errc::no_space_on_device || ec.value() == EDQUOT;
 }
 
 constexpr size_t cNameSize = 64;
@@ -214,14 +220,28 @@ void EmbeddedStore::handle( HttpRequest request, Respond respond )
     respond( request.method == "PUT" ? put_( request, *key ) : get_( request, *key ) );
 }
 
+HttpResponse EmbeddedStore::refuse( const std::string& path, int status )
+{
+    if ( status != 503 && status != 507 )
+        return HttpHandler::refuse( path, status );
+    auto out = s3Failure( status, status == 503 ? "ServiceUnavailable" : "InsufficientStorage" );
+    out.close = true;
+    return out;
+}
+
 HttpResponse EmbeddedStore::get_( const HttpRequest& request, const std::string& key ) const
 {
     HttpResponse out;
     out.file = fileOf_( key );
-    std::error_code ec;
-    const auto size = std::filesystem::file_size( out.file, ec );
-    if ( ec )
+    const auto found = sizeOf_( out.file );
+    if ( !found )
+    {
+        spdlog::error( "Cannot look for an object: {}", found.error().message() );
+        return s3Failure( 503, "ServiceUnavailable" );
+    }
+    if ( !*found )
         return s3Failure( 404, "NoSuchKey" );
+    const auto size = **found;
     out.contentType = "application/octet-stream";
     out.headers["Accept-Ranges"] = "bytes";
     // Whoever opens such a URL in a browser gets a file, whatever a stranger has put into it.
@@ -249,7 +269,8 @@ HttpResponse EmbeddedStore::put_( const HttpRequest& request, const std::string&
         std::error_code ec;
         std::filesystem::remove( request.bodyFile, ec );
         spdlog::error( "Cannot store an upload: {}", placed.error().message() );
-        return s3Failure( 500, "InternalError" );
+        return isFull( placed.error() ) ? s3Failure( 507, "InsufficientStorage" )
+                                        : s3Failure( 503, "ServiceUnavailable" );
     }
     room_->release( request.bodyFile.string() );
     if ( options_.arrived && options_.arrived( key, *placed ) == Admission::Gone )
@@ -285,6 +306,8 @@ tl::expected<uint64_t, std::error_code> EmbeddedStore::place_(
     if ( ec )
         return tl::unexpected( ec );
     std::filesystem::create_directory( place.parent_path(), ec );
+    if ( ec )
+        return tl::unexpected( ec );
     auto& part = parts_[partOf_( place )];
     const std::lock_guard lock( part.mutex );
     const auto before = sumOf( place );
@@ -295,10 +318,25 @@ tl::expected<uint64_t, std::error_code> EmbeddedStore::place_(
     return before.bytes;
 }
 
-bool EmbeddedStore::exists( const std::string& key )
+tl::expected<std::optional<uint64_t>, std::error_code> EmbeddedStore::sizeOf_( const std::filesystem::path& file ) const
 {
     std::error_code ec;
-    return std::filesystem::exists( fileOf_( key ), ec );
+    const auto size = std::filesystem::file_size( file, ec );
+    if ( !ec )
+        return size;
+    // Where the whole store is away, no object is missing.
+    std::error_code ofStore;
+    if ( ec == std::errc::no_such_file_or_directory && std::filesystem::is_directory( options_.folder, ofStore ) )
+        return std::nullopt;
+    return tl::unexpected( ec );
+}
+
+tl::expected<bool, StoreError> EmbeddedStore::exists( const std::string& key )
+{
+    return sizeOf_( fileOf_( key ) )
+        .map( []( const std::optional<uint64_t>& size ) { return size.has_value(); } )
+        .map_error( []( const std::error_code& ec )
+            { return StoreError{ StoreTrouble::Unavailable, "Cannot look for an object: " + ec.message() }; } );
 }
 
 tl::expected<void, StoreError> EmbeddedStore::fetch( const std::string& key, const std::filesystem::path& file )
@@ -311,10 +349,8 @@ tl::expected<void, StoreError> EmbeddedStore::fetch( const std::string& key, con
         std::filesystem::copy_file( object, file, std::filesystem::copy_options::overwrite_existing, ec );
     if ( !ec )
         return {};
-    // Where the whole store is away, no object is missing.
-    std::error_code ignored;
-    const bool missing = std::filesystem::is_directory( options_.folder, ignored ) &&
-                         std::filesystem::status( object, ignored ).type() == std::filesystem::file_type::not_found;
+    const auto size = sizeOf_( object );
+    const bool missing = size && !*size;
     return tl::unexpected( StoreError{
         missing ? StoreTrouble::Missing : StoreTrouble::Unavailable, "Cannot fetch an object: " + ec.message() } );
 }

@@ -55,10 +55,11 @@ public:
 
     [[nodiscard]] BodyPlan planBody( const HttpRequest& head ) override;
     void handle( HttpRequest request, Respond respond ) override;
+    [[nodiscard]] HttpResponse refuse( const std::string& path, int status ) override;
 
     [[nodiscard]] std::string putUrl( const std::string& key, std::chrono::seconds lifetime ) override;
     [[nodiscard]] std::string getUrl( const std::string& key, std::chrono::seconds lifetime ) override;
-    [[nodiscard]] bool exists( const std::string& key ) override;
+    [[nodiscard]] tl::expected<bool, StoreError> exists( const std::string& key ) override;
     [[nodiscard]] tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) override;
     [[nodiscard]] tl::expected<void, StoreError> store(
@@ -89,6 +90,9 @@ private:
     void planUpload_( const HttpRequest& head, BodyPlan& plan );
     [[nodiscard]] std::filesystem::path newFile_() const;
     [[nodiscard]] std::string url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const;
+    /// The size of an object's file, which may be missing; the error is that of a disk that cannot tell.
+    [[nodiscard]] tl::expected<std::optional<uint64_t>, std::error_code> sizeOf_(
+        const std::filesystem::path& file ) const;
     [[nodiscard]] std::filesystem::path fileOf_( const std::string& key ) const;
     [[nodiscard]] std::optional<std::string> keyOf_( const std::string& path ) const;
     [[nodiscard]] HttpResponse get_( const HttpRequest& request, const std::string& key ) const;

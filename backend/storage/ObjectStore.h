@@ -40,7 +40,8 @@ public:
     [[nodiscard]] virtual std::string putUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
     [[nodiscard]] virtual std::string getUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
 
-    [[nodiscard]] virtual bool exists( const std::string& key ) = 0;
+    /// The error is never `Missing`.
+    [[nodiscard]] virtual tl::expected<bool, StoreError> exists( const std::string& key ) = 0;
     /// Copies an object into a new local file.
     [[nodiscard]] virtual tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) = 0;

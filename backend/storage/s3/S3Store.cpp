@@ -43,9 +43,12 @@ std::string S3Store::getUrl( const std::string& key, std::chrono::seconds lifeti
     return url_( "GET", key, lifetime );
 }
 
-bool S3Store::exists( const std::string& key )
+tl::expected<bool, StoreError> S3Store::exists( const std::string& key )
 {
-    return client_.head( key ).has_value();
+    const auto head = client_.head( key );
+    if ( !head && head.error().kind != StoreTrouble::Missing )
+        return tl::unexpected( head.error() );
+    return head.has_value();
 }
 
 tl::expected<void, StoreError> S3Store::fetch( const std::string& key, const std::filesystem::path& file )

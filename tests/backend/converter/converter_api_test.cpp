@@ -22,7 +22,12 @@ class FakeStore final : public ObjectStore
 public:
     std::string putUrl( const std::string& key, std::chrono::seconds ) override { return "put:" + key; }
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return "get:" + key; }
-    bool exists( const std::string& key ) override { return objects.contains( key ); }
+    tl::expected<bool, StoreError> exists( const std::string& key ) override
+    {
+        if ( away )
+            return tl::unexpected( StoreError{ StoreTrouble::Unavailable, "away" } );
+        return objects.contains( key );
+    }
     tl::expected<void, StoreError> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
     tl::expected<void, StoreError> store( const std::string&, const std::filesystem::path& ) override { return {}; }
     void remove( const std::string& key ) override { objects.erase( key ); }
@@ -32,6 +37,7 @@ public:
     std::set<std::string> objects;
 };
 
+    bool away = false;
 class ConverterApiTest : public testing::Test
 {
 protected:
@@ -290,3 +296,15 @@ TEST_F( ConverterApiTest, WhileTheServiceStopsNothingIsBegunAndThatIsSaid )
     EXPECT_TRUE( json( convert( begun ) )["result"].isObject() ) << "what is begun is begun";
     EXPECT_EQ( json( status( begun ) )["result"]["state"], "in_progress" );
 }
+TEST_F( ConverterApiTest, AnUploadThatCannotBeLookedForIsNotCalledMissing )
+{
+    const auto id = uploadedId();
+    store_.away = true;
+    const auto refused = convert( id );
+    EXPECT_EQ( refused.status, 503 );
+    EXPECT_EQ( message( refused ), "The conversion service cannot work now; try again in a moment" );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    store_.away = false;
+    EXPECT_EQ( convert( id ).status, 200 );
+}
+

@@ -251,6 +251,16 @@ TEST_F( HttpSessions, WhatIsCutOffIsRemovedWhereADiskMayTakeItsTime )
     EXPECT_FALSE( std::filesystem::exists( echo_.file ) );
 }
 
+TEST_F( HttpSessions, AFileThatCannotBeWrittenIsNoFullDisk )
+{
+    const Testing::ScratchFolder folder;
+    echo_.file = folder.path() / "nowhere" / "upload";
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Content-Length: 1\r\n\r\na" ) ), "503 " );
+    echo_.file = folder.path() / "upload";
+    std::filesystem::create_symlink( "/dev/full", echo_.file );
+    EXPECT_EQ( statuses( hear( "PUT /x" + cHost + "Content-Length: 1\r\n\r\na" ) ), "507 " );
+}
+
 TEST_F( HttpSessions, ABodyThatTakesTooLongIsCutOff )
 {
     const Testing::ScratchFolder folder;

@@ -207,11 +207,11 @@ TEST_F( EmbeddedStoreTest, NoKeyLeavesTheFolder )
 TEST_F( EmbeddedStoreTest, StoresAndFetchesLocalFiles )
 {
     ASSERT_TRUE( store_.store( "r", folder_.write( "result", "bytes" ) ) );
-    EXPECT_TRUE( store_.exists( "r" ) );
+    EXPECT_TRUE( store_.exists( "r" ).value() );
     ASSERT_TRUE( store_.fetch( "r", folder_.path() / "copy" ) );
     EXPECT_EQ( Testing::readFile( folder_.path() / "copy" ), "bytes" );
     store_.remove( "r" );
-    EXPECT_FALSE( store_.exists( "r" ) );
+    EXPECT_FALSE( store_.exists( "r" ).value() );
     EXPECT_FALSE( store_.fetch( "r", folder_.path() / "again" ) );
 }
 
@@ -233,12 +233,43 @@ TEST_F( EmbeddedStoreTest, WhatIsMissingIsToldFromAStoreThatIsAway )
     EXPECT_EQ( Testing::readFile( folder_.path() / "copy" ), "bytes" );
 }
 
+TEST_F( EmbeddedStoreTest, ADiskThatCannotBeReadIsNoMissingObject )
+{
+    put( "k", "x" );
+    auto head = getting( "k" );
+    head.method = "HEAD";
+    const auto objects = folder_.path() / "objects", away = folder_.path() / "away";
+    const auto expectTrouble = [&]( const char* how )
+    {
+        for ( const auto& request : { getting( "k" ), head } )
+        {
+            const auto answer = send( request );
+            EXPECT_EQ( answer.status, 503 ) << how;
+            EXPECT_NE( answer.body.find( "<Code>ServiceUnavailable</Code>" ), std::string::npos ) << answer.body;
+        }
+        EXPECT_EQ( store_.exists( "k" ).error().kind, StoreTrouble::Unavailable ) << how;
+    };
+    std::filesystem::rename( objects, away );
+    expectTrouble( "the whole store is away" );
+    std::filesystem::rename( away, objects );
+    // As a fault of the disk would: a path that leads through what is no folder any more.
+    const auto part = objects / send( getting( "k" ) ).file.parent_path().filename();
+    std::filesystem::rename( part, away );
+    folder_.write( "objects/" + part.filename().string(), "no folder" );
+    expectTrouble( "a part of it is" );
+    EXPECT_EQ( put( "k", "y" ).status, 503 ) << "and what comes is not refused for good";
+    std::filesystem::remove( part );
+    std::filesystem::rename( away, part );
+    EXPECT_EQ( send( getting( "k" ) ).status, 200 );
+    EXPECT_EQ( put( "k", "y" ).status, 200 );
+}
+
 TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
 {
     folder_.write( "secret", "host file" );
     std::filesystem::create_symlink( folder_.path() / "secret", folder_.path() / "result" );
     EXPECT_EQ( store_.store( "r", folder_.path() / "result" ).error().kind, StoreTrouble::Missing );
-    EXPECT_FALSE( store_.exists( "r" ) );
+    EXPECT_FALSE( store_.exists( "r" ).value() );
 }
 
 TEST_F( EmbeddedStoreTest, LimitsTheSizeOfAllObjectsTogether )
@@ -266,8 +297,8 @@ TEST_F( EmbeddedStoreTest, ForgetsWhatHasLainForLong )
     put( "new", "x" );
     for ( int part = 0; part < 16; ++part )
         store_.removeOlder( std::chrono::hours( 2 ) );
-    EXPECT_FALSE( store_.exists( "old" ) );
-    EXPECT_TRUE( store_.exists( "new" ) );
+    EXPECT_FALSE( store_.exists( "old" ).value() );
+    EXPECT_TRUE( store_.exists( "new" ).value() );
     EXPECT_EQ( store_.stored().objects, 1u ) << "what has gone counts no longer";
     EXPECT_EQ( store_.stored().bytes, 1u );
 }
@@ -302,7 +333,7 @@ TEST_F( EmbeddedStoreTest, WhatHasComeIsCountedOnce )
 TEST_F( EmbeddedStoreTest, AnUploadThatNobodyWaitsForAnyMoreGoes )
 {
     EXPECT_EQ( put( "late", std::string( 900, 'x' ) ).status, 404 );
-    EXPECT_FALSE( store_.exists( "late" ) );
+    EXPECT_FALSE( store_.exists( "late" ).value() );
     EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
     EXPECT_TRUE( cutOff( 0 ).empty() );
 }
@@ -336,7 +367,7 @@ TEST_F( EmbeddedStoreTest, CountsWhatLiesThereWhenItStarts )
     folder_.write( "objects/upload-0", std::string( 900, 'x' ) );
     folder_.write( "objects/incoming-12", std::string( 900, 'x' ) );
     EmbeddedStore again( options() );
-    EXPECT_TRUE( again.exists( "a" ) );
+    EXPECT_TRUE( again.exists( "a" ).value() );
     EXPECT_TRUE( again.hasRoomFor( 4300 ) );
     EXPECT_FALSE( again.hasRoomFor( 4301 ) );
     EXPECT_FALSE( std::filesystem::exists( folder_.path() / "objects/upload-0" ) );

@@ -20,7 +20,7 @@ class MemoryStore final : public Backend::ObjectStore
 public:
     std::string putUrl( const std::string& key, std::chrono::seconds ) override { return key; }
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return key; }
-    bool exists( const std::string& key ) override { return contains( key ); }
+    tl::expected<bool, Backend::StoreError> exists( const std::string& key ) override { return contains( key ); }
     tl::expected<void, Backend::StoreError> fetch( const std::string& key, const std::filesystem::path& file ) override
     {
         const std::lock_guard lock( mutex_ );

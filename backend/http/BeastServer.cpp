@@ -48,6 +48,7 @@ public:
         : options_( options )
         , handler_( handler )
         , table_( options.maxConnections )
+        , bodies_( options.mostBodies )
         , io_( options.threads )
         , acceptor_( io_ )
         , files_( size_t( options.fileThreads ) )
@@ -154,7 +155,7 @@ private:
         {
             auto executor = socket.get_executor();
             auto served = std::make_shared<ServedConnection>(
-                connectionOn_( std::move( socket ) ), options_, handler_, files_.get_executor() );
+                connectionOn_( std::move( socket ) ), options_, handler_, files_.get_executor(), bodies_ );
             if ( table_.add( *served ) )
                 asio::co_spawn( executor, run_( std::move( served ) ), asio::detached );
         }
@@ -180,6 +181,7 @@ private:
     HttpServerOptions options_;
     HttpHandler& handler_;
     ConnectionTable table_;
+    BodyRoom bodies_;
     std::mutex tlsMutex_;
     std::shared_ptr<asio::ssl::context> tls_;
     asio::io_context io_;

@@ -14,9 +14,9 @@ namespace VX::Backend
 struct ServedConnection
 {
     ServedConnection( const std::shared_ptr<ClientConnection>& client, const HttpServerOptions& options,
-        HttpHandler& handler, boost::asio::any_io_executor files )
+        HttpHandler& handler, boost::asio::any_io_executor files, BodyRoom& bodies )
         : connection( client )
-        , session( *client, options, handler, client->peer(), std::move( files ) )
+        , session( *client, options, handler, client->peer(), std::move( files ), bodies )
     {
     }
 

@@ -130,6 +130,9 @@ struct HttpServerOptions
     std::chrono::milliseconds longestBody = std::chrono::hours( 1 );
     std::chrono::milliseconds keepAlive{ 60000 };
     size_t maxHeaderSize = 16 * 1024;
+    /// Bytes of bodies in memory, of all connections together, but for the first 64 kB of each; a body that finds no
+    /// room is answered 503.
+    uint64_t mostBodies = uint64_t( 256 ) << 20;
 };
 
 /// HTTP/1.1, over TLS but where it is told to be plain: keep-alive, bodies streamed with constant memory. No connection

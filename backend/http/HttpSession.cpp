@@ -54,12 +54,13 @@ std::string headOf( const HttpResponse& response, uint64_t length, bool keepAliv
 } // namespace
 
 HttpSession::HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler,
-    std::string peer, asio::any_io_executor files )
+    std::string peer, asio::any_io_executor files, BodyRoom& bodies )
     : connection_( connection )
     , options_( options )
     , handler_( handler )
     , peer_( std::move( peer ) )
     , files_( std::move( files ) )
+    , body_( bodies )
     , touched_( std::chrono::steady_clock::now() )
 {
 }
@@ -156,6 +157,7 @@ asio::awaitable<bool> HttpSession::serveOne_()
 void HttpSession::restart_()
 {
     exchange_ = RequestEnd();
+    (void)body_.hold( 0 );
     exchange_.received = pending_.size();
 }
 
@@ -313,6 +315,8 @@ asio::awaitable<int> HttpSession::readChunks_( RequestHead& head, const BodyPlan
             co_return cGone;
         received += pending_.size();
         reading = chunks.take( pending_, head.request.body );
+        if ( !body_.hold( head.request.body.size() ) )
+            co_return 503;
     }
     if ( reading == Reading::TooLarge )
         co_return 413;
@@ -329,9 +333,13 @@ asio::awaitable<int> HttpSession::readToMemory_( RequestHead& head )
         const bool more = co_await readSome_();
         if ( !more )
             co_return cGone;
+        if ( !body_.hold( pending_.size() ) )
+            co_return 503;
     }
-    head.request.body = pending_.substr( 0, size_t( length ) );
-    pending_.erase( 0, size_t( length ) );
+    // What came behind it is short, and the body may be long.
+    std::string behind = pending_.substr( size_t( length ) );
+    pending_.resize( size_t( length ) );
+    head.request.body = std::exchange( pending_, std::move( behind ) );
     co_return 0;
 }
 

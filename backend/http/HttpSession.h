@@ -1,5 +1,6 @@
 #pragma once
 
+#include "http/BodyRoom.h"
 #include "http/HttpServer.h"
 #include "http/RequestHead.h"
 #include "http/connection/HttpConnection.h"
@@ -24,10 +25,10 @@ class HttpSession
 public:
     using Moment = HttpConnection::Moment;
 
-    /// All three must outlive the session; `peer` is the address at the other end. Files are written and read where
-    /// `files` runs things.
+    /// All that is referred to must outlive the session; `peer` is the address at the other end. Files are written and
+    /// read where `files` runs things; bodies in memory share their room with those of all other sessions.
     HttpSession( HttpConnection& connection, const HttpServerOptions& options, HttpHandler& handler, std::string peer,
-        boost::asio::any_io_executor files );
+        boost::asio::any_io_executor files, BodyRoom& bodies );
 
     /// Serves until one of both ends the connection.
     [[nodiscard]] boost::asio::awaitable<void> run();
@@ -77,6 +78,8 @@ private:
     HttpHandler& handler_;
     std::string peer_;
     boost::asio::any_io_executor files_;
+    /// What the request under way has in memory.
+    BodyRoom::Share body_;
     /// What has come and is not looked at yet; never more than one piece and the head it belongs to.
     std::string pending_;
     /// The request under way.

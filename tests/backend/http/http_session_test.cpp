@@ -5,6 +5,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <future>
@@ -28,7 +29,7 @@ public:
         if ( head.path == "/throws-anything" )
             throw 7;
         BodyPlan plan;
-        plan.maxSize = head.method == "GET" ? 0 : 100;
+        plan.maxSize = head.method == "GET" ? 0 : head.path == "/large" ? 1'000'000 : 100;
         if ( head.method == "PUT" )
             plan.file = file;
         if ( head.path == "/refused" )
@@ -225,7 +226,8 @@ TEST_F( HttpSessions, WhatIsCutOffIsRemovedWhereADiskMayTakeItsTime )
     boost::asio::io_context io;
     boost::asio::thread_pool files( 1 );
     Testing::MemoryConnection client( "PUT /x" + cHost + "Content-Length: 5\r\n\r\nabcd", SIZE_MAX );
-    HttpSession session( client, options_, echo_, "127.0.0.1", files.get_executor() );
+    BodyRoom bodies( options_.mostBodies );
+    HttpSession session( client, options_, echo_, "127.0.0.1", files.get_executor(), bodies );
     std::promise<void> diskWorks;
     bool gone = false, ended = false;
     client.whenDone = [&]
@@ -249,6 +251,45 @@ TEST_F( HttpSessions, WhatIsCutOffIsRemovedWhereADiskMayTakeItsTime )
     io.run();
     EXPECT_TRUE( ended );
     EXPECT_FALSE( std::filesystem::exists( echo_.file ) );
+}
+
+TEST_F( HttpSessions, LargeBodiesInMemoryShareTheirRoom )
+{
+    const auto plain = [&]( size_t size )
+    {
+        return "POST /large" + cHost + "Content-Length: " + std::to_string( size ) + "\r\n\r\n" +
+               std::string( size, 'x' );
+    };
+    const auto chunked = []( size_t size )
+    {
+        return "POST /large" + cHost + "Transfer-Encoding: chunked\r\n\r\n" + fmt::format( "{:x}", size ) + "\r\n" +
+               std::string( size, 'x' ) + "\r\n0\r\n\r\n";
+    };
+    options_.mostBodies = 100'000;
+    EXPECT_EQ(
+        statuses( hear( plain( 150'000 ) + chunked( 150'000 ) + plain( 150'000 ) + cNext ) ), "200 200 200 200 " )
+        << "what is answered holds nothing any more";
+    for ( const auto& large : { plain( 200'000 ), chunked( 200'000 ) } )
+        EXPECT_EQ( statuses( hear( large + cNext ) ), "503 " );
+    options_.mostBodies = 0;
+    EXPECT_EQ( statuses( hear( plain( 64 * 1024 ) + chunked( 64 * 1024 ) + cNext ) ), "200 200 200 " )
+        << "for small ones there is always room";
+}
+
+TEST( BodyRoom, IsSharedByAllAndGivenBack )
+{
+    BodyRoom room( 100 );
+    BodyRoom::Share first( room );
+    {
+        BodyRoom::Share second( room );
+        EXPECT_TRUE( first.hold( BodyRoom::cFree + 60 ) );
+        EXPECT_FALSE( second.hold( BodyRoom::cFree + 41 ) );
+        EXPECT_TRUE( second.hold( BodyRoom::cFree + 40 ) );
+        EXPECT_FALSE( first.hold( BodyRoom::cFree + 61 ) );
+        EXPECT_TRUE( first.hold( BodyRoom::cFree + 50 ) );
+        EXPECT_TRUE( second.hold( BodyRoom::cFree + 50 ) );
+    }
+    EXPECT_TRUE( first.hold( BodyRoom::cFree + 100 ) );
 }
 
 TEST_F( HttpSessions, AFileThatCannotBeWrittenIsNoFullDisk )

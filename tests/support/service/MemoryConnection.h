@@ -67,7 +67,8 @@ private:
 {
     boost::asio::io_context io;
     MemoryConnection connection( says, piece );
-    Backend::HttpSession session( connection, options, handler, peer, io.get_executor() );
+    Backend::BodyRoom bodies( options.mostBodies );
+    Backend::HttpSession session( connection, options, handler, peer, io.get_executor(), bodies );
     boost::asio::co_spawn( io, session.run(), boost::asio::detached );
     io.run();
     return connection.heard();

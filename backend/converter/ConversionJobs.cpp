@@ -356,9 +356,9 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::recover( const std::v
     return transaction.commit().map( [&] { return out; } );
 }
 
-DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expire( std::chrono::seconds age )
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::chrono::sys_seconds then )
 {
-    const int64_t limit = now_() - age.count();
+    const int64_t limit = then.time_since_epoch().count();
     std::vector<ConversionJob> out;
     const auto collect = [&]( const Rows& rows )
     {

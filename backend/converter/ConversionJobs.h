@@ -129,9 +129,14 @@ public:
     [[nodiscard]] Result<std::vector<ConversionJob>> reap();
     /// The same at once for what instances had taken that are known to be dead.
     [[nodiscard]] Result<std::vector<ConversionJob>> recover( const std::vector<std::string>& dead );
-    /// Fails jobs that have waited for a worker for longer than that, removes those that were not begun or have ended
-    /// that long ago, and returns both.
-    [[nodiscard]] Result<std::vector<ConversionJob>> expire( std::chrono::seconds age );
+    /// Fails jobs that have waited for a worker since before then, removes those that were not begun or have ended by
+    /// then, and returns both.
+    [[nodiscard]] Result<std::vector<ConversionJob>> expireBefore( std::chrono::sys_seconds then );
+    /// The same for what is so old.
+    [[nodiscard]] Result<std::vector<ConversionJob>> expire( std::chrono::seconds age )
+    {
+        return expireBefore( clock_() - age );
+    }
 
     /// Removes a job that holds bytes and neither waits for a worker nor runs, of this owner or, for none, of the one
     /// whose jobs hold the most; and returns it: the oldest result, or else the oldest upload.

@@ -12,7 +12,6 @@ namespace
 
 // Another process may queue a job, of which no hint comes.
 constexpr auto cLookAgain = std::chrono::milliseconds( 1000 );
-constexpr auto cTidyEvery = std::chrono::seconds( 60 );
 
 } // namespace
 
@@ -48,11 +47,12 @@ ConversionRunner::ConversionRunner( ConversionJobs& jobs, ObjectStore& store, st
     , folder_( std::move( folder ) )
     , options_( std::move( options ) )
     , first_( std::move( first ) )
+    , leaps_( options_.clock )
 {
     recover_();
     beating_ = std::make_unique<Repeating>( options_.beat, [this] { beat_(); } );
     looking_ = std::make_unique<Repeating>( options_.look, [this] { look_(); } );
-    tidying_ = std::make_unique<Repeating>( cTidyEvery, [this] { tidy_(); } );
+    tidying_ = std::make_unique<Repeating>( options_.tidy, [this] { tidy_(); } );
     slotsAtWork_ = options_.slots;
     for ( int i = 0; i < options_.slots; ++i )
         threads_.emplace_back(
@@ -334,14 +334,30 @@ bool ConversionRunner::end_(
 
 void ConversionRunner::tidy_()
 {
-    const auto expired = jobs_.expire( options_.keep );
+    if ( removeOver_() )
+        makeRoom_();
+}
+
+bool ConversionRunner::removeOver_()
+{
+    // A clock that is set ahead makes nothing old.
+    const auto now = leaps_.look();
+    const auto expired = jobs_.expireBefore( now - options_.keep - leaps_.excess( options_.keep ) );
     if ( !expired )
-        return spdlog::error( "Conversion: {}", expired.error().text );
+    {
+        spdlog::error( "Conversion: {}", expired.error().text );
+        return false;
+    }
     removeObjects_( *expired );
+    // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
+    store_.removeOlder( 2 * options_.keep + leaps_.excess( 2 * options_.keep ) );
+    return true;
+}
+
+void ConversionRunner::makeRoom_()
+{
     if ( const auto failed = jobs_.failed(); failed && !store_.hasRoomFor( options_.reserve ) )
         removeObjects_( *failed );
-    // A URL outlives its job, so uploads may come for jobs that nobody knows any more.
-    store_.removeOlder( 2 * options_.keep );
     while ( store_.excess() > 0 )
     {
         const auto oldest = jobs_.expireOldest();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "clock/LeapWatch.h"
 #include "converter/ConversionJobs.h"
 #include "converter/WorkFolder.h"
 #include "converter/WorkerProcess.h"
@@ -26,6 +27,10 @@ struct RunnerOptions
     std::chrono::milliseconds look{ 500 };
     /// How often a store that is away is tried again.
     std::chrono::milliseconds retry{ 1000 };
+    /// How often what is over is removed.
+    std::chrono::milliseconds tidy = std::chrono::minutes( 1 );
+    /// That by which it is over, beside one that never leaps.
+    LeapWatch::Clock clock = &LeapWatch::systemMoment;
     /// Bytes for which the store is to have room besides what failed conversions leave in it.
     uint64_t reserve = 0;
 };
@@ -87,6 +92,9 @@ private:
         const Attempt& attempt, const std::filesystem::path& file );
     [[nodiscard]] bool fits_( const ConversionJob& job, uint64_t resultBytes );
     void tidy_();
+    /// Whether it may go on.
+    bool removeOver_();
+    void makeRoom_();
     void removeObjects_( const ConversionJob& job );
     void removeResults_( const ConversionJob& job );
     void removeObjects_( const std::vector<ConversionJob>& jobs );
@@ -108,6 +116,7 @@ private:
     std::atomic<int> slotsAtWork_{ 0 };
     std::atomic<int> slotsWithWorker_{ 0 };
     std::vector<std::thread> threads_;
+    LeapWatch leaps_;
     /// By clocks of their own: slots may be busy for long.
     std::unique_ptr<Repeating> beating_;
     std::unique_ptr<Repeating> looking_;

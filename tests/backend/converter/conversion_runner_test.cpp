@@ -1,18 +1,8 @@
-#include "support/LogCapture.h"
-#include "support/Patience.h"
-#include "support/ScratchFolder.h"
-#include "support/service/MemoryStore.h"
-#include "support/service/OpenDatabase.h"
-
-#include "converter/Bubblewrap.h"
-#include "converter/ConversionRunner.h"
+#include "support/service/RunnerFixture.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <fstream>
 #include <set>
-#include <thread>
 
 using namespace VX;
 using namespace VX::Backend;
@@ -20,111 +10,7 @@ using namespace VX::Backend;
 namespace
 {
 
-/// Does what its upload says.
-const std::string cWorker = R"(cd "$0" && read -r go || exit 0
-done='{"done":true}'
-case $(cat input.zip) in
-wait) while [ ! -e go ]; do sleep 0.01; done; cp go result.vxu; echo "$done" ;;
-silent) exec sleep 1000 ;;
-byte) printf x; exec sleep 1000 ;;
-closed) exec >&-; exec sleep 1000 ;;
-left) sleep 1000 & exit 0 ;;
-deaf) trap '' TERM INT HUP; exec sleep 1000 ;;
-dead) exit 3 ;;
-bad) echo '{"error":"bad file"}'; exit 1 ;;
-empty) echo "$done" ;;
-loud) printf '{"error":"\\u001b[2J\\nred\\u0007\\u202e%03000d"}\n' 0 ;;
-endless) printf '{"error":"%010000d\\u001b[2J"}\n' 0 ;;
-*) cp input.zip result.vxu; echo "$done" ;;
-esac)";
-
-/// A runner whose workers do as they are told, beside another process that shares its database.
-class Runner : public testing::Test
-{
-protected:
-    Runner()
-    {
-        options_.slots = 1;
-        options_.beat = std::chrono::milliseconds( 10 );
-        options_.look = std::chrono::milliseconds( 10 );
-        options_.retry = std::chrono::milliseconds( 10 );
-        options_.worker.limits.time = std::chrono::seconds( 60 );
-        options_.worker.program = { "/usr/bin/sh", "-c", cWorker };
-        options_.worker.inBubblewrap = canUseBubblewrap();
-    }
-    void start()
-    {
-        runner_ = std::make_unique<ConversionRunner>(
-            jobs_, store_, WorkFolder::make( work_, jobs_.instance() ).value(), options_ );
-    }
-    std::string queued( const std::string& upload )
-    {
-        const auto id = jobs_.create( "step", "ann" ).value()->id;
-        store_.put( "uploads/" + id, upload );
-        EXPECT_TRUE( jobs_.queue( id ).value() );
-        return id;
-    }
-    ConversionJob job( const std::string& id ) { return others_.find( id ).value().value(); }
-    template <typename Condition>
-    static void await( const Condition& condition, const char* what )
-    {
-        for ( const Testing::Patience patience; !condition(); patience.check( what ) )
-            std::this_thread::sleep_for( std::chrono::milliseconds( 2 ) );
-    }
-    ConversionJob ended( const std::string& id )
-    {
-        await( [&] { return job( id ).state >= JobState::Finished; }, "the job does not end" );
-        // What belongs to its end is done before the next one is taken.
-        return job( id );
-    }
-    /// Where the worker that has an upload lives.
-    std::filesystem::path workerWith( const std::string& upload )
-    {
-        std::filesystem::path out;
-        const auto found = [&]
-        {
-            std::error_code ec;
-            for ( const auto& entry : std::filesystem::directory_iterator( work_ / jobs_.instance(), ec ) )
-                if ( std::filesystem::exists( entry.path() / "input.zip", ec ) &&
-                     Testing::readFile( entry.path() / "input.zip" ) == upload )
-                    out = entry.path();
-            return !out.empty();
-        };
-        await( found, "no worker gets the upload" );
-        return out;
-    }
-    static void go( const std::filesystem::path& worker, const std::string& result )
-    {
-        std::ofstream( worker / "going" ) << result;
-        std::filesystem::rename( worker / "going", worker / "go" );
-    }
-    /// Another process takes what runs here for dead, and takes the job itself.
-    ConversionJob takenAway()
-    {
-        EXPECT_TRUE( others_.recover( { jobs_.instance() } ).value().empty() );
-        return others_.take().value().value();
-    }
-    int64_t deathsOf( const std::string& id )
-    {
-        return integerOf( database_->query( "SELECT deaths FROM conversions WHERE id = ?", { id } ).value()[0][0] );
-    }
-    ConversionJobs::Clock clock()
-    {
-        return [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_ ) ); };
-    }
-
-    Testing::ScratchFolder folder_;
-    std::filesystem::path work_ = folder_.path() / "work";
-    std::atomic<int64_t> now_{ 1'000'000 };
-    std::unique_ptr<Database> database_ = Testing::openDatabase( folder_.path() / "db" );
-    std::unique_ptr<Database> othersDatabase_ = Testing::openDatabase( folder_.path() / "db" );
-    ConversionJobs jobs_{ *database_, clock() };
-    ConversionJobs others_{ *othersDatabase_, clock() };
-    Testing::MemoryStore store_;
-    RunnerOptions options_;
-    Testing::LogCapture log_;
-    std::unique_ptr<ConversionRunner> runner_;
-};
+using Runner = Testing::RunnerFixture;
 
 } // namespace
 

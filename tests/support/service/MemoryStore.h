@@ -4,6 +4,7 @@
 
 #include "storage/ObjectStore.h"
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -50,9 +51,21 @@ public:
         const std::lock_guard lock( mutex_ );
         objects_.erase( key );
     }
-    void removeOlder( std::chrono::seconds ) override {}
+    void removeOlder( std::chrono::seconds age ) override
+    {
+        oldest = age.count();
+        ++sweeps;
+    }
     bool hasRoomFor( uint64_t bytes ) override { return bytes <= room; }
-    uint64_t excess() override { return 0; }
+    /// What is there over `most`.
+    uint64_t excess() override
+    {
+        const std::lock_guard lock( mutex_ );
+        uint64_t sum = 0;
+        for ( const auto& [key, content] : objects_ )
+            sum += content.size();
+        return sum - std::min<uint64_t>( sum, most );
+    }
 
     void put( const std::string& key, const std::string& content )
     {
@@ -72,6 +85,10 @@ public:
     std::atomic<bool> away{ false };
     std::atomic<bool> full{ false };
     std::atomic<uint64_t> room{ uint64_t( 1 ) << 30 };
+    std::atomic<uint64_t> most{ UINT64_MAX };
+    /// How often what is older was to go, and than what in seconds.
+    std::atomic<int> sweeps{ 0 };
+    std::atomic<int64_t> oldest{ 0 };
     std::atomic<int> refused{ 0 };
     std::atomic<int> fetches{ 0 };
     std::atomic<int> stored{ 0 };

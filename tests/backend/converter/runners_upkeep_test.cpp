@@ -1,0 +1,79 @@
+#include "support/service/RunnerFixture.h"
+
+#include <gtest/gtest.h>
+
+using namespace VX;
+using namespace VX::Backend;
+
+namespace
+{
+
+using RunnersUpkeep = Testing::RunnerFixture;
+
+} // namespace
+
+TEST_F( RunnersUpkeep, ThereIsTidyingWhileAllSlotsAreBusy )
+{
+    options_.tidy = std::chrono::milliseconds( 5 );
+    queued( "wait" );
+    start();
+    const auto worker = workerWith( "wait" );
+    const auto made = jobs_.create( "step", "bob" ).value()->id, late = queued( "late" );
+    store_.put( "uploads/" + made, "bytes" );
+    pass( 3700 );
+    await( [&] { return !others_.find( made ).value(); }, "what nobody began stays" );
+    await( [&] { return job( late ).state == JobState::Failed; }, "who has waited too long is not told so" );
+    await( [&] { return !store_.contains( "uploads/" + made ) && !store_.contains( "uploads/" + late ); },
+        "their uploads stay" );
+    await( [sweeps = store_.sweeps + 2, this] { return store_.sweeps >= sweeps; }, "nobody looks for what is older" );
+    EXPECT_EQ( store_.oldest, 7200 );
+    // More lies there than may.
+    const auto large = jobs_.create( "step", "bob" ).value()->id;
+    ASSERT_EQ( jobs_.admitUpload( "uploads/" + large, 10 ), Admission::Welcome );
+    store_.put( "uploads/" + large, "0123456789" );
+    store_.most = 5;
+    await( [&] { return !store_.contains( "uploads/" + large ); }, "what is too much stays" );
+    EXPECT_FALSE( runner_->isDrained() );
+    go( worker, "bytes" );
+}
+
+TEST_F( RunnersUpkeep, AClockThatLeapsAheadMakesNothingOld )
+{
+    options_.tidy = std::chrono::milliseconds( 5 );
+    queued( "wait" );
+    start();
+    (void)workerWith( "wait" );
+    const auto id = jobs_.create( "step", "bob" ).value()->id;
+    const auto tidied = [&]
+    { await( [sweeps = store_.sweeps + 2, this] { return store_.sweeps >= sweeps; }, "nobody tidies" ); };
+    tidied();
+    now_ += 86'400;
+    tidied();
+    EXPECT_TRUE( others_.find( id ).value() );
+    EXPECT_GE( store_.oldest, 7200 + 86'000 ) << "and no object is";
+    pass( 3000 );
+    tidied();
+    EXPECT_TRUE( others_.find( id ).value() ) << "not an hour old";
+    pass( 700 );
+    await( [&] { return !others_.find( id ).value(); }, "an hour is still an hour" );
+    pass( 7200 );
+    tidied();
+    EXPECT_EQ( store_.oldest, 7200 );
+}
+
+TEST_F( RunnersUpkeep, TheEndOfAConversionIsWrittenOnceItCanBe )
+{
+    options_.worker.limits.time = std::chrono::seconds( 60 );
+    ASSERT_TRUE( executeAll( *othersDatabase_, { "CREATE TRIGGER no_end BEFORE UPDATE ON conversions WHEN new.state > "
+                                                 "2 BEGIN SELECT RAISE(ABORT, 'no room for an end'); END" } ) );
+    const auto good = queued( "good" ), bad = queued( "bad" );
+    start();
+    const auto refusals = [this] { return log_.contains( "no room for an end" ); };
+    await( refusals, "nothing is tried" );
+    EXPECT_EQ( job( good ).state, JobState::Running );
+    ASSERT_TRUE( executeAll( *othersDatabase_, { "DROP TRIGGER no_end" } ) );
+    EXPECT_EQ( ended( good ).state, JobState::Finished );
+    EXPECT_EQ( store_.get( "results/" + good + "/1" ), "good" );
+    EXPECT_EQ( ended( bad ).error, "bad file" );
+    EXPECT_EQ( job( good ).attempt, 1 );
+}

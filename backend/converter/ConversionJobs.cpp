@@ -1,5 +1,6 @@
 #include "converter/ConversionJobs.h"
 
+#include "converter/JobRows.h"
 #include "converter/JobTables.h"
 #include "crypto/Hex.h"
 #include "metrics/Measures.h"
@@ -23,48 +24,6 @@ constexpr const char* cNoTurn = "No converter was free for this file in time; op
 
 /// Holds for the attempt that has a job: ?2 is the job, ?3 the attempt, ?4 the state of one that runs.
 const std::string cFence = "id = ?2 AND attempts = ?3 AND state = ?4";
-
-constexpr std::string_view cUploads = "uploads/";
-const std::string cColumns = "id, input_format, state, error, owner, attempts, request, queued";
-
-int64_t stateNumber( JobState state )
-{
-    return int64_t( state );
-}
-
-ConversionJob toJob( const SqlRow& row )
-{
-    return { textOf( row[0] ), textOf( row[1] ), JobState( integerOf( row[2] ) ), textOf( row[3] ), textOf( row[4] ),
-        integerOf( row[5] ), textOf( row[6] ), integerOf( row[7] ) };
-}
-
-using Rows = std::vector<SqlRow>;
-
-std::vector<ConversionJob> toJobs( const Rows& rows )
-{
-    std::vector<ConversionJob> out;
-    std::transform( rows.begin(), rows.end(), std::back_inserter( out ), toJob );
-    return out;
-}
-
-std::optional<ConversionJob> onlyOf( const Rows& rows )
-{
-    return rows.empty() ? std::nullopt : std::optional( toJob( rows.front() ) );
-}
-
-Admission unknown( const DatabaseError& error )
-{
-    spdlog::error( "Conversion: {}", error.text );
-    return Admission::Unknown;
-}
-
-/// The id of the job whose upload has this key; empty when it is no job's.
-std::string jobOf( const std::string& key )
-{
-    const bool is = key.starts_with( cUploads ) && key.size() == cUploads.size() + 2 * cIdBytes &&
-                    key.find_first_not_of( "0123456789abcdef", cUploads.size() ) == std::string::npos;
-    return is ? key.substr( cUploads.size() ) : std::string();
-}
 
 } // namespace
 
@@ -94,7 +53,7 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::create(
 
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::find( const std::string& id )
 {
-    return database_.query( "SELECT " + cColumns + " FROM conversions WHERE id = ?", { id } ).map( onlyOf );
+    return database_.query( "SELECT " + cJobColumns + " FROM conversions WHERE id = ?", { id } ).map( onlyOf );
 }
 
 DatabaseResult<bool> ConversionJobs::queue( const std::string& id, const std::string& request )
@@ -104,56 +63,6 @@ DatabaseResult<bool> ConversionJobs::queue( const std::string& id, const std::st
             { stateNumber( JobState::Queued ), now_(), request, id, stateNumber( JobState::Created ) } );
     notifyChange();
     return changed.map( []( int rows ) { return rows > 0; } );
-}
-
-Admission ConversionJobs::admitUpload( const std::string& key, uint64_t bytes )
-{
-    const auto id = jobOf( key );
-    if ( id.empty() )
-        return Admission::Welcome;
-    const auto counted =
-        database_.execute( "UPDATE conversions SET bytes = bytes + ?1 WHERE id = ?2 AND state < ?3 AND (SELECT o.bytes "
-                           "FROM conversion_owners o WHERE o.owner = conversions.owner) <= ?4 - ?1",
-            { int64_t( bytes ), id, stateNumber( JobState::Finished ), int64_t( limits_.bytes ) } );
-    if ( counted && *counted > 0 )
-        return Admission::Welcome;
-    return counted ? whileAwaited_( id, Admission::NoRoom ) : unknown( counted.error() );
-}
-
-Admission ConversionJobs::whileAwaited_( const std::string& id, Admission answer )
-{
-    const auto job = find( id );
-    if ( !job )
-        return unknown( job.error() );
-    return *job && ( *job )->state < JobState::Finished ? answer : Admission::Gone;
-}
-
-Admission ConversionJobs::noteUpload( const std::string& key, uint64_t replaced )
-{
-    const auto id = jobOf( key );
-    if ( id.empty() )
-        return Admission::Welcome;
-    if ( replaced > 0 )
-        forgetUpload( key, replaced );
-    return whileAwaited_( id, Admission::Welcome );
-}
-
-void ConversionJobs::forgetUpload( const std::string& key, uint64_t bytes )
-{
-    const auto forgotten =
-        database_.execute( "UPDATE conversions SET bytes = max(bytes - ?, 0) WHERE id = ? AND state < ?",
-            { int64_t( bytes ), jobOf( key ), stateNumber( JobState::Finished ) } );
-    if ( !forgotten )
-        spdlog::error( "Conversion: {}", forgotten.error().text );
-}
-
-DatabaseResult<bool> ConversionJobs::isWithinShare( const ConversionJob& job, uint64_t resultBytes )
-{
-    return database_
-        .query( "SELECT 1 FROM conversion_owners o JOIN conversions c ON c.owner = o.owner WHERE c.id = ?1 AND "
-                "o.bytes - c.bytes <= ?2 - ?3",
-            { job.id, int64_t( limits_.bytes ), int64_t( resultBytes ) } )
-        .map( []( const Rows& rows ) { return !rows.empty(); } );
 }
 
 template <typename T>
@@ -181,7 +90,7 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::take()
                                    "conversion_owners o WHERE o.queued > 0 ORDER BY o.running, o.turn, (SELECT "
                                    "min(w.queued) FROM conversions w WHERE w.owner = o.owner AND w.state = ?2) LIMIT 1)"
                                    " ORDER BY c.queued, c.rowid LIMIT 1) RETURNING " +
-                                       cColumns,
+                                       cJobColumns,
                       { stateNumber( JobState::Running ), stateNumber( JobState::Queued ), instance_,
                           now_() + cLease.count() } ) )
             .map( onlyOf );
@@ -238,7 +147,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::lost( const std::vect
 DatabaseResult<std::vector<ConversionJob>> ConversionJobs::failed()
 {
     return database_
-        .query( "SELECT " + cColumns + " FROM conversions WHERE state = ?", { stateNumber( JobState::Failed ) } )
+        .query( "SELECT " + cJobColumns + " FROM conversions WHERE state = ?", { stateNumber( JobState::Failed ) } )
         .map( toJobs );
 }
 
@@ -252,12 +161,12 @@ DatabaseResult<bool> ConversionJobs::giveBack( const ConversionJob& job )
 }
 
 DatabaseResult<bool> ConversionJobs::end_(
-    const ConversionJob& job, JobState state, const SqlValue& error, uint64_t bytes )
+    const ConversionJob& job, JobState state, const SqlValue& error, std::optional<uint64_t> bytes )
 {
-    const auto changed =
-        database_.execute( "UPDATE conversions SET state = ?1, error = ?5, bytes = ?6, ended = ?7 WHERE " + cFence,
-            { stateNumber( state ), job.id, job.attempt, stateNumber( JobState::Running ), error, int64_t( bytes ),
-                now_() } );
+    const SqlValue counted = bytes ? SqlValue( int64_t( *bytes ) ) : SqlValue( nullptr );
+    const auto changed = database_.execute(
+        "UPDATE conversions SET state = ?1, error = ?5, bytes = coalesce(?6, bytes), ended = ?7 WHERE " + cFence,
+        { stateNumber( state ), job.id, job.attempt, stateNumber( JobState::Running ), error, counted, now_() } );
     notifyChange();
     if ( !changed )
         return tl::unexpected( changed.error() );
@@ -276,9 +185,10 @@ DatabaseResult<bool> ConversionJobs::finish( const ConversionJob& job, uint64_t 
     return end_( job, JobState::Finished, nullptr, resultBytes );
 }
 
-DatabaseResult<bool> ConversionJobs::fail( const ConversionJob& job, const std::string& error )
+DatabaseResult<bool> ConversionJobs::fail( const ConversionJob& job, const std::string& error, UploadStays stays )
 {
-    return end_( job, JobState::Failed, error, 0 );
+    return end_(
+        job, JobState::Failed, error, stays == UploadStays::Yes ? std::nullopt : std::optional<uint64_t>( 0 ) );
 }
 
 DatabaseResult<bool> ConversionJobs::retry( const std::string& id, uint64_t uploadBytes )
@@ -295,8 +205,8 @@ DatabaseResult<bool> ConversionJobs::retry( const std::string& id, uint64_t uplo
 DatabaseResult<bool> ConversionJobs::cancel( const std::string& id, const std::string& reason )
 {
     const auto changed = database_.execute(
-        "UPDATE conversions SET state = ?1, error = ?2, ended = ?3, bytes = 0, taker = '', lease_until = 0 WHERE id = "
-        "?4 AND state IN (?5, ?6)",
+        "UPDATE conversions SET state = ?1, error = ?2, ended = ?3, taker = '', lease_until = 0 WHERE id = ?4 AND "
+        "state IN (?5, ?6)",
         { stateNumber( JobState::Failed ), reason, now_(), id, stateNumber( JobState::Queued ),
             stateNumber( JobState::Running ) } );
     notifyChange();
@@ -320,9 +230,8 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::str
         .query( "UPDATE conversions SET deaths = deaths + 1, taker = '', lease_until = 0, "
                 "state = CASE WHEN deaths + 1 < ?1 THEN ?2 ELSE ?3 END, "
                 "error = CASE WHEN deaths + 1 < ?1 THEN NULL ELSE ?4 END, "
-                "bytes = CASE WHEN deaths + 1 < ?1 THEN bytes ELSE 0 END, "
                 "ended = CASE WHEN deaths + 1 < ?1 THEN NULL ELSE ?5 END WHERE state = ?6 AND " +
-                    condition + " RETURNING " + cColumns,
+                    condition + " RETURNING " + cJobColumns,
             { cMaxDeaths, stateNumber( JobState::Queued ), stateNumber( JobState::Failed ), std::string( cCutOff ),
                 now_(), stateNumber( JobState::Running ), value } )
         .map( ended );
@@ -368,7 +277,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::ch
     const auto late = database_
                           .query( "UPDATE conversions SET state = ?, error = ?, bytes = 0, ended = ? WHERE state = ? "
                                   "AND created < ? RETURNING " +
-                                      cColumns,
+                                      cJobColumns,
                               { stateNumber( JobState::Failed ), std::string( cNoTurn ), now_(),
                                   stateNumber( JobState::Queued ), limit } )
                           .map( collect );
@@ -381,7 +290,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::ch
             {
                 return database_.query( "DELETE FROM conversions WHERE state IN (?1, ?2, ?3) AND created < ?4 AND "
                                         "coalesce(ended, created) < ?4 RETURNING " +
-                                            cColumns,
+                                            cJobColumns,
                     { stateNumber( JobState::Created ), stateNumber( JobState::Finished ),
                         stateNumber( JobState::Failed ), limit } );
             } )
@@ -391,20 +300,31 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::ch
 
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::expireOldest( const std::optional<std::string>& owner )
 {
-    const auto created = stateNumber( JobState::Created ), finished = stateNumber( JobState::Finished );
+    const auto created = stateNumber( JobState::Created ), finished = stateNumber( JobState::Finished ),
+               failed = stateNumber( JobState::Failed );
     const auto whose = owner ? DatabaseResult<Rows>( Rows{ { *owner } } )
                              : database_.query( "SELECT owner FROM conversion_owners o WHERE bytes > 0 AND EXISTS "
                                                 "(SELECT 1 FROM conversions c WHERE c.owner = o.owner AND c.state IN "
-                                                "(?, ?) AND c.bytes > 0) ORDER BY bytes DESC LIMIT 1",
-                                   { created, finished } );
+                                                "(?, ?, ?) AND c.bytes > 0) ORDER BY bytes DESC LIMIT 1",
+                                   { created, finished, failed } );
     if ( !whose )
         return tl::unexpected( whose.error() );
     if ( whose->empty() )
         return std::nullopt;
+    // Why a job has failed stays known.
+    const auto left =
+        database_
+            .query( "UPDATE conversions SET bytes = 0 WHERE id = (SELECT id FROM conversions WHERE owner = ?1 AND "
+                    "state = ?2 AND bytes > 0 ORDER BY created, rowid LIMIT 1) RETURNING " +
+                        cJobColumns,
+                { whose->front()[0], failed } )
+            .map( onlyOf );
+    if ( !left || *left )
+        return left;
     return database_
         .query( "DELETE FROM conversions WHERE id = (SELECT id FROM conversions WHERE owner = ?1 AND state IN (?2, ?3) "
                 "AND bytes > 0 ORDER BY state DESC, created, rowid LIMIT 1) RETURNING " +
-                    cColumns,
+                    cJobColumns,
             { whose->front()[0], created, finished } )
         .map(
             []( const Rows& rows )

@@ -48,6 +48,13 @@ struct ConversionJob
     [[nodiscard]] std::string resultKey() const { return resultKey( attempt ); }
 };
 
+/// Whether the upload of a job that has failed is kept for another attempt.
+enum class UploadStays
+{
+    No,
+    Yes
+};
+
 /// What one owner may have.
 struct JobLimits
 {
@@ -90,11 +97,16 @@ public:
     /// its owner may have. Keys that are no job's are welcome. What is welcome counts as stored, beside what lies there
     /// and what else comes for the same job.
     [[nodiscard]] Admission admitUpload( const std::string& key, uint64_t bytes );
+    /// Gives up what failed jobs of a job's owner have left, and returns these, where an object of so many bytes for
+    /// the job is then within what its owner may have; else none. Why they have failed stays known.
+    [[nodiscard]] Result<std::vector<ConversionJob>> giveUpFailed( const std::string& key, uint64_t bytes );
     /// An upload that was admitted lies there now, in place of one of so many bytes; whether anybody waits for it
     /// still.
     [[nodiscard]] Admission noteUpload( const std::string& key, uint64_t replaced );
     /// An upload that was admitted with so many bytes has not come.
     void forgetUpload( const std::string& key, uint64_t bytes );
+    /// What a job that has failed had left is gone, and counts no longer.
+    void noteGone( const std::string& id );
     /// Whether a result of so many bytes, in place of the job's upload, is within what its owner may have.
     [[nodiscard]] Result<bool> isWithinShare( const ConversionJob& job, uint64_t resultBytes );
 
@@ -114,7 +126,9 @@ public:
 
     /// Ends an attempt. False when the job is another's by now, or ended without it, and nothing was changed.
     [[nodiscard]] Result<bool> finish( const ConversionJob& job, uint64_t resultBytes = 0 );
-    [[nodiscard]] Result<bool> fail( const ConversionJob& job, const std::string& error );
+    /// An upload that stays counts on, until it is gone.
+    [[nodiscard]] Result<bool> fail(
+        const ConversionJob& job, const std::string& error, UploadStays stays = UploadStays::No );
     /// Queues a job again that was taken and could not be run; that is no death.
     [[nodiscard]] Result<bool> giveBack( const ConversionJob& job );
 
@@ -138,8 +152,9 @@ public:
         return expireBefore( clock_() - age );
     }
 
-    /// Removes a job that holds bytes and neither waits for a worker nor runs, of this owner or, for none, of the one
-    /// whose jobs hold the most; and returns it: the oldest result, or else the oldest upload.
+    /// Gives up what a job holds that neither waits for a worker nor runs, of this owner or, for none, of the one whose
+    /// jobs hold the most; and returns it: what the oldest has left that has failed, which stays known, or else the
+    /// oldest result, or else the oldest upload, whose jobs are removed.
     [[nodiscard]] Result<std::optional<ConversionJob>> expireOldest( const std::optional<std::string>& owner = {} );
 
     /// How many times a job of this process may have changed; to be asked before a look at the jobs.
@@ -151,7 +166,9 @@ public:
 private:
     /// The answer to an upload of the job, unless that is of no use any more.
     [[nodiscard]] Admission whileAwaited_( const std::string& id, Admission answer );
-    [[nodiscard]] Result<bool> end_( const ConversionJob& job, JobState state, const SqlValue& error, uint64_t bytes );
+    /// The bytes are those that count from now on; those of before without any.
+    [[nodiscard]] Result<bool> end_(
+        const ConversionJob& job, JobState state, const SqlValue& error, std::optional<uint64_t> bytes );
     /// Ends attempts by a death, of the running jobs for which the condition on ?7 holds.
     [[nodiscard]] Result<std::vector<ConversionJob>> died_( const std::string& condition, const SqlValue& value );
     /// What the database has answered, after telling the watch whether it did.
@@ -168,5 +185,9 @@ private:
     std::condition_variable changed_;
     uint64_t changes_ = 0;
 };
+
+/// As `admitUpload`; where its owner has no room, what the owner's failed jobs have left in the store goes for it.
+[[nodiscard]] Admission admitUploadInto(
+    ObjectStore& store, ConversionJobs& jobs, const std::string& key, uint64_t bytes );
 
 } // namespace VX::Backend

@@ -307,12 +307,13 @@ bool ConversionRunner::end_(
     const Attempt& attempt, const tl::expected<uint64_t, std::string>& done, bool isWorthARetry )
 {
     const auto& job = attempt.job;
+    const auto stays = isWorthARetry && store_.hasRoomFor( options_.reserve ) ? UploadStays::Yes : UploadStays::No;
     while ( true )
     {
-        const auto written = done ? jobs_.finish( job, *done ) : jobs_.fail( job, done.error() );
+        const auto written = done ? jobs_.finish( job, *done ) : jobs_.fail( job, done.error(), stays );
         if ( written && *written )
         {
-            if ( done || !isWorthARetry || !store_.hasRoomFor( options_.reserve ) )
+            if ( done || stays == UploadStays::No )
                 store_.remove( job.uploadKey() );
             // Attempts that died between storing and the end left theirs.
             for ( auto before = job.attempt - 1; before > 0; --before )
@@ -356,8 +357,13 @@ bool ConversionRunner::removeOver_()
 
 void ConversionRunner::makeRoom_()
 {
-    if ( const auto failed = jobs_.failed(); failed && !store_.hasRoomFor( options_.reserve ) )
-        removeObjects_( *failed );
+    const auto failed =
+        store_.hasRoomFor( options_.reserve ) ? DatabaseResult<std::vector<ConversionJob>>() : jobs_.failed();
+    for ( const auto& job : failed.value_or( std::vector<ConversionJob>() ) )
+    {
+        removeObjects_( job );
+        jobs_.noteGone( job.id );
+    }
     while ( store_.excess() > 0 )
     {
         const auto oldest = jobs_.expireOldest();

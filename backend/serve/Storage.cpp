@@ -8,11 +8,12 @@ namespace
 {
 
 EmbeddedStoreOptions embeddedOptions(
-    const Foundation& foundation, const ServiceOptions& options, ConversionJobs& jobs )
+    const Foundation& foundation, const ServiceOptions& options, ConversionJobs& jobs, Storage& storage )
 {
     EmbeddedStoreOptions out{ options.data / "objects", foundation.storeKeys.bucket, foundation.storeKeys.credentials,
         options.maxUpload, options.maxStored, &systemTime, {}, {}, {} };
-    out.admit = [&jobs]( const std::string& key, uint64_t bytes ) { return jobs.admitUpload( key, bytes ); };
+    out.admit = [&jobs, &storage]( const std::string& key, uint64_t bytes )
+    { return admitUploadInto( storage.objects(), jobs, key, bytes ); };
     out.arrived = [&jobs]( const std::string& key, uint64_t replaced ) { return jobs.noteUpload( key, replaced ); };
     out.cutOff = [&jobs]( const std::string& key, uint64_t bytes ) { jobs.forgetUpload( key, bytes ); };
     return out;
@@ -35,7 +36,7 @@ Storage::Storage( const Foundation& foundation, const ServiceOptions& options, C
     : jobs_( jobs )
 {
     if ( options.store.endpoint.empty() )
-        embedded_ = std::make_unique<EmbeddedStore>( embeddedOptions( foundation, options, jobs ) );
+        embedded_ = std::make_unique<EmbeddedStore>( embeddedOptions( foundation, options, jobs, *this ) );
     else
         foreign_ = std::make_unique<S3Store>( foreignOptions( foundation, options, jobs ) );
 }

@@ -14,6 +14,8 @@ class Storage
 public:
     /// Both must outlive it.
     Storage( const Foundation& foundation, const ServiceOptions& options, ConversionJobs& jobs );
+    Storage( const Storage& ) = delete;
+    Storage& operator=( const Storage& ) = delete;
 
     [[nodiscard]] ObjectStore& objects();
     /// The store in the folder, which serves its objects itself; null where another service does.

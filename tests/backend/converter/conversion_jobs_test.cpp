@@ -1,4 +1,5 @@
 #include "support/ScratchFolder.h"
+#include "support/service/MemoryStore.h"
 #include "support/service/OpenDatabase.h"
 
 #include <gtest/gtest.h>
@@ -156,6 +157,71 @@ TEST_F( ConversionJobsTest, UploadsAreAdmittedWithinWhatTheirOwnerMayHave )
     jobs_->forgetUpload( "uploads/" + first, 60 );
     EXPECT_EQ( jobs_->admitUpload( "uploads/" + created(), 60 ), Admission::Welcome );
     EXPECT_EQ( sum( "bytes" ), 100 );
+}
+
+TEST_F( ConversionJobsTest, WhatFailedJobsHaveLeftCountsAndGivesWayToTheirOwnersUploads )
+{
+    reopen( { .bytes = 100 } );
+    Testing::MemoryStore store;
+    const auto admit = [&]( const std::string& id, uint64_t bytes )
+    { return admitUploadInto( store, *jobs_, "uploads/" + id, bytes ); };
+    const auto first = queued(), second = queued(), canceled = queued();
+    for ( const auto& id : { first, second, canceled } )
+    {
+        ASSERT_EQ( admit( id, 30 ), Admission::Welcome );
+        store.put( "uploads/" + id, "bytes" );
+    }
+    ASSERT_TRUE( jobs_->fail( taken(), "too slow", UploadStays::Yes ).value() );
+    ASSERT_TRUE( jobs_->fail( taken(), "no solids" ).value() );
+    EXPECT_EQ( sum( "bytes" ), 60 ) << "of which the second holds nothing any more";
+    ASSERT_TRUE( jobs_->cancel( canceled, "stopped" ).value() );
+    EXPECT_EQ( sum( "bytes" ), 60 );
+    const auto next = created(), other = created( "bob" );
+    EXPECT_EQ( admit( other, 100 ), Admission::Welcome );
+    EXPECT_EQ( admit( next, 101 ), Admission::NoRoom );
+    EXPECT_EQ( admit( next, 40 ), Admission::Welcome );
+    EXPECT_TRUE( store.contains( "uploads/" + first ) ) << "there was room, and else it would not have been enough";
+    EXPECT_EQ( admit( created(), 60 ), Admission::Welcome );
+    EXPECT_FALSE( store.contains( "uploads/" + first ) );
+    EXPECT_FALSE( store.contains( "uploads/" + canceled ) );
+    EXPECT_EQ( sum( "bytes" ), 100 );
+    EXPECT_EQ( jobs_->find( first ).value()->error, "too slow" ) << "its user is told still";
+    EXPECT_EQ( admit( created(), 1 ), Admission::NoRoom );
+    EXPECT_EQ( sum( "bytes", "bob" ), 100 );
+    reopen();
+    EXPECT_EQ( sum( "bytes" ), 100 ) << "counted anew";
+}
+
+TEST_F( ConversionJobsTest, TheThirdDeathLeavesAnUploadThatCounts )
+{
+    const auto id = queued();
+    ASSERT_EQ( jobs_->admitUpload( "uploads/" + id, 30 ), Admission::Welcome );
+    for ( int death = 0; death < 3; ++death )
+    {
+        (void)taken();
+        (void)jobs_->recover( { jobs_->instance() } ).value();
+    }
+    ASSERT_EQ( stateOf( id ), JobState::Failed );
+    EXPECT_EQ( sum( "bytes" ), 30 );
+    EXPECT_EQ( jobs_->expireOldest( "ann" ).value()->id, id ) << "it is the first to give way";
+    EXPECT_EQ( sum( "bytes" ), 0 );
+    EXPECT_EQ( stateOf( id ), JobState::Failed ) << "and its user is told still";
+    ASSERT_TRUE( jobs_->retry( id, 30 ).value() );
+    EXPECT_EQ( sum( "bytes" ), 30 );
+}
+
+TEST_F( ConversionJobsTest, AnUploadThatWasUnderWayWhenItsJobFailedCountsNoLongerThanItLies )
+{
+    const auto id = queued();
+    const auto key = "uploads/" + id;
+    ASSERT_EQ( jobs_->admitUpload( key, 30 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( key, 20 ), Admission::Welcome );
+    ASSERT_EQ( jobs_->admitUpload( key, 10 ), Admission::Welcome );
+    ASSERT_TRUE( jobs_->fail( taken(), "too slow", UploadStays::Yes ).value() );
+    jobs_->forgetUpload( key, 20 );
+    EXPECT_EQ( sum( "bytes" ), 40 );
+    EXPECT_EQ( jobs_->noteUpload( key, 30 ), Admission::Gone );
+    EXPECT_EQ( sum( "bytes" ), 0 ) << "it went, and has taken the place of what was there";
 }
 
 TEST_F( ConversionJobsTest, UploadsOfOneJobCountTogetherUntilOneReplacesTheOther )

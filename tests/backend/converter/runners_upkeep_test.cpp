@@ -77,3 +77,26 @@ TEST_F( RunnersUpkeep, TheEndOfAConversionIsWrittenOnceItCanBe )
     EXPECT_EQ( ended( bad ).error, "bad file" );
     EXPECT_EQ( job( good ).attempt, 1 );
 }
+
+TEST_F( RunnersUpkeep, WhatAFailedConversionLeavesCountsUntilItGoes )
+{
+    options_.tidy = std::chrono::milliseconds( 5 );
+    options_.reserve = 1000;
+    const auto bytes = [this]
+    {
+        return integerOf(
+            othersDatabase_->query( "SELECT sum(bytes) FROM conversion_owners WHERE owner = 'ann'" ).value()[0][0] );
+    };
+    const auto dead = queued( "dead" ), bad = queued( "bad" );
+    EXPECT_EQ( jobs_.admitUpload( "uploads/" + dead, 4 ), Admission::Welcome );
+    EXPECT_EQ( jobs_.admitUpload( "uploads/" + bad, 3 ), Admission::Welcome );
+    start();
+    (void)ended( dead );
+    (void)ended( bad );
+    EXPECT_TRUE( store_.contains( "uploads/" + dead ) );
+    EXPECT_EQ( bytes(), 4 ) << "what is kept for another attempt, and nothing else";
+    store_.room = 999;
+    await( [&] { return bytes() == 0; }, "what has gone still counts" );
+    EXPECT_FALSE( store_.contains( "uploads/" + dead ) );
+    EXPECT_EQ( job( dead ).error, "The converter could not finish this file" );
+}

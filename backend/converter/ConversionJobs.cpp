@@ -4,6 +4,7 @@
 #include "converter/JobTables.h"
 #include "crypto/Hex.h"
 #include "metrics/Measures.h"
+#include "text/JsonText.h"
 
 #include <spdlog/spdlog.h>
 
@@ -54,6 +55,24 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::create(
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::find( const std::string& id )
 {
     return database_.query( "SELECT " + cJobColumns + " FROM conversions WHERE id = ?", { id } ).map( onlyOf );
+}
+
+DatabaseResult<std::map<std::string, ConversionJob>> ConversionJobs::find( const std::set<std::string>& ids )
+{
+    Json::Value list( Json::arrayValue );
+    for ( const auto& id : ids )
+        list.append( id );
+    const auto byId = []( const Rows& rows )
+    {
+        std::map<std::string, ConversionJob> out;
+        for ( const auto& row : rows )
+            out.emplace( textOf( row[0] ), toJob( row ) );
+        return out;
+    };
+    return database_
+        .query( "SELECT " + cJobColumns + " FROM conversions WHERE id IN (SELECT value FROM json_each(?))",
+            { compactJson( list ) } )
+        .map( byId );
 }
 
 DatabaseResult<bool> ConversionJobs::queue( const std::string& id, const std::string& request )
@@ -167,7 +186,7 @@ DatabaseResult<bool> ConversionJobs::end_(
     const auto changed = database_.execute(
         "UPDATE conversions SET state = ?1, error = ?5, bytes = coalesce(?6, bytes), ended = ?7 WHERE " + cFence,
         { stateNumber( state ), job.id, job.attempt, stateNumber( JobState::Running ), error, counted, now_() } );
-    notifyChange();
+    tellEnd_( job.id );
     if ( !changed )
         return tl::unexpected( changed.error() );
     if ( *changed > 0 )
@@ -209,7 +228,7 @@ DatabaseResult<bool> ConversionJobs::cancel( const std::string& id, const std::s
         "state IN (?5, ?6)",
         { stateNumber( JobState::Failed ), reason, now_(), id, stateNumber( JobState::Queued ),
             stateNumber( JobState::Running ) } );
-    notifyChange();
+    tellEnd_( id );
     return changed.map( []( int rows ) { return rows > 0; } );
 }
 
@@ -224,6 +243,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::str
             if ( const auto job = toJob( row ); job.state == JobState::Failed )
                 failed.push_back( job );
         measures().conversionsFailed += failed.size();
+        tellEnds_( failed );
         return failed;
     };
     return database_
@@ -282,8 +302,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::ch
                                   stateNumber( JobState::Queued ), limit } )
                           .map( collect );
     measures().conversionsFailed += out.size();
-    if ( late && !out.empty() )
-        notifyChange();
+    tellEnds_( out );
     return late
         .and_then(
             [&]
@@ -295,7 +314,12 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::expireBefore( std::ch
                         stateNumber( JobState::Failed ), limit } );
             } )
         .map( collect )
-        .map( [&] { return std::move( out ); } );
+        .map(
+            [&]
+            {
+                tellEnds_( out );
+                return std::move( out );
+            } );
 }
 
 DatabaseResult<std::optional<ConversionJob>> ConversionJobs::expireOldest( const std::optional<std::string>& owner )
@@ -353,6 +377,32 @@ void ConversionJobs::notifyChange()
         ++changes_;
     }
     changed_.notify_all();
+}
+
+void ConversionJobs::listen( const void* who, Ended ended )
+{
+    const std::lock_guard lock( listenersMutex_ );
+    listeners_[who] = std::move( ended );
+}
+
+void ConversionJobs::unlisten( const void* who )
+{
+    const std::lock_guard lock( listenersMutex_ );
+    listeners_.erase( who );
+}
+
+void ConversionJobs::tellEnd_( const std::string& id )
+{
+    notifyChange();
+    const std::lock_guard lock( listenersMutex_ );
+    for ( const auto& [who, ended] : listeners_ )
+        ended( id );
+}
+
+void ConversionJobs::tellEnds_( const std::vector<ConversionJob>& jobs )
+{
+    for ( const auto& job : jobs )
+        tellEnd_( job.id );
 }
 
 } // namespace VX::Backend

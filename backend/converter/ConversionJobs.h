@@ -8,8 +8,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 
 namespace VX::Backend
 {
@@ -89,6 +91,8 @@ public:
     [[nodiscard]] Result<std::optional<ConversionJob>> create(
         const std::string& inputFormat, const std::string& owner );
     [[nodiscard]] Result<std::optional<ConversionJob>> find( const std::string& id );
+    /// Those of several that there are, by their ids, by one look at the database.
+    [[nodiscard]] Result<std::map<std::string, ConversionJob>> find( const std::set<std::string>& ids );
     /// Queues a job that was only created, by a request of that name; false when it was further along already, or is
     /// gone.
     [[nodiscard]] Result<bool> queue( const std::string& id, const std::string& request = {} );
@@ -162,6 +166,11 @@ public:
     /// Returns when there are more than those, or after that time.
     void waitForChange( uint64_t seen, std::chrono::milliseconds most );
     void notifyChange();
+    /// Who is told, on any thread, which job has ended in this process or was removed; as a hint, too.
+    using Ended = std::function<void( const std::string& id )>;
+    void listen( const void* who, Ended ended );
+    /// Nothing is told after it.
+    void unlisten( const void* who );
 
 private:
     /// The answer to an upload of the job, unless that is of no use any more.
@@ -171,6 +180,8 @@ private:
         const ConversionJob& job, JobState state, const SqlValue& error, std::optional<uint64_t> bytes );
     /// Ends attempts by a death, of the running jobs for which the condition on ?7 holds.
     [[nodiscard]] Result<std::vector<ConversionJob>> died_( const std::string& condition, const SqlValue& value );
+    void tellEnd_( const std::string& id );
+    void tellEnds_( const std::vector<ConversionJob>& jobs );
     /// What the database has answered, after telling the watch whether it did.
     template <typename T>
     [[nodiscard]] Result<T> watched_( Result<T> answer );
@@ -184,6 +195,8 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     uint64_t changes_ = 0;
+    std::mutex listenersMutex_;
+    std::map<const void*, Ended> listeners_;
 };
 
 /// As `admitUpload`; where its owner has no room, what the owner's failed jobs have left in the store goes for it.

@@ -10,15 +10,17 @@
 
 #include <spdlog/spdlog.h>
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 namespace VX::Backend
 {
 namespace
 {
 
-// Jobs may be finished by another process, of which no hint comes.
-constexpr auto cLookAgain = std::chrono::milliseconds( 20 );
-// Whoever begins to wait ends the pause.
-constexpr auto cUntilSomebodyWaits = std::chrono::hours( 1 );
+/// Between two looks: what ends meanwhile is seen by one.
+constexpr auto cPace = std::chrono::milliseconds( 20 );
 
 HttpResponse success( Json::Value result )
 {
@@ -69,8 +71,9 @@ ConverterApi::ConverterApi( ConversionJobs& jobs, ObjectStore& store, ConverterA
     : jobs_( jobs )
     , store_( store )
     , options_( std::move( options ) )
-    , answering_( [this] { return answerWaiters_(); } )
+    , thread_( [this] { answerWaiters_(); } )
 {
+    jobs_.listen( this, [this]( const std::string& id ) { noteEnd_( id ); } );
 }
 
 ConverterApi::~ConverterApi()
@@ -80,20 +83,17 @@ ConverterApi::~ConverterApi()
 
 void ConverterApi::stop()
 {
+    jobs_.unlisten( this );
     {
         const std::lock_guard lock( mutex_ );
         stopping_ = true;
     }
-    jobs_.notifyChange();
-    answering_.stop();
+    arrived_.notify_all();
+    if ( thread_.joinable() )
+        thread_.join();
     // What answers them holds a part of the server, which ends next.
-    std::list<Waiter> last;
-    {
-        const std::lock_guard lock( mutex_ );
-        last.swap( waiters_ );
-    }
-    for ( const auto& waiter : last )
-        waiter.respond( *statusOf_( waiter.id, false ) );
+    std::unique_lock lock( mutex_ );
+    look_( lock, { held_.begin(), held_.end() } );
 }
 
 BodyPlan ConverterApi::planBody( const HttpRequest& )
@@ -180,11 +180,8 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
     return success( Json::Value( Json::objectValue ) );
 }
 
-std::optional<HttpResponse> ConverterApi::statusOf_( const std::string& id, bool waitLonger )
+std::optional<HttpResponse> ConverterApi::statusOf_( const Found& found, bool waitLonger )
 {
-    if ( !isRequestId( id ) )
-        return unknownJob();
-    const auto found = jobs_.find( id );
     if ( !found )
         return unavailable( found.error().text );
     const auto& job = *found;
@@ -216,45 +213,102 @@ void ConverterApi::status_( const HttpRequest& request, const Respond& respond )
 {
     const auto query = parseQuery( request.query );
     const auto id = query && query->contains( "request_id" ) ? query->at( "request_id" ) : std::string();
-    if ( auto answer = statusOf_( id, true ) )
+    if ( !isRequestId( id ) )
+        return respond( unknownJob() );
+    const auto found = jobs_.find( id );
+    if ( auto answer = statusOf_( found, true ) )
         return respond( std::move( *answer ) );
-    {
-        const std::lock_guard lock( mutex_ );
-        if ( !stopping_ )
-        {
-            waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
-            answering_.wake();
-            return;
-        }
-    }
-    respond( *statusOf_( id, false ) );
+    if ( !hold_( id, respond ) )
+        respond( *statusOf_( found, false ) );
 }
 
-std::chrono::milliseconds ConverterApi::answerWaiters_()
+bool ConverterApi::hold_( const std::string& id, const Respond& respond )
 {
-    std::list<Waiter> waiting;
     {
         const std::lock_guard lock( mutex_ );
-        waiting.swap( waiters_ );
+        if ( stopping_ || waiters_.size() >= options_.mostHeld )
+            return false;
+        waiters_.push_back( { id, Clock::now() + options_.statusHold, respond } );
+        held_.insert( id );
+        // It may have ended since it was looked for.
+        changed_.insert( id );
     }
+    arrived_.notify_all();
+    return true;
+}
+
+void ConverterApi::noteEnd_( const std::string& id )
+{
+    {
+        const std::lock_guard lock( mutex_ );
+        if ( !held_.contains( id ) )
+            return;
+        changed_.insert( id );
+    }
+    arrived_.notify_all();
+}
+
+void ConverterApi::answerWaiters_()
+{
+    std::unique_lock lock( mutex_ );
+    while ( awaitTurn_( lock ) )
+        look_( lock, nextIds_() );
+}
+
+bool ConverterApi::awaitTurn_( std::unique_lock<std::mutex>& lock )
+{
+    arrived_.wait( lock, [this] { return stopping_ || !waiters_.empty(); } );
+    if ( !stopping_ )
+        arrived_.wait_until( lock, std::min( nextLookAtAll_, waiters_.front().deadline ),
+            [this] { return stopping_ || !changed_.empty(); } );
+    arrived_.wait_until( lock, lastLook_ + cPace, [this] { return stopping_.load(); } );
+    return !stopping_;
+}
+
+std::set<std::string> ConverterApi::nextIds_()
+{
     const auto now = Clock::now();
-    const auto seen = jobs_.changes();
-    waiting.remove_if(
-        [&]( const Waiter& waiter )
-        {
-            auto answer = statusOf_( waiter.id, now < waiter.deadline && !stopping_ );
-            if ( answer )
-                waiter.respond( std::move( *answer ) );
-            return answer.has_value();
-        } );
-    if ( waiting.empty() )
-        return cUntilSomebodyWaits;
+    auto out = std::exchange( changed_, {} );
+    if ( now >= nextLookAtAll_ )
     {
-        const std::lock_guard lock( mutex_ );
-        waiters_.splice( waiters_.begin(), waiting );
+        nextLookAtAll_ = now + options_.lookAgain;
+        out.insert( held_.begin(), held_.end() );
     }
-    jobs_.waitForChange( seen, cLookAgain );
-    return {};
+    for ( auto due = waiters_.begin(); due != waiters_.end() && due->deadline <= now; ++due )
+        out.insert( due->id );
+    return out;
+}
+
+void ConverterApi::look_( std::unique_lock<std::mutex>& lock, const std::set<std::string>& ids )
+{
+    if ( ids.empty() )
+        return;
+    lock.unlock();
+    const auto found = jobs_.find( ids );
+    const auto jobOf = [&]( const std::string& id )
+    {
+        return found.map( [&]( const auto& jobs )
+            { return jobs.contains( id ) ? std::optional( jobs.at( id ) ) : std::optional<ConversionJob>(); } );
+    };
+    std::vector<std::pair<Respond, HttpResponse>> answers;
+    lock.lock();
+    lastLook_ = Clock::now();
+    const auto isAnswered = [&]( const Waiter& waiter )
+    {
+        if ( !ids.contains( waiter.id ) )
+            return false;
+        auto answer = statusOf_( jobOf( waiter.id ), lastLook_ < waiter.deadline && !stopping_ );
+        if ( !answer )
+            return false;
+        answers.emplace_back( waiter.respond, std::move( *answer ) );
+        held_.erase( held_.find( waiter.id ) );
+        return true;
+    };
+    waiters_.remove_if( isAnswered );
+    lock.unlock();
+    for ( auto& [respond, answer] : answers )
+        respond( std::move( answer ) );
+    lock.lock();
 }
 
 } // namespace VX::Backend

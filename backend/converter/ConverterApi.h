@@ -4,15 +4,20 @@
 #include "http/HttpService.h"
 #include "identity/IdentityService.h"
 #include "storage/ObjectStore.h"
-#include "work/Repeating.h"
+
+#include <json/value.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <list>
 #include <mutex>
 #include <optional>
-
-#include <json/value.h>
+#include <set>
+#include <string>
+#include <thread>
+#include <unordered_set>
 
 namespace VX::Backend
 {
@@ -28,6 +33,10 @@ struct ConverterApiOptions
     /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two
     /// calls, and give one up after ten.
     std::chrono::milliseconds statusHold{ 5000 };
+    /// Of calls that are held; one more is answered at once, and its client asks again after its pause.
+    size_t mostHeld = 1024;
+    /// How often it is looked at all that are waited for: another process may end a job, of which no hint comes.
+    std::chrono::milliseconds lookAgain{ 1000 };
 };
 
 /// "/converter/v2/request", "/convert" and "/status", in the envelope {"result": …} or {"error": {"message": …}}.
@@ -55,23 +64,39 @@ private:
         Respond respond;
     };
 
+    using Found = DatabaseResult<std::optional<ConversionJob>>;
+
     [[nodiscard]] HttpResponse request_( const Json::Value& body, const std::string& owner );
     [[nodiscard]] HttpResponse convert_( const Json::Value& body, const std::string& owner );
     void status_( const HttpRequest& request, const Respond& respond );
     /// The answer for a job, or nothing while it is worth waiting.
-    [[nodiscard]] std::optional<HttpResponse> statusOf_( const std::string& id, bool waitLonger );
-    /// Answers those for whom there is news or whose time is over, and waits for news for the others; returns the
-    /// pause after it.
-    [[nodiscard]] std::chrono::milliseconds answerWaiters_();
+    [[nodiscard]] std::optional<HttpResponse> statusOf_( const Found& found, bool waitLonger );
+    /// Whether the call is held.
+    [[nodiscard]] bool hold_( const std::string& id, const Respond& respond );
+    void noteEnd_( const std::string& id );
+    void answerWaiters_();
+    /// Waits until there is something to look at; whether there may be.
+    [[nodiscard]] bool awaitTurn_( std::unique_lock<std::mutex>& lock );
+    /// Which jobs are to be looked at now.
+    [[nodiscard]] std::set<std::string> nextIds_();
+    /// Looks at these jobs by one query, and answers who waits for them.
+    void look_( std::unique_lock<std::mutex>& lock, const std::set<std::string>& ids );
 
     ConversionJobs& jobs_;
     ObjectStore& store_;
     ConverterApiOptions options_;
     std::mutex mutex_;
+    std::condition_variable arrived_;
+    /// In the order of their deadlines.
     std::list<Waiter> waiters_;
+    /// What they wait for.
+    std::unordered_multiset<std::string> held_;
+    /// Of these, what may have ended since it was looked at.
+    std::set<std::string> changed_;
+    Clock::time_point lastLook_, nextLookAtAll_;
     std::atomic<bool> draining_{ false };
     std::atomic<bool> stopping_{ false };
-    Repeating answering_;
+    std::thread thread_;
 };
 
 } // namespace VX::Backend

@@ -3,12 +3,14 @@
 #include "support/service/OpenDatabase.h"
 
 #include "converter/ConverterApi.h"
+#include "metrics/Measures.h"
 
 #include <VXMesh/io/Json.h>
 
 #include <gtest/gtest.h>
 
 #include <future>
+#include <numeric>
 #include <set>
 
 using namespace VX;
@@ -35,9 +37,16 @@ public:
     bool hasRoomFor( uint64_t ) override { return true; }
     uint64_t excess() override { return 0; }
     std::set<std::string> objects;
+    bool away = false;
 };
 
-    bool away = false;
+/// Statements of this process that have read a database.
+uint64_t readings()
+{
+    const auto each = measures().reads.counts().each;
+    return std::accumulate( each.begin(), each.end(), uint64_t( 0 ) );
+}
+
 class ConverterApiTest : public testing::Test
 {
 protected:
@@ -47,9 +56,12 @@ protected:
     {
         start( std::chrono::milliseconds( 300 ) );
     }
-    void start( std::chrono::milliseconds statusHold )
+    void start( std::chrono::milliseconds statusHold, std::chrono::milliseconds lookAgain = std::chrono::seconds( 1 ),
+        size_t mostHeld = 1000 )
     {
         ConverterApiOptions options;
+        options.lookAgain = lookAgain;
+        options.mostHeld = mostHeld;
         options.mayConvert = [this](
                                  const std::string& token, const std::string&, const IdentityService::AccessTold& told )
         { told( { open_ || token == "good" ? AccessCheck::Verdict::Good : refusal_, account_ } ); };
@@ -157,6 +169,71 @@ TEST_F( ConverterApiTest, AStopAnswersWhoIsHeldAndHoldsNobodyAfterIt )
     EXPECT_EQ( json( status( running ) )["result"]["state"], "in_progress" );
 }
 
+TEST_F( ConverterApiTest, AHeldCallIsWokenByItsJob )
+{
+    start( std::chrono::hours( 1 ), std::chrono::hours( 1 ) );
+    const auto id = uploadedId(), other = uploadedId();
+    convert( id );
+    convert( other );
+    auto held = asked( id ), others = asked( other );
+    ASSERT_TRUE( jobs_.finish( jobs_.take().value().value() ) );
+    ASSERT_EQ( held.wait_for( std::chrono::minutes( 1 ) ), std::future_status::ready );
+    EXPECT_EQ( json( held.get() )["result"]["state"], "finished" );
+    EXPECT_EQ( others.wait_for( std::chrono::seconds( 0 ) ), std::future_status::timeout );
+    ASSERT_TRUE( jobs_.cancel( other, "stopped" ).value() );
+    ASSERT_EQ( others.wait_for( std::chrono::minutes( 1 ) ), std::future_status::ready );
+    EXPECT_EQ( message( others.get() ), "stopped" );
+}
+
+TEST_F( ConverterApiTest, AHeldCallHearsOfAJobThatAnotherProcessEnds )
+{
+    start( std::chrono::hours( 1 ), std::chrono::milliseconds( 5 ) );
+    const auto id = uploadedId(), gone = uploadedId();
+    convert( id );
+    convert( gone );
+    auto held = asked( id ), lost = asked( gone );
+    ASSERT_TRUE( database_->execute( "UPDATE conversions SET state = 4, error = 'theirs' WHERE id = ?", { id } ) );
+    ASSERT_TRUE( database_->execute( "DELETE FROM conversions WHERE id = ?", { gone } ) );
+    ASSERT_EQ( held.wait_for( std::chrono::minutes( 1 ) ), std::future_status::ready );
+    EXPECT_EQ( message( held.get() ), "theirs" );
+    ASSERT_EQ( lost.wait_for( std::chrono::minutes( 1 ) ), std::future_status::ready );
+    EXPECT_EQ( lost.get().status, 404 );
+}
+
+TEST_F( ConverterApiTest, LooksAtTheDatabaseAreFewHoweverManyCallsAreHeld )
+{
+    constexpr size_t cCalls = 300;
+    start( std::chrono::milliseconds( 500 ) );
+    const auto id = uploadedId();
+    convert( id );
+    const auto before = readings();
+    std::vector<std::future<HttpResponse>> held;
+    for ( size_t i = 0; i < cCalls; ++i )
+        held.push_back( asked( id ) );
+    for ( auto& call : held )
+        EXPECT_EQ( json( call.get() )["result"]["state"], "in_progress" );
+    const auto looks = readings() - before;
+    EXPECT_GE( looks, cCalls ) << "one when a call comes";
+    EXPECT_LE( looks, 2 * cCalls );
+}
+
+TEST_F( ConverterApiTest, SoManyCallsAreHeldAndMoreAreAnsweredAtOnce )
+{
+    start( std::chrono::hours( 1 ), std::chrono::seconds( 1 ), 2 );
+    const auto id = uploadedId();
+    convert( id );
+    auto first = asked( id ), second = asked( id );
+    auto third = asked( id );
+    ASSERT_EQ( third.wait_for( std::chrono::seconds( 0 ) ), std::future_status::ready );
+    EXPECT_EQ( json( third.get() )["result"]["state"], "in_progress" );
+    ASSERT_TRUE( jobs_.fail( jobs_.take().value().value(), "no solids" ) );
+    EXPECT_EQ( message( first.get() ) + message( second.get() ), "no solidsno solids" );
+    const auto next = uploadedId();
+    convert( next );
+    EXPECT_EQ( asked( next ).wait_for( std::chrono::seconds( 0 ) ), std::future_status::timeout )
+        << "and their places are free again";
+}
+
 TEST_F( ConverterApiTest, AsksForASignIn )
 {
     open_ = false;
@@ -257,6 +334,18 @@ TEST_F( ConverterApiTest, AJobThatCannotBeLookedForIsNotCalledUnknown )
     EXPECT_EQ( convert( id ).status, 200 );
 }
 
+TEST_F( ConverterApiTest, AnUploadThatCannotBeLookedForIsNotCalledMissing )
+{
+    const auto id = uploadedId();
+    store_.away = true;
+    const auto refused = convert( id );
+    EXPECT_EQ( refused.status, 503 );
+    EXPECT_EQ( message( refused ), "The conversion service cannot work now; try again in a moment" );
+    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
+    store_.away = false;
+    EXPECT_EQ( convert( id ).status, 200 );
+}
+
 TEST_F( ConverterApiTest, AnothersConversionIsNotKnown )
 {
     const auto id = uploadedId();
@@ -296,15 +385,3 @@ TEST_F( ConverterApiTest, WhileTheServiceStopsNothingIsBegunAndThatIsSaid )
     EXPECT_TRUE( json( convert( begun ) )["result"].isObject() ) << "what is begun is begun";
     EXPECT_EQ( json( status( begun ) )["result"]["state"], "in_progress" );
 }
-TEST_F( ConverterApiTest, AnUploadThatCannotBeLookedForIsNotCalledMissing )
-{
-    const auto id = uploadedId();
-    store_.away = true;
-    const auto refused = convert( id );
-    EXPECT_EQ( refused.status, 503 );
-    EXPECT_EQ( message( refused ), "The conversion service cannot work now; try again in a moment" );
-    EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
-    store_.away = false;
-    EXPECT_EQ( convert( id ).status, 200 );
-}
-

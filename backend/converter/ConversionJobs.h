@@ -101,6 +101,9 @@ public:
     /// its owner may have. Keys that are no job's are welcome. What is welcome counts as stored, beside what lies there
     /// and what else comes for the same job.
     [[nodiscard]] Admission admitUpload( const std::string& key, uint64_t bytes );
+    /// The same of an upload that lies there already, in a store that has not asked: what counts for the job from now
+    /// on. `NoRoom` counts nothing.
+    [[nodiscard]] Admission countUpload( const std::string& id, uint64_t bytes );
     /// Gives up what failed jobs of a job's owner have left, and returns these, where an object of so many bytes for
     /// the job is then within what its owner may have; else none. Why they have failed stays known.
     [[nodiscard]] Result<std::vector<ConversionJob>> giveUpFailed( const std::string& key, uint64_t bytes );
@@ -202,5 +205,8 @@ private:
 /// As `admitUpload`; where its owner has no room, what the owner's failed jobs have left in the store goes for it.
 [[nodiscard]] Admission admitUploadInto(
     ObjectStore& store, ConversionJobs& jobs, const std::string& key, uint64_t bytes );
+/// As `countUpload`, in the same way.
+[[nodiscard]] Admission countUploadInto(
+    ObjectStore& store, ConversionJobs& jobs, const ConversionJob& job, uint64_t bytes );
 
 } // namespace VX::Backend

@@ -149,6 +149,29 @@ HttpResponse ConverterApi::request_( const Json::Value& body, const std::string&
     return success( result );
 }
 
+std::optional<HttpResponse> ConverterApi::problemOfUpload_( const ConversionJob& job )
+{
+    const auto size = store_.sizeOf( job.uploadKey() );
+    if ( !size )
+        return unavailable( size.error().text );
+    if ( !*size )
+        return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
+    if ( !options_.countUpload )
+        return {};
+    const bool isTooLarge = **size > options_.maxUpload;
+    const auto answer = isTooLarge ? Admission::NoRoom : options_.countUpload( job, **size );
+    if ( answer == Admission::Welcome )
+        return {};
+    if ( answer == Admission::Unknown )
+        return unavailable( "an upload cannot be counted" );
+    store_.remove( job.uploadKey() );
+    if ( answer == Admission::Gone )
+        return unknownJob();
+    return isTooLarge
+               ? failure( 413, "The file is too large for the conversion service" )
+               : failure( 507, "Your files take up all the room that you have; try again when some of them are done" );
+}
+
 HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string& owner )
 {
     if ( const auto problem = formatProblem( body ); !problem.empty() )
@@ -168,11 +191,8 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
         return success( Json::Value( Json::objectValue ) );
     if ( draining_ )
         return stopping();
-    const auto uploaded = store_.exists( ( *job )->uploadKey() );
-    if ( !uploaded )
-        return unavailable( uploaded.error().text );
-    if ( !*uploaded )
-        return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
+    if ( auto problem = problemOfUpload_( **job ) )
+        return std::move( *problem );
     if ( const auto queued = jobs_.queue( id, LogContext::request() ); !queued )
         return unavailable( queued.error().text );
     // Whoever has the whole id may fetch the result.

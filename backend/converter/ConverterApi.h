@@ -30,6 +30,11 @@ struct ConverterApiOptions
         mayConvert;
     /// Presigned URLs outlive the client's transfer time-out of 10 minutes.
     std::chrono::seconds urlLifetime{ 1800 };
+    /// Of an upload that the store has taken without asking us: counts it, or says why it is not welcome. Stores that
+    /// ask need none.
+    std::function<Admission( const ConversionJob& job, uint64_t bytes )> countUpload;
+    /// The largest of these.
+    uint64_t maxUpload = uint64_t( 2 ) << 30;
     /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two
     /// calls, and give one up after ten.
     std::chrono::milliseconds statusHold{ 5000 };
@@ -67,6 +72,8 @@ private:
     using Found = DatabaseResult<std::optional<ConversionJob>>;
 
     [[nodiscard]] HttpResponse request_( const Json::Value& body, const std::string& owner );
+    /// Why what was uploaded for it cannot be converted.
+    [[nodiscard]] std::optional<HttpResponse> problemOfUpload_( const ConversionJob& job );
     [[nodiscard]] HttpResponse convert_( const Json::Value& body, const std::string& owner );
     void status_( const HttpRequest& request, const Respond& respond );
     /// The answer for a job, or nothing while it is worth waiting.

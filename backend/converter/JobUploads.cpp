@@ -27,6 +27,21 @@ std::string jobOf( const std::string& key )
     return is ? key.substr( cUploads.size() ) : std::string();
 }
 
+/// Asks once more where what failed jobs of the owner have left could go for it.
+Admission withRoomMade( ObjectStore& store, ConversionJobs& jobs, const std::string& key, uint64_t bytes,
+    const std::function<Admission()>& ask )
+{
+    const auto answer = ask();
+    if ( answer != Admission::NoRoom )
+        return answer;
+    const auto left = jobs.giveUpFailed( key, bytes );
+    if ( !left )
+        return unknown( left.error() );
+    for ( const auto& job : *left )
+        store.remove( job.uploadKey() );
+    return left->empty() ? answer : ask();
+}
+
 } // namespace
 
 Admission ConversionJobs::admitUpload( const std::string& key, uint64_t bytes )
@@ -38,6 +53,17 @@ Admission ConversionJobs::admitUpload( const std::string& key, uint64_t bytes )
         database_.execute( "UPDATE conversions SET bytes = bytes + ?1 WHERE id = ?2 AND state < ?3 AND (SELECT o.bytes "
                            "FROM conversion_owners o WHERE o.owner = conversions.owner) <= ?4 - ?1",
             { int64_t( bytes ), id, stateNumber( JobState::Finished ), int64_t( limits_.bytes ) } );
+    if ( counted && *counted > 0 )
+        return Admission::Welcome;
+    return counted ? whileAwaited_( id, Admission::NoRoom ) : unknown( counted.error() );
+}
+
+Admission ConversionJobs::countUpload( const std::string& id, uint64_t bytes )
+{
+    const auto counted =
+        database_.execute( "UPDATE conversions SET bytes = ?1 WHERE id = ?2 AND state = ?3 AND (SELECT o.bytes FROM "
+                           "conversion_owners o WHERE o.owner = conversions.owner) - bytes <= ?4 - ?1",
+            { int64_t( bytes ), id, stateNumber( JobState::Created ), int64_t( limits_.bytes ) } );
     if ( counted && *counted > 0 )
         return Admission::Welcome;
     return counted ? whileAwaited_( id, Admission::NoRoom ) : unknown( counted.error() );
@@ -107,15 +133,12 @@ DatabaseResult<bool> ConversionJobs::isWithinShare( const ConversionJob& job, ui
 
 Admission admitUploadInto( ObjectStore& store, ConversionJobs& jobs, const std::string& key, uint64_t bytes )
 {
-    const auto answer = jobs.admitUpload( key, bytes );
-    if ( answer != Admission::NoRoom )
-        return answer;
-    const auto left = jobs.giveUpFailed( key, bytes );
-    if ( !left )
-        return unknown( left.error() );
-    for ( const auto& job : *left )
-        store.remove( job.uploadKey() );
-    return left->empty() ? answer : jobs.admitUpload( key, bytes );
+    return withRoomMade( store, jobs, key, bytes, [&] { return jobs.admitUpload( key, bytes ); } );
+}
+
+Admission countUploadInto( ObjectStore& store, ConversionJobs& jobs, const ConversionJob& job, uint64_t bytes )
+{
+    return withRoomMade( store, jobs, job.uploadKey(), bytes, [&] { return jobs.countUpload( job.id, bytes ); } );
 }
 
 } // namespace VX::Backend

@@ -73,7 +73,8 @@ std::unique_ptr<IdentityService> makeIdentity(
         database, accounts, tokens, mails, options.identity.embedded, &systemTime );
 }
 
-ConverterApiOptions converterOptions( const ServiceOptions& options, IdentityService& identity )
+ConverterApiOptions converterOptions(
+    const ServiceOptions& options, IdentityService& identity, Storage& storage, ConversionJobs& jobs )
 {
     ConverterApiOptions out;
     out.urlLifetime = std::min( out.urlLifetime, options.keep );
@@ -84,6 +85,11 @@ ConverterApiOptions converterOptions( const ServiceOptions& options, IdentitySer
             return told( { AccessCheck::Verdict::Good, "address " + address } );
         identity.checkAccess( token, address, std::move( told ) );
     };
+    out.maxUpload = options.maxUpload;
+    // The embedded store has asked before an upload came.
+    if ( !storage.embedded() )
+        out.countUpload = [&storage, &jobs]( const ConversionJob& job, uint64_t bytes )
+        { return countUploadInto( storage.objects(), jobs, job, bytes ); };
     return out;
 }
 
@@ -198,7 +204,7 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     , chores_( options.choresEvery, [this] { doChores_(); } )
     , auth_( *identity_, foundation_.identityKeys.codes, &systemTime )
     , publicKeys_( tokens_ )
-    , converter_( jobs_, storage_.objects(), converterOptions( options, *identity_ ) )
+    , converter_( jobs_, storage_.objects(), converterOptions( options, *identity_, storage_, jobs_ ) )
     , statsStore_( *foundation_.statistics, &systemTime )
     , stats_( statsStore_, statsOptions( options, foundation_.identityKeys ) )
     , version_( options.latestVersion.empty() ? GetVXVersionString() : options.latestVersion )

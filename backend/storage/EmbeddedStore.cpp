@@ -331,10 +331,9 @@ tl::expected<std::optional<uint64_t>, std::error_code> EmbeddedStore::sizeOf_( c
     return tl::unexpected( ec );
 }
 
-tl::expected<bool, StoreError> EmbeddedStore::exists( const std::string& key )
+tl::expected<std::optional<uint64_t>, StoreError> EmbeddedStore::sizeOf( const std::string& key )
 {
     return sizeOf_( fileOf_( key ) )
-        .map( []( const std::optional<uint64_t>& size ) { return size.has_value(); } )
         .map_error( []( const std::error_code& ec )
             { return StoreError{ StoreTrouble::Unavailable, "Cannot look for an object: " + ec.message() }; } );
 }

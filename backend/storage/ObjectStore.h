@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace VX::Backend
@@ -40,8 +41,8 @@ public:
     [[nodiscard]] virtual std::string putUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
     [[nodiscard]] virtual std::string getUrl( const std::string& key, std::chrono::seconds lifetime ) = 0;
 
-    /// The error is never `Missing`.
-    [[nodiscard]] virtual tl::expected<bool, StoreError> exists( const std::string& key ) = 0;
+    /// The bytes of an object, or nothing where there is none. The error is never `Missing`.
+    [[nodiscard]] virtual tl::expected<std::optional<uint64_t>, StoreError> sizeOf( const std::string& key ) = 0;
     /// Copies an object into a new local file.
     [[nodiscard]] virtual tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) = 0;

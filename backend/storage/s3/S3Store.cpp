@@ -43,12 +43,14 @@ std::string S3Store::getUrl( const std::string& key, std::chrono::seconds lifeti
     return url_( "GET", key, lifetime );
 }
 
-tl::expected<bool, StoreError> S3Store::exists( const std::string& key )
+tl::expected<std::optional<uint64_t>, StoreError> S3Store::sizeOf( const std::string& key )
 {
     const auto head = client_.head( key );
-    if ( !head && head.error().kind != StoreTrouble::Missing )
-        return tl::unexpected( head.error() );
-    return head.has_value();
+    if ( head )
+        return head->size;
+    if ( head.error().kind == StoreTrouble::Missing )
+        return std::nullopt;
+    return tl::unexpected( head.error() );
 }
 
 tl::expected<void, StoreError> S3Store::fetch( const std::string& key, const std::filesystem::path& file )

@@ -32,7 +32,7 @@ public:
 
     [[nodiscard]] std::string putUrl( const std::string& key, std::chrono::seconds lifetime ) override;
     [[nodiscard]] std::string getUrl( const std::string& key, std::chrono::seconds lifetime ) override;
-    [[nodiscard]] tl::expected<bool, StoreError> exists( const std::string& key ) override;
+    [[nodiscard]] tl::expected<std::optional<uint64_t>, StoreError> sizeOf( const std::string& key ) override;
     [[nodiscard]] tl::expected<void, StoreError> fetch(
         const std::string& key, const std::filesystem::path& file ) override;
     [[nodiscard]] tl::expected<void, StoreError> store(

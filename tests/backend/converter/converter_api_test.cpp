@@ -24,11 +24,11 @@ class FakeStore final : public ObjectStore
 public:
     std::string putUrl( const std::string& key, std::chrono::seconds ) override { return "put:" + key; }
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return "get:" + key; }
-    tl::expected<bool, StoreError> exists( const std::string& key ) override
+    tl::expected<std::optional<uint64_t>, StoreError> sizeOf( const std::string& key ) override
     {
         if ( away )
             return tl::unexpected( StoreError{ StoreTrouble::Unavailable, "away" } );
-        return objects.contains( key );
+        return objects.contains( key ) ? std::optional( size ) : std::nullopt;
     }
     tl::expected<void, StoreError> fetch( const std::string&, const std::filesystem::path& ) override { return {}; }
     tl::expected<void, StoreError> store( const std::string&, const std::filesystem::path& ) override { return {}; }
@@ -37,6 +37,7 @@ public:
     bool hasRoomFor( uint64_t ) override { return true; }
     uint64_t excess() override { return 0; }
     std::set<std::string> objects;
+    uint64_t size = 10; ///< of each
     bool away = false;
 };
 
@@ -59,7 +60,7 @@ protected:
     void start( std::chrono::milliseconds statusHold, std::chrono::milliseconds lookAgain = std::chrono::seconds( 1 ),
         size_t mostHeld = 1000 )
     {
-        ConverterApiOptions options;
+        auto options = options_;
         options.lookAgain = lookAgain;
         options.mostHeld = mostHeld;
         options.mayConvert = [this](
@@ -117,6 +118,7 @@ protected:
     std::unique_ptr<Database> database_;
     ConversionJobs jobs_;
     FakeStore store_;
+    ConverterApiOptions options_;
     bool open_ = true;
     std::string account_ = "ann";
     AccessCheck::Verdict refusal_ = AccessCheck::Verdict::Bad;
@@ -344,6 +346,37 @@ TEST_F( ConverterApiTest, AnUploadThatCannotBeLookedForIsNotCalledMissing )
     EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
     store_.away = false;
     EXPECT_EQ( convert( id ).status, 200 );
+}
+
+TEST_F( ConverterApiTest, AnUploadThatNobodyWasAskedAboutIsCountedOrGoes )
+{
+    const auto bytesOf = [this]( const std::string& id )
+    { return integerOf( database_->query( "SELECT bytes FROM conversions WHERE id = ?", { id } ).value()[0][0] ); };
+    const auto asked = uploadedId();
+    EXPECT_EQ( convert( asked ).status, 200 );
+    EXPECT_EQ( bytesOf( asked ), 0 ) << "the store has counted it";
+    options_.maxUpload = uint64_t( 20 ) << 30;
+    options_.countUpload = [this]( const ConversionJob& job, uint64_t bytes )
+    { return countUploadInto( store_, jobs_, job, bytes ); };
+    start( std::chrono::milliseconds( 300 ) );
+    const auto id = uploadedId(), second = uploadedId(), third = uploadedId();
+    EXPECT_EQ( convert( id ).status, 200 );
+    EXPECT_EQ( convert( id ).status, 200 );
+    EXPECT_EQ( bytesOf( id ), 10 ) << "once";
+    EXPECT_EQ( jobs_.stored().value().bytes, 10u );
+    // All but a little of what an owner may have.
+    store_.size = ( uint64_t( 8 ) << 30 ) - 9;
+    const auto full = convert( second );
+    EXPECT_EQ( full.status, 507 );
+    EXPECT_EQ( message( full ), "Your files take up all the room that you have; try again when some of them are done" );
+    EXPECT_FALSE( store_.objects.contains( "uploads/" + second ) );
+    EXPECT_EQ( convert( second ).status, 409 ) << "it is gone";
+    store_.size = ( uint64_t( 20 ) << 30 ) + 1;
+    const auto large = convert( third );
+    EXPECT_EQ( large.status, 413 );
+    EXPECT_EQ( message( large ), "The file is too large for the conversion service" );
+    EXPECT_FALSE( store_.objects.contains( "uploads/" + third ) );
+    EXPECT_EQ( json( status( third ) )["result"]["state"], "not_started" );
 }
 
 TEST_F( ConverterApiTest, AnothersConversionIsNotKnown )

@@ -1,3 +1,4 @@
+#include "clock/SystemTime.h"
 #include "identity/AuthApi.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ public:
         go.get_future().wait();
         return authSuccess( Json::Value( Json::objectValue ) );
     }
-    void checkAccess( const std::string&, AccessTold told ) override { told( {} ); }
+    void checkAccess( const std::string&, const std::string&, AccessTold told ) override { told( {} ); }
 
     std::promise<void> begun, go;
 };
@@ -46,7 +47,7 @@ std::future<HttpResponse> ask( AuthApi& api )
 TEST( AuthApi, WhatWaitsIsRefusedAtTheEndAndNotDone )
 {
     StillIdentity identity;
-    AuthApi api( identity );
+    AuthApi api( identity, "key", &systemTime );
     auto underWay = ask( api );
     ASSERT_EQ( identity.begun.get_future().wait_for( cPatience ), std::future_status::ready );
     auto waiting = ask( api );

@@ -207,11 +207,11 @@ TEST_F( EmbeddedStoreTest, NoKeyLeavesTheFolder )
 TEST_F( EmbeddedStoreTest, StoresAndFetchesLocalFiles )
 {
     ASSERT_TRUE( store_.store( "r", folder_.write( "result", "bytes" ) ) );
-    EXPECT_TRUE( store_.exists( "r" ).value() );
+    EXPECT_TRUE( store_.sizeOf( "r" ).value() );
     ASSERT_TRUE( store_.fetch( "r", folder_.path() / "copy" ) );
     EXPECT_EQ( Testing::readFile( folder_.path() / "copy" ), "bytes" );
     store_.remove( "r" );
-    EXPECT_FALSE( store_.exists( "r" ).value() );
+    EXPECT_FALSE( store_.sizeOf( "r" ).value() );
     EXPECT_FALSE( store_.fetch( "r", folder_.path() / "again" ) );
 }
 
@@ -247,7 +247,7 @@ TEST_F( EmbeddedStoreTest, ADiskThatCannotBeReadIsNoMissingObject )
             EXPECT_EQ( answer.status, 503 ) << how;
             EXPECT_NE( answer.body.find( "<Code>ServiceUnavailable</Code>" ), std::string::npos ) << answer.body;
         }
-        EXPECT_EQ( store_.exists( "k" ).error().kind, StoreTrouble::Unavailable ) << how;
+        EXPECT_EQ( store_.sizeOf( "k" ).error().kind, StoreTrouble::Unavailable ) << how;
     };
     std::filesystem::rename( objects, away );
     expectTrouble( "the whole store is away" );
@@ -269,7 +269,7 @@ TEST_F( EmbeddedStoreTest, DoesNotFollowALinkInPlaceOfAResult )
     folder_.write( "secret", "host file" );
     std::filesystem::create_symlink( folder_.path() / "secret", folder_.path() / "result" );
     EXPECT_EQ( store_.store( "r", folder_.path() / "result" ).error().kind, StoreTrouble::Missing );
-    EXPECT_FALSE( store_.exists( "r" ).value() );
+    EXPECT_FALSE( store_.sizeOf( "r" ).value() );
 }
 
 TEST_F( EmbeddedStoreTest, LimitsTheSizeOfAllObjectsTogether )
@@ -297,8 +297,8 @@ TEST_F( EmbeddedStoreTest, ForgetsWhatHasLainForLong )
     put( "new", "x" );
     for ( int part = 0; part < 16; ++part )
         store_.removeOlder( std::chrono::hours( 2 ) );
-    EXPECT_FALSE( store_.exists( "old" ).value() );
-    EXPECT_TRUE( store_.exists( "new" ).value() );
+    EXPECT_FALSE( store_.sizeOf( "old" ).value() );
+    EXPECT_TRUE( store_.sizeOf( "new" ).value() );
     EXPECT_EQ( store_.stored().objects, 1u ) << "what has gone counts no longer";
     EXPECT_EQ( store_.stored().bytes, 1u );
 }
@@ -333,7 +333,7 @@ TEST_F( EmbeddedStoreTest, WhatHasComeIsCountedOnce )
 TEST_F( EmbeddedStoreTest, AnUploadThatNobodyWaitsForAnyMoreGoes )
 {
     EXPECT_EQ( put( "late", std::string( 900, 'x' ) ).status, 404 );
-    EXPECT_FALSE( store_.exists( "late" ).value() );
+    EXPECT_FALSE( store_.sizeOf( "late" ).value() );
     EXPECT_TRUE( store_.hasRoomFor( 5000 ) );
     EXPECT_TRUE( cutOff( 0 ).empty() );
 }
@@ -367,7 +367,7 @@ TEST_F( EmbeddedStoreTest, CountsWhatLiesThereWhenItStarts )
     folder_.write( "objects/upload-0", std::string( 900, 'x' ) );
     folder_.write( "objects/incoming-12", std::string( 900, 'x' ) );
     EmbeddedStore again( options() );
-    EXPECT_TRUE( again.exists( "a" ).value() );
+    EXPECT_TRUE( again.sizeOf( "a" ).value() );
     EXPECT_TRUE( again.hasRoomFor( 4300 ) );
     EXPECT_FALSE( again.hasRoomFor( 4301 ) );
     EXPECT_FALSE( std::filesystem::exists( folder_.path() / "objects/upload-0" ) );

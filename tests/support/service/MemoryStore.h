@@ -21,7 +21,12 @@ class MemoryStore final : public Backend::ObjectStore
 public:
     std::string putUrl( const std::string& key, std::chrono::seconds ) override { return key; }
     std::string getUrl( const std::string& key, std::chrono::seconds ) override { return key; }
-    tl::expected<bool, Backend::StoreError> exists( const std::string& key ) override { return contains( key ); }
+    tl::expected<std::optional<uint64_t>, Backend::StoreError> sizeOf( const std::string& key ) override
+    {
+        const std::lock_guard lock( mutex_ );
+        const auto found = objects_.find( key );
+        return found == objects_.end() ? std::nullopt : std::optional<uint64_t>( found->second.size() );
+    }
     tl::expected<void, Backend::StoreError> fetch( const std::string& key, const std::filesystem::path& file ) override
     {
         const std::lock_guard lock( mutex_ );

@@ -82,8 +82,8 @@ TEST( SwiftClient, TidyingLeavesWhatIsNotItsOwn )
     const auto other = "backups/" + folder.path().filename().string();
     S3Client client( Testing::swiftBucket(), &systemTime );
     ASSERT_TRUE( client.put( other, folder.write( "sent", "x" ) ) );
-    S3Store store(
-        { Testing::swiftBucket(), {}, 1000, [] { return uint64_t( 0 ); }, [] { return systemTime() + std::chrono::minutes( 2 ); } } );
+    S3Store store( { Testing::swiftBucket(), {}, 1000, [] { return uint64_t( 0 ); },
+        [] { return systemTime() + std::chrono::minutes( 2 ); } } );
     for ( int part = 0; part < 4; ++part )
         store.removeOlder( std::chrono::seconds( 0 ) );
     EXPECT_TRUE( client.head( other ) );

@@ -99,6 +99,7 @@ protected:
         const auto done = store().fetch( key, file );
         return done ? Testing::readFile( file ) : "(" + done.error().text + ")";
     }
+    bool exists( const std::string& key ) { return store().sizeOf( key ).value().has_value(); }
     /// No other test's, and none of a run before.
     [[nodiscard]] std::string key( const std::string& name ) const
     {
@@ -118,9 +119,9 @@ TEST_P( ObjectStores, TakeAnUploadByItsUrlAndGiveItBackByAnother )
 {
     const std::string bytes = std::string( 70'000, 'x' ) + std::string( 1, '\0' ) + "end";
     const auto upload = key( "uploads/a" );
-    EXPECT_FALSE( store().exists( upload ) );
+    EXPECT_FALSE( exists( upload ) );
     EXPECT_EQ( put( upload, bytes ), "200" );
-    EXPECT_TRUE( store().exists( upload ) );
+    EXPECT_EQ( store().sizeOf( upload ).value(), bytes.size() );
     EXPECT_EQ( fetched( upload ), bytes );
     EXPECT_EQ( curl( "", store().getUrl( upload, cLife ) ), "200" );
     EXPECT_EQ( Testing::readFile( heard() ), bytes );
@@ -166,7 +167,7 @@ TEST_P( ObjectStores, WhatIsRemovedIsGoneAndMayBeRemovedAgain )
     const auto upload = key( "uploads/a" );
     EXPECT_EQ( put( upload, "x" ), "200" );
     store().remove( upload );
-    EXPECT_FALSE( store().exists( upload ) );
+    EXPECT_FALSE( exists( upload ) );
     store().remove( upload );
     EXPECT_EQ( put( upload, "y" ), "200" );
     EXPECT_EQ( fetched( upload ), "y" );
@@ -194,9 +195,9 @@ TEST_P( ObjectStores, WhatHasLainForLongGoes )
     ASSERT_TRUE( store().store( result, folder_.write( "result", "x" ) ) );
     for ( int part = 0; part < 16; ++part )
         store().removeOlder( std::chrono::hours( 1 ) );
-    EXPECT_TRUE( store().exists( upload ) && store().exists( result ) );
+    EXPECT_TRUE( exists( upload ) && exists( result ) );
     // Until the second is over in which they were written.
-    for ( const Testing::Patience patience; store().exists( upload ) || store().exists( result );
+    for ( const Testing::Patience patience; exists( upload ) || exists( result );
         patience.check( "what is old stays" ) )
     {
         store().removeOlder( std::chrono::seconds( 0 ) );

@@ -60,7 +60,8 @@ private:
     /// The places from the one that was written to a file to the last opening that followed at once.
     struct SavedPlaces
     {
-        size_t first = 0, last = 0;
+        size_t first = 0;
+        size_t last = 0;
     };
 
     void append_( std::shared_ptr<HistoryAction> action, bool leavesSaved );

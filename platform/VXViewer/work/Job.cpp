@@ -132,7 +132,6 @@ void Job::run_( const Job& job, Work work )
     tJob = &job;
     auto result = guarded( work, job );
     work = nullptr;
-    tJob = nullptr;
     CommandLoop::appendCommand( [state = job.state_, result = std::move( result )] { tell_( state, result ); } );
 }
 

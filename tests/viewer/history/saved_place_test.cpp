@@ -173,6 +173,15 @@ TEST_F( SavedPlace, MovesWithTheOldestStepsUntilItIsTheOldestItself )
     EXPECT_EQ( places().find( 'S' ), std::string::npos );
 }
 
+TEST_F( SavedPlace, OfFiveHundredStepsAndNoMore )
+{
+    for ( int i = 0; i < 501; ++i )
+        step( std::to_string( i ) );
+    const auto names = store_.getActionNames( Type::Undo );
+    ASSERT_EQ( names.size(), 500u );
+    EXPECT_EQ( names.back(), "1" ) << "the oldest one has gone";
+}
+
 TEST_F( SavedPlace, IsThereAgainWhenAllIsForgotten )
 {
     step();

@@ -1,5 +1,6 @@
+#include "JobFixture.h"
+
 #include <VXViewer/loop/CommandLoop.h>
-#include <VXViewer/loop/Wake.h>
 #include <VXViewer/work/Job.h>
 #include <VXViewer/work/ProgressBar.h>
 
@@ -18,57 +19,9 @@ namespace
 
 using End = Job::End;
 using Result = tl::expected<void, std::string>;
-
-constexpr auto cPatience = std::chrono::seconds( 5 );
-
-/// What the starter of a job was told, and where.
-struct Told
-{
-    std::vector<End> ends;
-    std::string error;
-    std::thread::id thread;
-
-    [[nodiscard]] Job::Ended listener()
-    {
-        return [this]( const Job::Outcome& outcome )
-        {
-            ends.push_back( outcome.end );
-            error = outcome.error;
-            thread = std::this_thread::get_id();
-        };
-    }
-};
-
-/// A door that the work of a job waits at, until the test lets it through.
-class Door
-{
-public:
-    void pass()
-    {
-        reached_.set_value();
-        opened_.get_future().wait();
-    }
-    void waitForSomebody() { reached_.get_future().wait(); }
-    void open() { opened_.set_value(); }
-
-private:
-    std::promise<void> reached_, opened_;
-};
-
-/// Counts how often it is woken.
-struct CountedLoop final : LoopToWake
-{
-    CountedLoop() { setLoopToWake( this ); }
-    ~CountedLoop() { setLoopToWake( nullptr ); }
-    CountedLoop( const CountedLoop& ) = delete;
-    CountedLoop& operator=( const CountedLoop& ) = delete;
-
-    void postEmptyEvent() override { ++wakes; }
-    void incrementForceRedrawFrames( int, bool ) override {}
-    void requestFrameIn( double ) override {}
-
-    std::atomic<int> wakes = 0;
-};
+using Testing::Door;
+using Testing::Told;
+using JobTest = Testing::JobFixture;
 
 Result untilCanceled( const Job& job )
 {
@@ -81,29 +34,6 @@ Result nothing( const Job& )
 {
     return {};
 }
-
-class JobTest : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        CommandLoop::open();
-        CommandLoop::processCommands();
-    }
-    void TearDown() override { EXPECT_TRUE( Job::endAll( cPatience ) ); }
-
-    Job start( Job::Work work ) { return *Job::start( "job", std::move( work ), told_.listener() ); }
-    /// Turns the loop until the starter was told, and once more for what must not come.
-    void turnUntilTold() const
-    {
-        while ( told_.ends.empty() )
-            CommandLoop::processCommands();
-        EXPECT_TRUE( Job::endAll( cPatience ) );
-        CommandLoop::processCommands();
-    }
-
-    Told told_;
-};
 
 } // namespace
 
@@ -276,29 +206,6 @@ TEST_F( JobTest, IsAskedFromAnyThread )
     EXPECT_GT( job.elapsed().count(), 0 );
     door.open();
     turnUntilTold();
-}
-
-TEST_F( JobTest, WakesTheLoopForAnotherTaskOnly )
-{
-    CountedLoop loop;
-    Door door; // the start itself wakes, too
-    std::vector<int> wakes;
-    start(
-        [&]( const Job& self ) -> Result
-        {
-            door.pass();
-            for ( const char* task : { "Packing", "Packing", "Uploading" } )
-            {
-                const int before = loop.wakes;
-                self.setTask( task );
-                wakes.push_back( loop.wakes - before );
-            }
-            return {};
-        } );
-    door.waitForSomebody();
-    door.open();
-    turnUntilTold();
-    EXPECT_EQ( wakes, ( std::vector{ 1, 0, 1 } ) );
 }
 
 TEST_F( JobTest, TheThreadOfAJobKnowsItAndNoOtherDoes )

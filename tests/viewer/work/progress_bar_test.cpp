@@ -1,4 +1,5 @@
 #include <VXViewer/loop/CommandLoop.h>
+#include <VXViewer/loop/Wake.h>
 #include <VXViewer/work/ProgressBar.h>
 
 #include <gtest/gtest.h>
@@ -235,6 +236,33 @@ TEST_F( ProgressBarTest, WhatAJobHoldsHasGoneWhenShutdownReturns )
     ProgressBar::order( "job", [held] {} );
     EXPECT_TRUE( ProgressBar::shutdown( std::chrono::seconds( 5 ) ) );
     EXPECT_EQ( held.use_count(), 1 );
+}
+
+TEST_F( ProgressBarTest, AsksForTheNextFrameWhileAJobIsShown )
+{
+    struct Frames final : LoopToWake
+    {
+        Frames() { setLoopToWake( this ); }
+        ~Frames() { setLoopToWake( nullptr ); }
+        Frames( const Frames& ) = delete;
+        Frames& operator=( const Frames& ) = delete;
+        void postEmptyEvent() override {}
+        void incrementForceRedrawFrames( int, bool ) override {}
+        void requestFrameIn( double seconds ) override { asked.push_back( seconds ); }
+        std::vector<double> asked;
+    };
+    Frames frames;
+    std::promise<void> go;
+    auto goOn = go.get_future();
+    ProgressBar::update();
+    EXPECT_TRUE( frames.asked.empty() ) << "nothing is shown";
+    ProgressBar::order( "job", [&] { goOn.wait(); } );
+    ProgressBar::update();
+    EXPECT_EQ( frames.asked, std::vector{ 0.25 } ) << "the time goes on, whatever the job reports";
+    go.set_value();
+    turnUntil( [] { return !ProgressBar::isOrdered(); } );
+    ProgressBar::update();
+    EXPECT_EQ( frames.asked.size(), 1u );
 }
 
 TEST_F( ProgressBarTest, WhatFollowsAJobStandsInNoOneElsesWay )

@@ -11,13 +11,6 @@ namespace VX
 namespace
 {
 
-Json::CharReaderBuilder lenient()
-{
-    Json::CharReaderBuilder builder;
-    builder["allowComments"] = true;
-    return builder;
-}
-
 Json::CharReaderBuilder strict()
 {
     Json::CharReaderBuilder builder;
@@ -26,6 +19,7 @@ Json::CharReaderBuilder strict()
     return builder;
 }
 
+/// Takes remarks unless the builder says otherwise: people write them into settings.
 tl::expected<Json::Value, std::string> parse( const char* begin, const char* end, Json::CharReaderBuilder builder )
 {
     builder["stackLimit"] = 200;
@@ -49,7 +43,7 @@ tl::expected<Json::Value, std::string> parse( const char* begin, const char* end
 
 tl::expected<Json::Value, std::string> deserializeJsonValue( const std::string& text )
 {
-    return parse( text.data(), text.data() + text.size(), lenient() );
+    return parse( text.data(), text.data() + text.size(), {} );
 }
 
 tl::expected<Json::Value, std::string> deserializeStrictJson( const std::string& text )
@@ -67,7 +61,7 @@ tl::expected<Json::Value, std::string> deserializeJsonValue( const std::filesyst
     if ( bytes.size() > cMaxSize )
         return tl::unexpected( "\"" + file.string() + "\" is too large for a JSON document" );
     const auto* begin = reinterpret_cast<const char*>( bytes.data() );
-    return parse( begin, begin + bytes.size(), lenient() );
+    return parse( begin, begin + bytes.size(), {} );
 }
 
 std::string textMember( const Json::Value& object, const char* key, const std::string& fallback )

@@ -96,7 +96,6 @@ void TemporaryFile::discard_()
         return;
     ::close( descriptor_ );
     ::unlink( path_.c_str() );
-    descriptor_ = -1;
 }
 
 } // namespace VX

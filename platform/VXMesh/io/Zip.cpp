@@ -29,6 +29,7 @@ struct CloseWriter
     void operator()( zip_t* archive ) const { zip_discard( archive ); }
 };
 using ZipHandle = std::unique_ptr<zip_t, CloseWriter>;
+using ZipSource = std::unique_ptr<zip_source_t, void ( * )( zip_source_t* )>;
 
 /// A libzip source that hands over bytes which are already deflated.
 class DeflatedSource
@@ -126,12 +127,12 @@ private:
     zip_error_t error_{};
 };
 
-zip_source_t* makeSource( zip_t* archive, const std::filesystem::path& file, uintmax_t size, bool streaming )
+ZipSource makeSource( zip_t* archive, const std::filesystem::path& file, uintmax_t size, bool streaming )
 {
     if ( streaming || size > cWholeBufferLimit )
-        return zip_source_file( archive, file.c_str(), 0, -1 );
+        return { zip_source_file( archive, file.c_str(), 0, -1 ), zip_source_free };
     auto source = std::make_unique<DeflatedSource>( file );
-    zip_source_t* out = zip_source_function( archive, &DeflatedSource::callback, source.get() );
+    ZipSource out( zip_source_function( archive, &DeflatedSource::callback, source.get() ), zip_source_free );
     if ( out )
         static_cast<void>( source.release() );
     return out;
@@ -150,18 +151,16 @@ tl::expected<void, std::string> addFile(
     if ( ec )
         return tl::unexpected( "Cannot read \"" + utf8string( file ) + "\": " + ec.message() );
     const bool encrypted = password && *password;
-    zip_source_t* source = makeSource( archive, file, size, encrypted );
+    auto source = makeSource( archive, file, size, encrypted );
     if ( !source )
         return tl::unexpected( zipFailure( file, archive ) );
     const auto name = utf8string( file.lexically_relative( folder ) );
-    const auto index = zip_file_add( archive, name.c_str(), source, ZIP_FL_ENC_UTF_8 );
+    const auto index = zip_file_add( archive, name.c_str(), source.get(), ZIP_FL_ENC_UTF_8 );
     if ( index < 0 )
-    {
-        zip_source_free( source );
         return tl::unexpected( zipFailure( file, archive ) );
-    }
-    const bool streamed = encrypted || size > cWholeBufferLimit;
-    if ( streamed && zip_set_file_compression( archive, zip_uint64_t( index ), ZIP_CM_DEFLATE, cDeflateLevel ) != 0 )
+    static_cast<void>( source.release() );
+    // It changes nothing of what is deflated already.
+    if ( zip_set_file_compression( archive, zip_uint64_t( index ), ZIP_CM_DEFLATE, cDeflateLevel ) != 0 )
         return tl::unexpected( zipFailure( file, archive ) );
     if ( encrypted && zip_file_set_encryption( archive, zip_uint64_t( index ), ZIP_EM_AES_256, password ) != 0 )
         return tl::unexpected( zipFailure( file, archive ) );

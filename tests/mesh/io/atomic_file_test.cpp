@@ -1,3 +1,4 @@
+#include "support/Descriptors.h"
 #include "support/ScratchFolder.h"
 
 #include <VXMesh/io/AtomicFile.h>
@@ -5,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <latch>
 #include <thread>
@@ -164,6 +166,31 @@ TEST( AtomicFile, KeepsTheModeAskedFor )
     EXPECT_EQ( std::filesystem::status( folder.path() / "b" ).permissions(), std::filesystem::perms( 0640 ) );
 }
 
+TEST( AtomicFile, TakesNoFailureOfOthersForItsOwn )
+{
+    const ScratchFolder folder;
+    errno = EDOM;
+    EXPECT_EQ( errorOf( writeFileAtomically( folder.path() / "a", "new" ) ), "" );
+}
+
+TEST( AtomicFile, LeavesNothingOpenAlsoWhereTheProgramHasNoInput )
+{
+    const ScratchFolder folder;
+    std::filesystem::create_directory( folder.path() / "taken" );
+    const auto write = [&]
+    {
+        EXPECT_EQ( errorOf( writeFileAtomically( folder.path() / "a", "new" ) ), "" );
+        EXPECT_NE( errorOf( writeFileAtomically( folder.path() / "taken", "new" ) ), "" );
+        EXPECT_EQ( countIn( folder ), 2u );
+    };
+    const int next = Testing::nextDescriptor();
+    write();
+    EXPECT_EQ( Testing::nextDescriptor(), next );
+    const Testing::WithoutInput none;
+    write();
+    EXPECT_EQ( Testing::nextDescriptor(), 0 );
+}
+
 TEST( MappedFile, MapsAnEmptyFileAsNoBytes )
 {
     const ScratchFolder folder;
@@ -186,6 +213,43 @@ TEST( MappedFile, HoldsTheBytesAlsoWhenItIsMovedOrTheFileHasGone )
     EXPECT_EQ( textOf( moved ), "second" );
 }
 
+TEST( MappedFile, LeavesNothingOpenAlsoWhereTheProgramHasNoInput )
+{
+    const ScratchFolder folder;
+    const auto file = folder.write( "a", "text" );
+    const auto read = [&]
+    {
+        errno = EDOM; // of somebody else
+        const auto mapped = MappedFile::open( file );
+        ASSERT_TRUE( mapped ) << mapped.error();
+        EXPECT_EQ( textOf( *mapped ), "text" );
+        EXPECT_FALSE( MappedFile::open( folder.path() ) );
+    };
+    const int next = Testing::nextDescriptor();
+    read();
+    EXPECT_EQ( Testing::nextDescriptor(), next );
+    const Testing::WithoutInput none;
+    read();
+    EXPECT_EQ( Testing::nextDescriptor(), 0 );
+}
+
+TEST( MappedFile, GivesItsMemoryBack )
+{
+    const ScratchFolder folder;
+    const auto file = folder.write( "a", "text" ), other = folder.write( "b", "text" );
+    const auto isMapped = []( const std::filesystem::path& path )
+    { return Testing::readFile( "/proc/self/maps" ).find( path.string() ) != std::string::npos; };
+    {
+        auto mapped = MappedFile::open( file );
+        ASSERT_TRUE( mapped );
+        EXPECT_TRUE( isMapped( file ) );
+        *mapped = *MappedFile::open( other );
+        EXPECT_FALSE( isMapped( file ) ) << "another has taken its place";
+        EXPECT_TRUE( isMapped( other ) );
+    }
+    EXPECT_FALSE( isMapped( other ) );
+}
+
 TEST( MappedFile, SaysWhatItCannotRead )
 {
     const ScratchFolder folder;
@@ -198,4 +262,7 @@ TEST( MappedFile, SaysWhatItCannotRead )
         text( folder.path() / "none", "No such file or directory" ) );
     EXPECT_EQ( errorOf( MappedFile::open( "/dev/null" ) ), text( "/dev/null", "Invalid argument" ) );
     EXPECT_EQ( errorOf( MappedFile::open( fifo ) ), text( fifo, "Invalid argument" ) ) << "nor does it wait for it";
+    // Regular and not empty, it says of itself, but nothing that could be mapped.
+    const std::filesystem::path number = "/sys/devices/system/cpu/online";
+    EXPECT_EQ( errorOf( MappedFile::open( number ) ), text( number, "No such device" ) );
 }

@@ -40,6 +40,16 @@ TEST( Json, TakesRemarksAsPeopleWriteThemIntoSettings )
     EXPECT_EQ( ( *value )["a"], 1 );
 }
 
+TEST( Json, OfAStrangerIsTakenToTheLetter )
+{
+    for ( const char* text : { "{}", "[]", R"({"a": [1, {"b": null}]})", " {\"a\": \"\u00e4\"}\n" } )
+        EXPECT_TRUE( deserializeStrictJson( text ) ) << text;
+    for ( const char* text : { "", "7", "\"a\"", "{} x", "{}{}", "[1,]", "{\"a\": 1,}", "{\"a\": 1, \"a\": 2}",
+              "{'a': 1}", "{1: 2}", "[NaN]", "[,1]", "// a remark\n{}", "[1, /* a remark */ 2]", "\xef\xbb\xbf{}" } )
+        EXPECT_FALSE( deserializeStrictJson( text ) ) << text;
+    EXPECT_FALSE( deserializeStrictJson( std::string( 230, '[' ) + std::string( 230, ']' ) ) );
+}
+
 TEST( Json, RefusesBottomlessNesting )
 {
     const auto nested = []( size_t depth )

@@ -1,3 +1,4 @@
+#include "support/Descriptors.h"
 #include "support/ScratchFolder.h"
 
 #include <VXMesh/io/TemporaryFile.h>
@@ -98,6 +99,29 @@ TEST( TemporaryFile, IsNotGivenToOtherPrograms )
     const auto file = TemporaryFile::createFor( folder.path() / "a" );
     ASSERT_TRUE( file );
     EXPECT_TRUE( ::fcntl( file->descriptor(), F_GETFD ) & FD_CLOEXEC );
+}
+
+TEST( TemporaryFile, LeavesNothingOpenAlsoWhereTheProgramHasNoInput )
+{
+    const ScratchFolder folder;
+    const auto write = [&]( int next )
+    {
+        {
+            const auto dropped = TemporaryFile::createFor( folder.path() / "a" );
+            ASSERT_TRUE( dropped ) << dropped.error().message();
+            EXPECT_EQ( dropped->descriptor(), next );
+        }
+        EXPECT_EQ( Testing::nextDescriptor(), next );
+        EXPECT_EQ( countIn( folder.path() ), 0u );
+        auto moved = TemporaryFile::createFor( folder.path() / "a" );
+        ASSERT_TRUE( moved );
+        EXPECT_FALSE( moved->moveTo( folder.path() / "a" ) );
+        EXPECT_EQ( Testing::nextDescriptor(), next );
+        EXPECT_TRUE( std::filesystem::remove( folder.path() / "a" ) );
+    };
+    write( Testing::nextDescriptor() );
+    const Testing::WithoutInput none;
+    write( 0 );
 }
 
 TEST( WriteAll, GoesOnUntilAPipeHasTakenEverything )

@@ -28,6 +28,17 @@ std::vector<std::string> entryNames( const std::filesystem::path& file )
     return out;
 }
 
+/// What an archive says of its first file.
+uint64_t entrySize( const std::filesystem::path& file )
+{
+    zip_t* archive = zip_open( file.c_str(), ZIP_RDONLY, nullptr );
+    zip_stat_t entry;
+    zip_stat_init( &entry );
+    zip_stat_index( archive, 0, 0, &entry );
+    zip_discard( archive );
+    return entry.size;
+}
+
 std::filesystem::path makeZip(
     const ScratchFolder& folder, const std::vector<std::pair<std::string, std::string>>& entries )
 {
@@ -62,6 +73,7 @@ TEST( Zip, PacksAFolderAndUnpacksItsOnlyFile )
     ASSERT_TRUE( compressZip( target.path() / "a.zip", source.path() ) );
     EXPECT_EQ( entryNames( target.path() / "a.zip" ), ( std::vector<std::string>{ "input" } ) );
     EXPECT_LT( std::filesystem::file_size( target.path() / "a.zip" ), text.size() / 5 );
+    EXPECT_EQ( entrySize( target.path() / "a.zip" ), text.size() ) << "as others read before they unpack it";
     ASSERT_TRUE( extractSingleFile( target.path() / "a.zip", target.path() / "out" ) );
     EXPECT_EQ( Testing::readFile( target.path() / "out" ), text );
 }
@@ -120,6 +132,31 @@ TEST( Zip, SaysWhatCannotBePackedOrWritten )
     EXPECT_EQ(
         errorOf( compressZip( file, source.path() ) ), "Cannot write \"" + file.string() + "\": Is a directory" );
     EXPECT_EQ( countIn( target ), 1u ) << "no part is left";
+}
+
+TEST( Zip, SaysWhichNameNoArchiveCanHold )
+{
+    const ScratchFolder source, target;
+    const auto file = source.write( "\xff", "x" );
+    EXPECT_EQ( errorOf( compressZip( target.path() / "a.zip", source.path() ) ),
+        "Cannot compress \"" + file.string() + "\": Invalid argument" );
+    EXPECT_TRUE( std::filesystem::is_empty( target.path() ) );
+}
+
+TEST( Zip, AFileThatVanishesMeanwhileIsAFailureAndNotAnEmptyEntry )
+{
+    const ScratchFolder source, target;
+    source.write( "a", std::string( 100'000, 'x' ) );
+    source.write( "b", "x" );
+    const auto packed = compressZip( target.path() / "a.zip", source.path(), {}, nullptr,
+        [&]( float )
+        {
+            std::filesystem::remove( source.path() / "b" );
+            return true;
+        } );
+    EXPECT_EQ( errorOf( packed ),
+        "Cannot write \"" + ( target.path() / "a.zip" ).string() + "\": Read error: No such file or directory" );
+    EXPECT_TRUE( std::filesystem::is_empty( target.path() ) );
 }
 
 TEST( Zip, FollowsNoLinksAndTakesNothingButFiles )

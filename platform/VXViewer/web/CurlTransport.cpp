@@ -27,25 +27,15 @@ public:
 
     ~CurlTransport() override
     {
-        shutdown( std::chrono::milliseconds( 0 ) );
+        shutdown( {} );
         curl_multi_cleanup( multi_ );
     }
 
     void send( WebRequestData request, Done done ) override
     {
         auto transfer = std::make_unique<CurlTransfer>( std::move( request ), std::move( done ) );
-        std::unique_lock lock( mutex_ );
-        if ( closing_ )
-        {
-            lock.unlock();
+        if ( !take_( transfer ) )
             transfer->fail( cClosing );
-            return;
-        }
-        waiting_.push_back( std::move( transfer ) );
-        if ( !thread_.joinable() )
-            thread_ = std::thread( [this] { run_(); } );
-        lock.unlock();
-        curl_multi_wakeup( multi_ );
     }
 
     void shutdown( std::chrono::milliseconds patience ) override
@@ -63,6 +53,19 @@ public:
     }
 
 private:
+    /// False, and the transfer stays with the caller, once this is closing.
+    bool take_( std::unique_ptr<CurlTransfer>& transfer )
+    {
+        const std::lock_guard lock( mutex_ );
+        if ( closing_ )
+            return false;
+        waiting_.push_back( std::move( transfer ) );
+        if ( !thread_.joinable() )
+            thread_ = std::thread( [this] { run_(); } );
+        curl_multi_wakeup( multi_ );
+        return true;
+    }
+
     void run_()
     {
         bool more = true;

@@ -1,6 +1,7 @@
 #include <VXViewer/web/ScriptedTransport.h>
 
 #include <fstream>
+#include <future>
 
 namespace VX
 {
@@ -92,8 +93,7 @@ std::optional<bool> ScriptedTransport::reportProgress( float fraction )
             return {};
         request = waiting_.front().first;
     }
-    bool goOn = true;
-    std::thread( [&] { goOn = report( request, fraction ); } ).join();
+    const bool goOn = std::async( std::launch::async, [&] { return report( request, fraction ); } ).get();
     if ( !goOn )
         deliver( failedWebResponse( cOperationCanceled ) );
     return goOn;

@@ -12,8 +12,8 @@ namespace
 struct Slot
 {
     std::mutex mutex;
-    std::shared_ptr<WebTransport> transport;
-    bool isReal = false;
+    std::shared_ptr<WebTransport> set;
+    std::shared_ptr<WebTransport> real; ///< made when it is needed; null while another is set
 };
 
 // Never destroyed: answers may still arrive while the process's other statics are going.
@@ -29,23 +29,20 @@ std::shared_ptr<WebTransport> webTransport()
 {
     auto& s = slot();
     const std::lock_guard lock( s.mutex );
-    if ( !s.transport )
-    {
-        s.transport = makeCurlTransport();
-        s.isReal = true;
-    }
-    return s.transport;
+    if ( s.set )
+        return s.set;
+    if ( !s.real )
+        s.real = makeCurlTransport();
+    return s.real;
 }
 
 void setWebTransport( std::shared_ptr<WebTransport> transport )
 {
     auto& s = slot();
-    std::shared_ptr<WebTransport> former;
-    {
-        const std::lock_guard lock( s.mutex );
-        former = std::exchange( s.transport, std::move( transport ) );
-        s.isReal = false;
-    }
+    std::shared_ptr<WebTransport> real; // goes after the lock, as the former one that was set does
+    const std::lock_guard lock( s.mutex );
+    s.set.swap( transport );
+    real.swap( s.real );
 }
 
 void renewWebTransport()
@@ -53,8 +50,7 @@ void renewWebTransport()
     auto& s = slot();
     std::shared_ptr<WebTransport> former; // goes after the lock
     const std::lock_guard lock( s.mutex );
-    if ( std::exchange( s.isReal, false ) )
-        former = std::exchange( s.transport, nullptr );
+    former.swap( s.real );
 }
 
 Json::Value failedWebResponse( const std::string& error )

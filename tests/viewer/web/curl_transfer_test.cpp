@@ -1,12 +1,19 @@
+#include "support/Descriptors.h"
 #include "support/ScratchFolder.h"
 
 #include <VXViewer/web/CurlTransfer.h>
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <optional>
+#include <string_view>
+#include <thread>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace VX;
 
@@ -55,12 +62,80 @@ protected:
         transfer_->finish( result );
         EXPECT_EQ( answers_, 1 );
     }
+    /// The whole of it, with a file in the place of the server.
+    void run()
+    {
+        request_.url = "file://" + server_.string();
+        const auto handle = make().prepare();
+        ASSERT_TRUE( handle ) << handle.error();
+        curl_easy_setopt( *handle, CURLOPT_PROTOCOLS_STR, "file" );
+        transfer_->finish( curl_easy_perform( *handle ) );
+    }
+    void runAgainst( const std::string& answer )
+    {
+        serverFolder_.write( "file", answer );
+        run();
+    }
+    /// What is sent to a server of this machine, which answers with nothing once it has a body of that size.
+    std::string sentOverASocket( size_t bodySize )
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+        const auto at = reinterpret_cast<sockaddr*>( &address );
+        socklen_t size = sizeof address;
+        const int listening = ::socket( AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 );
+        EXPECT_EQ( ::bind( listening, at, size ), 0 );
+        EXPECT_EQ( ::listen( listening, 1 ), 0 );
+        EXPECT_EQ( ::getsockname( listening, at, &size ), 0 );
+        std::string out;
+        std::thread server( [&] { out = served( ::accept( listening, nullptr, nullptr ), bodySize ); } );
+        request_.url = "http://127.0.0.1:" + std::to_string( ntohs( address.sin_port ) );
+        const auto handle = make().prepare();
+        EXPECT_TRUE( handle );
+        if ( handle )
+        {
+            curl_easy_setopt( *handle, CURLOPT_PROTOCOLS_STR, "http" );
+            curl_easy_setopt( *handle, CURLOPT_NOPROXY, "*" );
+            transfer_->finish( curl_easy_perform( *handle ) );
+        }
+        transfer_.reset();
+        ::shutdown( listening, SHUT_RDWR );
+        server.join();
+        ::close( listening );
+        return out;
+    }
+    static std::string served( int connection, size_t bodySize )
+    {
+        constexpr std::string_view cAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+        std::string out, buffer( 100'000, '\0' );
+        for ( ssize_t n = 0; ( n = ::recv( connection, buffer.data(), buffer.size(), 0 ) ) > 0; )
+        {
+            out.append( buffer, 0, size_t( n ) );
+            if ( out.size() == out.find( "\r\n\r\n" ) + 4 + bodySize &&
+                 ::send( connection, cAnswer.data(), cAnswer.size(), 0 ) < 0 )
+                break;
+        }
+        ::close( connection );
+        return out;
+    }
+    /// How often this process has read from files until now.
+    static int64_t reads()
+    {
+        std::ifstream figures( "/proc/self/io" );
+        for ( std::string name, value; figures >> name >> value; )
+            if ( name == "syscr:" )
+                return std::stoll( value );
+        ADD_FAILURE() << "the system does not count them";
+        return 0;
+    }
     [[nodiscard]] size_t filesLeft() const
     {
         return size_t( std::distance( std::filesystem::directory_iterator( folder_.path() ), {} ) );
     }
 
-    const Testing::ScratchFolder folder_;
+    const Testing::ScratchFolder folder_, serverFolder_;
+    const std::filesystem::path server_ = serverFolder_.path() / "file";
     WebRequestData request_;
     std::optional<CurlTransfer> transfer_;
     int answers_ = 0;
@@ -201,4 +276,60 @@ TEST_F( Transfer, MayBeStoppedUntilTheVeryEnd )
     answers_ = 0;
     finish( CURLE_OK );
     EXPECT_EQ( response_["error"], cOperationCanceled );
+}
+
+TEST_F( Transfer, KeepsATextOfAMegabyteAndNotAByteMore )
+{
+    runAgainst( std::string( 1 << 20, 'x' ) );
+    EXPECT_EQ( response_["error"], "" );
+    EXPECT_EQ( response_["text"].asString(), std::string( 1 << 20, 'x' ) );
+    runAgainst( std::string( ( 1 << 20 ) + 1, 'x' ) );
+    EXPECT_EQ( response_["code"], 507 );
+    EXPECT_EQ( response_["error"], "The answer of the server is larger than 1 MB" );
+    EXPECT_FALSE( response_.isMember( "text" ) );
+}
+
+TEST_F( Transfer, AFileOverItsLimitIsNotKeptNotEvenOfOneByte )
+{
+    request_.outputPath = folder_.write( "out", "former" );
+    request_.maxOutputSize = 0;
+    runAgainst( "x" );
+    EXPECT_EQ( response_["code"], 507 );
+    EXPECT_EQ(
+        response_["error"], "Cannot write \"" + request_.outputPath.string() + "\": the answer is larger than 0 MB" );
+    EXPECT_EQ( Testing::readFile( request_.outputPath ), "former" );
+    EXPECT_EQ( filesLeft(), 1u );
+}
+
+TEST_F( Transfer, PassesLargeFilesInFewPieces )
+{
+    const std::string content( 16 << 20, 'x' );
+    request_.outputPath = folder_.path() / "out";
+    serverFolder_.write( "file", content );
+    auto before = reads();
+    run();
+    EXPECT_LT( reads() - before, 100 );
+    EXPECT_EQ( std::filesystem::file_size( request_.outputPath ), content.size() );
+    request_.inputPath = std::exchange( request_.outputPath, {} );
+    request_.method = WebMethod::Put;
+    before = reads();
+    const auto sent = sentOverASocket( content.size() );
+    EXPECT_LT( reads() - before, 100 );
+    EXPECT_EQ( response_["code"], 200 ) << response_["error"];
+    EXPECT_TRUE( sent.ends_with( "\r\n\r\n" + content ) ) << sent.substr( 0, 200 );
+}
+
+TEST_F( Transfer, SendsAFileAndLeavesNothingOpenAlsoWhereTheProgramHasNoInput )
+{
+    request_.method = WebMethod::Put;
+    request_.inputPath = folder_.write( "in", "body" );
+    run(); // what libcurl keeps open from its first transfer on is open now
+    transfer_.reset();
+    std::filesystem::remove( server_ );
+    const Testing::WithoutInput none;
+    run();
+    EXPECT_EQ( response_["error"], "" );
+    EXPECT_EQ( Testing::readFile( server_ ), "body" );
+    transfer_.reset();
+    EXPECT_EQ( Testing::nextDescriptor(), 0 );
 }

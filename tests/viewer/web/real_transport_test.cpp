@@ -4,14 +4,20 @@
 #include <VXViewer/web/ScriptedTransport.h>
 #include <VXViewer/web/WebTransport.h>
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
+
+#include <dlfcn.h>
 
 using namespace VX;
 
 namespace
 {
+
+std::atomic<bool> sTakesNothing{ false };
 
 /// The transport that a program has unless a test sets another; nothing here opens a connection.
 class RealTransport : public testing::Test
@@ -40,6 +46,14 @@ protected:
 };
 
 } // namespace
+
+/// Stands before libcurl's own, which refuses a transfer where it has no memory.
+extern "C" __attribute__( ( visibility( "default" ) ) ) CURLMcode curl_multi_add_handle( CURLM* multi, CURL* handle )
+{
+    using Function = CURLMcode ( * )( CURLM*, CURL* );
+    static const auto sOwn = reinterpret_cast<Function>( ::dlsym( RTLD_NEXT, "curl_multi_add_handle" ) );
+    return sTakesNothing ? CURLM_OUT_OF_MEMORY : sOwn( multi, handle );
+}
 
 TEST_F( RealTransport, SpeaksHttpsAndNothingElse )
 {
@@ -75,6 +89,16 @@ TEST_F( RealTransport, ARequestThatCannotBeginIsAnswered )
     request.inputPath.clear();
     request.outputPath = "/nowhere/out";
     EXPECT_EQ( answerTo( request )["error"], "Cannot write \"/nowhere/out\": No such file or directory" );
+}
+
+TEST_F( RealTransport, ARequestThatLibcurlDoesNotTakeIsAnsweredToo )
+{
+    sTakesNothing = true;
+    const auto answer = answerFrom( "https://example.org/" );
+    sTakesNothing = false;
+    EXPECT_EQ( answer["code"], 0 );
+    EXPECT_EQ( answer["error"], "The request cannot be started" );
+    EXPECT_NE( answerFrom( "nonsense://x" )["error"], answer["error"] );
 }
 
 TEST_F( RealTransport, OnceItIsClosedEverythingIsAnsweredAtOnce )

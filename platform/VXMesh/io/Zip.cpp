@@ -99,8 +99,7 @@ private:
     zip_int64_t read_( void* data, zip_uint64_t size )
     {
         const auto n = std::min<zip_uint64_t>( size, packed_.size() - offset_ );
-        if ( n > 0 )
-            std::memcpy( data, packed_.data() + offset_, n );
+        std::memcpy( data, packed_.data() + offset_, n );
         offset_ += n;
         return zip_int64_t( n );
     }

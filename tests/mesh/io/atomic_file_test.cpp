@@ -191,12 +191,15 @@ TEST( AtomicFile, LeavesNothingOpenAlsoWhereTheProgramHasNoInput )
     EXPECT_EQ( Testing::nextDescriptor(), 0 );
 }
 
-TEST( MappedFile, MapsAnEmptyFileAsNoBytes )
+TEST( MappedFile, MapsAnEmptyFileAsNoBytesAndOneByteAsOne )
 {
     const ScratchFolder folder;
     const auto mapped = MappedFile::open( folder.write( "empty", "" ) );
     ASSERT_TRUE( mapped );
     EXPECT_TRUE( mapped->bytes().empty() );
+    const auto byte = MappedFile::open( folder.write( "byte", "x" ) );
+    ASSERT_TRUE( byte );
+    EXPECT_EQ( textOf( *byte ), "x" );
 }
 
 TEST( MappedFile, HoldsTheBytesAlsoWhenItIsMovedOrTheFileHasGone )

@@ -257,7 +257,7 @@ TEST_F( Transfer, TellsTheEndOfBothKindsOfProgress )
     finish( CURLE_OK );
     EXPECT_EQ( told, "down10" ) << "without a file nothing is sent up";
     answers_ = 0;
-    request_.inputPath = folder_.write( "in", "body" );
+    request_.inputPath = folder_.write( "in", "b" );
     finish( CURLE_OK );
     EXPECT_EQ( told, "down10up10down10" );
 }

@@ -268,6 +268,26 @@ TEST_F( WebRequestTest, FinishingTellsWhetherACallbackStillRuns )
     EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
 }
 
+TEST_F( WebRequestTest, FinishingWaitsNoLongerThanTheCallbacksTake )
+{
+    using Clock = std::chrono::steady_clock;
+    std::promise<void> inside;
+    WebRequest( "https://x" )
+        .send(
+            [&]( const Json::Value& )
+            {
+                inside.set_value();
+                const auto called = Clock::now();
+                while ( Clock::now() - called < std::chrono::milliseconds( 50 ) )
+                    std::this_thread::yield();
+            } );
+    transport_->deliver( ScriptedTransport::response( 200, "" ) );
+    inside.get_future().wait();
+    const auto begin = Clock::now();
+    EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 40 ) ) );
+    EXPECT_LT( Clock::now() - begin, std::chrono::seconds( 30 ) );
+}
+
 TEST_F( WebRequestTest, ATransportThatWasSetStaysWhenRequestsAreSentAgain )
 {
     EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );

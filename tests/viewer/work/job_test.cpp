@@ -308,6 +308,22 @@ TEST_F( JobTest, TheEndOfTheProgramIsACancelAndIsToldAtOnce )
     EXPECT_EQ( told_.ends.size(), 1u );
 }
 
+TEST_F( JobTest, TheEndOfTheProgramWaitsNoLongerThanTheWorkTakes )
+{
+    start(
+        []( const Job& self ) -> Result
+        {
+            untilCanceled( self );
+            const auto canceled = Job::Clock::now();
+            while ( Job::Clock::now() - canceled < std::chrono::milliseconds( 50 ) )
+                std::this_thread::yield();
+            return {};
+        } );
+    const auto begin = Job::Clock::now();
+    EXPECT_TRUE( Job::endAll( std::chrono::seconds( 40 ) ) );
+    EXPECT_LT( Job::Clock::now() - begin, std::chrono::seconds( 30 ) );
+}
+
 TEST_F( JobTest, AnEndThatWasQueuedWhenTheProgramEndsIsToldOnce )
 {
     start( &nothing );

@@ -333,7 +333,8 @@ asio::awaitable<int> HttpSession::readToMemory_( RequestHead& head )
         const bool more = co_await readSome_();
         if ( !more )
             co_return cGone;
-        if ( !body_.hold( pending_.size() ) )
+        // What has come behind it already is of the next request.
+        if ( !body_.hold( std::min<uint64_t>( pending_.size(), length ) ) )
             co_return 503;
     }
     // What came behind it is short, and the body may be long.

@@ -269,6 +269,7 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     runner.slots = options.slots;
     runner.worker = workerSetup( options );
     runner.keep = options.keep;
+    runner.tidy = std::min( runner.tidy, options.choresEvery );
     runner.reserve = options.maxStored / 4;
     runner_ = std::make_unique<ConversionRunner>(
         jobs_, storage_.objects(), std::move( *folder ), runner, std::move( *tried ) );

@@ -84,7 +84,7 @@ TEST( Reachable, PresignedUrlsNameThePublicAddress )
 
 TEST( Reachable, WhatIsKeptAndItsUrlsGoAfterTheMinutesThatAreGiven )
 {
-    Testing::BackendProcess backend( { "--allow-anonymous", "--keep-minutes", "20" } );
+    Testing::BackendProcess backend( { "--allow-anonymous", "--keep-minutes", "20", "--chores-every", "1" } );
     const auto root = "https://localhost:" + cPort + "/converter/v2/";
     const auto request = [&]
     {
@@ -92,7 +92,7 @@ TEST( Reachable, WhatIsKeptAndItsUrlsGoAfterTheMinutesThatAreGiven )
         return deserializeJsonValue( answer ).value_or( Json::Value() )["result"];
     };
     const auto isKnown = [&]( const std::string& id )
-    { return statusOf( "-k " + root + "convert -d '{\"request_id\":\"" + id + "\"}'" ) != "404"; };
+    { return statusOf( "-k '" + root + "status?request_id=" + id + "'" ) != "404"; };
     const auto old = request(), young = request();
     EXPECT_NE( old["url"].asString().find( "X-Amz-Expires=1200&" ), std::string::npos );
     backend.kill();

@@ -38,11 +38,16 @@ DatabaseResult<std::unique_ptr<DatabaseLook>> DatabaseLook::open( const fs::path
         out->copy_.emplace( "orvanta-look-" );
         place = out->copy_->path() / file.filename();
         flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_URI;
-        std::error_code ec;
-        if ( out->copy_->path().empty() || !fs::copy_file( file, place, ec ) ||
-             !fs::copy_file( logOf( file ), logOf( place ), ec ) )
+        const auto unavailable = []( const std::string& why )
+        {
             return tl::unexpected( DatabaseError{
-                DatabaseTrouble::Unavailable, "it cannot be copied into TMPDIR to be looked at: " + ec.message() } );
+                DatabaseTrouble::Unavailable, "it cannot be copied into TMPDIR to be looked at: " + why } );
+        };
+        std::error_code ec;
+        if ( out->copy_->path().empty() )
+            return unavailable( "no folder can be made there" );
+        if ( !fs::copy_file( file, place, ec ) || !fs::copy_file( logOf( file ), logOf( place ), ec ) )
+            return unavailable( ec.message() );
     }
     // Nobody changes what nobody uses, so it need not be locked, which takes files beside it.
     const auto uri = "file:" + percentEncode( fs::absolute( place ).string(), true ) +

@@ -64,6 +64,12 @@ CertificateFiles certificateOf( const Patient& patient )
     return { patient.tlsCertificate, patient.tlsKey, false };
 }
 
+bool isNamed( const std::string& host, X509* certificate )
+{
+    return X509_check_host( certificate, host.c_str(), host.size(), 0, nullptr ) == 1 ||
+           X509_check_ip_asc( certificate, host.c_str(), 0 ) == 1;
+}
+
 } // namespace
 
 Finding checkFolder( const Patient& patient )
@@ -151,10 +157,7 @@ Finding checkNames( const Patient& patient )
 {
     const auto host = hostNameOf( patient.publicUrl.empty() ? "https://localhost" : patient.publicUrl );
     const auto certificates = certificatesIn( certificateOf( patient ).chain );
-    const bool named = !certificates.empty() &&
-                       ( X509_check_host( certificates[0].get(), host.c_str(), host.size(), 0, nullptr ) == 1 ||
-                           X509_check_ip_asc( certificates[0].get(), host.c_str(), 0 ) == 1 );
-    if ( named )
+    if ( !certificates.empty() && isNamed( host, certificates[0].get() ) )
         return { Verdict::Ok, "names", fmt::format( "The certificate names {}", host ) };
     // Behind a proxy it is that one's certificate that clients see.
     return { Verdict::Warn, "names",

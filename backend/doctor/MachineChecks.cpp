@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -105,6 +106,8 @@ Finding checkWorker( const Patient& patient )
     const ScratchFolder scratch( "orvanta-doctor-" );
     if ( scratch.path().empty() )
         return { Verdict::Fail, "worker", "No working folder can be made; set TMPDIR to a folder with space" };
+    // Writing to a worker that has ended is to fail, not to end this process.
+    std::signal( SIGPIPE, SIG_IGN );
     WorkerSetup setup;
     setup.inBubblewrap = patient.hasBubblewrap;
     setup.program = patient.worker;

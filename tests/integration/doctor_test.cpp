@@ -101,3 +101,17 @@ TEST( DoctorCommand, AnEmptyFolderStaysEmpty )
     expectSaid( examine( folder.path() ), 1, "fail folder: \"" + folder.path().string() + "\" is no service's" );
     EXPECT_TRUE( std::filesystem::is_empty( folder.path() ) );
 }
+
+TEST( DoctorCommand, TellsWhereDescriptorsAreTooFew )
+{
+    const Testing::ScratchFolder folder;
+    const auto with = [&]( const std::string& limit )
+    {
+        return Testing::runCommand(
+            "ulimit -n " + limit + " && " + ORVANTA_BACKEND + " doctor --data '" + folder.path().string() + "' 2>&1" );
+    };
+    expectSaid( with( "8447" ), 1,
+        "\nwarn descriptors: A service that is started here may have 8447 and so 4095 connections; raise the limit "
+        "(ulimit -Hn, LimitNOFILE) to 8448\n" );
+    expectSaid( with( "8448" ), 1, "\nok   descriptors: There may be 8448\n" );
+}

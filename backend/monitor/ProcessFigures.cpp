@@ -30,8 +30,7 @@ double secondsOf( const timeval& time )
 ProcessFigures processFigures()
 {
     ProcessFigures out;
-    std::ifstream in( "/proc/self/statm" );
-    in >> out.virtualBytes >> out.residentBytes;
+    std::ifstream( "/proc/self/statm" ) >> out.virtualBytes >> out.residentBytes;
     const auto page = uint64_t( ::sysconf( _SC_PAGESIZE ) );
     out.virtualBytes *= page;
     out.residentBytes *= page;

@@ -1,4 +1,6 @@
 #include "TestPlaces.h"
+#include "support/ApprovedText.h"
+#include "support/LogCapture.h"
 #include "support/Patience.h"
 #include "support/ScratchFolder.h"
 #include "support/service/ExposedFigures.h"
@@ -85,6 +87,18 @@ TEST_F( Monitors, RequestsAreCountedAndTimedByBoundedLabelsAlone )
     EXPECT_EQ( took( "_count", R"(method="other",status="4xx")" ), 1 );
     EXPECT_EQ( took( "_count", R"(method="write",status="gone")" ), 1 );
     EXPECT_EQ( text_.find( "ann@" ), std::string::npos );
+}
+
+TEST_F( Monitors, AllFiguresHaveTheseNamesWordsAndClasses )
+{
+    requests_.add( "auth", 200 );
+    requests_.addDuration( "auth", "POST", 200, 3ms );
+    look();
+    std::istringstream lines( text_ );
+    std::string described;
+    for ( std::string line; std::getline( lines, line ); )
+        described += ( line.starts_with( '#' ) ? line : line.substr( 0, line.rfind( ' ' ) ) ) + "\n";
+    Testing::expectApproved( described, "backend/monitor/approved/figures.txt" );
 }
 
 TEST_F( Monitors, QueuesAreToldWithTheAgeOfTheOldest )
@@ -227,8 +241,24 @@ TEST_F( Monitors, ReadyIsWhoCanWriteHasAWorkerAndDoesNotStop )
     }
 }
 
+TEST_F( Monitors, FiguresThatCannotBeSeenStayAsOldAsTheyAreAndAreLogged )
+{
+    const Testing::LogCapture log;
+    EXPECT_TRUE( database_->execute( "DROP TABLE stats_sessions" ) );
+    EXPECT_TRUE( database_->execute( "DROP TABLE mails" ) );
+    std::atomic<int> looks = 0;
+    const FigureKeeper keeper(
+        *database_, *database_, folder_.path(), [this] { return clock(); }, [&]( Figures& ) { ++looks; }, 1ms );
+    for ( const Testing::Patience patience; looks < 2; patience.check() )
+        std::this_thread::sleep_for( 1ms );
+    EXPECT_FALSE( keeper.kept().at );
+    for ( const char* table : { "mails", "stats_sessions" } )
+        EXPECT_TRUE( log.contains( std::string( "error: Figures: Database: no such table: " ) + table ) ) << log.text();
+}
+
 TEST_F( Monitors, NobodyIsReadyWhoCannotWrite )
 {
+    const Testing::LogCapture log;
     EXPECT_TRUE(
         database_->execute( "CREATE TABLE health(id INTEGER PRIMARY KEY, checks INTEGER NOT NULL CHECK( 0 ))" ) );
     HealthApi health( *database_ );
@@ -238,6 +268,7 @@ TEST_F( Monitors, NobodyIsReadyWhoCannotWrite )
         EXPECT_EQ( get( health, path ).status, 503 );
         EXPECT_EQ( get( health, path ).body, R"({"status":"the database cannot be written"})" );
     }
+    EXPECT_TRUE( log.contains( "error: Health: Database: CHECK constraint failed" ) ) << log.text();
 }
 
 namespace

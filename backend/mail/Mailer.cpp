@@ -16,8 +16,6 @@ namespace VX::Backend
 namespace
 {
 
-constexpr long cTimeoutSeconds = 20;
-
 std::string message( const Mail& mail, const std::string& from )
 {
     const auto now = std::chrono::system_clock::to_time_t( std::chrono::system_clock::now() );
@@ -96,7 +94,7 @@ public:
         curl_easy_setopt( curl.get(), CURLOPT_UPLOAD, 1L );
         curl_easy_setopt( curl.get(), CURLOPT_READFUNCTION, &readMore );
         curl_easy_setopt( curl.get(), CURLOPT_READDATA, &outgoing );
-        curl_easy_setopt( curl.get(), CURLOPT_TIMEOUT, cTimeoutSeconds );
+        curl_easy_setopt( curl.get(), CURLOPT_TIMEOUT, long( options_.timeout.count() ) );
         curl_easy_setopt( curl.get(), CURLOPT_NOSIGNAL, 1L );
         const auto code = curl_easy_perform( curl.get() );
         if ( code == CURLE_OK )

@@ -26,7 +26,7 @@ public:
     /// The error is for the log and holds nothing of the mail's text.
     [[nodiscard]] virtual tl::expected<void, std::string> send( const Mail& mail ) = 0;
     /// Removes what it keeps of mails that were sent so long ago.
-    virtual void forget( std::chrono::seconds age ) { (void)age; }
+    virtual void forget( std::chrono::seconds /*age*/ ) {}
 };
 
 /// Writes each mail into a file of its own (mode 0600) in a folder, where no mail server is at hand.
@@ -40,6 +40,8 @@ struct SmtpOptions
     std::string password;
     /// Also sends to a server without TLS, for tests on this machine.
     bool allowPlain = false;
+    /// Of one mail in all: a server that says nothing is given up.
+    std::chrono::seconds timeout{ 20 };
 };
 
 [[nodiscard]] std::unique_ptr<Mailer> smtpMailer( SmtpOptions options );

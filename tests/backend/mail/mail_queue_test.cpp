@@ -1,7 +1,9 @@
 #include "support/LogCapture.h"
+#include "support/Patience.h"
 #include "support/service/IdentityFixture.h"
 
 #include <condition_variable>
+#include <thread>
 
 using namespace VX;
 using namespace VX::Testing;
@@ -100,6 +102,7 @@ TEST_F( MailQueueTest, WhatFailsIsTriedAgainAfterLongerAndLongerPauses )
     ASSERT_TRUE( mails->deliver( number ) ) << "nobody waits for it";
     mailer_.waitUntilAsked( 1 );
     mails.reset(); // once it has noted the failure: two queues at once would both try
+    EXPECT_EQ( log.text(), "error: A mail is tried again later: The mail server refuses: no\n" );
     mails = queue( Delivery::Later );
     const auto due = [&] { return this->number( "SELECT due FROM mails" ); };
     EXPECT_EQ( due(), now_ + 5 );
@@ -116,6 +119,39 @@ TEST_F( MailQueueTest, WhatFailsIsTriedAgainAfterLongerAndLongerPauses )
     mails.reset();
     EXPECT_EQ( mailer_.mails.size(), 1u );
     EXPECT_EQ( this->number( "SELECT count(*) FROM mails WHERE sent IS NOT NULL" ), 1 );
+    EXPECT_EQ( log.count( "\n" ), 2u ) << "of a mail that was sent nothing is said: " << log.text();
+}
+
+TEST_F( MailQueueTest, WhoIsToldOfAMailSendsItAtOnce )
+{
+    const auto mails = queue( Delivery::Later );
+    const auto begin = std::chrono::steady_clock::now();
+    for ( int i = 1; i <= 6; ++i )
+    {
+        ASSERT_TRUE( mails->deliver( mails->add( cMail, cLife ).value() ) );
+        // Once that is noted the queue has nothing to do but to wait.
+        for ( const Testing::Patience patience; number( "SELECT count(*) FROM mails WHERE sent IS NOT NULL" ) < i;
+            patience.check() )
+            std::this_thread::yield();
+    }
+    EXPECT_LT( std::chrono::steady_clock::now() - begin, std::chrono::seconds( 6 ) )
+        << "one that is not told looks every two seconds";
+}
+
+TEST_F( MailQueueTest, ATableThatCannotBeReadIsLogged )
+{
+    std::promise<std::string> logged;
+    std::atomic<bool> first = true;
+    const LogCapture log(
+        [&]( std::string_view text )
+        {
+            if ( first.exchange( false ) )
+                logged.set_value( std::string( text ) );
+        } );
+    ASSERT_TRUE( database_->execute( "DROP TABLE mails" ) );
+    const auto mails = queue( Delivery::Later );
+    EXPECT_EQ( logged.get_future().get(), "Mails: Database: no such table: mails" );
+    EXPECT_EQ( queue( Delivery::AtOnce )->deliver( 1 ).error(), "Database: no such table: mails" );
 }
 
 TEST_F( MailQueueTest, TheNextProcessSendsWhatWasLeft )

@@ -1,11 +1,14 @@
 #include "support/ScratchFolder.h"
 
+#include "crypto/Base64.h"
 #include "mail/Mailer.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <cmath>
+#include <ctime>
 #include <thread>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -17,26 +20,51 @@ using namespace VX::Backend;
 namespace
 {
 
+/// Takes connections, and says nothing on them.
+class SilentListener
+{
+public:
+    SilentListener()
+        : socket_( ::socket( AF_INET, SOCK_STREAM, 0 ) )
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
+        socklen_t size = sizeof address;
+        EXPECT_EQ( ::bind( socket_, reinterpret_cast<sockaddr*>( &address ), size ), 0 );
+        EXPECT_EQ( ::listen( socket_, 1 ), 0 );
+        ::getsockname( socket_, reinterpret_cast<sockaddr*>( &address ), &size );
+        port_ = ntohs( address.sin_port );
+    }
+    ~SilentListener() { close(); }
+    SilentListener( const SilentListener& ) = delete;
+    SilentListener& operator=( const SilentListener& ) = delete;
+
+    [[nodiscard]] int port() const { return port_; }
+    [[nodiscard]] int accept() const { return ::accept( socket_, nullptr, nullptr ); }
+    void close()
+    {
+        if ( socket_ >= 0 )
+            ::close( socket_ );
+        socket_ = -1;
+    }
+
+private:
+    int socket_;
+    int port_ = 0;
+};
+
 /// A mail server for one conversation, which it keeps.
 class OneMailServer
 {
 public:
     explicit OneMailServer( std::string answerToRecipient )
         : answer_( std::move( answerToRecipient ) )
-        , listener_( ::socket( AF_INET, SOCK_STREAM, 0 ) )
+        , thread_( [this] { serve_(); } )
     {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl( INADDR_LOOPBACK );
-        socklen_t size = sizeof address;
-        EXPECT_EQ( ::bind( listener_, reinterpret_cast<sockaddr*>( &address ), size ), 0 );
-        EXPECT_EQ( ::listen( listener_, 1 ), 0 );
-        ::getsockname( listener_, reinterpret_cast<sockaddr*>( &address ), &size );
-        port_ = ntohs( address.sin_port );
-        thread_ = std::thread( [this] { serve_(); } );
     }
     ~OneMailServer() { wait(); }
-    [[nodiscard]] std::string url() const { return "smtp://127.0.0.1:" + std::to_string( port_ ); }
+    [[nodiscard]] std::string url() const { return "smtp://127.0.0.1:" + std::to_string( listener_.port() ); }
     /// What the client has said.
     std::string wait()
     {
@@ -46,10 +74,20 @@ public:
     }
 
 private:
+    std::string answerTo_( const std::string& line )
+    {
+        if ( std::exchange( authenticates_, line.starts_with( "AUTH" ) ) )
+            return "235 welcome\r\n";
+        if ( authenticates_ )
+            return "334 \r\n";
+        if ( line.starts_with( "EHLO" ) )
+            return "250 AUTH PLAIN\r\n";
+        return line.starts_with( "RCPT" ) ? answer_ : "250 ok\r\n";
+    }
     void serve_()
     {
-        const int connection = ::accept( listener_, nullptr, nullptr );
-        ::close( listener_ );
+        const int connection = listener_.accept();
+        listener_.close();
         const auto say = [&]( const std::string& line )
         { EXPECT_EQ( ::send( connection, line.data(), line.size(), MSG_NOSIGNAL ), ssize_t( line.size() ) ); };
         say( "220 here\r\n" );
@@ -76,7 +114,7 @@ private:
                 break;
             }
             if ( !data )
-                say( line.starts_with( "RCPT" ) ? answer_ : "250 ok\r\n" );
+                say( answerTo_( line ) );
             line.clear();
         }
         ::close( connection );
@@ -84,12 +122,29 @@ private:
 
     std::string answer_;
     std::string heard_;
-    int listener_;
-    int port_ = 0;
+    bool authenticates_ = false;
+    SilentListener listener_;
     std::thread thread_;
 };
 
 const Mail cMail{ "ann@example.org", "Confirm your Orvanta account", "Your code is 123456" };
+
+/// That mail from a sender as it goes out, from the end of its date on.
+std::string sentBy( const std::string& from )
+{
+    return " +0000\r\nFrom: Orvanta <" + from +
+           ">\r\nTo: <ann@example.org>\r\nSubject: Confirm your Orvanta account\r\nMIME-Version: 1.0\r\nContent-Type: "
+           "text/plain; charset=utf-8\r\n\r\nYour code is 123456\r\n";
+}
+
+SmtpOptions optionsFor( const std::string& url )
+{
+    SmtpOptions out;
+    out.url = url;
+    out.from = "noreply@orvanta.example";
+    out.allowPlain = true;
+    return out;
+}
 
 } // namespace
 
@@ -104,9 +159,11 @@ TEST( Mailer, WritesEachMailIntoAPrivateFileOfItsOwn )
         files.push_back( entry.path() );
     ASSERT_EQ( files.size(), 2u );
     const auto text = Testing::readFile( files[0] );
-    EXPECT_NE( text.find( "\r\nTo: <ann@example.org>\r\n" ), std::string::npos );
-    EXPECT_NE( text.find( "\r\nSubject: Confirm your Orvanta account\r\n" ), std::string::npos );
-    EXPECT_NE( text.find( "\r\n\r\nYour code is 123456\r\n" ), std::string::npos );
+    tm date{};
+    const char* const end = ::strptime( text.c_str(), "Date: %a, %d %b %Y %H:%M:%S", &date );
+    ASSERT_TRUE( end ) << text;
+    EXPECT_LT( std::abs( std::difftime( ::timegm( &date ), std::time( nullptr ) ) ), 60 );
+    EXPECT_EQ( end, sentBy( "noreply@localhost" ) );
     EXPECT_EQ( int( std::filesystem::status( files[0] ).permissions() ), 0600 );
 }
 
@@ -133,28 +190,43 @@ TEST( Mailer, AFolderThatCannotBeMadeIsSaid )
 TEST( Mailer, SpeaksToAMailServer )
 {
     OneMailServer server( "250 ok\r\n" );
-    SmtpOptions options;
-    options.url = server.url();
-    options.from = "noreply@orvanta.example";
-    options.allowPlain = true;
-    const auto sent = smtpMailer( options )->send( cMail );
+    const auto sent = smtpMailer( optionsFor( server.url() ) )->send( cMail );
     ASSERT_TRUE( sent ) << sent.error();
     const auto heard = server.wait();
     EXPECT_NE( heard.find( "MAIL FROM:<noreply@orvanta.example>" ), std::string::npos );
     EXPECT_NE( heard.find( "RCPT TO:<ann@example.org>" ), std::string::npos );
-    EXPECT_NE( heard.find( "Your code is 123456" ), std::string::npos );
+    EXPECT_NE( heard.find( sentBy( "noreply@orvanta.example" ) + ".\r\n" ), std::string::npos ) << heard;
+    EXPECT_EQ( heard.find( "AUTH" ), std::string::npos );
+}
+
+TEST( Mailer, TellsAMailServerWhoItIsWhereThatIsGiven )
+{
+    OneMailServer server( "250 ok\r\n" );
+    auto options = optionsFor( server.url() );
+    options.user = "robot";
+    options.password = "pass-word";
+    const auto sent = smtpMailer( options )->send( cMail );
+    ASSERT_TRUE( sent ) << sent.error();
+    EXPECT_NE( server.wait().find( base64( std::string( "\0robot\0pass-word", 16 ) ) + "\r\n" ), std::string::npos );
+}
+
+TEST( Mailer, AServerThatSaysNothingIsGivenUp )
+{
+    const SilentListener silent;
+    auto options = optionsFor( "smtp://127.0.0.1:" + std::to_string( silent.port() ) );
+    EXPECT_EQ( options.timeout, std::chrono::seconds( 20 ) );
+    options.timeout = std::chrono::seconds( 1 );
+    const auto sent = smtpMailer( options )->send( cMail );
+    ASSERT_FALSE( sent );
+    EXPECT_EQ( sent.error(), "The mail server refuses: Timeout was reached" );
 }
 
 TEST( Mailer, RefusalsAreSaidWithoutTheText )
 {
     OneMailServer server( "550 no\r\n" );
-    SmtpOptions options;
-    options.url = server.url();
-    options.from = "noreply@orvanta.example";
-    options.allowPlain = true;
-    const auto sent = smtpMailer( options )->send( cMail );
+    const auto sent = smtpMailer( optionsFor( server.url() ) )->send( cMail );
     ASSERT_FALSE( sent );
-    EXPECT_TRUE( sent.error().starts_with( "The mail server refuses: " ) );
+    EXPECT_TRUE( sent.error().starts_with( "The mail server refuses: " ) ) << sent.error();
     EXPECT_EQ( sent.error().find( "123456" ), std::string::npos );
 }
 

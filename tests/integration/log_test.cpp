@@ -2,6 +2,10 @@
 #include "support/Command.h"
 #include "support/service/BackendProcess.h"
 
+#include "database/Database.h"
+#include "identity/keys/IdentityKeys.h"
+#include "statistics/ReportReader.h"
+
 #include <VXMesh/io/Json.h>
 #include <VXMesh/io/Zip.h>
 
@@ -18,6 +22,7 @@ namespace
 {
 
 const std::string cRoot = "https://localhost:" + std::to_string( ORVANTA_TEST_PORT );
+const std::string cMonitorAt = "127.0.0.1:" + std::to_string( ORVANTA_TEST_PORT + 1 );
 constexpr const char* cPassword = "Marked-password-1";
 constexpr const char* cAnn = "ann.marked@example.org";
 
@@ -29,7 +34,7 @@ protected:
     std::string call( const std::string& arguments, const std::string& path )
     {
         return Testing::runCommand( "curl -si --max-time 60 --cacert " + ( backend_.data() / "ca.pem" ).string() + " " +
-                                    arguments + " '" + ( path.starts_with( "https:" ) ? path : cRoot + path ) + "'" )
+                                    arguments + " '" + ( path.starts_with( "http" ) ? path : cRoot + path ) + "'" )
             .text;
     }
     static Json::Value bodyOf( const std::string& answer )
@@ -140,12 +145,23 @@ protected:
         secret( "marked-path" );
         secret( "MARKED-METHOD" );
         secret( "marked-header" );
-        for ( const char* path : { "/version/latesttag", "/livez", "/healthz", "/download", "/marked-path",
-                  "/auth/marked-path", "/orvanta/marked-path", "/converter/v2/marked-path" } )
+        for ( const char* path : { "/version/latesttag", "/livez", "/healthz", "/download", "/.well-known/jwks.json",
+                  "/marked-path", "/auth/marked-path", "/orvanta/marked-path", "/converter/v2/marked-path" } )
             call( "-H 'Authorization: marked-header' -H 'X-Request-Id: marked-header'",
                 std::string( path ) + "?token=marked-query" );
+        for ( const char* path : { "/livez", "/healthz", "/readyz", "/metrics" } )
+            call( "", "http://" + cMonitorAt + path );
         call( "-X MARKED-METHOD", "/livez" );
         call( "-H 'X: " + std::string( 20'000, 'x' ) + "'", "/marked-path?marked-query" );
+    }
+    /// Whose a session is stands in the statistics as a code that nobody makes without the service's key.
+    void expectACodeForTheUser()
+    {
+        const auto keys = Backend::readIdentityKeys( backend_.data() ).value();
+        const auto database = Backend::Database::openExisting( backend_.data() / "statistics.db" ).value();
+        const auto rows = database->query( "SELECT user FROM stats_sessions" ).value();
+        ASSERT_EQ( rows.size(), 1u );
+        EXPECT_EQ( Backend::textOf( rows[0][0] ), Backend::codeOfUser( "stats.marked@example.org", keys.codes ) );
     }
     std::vector<Json::Value> lines()
     {
@@ -165,7 +181,7 @@ protected:
 
     Testing::ScratchFolder folder_;
     std::filesystem::path log_ = folder_.path() / "log";
-    Testing::BackendProcess backend_{ { "--log-format", "json" }, log_ };
+    Testing::BackendProcess backend_{ { "--log-format", "json", "--monitor", cMonitorAt }, log_ };
     std::string token_, queuedBy_, text_;
     std::set<std::string> secrets_;
 };
@@ -192,11 +208,12 @@ TEST_F( LogLines, EachRequestIsOneAndNoSecretOfAnyServiceIsInThem )
         EXPECT_TRUE( line["status"].isInt() && line["duration"].isDouble() && line["sent"].isInt() ) << line;
     }
     EXPECT_EQ( ids.size(), requests ) << "each has a name of its own";
-    EXPECT_EQ( services, ( std::set<std::string>{ "auth", "converter", "health", "liveness", "none", "site",
-                             "statistics", "storage", "version" } ) );
-    EXPECT_EQ(
-        routes, ( std::set<std::string>{ "", "/auth", "/converter/v2/convert", "/converter/v2/request",
-                    "/converter/v2/status", "/download", "/healthz", "/livez", "/stats/log", "/version/latesttag" } ) );
+    EXPECT_EQ( services, ( std::set<std::string>{ "auth", "converter", "health", "keys", "liveness", "metrics", "none",
+                             "site", "statistics", "storage", "version" } ) );
+    EXPECT_EQ( routes, ( std::set<std::string>{ "", "/.well-known/jwks.json", "/auth", "/converter/v2/convert",
+                           "/converter/v2/request", "/converter/v2/status", "/download", "/healthz", "/livez",
+                           "/metrics", "/readyz", "/stats/log", "/version/latesttag" } ) );
+    expectACodeForTheUser();
     for ( const auto& secret : secrets_ )
         EXPECT_EQ( text_.find( secret ), std::string::npos ) << secret << "\n" << text_;
 }

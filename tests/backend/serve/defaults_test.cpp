@@ -1,4 +1,6 @@
+#include "converter/ConversionRunner.h"
 #include "converter/ConverterApi.h"
+#include "doctor/Checks.h"
 #include "identity/keys/KeyRing.h"
 #include "serve/Service.h"
 #include "statistics/StatsApi.h"
@@ -19,7 +21,6 @@ TEST( Defaults, OfTheServiceAreWhatTheManualSays )
     EXPECT_EQ( service.maxUpload, uint64_t( 2 ) << 30 );
     EXPECT_EQ( service.maxStored, uint64_t( 16 ) << 30 );
     EXPECT_EQ( service.slots, 2 );
-    EXPECT_EQ( service.keep, 1h );
     EXPECT_EQ( service.keepStatistics, std::chrono::days( 400 ) );
     EXPECT_EQ( service.maxStatistics, uint64_t( 8 ) << 30 );
     EXPECT_EQ( service.maxStatisticsWaiting, uint64_t( 64 ) << 20 );
@@ -27,6 +28,16 @@ TEST( Defaults, OfTheServiceAreWhatTheManualSays )
     EXPECT_EQ( service.worker.memory, uint64_t( 8 ) << 30 );
     EXPECT_EQ( service.worker.outputSize, uint64_t( 2 ) << 30 );
     EXPECT_EQ( service.worker.time, 600s );
+}
+
+TEST( Defaults, OfTheDoctorAreThoseOfTheService )
+{
+    const ServiceOptions service;
+    const Patient patient;
+    EXPECT_EQ( patient.address, service.address );
+    EXPECT_EQ( patient.port, service.port );
+    EXPECT_EQ( patient.maxStored, service.maxStored );
+    EXPECT_FALSE( patient.isRunning );
 }
 
 TEST( Defaults, OfSignInsAreWhatTheManualSays )
@@ -53,6 +64,8 @@ TEST( Defaults, OfTheServerLetSlowClientsFinishAndSilentOnesGo )
     EXPECT_EQ( http.headerPatience, 15s );
     EXPECT_EQ( http.leastRate, 1024u );
     EXPECT_EQ( http.longestBody, 1h );
+    EXPECT_EQ( http.longestBody, RunnerOptions().keep )
+        << "what comes later is for a conversion that nobody knows any more";
     EXPECT_EQ( http.keepAlive, 60s );
     EXPECT_EQ( http.maxHeaderSize, 16u * 1024 );
     EXPECT_EQ( BodyPlan().maxSize, uint64_t( 1 ) << 20 );

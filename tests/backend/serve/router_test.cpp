@@ -189,6 +189,45 @@ TEST_F( Routers, NoServiceIsCalledOnceItHasStopped )
     EXPECT_EQ( other_.handled, std::thread::id() );
 }
 
+TEST_F( Routers, WhereThereIsNothingThatIsSaid )
+{
+    const auto refusal = plan( "/nowhere" ).get().refusal.value();
+    EXPECT_EQ( refusal.status, 404 );
+    EXPECT_EQ( refusal.body, R"({"error":{"message":"There is nothing here"}})" );
+    const auto forSignIns = plan( "/auth/nowhere" ).get().refusal.value();
+    EXPECT_EQ( forSignIns.status, 404 );
+    EXPECT_EQ( forSignIns.body, R"({"__type":"ResourceNotFoundException","message":"There is nothing here"})" );
+    EXPECT_EQ( counts_.all(), ( std::map<std::pair<std::string, int>, uint64_t>{ { { "none", 4 }, 2 } } ) );
+    EXPECT_EQ( router_.refuse( "/slow/x", 431 ).body, "its own refusal" );
+    EXPECT_EQ( router_.refuse( "/nowhere", 431 ).status, 431 );
+    EXPECT_EQ( counts_.all().at( { "slow", 4 } ), 1u );
+    EXPECT_EQ( counts_.all().at( { "none", 4 } ), 3u );
+}
+
+TEST_F( Routers, MethodsThatAreKnownAreLogged )
+{
+    int ends[2];
+    ASSERT_EQ( ::pipe2( ends, O_CLOEXEC ), 0 );
+    const std::vector<std::string> known = { "GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS", "PATCH" };
+    {
+        const JsonLog log( ends[1] );
+        RequestEnd end;
+        end.request.path = "/slow/x";
+        for ( const auto& method : known )
+        {
+            end.request.method = method;
+            router_.ended( end );
+        }
+    }
+    ::close( ends[1] );
+    std::string text( 65536, 0 );
+    const auto size = ::read( ends[0], text.data(), text.size() );
+    ::close( ends[0] );
+    ASSERT_GT( size, 0 );
+    for ( const auto& method : known )
+        EXPECT_NE( text.find( "\"method\":\"" + method + "\"" ), std::string::npos ) << method;
+}
+
 TEST_F( Routers, ARequestIsTimedByItsServiceAndLoggedWithoutItsPath )
 {
     int ends[2];

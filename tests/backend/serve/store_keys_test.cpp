@@ -47,3 +47,18 @@ TEST( KeysOfTheStore, ThoseOfTheEnvironmentComeFirstAndAreNotKept )
     EXPECT_EQ( given.bucket, "of ORVANTA_S3_BUCKET" );
     EXPECT_FALSE( std::filesystem::exists( folder.path() / "store-keys.json" ) );
 }
+
+TEST( KeysOfTheStore, AreMadeAgainWhereTheFileIsNoObject )
+{
+    const Testing::ScratchFolder folder;
+    for ( const char* damage : { "[]", "\"text\"", "garbage", R"({"key": 1, "secret": [], "bucket": null})" } )
+    {
+        folder.write( "store-keys.json", damage );
+        const auto made = ensureStoreKeys( folder.path() ).value();
+        EXPECT_EQ( made.credentials.secretKey.size(), 48u ) << damage;
+        EXPECT_EQ( ensureStoreKeys( folder.path() ).value().credentials.secretKey, made.credentials.secretKey );
+    }
+    std::filesystem::remove( folder.path() / "store-keys.json" );
+    std::filesystem::create_directory( folder.path() / "store-keys.json" );
+    EXPECT_FALSE( ensureStoreKeys( folder.path() ) );
+}

@@ -252,6 +252,8 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     http.proxies = foundation_.proxies;
     http.certificateFile = foundation_.certificate.chain;
     http.keyFile = foundation_.certificate.key;
+    // What comes later is for a conversion that nobody knows any more.
+    http.longestBody = options.keep;
     http.maxConnections = connectionsFor( raiseDescriptorLimit() );
     http.nameRequest = &newRequestName;
     auto server = HttpServer::start( http, router_ );

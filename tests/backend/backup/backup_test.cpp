@@ -4,9 +4,13 @@
 #include "data/DataFolder.h"
 #include "support/service/OpenDatabase.h"
 
+#include <VXMesh/io/Json.h>
+#include <VXMesh/system/SystemInfo.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fstream>
 #include <set>
 #include <thread>
 
@@ -70,6 +74,9 @@ TEST_F( Backups, HoldsWhatAServiceKeepsButItsConversions )
     for ( const auto& entry : std::filesystem::directory_iterator( backup() ) )
         EXPECT_EQ( entry.status().permissions(), std::filesystem::perms( 0600 ) ) << entry.path();
     EXPECT_EQ( std::filesystem::status( backup() ).permissions(), std::filesystem::perms( 0700 ) );
+    const auto manifest = deserializeJsonValue( backup() / "backup.json" ).value();
+    EXPECT_EQ( manifest["version"], 1 );
+    EXPECT_EQ( manifest["program"], GetVXVersionString() );
     EXPECT_EQ( errorOf( restoreBackup( backup(), restored() ) ), "" );
     EXPECT_EQ( namesIn( restored() ), ( std::set<std::string>{ "ca-key.pem", "ca.pem", "identity-keys.json", "lock",
                                           "orvanta.db", "statistics.db", "store-keys.json" } ) );
@@ -142,10 +149,21 @@ TEST_F( Backups, OneThatIsNotWholeOrOfANewerVersionIsRefused )
     const auto whole = folder_.path() / "whole";
     std::filesystem::copy_file( backup() / "statistics.db", whole );
     folder_.write( "backup/statistics.db", std::string( size_t( std::filesystem::file_size( whole ) ), 'x' ) );
-    EXPECT_NE( errorOf( restoreBackup( backup(), restored() ) ), "" );
+    EXPECT_EQ( errorOf( restoreBackup( backup(), restored() ) ),
+        "The database \"" + ( restored() / "arriving-statistics.db" ).string() + "\" is damaged" );
     for ( const char* name : { "orvanta.db", "statistics.db", "arriving-statistics.db" } )
         EXPECT_FALSE( std::filesystem::exists( restored() / name ) ) << name;
     std::filesystem::rename( whole, backup() / "statistics.db" );
+    {
+        std::filesystem::copy_file( backup() / "orvanta.db", whole );
+        std::fstream damaged( backup() / "orvanta.db", std::ios::in | std::ios::out | std::ios::binary );
+        damaged.seekp( 4096 );
+        damaged << std::string( 8192, 'x' );
+    }
+    EXPECT_EQ( errorOf( restoreBackup( backup(), restored() ) ),
+        "\"" + ( restored() / "arriving-orvanta.db" ).string() + "\" is damaged" );
+    EXPECT_FALSE( std::filesystem::exists( restored() / "orvanta.db" ) );
+    std::filesystem::rename( whole, backup() / "orvanta.db" );
     EXPECT_EQ( errorOf( restoreBackup( backup(), restored() ) ), "" ) << "the folder may be filled again";
 }
 
@@ -153,6 +171,9 @@ TEST_F( Backups, WhatCannotBeWrittenLeavesNothing )
 {
     std::filesystem::remove( data() / "ca.pem" );
     std::filesystem::create_directory( data() / "ca.pem" );
-    EXPECT_NE( errorOf( makeBackup( data(), backup() ) ), "" );
+    const auto error = errorOf( makeBackup( data(), backup() ) );
+    EXPECT_TRUE( error.starts_with(
+        "\"" + ( data() / "ca.pem" ).string() + "\" cannot be copied to \"" + backup().string() + ".unfinished-" ) )
+        << error;
     EXPECT_EQ( namesIn( folder_.path() ), ( std::set<std::string>{ "data" } ) );
 }

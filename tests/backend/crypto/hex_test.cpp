@@ -26,3 +26,28 @@ TEST( Hex, RandomTextsDiffer )
     EXPECT_EQ( seen.size(), 1000u );
     EXPECT_EQ( seen.begin()->size(), 32u );
 }
+
+TEST( Hex, RandomIdsHaveTheFormOfTheirVersion )
+{
+    std::set<char> variants;
+    for ( int i = 0; i < 1000; ++i )
+    {
+        const auto id = randomUuid();
+        ASSERT_EQ( id.size(), 36u );
+        for ( size_t at = 0; at < id.size(); ++at )
+            if ( at == 8 || at == 13 || at == 18 || at == 23 )
+                EXPECT_EQ( id[at], '-' ) << id;
+            else
+                EXPECT_NE( std::string( "0123456789abcdef" ).find( id[at] ), std::string::npos ) << id;
+        EXPECT_EQ( id[14], '4' ) << id;
+        variants.insert( id[19] );
+    }
+    EXPECT_EQ( variants, ( std::set<char>{ '8', '9', 'a', 'b' } ) );
+}
+
+TEST( Hex, SignaturesAreThoseOfTheStandard )
+{
+    // RFC 4231, test case 2
+    EXPECT_EQ( hex( hmacSha256( "Jefe", "what do ya want for nothing?" ) ),
+        "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843" );
+}

@@ -84,8 +84,41 @@ TEST_F( DatabaseTest, WhatIsWrittenIsFlushedAndWhatIsDeletedIsOverwritten )
 
 TEST_F( DatabaseTest, NothingIsMadeWhereThereIsNoDatabase )
 {
-    EXPECT_FALSE( Database::openExisting( folder_.path() / "other" ) );
+    EXPECT_EQ( Database::openExisting( folder_.path() / "other" ).error(),
+        "There is no database in \"" + folder_.path().string() + "\"" );
     EXPECT_FALSE( std::filesystem::exists( folder_.path() / "other" ) );
+}
+
+TEST_F( DatabaseTest, WhyOneCannotBeOpenedIsTold )
+{
+    std::filesystem::create_directory( folder_.path() / "folder" );
+    EXPECT_EQ( Database::open( folder_.path() / "folder" ).error(),
+        "Cannot open the database \"" + ( folder_.path() / "folder" ).string() + "\": unable to open database file" );
+    const auto garbage = folder_.write( "garbage", std::string( 5000, 'x' ) );
+    EXPECT_EQ( Database::open( garbage ).error(), "The database \"" + garbage.string() + "\" is damaged" );
+}
+
+TEST_F( DatabaseTest, WhoWaitsForOthersHearsOfItBeforeClientsGiveUp )
+{
+    EXPECT_EQ( integerOf( database_->query( "PRAGMA busy_timeout" ).value()[0][0] ), 4000 );
+}
+
+TEST_F( DatabaseTest, IsOneFileOnceItIsClosed )
+{
+    ASSERT_TRUE( insert( 1 ) );
+    EXPECT_TRUE( std::filesystem::exists( folder_.path() / "db-wal" ) );
+    database_.reset();
+    EXPECT_FALSE( std::filesystem::exists( folder_.path() / "db-wal" ) );
+    EXPECT_FALSE( std::filesystem::exists( folder_.path() / "db-shm" ) );
+}
+
+TEST_F( DatabaseTest, AColumnIsAddedOnceAndThatIsTold )
+{
+    EXPECT_TRUE( addColumn( *database_, "t", "size", "INTEGER NOT NULL DEFAULT 7" ).value() );
+    EXPECT_FALSE( addColumn( *database_, "t", "size", "INTEGER NOT NULL DEFAULT 7" ).value() );
+    ASSERT_TRUE( database_->execute( "INSERT INTO t(id) VALUES(1)" ) );
+    EXPECT_EQ( integerOf( database_->query( "SELECT size FROM t" ).value()[0][0] ), 7 );
+    EXPECT_EQ( addColumn( *database_, "nowhere", "size", "INTEGER" ).error().text, "Database: no such table: nowhere" );
 }
 
 TEST_F( DatabaseTest, WhoReadsWaitsForNoTransaction )

@@ -3,6 +3,8 @@
 #include "log/LineWriter.h"
 #include "log/LogContext.h"
 #include "metrics/Measures.h"
+#include "monitor/ProcessFigures.h"
+#include "support/Patience.h"
 #include "work/WorkerPool.h"
 
 #include <VXMesh/io/Json.h>
@@ -15,6 +17,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 using namespace VX;
@@ -61,6 +64,14 @@ public:
 private:
     int ends_[2] = { -1, -1 };
 };
+
+/// What nobody has read yet.
+int bytesIn( const Pipe& pipe )
+{
+    int out = 0;
+    ::ioctl( pipe.reader(), FIONREAD, &out );
+    return out;
+}
 
 Json::Value parsed( const std::string& line )
 {
@@ -148,4 +159,45 @@ TEST( JsonLog, WhoLogsWaitsForNobodyWhoReads )
     for ( ssize_t n = 0; read < kept && ( n = ::read( pipe.reader(), buffer.data(), buffer.size() ) ) > 0; )
         read += size_t( n );
     EXPECT_EQ( read, kept ) << "all but the line that was lost";
+}
+
+TEST( JsonLog, ItsEndWaitsASecondForWhoReadsNothingAndForNobodyElse )
+{
+    const auto timeOf = []( const std::function<void()>& work )
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::steady_clock::now() - begin;
+    };
+    const Pipe pipe;
+    EXPECT_LT( timeOf( [&] { const LineWriter idle( pipe.writer() ); } ), std::chrono::milliseconds( 900 ) );
+    // More than the pipe holds, so that the writer stands still in the midst of it.
+    const std::string line( 200'000, 'x' );
+    auto writer = std::make_unique<LineWriter>( pipe.writer() );
+    writer->write( line );
+    for ( const Testing::Patience patience; bytesIn( pipe ) == 0; patience.check() )
+        std::this_thread::yield();
+    EXPECT_GE( timeOf( [&] { writer.reset(); } ), std::chrono::seconds( 1 ) );
+    std::string buffer( 65536, 0 );
+    size_t read = 0;
+    for ( ssize_t n = 0; read < line.size() && ( n = ::read( pipe.reader(), buffer.data(), buffer.size() ) ) > 0; )
+        read += size_t( n );
+    EXPECT_EQ( read, line.size() ) << "its thread goes on";
+}
+
+TEST( JsonLog, ItsThreadEndsWithItAndNotBefore )
+{
+    const Pipe pipe;
+    const auto before = processFigures().threads;
+    {
+        LineWriter writer( pipe.writer() );
+        for ( const int written : { 5, 10 } )
+        {
+            writer.write( "line\n" );
+            for ( const Testing::Patience patience; bytesIn( pipe ) < written; patience.check() )
+                std::this_thread::yield();
+        }
+    }
+    for ( const Testing::Patience patience; processFigures().threads > before; patience.check() )
+        std::this_thread::yield();
 }

@@ -125,6 +125,20 @@ TEST_F( Site, NothingElseLeavesTheFolderOrThePage )
     }
 }
 
+TEST_F( Site, NamesThatAreTooLongAndPackagesThatAreTooManyStayAway )
+{
+    const auto named = []( size_t length ) { return std::string( length - 4, 'a' ) + ".deb"; };
+    package( named( 199 ) );
+    package( named( 200 ) );
+    EXPECT_EQ( get( "/download/" + named( 199 ) ).status, 200 );
+    EXPECT_EQ( get( "/download/" + named( 200 ) ).status, 404 );
+    for ( int i = 100; i < 150; ++i )
+        folder_.write( "downloads/b" + std::to_string( i ) + ".deb", "" );
+    EXPECT_EQ( count( get( "/download" ).body, "<li>" ), 50u );
+    EXPECT_EQ( get( "/download/b100.deb" ).status, 200 );
+    EXPECT_EQ( get( "/download/" + named( 199 ) ).status, 404 ) << "the newest names come first";
+}
+
 TEST_F( Site, PagesCanOnlyBeRead )
 {
     HttpRequest request;

@@ -6,8 +6,10 @@
 #include "tls/TlsContext.h"
 
 #include <gtest/gtest.h>
+#include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <set>
 
 using namespace VX;
 using namespace VX::Backend;
@@ -42,6 +44,20 @@ protected:
         const auto trusted = certificatesIn( at( "ca.pem" ) );
         return std::any_of( trusted.begin(), trusted.end(),
             [&]( const auto& authority ) { return isIssuedBy( certificate, authority.get() ); } );
+    }
+    [[nodiscard]] static std::string nameOf( const X509* certificate )
+    {
+        char name[100] = "";
+        X509_NAME_get_text_by_NID( X509_get_subject_name( certificate ), NID_commonName, name, sizeof name );
+        return name;
+    }
+    /// The extensions that nobody may overlook.
+    [[nodiscard]] static std::set<int> critical( const X509* certificate )
+    {
+        std::set<int> out;
+        for ( int at = -1; ( at = X509_get_ext_by_critical( certificate, 1, at ) ) >= 0; )
+            out.insert( OBJ_obj2nid( X509_EXTENSION_get_object( X509_get_ext( certificate, at ) ) ) );
+        return out;
     }
     /// What a version made that kept no key of its authority.
     void makeFormerForm()
@@ -122,6 +138,52 @@ TEST_F( Certificates, NameWhatClientsCallTheServer )
     EXPECT_EQ( text( "ca.pem" ), authority );
 }
 
+TEST_F( Certificates, SayWhoMadeThemAndWhatTheyAreFor )
+{
+    ensure();
+    const auto authority = std::move( certificatesIn( at( "ca.pem" ) ).at( 0 ) ), server = leaf();
+    EXPECT_TRUE( nameOf( authority.get() ).starts_with( "Orvanta local authority " ) ) << nameOf( authority.get() );
+    EXPECT_EQ( nameOf( server.get() ), "localhost" );
+    EXPECT_EQ( X509_check_ca( authority.get() ), 1 );
+    EXPECT_EQ( X509_get_pathlen( authority.get() ), 0 );
+    EXPECT_EQ( X509_check_ca( server.get() ), 0 );
+    EXPECT_EQ( X509_get_key_usage( authority.get() ), uint32_t( KU_KEY_CERT_SIGN | KU_CRL_SIGN ) );
+    EXPECT_EQ( X509_get_key_usage( server.get() ), uint32_t( KU_DIGITAL_SIGNATURE ) );
+    EXPECT_EQ( X509_get_extended_key_usage( server.get() ), uint32_t( XKU_SSL_SERVER ) );
+    for ( const auto* one : { authority.get(), server.get() } )
+    {
+        EXPECT_EQ( X509_get_version( one ), X509_VERSION_3 );
+        EXPECT_EQ( critical( one ), ( std::set<int>{ NID_basic_constraints, NID_key_usage } ) );
+        // Clocks of clients may be late.
+        time_t begin = ( now_ - days( 1 ) ).time_since_epoch().count();
+        EXPECT_NE( X509_cmp_time( X509_get0_notBefore( one ), &begin ), 1 );
+        begin -= 2;
+        EXPECT_EQ( X509_cmp_time( X509_get0_notBefore( one ), &begin ), 1 );
+    }
+    const auto* const maker = X509_get0_subject_key_id( authority.get() );
+    const auto* const own = X509_get0_subject_key_id( server.get() );
+    const auto* const madeBy = X509_get0_authority_key_id( server.get() );
+    ASSERT_TRUE( maker && own && madeBy );
+    EXPECT_EQ( ASN1_STRING_cmp( madeBy, maker ), 0 );
+    EXPECT_NE( ASN1_STRING_cmp( own, maker ), 0 );
+}
+
+TEST_F( Certificates, HaveNumbersThatNobodyGuesses )
+{
+    const auto key = makeTlsKey();
+    std::set<std::string> numbers;
+    for ( int i = 0; i < 20; ++i )
+    {
+        const auto made = makeCertificate( { "one", {}, now_, days( 1 ) }, key.get() );
+        const auto* const number = X509_get0_serialNumber( made.get() );
+        EXPECT_GT( ASN1_STRING_length( number ), 12 );
+        EXPECT_EQ( ASN1_STRING_type( number ), V_ASN1_INTEGER ) << "a negative one has another type";
+        numbers.emplace(
+            reinterpret_cast<const char*>( ASN1_STRING_get0_data( number ) ), size_t( ASN1_STRING_length( number ) ) );
+    }
+    EXPECT_EQ( numbers.size(), 20u );
+}
+
 TEST_F( Certificates, OfAFolderOfAnOlderVersionStayUntilClientsCanTrustTheNextOne )
 {
     makeFormerForm();
@@ -129,7 +191,8 @@ TEST_F( Certificates, OfAFolderOfAnOlderVersionStayUntilClientsCanTrustTheNextOn
     hosts_ = { "convert.example.org" };
     const Testing::LogCapture log;
     EXPECT_FALSE( ensure() );
-    EXPECT_TRUE( log.contains( "There is a new authority" ) );
+    EXPECT_EQ( log.text(), "warning: There is a new authority in \"" + at( "ca.pem" ).string() +
+                               "\": who has a copy of the file needs a new one\n" );
     EXPECT_EQ( text( "server.pem" ), server );
     EXPECT_TRUE( text( "ca.pem" ).ends_with( former ) );
     EXPECT_EQ( certificatesIn( at( "ca.pem" ) ).size(), 2u ) << "both are trusted";

@@ -116,10 +116,11 @@ TEST_F( ServiceAtAPort, IsNoneThatShowsAStrangersCertificate )
 
 TEST( DoctorOfTheMachine, TellsWhetherThereIsASandbox )
 {
-    if ( canUseBubblewrap() )
-        expectFinding( checkSandbox(), Verdict::Ok, "sandbox", "bubblewrap can be used" );
-    const Testing::EnvironmentVariable path( "PATH", "/nowhere" );
-    expectFinding( checkSandbox(), Verdict::Warn, "sandbox",
+    Patient patient;
+    patient.hasBubblewrap = true;
+    expectFinding( checkSandbox( patient ), Verdict::Ok, "sandbox", "bubblewrap can be used" );
+    patient.hasBubblewrap = false;
+    expectFinding( checkSandbox( patient ), Verdict::Warn, "sandbox",
         "bubblewrap cannot be used here, and a service starts with --without-sandbox alone; install it (package "
         "bubblewrap) and allow namespaces of users" );
 }

@@ -21,6 +21,7 @@ TEST( Defaults, OfTheServiceAreWhatTheManualSays )
     EXPECT_EQ( service.maxUpload, uint64_t( 2 ) << 30 );
     EXPECT_EQ( service.maxStored, uint64_t( 16 ) << 30 );
     EXPECT_EQ( service.slots, 2 );
+    EXPECT_EQ( service.keep, RunnerOptions().keep );
     EXPECT_EQ( service.keepStatistics, std::chrono::days( 400 ) );
     EXPECT_EQ( service.maxStatistics, uint64_t( 8 ) << 30 );
     EXPECT_EQ( service.maxStatisticsWaiting, uint64_t( 64 ) << 20 );
@@ -65,7 +66,7 @@ TEST( Defaults, OfTheServerLetSlowClientsFinishAndSilentOnesGo )
     EXPECT_EQ( http.leastRate, 1024u );
     EXPECT_EQ( http.longestBody, 1h );
     EXPECT_EQ( http.longestBody, RunnerOptions().keep )
-        << "what comes later is for a conversion that nobody knows any more";
+        << "what comes later is for a conversion that nobody knows any more, whatever the service is told";
     EXPECT_EQ( http.keepAlive, 60s );
     EXPECT_EQ( http.maxHeaderSize, 16u * 1024 );
     EXPECT_EQ( BodyPlan().maxSize, uint64_t( 1 ) << 20 );

@@ -36,8 +36,8 @@ class Workshop:
         self.build = (self.folder / "build").resolve()
         self.jobs = jobs
 
-    def prepare(self, programs: list[str]) -> str:
-        """Brings the copy to the last commit and builds these tests in it; the commit."""
+    def bring(self) -> str:
+        """Brings the copy to the last commit, and names it."""
         commit = self._git(self.repository, "rev-parse", "HEAD")
         self.folder.mkdir(parents=True, exist_ok=True)
         if not self.tree.exists():
@@ -45,13 +45,16 @@ class Workshop:
         self._git(self.tree, "fetch", "--quiet", "origin", "HEAD")
         self._git(self.tree, "checkout", "--quiet", "--force", "--detach", commit)
         self._git(self.tree, "clean", "--quiet", "--force", "-d")
+        return commit
+
+    def build_all(self, programs: list[str]) -> None:
+        """Builds these tests in the copy."""
         library = self._reach_library()
         if not (self.build / "build.ninja").exists():
             self._configure(library)
         log = self.folder / "build.log"
         if not self.make(programs, log, limit=None):
             raise SystemExit(f"The copy does not build, see {log}")
-        return commit
 
     def make(self, programs: list[str], log: pathlib.Path, limit: float | None = _COMPILE_LIMIT) -> bool:
         """Whether these tests, with what they start, could be built."""

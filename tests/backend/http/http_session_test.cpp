@@ -267,13 +267,31 @@ TEST_F( HttpSessions, LargeBodiesInMemoryShareTheirRoom )
     };
     options_.mostBodies = 100'000;
     EXPECT_EQ(
-        statuses( hear( plain( 150'000 ) + chunked( 150'000 ) + plain( 150'000 ) + cNext ) ), "200 200 200 200 " )
-        << "what is answered holds nothing any more";
+        statuses( hear( plain( 150'000 ) + chunked( 150'000 ) + plain( 150'000 ) + cNext ) ), "200 200 200 200 " );
     for ( const auto& large : { plain( 200'000 ), chunked( 200'000 ) } )
         EXPECT_EQ( statuses( hear( large + cNext ) ), "503 " );
     options_.mostBodies = 0;
     EXPECT_EQ( statuses( hear( plain( 64 * 1024 ) + chunked( 64 * 1024 ) + cNext ) ), "200 200 200 " )
         << "for small ones there is always room";
+}
+
+TEST_F( HttpSessions, AConnectionThatRestsHoldsNoRoomOfBodies )
+{
+    boost::asio::io_context io;
+    BodyRoom bodies( 100'000 );
+    Testing::MemoryConnection client(
+        "POST /large" + cHost + "Content-Length: 150000\r\n\r\n" + std::string( 150'000, 'x' ), SIZE_MAX );
+    bool rested = false;
+    client.whenDone = [&]
+    {
+        BodyRoom::Share other( bodies );
+        rested = other.hold( BodyRoom::cFree + 100'000 );
+    };
+    HttpSession session( client, options_, echo_, "127.0.0.1", io.get_executor(), bodies );
+    boost::asio::co_spawn( io, session.run(), boost::asio::detached );
+    io.run();
+    EXPECT_EQ( statuses( client.heard() ), "200 " );
+    EXPECT_TRUE( rested );
 }
 
 TEST( BodyRoom, IsSharedByAllAndGivenBack )

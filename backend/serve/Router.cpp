@@ -95,7 +95,9 @@ void Router::call_(
     if ( entrance.door.threads == 0 )
         work();
     else
-        entrance.pool.run( std::move( work ), [&service, path, refused] { refused( service.refuse( path, 503 ) ); } );
+        // All clients are one owner: whoever comes first is served first.
+        entrance.pool.run(
+            {}, { std::move( work ), [&service, path, refused] { refused( service.refuse( path, 503 ) ); } } );
 }
 
 HttpResponse Router::refuse( const std::string& path, int status )

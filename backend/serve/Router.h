@@ -2,7 +2,7 @@
 
 #include "http/HttpService.h"
 #include "metrics/RequestMeasures.h"
-#include "work/WorkerPool.h"
+#include "work/TurnPool.h"
 
 #include <atomic>
 #include <deque>
@@ -51,7 +51,7 @@ private:
         {
         }
         Door door;
-        WorkerPool pool;
+        TurnPool pool;
     };
     static constexpr size_t cMostWaiting = 4096;
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,9 +14,10 @@
 namespace VX::Backend
 {
 
-/// Threads for work of several owners, who take turns: next is the owner who has the fewest pieces under way and whose
-/// turn is the longest ago. Whoever gives much keeps those who give little waiting for one piece at most. Any thread
-/// may give work.
+/// Threads for work that takes its time, in the order in which it is given. Where it is of several owners they take
+/// turns: next is the owner who has the fewest pieces under way and whose turn is the longest ago. Whoever gives much
+/// keeps those who give little waiting for one piece at most. Each piece is either done or refused, as the log's for
+/// the request that gave it. Any thread may give work.
 class TurnPool
 {
 public:
@@ -35,21 +37,31 @@ public:
 
     /// Where too much waits the newest piece of whoever has the most of it is refused.
     void run( const std::string& owner, Work work );
-    /// Waits for what is under way, and refuses what waits and what comes later. Not from the work.
+    /// Accepts nothing more, and refuses what waits for its turn; it does not wait for what is under way.
+    void refuseAll();
+    /// As `refuseAll`, and waits for what is under way. Not from the work.
     void stop();
 
 private:
+    struct Piece
+    {
+        std::string request; ///< what it is logged as
+        Work work;
+    };
     struct Owner
     {
-        std::deque<Work> waiting;
+        std::deque<Piece> waiting;
         int running = 0;
         uint64_t turn = 0; ///< the last, or when there was something to do for the first time
     };
     using Owners = std::map<std::string, Owner>;
 
     void workLoop_();
-    /// Takes a piece out that is to be refused, so that one more can wait; that one itself where nobody has more.
-    [[nodiscard]] Work makeRoom_( const std::string& owner, Work& work );
+    static void refuse_( const Piece& piece );
+    /// Lets it wait for its turn; what is to be refused for that, or in place of that.
+    [[nodiscard]] std::optional<Piece> accept_( const std::string& owner, Piece piece );
+    /// Takes a piece out so that one more of this owner can wait; none where nobody has more.
+    [[nodiscard]] std::optional<Piece> giveUpFor_( const std::string& owner );
     [[nodiscard]] Owners::iterator next_();
 
     size_t most_;

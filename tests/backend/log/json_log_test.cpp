@@ -5,7 +5,7 @@
 #include "metrics/Measures.h"
 #include "monitor/ProcessFigures.h"
 #include "support/Patience.h"
-#include "work/WorkerPool.h"
+#include "work/TurnPool.h"
 
 #include <VXMesh/io/Json.h>
 
@@ -121,9 +121,9 @@ TEST( JsonLog, WordsAndEventsAreAboutTheRequestOfTheirThread )
             const LogContext inner( "two" );
             logEvent( "event", { { "status", 7 } } );
         }
-        WorkerPool pool( 1, 10 );
+        TurnPool pool( 1, 10 );
         std::promise<void> done;
-        pool.run( [&] { spdlog::error( "elsewhere" ), done.set_value(); }, [] { FAIL() << "it has room"; } );
+        pool.run( {}, { [&] { spdlog::error( "elsewhere" ), done.set_value(); }, [] { FAIL() << "it has room"; } } );
         done.get_future().wait();
         pool.stop();
         std::thread( [] { spdlog::info( "nobody's" ); } ).join();

@@ -1,6 +1,5 @@
-#include "work/WorkerPool.h"
-
 #include "log/LogContext.h"
+#include "work/TurnPool.h"
 
 #include <gtest/gtest.h>
 
@@ -15,10 +14,10 @@ namespace
 constexpr auto cPatience = std::chrono::minutes( 2 );
 
 /// One thread, at work until it is let go, and one place in the queue behind it.
-class WorkerPools : public testing::Test
+class FullPools : public testing::Test
 {
 protected:
-    WorkerPools()
+    FullPools()
     {
         run( "held", [this] { begun_.set_value(), go_.get_future().wait(); } );
         EXPECT_EQ( begun_.get_future().wait_for( cPatience ), std::future_status::ready );
@@ -26,13 +25,12 @@ protected:
     void run( const std::string& name, const std::function<void()>& work = [] {} )
     {
         const LogContext context( name );
-        pool_.run(
-            [this, name, work]
-            {
-                work();
-                note( "done " + name );
-            },
-            [this, name] { note( "refused " + name + " for " + LogContext::request() ); } );
+        pool_.run( {}, { [this, name, work]
+                           {
+                               work();
+                               note( "done " + name );
+                           },
+                           [this, name] { note( "refused " + name + " for " + LogContext::request() ); } } );
     }
     void note( const std::string& what )
     {
@@ -48,12 +46,12 @@ protected:
     std::mutex mutex_;
     std::string said_;
     std::promise<void> begun_, go_;
-    WorkerPool pool_{ 1, 1 };
+    TurnPool pool_{ 1, 1 };
 };
 
 } // namespace
 
-TEST_F( WorkerPools, RefuseWhatIsTooMuch )
+TEST_F( FullPools, RefuseWhatIsTooMuch )
 {
     run( "behind" );
     run( "more" );
@@ -65,7 +63,7 @@ TEST_F( WorkerPools, RefuseWhatIsTooMuch )
     EXPECT_EQ( said(), "refused more for more. done held. done behind. " );
 }
 
-TEST_F( WorkerPools, RefuseWhatWaitsWhenTheyEnd )
+TEST_F( FullPools, RefuseWhatWaitsWhenTheyEnd )
 {
     run( "behind" );
     pool_.refuseAll();

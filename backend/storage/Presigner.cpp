@@ -150,6 +150,13 @@ std::string presign( const PresignRequest& request, const S3Credentials& credent
     return request.endpoint + c.encodedPath + "?" + queryText( signedParameters );
 }
 
+std::string presign( const S3Bucket& bucket, const std::string& key, PresignRequest request )
+{
+    request.endpoint = bucket.endpoint;
+    request.path = "/" + bucket.name + ( key.empty() ? "" : "/" + key );
+    return presign( request, bucket.credentials );
+}
+
 tl::expected<void, std::string> verifyPresigned(
     const PresignedRequest& request, const S3Credentials& credentials, std::chrono::sys_seconds now )
 {

@@ -19,6 +19,14 @@ struct S3Credentials
     std::string securityToken = {};
 };
 
+/// A bucket of an S3-compatible service, and who signs for it.
+struct S3Bucket
+{
+    std::string endpoint; ///< "https://storage.example.org", without a slash at the end
+    std::string name;
+    S3Credentials credentials;
+};
+
 /// A request that its bearer may make until it expires.
 struct PresignRequest
 {
@@ -38,6 +46,10 @@ struct PresignRequest
 /// The URL of a request, signed as Amazon S3 does it: Signature Version 4 in the query, payload unsigned
 /// (https://docs.aws.amazon.com/AmazonS3/latest/API/sigv4-query-string-auth.html).
 [[nodiscard]] std::string presign( const PresignRequest& request, const S3Credentials& credentials );
+
+/// The URL of a request about an object, or about the bucket itself where the key is empty: endpoint and path of the
+/// request are made of the bucket, which stands in the path.
+[[nodiscard]] std::string presign( const S3Bucket& bucket, const std::string& key, PresignRequest request );
 
 /// A request as it came in; path and query still encoded, header names in lower case.
 struct PresignedRequest

@@ -134,12 +134,10 @@ std::string S3Client::urlOf_( const Call& call ) const
 {
     PresignRequest request;
     request.method = call.method;
-    request.endpoint = bucket_.endpoint;
-    request.path = "/" + bucket_.name + ( call.key.empty() ? "" : "/" + call.key );
     request.query = call.query;
     request.time = clock_();
     request.lifetime = cGoodFor;
-    return presign( request, bucket_.credentials );
+    return presign( bucket_, call.key, request );
 }
 
 S3Client::Answer S3Client::ask_( const Call& call )

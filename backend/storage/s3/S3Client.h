@@ -10,14 +10,6 @@
 namespace VX::Backend
 {
 
-/// A bucket of an S3-compatible service, and who asks for it.
-struct S3Bucket
-{
-    std::string endpoint; ///< "https://storage.example.org", without a slash at the end
-    std::string name;
-    S3Credentials credentials;
-};
-
 /// What a service tells of an object without its bytes.
 struct S3Head
 {

@@ -16,21 +16,20 @@ constexpr std::array cPrefixes = { "uploads/", "results/" };
 
 S3Store::S3Store( S3StoreOptions options )
     : options_( std::move( options ) )
+    , public_( options_.bucket )
     , client_( options_.bucket, options_.clock )
 {
-    if ( options_.publicEndpoint.empty() )
-        options_.publicEndpoint = options_.bucket.endpoint;
+    if ( !options_.publicEndpoint.empty() )
+        public_.endpoint = options_.publicEndpoint;
 }
 
 std::string S3Store::url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const
 {
     PresignRequest request;
     request.method = method;
-    request.endpoint = options_.publicEndpoint;
-    request.path = "/" + options_.bucket.name + "/" + key;
     request.time = options_.clock();
     request.lifetime = lifetime;
-    return presign( request, options_.bucket.credentials );
+    return presign( public_, key, request );
 }
 
 std::string S3Store::putUrl( const std::string& key, std::chrono::seconds lifetime )

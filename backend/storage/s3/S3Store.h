@@ -46,6 +46,7 @@ private:
     [[nodiscard]] std::string url_( const char* method, const std::string& key, std::chrono::seconds lifetime ) const;
 
     S3StoreOptions options_;
+    S3Bucket public_; ///< as clients reach it
     S3Client client_;
     /// Where the next part of the tidying begins; one thread tidies at a time.
     std::mutex tidying_;

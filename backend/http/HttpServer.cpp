@@ -4,6 +4,8 @@
 
 #include <spdlog/spdlog.h>
 
+#include <cerrno>
+
 namespace VX::Backend
 {
 
@@ -15,6 +17,11 @@ HttpResponse failure( int status, const std::string& message )
     body["error"]["message"] = message;
     out.body = compactJson( body );
     return out;
+}
+
+int statusOfDisk( int error )
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG ? 507 : 503;
 }
 
 HttpResponse HttpHandler::refuse( const std::string& /*path*/, int status )

@@ -53,6 +53,9 @@ struct HttpResponse
 /// A refusal in words, {"error": {"message": …}}.
 [[nodiscard]] HttpResponse failure( int status, const std::string& message );
 
+/// What is answered where a file cannot be written for this reason, an `errno`: 507 where there is no room, else 503.
+[[nodiscard]] int statusOfDisk( int error );
+
 /// Answers a request; called exactly once, from any thread.
 using Respond = std::function<void( HttpResponse )>;
 

@@ -8,7 +8,6 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -33,12 +32,6 @@ bool isRequestName( const std::string& text )
     constexpr size_t cLongest = 64;
     constexpr const char* cLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
     return !text.empty() && text.size() <= cLongest && text.find_first_not_of( cLetters ) == std::string::npos;
-}
-
-/// What is answered where a file cannot be written for this reason, an `errno`.
-int statusOf( int trouble )
-{
-    return trouble == ENOSPC || trouble == EDQUOT || trouble == EFBIG ? 507 : 503;
 }
 
 std::string headOf( const HttpResponse& response, uint64_t length, bool keepAlive )
@@ -358,7 +351,7 @@ asio::awaitable<int> HttpSession::readToFile_( uint64_t length, const BodyPlan& 
 asio::awaitable<int> HttpSession::fill_( const UploadFile& file, uint64_t length )
 {
     if ( file.trouble() != 0 )
-        co_return statusOf( file.trouble() );
+        co_return statusOfDisk( file.trouble() );
     const size_t early = size_t( std::min<uint64_t>( pending_.size(), length ) );
     int trouble = co_await doneOn( files_, [&] { return file.write( pending_.data(), early ); } );
     pending_.erase( 0, early );
@@ -382,7 +375,7 @@ asio::awaitable<int> HttpSession::fill_( const UploadFile& file, uint64_t length
         trouble = co_await doneOn( files_, [&] { return file.write( piece.data(), filled ); } );
         left -= filled;
     }
-    co_return trouble == 0 ? 0 : statusOf( trouble );
+    co_return trouble == 0 ? 0 : statusOfDisk( trouble );
 }
 
 /// Closes a file, and removes one that is not kept, where a disk may take its time.

@@ -29,6 +29,16 @@ HttpResponse s3Failure( int status, const std::string& code )
     return out;
 }
 
+HttpResponse noRoom()
+{
+    return s3Failure( 507, "InsufficientStorage" );
+}
+
+HttpResponse unavailable()
+{
+    return s3Failure( 503, "ServiceUnavailable" );
+}
+
 /// First and last byte of "bytes=a-b", "bytes=a-" or "bytes=-n"; nothing when it does not fit the size.
 std::optional<std::pair<uint64_t, uint64_t>> parseRange( const std::string& text, uint64_t size )
 {
@@ -57,11 +67,6 @@ StoreSum sumOf( const std::filesystem::path& file )
     std::error_code ec;
     const auto size = std::filesystem::file_size( file, ec );
     return ec ? StoreSum() : StoreSum{ size, 1 };
-}
-
-bool isFull( const std::error_code& ec )
-{
-    return ec == std::errc::no_space_on_device || ec.value() == EDQUOT;
 }
 
 constexpr size_t cNameSize = 64;
@@ -122,11 +127,9 @@ std::string EmbeddedStore::url_( const char* method, const std::string& key, std
 {
     PresignRequest request;
     request.method = method;
-    request.endpoint = endpoint_;
-    request.path = "/" + options_.bucket + "/" + key;
     request.time = options_.clock();
     request.lifetime = lifetime;
-    return presign( request, options_.credentials );
+    return presign( { endpoint_, options_.bucket, options_.credentials }, key, request );
 }
 
 std::string EmbeddedStore::putUrl( const std::string& key, std::chrono::seconds lifetime )
@@ -189,7 +192,7 @@ void EmbeddedStore::planUpload_( const HttpRequest& head, BodyPlan& plan )
     const auto name = plan.file.string();
     if ( !room_->reserve( name, length ) )
     {
-        plan.refusal = s3Failure( 507, "InsufficientStorage" );
+        plan.refusal = noRoom();
         return;
     }
     plan.hold = std::shared_ptr<void>( nullptr,
@@ -203,8 +206,8 @@ void EmbeddedStore::planUpload_( const HttpRequest& head, BodyPlan& plan )
         return;
     room_->release( name );
     plan.refusal = admission == Admission::Gone     ? s3Failure( 404, "NoSuchKey" )
-                   : admission == Admission::NoRoom ? s3Failure( 507, "InsufficientStorage" )
-                                                    : s3Failure( 503, "ServiceUnavailable" );
+                   : admission == Admission::NoRoom ? noRoom()
+                                                    : unavailable();
 }
 
 std::filesystem::path EmbeddedStore::newFile_() const
@@ -224,7 +227,7 @@ HttpResponse EmbeddedStore::refuse( const std::string& path, int status )
 {
     if ( status != 503 && status != 507 )
         return HttpHandler::refuse( path, status );
-    auto out = s3Failure( status, status == 503 ? "ServiceUnavailable" : "InsufficientStorage" );
+    auto out = status == 503 ? unavailable() : noRoom();
     out.close = true;
     return out;
 }
@@ -237,7 +240,7 @@ HttpResponse EmbeddedStore::get_( const HttpRequest& request, const std::string&
     if ( !found )
     {
         spdlog::error( "Cannot look for an object: {}", found.error().message() );
-        return s3Failure( 503, "ServiceUnavailable" );
+        return unavailable();
     }
     if ( !*found )
         return s3Failure( 404, "NoSuchKey" );
@@ -269,8 +272,7 @@ HttpResponse EmbeddedStore::put_( const HttpRequest& request, const std::string&
         std::error_code ec;
         std::filesystem::remove( request.bodyFile, ec );
         spdlog::error( "Cannot store an upload: {}", placed.error().message() );
-        return isFull( placed.error() ) ? s3Failure( 507, "InsufficientStorage" )
-                                        : s3Failure( 503, "ServiceUnavailable" );
+        return statusOfDisk( placed.error().value() ) == 507 ? noRoom() : unavailable();
     }
     room_->release( request.bodyFile.string() );
     if ( options_.arrived && options_.arrived( key, *placed ) == Admission::Gone )

@@ -1,6 +1,7 @@
 #include "commands/Lines.h"
 #include "log/JsonLog.h"
 #include "serve/Service.h"
+#include "text/Environment.h"
 
 #include <VXMesh/system/FileView.h>
 
@@ -8,7 +9,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 
 #include <unistd.h>
@@ -220,14 +220,9 @@ void addIdentityOptions( CLI::App& command, IdentityOptions& identity )
 /// Secrets come by the environment: a command line is there for everybody to read.
 void readIdentitySecrets( IdentityOptions& identity )
 {
-    const auto read = []( const char* name )
-    {
-        const char* value = std::getenv( name );
-        return std::string( value ? value : "" );
-    };
-    identity.smtp.user = read( "ORVANTA_SMTP_USER" );
-    identity.smtp.password = read( "ORVANTA_SMTP_PASSWORD" );
-    identity.gateway.clientSecret = read( "ORVANTA_AUTH_CLIENT_SECRET" );
+    identity.smtp.user = environment( "ORVANTA_SMTP_USER" );
+    identity.smtp.password = environment( "ORVANTA_SMTP_PASSWORD" );
+    identity.gateway.clientSecret = environment( "ORVANTA_AUTH_CLIENT_SECRET" );
 }
 
 int runServe( Line& line )

@@ -1,11 +1,10 @@
 #include "serve/StoreKeys.h"
 
 #include "crypto/Hex.h"
+#include "text/Environment.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>
-
-#include <cstdlib>
 
 namespace VX::Backend
 {
@@ -16,7 +15,7 @@ namespace
 std::string choose(
     const char* variable, Json::Value& stored, const char* key, const std::string& fresh, bool& changed )
 {
-    if ( const char* value = std::getenv( variable ); value && *value )
+    if ( auto value = environment( variable ); !value.empty() )
         return value;
     if ( !stored[key].isString() )
     {
@@ -47,15 +46,10 @@ tl::expected<StoreKeys, std::string> ensureStoreKeys( const std::filesystem::pat
 
 tl::expected<StoreKeys, std::string> foreignStoreKeys()
 {
-    const auto read = []( const char* name )
-    {
-        const char* value = std::getenv( name );
-        return std::string( value ? value : "" );
-    };
     StoreKeys keys;
-    keys.credentials.accessKey = read( "ORVANTA_S3_KEY" );
-    keys.credentials.secretKey = read( "ORVANTA_S3_SECRET" );
-    keys.bucket = read( "ORVANTA_S3_BUCKET" );
+    keys.credentials.accessKey = environment( "ORVANTA_S3_KEY" );
+    keys.credentials.secretKey = environment( "ORVANTA_S3_SECRET" );
+    keys.bucket = environment( "ORVANTA_S3_BUCKET" );
     if ( keys.credentials.accessKey.empty() || keys.credentials.secretKey.empty() || keys.bucket.empty() )
         return tl::unexpected( std::string(
             "A store of another service needs ORVANTA_S3_KEY, ORVANTA_S3_SECRET and ORVANTA_S3_BUCKET in the "

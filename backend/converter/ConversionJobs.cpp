@@ -59,9 +59,6 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::find( const std::st
 
 DatabaseResult<std::map<std::string, ConversionJob>> ConversionJobs::find( const std::set<std::string>& ids )
 {
-    Json::Value list( Json::arrayValue );
-    for ( const auto& id : ids )
-        list.append( id );
     const auto byId = []( const Rows& rows )
     {
         std::map<std::string, ConversionJob> out;
@@ -71,7 +68,7 @@ DatabaseResult<std::map<std::string, ConversionJob>> ConversionJobs::find( const
     };
     return database_
         .query( "SELECT " + cJobColumns + " FROM conversions WHERE id IN (SELECT value FROM json_each(?))",
-            { compactJson( list ) } )
+            { compactList( ids ) } )
         .map( byId );
 }
 

@@ -70,8 +70,7 @@ const Kind cKinds[] = {
     { "limits", "SELECT name, events, ends FROM kept_limits WHERE key = ?1", { "name", "events", "ends" } },
     { "conversions",
         "SELECT id, input_format, state, created, ended, bytes, error FROM conversions WHERE owner IN (SELECT value "
-        "FROM "
-        "json_each(?2))",
+        "FROM json_each(?2))",
         { "id", "format", "state", "created", "ended", "bytes", "error" } },
 };
 const Kind cSessions{ "sessions",
@@ -101,10 +100,7 @@ constexpr const char* cErasedStatistics[] = {
 
 std::vector<SqlValue> parametersOf( const Person& person )
 {
-    Json::Value accounts( Json::arrayValue );
-    for ( const auto& account : person.accounts )
-        accounts.append( account );
-    return { person.email, compactJson( accounts ), person.code, person.codeKey };
+    return { person.email, compactList( person.accounts ), person.code, person.codeKey };
 }
 
 tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )

@@ -158,18 +158,26 @@ std::optional<HttpResponse> ConverterApi::problemOfUpload_( const ConversionJob&
         return failure( 409, "Nothing was uploaded for this conversion; open the file again" );
     if ( !options_.countUpload )
         return {};
-    const bool isTooLarge = **size > options_.maxUpload;
-    const auto answer = isTooLarge ? Admission::NoRoom : options_.countUpload( job, **size );
-    if ( answer == Admission::Welcome )
+    const auto removed = [&]( HttpResponse refusal )
+    {
+        store_.remove( job.uploadKey() );
+        return refusal;
+    };
+    if ( **size > options_.maxUpload )
+        return removed( failure( 413, "The file is too large for the conversion service" ) );
+    switch ( options_.countUpload( job, **size ) )
+    {
+    case Admission::Welcome:
         return {};
-    if ( answer == Admission::Unknown )
+    case Admission::Unknown:
         return unavailable( "an upload cannot be counted" );
-    store_.remove( job.uploadKey() );
-    if ( answer == Admission::Gone )
-        return unknownJob();
-    return isTooLarge
-               ? failure( 413, "The file is too large for the conversion service" )
-               : failure( 507, "Your files take up all the room that you have; try again when some of them are done" );
+    case Admission::Gone:
+        return removed( unknownJob() );
+    case Admission::NoRoom:
+        break;
+    }
+    return removed(
+        failure( 507, "Your files take up all the room that you have; try again when some of them are done" ) );
 }
 
 HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string& owner )

@@ -3,6 +3,7 @@
 #include "clock/SystemTime.h"
 #include "database/Database.h"
 #include "database/DatabaseFiles.h"
+#include "identity/gateway/GatewayNames.h"
 #include "identity/keys/IdentityKeys.h"
 #include "statistics/ReportReader.h"
 #include "statistics/StatsStore.h"
@@ -63,19 +64,19 @@ tl::expected<Codes, std::string> codesOfAccounts( const std::filesystem::path& d
     const auto keys = readIdentityKeys( data );
     if ( !keys )
         return tl::unexpected( keys.error() );
+    // A folder of an older version has not all that is looked at.
+    const auto rows =
+        GatewayNames::prepare( **database )
+            .and_then(
+                [&]
+                {
+                    return ( *database )->query( "SELECT email FROM accounts UNION SELECT email FROM gateway_people" );
+                } );
+    if ( !rows )
+        return tl::unexpected( rows.error().text );
     Codes out;
-    for ( const char* table : { "accounts", "gateway_people" } )
-    {
-        // A folder of an older version has not all tables.
-        const auto there =
-            ( *database )->query( "SELECT 1 FROM sqlite_master WHERE name = ?", { std::string( table ) } );
-        const auto rows = there && there->empty() ? DatabaseResult<Rows>()
-                                                  : ( *database )->query( std::string( "SELECT email FROM " ) + table );
-        if ( !rows )
-            return tl::unexpected( rows.error().text );
-        for ( const auto& row : *rows )
-            out.insert( codeOfUser( textOf( row[0] ), keys->codes ) );
-    }
+    for ( const auto& row : *rows )
+        out.insert( codeOfUser( textOf( row[0] ), keys->codes ) );
     return out;
 }
 

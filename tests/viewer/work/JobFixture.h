@@ -63,6 +63,18 @@ protected:
     void TearDown() override { EXPECT_TRUE( Job::endAll( cPatience ) ); }
 
     Job start( Job::Work work ) { return *Job::start( "job", std::move( work ), told_.listener() ); }
+    /// One that stands at a door, and succeeds behind it.
+    Job startBehind( Door& door )
+    {
+        const auto job = start(
+            [&door]( const Job& ) -> tl::expected<void, std::string>
+            {
+                door.pass();
+                return {};
+            } );
+        door.waitForSomebody();
+        return job;
+    }
     /// Turns the loop until the starter was told, and once more for what must not come.
     void turnUntilTold() const
     {

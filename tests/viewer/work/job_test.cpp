@@ -338,13 +338,7 @@ TEST_F( JobTest, AnEndThatWasQueuedWhenTheProgramEndsIsToldOnce )
 TEST_F( JobTest, AStubbornOneIsToldWithinThePatienceAndNeverAgain )
 {
     Door door;
-    const auto job = start(
-        [&]( const Job& ) -> Result
-        {
-            door.pass();
-            return {};
-        } );
-    door.waitForSomebody();
+    const auto job = startBehind( door );
     EXPECT_FALSE( Job::endAll( std::chrono::milliseconds( 10 ) ) );
     EXPECT_EQ( told_.ends, std::vector{ End::Canceled } );
     EXPECT_EQ( job.end(), End::Canceled );

@@ -58,13 +58,7 @@ TEST_F( JobWakes, TheLoopWhenItBeginsAndWhenItIsGivenUp )
 {
     CountedLoop loop;
     Door door;
-    const auto job = start(
-        [&]( const Job& ) -> Result
-        {
-            door.pass();
-            return {};
-        } );
-    door.waitForSomebody();
+    const auto job = startBehind( door );
     EXPECT_EQ( loop.wakes, 1 );
     job.cancel();
     EXPECT_EQ( loop.wakes, 2 );

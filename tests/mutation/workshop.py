@@ -50,8 +50,7 @@ class Workshop:
     def build_all(self, programs: list[str]) -> None:
         """Builds these tests in the copy."""
         library = self._reach_library()
-        if not (self.build / "build.ninja").exists():
-            self._configure(library)
+        self._configure(library)
         log = self.folder / "build.log"
         if not self.make(programs, log, limit=None):
             raise SystemExit(f"The copy does not build, see {log}")

@@ -2,8 +2,8 @@
 
 #include "crypto/Hex.h"
 #include "data/DataFolder.h"
-#include "database/Database.h"
 #include "database/DatabaseFiles.h"
+#include "database/Schema.h"
 
 #include <VXMesh/io/AtomicFile.h>
 #include <VXMesh/io/Json.h>

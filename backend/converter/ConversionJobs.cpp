@@ -99,13 +99,14 @@ DatabaseResult<std::optional<ConversionJob>> ConversionJobs::take()
     if ( waiting->empty() )
         return std::nullopt;
     Database::Transaction transaction( database_ );
+    // Who cancels it meanwhile takes no turn: it has to be the same when it is taken.
     const auto job =
         watched_( database_.query( "UPDATE conversions SET state = ?1, attempts = attempts + 1, taker = ?3, "
                                    "lease_until = ?4 WHERE id = (SELECT c.id "
                                    "FROM conversions c WHERE c.state = ?2 AND c.owner = (SELECT o.owner FROM "
                                    "conversion_owners o WHERE o.queued > 0 ORDER BY o.running, o.turn, (SELECT "
                                    "min(w.queued) FROM conversions w WHERE w.owner = o.owner AND w.state = ?2) LIMIT 1)"
-                                   " ORDER BY c.queued, c.rowid LIMIT 1) RETURNING " +
+                                   " ORDER BY c.queued, c.rowid LIMIT 1) AND state = ?2 RETURNING " +
                                        cJobColumns,
                       { stateNumber( JobState::Running ), stateNumber( JobState::Queued ), instance_,
                           now_() + cLease.count() } ) )

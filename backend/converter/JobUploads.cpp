@@ -107,9 +107,10 @@ Admission ConversionJobs::noteUpload( const std::string& key, uint64_t replaced 
 void ConversionJobs::forgetUpload( const std::string& key, uint64_t bytes )
 {
     // What a job that has failed has left counts, too.
-    const auto forgotten =
-        database_.execute( "UPDATE conversions SET bytes = max(bytes - ?, 0) WHERE id = ? AND state <> ?",
-            { int64_t( bytes ), jobOf( key ), stateNumber( JobState::Finished ) } );
+    const auto forgotten = database_.execute(
+        "UPDATE conversions SET bytes = CASE WHEN bytes > ?1 THEN bytes - ?1 ELSE 0 END WHERE id = ?2 AND "
+        "state <> ?3",
+        { int64_t( bytes ), jobOf( key ), stateNumber( JobState::Finished ) } );
     if ( !forgotten )
         spdlog::error( "Conversion: {}", forgotten.error().text );
 }

@@ -1,15 +1,13 @@
 #include "database/Database.h"
 
-#include "database/SqlSession.h"
-
-#include <sqlite3.h>
+#include "database/sqlite/SqliteEngine.h"
 
 namespace VX::Backend
 {
 
 tl::expected<std::unique_ptr<Database>, std::string> Database::open( const std::filesystem::path& file )
 {
-    return open_( file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE );
+    return open( std::make_unique<SqliteEngine>( file, true ) );
 }
 
 tl::expected<std::unique_ptr<Database>, std::string> Database::openExisting( const std::filesystem::path& file )
@@ -17,24 +15,24 @@ tl::expected<std::unique_ptr<Database>, std::string> Database::openExisting( con
     std::error_code ec;
     if ( !std::filesystem::exists( file, ec ) )
         return tl::unexpected( "There is no database in \"" + file.parent_path().string() + "\"" );
-    return open_( file, SQLITE_OPEN_READWRITE );
+    return open( std::make_unique<SqliteEngine>( file, false ) );
 }
 
-tl::expected<std::unique_ptr<Database>, std::string> Database::open_( const std::filesystem::path& file, int flags )
+tl::expected<std::unique_ptr<Database>, std::string> Database::open( std::unique_ptr<SqlEngine> engine )
 {
-    std::unique_ptr<Database> database( new Database( file, flags ) );
+    std::unique_ptr<Database> database( new Database( std::move( engine ) ) );
+    const auto name = "\"" + database->engine_->name() + "\"";
     auto first = database->take_();
     if ( !first && first.error().kind == DatabaseTrouble::Unavailable )
-        return tl::unexpected( "Cannot open the database \"" + file.string() + "\": " + first.error().text );
+        return tl::unexpected( "Cannot open the database " + name + ": " + first.error().text );
     if ( !first )
-        return tl::unexpected( "The database \"" + file.string() + "\" is damaged" );
+        return tl::unexpected( "The database " + name + " is damaged" );
     database->giveBack_( std::move( *first ) );
     return database;
 }
 
-Database::Database( std::filesystem::path file, int flags )
-    : file_( std::move( file ) )
-    , flags_( flags )
+Database::Database( std::unique_ptr<SqlEngine> engine )
+    : engine_( std::move( engine ) )
 {
 }
 
@@ -42,20 +40,26 @@ Database::~Database() = default;
 
 DatabaseResult<Database::Session> Database::take_()
 {
-    {
-        const std::lock_guard lock( mutex_ );
-        if ( !idle_.empty() )
-        {
-            auto session = std::move( idle_.back() );
-            idle_.pop_back();
+    while ( auto session = takeIdle_() )
+        if ( session->isAlive() )
             return session;
-        }
-    }
-    return SqlSession::open( file_, flags_, turn_ );
+    return engine_->open();
+}
+
+Database::Session Database::takeIdle_()
+{
+    const std::lock_guard lock( mutex_ );
+    if ( idle_.empty() )
+        return {};
+    auto session = std::move( idle_.back() );
+    idle_.pop_back();
+    return session;
 }
 
 void Database::giveBack_( Session session )
 {
+    if ( !session->isAlive() )
+        return;
     const std::lock_guard lock( mutex_ );
     idle_.push_back( std::move( session ) );
 }
@@ -121,26 +125,6 @@ DatabaseResult<void> Database::Transaction::commit()
     if ( !session_ )
         return tl::unexpected( session_.error() );
     return ( *session_ )->commit();
-}
-
-DatabaseResult<bool> addColumn(
-    Database& database, const std::string& table, const std::string& name, const std::string& type )
-{
-    const auto there = database.query( "SELECT 1 FROM pragma_table_info(?) WHERE name = ?", { table, name } );
-    if ( !there )
-        return tl::unexpected( there.error() );
-    if ( !there->empty() )
-        return false;
-    return database.execute( "ALTER TABLE " + table + " ADD COLUMN " + name + " " + type )
-        .map( []( int ) { return true; } );
-}
-
-DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements )
-{
-    for ( const char* sql : statements )
-        if ( const auto done = database.execute( sql ); !done )
-            return tl::unexpected( done.error() );
-    return {};
 }
 
 } // namespace VX::Backend

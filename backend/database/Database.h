@@ -1,10 +1,8 @@
 #pragma once
 
-#include "database/DatabaseResult.h"
-#include "database/WriteTurn.h"
+#include "database/engine/SqlEngine.h"
 
 #include <filesystem>
-#include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,10 +14,8 @@
 namespace VX::Backend
 {
 
-class SqlSession;
-
-/// One SQLite file in WAL mode; what a finished statement or transaction wrote is on the disk and survives a killed
-/// process and a power cut.
+/// Tables that an engine keeps: an SQLite file, unless another one is given. What a finished statement or transaction
+/// wrote is on the disk and survives a killed process and a power cut.
 ///
 /// Any thread. Each statement or transaction has a session of its own, so who reads waits for nobody; who writes waits
 /// for other writers, for seconds at most.
@@ -31,6 +27,7 @@ public:
     /// Opens a file that is there.
     [[nodiscard]] static tl::expected<std::unique_ptr<Database>, std::string> openExisting(
         const std::filesystem::path& file );
+    [[nodiscard]] static tl::expected<std::unique_ptr<Database>, std::string> open( std::unique_ptr<SqlEngine> engine );
     ~Database();
     Database( const Database& ) = delete;
     Database& operator=( const Database& ) = delete;
@@ -41,8 +38,11 @@ public:
     /// Runs one statement and returns the number of rows it changed.
     [[nodiscard]] DatabaseResult<int> execute( const std::string& sql, const std::vector<SqlValue>& parameters = {} );
 
+    [[nodiscard]] SqlEngine& engine() { return *engine_; }
+
     /// Several statements that count all or not at all: they are taken back unless `commit` is called. They are those
-    /// that the thread runs until it ends; one at a time. Who else writes waits, so nothing slow belongs into one.
+    /// that the thread runs until it ends; one at a time. Transactions of other threads and processes wait, so nothing
+    /// slow belongs into one.
     ///
     /// A statement that fails, or a beginning that did, fails all that follow until the end, `commit` included.
     class Transaction
@@ -65,32 +65,23 @@ public:
 private:
     using Session = std::unique_ptr<SqlSession>;
 
-    Database( std::filesystem::path file, int flags );
-    [[nodiscard]] static tl::expected<std::unique_ptr<Database>, std::string> open_(
-        const std::filesystem::path& file, int flags );
+    explicit Database( std::unique_ptr<SqlEngine> engine );
     /// Lets `work` have the session of the thread's transaction, or one for itself.
     template <typename Work>
     [[nodiscard]] auto with_( Work work ) -> std::invoke_result_t<Work, SqlSession&>;
     /// One that nobody uses, or a new one.
     [[nodiscard]] DatabaseResult<Session> take_();
+    /// Null where none is left.
+    [[nodiscard]] Session takeIdle_();
     void giveBack_( Session session );
     /// That of this thread; null outside one.
     [[nodiscard]] Transaction* transaction_();
 
-    std::filesystem::path file_;
-    int flags_;
-    WriteTurn turn_;
+    std::unique_ptr<SqlEngine> engine_;
     std::mutex mutex_;
     /// That which was used last is the last one, and the next to be taken.
     std::vector<Session> idle_;
     std::map<std::thread::id, Transaction*> transactions_;
 };
-
-/// Adds a column to a table of an older version; whether it was missing.
-[[nodiscard]] DatabaseResult<bool> addColumn(
-    Database& database, const std::string& table, const std::string& name, const std::string& type );
-
-/// Runs statements without parameters until one fails.
-[[nodiscard]] DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements );
 
 } // namespace VX::Backend

@@ -2,7 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "database/DatabaseFiles.h"
-#include "database/DatabaseLook.h"
+#include "database/sqlite/DatabaseLook.h"
 #include "serve/Foundation.h"
 
 #include <VXMesh/io/Text.h>

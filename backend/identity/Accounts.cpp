@@ -2,6 +2,7 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
+#include "database/Schema.h"
 
 #include <VXMesh/io/Text.h>
 
@@ -81,14 +82,55 @@ DatabaseResult<void> done( const DatabaseResult<int>& changed )
 // In the table of older data folders there is one code of a purpose, and only one can be.
 DatabaseResult<void> takeOverOldCodes( Database& database )
 {
-    const auto old = database.query( "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'codes'" );
-    if ( !old )
-        return tl::unexpected( old.error() );
-    if ( old->empty() )
+    const auto isThere = hasTable( database, "codes" );
+    if ( !isThere )
+        return tl::unexpected( isThere.error() );
+    if ( !*isThere )
         return {};
     return executeAll(
         database, { "INSERT OR IGNORE INTO mailed_codes SELECT account, purpose, hash, expires, tries FROM codes",
                       "DROP TABLE codes" } );
+}
+
+DatabaseResult<void> makeTables( Database& database )
+{
+    return makeTable( database, "accounts",
+        "id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT NULL, confirmed INTEGER NOT NULL, created "
+        "INTEGER NOT NULL" )
+        .and_then(
+            [&]
+            {
+                return makeTable( database, "mailed_codes",
+                    "account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT NULL, expires INTEGER NOT NULL, tries "
+                    "INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash)" );
+            } )
+        .and_then(
+            [&]
+            {
+                return makeTable( database, "refresh_tokens",
+                    "hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER NOT NULL" );
+            } )
+        .and_then(
+            [&]
+            {
+                return makeTable( database, "sign_in_failures",
+                    "email TEXT NOT NULL, address TEXT NOT NULL, failures INTEGER NOT NULL, last INTEGER NOT NULL, "
+                    "PRIMARY KEY(email, address)" );
+            } )
+        .and_then(
+            [&]
+            {
+                return makeTable( database, "code_guesses",
+                    "account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER NOT NULL" );
+            } )
+        .and_then(
+            [&]
+            {
+                return executeAll(
+                    database, { "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
+                                  "CREATE INDEX IF NOT EXISTS sign_in_failures_last ON sign_in_failures(last)",
+                                  "DROP TABLE IF EXISTS failed_sign_ins" } );
+            } );
 }
 
 const char* nameOf( CodePurpose purpose )
@@ -101,22 +143,7 @@ const char* nameOf( CodePurpose purpose )
 DatabaseResult<void> Accounts::prepare( Database& database )
 {
     Database::Transaction transaction( database );
-    return executeAll( database,
-        {
-            "CREATE TABLE IF NOT EXISTS accounts(id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT "
-            "NULL, confirmed INTEGER NOT NULL, created INTEGER NOT NULL)",
-            "CREATE TABLE IF NOT EXISTS mailed_codes(account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT "
-            "NULL, expires INTEGER NOT NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash))",
-            "CREATE TABLE IF NOT EXISTS refresh_tokens(hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER "
-            "NOT NULL) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS refresh_tokens_account ON refresh_tokens(account)",
-            "DROP TABLE IF EXISTS failed_sign_ins",
-            "CREATE TABLE IF NOT EXISTS sign_in_failures(email TEXT NOT NULL, address TEXT NOT NULL, failures INTEGER "
-            "NOT NULL, last INTEGER NOT NULL, PRIMARY KEY(email, address)) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS sign_in_failures_last ON sign_in_failures(last)",
-            "CREATE TABLE IF NOT EXISTS code_guesses(account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER "
-            "NOT NULL) WITHOUT ROWID",
-        } )
+    return makeTables( database )
         // Accounts of older data folders are of the first generation, and nobody is kept out.
         .and_then( [&] { return addColumn( database, "accounts", "generation", cCount ); } )
         .and_then( [&]( bool ) { return addColumn( database, "accounts", "blocked", cCount ); } )
@@ -236,7 +263,9 @@ DatabaseResult<std::string> Accounts::newCode( const std::string& id, CodePurpos
 {
     const auto code = fmt::format( "{:06}", randombytes_uniform( 1000000 ) );
     return database_
-        .execute( "INSERT OR REPLACE INTO mailed_codes VALUES(?, ?, ?, ?, 0)",
+        .execute(
+            "INSERT INTO mailed_codes VALUES(?1, ?2, ?3, ?4, 0) ON CONFLICT(account, purpose, hash) DO UPDATE SET "
+            "expires = ?4, tries = 0",
             { id, std::string( nameOf( purpose ) ), codeHash_( id, purpose, code ), count( clock_() + life ) } )
         .map( [&]( int ) { return code; } );
 }
@@ -253,9 +282,10 @@ DatabaseResult<void> Accounts::noteGuess_( const std::string& id )
 {
     // A day that is over begins anew, and so does one that a clock set back has put into the future.
     return done( database_.execute(
-        "INSERT INTO code_guesses VALUES(?1, 1, ?2) ON CONFLICT(account) DO UPDATE SET wrong = CASE WHEN since > ?3 "
-        "AND since <= ?2 THEN code_guesses.wrong + 1 ELSE 1 END, since = CASE WHEN since > ?3 AND since <= ?2 THEN "
-        "since ELSE ?2 END",
+        "INSERT INTO code_guesses VALUES(?1, 1, ?2) ON CONFLICT(account) DO UPDATE SET wrong = CASE WHEN "
+        "code_guesses.since > ?3 AND code_guesses.since <= ?2 THEN code_guesses.wrong + 1 ELSE 1 END, since = CASE "
+        "WHEN "
+        "code_guesses.since > ?3 AND code_guesses.since <= ?2 THEN code_guesses.since ELSE ?2 END",
         { id, count( clock_() ), count( clock_() - cGuessMemory ) } ) );
 }
 
@@ -370,8 +400,8 @@ DatabaseResult<bool> Accounts::isLocked( const std::string& email, const std::st
                 {
                     return database_.query(
                         "SELECT coalesce(sum(failures), 0), coalesce(max(last), 0), "
-                        "coalesce(sum(failures * (address = ?2)), 0), coalesce(max(last * (address = "
-                        "?2)), 0) FROM sign_in_failures WHERE email = ?1",
+                        "coalesce(sum(failures) FILTER (WHERE address = ?2), 0), coalesce(max(last) FILTER (WHERE "
+                        "address = ?2), 0) FROM sign_in_failures WHERE email = ?1",
                         { email, address } );
                 } );
     if ( !rows )
@@ -390,7 +420,7 @@ DatabaseResult<void> Accounts::noteFailure( const std::string& email, const std:
 {
     return done( database_.execute(
         "INSERT INTO sign_in_failures VALUES(?1, ?2, 1, ?3) ON CONFLICT(email, address) DO UPDATE SET failures = CASE "
-        "WHEN last > ?4 THEN sign_in_failures.failures + 1 ELSE 1 END, last = ?3",
+        "WHEN sign_in_failures.last > ?4 THEN sign_in_failures.failures + 1 ELSE 1 END, last = ?3",
         { email, address, count( clock_() ), count( clock_() - cFailureMemory ) } ) );
 }
 

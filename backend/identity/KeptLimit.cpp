@@ -1,5 +1,7 @@
 #include "identity/KeptLimit.h"
 
+#include "database/Schema.h"
+
 namespace VX::Backend
 {
 namespace
@@ -11,10 +13,14 @@ constexpr int64_t cMostKeys = 100'000;
 
 DatabaseResult<void> KeptLimit::prepare( Database& database )
 {
-    return executeAll( database,
-        { "CREATE TABLE IF NOT EXISTS kept_limits(name TEXT NOT NULL, key TEXT NOT NULL, events INTEGER NOT NULL, ends "
-          "INTEGER NOT NULL, PRIMARY KEY(name, key)) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS kept_limits_ends ON kept_limits(ends)" } );
+    return makeTable( database, "kept_limits",
+        "name TEXT NOT NULL, key TEXT NOT NULL, events INTEGER NOT NULL, ends INTEGER NOT NULL, PRIMARY KEY(name, "
+        "key)" )
+        .and_then(
+            [&]
+            {
+                return executeAll( database, { "CREATE INDEX IF NOT EXISTS kept_limits_ends ON kept_limits(ends)" } );
+            } );
 }
 
 DatabaseResult<void> KeptLimit::clean( Database& database, std::chrono::sys_seconds now )
@@ -58,8 +64,8 @@ DatabaseResult<void> KeptLimit::count( const std::string& key )
     const auto now = now_();
     return database_
         .execute( "INSERT INTO kept_limits VALUES(?1, ?2, 1, ?4) ON CONFLICT(name, key) DO UPDATE SET events = CASE "
-                  "WHEN ends > ?3 AND ends <= ?4 THEN kept_limits.events + 1 ELSE 1 END, ends = CASE WHEN ends > ?3 "
-                  "AND ends <= ?4 THEN ends ELSE ?4 END",
+                  "WHEN kept_limits.ends > ?3 AND kept_limits.ends <= ?4 THEN kept_limits.events + 1 ELSE 1 END, ends "
+                  "= CASE WHEN kept_limits.ends > ?3 AND kept_limits.ends <= ?4 THEN kept_limits.ends ELSE ?4 END",
             { name_, key, now, now + span_ } )
         .map( []( int ) {} );
 }

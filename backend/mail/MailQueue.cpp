@@ -1,5 +1,7 @@
 #include "mail/MailQueue.h"
 
+#include "database/Schema.h"
+
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
@@ -27,11 +29,16 @@ int64_t pauseAfter( int64_t attempts )
 
 DatabaseResult<void> MailQueue::prepare( Database& database )
 {
-    return executeAll( database,
-        { "CREATE TABLE IF NOT EXISTS mails(id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL, subject "
-          "TEXT NOT NULL, text TEXT NOT NULL, due INTEGER NOT NULL, expires INTEGER NOT NULL, attempts INTEGER NOT "
-          "NULL DEFAULT 0, sent INTEGER, error TEXT)",
-            "CREATE INDEX IF NOT EXISTS mails_due ON mails(due) WHERE sent IS NULL" } )
+    return makeTable( database, "mails",
+        "id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL, subject TEXT NOT NULL, text TEXT NOT NULL, due "
+        "INTEGER NOT NULL, expires INTEGER NOT NULL, attempts INTEGER NOT NULL DEFAULT 0, sent INTEGER, error TEXT",
+        RowNumbers::Kept )
+        .and_then(
+            [&]
+            {
+                return executeAll(
+                    database, { "CREATE INDEX IF NOT EXISTS mails_due ON mails(due) WHERE sent IS NULL" } );
+            } )
         .and_then( [&] { return addColumn( database, "mails", "written", "INTEGER" ); } )
         .map( []( bool ) {} );
 }

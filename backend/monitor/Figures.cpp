@@ -64,8 +64,8 @@ void FigureKeeper::look_()
 bool FigureKeeper::readQueues_( Figures& out )
 {
     const auto jobs = rowOf( database_,
-        "SELECT coalesce(sum(state = 1), 0), coalesce(sum(state = 2), 0), min(CASE WHEN state = 1 THEN "
-        "coalesce(queued, created) END) FROM conversions WHERE state IN (1, 2)" );
+        "SELECT count(*) FILTER (WHERE state = 1), count(*) FILTER (WHERE state = 2), min(coalesce(queued, created)) "
+        "FILTER (WHERE state = 1) FROM conversions WHERE state IN (1, 2)" );
     const auto mails = rowOf( database_, "SELECT count(*), min(written) FROM mails WHERE sent IS NULL AND expires > ?",
         { clock_().time_since_epoch().count() } );
     if ( jobs )

@@ -1,5 +1,7 @@
 #include "monitor/HealthApi.h"
 
+#include "database/Schema.h"
+
 #include <fmt/format.h>
 #include <spdlog/spdlog.h>
 
@@ -60,9 +62,13 @@ bool HealthApi::canWrite_()
     if ( now < nextCheck_ )
         return couldWrite_;
     // A full disk is found by writing alone.
-    const auto kept = executeAll(
-        database_, { "CREATE TABLE IF NOT EXISTS health(id INTEGER PRIMARY KEY, checks INTEGER NOT NULL)",
-                       "INSERT INTO health VALUES(1, 1) ON CONFLICT(id) DO UPDATE SET checks = checks + 1" } );
+    const auto kept = makeTable( database_, "health", "id INTEGER PRIMARY KEY, checks INTEGER NOT NULL" )
+                          .and_then(
+                              [&]
+                              {
+                                  return executeAll( database_, { "INSERT INTO health VALUES(1, 1) ON CONFLICT(id) DO "
+                                                                  "UPDATE SET checks = health.checks + 1" } );
+                              } );
     if ( !kept )
         spdlog::error( "Health: {}", kept.error().text );
     nextCheck_ = now + cCheckEvery;

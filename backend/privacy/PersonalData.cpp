@@ -74,10 +74,10 @@ const Kind cKinds[] = {
         { "id", "format", "state", "created", "ended", "bytes", "error" } },
 };
 const Kind cSessions{ "sessions",
-    "SELECT id, created, platform, version FROM stats_sessions WHERE user = ?3 ORDER BY created, id",
+    "SELECT id, created, platform, version FROM stats_sessions WHERE \"user\" = ?3 ORDER BY created, id",
     { "id", "created", "platform", "version" } };
 const Kind cActions{ "actions",
-    "SELECT session, name, at FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE user = ?3) "
+    "SELECT session, name, at FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE \"user\" = ?3) "
     "ORDER BY at, rowid",
     { "session", "name", "at" } };
 
@@ -94,8 +94,8 @@ constexpr const char* cErased[] = {
     "DELETE FROM accounts WHERE email = ?1",
 };
 constexpr const char* cErasedStatistics[] = {
-    "DELETE FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE user = ?3)",
-    "DELETE FROM stats_sessions WHERE user = ?3",
+    "DELETE FROM stats_actions WHERE session IN (SELECT id FROM stats_sessions WHERE \"user\" = ?3)",
+    "DELETE FROM stats_sessions WHERE \"user\" = ?3",
 };
 
 std::vector<SqlValue> parametersOf( const Person& person )

@@ -1,3 +1,4 @@
+#include "database/Schema.h"
 #include "statistics/StatsStore.h"
 
 namespace VX::Backend
@@ -53,10 +54,10 @@ DatabaseResult<void> copyAll( Database& from, Database& to )
 
 DatabaseResult<void> StatsStore::takeOver( Database& earlier )
 {
-    const auto tables = earlier.query( "SELECT 1 FROM sqlite_master WHERE name = 'stats_sessions'" );
-    if ( !tables )
-        return tl::unexpected( tables.error() );
-    if ( tables->empty() )
+    const auto isThere = hasTable( earlier, "stats_sessions" );
+    if ( !isThere )
+        return tl::unexpected( isThere.error() );
+    if ( !*isThere )
         return {};
     return copyAll( earlier, database_ )
         .and_then(

@@ -95,19 +95,26 @@ Section sectionOf( const char* name, const char* title, const Days& days, int64_
     return out;
 }
 
+/// As ISO 8601 has it; days are counted from 1970 on.
+std::string dateOf( int64_t day )
+{
+    const std::chrono::year_month_day date{ std::chrono::sys_days( std::chrono::days( day ) ) };
+    return fmt::format( "{:04}-{:02}-{:02}", int( date.year() ), unsigned( date.month() ), unsigned( date.day() ) );
+}
+
 /// Anybody can open a session for any address, so those for which there is an account stand apart.
 DatabaseResult<std::vector<Section>> readDays( Database& database, const Codes& accounts, int64_t since )
 {
     const auto rows =
-        database.query( "SELECT date(created, 'unixepoch'), user, count(*) FROM stats_sessions WHERE created "
-                        ">= ? GROUP BY 1, 2",
+        database.query( "SELECT created / 86400, \"user\", count(*) FROM stats_sessions WHERE created >= ? GROUP BY 1, "
+                        "2",
             { since } );
     if ( !rows )
         return tl::unexpected( rows.error() );
     Days known, others;
     for ( const auto& row : *rows )
     {
-        auto& day = ( accounts.contains( textOf( row[1] ) ) ? known : others )[textOf( row[0] )];
+        auto& day = ( accounts.contains( textOf( row[1] ) ) ? known : others )[dateOf( integerOf( row[0] ) )];
         day.sessions += integerOf( row[2] );
         ++day.users;
     }

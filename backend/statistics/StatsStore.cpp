@@ -1,5 +1,7 @@
 #include "statistics/StatsStore.h"
 
+#include "database/Schema.h"
+
 #include <sodium.h>
 #include <spdlog/spdlog.h>
 
@@ -30,23 +32,27 @@ StatsStore::StatsStore( Database& database, Clock clock )
     , clock_( std::move( clock ) )
 {
     const auto made =
-        executeAll( database_,
-            {
-                "CREATE TABLE IF NOT EXISTS stats_sessions(id INTEGER PRIMARY KEY, user TEXT NOT NULL, created INTEGER "
-                "NOT NULL, platform TEXT NOT NULL DEFAULT '', version TEXT NOT NULL DEFAULT '')",
-                "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
-                "CREATE TABLE IF NOT EXISTS stats_actions(session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT "
-                "NULL, stored INTEGER NOT NULL)",
-                "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
-            } )
+        makeTable( database_, "stats_sessions",
+            "id INTEGER PRIMARY KEY, \"user\" TEXT NOT NULL, created INTEGER NOT NULL, platform TEXT NOT NULL DEFAULT "
+            "'', version TEXT NOT NULL DEFAULT ''",
+            RowNumbers::Kept )
+            .and_then(
+                [&]
+                {
+                    return makeTable( database_, "stats_actions",
+                        "session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT NULL, stored INTEGER NOT NULL",
+                        RowNumbers::Kept );
+                } )
             .and_then(
                 [&] { return addColumn( database_, "stats_sessions", "code_key", "TEXT NOT NULL DEFAULT ''" ); } )
             .and_then(
                 [&]( bool )
                 {
-                    return executeAll(
-                        database_, { "CREATE INDEX IF NOT EXISTS stats_sessions_unmarked ON stats_sessions(id) "
-                                     "WHERE code_key = ''" } );
+                    return executeAll( database_,
+                        { "CREATE INDEX IF NOT EXISTS stats_sessions_created ON stats_sessions(created)",
+                            "CREATE INDEX IF NOT EXISTS stats_actions_stored ON stats_actions(stored)",
+                            "CREATE INDEX IF NOT EXISTS stats_sessions_unmarked ON stats_sessions(id) WHERE code_key = "
+                            "''" } );
                 } );
     if ( !made )
         spdlog::error( "Statistics: {}", made.error().text );
@@ -62,9 +68,7 @@ void StatsStore::useKey( const std::string& mark )
 
 uint64_t StatsStore::size()
 {
-    const auto rows = database_.query( "SELECT (page_count - freelist_count) * page_size FROM pragma_page_count, "
-                                       "pragma_freelist_count, pragma_page_size" );
-    return rows && !rows->empty() ? uint64_t( integerOf( rows->front()[0] ) ) : 0;
+    return uint64_t( sizeOf( database_ ).value_or( 0 ) );
 }
 
 std::vector<Stored> StatsStore::store( const std::vector<Report>& reports )
@@ -87,7 +91,7 @@ Stored StatsStore::store_( const NewSession& report )
 {
     const auto id = randomSession();
     // What cannot be written fails the transaction.
-    (void)database_.execute( "INSERT INTO stats_sessions(id, user, created, code_key) VALUES(?, ?, ?, ?)",
+    (void)database_.execute( "INSERT INTO stats_sessions(id, \"user\", created, code_key) VALUES(?, ?, ?, ?)",
         { id, report.user, int64_t( clock_().time_since_epoch().count() ), keyMark_ } );
     if ( users_.size() >= cMostRemembered )
         users_.clear();
@@ -100,7 +104,7 @@ const std::string& StatsStore::userOf_( int64_t session )
     static const std::string sNobody;
     if ( const auto found = users_.find( session ); found != users_.end() )
         return found->second;
-    const auto rows = database_.query( "SELECT user FROM stats_sessions WHERE id = ?", { session } );
+    const auto rows = database_.query( "SELECT \"user\" FROM stats_sessions WHERE id = ?", { session } );
     if ( !rows || rows->empty() )
         return sNobody;
     if ( users_.size() >= cMostRemembered )

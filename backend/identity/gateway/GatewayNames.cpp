@@ -1,6 +1,7 @@
 #include "identity/gateway/GatewayNames.h"
 
 #include "crypto/Hex.h"
+#include "database/Schema.h"
 #include "identity/Accounts.h"
 
 namespace VX::Backend
@@ -16,13 +17,20 @@ constexpr int64_t cNotedEvery = std::chrono::seconds( std::chrono::days( 1 ) ).c
 
 DatabaseResult<void> GatewayNames::prepare( Database& database )
 {
-    return executeAll( database,
-        { "CREATE TABLE IF NOT EXISTS gateway_names(hash TEXT PRIMARY KEY, name TEXT NOT NULL, expires INTEGER NOT "
-          "NULL) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS gateway_names_expires ON gateway_names(expires)",
-            "CREATE TABLE IF NOT EXISTS gateway_people(email TEXT NOT NULL, name TEXT NOT NULL, expires INTEGER NOT "
-            "NULL, PRIMARY KEY(email, name)) WITHOUT ROWID",
-            "CREATE INDEX IF NOT EXISTS gateway_people_expires ON gateway_people(expires)" } );
+    return makeTable( database, "gateway_names", "hash TEXT PRIMARY KEY, name TEXT NOT NULL, expires INTEGER NOT NULL" )
+        .and_then(
+            [&]
+            {
+                return makeTable( database, "gateway_people",
+                    "email TEXT NOT NULL, name TEXT NOT NULL, expires INTEGER NOT NULL, PRIMARY KEY(email, name)" );
+            } )
+        .and_then(
+            [&]
+            {
+                return executeAll(
+                    database, { "CREATE INDEX IF NOT EXISTS gateway_names_expires ON gateway_names(expires)",
+                                  "CREATE INDEX IF NOT EXISTS gateway_people_expires ON gateway_people(expires)" } );
+            } );
 }
 
 DatabaseResult<void> GatewayNames::clean( Database& database, std::chrono::sys_seconds now )

@@ -313,15 +313,15 @@ TEST_F( ConverterApiTest, WhatCannotBeStoredIsNotAcknowledged )
 {
     const auto id = uploadedId();
     // The disk is full for new rows, and then for changed ones.
-    ASSERT_TRUE( executeAll( *database_,
-        { "CREATE TRIGGER no_room BEFORE INSERT ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END",
-            "CREATE TRIGGER no_change BEFORE UPDATE ON conversions BEGIN SELECT RAISE(ABORT, 'no room'); END" } ) );
+    Testing::refuseWrites( *database_, "INSERT", "conversions" );
+    Testing::refuseWrites( *database_, "UPDATE", "conversions" );
     const auto requested = send( "POST", "/request", R"({"input_format":"step","compress_input":"zip"})" );
     EXPECT_EQ( requested.status, 503 );
     EXPECT_EQ( message( requested ), "The conversion service cannot work now; try again in a moment" );
     EXPECT_EQ( convert( id ).status, 503 );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "not_started" );
-    ASSERT_TRUE( executeAll( *database_, { "DROP TRIGGER no_room", "DROP TRIGGER no_change" } ) );
+    Testing::allowWrites( *database_, "INSERT", "conversions" );
+    Testing::allowWrites( *database_, "UPDATE", "conversions" );
     EXPECT_EQ( convert( id ).status, 200 );
     EXPECT_EQ( json( status( id ) )["result"]["state"], "in_progress" );
 }

@@ -152,8 +152,7 @@ TEST_F( IdentityTotals, AFailureThatCannotBeCountedIsToldNothing )
 {
     addAnn();
     restart( {} );
-    ASSERT_TRUE( database_->execute( "CREATE TRIGGER full BEFORE INSERT ON kept_limits BEGIN SELECT RAISE(ABORT, "
-                                     "'full'); END" ) );
+    refuseWrites( *database_, "INSERT", "kept_limits" );
     Json::Value body;
     body["AuthFlow"] = "USER_PASSWORD_AUTH";
     body["AuthParameters"]["USERNAME"] = cAnn;

@@ -24,7 +24,7 @@ TEST_F( Identity, ARefreshThatCannotBeLookedUpIsNoVerdict )
     const LogCapture log;
     ASSERT_TRUE( database_->execute( "ALTER TABLE refresh_tokens RENAME TO away" ) );
     expectNoVerdict( refresh( token ) );
-    EXPECT_TRUE( log.contains( "no such table: refresh_tokens" ) );
+    EXPECT_TRUE( log.contains( noSuchTable( "refresh_tokens" ) ) );
     ASSERT_TRUE( database_->execute( "ALTER TABLE away RENAME TO refresh_tokens" ) );
     EXPECT_EQ( problem( refresh( token ) ), "" );
 }
@@ -53,8 +53,7 @@ TEST_F( Identity, AGuessThatCannotBeCountedIsToldNothing )
 {
     addAnn();
     const LogCapture log;
-    ASSERT_TRUE( database_->execute(
-        "CREATE TRIGGER no_room BEFORE INSERT ON sign_in_failures BEGIN SELECT RAISE(ABORT, 'no room'); END" ) );
+    refuseWrites( *database_, "INSERT", "sign_in_failures" );
     for ( int i = 0; i < 8; ++i )
         expectNoVerdict( signIn( "wrong-word-1" ) );
     EXPECT_EQ( problem( signIn() ), "" );
@@ -66,13 +65,12 @@ TEST_F( Identity, WhatCannotBeWrittenIsNotAcknowledged )
     ASSERT_EQ( problem( forgot() ), "" );
     const auto code = mailedCode();
     const LogCapture log;
-    ASSERT_TRUE( database_->execute(
-        "CREATE TRIGGER no_room BEFORE INSERT ON refresh_tokens BEGIN SELECT RAISE(ABORT, 'no room'); END" ) );
-    ASSERT_TRUE( database_->execute(
-        "CREATE TRIGGER no_change BEFORE UPDATE ON accounts BEGIN SELECT RAISE(ABORT, 'no room'); END" ) );
+    refuseWrites( *database_, "INSERT", "refresh_tokens" );
+    refuseWrites( *database_, "UPDATE", "accounts" );
     expectNoVerdict( signIn() );
     expectNoVerdict( confirmForgot( code, "other-word-2" ) );
-    ASSERT_TRUE( executeAll( *database_, { "DROP TRIGGER no_room", "DROP TRIGGER no_change" } ) );
+    allowWrites( *database_, "INSERT", "refresh_tokens" );
+    allowWrites( *database_, "UPDATE", "accounts" );
     EXPECT_EQ( problem( signIn() ), "" ) << "the old password is the right one";
     EXPECT_EQ( problem( confirmForgot( code, "other-word-2" ) ), "" ) << "and the code was not used up";
 }

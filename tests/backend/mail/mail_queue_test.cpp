@@ -150,8 +150,8 @@ TEST_F( MailQueueTest, ATableThatCannotBeReadIsLogged )
         } );
     ASSERT_TRUE( database_->execute( "DROP TABLE mails" ) );
     const auto mails = queue( Delivery::Later );
-    EXPECT_EQ( logged.get_future().get(), "Mails: Database: no such table: mails" );
-    EXPECT_EQ( queue( Delivery::AtOnce )->deliver( 1 ).error(), "Database: no such table: mails" );
+    EXPECT_EQ( logged.get_future().get(), "Mails: " + noSuchTable( "mails" ) );
+    EXPECT_EQ( queue( Delivery::AtOnce )->deliver( 1 ).error(), noSuchTable( "mails" ) );
 }
 
 TEST_F( MailQueueTest, TheNextProcessSendsWhatWasLeft )

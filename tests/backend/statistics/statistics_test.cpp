@@ -41,7 +41,7 @@ TEST_F( Statistics, SessionActionsAndPlatformAreKept )
     EXPECT_EQ( textOf( actions[1][0] ), "x" );
     EXPECT_EQ( integerOf( actions[1][1] ), 1700000001 );
     const auto sessions =
-        database_->query( "SELECT platform, version, user FROM stats_sessions WHERE id = ?", { session } ).value();
+        database_->query( "SELECT platform, version, \"user\" FROM stats_sessions WHERE id = ?", { session } ).value();
     EXPECT_EQ( textOf( sessions[0][0] ), "Debian" );
     EXPECT_EQ( textOf( sessions[0][1] ), "1.2" );
     EXPECT_EQ( textOf( sessions[0][2] ).find( "ann" ), std::string::npos ) << "a code, not the address";
@@ -52,7 +52,7 @@ TEST_F( Statistics, UsersAreToldApartWhateverTheCase )
     newSession( "ann@example.org" );
     newSession( "ANN@example.org" );
     newSession( "bob@example.org" );
-    EXPECT_EQ( database_->query( "SELECT DISTINCT user FROM stats_sessions" ).value().size(), 2u );
+    EXPECT_EQ( database_->query( "SELECT DISTINCT \"user\" FROM stats_sessions" ).value().size(), 2u );
 }
 
 TEST_F( Statistics, SessionsOfOthersAndUnknownOnesAreRefused )

@@ -22,7 +22,7 @@ class StatisticsFixture : public testing::Test
 {
 protected:
     StatisticsFixture()
-        : database_( std::move( Database::open( folder_.path() / "statistics.db" ).value() ) )
+        : database_( Testing::openTestDatabase( folder_.path() / "statistics.db" ) )
         , store_( *database_, [this] { return std::chrono::sys_seconds( std::chrono::seconds( now_.load() ) ); } )
         , api_( std::make_unique<StatsApi>( store_, StatsOptions{ .userKey = std::string( 32, 'k' ) } ) )
     {

@@ -1,6 +1,6 @@
-#include "database/SqlSession.h"
+#include "database/sqlite/SqliteSession.h"
 
-#include "database/WriteTurn.h"
+#include "database/sqlite/WriteTurn.h"
 #include "metrics/Measures.h"
 
 #include <sqlite3.h>
@@ -71,12 +71,17 @@ DatabaseError errorOf( sqlite3* handle, int code )
     return { troubleOf( code ), std::string( "Database: " ) + sqlite3_errmsg( handle ) };
 }
 
+DatabaseError othersWrite()
+{
+    return { DatabaseTrouble::Unavailable, "Database: others write for too long" };
+}
+
 } // namespace
 
-class SqlSession::Turn
+class SqliteSession::Turn
 {
 public:
-    Turn( SqlSession& session, bool wanted )
+    Turn( SqliteSession& session, bool wanted )
         : session_( session )
         , took_( wanted && !session.hasTurn_ && session.turn_.take( cPatience ) )
         , has_( !wanted || session.hasTurn_ || took_ )
@@ -92,16 +97,16 @@ public:
     explicit operator bool() const { return has_; }
 
 private:
-    SqlSession& session_;
+    SqliteSession& session_;
     bool took_, has_;
 };
 
-DatabaseResult<std::unique_ptr<SqlSession>> SqlSession::open(
+DatabaseResult<std::unique_ptr<SqlSession>> SqliteSession::open(
     const std::filesystem::path& file, int flags, WriteTurn& turn )
 {
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2( file.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr );
-    std::unique_ptr<SqlSession> session( new SqlSession( handle, turn ) );
+    std::unique_ptr<SqliteSession> session( new SqliteSession( handle, turn ) );
     if ( code != SQLITE_OK )
         return tl::unexpected( DatabaseError{ troubleOf( code ), sqlite3_errstr( code ) } );
     sqlite3_busy_timeout( handle, int( cPatience.count() ) );
@@ -117,25 +122,24 @@ DatabaseResult<std::unique_ptr<SqlSession>> SqlSession::open(
     return session;
 }
 
-SqlSession::~SqlSession()
+SqliteSession::~SqliteSession()
 {
     sqlite3_close( handle_ );
 }
 
-DatabaseResult<std::vector<SqlRow>> SqlSession::run( const std::string& sql, const std::vector<SqlValue>& parameters )
+DatabaseResult<std::vector<SqlRow>> SqliteSession::run_(
+    const std::string& sql, const std::vector<SqlValue>& parameters )
 {
-    if ( failure_ )
-        return tl::unexpected( *failure_ );
     sqlite3_stmt* raw = nullptr;
     int code = sqlite3_prepare_v2( handle_, sql.c_str(), int( sql.size() ), &raw, nullptr );
     const Statement statement( raw, &sqlite3_finalize );
     if ( code != SQLITE_OK )
-        return failed_( errorOf( handle_, code ) );
+        return tl::unexpected( errorOf( handle_, code ) );
     const bool reads = sqlite3_stmt_readonly( raw ) != 0;
-    const Timed timed( reads && !inTransaction_ ? measures().reads : measures().writes );
+    const Timed timed( reads && !isInTransaction() ? measures().reads : measures().writes );
     const Turn turn( *this, !reads );
     if ( !turn )
-        return failed_( { DatabaseTrouble::Unavailable, "Database: others write for too long" } );
+        return tl::unexpected( othersWrite() );
     for ( size_t i = 0; i < parameters.size(); ++i )
         bind( raw, int( i + 1 ), parameters[i] );
     std::vector<SqlRow> rows;
@@ -143,47 +147,35 @@ DatabaseResult<std::vector<SqlRow>> SqlSession::run( const std::string& sql, con
         rows.push_back( readRow( raw ) );
     if ( code == SQLITE_DONE )
         return rows;
-    return failed_( errorOf( handle_, code ) );
+    return tl::unexpected( errorOf( handle_, code ) );
 }
 
-DatabaseResult<std::vector<SqlRow>> SqlSession::failed_( DatabaseError error )
-{
-    if ( inTransaction_ )
-        failure_ = error;
-    return tl::unexpected( std::move( error ) );
-}
-
-int SqlSession::changes() const
+int SqliteSession::changes() const
 {
     return sqlite3_changes( handle_ );
 }
 
-void SqlSession::begin()
+DatabaseResult<void> SqliteSession::begin_()
 {
-    inTransaction_ = true;
     {
         const Timed timed( measures().writes );
         hasTurn_ = turn_.take( cPatience );
     }
-    // A failure is remembered, and told by what follows.
-    (void)run( "BEGIN IMMEDIATE", {} );
+    if ( !hasTurn_ )
+        return tl::unexpected( othersWrite() );
+    return run_( "BEGIN IMMEDIATE", {} ).map( []( const auto& ) {} );
 }
 
-DatabaseResult<void> SqlSession::commit()
+DatabaseResult<void> SqliteSession::commit_()
 {
-    const auto kept = run( "COMMIT", {} );
-    if ( !kept )
-        return tl::unexpected( kept.error() );
-    return {};
+    return run_( "COMMIT", {} ).map( []( const auto& ) {} );
 }
 
-void SqlSession::end()
+void SqliteSession::end_()
 {
-    inTransaction_ = false;
-    failure_.reset();
     // Some failures have taken everything back already.
     if ( !sqlite3_get_autocommit( handle_ ) )
-        (void)run( "ROLLBACK", {} );
+        (void)run_( "ROLLBACK", {} );
     if ( std::exchange( hasTurn_, false ) )
         turn_.giveBack();
 }

@@ -1,4 +1,4 @@
-#include "database/DatabaseResult.h"
+#include "database/engine/DatabaseResult.h"
 
 namespace VX::Backend
 {

@@ -1,4 +1,4 @@
-#include "database/WriteTurn.h"
+#include "database/sqlite/WriteTurn.h"
 
 namespace VX::Backend
 {

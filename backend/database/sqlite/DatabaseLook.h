@@ -1,7 +1,7 @@
 #pragma once
 
-#include "database/SqlSession.h"
-#include "database/WriteTurn.h"
+#include "database/engine/SqlSession.h"
+#include "database/sqlite/WriteTurn.h"
 
 #include <VXMesh/io/ScratchFolder.h>
 

@@ -1,5 +1,6 @@
-#include "database/DatabaseLook.h"
+#include "database/sqlite/DatabaseLook.h"
 
+#include "database/sqlite/SqliteSession.h"
 #include "text/Uri.h"
 
 #include <sqlite3.h>
@@ -52,7 +53,7 @@ DatabaseResult<std::unique_ptr<DatabaseLook>> DatabaseLook::open( const fs::path
     // Nobody changes what nobody uses, so it need not be locked, which takes files beside it.
     const auto uri = "file:" + percentEncode( fs::absolute( place ).string(), true ) +
                      ( isUsed || out->copy_ ? "" : "?immutable=1" );
-    auto session = SqlSession::open( uri, flags, out->turn_ );
+    auto session = SqliteSession::open( uri, flags, out->turn_ );
     if ( !session )
         return tl::unexpected( session.error() );
     out->session_ = std::move( *session );

@@ -1,0 +1,65 @@
+#include "database/Schema.h"
+
+namespace VX::Backend
+{
+namespace
+{
+
+DatabaseResult<bool> isThere( const DatabaseResult<std::vector<SqlRow>>& rows )
+{
+    return rows.map( []( const std::vector<SqlRow>& found ) { return !found.empty(); } );
+}
+
+} // namespace
+
+DatabaseResult<void> makeTable(
+    Database& database, const std::string& name, const std::string& columns, RowNumbers numbers )
+{
+    return database.execute( database.engine().tableOf( name, columns, numbers ) ).map( []( int ) {} );
+}
+
+DatabaseResult<void> makeTrigger( Database& database, const Trigger& trigger )
+{
+    for ( const auto& sql : database.engine().triggerOf( trigger ) )
+        if ( const auto done = database.execute( sql ); !done )
+            return tl::unexpected( done.error() );
+    return {};
+}
+
+DatabaseResult<bool> addColumn(
+    Database& database, const std::string& table, const std::string& name, const std::string& type )
+{
+    const auto there = isThere( database.query( database.engine().columnQuery(), { table, name } ) );
+    if ( !there )
+        return there;
+    if ( *there )
+        return false;
+    return database.execute( database.engine().columnOf( table, name, type ) ).map( []( int ) { return true; } );
+}
+
+DatabaseResult<void> lockTable( Database& database, const std::string& name )
+{
+    const auto sql = database.engine().lockOf( name );
+    return sql.empty() ? DatabaseResult<void>() : database.execute( sql ).map( []( int ) {} );
+}
+
+DatabaseResult<bool> hasTable( Database& database, const std::string& name )
+{
+    return isThere( database.query( database.engine().tableQuery(), { name } ) );
+}
+
+DatabaseResult<int64_t> sizeOf( Database& database )
+{
+    return database.query( database.engine().sizeQuery() )
+        .map( []( const std::vector<SqlRow>& rows ) { return rows.empty() ? 0 : integerOf( rows.front().front() ); } );
+}
+
+DatabaseResult<void> executeAll( Database& database, std::initializer_list<const char*> statements )
+{
+    for ( const char* sql : statements )
+        if ( const auto done = database.execute( sql ); !done )
+            return tl::unexpected( done.error() );
+    return {};
+}
+
+} // namespace VX::Backend

@@ -175,6 +175,16 @@ void addConversionOptions( CLI::App& command, Line& line )
         ->capture_default_str();
 }
 
+void addDatabaseOption( CLI::App& command, std::string& address )
+{
+    command
+        .add_option( "--database", address,
+            "Keep accounts, conversions, mails, statistics and the keys of sign-ins in this PostgreSQL, "
+            "postgresql://USER@HOST[:PORT]/NAME, in place of files in DATA. PGPASSWORD, or the file that PGPASSFILE "
+            "names, has its password" )
+        ->envname( "ORVANTA_DATABASE" );
+}
+
 void addStoreOptions( CLI::App& command, StoreOptions& store )
 {
     auto* endpoint = command.add_option( "--store-endpoint", store.endpoint,
@@ -258,6 +268,7 @@ void addServe( CLI::App& app, Run& run )
     command->add_option( "--downloads", options.downloads,
         "Folder of the Debian packages that the page /download lists; DATA/downloads unless given" );
     addConversionOptions( *command, *line );
+    addDatabaseOption( *command, options.database );
     addStoreOptions( *command, options.store );
     command->add_flag( "--check", line->onlyChecks, "Only say whether these options and the certificate could be used" )
         ->configurable( false );

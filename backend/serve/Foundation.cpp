@@ -4,10 +4,13 @@
 #include "converter/Bubblewrap.h"
 #include "converter/ConversionJobs.h"
 #include "database/DatabaseFiles.h"
+#include "database/postgres/PostgresEngine.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
 #include "identity/KeptLimit.h"
 #include "identity/gateway/GatewayNames.h"
+#include "identity/keys/DatabaseKeyStore.h"
+#include "identity/keys/FileKeyStore.h"
 #include "mail/MailQueue.h"
 #include "serve/MonitorListener.h"
 #include "statistics/StatsStore.h"
@@ -76,6 +79,35 @@ tl::expected<void, std::string> checkSandbox( const ServiceOptions& options )
         "allow namespaces of users, or take the risk with --without-sandbox" ) );
 }
 
+tl::expected<void, std::string> checkDatabase( const ServiceOptions& options )
+{
+    return options.database.empty() ? tl::expected<void, std::string>() : PostgresEngine::check( options.database );
+}
+
+tl::expected<std::unique_ptr<Database>, std::string> openDatabase(
+    const ServiceOptions& options, const char* file, const char* schema )
+{
+    return options.database.empty() ? Database::open( options.data / file )
+                                    : Database::open( std::make_unique<PostgresEngine>( options.database, schema ) );
+}
+
+/// Where others have the same database they have the same keys.
+std::unique_ptr<KeyStore> keyStoreOf( const ServiceOptions& options, Database& database )
+{
+    if ( options.database.empty() )
+        return std::make_unique<FileKeyStore>( options.data );
+    return std::make_unique<DatabaseKeyStore>( database );
+}
+
+/// Nobody else brings the same tables to another version meanwhile.
+tl::expected<void, std::string> prepareAll( Database& database, Database& statistics )
+{
+    const auto held = database.engine().holdTables();
+    const auto prepared =
+        held.map( []( const auto& ) {} ).and_then( [&] { return prepareTables( database, statistics ); } );
+    return prepared.map_error( []( const DatabaseError& error ) { return error.text; } );
+}
+
 /// Puts a value that may be missing into its place.
 template <typename T>
 auto into( T& place )
@@ -92,6 +124,7 @@ DatabaseResult<void> prepareTables( Database& database, Database& statistics )
         .and_then( [&] { return KeptLimit::prepare( database ); } )
         .and_then( [&] { return GatewayNames::prepare( database ); } )
         .and_then( [&] { return MailQueue::prepare( database ); } )
+        .and_then( [&] { return DatabaseKeyStore::prepare( database ); } )
         .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
 }
 
@@ -112,6 +145,7 @@ tl::expected<void, std::string> Foundation::check( const ServiceOptions& options
         .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
         .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } )
         .and_then( [&] { return MonitorListener::check( options.monitor ); } )
+        .and_then( [&] { return checkDatabase( options ); } )
         .and_then( [&] { return checkStore( options.store ); } )
         .and_then( [&] { return checkSandbox( options ); } );
 }
@@ -132,16 +166,16 @@ tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& opt
                           .map( into( out.certificate ) )
                           .and_then( [&] { return storeKeysOf( options ); } )
                           .map( into( out.storeKeys ) )
-                          .and_then( [&] { return ensureIdentityKeys( data ); } )
-                          .map( into( out.identityKeys ) )
-                          .and_then( [&] { return Database::open( data / cMainDatabase ); } )
+                          .and_then( [&] { return openDatabase( options, cMainDatabase, cMainSchema ); } )
                           .map( into( out.database ) )
-                          .and_then( [&] { return Database::open( data / cStatisticsDatabase ); } )
-                          .map( into( out.statistics ) );
+                          .and_then( [&] { return openDatabase( options, cStatisticsDatabase, cStatisticsSchema ); } )
+                          .map( into( out.statistics ) )
+                          .and_then( [&] { return prepareAll( *out.database, *out.statistics ); } )
+                          .map( [&] { out.keyStore = keyStoreOf( options, *out.database ); } )
+                          .and_then( [&] { return out.keyStore->ensure( systemTime() ); } )
+                          .map( into( out.identityKeys ) );
     if ( !laid )
         return tl::unexpected( laid.error() );
-    if ( const auto prepared = prepareTables( *out.database, *out.statistics ); !prepared )
-        return tl::unexpected( prepared.error().text );
     return out;
 }
 

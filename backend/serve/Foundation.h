@@ -3,7 +3,7 @@
 #include "data/DataFolder.h"
 #include "database/Database.h"
 #include "http/TrustedProxies.h"
-#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/KeyStore.h"
 #include "serve/Service.h"
 #include "serve/StoreKeys.h"
 #include "tls/Certificates.h"
@@ -28,11 +28,12 @@ struct Foundation
     std::unique_ptr<FolderLock> lock;
     ServerCertificate certificate;
     StoreKeys storeKeys;
-    IdentityKeys identityKeys;
     /// With the tables of all services.
     std::unique_ptr<Database> database;
     /// Of its own, so that no sign-in and no conversion ever waits for a report.
     std::unique_ptr<Database> statistics;
+    std::unique_ptr<KeyStore> keyStore;
+    IdentityKeys identityKeys;
 
     /// Makes and reads it; nothing is made when the options alone tell that it cannot be. Blocks.
     [[nodiscard]] static tl::expected<Foundation, std::string> lay( const ServiceOptions& options );

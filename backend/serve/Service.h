@@ -46,6 +46,8 @@ struct ServiceOptions
     /// In PEM; one of its own, for this machine alone, unless set.
     std::filesystem::path tlsCertificate, tlsKey;
     bool allowAnonymous = false;
+    /// Address of a PostgreSQL that keeps what is in the data folder's databases otherwise, and the keys of sign-ins.
+    std::string database;
     StoreOptions store;
     uint64_t maxUpload = uint64_t( 2 ) << 30;
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results

@@ -35,6 +35,18 @@ PostgresEngine::PostgresEngine( std::string address, std::string schema )
 {
 }
 
+tl::expected<void, std::string> PostgresEngine::check( const std::string& address )
+{
+    const Options options( PQconninfoParse( address.c_str(), nullptr ), &PQconninfoFree );
+    // What is neither is the name of a database to the library.
+    const bool isAddress = address.find( "://" ) != std::string::npos || address.find( '=' ) != std::string::npos;
+    if ( options && isAddress )
+        return {};
+    // It may have a password in it.
+    return tl::unexpected(
+        std::string( "--database wants an address such as postgresql://orvanta@db.example.org/orvanta" ) );
+}
+
 std::string PostgresEngine::name() const
 {
     const Options options( PQconninfoParse( address_.c_str(), nullptr ), &PQconninfoFree );

@@ -12,6 +12,9 @@ public:
     /// The address as `PostgresSession::open` takes it. The schema's name consists of small letters, digits and "_".
     PostgresEngine( std::string address, std::string schema );
 
+    /// Whether it is an address at all; nobody is asked.
+    [[nodiscard]] static tl::expected<void, std::string> check( const std::string& address );
+
     [[nodiscard]] std::string name() const override;
     [[nodiscard]] DatabaseResult<std::unique_ptr<SqlSession>> open() override;
     [[nodiscard]] DatabaseResult<std::shared_ptr<void>> holdTables() override;

@@ -36,7 +36,7 @@ void AccessTokens::setKeys( const std::vector<SigningKey>& keys )
 {
     auto pairs = std::make_shared<KeyPairs>();
     for ( const auto& key : keys )
-        pairs->push_back( keyPairOf( key.seed ) );
+        pairs->push_back( { keyPairOf( key.seed ), key.since } );
     const std::lock_guard lock( mutex_ );
     kept_ = std::move( pairs );
 }
@@ -67,9 +67,13 @@ Json::Value AccessTokens::publicKeys() const
 std::string AccessTokens::signed_( Json::Value claims, const char* use ) const
 {
     const auto pairs = pairs_();
-    const auto& pair = pairs->back();
+    const auto time = clock_();
+    const auto begun =
+        std::find_if( pairs->rbegin(), pairs->rend(), [&]( const Signer& one ) { return one.since <= time; } );
+    // A clock that was set back is no reason to sign nothing.
+    const auto& pair = begun == pairs->rend() ? pairs->front() : *begun;
     const auto header = base64Url( R"({"alg":"EdDSA","kid":")" + pair.id + R"(","typ":"JWT"})" );
-    const auto now = clock_().time_since_epoch();
+    const auto now = time.time_since_epoch();
     claims["token_use"] = use;
     claims["jti"] = randomHex( 16 );
     claims["iat"] = Json::Int64( now.count() );

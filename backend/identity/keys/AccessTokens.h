@@ -32,7 +32,7 @@ class AccessTokens
 public:
     using Clock = std::function<std::chrono::sys_seconds()>;
 
-    /// The last key signs, tokens of all are good; there is one at least.
+    /// The last key that has begun to sign signs, tokens of all are good; there is one at least.
     AccessTokens( const std::vector<SigningKey>& keys, std::chrono::seconds life, Clock clock );
     /// From now on those keys, and no others.
     void setKeys( const std::vector<SigningKey>& keys );
@@ -50,7 +50,11 @@ public:
     [[nodiscard]] Json::Value publicKeys() const;
 
 private:
-    using KeyPairs = std::vector<KeyPair>;
+    struct Signer : KeyPair
+    {
+        std::chrono::sys_seconds since;
+    };
+    using KeyPairs = std::vector<Signer>;
 
     [[nodiscard]] std::shared_ptr<const KeyPairs> pairs_() const;
     [[nodiscard]] std::string signed_( Json::Value claims, const char* use ) const;

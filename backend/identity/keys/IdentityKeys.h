@@ -16,7 +16,7 @@ namespace VX::Backend
 struct SigningKey
 {
     std::string seed;               ///< 32 bytes
-    std::chrono::sys_seconds since; ///< when it began to sign
+    std::chrono::sys_seconds since; ///< when it begins to sign
     bool operator==( const SigningKey& ) const = default;
 };
 
@@ -41,10 +41,6 @@ struct IdentityKeys
 /// then.
 [[nodiscard]] tl::expected<IdentityKeys, std::string> rotateSigningKey(
     const std::filesystem::path& folder, std::chrono::sys_seconds now );
-/// Forgets the keys that have not signed for so long; all keys there are then.
-[[nodiscard]] tl::expected<IdentityKeys, std::string> dropFormerKeys(
-    const std::filesystem::path& folder, std::chrono::sys_seconds now, std::chrono::seconds unused );
-
 /// Whether `dropFormerKeys` would forget any.
 [[nodiscard]] bool hasKeysToDrop( const IdentityKeys& keys, std::chrono::sys_seconds now, std::chrono::seconds unused );
 

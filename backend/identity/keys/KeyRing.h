@@ -1,8 +1,9 @@
 #pragma once
 
 #include "identity/keys/AccessTokens.h"
+#include "identity/keys/KeyStore.h"
 
-#include <array>
+#include <memory>
 
 namespace VX::Backend
 {
@@ -15,36 +16,33 @@ struct KeyTimes
     std::chrono::seconds overlap = std::chrono::hours( 32 );
 };
 
-/// The signing keys of a running service, which follow their file. Any thread.
+/// The signing keys of a running service, which follow what is kept of them. Any thread.
 class KeyRing
 {
 public:
     using Clock = AccessTokens::Clock;
 
-    /// The keys are those that the tokens were made with, of the file in the folder; the tokens must outlive this.
+    /// The keys are those of the store that the tokens were made with; the tokens must outlive this.
     KeyRing(
-        std::filesystem::path folder, const IdentityKeys& keys, AccessTokens& tokens, KeyTimes times, Clock clock );
+        std::unique_ptr<KeyStore> store, const IdentityKeys& keys, AccessTokens& tokens, KeyTimes times, Clock clock );
 
-    /// Takes over what has been written into the file since it was looked at last. A file that is gone or damaged
-    /// changes nothing, which the log tells once.
+    /// Takes over what has been written since it was looked at last. What is gone or damaged changes nothing, which the
+    /// log tells once.
     void look();
     /// Renews a key that is old, and forgets those by which no token is good any more.
     void tend();
 
 private:
-    /// What is another one when a file has been written anew.
-    using Stamp = std::array<int64_t, 4>;
-
-    [[nodiscard]] Stamp stampNow_() const;
     void take_( const tl::expected<IdentityKeys, std::string>& keys );
 
-    std::filesystem::path folder_;
+    std::unique_ptr<KeyStore> store_;
     AccessTokens& tokens_;
     KeyTimes times_;
     Clock clock_;
     std::mutex mutex_;
     IdentityKeys keys_;
-    Stamp seen_;
+    /// What was written since the keys were read is still to be seen.
+    std::string seen_ = {};
 };
 
 } // namespace VX::Backend

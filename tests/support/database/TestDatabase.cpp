@@ -2,6 +2,7 @@
 
 #include "crypto/Hex.h"
 #include "database/postgres/PostgresEngine.h"
+#include "database/postgres/PostgresSession.h"
 #include "database/sqlite/SqliteEngine.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,16 @@ std::string postgresAddress()
 {
     const char* address = std::getenv( "ORVANTA_TEST_POSTGRES" );
     return address ? address : "";
+}
+
+std::string newPostgresDatabase()
+{
+    constexpr size_t cBytes = 8;
+    const auto name = "t" + randomHex( cBytes );
+    auto address = postgresAddress();
+    const auto session = PostgresSession::open( address, "public" ).value();
+    EXPECT_TRUE( session->run( "CREATE DATABASE " + name, {} ) );
+    return address.replace( address.rfind( '/' ) + 1, std::string::npos, name );
 }
 
 std::unique_ptr<SqlEngine> testEngine( const std::filesystem::path& file )

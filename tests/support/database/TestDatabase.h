@@ -16,6 +16,9 @@ namespace VX::Testing
 /// Its address.
 [[nodiscard]] std::string postgresAddress();
 
+/// The address of an empty database on that server, which is made.
+[[nodiscard]] std::string newPostgresDatabase();
+
 /// An engine of a database of its own for each file: an SQLite file, or a schema of the PostgreSQL.
 [[nodiscard]] std::unique_ptr<Backend::SqlEngine> testEngine( const std::filesystem::path& file );
 

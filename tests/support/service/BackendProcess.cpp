@@ -1,6 +1,7 @@
 #include "support/service/BackendProcess.h"
 #include "TestPlaces.h"
 #include "support/Patience.h"
+#include "support/database/TestDatabase.h"
 #include "support/service/SandboxOption.h"
 
 #include <csignal>
@@ -21,6 +22,7 @@ BackendProcess::BackendProcess(
     : options_( std::move( options ) )
     , log_( std::move( log ) )
     , before_( std::move( before ) )
+    , database_( isOverPostgres() ? newPostgresDatabase() : "" )
 {
     start_();
 }
@@ -40,6 +42,11 @@ void BackendProcess::start_()
     for ( const auto& word : { std::string( ORVANTA_BACKEND ), std::string( "serve" ), std::string( "--data" ),
               folder_.path().string(), std::string( "--port" ), std::to_string( ORVANTA_TEST_PORT ) } )
         arguments.push_back( word );
+    if ( !database_.empty() )
+    {
+        arguments.emplace_back( "--database" );
+        arguments.push_back( database_ );
+    }
     arguments.insert( arguments.end(), options_.begin(), options_.end() );
     if ( const auto option = sandboxOption(); !option.empty() )
         arguments.push_back( option );

@@ -9,7 +9,8 @@
 namespace VX::Testing
 {
 
-/// The real back end in a process of its own, on the port that the libraries were built for, with a fresh folder.
+/// The real back end in a process of its own, on the port that the libraries were built for, with a fresh folder, and
+/// with a fresh database where tests run over PostgreSQL.
 /// Programs of this process trust its certificate.
 class BackendProcess
 {
@@ -41,6 +42,7 @@ private:
     std::vector<std::string> options_;
     std::filesystem::path log_;
     std::vector<std::string> before_;
+    std::string database_; ///< its address, where it is not in the folder
     int pid_ = -1;
 };
 

@@ -3,6 +3,7 @@
 
 #include "crypto/Base64.h"
 #include "crypto/Hex.h"
+#include "identity/keys/FileKeyStore.h"
 #include "identity/keys/KeyCommands.h"
 #include "identity/keys/KeyRing.h"
 #include "identity/keys/KeysApi.h"
@@ -55,7 +56,7 @@ protected:
     IdentityKeys first_ = ensureIdentityKeys( folder_.path(), cStart ).value();
     AccessTokens::Clock clock_ = [this] { return now_; };
     AccessTokens tokens_{ first_.signing, 8h, clock_ };
-    KeyRing ring_{ folder_.path(), first_, tokens_, {}, clock_ };
+    KeyRing ring_{ std::make_unique<FileKeyStore>( folder_.path() ), first_, tokens_, {}, clock_ };
 };
 
 } // namespace

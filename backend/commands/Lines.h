@@ -15,6 +15,7 @@ using Run = std::function<int()>;
 
 /// Each adds its subcommand to the command line; where that one is given, `run` does it afterwards.
 void addServe( CLI::App& app, Run& run );
+void addWork( CLI::App& app, Run& run );
 void addUser( CLI::App& app, Run& run );
 void addMails( CLI::App& app, Run& run );
 void addJobs( CLI::App& app, Run& run );

@@ -23,6 +23,10 @@ constexpr const char* cCutOff =
     "The conversion service broke down three times during this conversion; the file may be too large";
 constexpr const char* cNoTurn = "No converter was free for this file in time; open the file again later";
 
+// What others are told by the bell; behind the second one is the job.
+constexpr const char* cQueued = "queued";
+constexpr const char* cEnded = "ended ";
+
 /// Holds for the attempt that has a job: ?2 is the job, ?3 the attempt, ?4 the state of one that runs.
 const std::string cFence = "id = ?2 AND attempts = ?3 AND state = ?4";
 
@@ -77,7 +81,7 @@ DatabaseResult<bool> ConversionJobs::queue( const std::string& id, const std::st
     const auto changed =
         database_.execute( "UPDATE conversions SET state = ?, queued = ?, request = ? WHERE id = ? AND state = ?",
             { stateNumber( JobState::Queued ), now_(), request, id, stateNumber( JobState::Created ) } );
-    notifyChange();
+    tellQueued_();
     return changed.map( []( int rows ) { return rows > 0; } );
 }
 
@@ -173,7 +177,7 @@ DatabaseResult<bool> ConversionJobs::giveBack( const ConversionJob& job )
     const auto changed =
         database_.execute( "UPDATE conversions SET state = ?1, taker = '', lease_until = 0 WHERE " + cFence,
             { stateNumber( JobState::Queued ), job.id, job.attempt, stateNumber( JobState::Running ) } );
-    notifyChange();
+    tellQueued_();
     return changed.map( []( int rows ) { return rows > 0; } );
 }
 
@@ -215,7 +219,7 @@ DatabaseResult<bool> ConversionJobs::retry( const std::string& id, uint64_t uplo
         "UPDATE conversions SET state = ?1, queued = ?2, created = ?2, ended = NULL, error = NULL, deaths = 0, taker = "
         "'', lease_until = 0, bytes = ?3 WHERE id = ?4 AND state = ?5",
         { stateNumber( JobState::Queued ), now_(), int64_t( uploadBytes ), id, stateNumber( JobState::Failed ) } );
-    notifyChange();
+    tellQueued_();
     return changed.map( []( int rows ) { return rows > 0; } );
 }
 
@@ -235,7 +239,7 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::str
     const auto ended = [this]( const Rows& rows )
     {
         if ( !rows.empty() )
-            notifyChange();
+            tellQueued_();
         std::vector<ConversionJob> failed;
         for ( const auto& row : rows )
             if ( const auto job = toJob( row ); job.state == JobState::Failed )
@@ -389,7 +393,35 @@ void ConversionJobs::unlisten( const void* who )
     listeners_.erase( who );
 }
 
+void ConversionJobs::connect( Bell& bell )
+{
+    bell_ = &bell;
+    bell.listen( [this]( const std::string& word ) { hear_( word ); } );
+}
+
+void ConversionJobs::hear_( const std::string& word )
+{
+    if ( word.starts_with( cEnded ) )
+        noteEnd_( word.substr( std::string_view( cEnded ).size() ) );
+    else
+        notifyChange();
+}
+
+void ConversionJobs::tellQueued_()
+{
+    notifyChange();
+    if ( bell_ )
+        bell_->ring( cQueued );
+}
+
 void ConversionJobs::tellEnd_( const std::string& id )
+{
+    noteEnd_( id );
+    if ( bell_ )
+        bell_->ring( cEnded + id );
+}
+
+void ConversionJobs::noteEnd_( const std::string& id )
 {
     notifyChange();
     const std::lock_guard lock( listenersMutex_ );

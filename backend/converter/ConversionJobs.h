@@ -70,7 +70,8 @@ struct JobLimits
 /// Who takes a job has it for the time of a lease, and for longer by `beat`. Once the lease is over another may take
 /// the job; the attempt before then changes nothing any more, whatever it still does.
 ///
-/// Any thread. `waitForChange` is only a hint that saves waiting inside one process; who waits looks again anyway.
+/// Any thread. `waitForChange` is only a hint that saves waiting, of other processes where there is a bell; who waits
+/// looks again anyway.
 class ConversionJobs
 {
 public:
@@ -83,6 +84,10 @@ public:
     [[nodiscard]] static Result<void> prepare( Database& database );
 
     ConversionJobs( Database& database, Clock clock, JobLimits limits = {} );
+
+    /// Tells others of changes by this bell, and hears of theirs. It is to go before this object, and after all who
+    /// change jobs.
+    void connect( Bell& bell );
 
     /// As what this object takes jobs: a name that no other ever has.
     [[nodiscard]] const std::string& instance() const { return instance_; }
@@ -164,12 +169,12 @@ public:
     /// oldest result, or else the oldest upload, whose jobs are removed.
     [[nodiscard]] Result<std::optional<ConversionJob>> expireOldest( const std::optional<std::string>& owner = {} );
 
-    /// How many times a job of this process may have changed; to be asked before a look at the jobs.
+    /// How many times a job may have changed; to be asked before a look at the jobs.
     [[nodiscard]] uint64_t changes();
     /// Returns when there are more than those, or after that time.
     void waitForChange( uint64_t seen, std::chrono::milliseconds most );
     void notifyChange();
-    /// Who is told, on any thread, which job has ended in this process or was removed; as a hint, too.
+    /// Who is told, on any thread, which job has ended or was removed; as a hint, too.
     using Ended = std::function<void( const std::string& id )>;
     void listen( const void* who, Ended ended );
     /// Nothing is told after it.
@@ -183,7 +188,11 @@ private:
         const ConversionJob& job, JobState state, const SqlValue& error, std::optional<uint64_t> bytes );
     /// Ends attempts by a death, of the running jobs for which the condition on ?7 holds.
     [[nodiscard]] Result<std::vector<ConversionJob>> died_( const std::string& condition, const SqlValue& value );
+    /// A job may be taken.
+    void tellQueued_();
     void tellEnd_( const std::string& id );
+    void noteEnd_( const std::string& id );
+    void hear_( const std::string& word );
     void tellEnds_( const std::vector<ConversionJob>& jobs );
     /// What the database has answered, after telling the watch whether it did.
     template <typename T>
@@ -194,6 +203,7 @@ private:
     Clock clock_;
     JobLimits limits_;
     std::string instance_;
+    Bell* bell_ = nullptr;
     LeaseWatch watch_{ cLease.count() };
     std::mutex mutex_;
     std::condition_variable changed_;

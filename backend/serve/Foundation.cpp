@@ -108,6 +108,18 @@ tl::expected<void, std::string> prepareAll( Database& database, Database& statis
     return prepared.map_error( []( const DatabaseError& error ) { return error.text; } );
 }
 
+/// What is so for whoever works for a service, too.
+tl::expected<void, std::string> checkShared( const ServiceOptions& options )
+{
+    if ( options.slots == 0 && ( options.database.empty() || options.store.endpoint.empty() ) )
+        return tl::unexpected( std::string(
+            "With --slots 0 others convert, with whom the service shares --database and --store-endpoint" ) );
+    return MonitorListener::check( options.monitor )
+        .and_then( [&] { return checkDatabase( options ); } )
+        .and_then( [&] { return checkStore( options.store ); } )
+        .and_then( [&] { return options.slots == 0 ? tl::expected<void, std::string>() : checkSandbox( options ); } );
+}
+
 /// Puts a value that may be missing into its place.
 template <typename T>
 auto into( T& place )
@@ -144,39 +156,46 @@ tl::expected<void, std::string> Foundation::check( const ServiceOptions& options
     return publicUrlOf( options )
         .and_then( [&]( const std::string& ) { return TrustedProxies::parse( options.trustedProxies ); } )
         .and_then( [&]( const TrustedProxies& ) { return HttpServer::check( http ); } )
-        .and_then( [&] { return MonitorListener::check( options.monitor ); } )
-        .and_then( [&] { return checkDatabase( options ); } )
-        .and_then( [&] { return checkStore( options.store ); } )
-        .and_then( [&] { return checkSandbox( options ); } );
+        .and_then( [&] { return checkShared( options ); } );
+}
+
+tl::expected<void, std::string> Foundation::layData_( const ServiceOptions& options )
+{
+    return prepareDataFolder( options.data )
+        .and_then( [&] { return FolderLock::take( options.data ); } )
+        .map( into( lock ) )
+        .and_then( [&] { return storeKeysOf( options ); } )
+        .map( into( storeKeys ) )
+        .and_then( [&] { return openDatabase( options, cMainDatabase, cMainSchema ); } )
+        .map( into( database ) )
+        .and_then( [&] { return openDatabase( options, cStatisticsDatabase, cStatisticsSchema ); } )
+        .map( into( statistics ) )
+        .and_then( [&] { return prepareAll( *database, *statistics ); } );
 }
 
 tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& options )
 {
     Foundation out;
-    const auto& data = options.data;
-    const auto laid = check( options )
-                          .and_then( [&] { return publicUrlOf( options ); } )
-                          .map( into( out.publicUrl ) )
-                          .and_then( [&] { return TrustedProxies::parse( options.trustedProxies ); } )
-                          .map( into( out.proxies ) )
-                          .and_then( [&] { return prepareDataFolder( data ); } )
-                          .and_then( [&] { return FolderLock::take( data ); } )
-                          .map( into( out.lock ) )
-                          .and_then( [&] { return certificateOf( options ); } )
-                          .map( into( out.certificate ) )
-                          .and_then( [&] { return storeKeysOf( options ); } )
-                          .map( into( out.storeKeys ) )
-                          .and_then( [&] { return openDatabase( options, cMainDatabase, cMainSchema ); } )
-                          .map( into( out.database ) )
-                          .and_then( [&] { return openDatabase( options, cStatisticsDatabase, cStatisticsSchema ); } )
-                          .map( into( out.statistics ) )
-                          .and_then( [&] { return prepareAll( *out.database, *out.statistics ); } )
-                          .map( [&] { out.keyStore = keyStoreOf( options, *out.database ); } )
-                          .and_then( [&] { return out.keyStore->ensure( systemTime() ); } )
-                          .map( into( out.identityKeys ) );
-    if ( !laid )
-        return tl::unexpected( laid.error() );
-    return out;
+    return check( options )
+        .and_then( [&] { return publicUrlOf( options ); } )
+        .map( into( out.publicUrl ) )
+        .and_then( [&] { return TrustedProxies::parse( options.trustedProxies ); } )
+        .map( into( out.proxies ) )
+        .and_then( [&] { return out.layData_( options ); } )
+        .and_then( [&] { return certificateOf( options ); } )
+        .map( into( out.certificate ) )
+        .map( [&] { out.keyStore = keyStoreOf( options, *out.database ); } )
+        .and_then( [&] { return out.keyStore->ensure( systemTime() ); } )
+        .map( into( out.identityKeys ) )
+        .map( [&] { return std::move( out ); } );
+}
+
+tl::expected<Foundation, std::string> Foundation::layShared( const ServiceOptions& options )
+{
+    Foundation out;
+    return checkShared( options )
+        .and_then( [&] { return out.layData_( options ); } )
+        .map( [&] { return std::move( out ); } );
 }
 
 } // namespace VX::Backend

@@ -37,10 +37,17 @@ struct Foundation
 
     /// Makes and reads it; nothing is made when the options alone tell that it cannot be. Blocks.
     [[nodiscard]] static tl::expected<Foundation, std::string> lay( const ServiceOptions& options );
+    /// The same for a process that nobody calls: what it shares with services. The database and the store have to be
+    /// somewhere else.
+    [[nodiscard]] static tl::expected<Foundation, std::string> layShared( const ServiceOptions& options );
     /// Certificate and key of the operator, or of our own, which are made where they are missing or about to end.
     [[nodiscard]] static tl::expected<ServerCertificate, std::string> certificateOf( const ServiceOptions& options );
     /// Whether it could be laid, as far as the options tell; makes nothing and reads only the certificate.
     [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
+
+private:
+    /// The data folder, and what is in it or elsewhere.
+    [[nodiscard]] tl::expected<void, std::string> layData_( const ServiceOptions& options );
 };
 
 } // namespace VX::Backend

@@ -1,9 +1,7 @@
 #include "serve/Service.h"
 
 #include "clock/SystemTime.h"
-#include "converter/ConversionRunner.h"
 #include "converter/ConverterApi.h"
-#include "converter/WorkerTrial.h"
 #include "http/Descriptors.h"
 #include "identity/AuthApi.h"
 #include "identity/keys/KeyRing.h"
@@ -14,6 +12,7 @@
 #include "serve/MonitorListener.h"
 #include "serve/Router.h"
 #include "serve/Storage.h"
+#include "serve/Workers.h"
 #include "site/SiteApi.h"
 #include "statistics/StatsApi.h"
 #include "version/VersionApi.h"
@@ -56,14 +55,6 @@ Delivery deliveryOf( const ServiceOptions& options )
     return options.identity.smtp.url.empty() ? Delivery::AtOnce : Delivery::Later;
 }
 
-JobLimits jobLimits( const ServiceOptions& options )
-{
-    JobLimits out;
-    // Nobody alone fills the store, and everybody can have a file of the largest size in it.
-    out.bytes = std::max( options.maxUpload, options.maxStored / 2 );
-    return out;
-}
-
 std::unique_ptr<IdentityService> makeIdentity(
     const ServiceOptions& options, Database& database, Accounts& accounts, AccessTokens& tokens, MailQueue& mails )
 {
@@ -101,14 +92,6 @@ KeyTimes keyTimes( const ServiceOptions& options )
     return out;
 }
 
-WorkerSetup workerSetup( const ServiceOptions& options )
-{
-    WorkerSetup out;
-    out.limits = options.worker;
-    out.inBubblewrap = !options.withoutSandbox;
-    return out;
-}
-
 StatsOptions statsOptions( const ServiceOptions& options, const IdentityKeys& keys )
 {
     StatsOptions out;
@@ -132,7 +115,7 @@ public:
     [[nodiscard]] const std::string& url() const { return url_; }
     [[nodiscard]] HttpServer& server() { return *server_; }
     [[nodiscard]] uint16_t monitorPort() const { return monitor_ ? monitor_->port() : uint16_t( 0 ); }
-    [[nodiscard]] const ConversionRunner& runner() const { return *runner_; }
+    [[nodiscard]] const Workers& workers() const { return *workers_; }
     [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
     void drain();
 
@@ -155,6 +138,8 @@ private:
     std::function<tl::expected<ServerCertificate, std::string>()> certify_;
     std::mutex certifying_; ///< one at a time writes the files
     ConversionJobs jobs_;
+    /// Goes before they do, and after all who change them.
+    std::unique_ptr<Bell> bell_;
     Storage storage_;
     std::unique_ptr<Mailer> mailer_;
     Accounts accounts_;
@@ -184,7 +169,7 @@ private:
     Ending<AuthApi> authEnding_{ auth_ };
     Ending<Router> routerEnding_{ router_ };
     /// May wait for a worker.
-    std::unique_ptr<ConversionRunner> runner_;
+    std::unique_ptr<Workers> workers_;
     /// Asks all others.
     std::unique_ptr<MonitorListener> monitor_;
 };
@@ -193,6 +178,7 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     : foundation_( std::move( foundation ) )
     , certify_( [options] { return Foundation::certificateOf( options ); } )
     , jobs_( *foundation_.database, &systemTime, jobLimits( options ) )
+    , bell_( foundation_.database->engine().bell() )
     , storage_( foundation_, options, jobs_ )
     , mailer_( makeMailer( options ) )
     , accounts_( *foundation_.database, foundation_.identityKeys.codes, &systemTime )
@@ -212,6 +198,8 @@ Service::Parts::Parts( Foundation foundation, const ServiceOptions& options )
     , health_( *foundation_.database )
     , router_( doors_( options ), counts_ )
 {
+    if ( bell_ )
+        jobs_.connect( *bell_ );
 }
 
 void Service::Parts::doChores_()
@@ -240,12 +228,9 @@ std::vector<Door> Service::Parts::doors_( const ServiceOptions& options )
 
 tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& options )
 {
-    auto folder = WorkFolder::make( options.data / "work", jobs_.instance() );
-    if ( !folder )
-        return tl::unexpected( folder.error() );
-    auto tried = WorkerTrial( ( *folder )->path(), workerSetup( options ) ).end();
-    if ( !tried )
-        return tl::unexpected( tried.error() );
+    auto workers = Workers::prepare( options, jobs_, storage_.objects() );
+    if ( !workers )
+        return tl::unexpected( workers.error() );
     HttpServerOptions http;
     http.address = options.address;
     http.port = options.port;
@@ -265,20 +250,14 @@ tl::expected<void, std::string> Service::Parts::open( const ServiceOptions& opti
     certificateWatch_ = std::make_unique<Repeating>( options.choresEvery, [this] { renewCertificate_(); } );
     if ( auto* store = storage_.embedded() )
         store->setEndpoint( url_ );
-    RunnerOptions runner;
-    runner.slots = options.slots;
-    runner.worker = workerSetup( options );
-    runner.keep = options.keep;
-    runner.tidy = std::min( runner.tidy, options.choresEvery );
-    runner.reserve = options.maxStored / 4;
-    runner_ = std::make_unique<ConversionRunner>(
-        jobs_, storage_.objects(), std::move( *folder ), runner, std::move( *tried ) );
+    workers_ = std::move( *workers );
+    workers_->begin();
     return openMonitor_( options );
 }
 
 tl::expected<void, std::string> Service::Parts::openMonitor_( const ServiceOptions& options )
 {
-    health_.askForWorkers( [this] { return runner_->hasWorker(); } );
+    health_.askForWorkers( [this] { return workers_->hasWorker(); } );
     if ( options.monitor.empty() )
         return {};
     const auto more = [this, most = options.maxStored]( Figures& figures )
@@ -318,7 +297,7 @@ void Service::Parts::drain()
 {
     health_.drain();
     converter_.drain();
-    runner_->drain();
+    workers_->drain();
 }
 
 Service::Service( std::unique_ptr<Parts> parts )
@@ -343,9 +322,17 @@ const std::string& Service::url() const
     return parts_->url();
 }
 
-tl::expected<void, std::string> Service::reloadCertificate()
+std::string Service::greeting() const
 {
-    return parts_->reloadCertificate();
+    return "Orvanta back end is ready at " + url();
+}
+
+void Service::reload()
+{
+    if ( const auto reloaded = parts_->reloadCertificate(); !reloaded )
+        spdlog::error( "The certificate stays as it was: {}", reloaded.error() );
+    else
+        spdlog::info( "The certificate was read again" );
 }
 
 void Service::drain()
@@ -355,7 +342,7 @@ void Service::drain()
 
 bool Service::isDrained() const
 {
-    return parts_->runner().isDrained();
+    return parts_->workers().isDrained();
 }
 
 tl::expected<void, std::string> Service::check( const ServiceOptions& options )

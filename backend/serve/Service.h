@@ -3,6 +3,7 @@
 #include "converter/WorkerProcess.h"
 #include "identity/EmbeddedIdentity.h"
 #include "identity/gateway/GatewayIdentity.h"
+#include "serve/Daemon.h"
 
 #include <tl/expected.hpp>
 
@@ -51,7 +52,7 @@ struct ServiceOptions
     StoreOptions store;
     uint64_t maxUpload = uint64_t( 2 ) << 30;
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
-    int slots = 2;
+    int slots = 2;                             ///< conversions at a time; 0 where other processes do them
     WorkerLimits worker;
     /// Whether workers may do without bubblewrap, and do.
     bool withoutSandbox = false;
@@ -70,30 +71,26 @@ struct ServiceOptions
 };
 
 /// All services of one machine in one process. Its end hands back what runs, for the next start.
-class Service
+class Service final : public Daemon
 {
 public:
     [[nodiscard]] static tl::expected<std::unique_ptr<Service>, std::string> start( const ServiceOptions& options );
-    ~Service();
-    Service( const Service& ) = delete;
-    Service& operator=( const Service& ) = delete;
+    ~Service() override;
 
     /// Whether a service could be started with these options, as far as they tell; it makes nothing and reads only the
     /// certificate.
     [[nodiscard]] static tl::expected<void, std::string> check( const ServiceOptions& options );
 
+    [[nodiscard]] std::string greeting() const override;
     [[nodiscard]] uint16_t port() const;
-    /// That of the operator's listener; 0 when there is none.
-    [[nodiscard]] uint16_t monitorPort() const;
+    [[nodiscard]] uint16_t monitorPort() const override;
     /// Where clients find it.
     [[nodiscard]] const std::string& url() const;
-    /// Reads certificate and key again; the error says why the old ones stay.
-    [[nodiscard]] tl::expected<void, std::string> reloadCertificate();
-
+    /// Reads certificate and key again; where they are none the old ones stay.
+    void reload() override;
     /// Takes no more conversions, and says at "/healthz" that it stops. What runs goes on, and all calls are answered.
-    void drain();
-    /// Whether nothing runs any more after it.
-    [[nodiscard]] bool isDrained() const;
+    void drain() override;
+    [[nodiscard]] bool isDrained() const override;
 
 private:
     class Parts;

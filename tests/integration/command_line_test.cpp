@@ -26,10 +26,10 @@ std::string helpOf( const std::string& command )
 TEST( BackendCommandLine, HelpsInTheseWords )
 {
     std::string all;
-    for ( const char* command : { "", " serve", " user", " user add", " user list", " user confirm", " user reset",
-              " user block", " user unblock", " user remove", " user export", " user erase", " mails", " mails list",
-              " mails retry", " jobs", " jobs list", " jobs show", " jobs retry", " jobs cancel", " keys", " keys list",
-              " keys rotate", " stats", " backup", " restore", " doctor", " convert" } )
+    for ( const char* command : { "", " serve", " work", " user", " user add", " user list", " user confirm",
+              " user reset", " user block", " user unblock", " user remove", " user export", " user erase", " mails",
+              " mails list", " mails retry", " jobs", " jobs list", " jobs show", " jobs retry", " jobs cancel",
+              " keys", " keys list", " keys rotate", " stats", " backup", " restore", " doctor", " convert" } )
         all += helpOf( command );
     Testing::expectApproved( all, "integration/approved/backend-help.txt" );
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "database/engine/Bell.h"
 #include "database/engine/SqlSession.h"
 
 #include <memory>
@@ -37,6 +38,8 @@ public:
     /// What it is called in messages, without secrets.
     [[nodiscard]] virtual std::string name() const = 0;
     [[nodiscard]] virtual DatabaseResult<std::unique_ptr<SqlSession>> open() = 0;
+    /// By which those who share the database tell each other of changes; null where nobody else has it.
+    [[nodiscard]] virtual std::unique_ptr<Bell> bell() const = 0;
     /// Waits until nobody else changes the tables of this database, and keeps others from it while what it returns is
     /// held.
     [[nodiscard]] virtual DatabaseResult<std::shared_ptr<void>> holdTables() = 0;

@@ -1,5 +1,6 @@
 #include "database/postgres/PostgresEngine.h"
 
+#include "database/postgres/PostgresBell.h"
 #include "database/postgres/PostgresSession.h"
 #include "database/postgres/PostgresText.h"
 
@@ -59,6 +60,11 @@ DatabaseResult<std::unique_ptr<SqlSession>> PostgresEngine::open()
 {
     return PostgresSession::open( address_, schema_ )
         .map( []( auto session ) { return std::unique_ptr<SqlSession>( std::move( session ) ); } );
+}
+
+std::unique_ptr<Bell> PostgresEngine::bell() const
+{
+    return std::make_unique<PostgresBell>( address_, schema_ );
 }
 
 DatabaseResult<std::shared_ptr<void>> PostgresEngine::holdTables()

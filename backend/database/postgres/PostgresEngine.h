@@ -17,6 +17,7 @@ public:
 
     [[nodiscard]] std::string name() const override;
     [[nodiscard]] DatabaseResult<std::unique_ptr<SqlSession>> open() override;
+    [[nodiscard]] std::unique_ptr<Bell> bell() const override;
     [[nodiscard]] DatabaseResult<std::shared_ptr<void>> holdTables() override;
 
     [[nodiscard]] std::string tableOf(

@@ -8,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 #include <poll.h>
 
@@ -210,6 +211,37 @@ bool PostgresSession::isAlive()
     // Nothing was asked, so what there is to read is why the server ends the connection, or its end.
     pollfd waiting{ PQsocket( connection_.get() ), POLLIN, 0 };
     return poll( &waiting, 1, 0 ) == 0;
+}
+
+void PostgresSession::readNotices_()
+{
+    const auto free = []( PGnotify* notice ) { PQfreemem( notice ); };
+    while ( connection_ )
+    {
+        const std::unique_ptr<PGnotify, decltype( free )> notice( PQnotifies( connection_.get() ), free );
+        if ( !notice )
+            return;
+        notices_.emplace_back( notice->extra );
+    }
+}
+
+bool PostgresSession::hasNotices()
+{
+    readNotices_();
+    return !notices_.empty();
+}
+
+std::vector<std::string> PostgresSession::takeNotices()
+{
+    if ( connection_ && !PQconsumeInput( connection_.get() ) )
+        (void)lost_( PQerrorMessage( connection_.get() ) );
+    readNotices_();
+    return std::exchange( notices_, {} );
+}
+
+int PostgresSession::socket() const
+{
+    return connection_ ? PQsocket( connection_.get() ) : -1;
 }
 
 DatabaseError PostgresSession::lost_( const std::string& why )

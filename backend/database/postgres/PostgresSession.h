@@ -34,6 +34,15 @@ public:
     [[nodiscard]] int changes() const override { return changes_; }
     [[nodiscard]] bool isAlive() override;
 
+    /// Of what LISTEN asked for: whether there is any, without waiting.
+    [[nodiscard]] bool hasNotices();
+    /// Takes what has come of it; what is on its way is read first.
+    [[nodiscard]] std::vector<std::string> takeNotices();
+    /// Becomes readable when more comes.
+    [[nodiscard]] int socket() const;
+    /// Whether the connection was not given up.
+    [[nodiscard]] bool isConnected() const { return connection_ != nullptr; }
+
 private:
     struct Free
     {
@@ -56,12 +65,14 @@ private:
     [[nodiscard]] DatabaseResult<Result> answer_();
     /// Until there is something to read.
     [[nodiscard]] DatabaseResult<void> wait_( std::chrono::steady_clock::time_point end );
+    void readNotices_();
     /// Gives the connection up: whatever it was about, nobody knows what became of it.
     [[nodiscard]] DatabaseError lost_( const std::string& why );
 
     std::unique_ptr<pg_conn, Free> connection_;
     std::chrono::milliseconds patience_;
     int changes_ = 0;
+    std::vector<std::string> notices_;
 };
 
 } // namespace VX::Backend

@@ -23,6 +23,11 @@ DatabaseResult<std::unique_ptr<SqlSession>> SqliteEngine::open()
     return SqliteSession::open( file_, flags_, turn_ );
 }
 
+std::unique_ptr<Bell> SqliteEngine::bell() const
+{
+    return {};
+}
+
 DatabaseResult<std::shared_ptr<void>> SqliteEngine::holdTables()
 {
     return std::shared_ptr<void>();

@@ -18,6 +18,7 @@ public:
 
     [[nodiscard]] std::string name() const override;
     [[nodiscard]] DatabaseResult<std::unique_ptr<SqlSession>> open() override;
+    [[nodiscard]] std::unique_ptr<Bell> bell() const override;
     /// Nobody else has the folder.
     [[nodiscard]] DatabaseResult<std::shared_ptr<void>> holdTables() override;
 

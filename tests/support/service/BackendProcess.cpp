@@ -18,12 +18,14 @@ namespace VX::Testing
 {
 
 BackendProcess::BackendProcess(
-    std::vector<std::string> options, std::filesystem::path log, std::vector<std::string> before )
+    std::vector<std::string> options, std::filesystem::path log, std::vector<std::string> before, BackendRole role )
     : options_( std::move( options ) )
     , log_( std::move( log ) )
     , before_( std::move( before ) )
-    , database_( isOverPostgres() ? newPostgresDatabase() : "" )
+    , role_( std::move( role ) )
 {
+    if ( role_.database.empty() && isOverPostgres() )
+        role_.database = newPostgresDatabase();
     start_();
 }
 
@@ -39,14 +41,13 @@ BackendProcess::~BackendProcess()
 void BackendProcess::start_()
 {
     auto arguments = before_;
-    for ( const auto& word : { std::string( ORVANTA_BACKEND ), std::string( "serve" ), std::string( "--data" ),
-              folder_.path().string(), std::string( "--port" ), std::to_string( ORVANTA_TEST_PORT ) } )
+    for ( const auto& word :
+        { std::string( ORVANTA_BACKEND ), role_.command, std::string( "--data" ), folder_.path().string() } )
         arguments.push_back( word );
-    if ( !database_.empty() )
-    {
-        arguments.emplace_back( "--database" );
-        arguments.push_back( database_ );
-    }
+    if ( role_.port != 0 )
+        arguments.insert( arguments.end(), { "--port", std::to_string( role_.port ) } );
+    if ( !role_.database.empty() )
+        arguments.insert( arguments.end(), { "--database", role_.database } );
     arguments.insert( arguments.end(), options_.begin(), options_.end() );
     if ( const auto option = sandboxOption(); !option.empty() )
         arguments.push_back( option );
@@ -72,9 +73,10 @@ void BackendProcess::start_()
     while ( ::read( pipes[0], &c, 1 ) == 1 && c != '\n' )
         line += c;
     ::close( pipes[0] );
-    if ( line.find( "is ready" ) == std::string::npos )
+    if ( line.find( " ready" ) == std::string::npos )
         throw std::runtime_error( "the back end is not ready: " + line );
-    ::setenv( "SSL_CERT_FILE", ( folder_.path() / "ca.pem" ).c_str(), 1 );
+    if ( role_.port != 0 )
+        ::setenv( "SSL_CERT_FILE", ( folder_.path() / "ca.pem" ).c_str(), 1 );
 }
 
 void BackendProcess::kill()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TestPlaces.h"
 #include "support/ScratchFolder.h"
 
 #include <filesystem>
@@ -8,6 +9,14 @@
 
 namespace VX::Testing
 {
+
+/// What a process of the back end is there for, and whom it shares its database with.
+struct BackendRole
+{
+    std::string command = "serve";
+    int port = ORVANTA_TEST_PORT; ///< 0 for none
+    std::string database = {};    ///< its address; one of its own, or files, unless set
+};
 
 /// The real back end in a process of its own, on the port that the libraries were built for, with a fresh folder, and
 /// with a fresh database where tests run over PostgreSQL.
@@ -18,7 +27,7 @@ public:
     /// Its log goes into a file, unless that is empty. `before` is a program, with arguments, that runs it in its
     /// place.
     explicit BackendProcess( std::vector<std::string> options = { "--allow-anonymous" }, std::filesystem::path log = {},
-        std::vector<std::string> before = {} );
+        std::vector<std::string> before = {}, BackendRole role = {} );
     ~BackendProcess();
     BackendProcess( const BackendProcess& ) = delete;
     BackendProcess& operator=( const BackendProcess& ) = delete;
@@ -42,7 +51,7 @@ private:
     std::vector<std::string> options_;
     std::filesystem::path log_;
     std::vector<std::string> before_;
-    std::string database_; ///< its address, where it is not in the folder
+    BackendRole role_;
     int pid_ = -1;
 };
 

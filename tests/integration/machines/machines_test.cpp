@@ -1,0 +1,201 @@
+#include "TestPlaces.h"
+#include "support/Command.h"
+#include "support/Patience.h"
+#include "support/database/TestDatabase.h"
+#include "support/service/BackendProcess.h"
+#include "support/service/Processes.h"
+#include "support/store/Swift.h"
+
+#include "database/DatabaseFiles.h"
+#include "database/postgres/PostgresEngine.h"
+
+#include <VXMesh/io/Json.h>
+#include <VXMesh/scene/VisualObjects.h>
+#include <VXOrvanta/converter/ConverterService.h>
+#include <VXOrvanta/deferred/WebRequestFuture.h>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <future>
+#include <thread>
+
+#include <unistd.h>
+
+using namespace VX;
+using Testing::BackendProcess;
+
+namespace
+{
+
+/// Processes of the back end that share a database and a store, as if each was on a machine of its own, and this
+/// process as the client of the one at the port that the client knows.
+class Machines : public testing::Test
+{
+protected:
+    using Processes = std::unique_ptr<BackendProcess>;
+
+    void SetUp() override
+    {
+        ::setenv( "ORVANTA_S3_KEY", bucket_.credentials.accessKey.c_str(), 1 );
+        ::setenv( "ORVANTA_S3_SECRET", bucket_.credentials.secretKey.c_str(), 1 );
+        ::setenv( "ORVANTA_S3_BUCKET", bucket_.name.c_str(), 1 );
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );
+        std::error_code ec;
+        for ( const char* end : { ".vxu", ".input.zip" } )
+            std::filesystem::remove( "/.service_output_files/" + name_ + end, ec );
+    }
+    Processes start( const std::string& command, std::vector<std::string> options, int port )
+    {
+        options.insert( options.end(), { "--store-endpoint", bucket_.endpoint } );
+        return std::make_unique<BackendProcess>( std::move( options ), std::filesystem::path(),
+            std::vector<std::string>(), Testing::BackendRole{ command, port, database_ } );
+    }
+    /// One that takes calls and converts nothing.
+    Processes front( int port = ORVANTA_TEST_PORT, std::vector<std::string> options = {} )
+    {
+        options.insert( options.end(), { "--slots", "0" } );
+        auto out = start( "serve", std::move( options ), port );
+        if ( port == ORVANTA_TEST_PORT )
+        {
+            // Of the service and of the store.
+            const auto both = folder_.write( "both.pem",
+                Testing::readFile( out->data() / "ca.pem" ) + Testing::readFile( Testing::swiftCertificate() ) );
+            ::setenv( "SSL_CERT_FILE", both.c_str(), 1 );
+        }
+        return out;
+    }
+    Processes worker() { return start( "work", { "--slots", "1" }, 0 ); }
+
+    std::string import()
+    {
+        const auto sample = Testing::readFile( std::filesystem::path( ORVANTA_SAMPLES ) / "bracket.step" );
+        const auto result =
+            ConverterService::fromStep( folder_.write( name_ + ".step", sample + "/* " + name_ + " */\n" ) );
+        return result ? std::to_string( result->objects.size() ) + " objects" : result.error();
+    }
+    /// Lets its worker stand still from before its next job on.
+    static void hold( const BackendProcess& process )
+    {
+        int worker = 0;
+        for ( const Testing::Patience patience; worker == 0; patience.check( "no worker starts" ) )
+            for ( const int pid : Testing::descendantsOf( process.pid() ) )
+                if ( Testing::isWorker( pid ) )
+                    worker = pid;
+        ::kill( worker, SIGSTOP );
+    }
+    [[nodiscard]] std::vector<Backend::SqlRow> look( const std::string& sql ) const
+    {
+        const auto database =
+            Backend::Database::open( std::make_unique<Backend::PostgresEngine>( database_, Backend::cMainSchema ) );
+        return ( *database )->query( sql ).value();
+    }
+    void awaitRunning() const
+    {
+        for ( const Testing::Patience patience; look( "SELECT 1 FROM conversions WHERE state = 2" ).empty();
+            patience.check( "nobody takes the job" ) )
+            std::this_thread::sleep_for( std::chrono::milliseconds( 5 ) );
+    }
+    /// What the service at a port answers to a call about accounts.
+    [[nodiscard]] Json::Value identity(
+        const BackendProcess& process, int port, const std::string& name, const std::string& body ) const
+    {
+        const auto answer = Testing::runCommand( fmt::format(
+            "curl -s --max-time 60 --cacert '{}' -H 'X-Amz-Target: AWSCognitoIdentityProviderService.{}' -H "
+            "'Content-Type: application/x-amz-json-1.1' -d '{}' https://localhost:{}/auth",
+            ( process.data() / "ca.pem" ).string(), name, body, port ) );
+        return deserializeJsonValue( answer.text ).value_or( Json::Value( answer.text ) );
+    }
+    static std::string mailedCode( const BackendProcess& process )
+    {
+        for ( const auto& mail : std::filesystem::directory_iterator( process.data() / "outbox" ) )
+        {
+            const auto text = Testing::readFile( mail.path() );
+            return text.substr( text.find( "code is " ) + 8, 6 );
+        }
+        return {};
+    }
+
+    const std::string name_ = "orvanta-machines-" + std::to_string( ::getpid() );
+    Testing::ScratchFolder folder_;
+    Backend::S3Bucket bucket_ = Testing::swiftBucket();
+    std::string database_ = Testing::newPostgresDatabase();
+};
+
+} // namespace
+
+TEST_F( Machines, WhatOneTakesAnotherConverts )
+{
+    const auto front = this->front( ORVANTA_TEST_PORT, { "--allow-anonymous" } );
+    const auto worker = this->worker();
+    EXPECT_EQ( import(), "1 objects" );
+    EXPECT_EQ( look( "SELECT state, attempts FROM conversions" ),
+        ( std::vector<Backend::SqlRow>{ { int64_t( 3 ), int64_t( 1 ) } } ) );
+    EXPECT_FALSE( std::filesystem::exists( worker->data() / "ca.pem" ) ) << "nobody calls it";
+    EXPECT_FALSE( std::filesystem::exists( front->data() / "work" ) ) << "it converts nothing";
+}
+
+TEST_F( Machines, AJobOfAWorkerThatDiesRunsElsewhere )
+{
+    const auto front = this->front( ORVANTA_TEST_PORT, { "--allow-anonymous" } );
+    auto dead = worker();
+    hold( *dead );
+    auto imported = std::async( std::launch::async, [this] { return import(); } );
+    awaitRunning();
+    dead->kill();
+    const auto other = worker();
+    EXPECT_EQ( imported.get(), "1 objects" );
+    EXPECT_EQ( look( "SELECT state, attempts, deaths FROM conversions" ),
+        ( std::vector<Backend::SqlRow>{ { int64_t( 3 ), int64_t( 2 ), int64_t( 1 ) } } ) );
+}
+
+TEST_F( Machines, OneThatWakesAfterItsLeaseChangesNothing )
+{
+    const auto front = this->front( ORVANTA_TEST_PORT, { "--allow-anonymous" } );
+    const auto asleep = worker();
+    hold( *asleep );
+    auto imported = std::async( std::launch::async, [this] { return import(); } );
+    awaitRunning();
+    asleep->signal( SIGSTOP );
+    const auto other = worker();
+    EXPECT_EQ( imported.get(), "1 objects" );
+    const auto ended = look( "SELECT state, attempts, taker, ended FROM conversions" );
+    asleep->signal( SIGCONT );
+    // It takes the next one once it has let go of that.
+    other->signal( SIGSTOP );
+    EXPECT_EQ( import(), "1 objects" );
+    other->signal( SIGCONT );
+    EXPECT_EQ( look( "SELECT state, attempts, taker, ended FROM conversions ORDER BY rowid LIMIT 1" ), ended );
+}
+
+TEST_F( Machines, ASignInAtOneIsGoodAtAllOfThem )
+{
+    constexpr int cOther = ORVANTA_TEST_PORT + 7;
+    auto one = front();
+    const auto two = front( cOther );
+    const auto ok = []( const Json::Value& answer ) { return answer.isObject() && !answer.isMember( "__type" ); };
+    const auto added = identity( *one, ORVANTA_TEST_PORT, "SignUp",
+        R"({"Username":"ann@example.org","Password":"secret-word-1","UserAttributes":[{"Name":"email","Value":"ann@example.org"}]})" );
+    ASSERT_TRUE( ok( added ) ) << added;
+    const auto confirmed = identity( *two, cOther, "ConfirmSignUp",
+        R"({"Username":"ann@example.org","ConfirmationCode":")" + mailedCode( *one ) + "\"}" );
+    ASSERT_TRUE( ok( confirmed ) ) << confirmed;
+    const auto in = identity( *one, ORVANTA_TEST_PORT, "InitiateAuth",
+        R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"ann@example.org","PASSWORD":"secret-word-1"}})" );
+    ASSERT_TRUE( ok( in ) ) << in;
+    one->kill();
+    const auto refreshed = identity( *two, cOther, "InitiateAuth",
+        R"({"AuthFlow":"REFRESH_TOKEN_AUTH","AuthParameters":{"REFRESH_TOKEN":")" +
+            in["AuthenticationResult"]["RefreshToken"].asString() + "\"}}" );
+    EXPECT_TRUE( ok( refreshed ) ) << refreshed;
+    const auto asked = Testing::runCommand(
+        fmt::format( "curl -s -o /dev/null -w '%{{http_code}}' --max-time 60 --cacert '{}' -d "
+                     "'{{\"input_format\":\"step\",\"compress_input\":\"zip\",\"access_token\":\"{}\"}}' "
+                     "https://localhost:{}/converter/v2/request",
+            ( two->data() / "ca.pem" ).string(), in["AuthenticationResult"]["AccessToken"].asString(), cOther ) );
+    EXPECT_EQ( asked.text, "200" ) << "what the dead one signed";
+}

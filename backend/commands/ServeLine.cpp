@@ -104,6 +104,7 @@ void addServe( CLI::App& app, Run& run )
         "Newest release, told to programs that ask; this back end's own version unless given" );
     command->add_option( "--downloads", options.downloads,
         "Folder of the Debian packages that the page /download lists; DATA/downloads unless given" );
+    command->add_flag( "--allow-anonymous", options.allowAnonymous, "Convert files of clients that are not signed in" );
     addConversionOptions( *command, *line );
     addDatabaseOption( *command, options.database );
     addStoreOptions( *command, options.store );

@@ -26,8 +26,6 @@ void addLogOption( CLI::App& command, bool& json )
 
 void addConversionOptions( CLI::App& command, ServiceLine& line )
 {
-    command.add_flag(
-        "--allow-anonymous", line.options.allowAnonymous, "Convert files of clients that are not signed in" );
     command
         .add_option( "--slots,--workers", line.options.slots,
             "Conversions at a time; with 0 none runs here, but where \"work\" does" )

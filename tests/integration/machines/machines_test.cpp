@@ -29,6 +29,11 @@ using Testing::BackendProcess;
 namespace
 {
 
+constexpr const char* cSignUp =
+    R"({"Username":"ann@example.org","Password":"secret-word-1","UserAttributes":[{"Name":"email","Value":"ann@example.org"}]})";
+constexpr const char* cSignIn =
+    R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"ann@example.org","PASSWORD":"secret-word-1"}})";
+
 /// Processes of the back end that share a database and a store, as if each was on a machine of its own, and this
 /// process as the client of the one at the port that the client knows.
 class Machines : public testing::Test
@@ -172,20 +177,79 @@ TEST_F( Machines, OneThatWakesAfterItsLeaseChangesNothing )
     EXPECT_EQ( look( "SELECT state, attempts, taker, ended FROM conversions ORDER BY rowid LIMIT 1" ), ended );
 }
 
+namespace
+{
+
+/// The same with a database server of the test's own, whose plug it pulls.
+class PulledPlug : public Machines
+{
+protected:
+    PulledPlug()
+    {
+        act( "start", " 16020" );
+        database_ = "postgresql://tester@127.0.0.1:16020/orvanta";
+    }
+    ~PulledPlug() override { act( "stop" ); }
+    void act( const std::string& what, const std::string& more = {} )
+    {
+        const auto done = Testing::runCommand( ORVANTA_TEST_DATA "/support/database/postgres " + what + " '" +
+                                               ( folder_.path() / "server" ).string() + "'" + more + " 2>&1" );
+        EXPECT_EQ( done.status, 0 ) << done.text;
+    }
+    [[nodiscard]] static std::string problem( const Json::Value& answer )
+    {
+        return answer.isObject() ? answer["__type"].asString() : answer.asString();
+    }
+};
+
+} // namespace
+
+TEST_F( PulledPlug, NobodyHearsAWrongWordAndNothingIsLost )
+{
+    const auto front = this->front( ORVANTA_TEST_PORT, { "--allow-anonymous" } );
+    const auto worker = this->worker();
+    const auto call = [&]( const std::string& name, const std::string& body )
+    { return problem( identity( *front, ORVANTA_TEST_PORT, name, body ) ); };
+    ASSERT_EQ( call( "SignUp", cSignUp ), "" );
+    const auto confirm = R"({"Username":"ann@example.org","ConfirmationCode":")" + mailedCode( *front ) + "\"}";
+    hold( *worker );
+    auto imported = std::async( std::launch::async, [this] { return import(); } );
+    awaitRunning();
+    act( "kill" );
+    EXPECT_EQ( call( "ConfirmSignUp", confirm ), "InternalErrorException" );
+    EXPECT_EQ( call( "InitiateAuth", cSignIn ), "InternalErrorException" );
+    const auto refused = Testing::runCommand( fmt::format(
+        "curl -s --max-time 60 --cacert '{}' -d '{{\"input_format\":\"step\",\"compress_input\":\"zip\"}}' "
+        "https://localhost:{}/converter/v2/request",
+        ( front->data() / "ca.pem" ).string(), ORVANTA_TEST_PORT ) );
+    EXPECT_NE( refused.text.find( "The conversion service cannot work now; try again in a moment" ), std::string::npos )
+        << refused.text;
+    act( "again" );
+    EXPECT_EQ( call( "ConfirmSignUp", confirm ), "" ) << "at the first call";
+    EXPECT_EQ( call( "InitiateAuth", cSignIn ), "" );
+    for ( const int pid : Testing::descendantsOf( worker->pid() ) )
+        ::kill( pid, SIGCONT );
+    const auto ended = imported.get();
+    EXPECT_EQ( look( "SELECT state, attempts, deaths FROM conversions ORDER BY rowid LIMIT 1" ),
+        ( std::vector<Backend::SqlRow>{ { int64_t( 3 ), int64_t( 1 ), int64_t( 0 ) } } ) )
+        << "nobody took it away for that";
+    // The client asks each second how far it is, and believes what it hears then.
+    EXPECT_TRUE( ended == "1 objects" || ended == "The conversion service cannot work now; try again in a moment" )
+        << ended;
+}
+
 TEST_F( Machines, ASignInAtOneIsGoodAtAllOfThem )
 {
     constexpr int cOther = ORVANTA_TEST_PORT + 7;
     auto one = front();
     const auto two = front( cOther );
     const auto ok = []( const Json::Value& answer ) { return answer.isObject() && !answer.isMember( "__type" ); };
-    const auto added = identity( *one, ORVANTA_TEST_PORT, "SignUp",
-        R"({"Username":"ann@example.org","Password":"secret-word-1","UserAttributes":[{"Name":"email","Value":"ann@example.org"}]})" );
+    const auto added = identity( *one, ORVANTA_TEST_PORT, "SignUp", cSignUp );
     ASSERT_TRUE( ok( added ) ) << added;
     const auto confirmed = identity( *two, cOther, "ConfirmSignUp",
         R"({"Username":"ann@example.org","ConfirmationCode":")" + mailedCode( *one ) + "\"}" );
     ASSERT_TRUE( ok( confirmed ) ) << confirmed;
-    const auto in = identity( *one, ORVANTA_TEST_PORT, "InitiateAuth",
-        R"({"AuthFlow":"USER_PASSWORD_AUTH","AuthParameters":{"USERNAME":"ann@example.org","PASSWORD":"secret-word-1"}})" );
+    const auto in = identity( *one, ORVANTA_TEST_PORT, "InitiateAuth", cSignIn );
     ASSERT_TRUE( ok( in ) ) << in;
     one->kill();
     const auto refreshed = identity( *two, cOther, "InitiateAuth",

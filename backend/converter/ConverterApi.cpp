@@ -211,7 +211,12 @@ HttpResponse ConverterApi::convert_( const Json::Value& body, const std::string&
 std::optional<HttpResponse> ConverterApi::statusOf_( const Found& found, bool waitLonger )
 {
     if ( !found )
+    {
+        // It may be back before the client is to ask again.
+        if ( waitLonger )
+            return {};
         return unavailable( found.error().text );
+    }
     const auto& job = *found;
     if ( !job )
         return unknownJob();

@@ -202,6 +202,20 @@ TEST_F( ConverterApiTest, AHeldCallHearsOfAJobThatAnotherProcessEnds )
     EXPECT_EQ( lost.get().status, 404 );
 }
 
+TEST_F( ConverterApiTest, ADatabaseThatIsBackInTimeIsNothingToAHeldCall )
+{
+    start( std::chrono::hours( 1 ), std::chrono::milliseconds( 5 ) );
+    const auto id = uploadedId();
+    convert( id );
+    const auto job = jobs_.take().value().value();
+    ASSERT_TRUE( database_->execute( "ALTER TABLE conversions RENAME TO away" ) );
+    auto held = asked( id );
+    ASSERT_TRUE( database_->execute( "ALTER TABLE away RENAME TO conversions" ) );
+    ASSERT_TRUE( jobs_.finish( job ) );
+    ASSERT_EQ( held.wait_for( std::chrono::minutes( 1 ) ), std::future_status::ready );
+    EXPECT_EQ( json( held.get() )["result"]["state"], "finished" );
+}
+
 TEST_F( ConverterApiTest, LooksAtTheDatabaseAreFewHoweverManyCallsAreHeld )
 {
     constexpr size_t cCalls = 300;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <CLI/CLI.hpp>
 
 #include <functional>
@@ -27,13 +29,16 @@ void addConvert( CLI::App& app, Run& run );
 /// For the service alone, in no help text.
 void addWorker( CLI::App& app, Run& run );
 
+/// Adds the folder of data, or the PostgreSQL in its place, of which one has to be given.
+void addPlace( CLI::App& command, DataPlace& place );
+
 /// Adds a subcommand that does one action on a folder of data; what it does is `act`, with the command's other options.
 template <typename Command>
 CLI::App* addAction( CLI::App& group, const char* name, const char* text, const std::shared_ptr<Command>& command,
     typename Command::Action action, int ( *act )( const Command& ), Run& run )
 {
     auto* out = group.add_subcommand( name, text );
-    out->add_option( "--data", command->data, "Folder of the service's data" )->required();
+    addPlace( *out, *command );
     out->callback(
         [command, action, act, &run]
         {

@@ -8,7 +8,7 @@ void addStats( CLI::App& app, Run& run )
 {
     const auto report = std::make_shared<StatsReportOptions>();
     auto* command = app.add_subcommand( "stats", "Print what the statistics say" );
-    command->add_option( "--data", report->data, "Folder of the service's data" )->required();
+    addPlace( *command, *report );
     command->add_option( "--days", report->days, "How many days back" )
         ->check( CLI::Range( 1, 36500 ) )
         ->capture_default_str();

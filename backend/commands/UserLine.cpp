@@ -14,9 +14,8 @@ namespace VX::Backend::Lines
 namespace
 {
 
-struct Person
+struct Person : DataPlace
 {
-    std::filesystem::path data;
     std::string email;
 };
 
@@ -27,13 +26,13 @@ int told( const tl::expected<std::string, std::string>& answer )
 
 int exportPerson( const Person& person )
 {
-    return told( personalData( person.data, person.email )
+    return told( personalData( person, person.email )
             .map( []( const Json::Value& known ) { return trimmed( known.toStyledString() ); } ) );
 }
 
 int erasePerson( const Person& person )
 {
-    return told( erasePersonalData( person.data, person.email )
+    return told( erasePersonalData( person, person.email )
             .map(
                 [&]( const Erased& erased )
                 {
@@ -53,7 +52,7 @@ void addPerson( CLI::App& group, const char* name, const char* text, Run& run, i
 {
     const auto person = std::make_shared<Person>();
     auto* command = group.add_subcommand( name, text );
-    command->add_option( "--data", person->data, "Folder of the service's data" )->required();
+    addPlace( *command, *person );
     command->add_option( "email", person->email )->required();
     command->callback( [person, act, &run] { run = [person, act] { return act( *person ); }; } );
 }

@@ -2,7 +2,6 @@
 
 #include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
-#include "database/DatabaseFiles.h"
 #include "storage/ObjectFiles.h"
 #include "text/ExitStatus.h"
 
@@ -162,7 +161,7 @@ Result cancel( const Desk& desk )
 
 Result run( const JobCommand& command )
 {
-    const auto database = Database::openExisting( command.data / cMainDatabase );
+    const auto database = openExistingMain( command );
     if ( !database )
         return tl::unexpected( database.error() );
     ConversionJobs jobs( **database, systemTime );

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <filesystem>
 #include <string>
 
@@ -7,7 +9,7 @@ namespace VX::Backend
 {
 
 /// What an operator does with conversions, beside a running service or without one.
-struct JobCommand
+struct JobCommand : DataPlace
 {
     enum class Action
     {
@@ -17,7 +19,6 @@ struct JobCommand
         Cancel
     };
     Action action = Action::List;
-    std::filesystem::path data;
     std::string id;
 };
 

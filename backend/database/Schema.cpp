@@ -48,6 +48,19 @@ DatabaseResult<bool> hasTable( Database& database, const std::string& name )
     return isThere( database.query( database.engine().tableQuery(), { name } ) );
 }
 
+DatabaseResult<void> overwriteDeleted( Database& database )
+{
+    const auto sql = database.engine().overwriteQuery();
+    if ( sql.empty() )
+        return {};
+    const auto done = database.query( sql );
+    if ( !done )
+        return tl::unexpected( done.error() );
+    if ( integerOf( done->front()[0] ) != 0 )
+        return tl::unexpected( DatabaseError{ DatabaseTrouble::Unavailable, "Database: others are at it" } );
+    return {};
+}
+
 DatabaseResult<int64_t> sizeOf( Database& database )
 {
     return database.query( database.engine().sizeQuery() )

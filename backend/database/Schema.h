@@ -25,6 +25,10 @@ namespace VX::Backend
 
 [[nodiscard]] DatabaseResult<bool> hasTable( Database& database, const std::string& name );
 
+/// Writes over what was deleted, where the engine does that by the time it is told to. Unavailable while somebody reads
+/// it.
+[[nodiscard]] DatabaseResult<void> overwriteDeleted( Database& database );
+
 /// The bytes that the tables take.
 [[nodiscard]] DatabaseResult<int64_t> sizeOf( Database& database );
 

@@ -2,10 +2,10 @@
 
 #include "clock/SystemTime.h"
 #include "data/DataFolder.h"
-#include "database/DatabaseFiles.h"
 #include "identity/Accounts.h"
 #include "identity/Passwords.h"
-#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/DatabaseKeyStore.h"
+#include "identity/keys/KeyStores.h"
 #include "text/ExitStatus.h"
 
 #include <VXMesh/io/AtomicFile.h>
@@ -36,30 +36,34 @@ struct Store
 };
 
 /// An account may be added before the service has run; all else is about accounts that are there.
-tl::expected<std::unique_ptr<Database>, std::string> openDatabase(
-    const std::filesystem::path& data, UserCommand::Action action )
+OpenedDatabase openDatabase( const DataPlace& place, UserCommand::Action action )
 {
-    const auto file = data / cMainDatabase;
-    auto there = Database::openExisting( file );
-    if ( there || action != UserCommand::Action::Add )
+    auto there = openExistingMain( place );
+    if ( there || action != UserCommand::Action::Add || !place.database.empty() )
         return there;
-    return prepareDataFolder( data ).and_then( [&] { return Database::open( file ); } );
+    return prepareDataFolder( place.data ).and_then( [&] { return openMain( place ); } );
 }
 
-tl::expected<Store, std::string> openStore( const std::filesystem::path& data, UserCommand::Action action )
+/// What commands read has to be there before a service was.
+DatabaseResult<void> prepare( Database& database )
 {
-    auto database = openDatabase( data, action );
+    return Accounts::prepare( database ).and_then( [&] { return DatabaseKeyStore::prepare( database ); } );
+}
+
+tl::expected<Store, std::string> openStore( const DataPlace& place, UserCommand::Action action )
+{
+    auto database = openDatabase( place, action );
     if ( !database )
         return tl::unexpected( database.error() );
-    const auto keys = ensureIdentityKeys( data );
-    if ( !keys )
-        return tl::unexpected( keys.error() );
     Store store;
     store.database = std::move( *database );
-    if ( const auto ready = Accounts::prepare( *store.database ); !ready )
+    if ( const auto ready = prepare( *store.database ); !ready )
         return tl::unexpected( ready.error().text );
+    const auto keys = keyStoreOf( place.data, *store.database )->ensure( systemTime() );
+    if ( !keys )
+        return tl::unexpected( keys.error() );
     store.accounts = std::make_unique<Accounts>( *store.database, keys->codes, &systemTime );
-    giveToOwner( data );
+    giveToOwner( place.data );
     return store;
 }
 
@@ -195,7 +199,7 @@ Result runOn( const UserCommand& command, const Account& account, Store& store )
 Result run( const UserCommand& command )
 {
     using Action = UserCommand::Action;
-    auto store = openStore( command.data, command.action );
+    auto store = openStore( command, command.action );
     if ( !store )
         return failed( store.error() );
     if ( command.action == Action::List )

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <filesystem>
 #include <string>
 
@@ -7,7 +9,7 @@ namespace VX::Backend
 {
 
 /// What an operator does with accounts, beside a running service or without one.
-struct UserCommand
+struct UserCommand : DataPlace
 {
     enum class Action
     {
@@ -20,7 +22,6 @@ struct UserCommand
         Remove
     };
     Action action = Action::List;
-    std::filesystem::path data;
     std::string email;
     /// Read the password from the standard input; a random one is made otherwise.
     bool passwordFromInput = false;

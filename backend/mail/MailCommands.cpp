@@ -2,7 +2,6 @@
 
 #include "clock/SystemTime.h"
 #include "database/Database.h"
-#include "database/DatabaseFiles.h"
 #include "mail/MailQueue.h"
 #include "text/ExitStatus.h"
 
@@ -68,7 +67,7 @@ Result retry( Database& database, const std::optional<int64_t>& number, int64_t 
 
 Result run( const MailCommand& command )
 {
-    const auto database = Database::openExisting( command.data / cMainDatabase );
+    const auto database = openExistingMain( command );
     if ( !database )
         return tl::unexpected( database.error() );
     if ( const auto ready = MailQueue::prepare( **database ); !ready )

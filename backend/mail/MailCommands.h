@@ -1,5 +1,7 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -8,7 +10,7 @@ namespace VX::Backend
 {
 
 /// What an operator does with mails, beside a running service or without one.
-struct MailCommand
+struct MailCommand : DataPlace
 {
     enum class Action
     {
@@ -16,7 +18,6 @@ struct MailCommand
         Retry
     };
     Action action = Action::List;
-    std::filesystem::path data;
     /// Which one is tried again; all that wait, unless set.
     std::optional<int64_t> number;
 };

@@ -3,11 +3,11 @@
 #include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
 #include "data/DataFolder.h"
-#include "database/DatabaseFiles.h"
+#include "database/Schema.h"
 #include "identity/Accounts.h"
 #include "identity/RefusalLog.h"
 #include "identity/gateway/GatewayNames.h"
-#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/KeyStores.h"
 #include "statistics/ReportReader.h"
 #include "statistics/StatsStore.h"
 #include "storage/ObjectFiles.h"
@@ -103,12 +103,12 @@ std::vector<SqlValue> parametersOf( const Person& person )
     return { person.email, compactList( person.accounts ), person.code, person.codeKey };
 }
 
-tl::expected<Databases, std::string> openIn( const std::filesystem::path& data )
+tl::expected<Databases, std::string> openIn( const DataPlace& place )
 {
-    auto main = Database::openExisting( data / cMainDatabase );
+    auto main = openExistingMain( place );
     if ( !main )
         return tl::unexpected( main.error() );
-    auto statistics = Database::openExisting( data / cStatisticsDatabase );
+    auto statistics = openExistingStatistics( place );
     if ( !statistics )
         return tl::unexpected( statistics.error() );
     // A folder of an older version has not all that is looked at.
@@ -125,7 +125,7 @@ tl::expected<Person, std::string> personOf(
     out.email = Accounts::normalized( address );
     if ( out.email.empty() )
         return tl::unexpected( "\"" + address + "\" is no e-mail address" );
-    const auto keys = ensureIdentityKeys( data );
+    const auto keys = keyStoreOf( data, database )->ensure( systemTime() );
     if ( !keys )
         return tl::unexpected( keys.error() );
     out.code = codeOfUser( out.email, keys->codes );
@@ -191,13 +191,15 @@ DatabaseResult<void> eraseFrom( Database& database, const Statements& statements
 /// What was deleted stands in the log beside the database until that is written over.
 DatabaseResult<void> emptyLog( Database& database )
 {
-    const auto emptied = database.query( "PRAGMA wal_checkpoint(TRUNCATE)" );
-    if ( !emptied )
-        return tl::unexpected( emptied.error() );
-    if ( integerOf( emptied->front()[0] ) != 0 )
-        return tl::unexpected( DatabaseError{ DatabaseTrouble::Unavailable,
-            "Everything was deleted, but the service was too busy to write over it; erase again" } );
-    return {};
+    return overwriteDeleted( database )
+        .map_error(
+            []( const DatabaseError& error )
+            {
+                return error.kind != DatabaseTrouble::Unavailable
+                           ? error
+                           : DatabaseError{ error.kind,
+                                 "Everything was deleted, but the service was too busy to write over it; erase again" };
+            } );
 }
 
 Result eraseObjects( const std::filesystem::path& data, Database& database, const Person& person )
@@ -207,6 +209,8 @@ Result eraseObjects( const std::filesystem::path& data, Database& database, cons
             parametersOf( person ) );
     if ( !jobs )
         return tl::unexpected( jobs.error().text );
+    if ( data.empty() )
+        return {};
     std::error_code ec;
     for ( const auto& row : *jobs )
     {
@@ -221,6 +225,8 @@ Result eraseObjects( const std::filesystem::path& data, Database& database, cons
 
 void eraseOutbox( const std::filesystem::path& data, const Person& person )
 {
+    if ( data.empty() )
+        return;
     std::error_code ec;
     for ( const auto& entry : std::filesystem::directory_iterator( data / "outbox", ec ) )
     {
@@ -233,13 +239,13 @@ void eraseOutbox( const std::filesystem::path& data, const Person& person )
 
 } // namespace
 
-tl::expected<Json::Value, std::string> personalData( const std::filesystem::path& data, const std::string& email )
+tl::expected<Json::Value, std::string> personalData( const DataPlace& place, const std::string& email )
 {
-    const auto databases = openIn( data );
+    const auto databases = openIn( place );
     if ( !databases )
         return tl::unexpected( databases.error() );
-    const auto person = personOf( data, email, *databases->main );
-    giveToOwner( data );
+    const auto person = personOf( place.data, email, *databases->main );
+    giveToOwner( place.data );
     if ( !person )
         return tl::unexpected( person.error() );
     Json::Value out;
@@ -256,25 +262,25 @@ tl::expected<Json::Value, std::string> personalData( const std::filesystem::path
     return out;
 }
 
-tl::expected<Erased, std::string> erasePersonalData( const std::filesystem::path& data, const std::string& email )
+tl::expected<Erased, std::string> erasePersonalData( const DataPlace& place, const std::string& email )
 {
-    const auto databases = openIn( data );
+    const auto databases = openIn( place );
     if ( !databases )
         return tl::unexpected( databases.error() );
     auto& main = *databases->main;
     auto& statistics = *databases->statistics;
-    const auto person = personOf( data, email, main );
+    const auto person = personOf( place.data, email, main );
     if ( !person )
         return tl::unexpected( person.error() );
-    if ( const auto objects = eraseObjects( data, main, *person ); !objects )
+    if ( const auto objects = eraseObjects( place.data, main, *person ); !objects )
         return tl::unexpected( objects.error() );
-    eraseOutbox( data, *person );
+    eraseOutbox( place.data, *person );
     const auto erased = eraseFrom( main, cErased, *person )
                             .and_then( [&] { return eraseFrom( statistics, cErasedStatistics, *person ); } )
                             .and_then( [&] { return emptyLog( main ); } )
                             .and_then( [&] { return emptyLog( statistics ); } )
                             .and_then( [&] { return countNobodys( statistics, *person ); } );
-    giveToOwner( data );
+    giveToOwner( place.data );
     if ( !erased )
         return tl::unexpected( erased.error().text );
     return Erased{ *erased };

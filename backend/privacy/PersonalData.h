@@ -1,9 +1,10 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <json/value.h>
 #include <tl/expected.hpp>
 
-#include <filesystem>
 #include <string>
 
 namespace VX::Backend
@@ -18,8 +19,7 @@ namespace VX::Backend
 ///
 /// Beside a running service or without one. The error says why it cannot be told; a person of whom nothing is known has
 /// empty lists.
-[[nodiscard]] tl::expected<Json::Value, std::string> personalData(
-    const std::filesystem::path& data, const std::string& email );
+[[nodiscard]] tl::expected<Json::Value, std::string> personalData( const DataPlace& place, const std::string& email );
 
 struct Erased
 {
@@ -30,7 +30,6 @@ struct Erased
 /// Removes all of that, with what was uploaded and converted, and the mails in the outbox: neither the address nor the
 /// account's id nor the code that stands for the user in the statistics is in the folder afterwards. Backups are left
 /// as they are.
-[[nodiscard]] tl::expected<Erased, std::string> erasePersonalData(
-    const std::filesystem::path& data, const std::string& email );
+[[nodiscard]] tl::expected<Erased, std::string> erasePersonalData( const DataPlace& place, const std::string& email );
 
 } // namespace VX::Backend

@@ -3,14 +3,14 @@
 #include "clock/SystemTime.h"
 #include "converter/Bubblewrap.h"
 #include "converter/ConversionJobs.h"
-#include "database/DatabaseFiles.h"
+#include "database/DataPlace.h"
 #include "database/postgres/PostgresEngine.h"
 #include "http/HttpServer.h"
 #include "identity/Accounts.h"
 #include "identity/KeptLimit.h"
 #include "identity/gateway/GatewayNames.h"
 #include "identity/keys/DatabaseKeyStore.h"
-#include "identity/keys/FileKeyStore.h"
+#include "identity/keys/KeyStores.h"
 #include "mail/MailQueue.h"
 #include "serve/MonitorListener.h"
 #include "statistics/StatsStore.h"
@@ -84,21 +84,6 @@ tl::expected<void, std::string> checkDatabase( const ServiceOptions& options )
     return options.database.empty() ? tl::expected<void, std::string>() : PostgresEngine::check( options.database );
 }
 
-tl::expected<std::unique_ptr<Database>, std::string> openDatabase(
-    const ServiceOptions& options, const char* file, const char* schema )
-{
-    return options.database.empty() ? Database::open( options.data / file )
-                                    : Database::open( std::make_unique<PostgresEngine>( options.database, schema ) );
-}
-
-/// Where others have the same database they have the same keys.
-std::unique_ptr<KeyStore> keyStoreOf( const ServiceOptions& options, Database& database )
-{
-    if ( options.database.empty() )
-        return std::make_unique<FileKeyStore>( options.data );
-    return std::make_unique<DatabaseKeyStore>( database );
-}
-
 /// Nobody else brings the same tables to another version meanwhile.
 tl::expected<void, std::string> prepareAll( Database& database, Database& statistics )
 {
@@ -166,9 +151,9 @@ tl::expected<void, std::string> Foundation::layData_( const ServiceOptions& opti
         .map( into( lock ) )
         .and_then( [&] { return storeKeysOf( options ); } )
         .map( into( storeKeys ) )
-        .and_then( [&] { return openDatabase( options, cMainDatabase, cMainSchema ); } )
+        .and_then( [&] { return openMain( { options.data, options.database } ); } )
         .map( into( database ) )
-        .and_then( [&] { return openDatabase( options, cStatisticsDatabase, cStatisticsSchema ); } )
+        .and_then( [&] { return openStatistics( { options.data, options.database } ); } )
         .map( into( statistics ) )
         .and_then( [&] { return prepareAll( *database, *statistics ); } );
 }
@@ -184,7 +169,7 @@ tl::expected<Foundation, std::string> Foundation::lay( const ServiceOptions& opt
         .and_then( [&] { return out.layData_( options ); } )
         .and_then( [&] { return certificateOf( options ); } )
         .map( into( out.certificate ) )
-        .map( [&] { out.keyStore = keyStoreOf( options, *out.database ); } )
+        .map( [&] { out.keyStore = keyStoreOf( options.data, *out.database ); } )
         .and_then( [&] { return out.keyStore->ensure( systemTime() ); } )
         .map( into( out.identityKeys ) )
         .map( [&] { return std::move( out ); } );

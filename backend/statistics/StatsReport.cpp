@@ -2,9 +2,8 @@
 
 #include "clock/SystemTime.h"
 #include "database/Database.h"
-#include "database/DatabaseFiles.h"
 #include "identity/gateway/GatewayNames.h"
-#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/KeyStores.h"
 #include "statistics/ReportReader.h"
 #include "statistics/StatsStore.h"
 #include "text/ExitStatus.h"
@@ -56,12 +55,12 @@ std::string cellText( std::string text )
 using Codes = std::unordered_set<std::string>;
 
 /// The codes of all who have an account, here or at another identity service.
-tl::expected<Codes, std::string> codesOfAccounts( const std::filesystem::path& data )
+tl::expected<Codes, std::string> codesOfAccounts( const DataPlace& place )
 {
-    const auto database = Database::openExisting( data / cMainDatabase );
+    const auto database = openExistingMain( place );
     if ( !database )
         return tl::unexpected( database.error() );
-    const auto keys = readIdentityKeys( data );
+    const auto keys = keyStoreOf( place.data, **database )->read();
     if ( !keys )
         return tl::unexpected( keys.error() );
     // A folder of an older version has not all that is looked at.
@@ -176,11 +175,11 @@ void print( const std::vector<Section>& sections, bool csv )
 
 tl::expected<void, std::string> run( const StatsReportOptions& options )
 {
-    const auto database = Database::openExisting( options.data / cStatisticsDatabase );
+    const auto database = openExistingStatistics( options );
     if ( !database )
         return tl::unexpected( database.error() );
     const StatsStore makesTables( **database, &systemTime );
-    const auto accounts = codesOfAccounts( options.data );
+    const auto accounts = codesOfAccounts( options );
     if ( !accounts )
         return tl::unexpected( accounts.error() );
     const auto sections = readSections( **database, *accounts, options );

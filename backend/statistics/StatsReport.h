@@ -1,13 +1,14 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <filesystem>
 
 namespace VX::Backend
 {
 
-struct StatsReportOptions
+struct StatsReportOptions : DataPlace
 {
-    std::filesystem::path data;
     /// How many days back, and how many lines of actions at most.
     int days = 30;
     int actions = 20;

@@ -38,6 +38,8 @@ public:
     /// What it is called in messages, without secrets.
     [[nodiscard]] virtual std::string name() const = 0;
     [[nodiscard]] virtual DatabaseResult<std::unique_ptr<SqlSession>> open() = 0;
+    /// Whether processes on other machines may have the same tables.
+    [[nodiscard]] virtual bool isShared() const = 0;
     /// By which those who share the database tell each other of changes; null where nobody else has it.
     [[nodiscard]] virtual std::unique_ptr<Bell> bell() const = 0;
     /// Waits until nobody else changes the tables of this database, and keeps others from it while what it returns is
@@ -57,6 +59,9 @@ public:
     [[nodiscard]] virtual std::string tableQuery() const = 0;
     /// Yields a row where the table, the first parameter, has the column that the second one names.
     [[nodiscard]] virtual std::string columnQuery() const = 0;
+    /// Writes over what was deleted, as far as the engine can be told to: yields 0 where it did. Empty where it does
+    /// that by itself, in its time.
+    [[nodiscard]] virtual std::string overwriteQuery() const = 0;
     /// Yields the bytes that the tables take.
     [[nodiscard]] virtual std::string sizeQuery() const = 0;
 

@@ -17,6 +17,7 @@ public:
 
     [[nodiscard]] std::string name() const override;
     [[nodiscard]] DatabaseResult<std::unique_ptr<SqlSession>> open() override;
+    [[nodiscard]] bool isShared() const override { return true; }
     [[nodiscard]] std::unique_ptr<Bell> bell() const override;
     [[nodiscard]] DatabaseResult<std::shared_ptr<void>> holdTables() override;
 
@@ -28,6 +29,7 @@ public:
     [[nodiscard]] std::string lockOf( const std::string& table ) const override;
     [[nodiscard]] std::string tableQuery() const override;
     [[nodiscard]] std::string columnQuery() const override;
+    [[nodiscard]] std::string overwriteQuery() const override { return {}; }
     [[nodiscard]] std::string sizeQuery() const override;
 
 private:

@@ -18,6 +18,7 @@ public:
 
     [[nodiscard]] std::string name() const override;
     [[nodiscard]] DatabaseResult<std::unique_ptr<SqlSession>> open() override;
+    [[nodiscard]] bool isShared() const override { return false; }
     [[nodiscard]] std::unique_ptr<Bell> bell() const override;
     /// Nobody else has the folder.
     [[nodiscard]] DatabaseResult<std::shared_ptr<void>> holdTables() override;
@@ -30,6 +31,7 @@ public:
     [[nodiscard]] std::string lockOf( const std::string& table ) const override;
     [[nodiscard]] std::string tableQuery() const override;
     [[nodiscard]] std::string columnQuery() const override;
+    [[nodiscard]] std::string overwriteQuery() const override { return "PRAGMA wal_checkpoint(TRUNCATE)"; }
     [[nodiscard]] std::string sizeQuery() const override;
 
 private:

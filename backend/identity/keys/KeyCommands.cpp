@@ -1,8 +1,9 @@
 #include "identity/keys/KeyCommands.h"
 
 #include "data/DataFolder.h"
-#include "identity/keys/IdentityKeys.h"
+#include "identity/keys/FileKeyStore.h"
 #include "identity/keys/KeyPair.h"
+#include "identity/keys/KeyStores.h"
 #include "text/ExitStatus.h"
 
 #include <fmt/chrono.h>
@@ -22,21 +23,40 @@ void list( const IdentityKeys& keys )
             key == keys.signing.back() ? "signs" : "former" );
 }
 
-void tellRotated( const IdentityKeys& keys )
+void tellRotated( const IdentityKeys& keys, std::chrono::seconds notice )
 {
     std::cout << "Tokens are signed by the key " << keyPairOf( keys.signing.back().seed ).id
-              << " from now on; those of the former one are good until they expire\n";
+              << ( notice.count() == 0 ? " from now on" : " from the next minute on" )
+              << "; those of the former one are good until they expire\n";
+}
+
+tl::expected<void, std::string> act( const KeyCommand& command, KeyStore& store )
+{
+    if ( command.action == KeyCommand::Action::List )
+        return store.read().map( list );
+    const auto rotated = rotateSigningKey( store, systemTime() );
+    giveToOwner( command.data );
+    return rotated.map( [&]( const IdentityKeys& keys ) { tellRotated( keys, store.notice() ); } );
+}
+
+tl::expected<void, std::string> run( const KeyCommand& command )
+{
+    if ( command.database.empty() )
+    {
+        FileKeyStore store( command.data );
+        return act( command, store );
+    }
+    const auto database = openExistingMain( command );
+    if ( !database )
+        return tl::unexpected( database.error() );
+    return act( command, *keyStoreOf( command.data, **database ) );
 }
 
 } // namespace
 
 int runKeyCommand( const KeyCommand& command )
 {
-    if ( command.action == KeyCommand::Action::List )
-        return exitStatusOf( readIdentityKeys( command.data ).map( list ) );
-    const auto rotated = rotateSigningKey( command.data, systemTime() );
-    giveToOwner( command.data );
-    return exitStatusOf( rotated.map( tellRotated ) );
+    return exitStatusOf( run( command ) );
 }
 
 } // namespace VX::Backend

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "database/DataPlace.h"
+
 #include <filesystem>
 
 namespace VX::Backend
 {
 
 /// What an operator does with the keys that sign tokens, beside a running service or without one.
-struct KeyCommand
+struct KeyCommand : DataPlace
 {
     enum class Action
     {
@@ -14,7 +16,6 @@ struct KeyCommand
         Rotate
     };
     Action action = Action::List;
-    std::filesystem::path data;
 };
 
 /// Does it, tells on the standard output what came of it and what went wrong on the other one; the exit status.

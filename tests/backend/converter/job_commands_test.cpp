@@ -26,7 +26,7 @@ protected:
     {
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        const int status = runJobCommand( { action, folder_.path(), id } );
+        const int status = runJobCommand( { { folder_.path(), {} }, action, id } );
         const auto out = testing::internal::GetCapturedStdout(), error = testing::internal::GetCapturedStderr();
         return status == 0 ? out : "failed: " + error;
     }
@@ -139,6 +139,6 @@ TEST_F( JobCommands, WhatWaitsOrRunsIsCanceledAndItsClientIsToldSo )
 TEST_F( JobCommands, AFolderWithoutAServiceIsRefused )
 {
     const Testing::ScratchFolder empty;
-    EXPECT_NE( runJobCommand( { Action::List, empty.path(), {} } ), 0 );
+    EXPECT_NE( runJobCommand( { { empty.path(), {} }, Action::List, {} } ), 0 );
     EXPECT_TRUE( std::filesystem::is_empty( empty.path() ) );
 }

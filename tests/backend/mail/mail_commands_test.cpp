@@ -37,7 +37,7 @@ protected:
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
         Said said;
-        said.status = runMailCommand( { action, data_, number } );
+        said.status = runMailCommand( { { data_, {} }, action, number } );
         said.out = testing::internal::GetCapturedStdout();
         said.error = testing::internal::GetCapturedStderr();
         return said;

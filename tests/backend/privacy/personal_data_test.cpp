@@ -106,7 +106,7 @@ protected:
 
 TEST_F( PersonalData, AreTheWholeOfWhatIsKept )
 {
-    const auto known = personalData( data(), "ANN@example.org" ).value();
+    const auto known = personalData( { data(), {} }, "ANN@example.org" ).value();
     EXPECT_EQ( known.getMemberNames(),
         ( Json::Value::Members{ "account", "accountsElsewhere", "codeGuesses", "codes", "conversions", "failedSignIns",
             "limits", "mails", "nameInLogs", "signIns", "signInsElsewhere", "statistics" } ) );
@@ -135,11 +135,11 @@ TEST_F( PersonalData, AreTheWholeOfWhatIsKept )
 
 TEST_F( PersonalData, OfSomebodyUnknownAreEmptyLists )
 {
-    const auto known = personalData( data(), "eve@example.org" ).value();
+    const auto known = personalData( { data(), {} }, "eve@example.org" ).value();
     EXPECT_EQ( known["account"].size() + known["conversions"].size() + known["statistics"]["sessions"].size(), 0u );
-    EXPECT_EQ( personalData( data(), "nobody" ).error(), "\"nobody\" is no e-mail address" );
-    EXPECT_EQ(
-        personalData( data() / "x", cBob ).error(), "There is no database in \"" + ( data() / "x" ).string() + "\"" );
+    EXPECT_EQ( personalData( { data(), {} }, "nobody" ).error(), "\"nobody\" is no e-mail address" );
+    EXPECT_EQ( personalData( { data() / "x", {} }, cBob ).error(),
+        "There is no database in \"" + ( data() / "x" ).string() + "\"" );
 }
 
 TEST_F( PersonalData, AreNowhereOnceTheyAreErased )
@@ -149,7 +149,7 @@ TEST_F( PersonalData, AreNowhereOnceTheyAreErased )
     const auto before = everything();
     for ( const auto& trace : { std::string( Testing::cAnn ), ann, code, nameElsewhere( Testing::cAnn ) } )
         ASSERT_NE( before.find( trace ), std::string::npos ) << trace;
-    ASSERT_TRUE( erasePersonalData( data(), Testing::cAnn ) );
+    ASSERT_TRUE( erasePersonalData( { data(), {} }, Testing::cAnn ) );
     const auto after = everything();
     for ( const auto& trace : { std::string( Testing::cAnn ), ann, code, nameElsewhere( Testing::cAnn ) } )
         EXPECT_EQ( after.find( trace ), std::string::npos ) << trace;
@@ -158,27 +158,27 @@ TEST_F( PersonalData, AreNowhereOnceTheyAreErased )
     EXPECT_EQ( problem( signIn() ), "NotAuthorizedException: Incorrect username or password." );
     EXPECT_EQ( statisticsIn( "stats_sessions" ), 1 );
     EXPECT_EQ( statisticsIn( "stats_actions" ), 1 );
-    EXPECT_EQ( personalData( data(), cBob ).value()["conversions"].size(), 2u );
+    EXPECT_EQ( personalData( { data(), {} }, cBob ).value()["conversions"].size(), 2u );
 }
 
 TEST_F( PersonalData, OfStatisticsWhoseKeyIsGoneItIsSaidThatTheyCannotBeFound )
 {
-    EXPECT_EQ( erasePersonalData( data(), "eve@example.org" ).value().nobodysSessions, 0 );
+    EXPECT_EQ( erasePersonalData( { data(), {} }, "eve@example.org" ).value().nobodysSessions, 0 );
     std::filesystem::remove( identityKeysFile( data() ) );
     keys_ = ensureIdentityKeys( data() ).value();
-    const auto known = personalData( data(), Testing::cAnn ).value()["statistics"];
+    const auto known = personalData( { data(), {} }, Testing::cAnn ).value()["statistics"];
     EXPECT_EQ( known["sessions"].size(), 0u );
     EXPECT_EQ( known["sessionsOfKeysThatAreGone"], 2 );
     leaveStatistics( Testing::cAnn );
-    EXPECT_EQ( erasePersonalData( data(), Testing::cAnn ).value().nobodysSessions, 2 );
+    EXPECT_EQ( erasePersonalData( { data(), {} }, Testing::cAnn ).value().nobodysSessions, 2 );
     EXPECT_EQ( statisticsIn( "stats_sessions" ), 2 ) << "the new one is found";
 }
 
 TEST_F( PersonalData, StatisticsOfAnOlderVersionAreOfTheKeyThereIs )
 {
     ASSERT_TRUE( statistics_->execute( "UPDATE stats_sessions SET code_key = ''" ) );
-    EXPECT_EQ( personalData( data(), cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 0 );
+    EXPECT_EQ( personalData( { data(), {} }, cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 0 );
     leaveStatistics( Testing::cAnn ); // by a service of this version
     std::filesystem::remove( identityKeysFile( data() ) );
-    EXPECT_EQ( personalData( data(), cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 3 );
+    EXPECT_EQ( personalData( { data(), {} }, cBob ).value()["statistics"]["sessionsOfKeysThatAreGone"], 3 );
 }

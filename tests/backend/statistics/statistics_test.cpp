@@ -21,6 +21,14 @@ namespace
 
 class Statistics : public StatisticsFixture
 {
+protected:
+    static StatsReportOptions reportOf( const std::filesystem::path& folder, bool csv = false )
+    {
+        StatsReportOptions out;
+        out.data = folder;
+        out.csv = csv;
+        return out;
+    }
 };
 
 } // namespace
@@ -161,18 +169,18 @@ TEST_F( Statistics, ReportForPeopleAndForSpreadsheets )
     send( fmt::format( R"({{"type":"setPlatform","sessionId":{},"platform":"Debian","version":"1.2"}})", session ) );
     api_->stop();
     testing::internal::CaptureStdout();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 0 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path() ) ), 0 );
     const auto text = testing::internal::GetCapturedStdout();
     EXPECT_NE( text.find( "Actions\n         2  a,\"b\"\n         1  c?[2J\n" ), std::string::npos ) << text;
     EXPECT_NE( text.find( "Versions\n         1  1.2\n" ), std::string::npos );
     testing::internal::CaptureStdout();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path(), .csv = true } ), 0 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path(), true ) ), 0 );
     const auto csv = testing::internal::GetCapturedStdout();
     EXPECT_TRUE( csv.starts_with( "section,key,count\nsessions,20" ) ) << csv;
     EXPECT_NE( csv.find( "actions,\"a,\"\"b\"\"\",2\n" ), std::string::npos );
     EXPECT_NE( csv.find( "platforms,Debian,1\n" ), std::string::npos );
     testing::internal::CaptureStderr();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path() / "none" } ), 1 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path() / "none" ) ), 1 );
     EXPECT_NE( testing::internal::GetCapturedStderr().find( "There is no database" ), std::string::npos );
 }
 
@@ -186,7 +194,7 @@ TEST_F( Statistics, NamesAreNoFormulasInASpreadsheet )
         EXPECT_EQ( report( session, fmt::format( R"([{{"name":"{}","ts":1}}])", name ) ), 200 );
     api_->stop();
     testing::internal::CaptureStdout();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path(), .csv = true } ), 0 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path(), true ) ), 0 );
     const auto csv = testing::internal::GetCapturedStdout();
     for ( const char* line :
         { "actions,'=1+1,1\n", "actions,'+1,1\n", "actions,'-1,1\n", "actions,'@SUM(1),1\n", "actions,a=b,1\n" } )
@@ -201,7 +209,7 @@ TEST_F( Statistics, NamesSteerNoTerminal )
     EXPECT_EQ( report( newSession(), R"([{"name":"\u009b2J\u0085\u202egnp","ts":1}])" ), 200 );
     api_->stop();
     testing::internal::CaptureStdout();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 0 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path() ) ), 0 );
     const auto text = testing::internal::GetCapturedStdout();
     EXPECT_NE( text.find( "<U+009B>2J<U+0085><U+202E>gnp" ), std::string::npos ) << text;
 }
@@ -216,7 +224,7 @@ TEST_F( Statistics, SessionsOfAddressesWithoutAnAccountStandApart )
         newSession( email );
     api_->stop();
     testing::internal::CaptureStdout();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path(), .csv = true } ), 0 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path(), true ) ), 0 );
     const auto csv = testing::internal::GetCapturedStdout();
     const auto numberOf = [&]( const std::string& section )
     {
@@ -229,7 +237,7 @@ TEST_F( Statistics, SessionsOfAddressesWithoutAnAccountStandApart )
     EXPECT_EQ( numberOf( "users-without-account" ), "2\n" );
     std::filesystem::remove( folder_.path() / "identity-keys.json" );
     testing::internal::CaptureStderr();
-    EXPECT_EQ( printStatsReport( { .data = folder_.path() } ), 1 );
+    EXPECT_EQ( printStatsReport( reportOf( folder_.path() ) ), 1 );
     EXPECT_NE( testing::internal::GetCapturedStderr().find( "identity-keys.json" ), std::string::npos );
     EXPECT_FALSE( std::filesystem::exists( folder_.path() / "identity-keys.json" ) ) << "a report makes nothing";
 }

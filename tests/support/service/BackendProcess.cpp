@@ -26,6 +26,9 @@ BackendProcess::BackendProcess(
 {
     if ( role_.database.empty() && isOverPostgres() )
         role_.database = newPostgresDatabase();
+    // For the commands of an operator, too.
+    if ( !role_.database.empty() )
+        ::setenv( "ORVANTA_DATABASE", role_.database.c_str(), 1 );
     start_();
 }
 

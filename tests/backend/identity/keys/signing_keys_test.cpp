@@ -221,7 +221,7 @@ TEST_F( SigningKeys, TheCommandsListAndRotateThem )
     {
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        EXPECT_EQ( runKeyCommand( { action, folder_.path() } ), status );
+        EXPECT_EQ( runKeyCommand( { { folder_.path(), {} }, action } ), status );
         return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
     };
     EXPECT_EQ( said( KeyCommand::Action::List, 0 ), idOf( first_.signing[0] ) + "  since 2023-11-14 22:13  signs\n" );

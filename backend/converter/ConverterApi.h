@@ -37,7 +37,7 @@ struct ConverterApiOptions
     uint64_t maxUpload = uint64_t( 2 ) << 30;
     /// A status call holds its answer for this long while the conversion runs: clients pause for a second between two
     /// calls, and give one up after ten.
-    std::chrono::milliseconds statusHold{ 5000 };
+    std::chrono::milliseconds statusHold{ 4000 };
     /// Of calls that are held; one more is answered at once, and its client asks again after its pause.
     size_t mostHeld = 1024;
     /// How often it is looked at all that are waited for: another process may end a job, of which no hint comes.

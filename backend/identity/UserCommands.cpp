@@ -4,7 +4,6 @@
 #include "data/DataFolder.h"
 #include "identity/Accounts.h"
 #include "identity/Passwords.h"
-#include "identity/keys/DatabaseKeyStore.h"
 #include "identity/keys/KeyStores.h"
 #include "text/ExitStatus.h"
 
@@ -47,7 +46,7 @@ OpenedDatabase openDatabase( const DataPlace& place, UserCommand::Action action 
 /// What commands read has to be there before a service was.
 DatabaseResult<void> prepare( Database& database )
 {
-    return Accounts::prepare( database ).and_then( [&] { return DatabaseKeyStore::prepare( database ); } );
+    return Accounts::prepare( database ).and_then( [&] { return prepareKeys( database ); } );
 }
 
 tl::expected<Store, std::string> openStore( const DataPlace& place, UserCommand::Action action )

@@ -9,7 +9,6 @@
 #include "identity/Accounts.h"
 #include "identity/KeptLimit.h"
 #include "identity/gateway/GatewayNames.h"
-#include "identity/keys/DatabaseKeyStore.h"
 #include "identity/keys/KeyStores.h"
 #include "mail/MailQueue.h"
 #include "serve/MonitorListener.h"
@@ -121,7 +120,7 @@ DatabaseResult<void> prepareTables( Database& database, Database& statistics )
         .and_then( [&] { return KeptLimit::prepare( database ); } )
         .and_then( [&] { return GatewayNames::prepare( database ); } )
         .and_then( [&] { return MailQueue::prepare( database ); } )
-        .and_then( [&] { return DatabaseKeyStore::prepare( database ); } )
+        .and_then( [&] { return prepareKeys( database ); } )
         .and_then( [&] { return StatsStore( statistics, &systemTime ).takeOver( database ); } );
 }
 

@@ -13,4 +13,9 @@ std::unique_ptr<KeyStore> keyStoreOf( const std::filesystem::path& data, Databas
     return std::make_unique<FileKeyStore>( data );
 }
 
+DatabaseResult<void> prepareKeys( Database& database )
+{
+    return database.engine().isShared() ? DatabaseKeyStore::prepare( database ) : DatabaseResult<void>();
+}
+
 } // namespace VX::Backend

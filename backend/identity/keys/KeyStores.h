@@ -12,4 +12,7 @@ namespace VX::Backend
 /// are, too. The database must outlive it.
 [[nodiscard]] std::unique_ptr<KeyStore> keyStoreOf( const std::filesystem::path& data, Database& database );
 
+/// Makes room for them in a database that has them.
+[[nodiscard]] DatabaseResult<void> prepareKeys( Database& database );
+
 } // namespace VX::Backend

@@ -76,7 +76,7 @@ TEST( Defaults, OfConversionsFitTheProgramsPatience )
 {
     const ConverterApiOptions converter;
     EXPECT_EQ( converter.urlLifetime, 30min ) << "a transfer may take ten minutes";
-    EXPECT_EQ( converter.statusHold, 5s ) << "programs give a call up after ten";
+    EXPECT_EQ( converter.statusHold, 4s ) << "programs give a call up after ten, and a balancer may ask twice";
     const JobLimits jobs;
     EXPECT_EQ( jobs.atOnce, 256 );
     EXPECT_EQ( jobs.kept, 100'000 );

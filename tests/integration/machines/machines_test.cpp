@@ -17,8 +17,12 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <future>
+#include <set>
 #include <thread>
 
 #include <unistd.h>
@@ -41,7 +45,7 @@ class Machines : public testing::Test
 protected:
     using Processes = std::unique_ptr<BackendProcess>;
 
-    void SetUp() override
+    Machines()
     {
         ::setenv( "ORVANTA_S3_KEY", bucket_.credentials.accessKey.c_str(), 1 );
         ::setenv( "ORVANTA_S3_SECRET", bucket_.credentials.secretKey.c_str(), 1 );
@@ -57,8 +61,15 @@ protected:
     Processes start( const std::string& command, std::vector<std::string> options, int port )
     {
         options.insert( options.end(), { "--store-endpoint", bucket_.endpoint } );
-        return std::make_unique<BackendProcess>( std::move( options ), std::filesystem::path(),
+        const char* trusted = std::getenv( "SSL_CERT_FILE" );
+        const std::string before = trusted ? trusted : "";
+        ::setenv( "SSL_CERT_FILE", Testing::swiftCertificate().c_str(), 1 );
+        auto out = std::make_unique<BackendProcess>( std::move( options ), std::filesystem::path(),
             std::vector<std::string>(), Testing::BackendRole{ command, port, database_ } );
+        // What nobody calls is nothing to this client.
+        if ( port == 0 && !before.empty() )
+            ::setenv( "SSL_CERT_FILE", before.c_str(), 1 );
+        return out;
     }
     /// One that takes calls and converts nothing.
     Processes front( int port = ORVANTA_TEST_PORT, std::vector<std::string> options = {} )
@@ -84,14 +95,17 @@ protected:
         return result ? std::to_string( result->objects.size() ) + " objects" : result.error();
     }
     /// Lets its worker stand still from before its next job on.
-    static void hold( const BackendProcess& process )
+    void hold( const BackendProcess& process )
     {
-        int worker = 0;
-        for ( const Testing::Patience patience; worker == 0; patience.check( "no worker starts" ) )
+        bool held = false;
+        for ( const Testing::Patience patience; !held; patience.check( "no worker starts" ) )
             for ( const int pid : Testing::descendantsOf( process.pid() ) )
-                if ( Testing::isWorker( pid ) )
-                    worker = pid;
-        ::kill( worker, SIGSTOP );
+                // One that was held before has had its job.
+                if ( Testing::isWorker( pid ) && !held_.contains( pid ) )
+                {
+                    held = ::kill( pid, SIGSTOP ) == 0;
+                    held_.insert( pid );
+                }
     }
     [[nodiscard]] std::vector<Backend::SqlRow> look( const std::string& sql ) const
     {
@@ -129,6 +143,7 @@ protected:
     Testing::ScratchFolder folder_;
     Backend::S3Bucket bucket_ = Testing::swiftBucket();
     std::string database_ = Testing::newPostgresDatabase();
+    std::set<int> held_;
 };
 
 } // namespace
@@ -175,6 +190,86 @@ TEST_F( Machines, OneThatWakesAfterItsLeaseChangesNothing )
     EXPECT_EQ( import(), "1 objects" );
     other->signal( SIGCONT );
     EXPECT_EQ( look( "SELECT state, attempts, taker, ended FROM conversions ORDER BY rowid LIMIT 1" ), ended );
+}
+
+namespace
+{
+
+/// Two front ends and a worker behind the balancer, which this process is a client of.
+class Balanced : public Machines
+{
+protected:
+    static constexpr std::array cPorts = { ORVANTA_TEST_PORT + 11, ORVANTA_TEST_PORT + 12 };
+
+    Balanced()
+    {
+        // Each stands for all that a machine is known by.
+        for ( size_t i = 0; i < cPorts.size(); ++i )
+            fronts_.push_back( front( cPorts[i], { "--allow-anonymous", "--trusted-proxy", "127.0.0.0/8" } ) );
+        const auto& own = fronts_[0]->data();
+        const auto chain = folder_.write(
+            "balancer.pem", Testing::readFile( own / "server.pem" ) + Testing::readFile( own / "server-key.pem" ) );
+        std::string authorities;
+        for ( const auto& front : fronts_ )
+            authorities += Testing::readFile( front->data() / "ca.pem" );
+        const auto fronts = folder_.write( "fronts.pem", authorities );
+        trusted_ = folder_.write( "all.pem", authorities + Testing::readFile( Testing::swiftCertificate() ) );
+        trust();
+        const auto begun = Testing::runCommand( fmt::format(
+            "ORVANTA_BIND=127.0.0.1:{} ORVANTA_PEM='{}' ORVANTA_FRONTS_CA='{}' ORVANTA_FRONTS_NAME=localhost "
+            "ORVANTA_FRONT_1=127.0.0.1:{} ORVANTA_FRONT_2=127.0.0.1:{} haproxy -D -p '{}' -f " ORVANTA_TEST_DATA
+            "/../packaging/linux/haproxy.cfg 2>&1",
+            ORVANTA_TEST_PORT, chain.string(), fronts.string(), cPorts[0], cPorts[1], pids().string() ) );
+        EXPECT_EQ( begun.status, 0 ) << begun.text;
+    }
+    ~Balanced() override { Testing::runCommand( "kill -9 $(cat '" + pids().string() + "')" ); }
+    [[nodiscard]] std::filesystem::path pids() const { return folder_.path() / "haproxy.pid"; }
+    void trust() const { ::setenv( "SSL_CERT_FILE", trusted_.c_str(), 1 ); }
+    void restart( BackendProcess& process ) const
+    {
+        // It asks the store.
+        trust();
+        process.restart();
+        trust();
+    }
+
+    std::filesystem::path trusted_; ///< authorities of all that anybody asks here
+    std::vector<Processes> fronts_;
+};
+
+} // namespace
+
+TEST_F( Balanced, ClientsDoNotNoticeAFrontEndThatDies )
+{
+    const auto worker = this->worker();
+    std::atomic<size_t> done = 0, most = SIZE_MAX;
+    auto imports = std::async( std::launch::async,
+        [&]
+        {
+            std::vector<std::string> out;
+            while ( out.size() < most )
+            {
+                out.push_back( import() );
+                ++done;
+            }
+            return out;
+        } );
+    const auto awaitMore = [&]( size_t more )
+    {
+        const size_t goal = done + more;
+        for ( const Testing::Patience patience; done < goal; patience.check( "no import ends" ) )
+            std::this_thread::yield();
+    };
+    for ( auto& victim : fronts_ )
+    {
+        awaitMore( 2 );
+        victim->kill();
+        awaitMore( 3 );
+        restart( *victim );
+    }
+    most = 0;
+    const auto ended = imports.get();
+    EXPECT_EQ( ended, std::vector<std::string>( ended.size(), "1 objects" ) );
 }
 
 namespace

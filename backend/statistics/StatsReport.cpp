@@ -10,6 +10,7 @@
 
 #include <VXMesh/io/Text.h>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <iostream>
@@ -97,8 +98,7 @@ Section sectionOf( const char* name, const char* title, const Days& days, int64_
 /// As ISO 8601 has it; days are counted from 1970 on.
 std::string dateOf( int64_t day )
 {
-    const std::chrono::year_month_day date{ std::chrono::sys_days( std::chrono::days( day ) ) };
-    return fmt::format( "{:04}-{:02}-{:02}", int( date.year() ), unsigned( date.month() ), unsigned( date.day() ) );
+    return fmt::format( "{:%F}", std::chrono::sys_days( std::chrono::days( day ) ) );
 }
 
 /// Anybody can open a session for any address, so those for which there is an account stand apart.

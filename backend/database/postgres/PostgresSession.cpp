@@ -3,6 +3,8 @@
 #include "database/postgres/PostgresText.h"
 #include "metrics/Measures.h"
 
+#include <VXMesh/io/Text.h>
+
 #include <libpq-fe.h>
 
 #include <array>
@@ -103,13 +105,6 @@ DatabaseTrouble troubleOf( std::string_view state )
         if ( state.starts_with( kind ) )
             return DatabaseTrouble::Unavailable;
     return DatabaseTrouble::Broken;
-}
-
-std::string trimmed( std::string text )
-{
-    while ( !text.empty() && ( text.back() == '\n' || text.back() == ' ' ) )
-        text.pop_back();
-    return text;
 }
 
 DatabaseError errorOf( const PGresult* result )

@@ -86,11 +86,10 @@ KeyStore::Result DatabaseKeyStore::change( const std::function<void( IdentityKey
     return changed;
 }
 
-std::string DatabaseKeyStore::stamp()
+std::optional<std::string> DatabaseKeyStore::stamp()
 {
-    if ( const auto text = text_() )
-        lastStamp_ = sha256( *text );
-    return lastStamp_;
+    const auto text = text_();
+    return text ? std::optional( sha256( *text ) ) : std::nullopt;
 }
 
 } // namespace VX::Backend

@@ -20,8 +20,7 @@ public:
     [[nodiscard]] Result ensure( std::chrono::sys_seconds now ) override;
     [[nodiscard]] Result change( const std::function<void( IdentityKeys& )>& edit ) override;
     [[nodiscard]] std::chrono::seconds notice() const override { return std::chrono::minutes( 1 ); }
-    /// A database that does not answer has changed nothing.
-    [[nodiscard]] std::string stamp() override;
+    [[nodiscard]] std::optional<std::string> stamp() override;
 
 private:
     /// As it is kept; empty where there is none.
@@ -29,7 +28,6 @@ private:
     [[nodiscard]] Result write_( const IdentityKeys& keys );
 
     Database& database_;
-    std::string lastStamp_;
 };
 
 } // namespace VX::Backend

@@ -114,7 +114,7 @@ KeyStore::Result FileKeyStore::change( const std::function<void( IdentityKeys& )
     return write_( *keys );
 }
 
-std::string FileKeyStore::stamp()
+std::optional<std::string> FileKeyStore::stamp()
 {
     struct stat info{};
     if ( ::stat( file_.c_str(), &info ) != 0 )

@@ -17,7 +17,7 @@ public:
     [[nodiscard]] Result change( const std::function<void( IdentityKeys& )>& edit ) override;
     /// One service has the folder.
     [[nodiscard]] std::chrono::seconds notice() const override { return {}; }
-    [[nodiscard]] std::string stamp() override;
+    [[nodiscard]] std::optional<std::string> stamp() override;
 
 private:
     [[nodiscard]] Result readFile_() const;

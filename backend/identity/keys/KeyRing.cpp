@@ -33,9 +33,9 @@ void KeyRing::look()
 {
     const std::lock_guard lock( mutex_ );
     const auto stamp = store_->stamp();
-    if ( stamp == seen_ )
+    if ( !stamp || *stamp == seen_ )
         return;
-    seen_ = stamp;
+    seen_ = *stamp;
     take_( store_->read() );
 }
 

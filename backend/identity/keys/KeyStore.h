@@ -3,6 +3,7 @@
 #include "identity/keys/IdentityKeys.h"
 
 #include <functional>
+#include <optional>
 
 namespace VX::Backend
 {
@@ -26,8 +27,8 @@ public:
     [[nodiscard]] virtual Result change( const std::function<void( IdentityKeys& )>& edit ) = 0;
     /// How long it takes until all who share them have heard of a new one, which signs from then on.
     [[nodiscard]] virtual std::chrono::seconds notice() const = 0;
-    /// What is another one when they have been written anew.
-    [[nodiscard]] virtual std::string stamp() = 0;
+    /// What is another one when they have been written anew; none where that cannot be told now.
+    [[nodiscard]] virtual std::optional<std::string> stamp() = 0;
 
 protected:
     KeyStore() = default;

@@ -260,12 +260,9 @@ tl::expected<void, std::string> Service::Parts::openMonitor_( const ServiceOptio
     health_.askForWorkers( [this] { return workers_->hasWorker(); } );
     if ( options.monitor.empty() )
         return {};
-    const auto more = [this, most = options.maxStored]( Figures& figures )
+    const auto more = [this]( Figures& figures )
     {
-        const auto stored = storage_.stored();
-        figures.storedBytes = stored.bytes;
-        figures.storedObjects = stored.objects;
-        figures.mostStoredBytes = most;
+        storage_.tell( figures );
         figures.connections = server_->connections();
     };
     monitor_ = std::make_unique<MonitorListener>( health_, liveness_, counts_,

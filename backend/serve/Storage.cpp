@@ -34,6 +34,7 @@ S3StoreOptions foreignOptions( const Foundation& foundation, const ServiceOption
 
 Storage::Storage( const Foundation& foundation, const ServiceOptions& options, ConversionJobs& jobs )
     : jobs_( jobs )
+    , most_( options.maxStored )
 {
     if ( options.store.endpoint.empty() )
         embedded_ = std::make_unique<EmbeddedStore>( embeddedOptions( foundation, options, jobs, *this ) );
@@ -46,6 +47,14 @@ ObjectStore& Storage::objects()
     if ( embedded_ )
         return *embedded_;
     return *foreign_;
+}
+
+void Storage::tell( Figures& figures )
+{
+    const auto sum = stored();
+    figures.storedBytes = sum.bytes;
+    figures.storedObjects = sum.objects;
+    figures.mostStoredBytes = most_;
 }
 
 StoreSum Storage::stored()

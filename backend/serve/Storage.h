@@ -1,6 +1,7 @@
 #pragma once
 
 #include "converter/ConversionJobs.h"
+#include "monitor/Figures.h"
 #include "serve/Foundation.h"
 #include "storage/EmbeddedStore.h"
 #include "storage/s3/S3Store.h"
@@ -22,9 +23,12 @@ public:
     [[nodiscard]] EmbeddedStore* embedded() { return embedded_.get(); }
     /// What lies there, as far as it is known without asking for long.
     [[nodiscard]] StoreSum stored();
+    /// Puts that, and how much may lie there, among the figures.
+    void tell( Figures& figures );
 
 private:
     ConversionJobs& jobs_;
+    uint64_t most_; ///< bytes
     std::unique_ptr<EmbeddedStore> embedded_;
     std::unique_ptr<S3Store> foreign_;
 };

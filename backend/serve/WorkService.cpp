@@ -50,13 +50,7 @@ public:
         health_.askForWorkers( [this] { return workers_->hasWorker(); } );
         if ( options.monitor.empty() )
             return {};
-        const auto more = [this, most = options.maxStored]( Figures& figures )
-        {
-            const auto stored = storage_.stored();
-            figures.storedBytes = stored.bytes;
-            figures.storedObjects = stored.objects;
-            figures.mostStoredBytes = most;
-        };
+        const auto more = [this]( Figures& figures ) { storage_.tell( figures ); };
         monitor_ = std::make_unique<MonitorListener>( health_, liveness_, counts_,
             std::make_unique<FigureKeeper>(
                 *foundation_.database, *foundation_.statistics, options.data, &systemTime, more ) );

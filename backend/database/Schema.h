@@ -13,7 +13,7 @@ namespace VX::Backend
 [[nodiscard]] DatabaseResult<void> makeTable(
     Database& database, const std::string& name, const std::string& columns, RowNumbers numbers = RowNumbers::None );
 
-/// Runs `statements`, each with ";" at its end, for each row ("new", "old") after it was changed.
+/// Makes it unless it is there.
 [[nodiscard]] DatabaseResult<void> makeTrigger( Database& database, const Trigger& trigger );
 
 /// Adds a column to a table of an older version; whether it was missing.

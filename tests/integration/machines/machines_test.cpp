@@ -45,12 +45,7 @@ class Machines : public testing::Test
 protected:
     using Processes = std::unique_ptr<BackendProcess>;
 
-    Machines()
-    {
-        ::setenv( "ORVANTA_S3_KEY", bucket_.credentials.accessKey.c_str(), 1 );
-        ::setenv( "ORVANTA_S3_SECRET", bucket_.credentials.secretKey.c_str(), 1 );
-        ::setenv( "ORVANTA_S3_BUCKET", bucket_.name.c_str(), 1 );
-    }
+    Machines() { Testing::letBackendsUse( bucket_ ); }
     void TearDown() override
     {
         EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );

@@ -25,12 +25,7 @@ namespace
 class SwiftService : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        ::setenv( "ORVANTA_S3_KEY", bucket_.credentials.accessKey.c_str(), 1 );
-        ::setenv( "ORVANTA_S3_SECRET", bucket_.credentials.secretKey.c_str(), 1 );
-        ::setenv( "ORVANTA_S3_BUCKET", bucket_.name.c_str(), 1 );
-    }
+    void SetUp() override { Testing::letBackendsUse( bucket_ ); }
     void TearDown() override
     {
         EXPECT_TRUE( finishWebRequests( std::chrono::seconds( 5 ) ) );

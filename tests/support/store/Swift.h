@@ -26,4 +26,12 @@ namespace VX::Testing
     return { "https://127.0.0.1:16000", "orvanta", { "test:tester", "testing" } };
 }
 
+/// Keys and name of the store of back ends that are started from then on.
+inline void letBackendsUse( const Backend::S3Bucket& bucket )
+{
+    ::setenv( "ORVANTA_S3_KEY", bucket.credentials.accessKey.c_str(), 1 );
+    ::setenv( "ORVANTA_S3_SECRET", bucket.credentials.secretKey.c_str(), 1 );
+    ::setenv( "ORVANTA_S3_BUCKET", bucket.name.c_str(), 1 );
+}
+
 } // namespace VX::Testing

@@ -1,5 +1,6 @@
 #include "worker/WorkerMain.h"
 
+#include "worker/ResultFile.h"
 #include "worker/StepReader.h"
 
 #include <VXMesh/formats/VxuFormat.h>
@@ -80,12 +81,7 @@ tl::expected<void, std::string> convert( const WorkerJob& job, int report )
     const auto bytes = writeVxu( *objects );
     if ( !bytes )
         return tl::unexpected( bytes.error() );
-    std::ofstream out( job.folder / "result.vxu", std::ios::binary );
-    out.write( reinterpret_cast<const char*>( bytes->data() ), std::streamsize( bytes->size() ) );
-    out.close();
-    if ( !out )
-        return tl::unexpected( std::string( "The converted file is too large" ) );
-    return {};
+    return writeResult( job.folder / "result.vxu", *bytes );
 }
 
 /// Whether this process has come close to its limit of memory, by its own status as it is now.

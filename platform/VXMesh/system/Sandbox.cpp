@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -218,6 +219,8 @@ uint64_t tasksOfThisUser()
 
 std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const FileView& view )
 {
+    // A write beyond the limit fails then, and can be told of, where it would otherwise end the process.
+    ::signal( SIGXFSZ, SIG_IGN );
     const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );
     if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTo( RLIMIT_CPU, limits.cpuSeconds ) ||
          !limitTo( RLIMIT_NPROC, limits.tasks ) || !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )

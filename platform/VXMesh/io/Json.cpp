@@ -39,6 +39,20 @@ tl::expected<Json::Value, std::string> parse( const char* begin, const char* end
     return root;
 }
 
+/// Whether there is a slash outside of text, which nothing but a remark begins with.
+bool hasRemark( const std::string& text )
+{
+    bool inText = false;
+    for ( size_t i = 0; i < text.size(); ++i )
+        if ( inText && text[i] == '\\' )
+            ++i;
+        else if ( text[i] == '"' )
+            inText = !inText;
+        else if ( text[i] == '/' && !inText )
+            return true;
+    return false;
+}
+
 } // namespace
 
 tl::expected<Json::Value, std::string> deserializeJsonValue( const std::string& text )
@@ -48,6 +62,9 @@ tl::expected<Json::Value, std::string> deserializeJsonValue( const std::string& 
 
 tl::expected<Json::Value, std::string> deserializeStrictJson( const std::string& text )
 {
+    // jsoncpp's strict mode takes one behind a brace.
+    if ( hasRemark( text ) )
+        return tl::unexpected( std::string( "There is a remark in it" ) );
     return parse( text.data(), text.data() + text.size(), strict() );
 }
 

@@ -42,10 +42,12 @@ TEST( Json, TakesRemarksAsPeopleWriteThemIntoSettings )
 
 TEST( Json, OfAStrangerIsTakenToTheLetter )
 {
-    for ( const char* text : { "{}", "[]", R"({"a": [1, {"b": null}]})", " {\"a\": \"\u00e4\"}\n" } )
+    for ( const char* text :
+        { "{}", "[]", R"({"a": [1, {"b": null}]})", " {\"a\": \"\u00e4\"}\n", R"({"a//": "/* \"/", "b\\": "/"})" } )
         EXPECT_TRUE( deserializeStrictJson( text ) ) << text;
     for ( const char* text : { "", "7", "\"a\"", "{} x", "{}{}", "[1,]", "{\"a\": 1,}", "{\"a\": 1, \"a\": 2}",
-              "{'a': 1}", "{1: 2}", "[NaN]", "[,1]", "// a remark\n{}", "[1, /* a remark */ 2]", "\xef\xbb\xbf{}" } )
+              "{'a': 1}", "{1: 2}", "[NaN]", "[,1]", "// a remark\n{}", "[1, /* a remark */ 2]",
+              "{/* a remark */ \"a\": 1}", "\xef\xbb\xbf{}" } )
         EXPECT_FALSE( deserializeStrictJson( text ) ) << text;
     EXPECT_FALSE( deserializeStrictJson( std::string( 230, '[' ) + std::string( 230, ']' ) ) );
 }

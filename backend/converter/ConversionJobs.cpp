@@ -184,7 +184,9 @@ DatabaseResult<bool> ConversionJobs::giveBack( const ConversionJob& job )
 DatabaseResult<bool> ConversionJobs::end_(
     const ConversionJob& job, JobState state, const SqlValue& error, std::optional<uint64_t> bytes )
 {
-    const SqlValue counted = bytes ? SqlValue( int64_t( *bytes ) ) : SqlValue( nullptr );
+    SqlValue counted;
+    if ( bytes )
+        counted = int64_t( *bytes );
     const auto changed = database_.execute(
         "UPDATE conversions SET state = ?1, error = ?5, bytes = coalesce(?6, bytes), ended = ?7 WHERE " + cFence,
         { stateNumber( state ), job.id, job.attempt, stateNumber( JobState::Running ), error, counted, now_() } );

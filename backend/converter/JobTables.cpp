@@ -13,22 +13,19 @@ namespace
 constexpr const char* cTable = "conversions";
 
 // The states by their numbers: 0 created, 1 queued, 2 running.
-DatabaseResult<void> makeTables( Database& database )
+DatabaseResult<void> makeOurTables( Database& database )
 {
-    return makeTable( database, cTable,
-        "id TEXT PRIMARY KEY, input_format TEXT NOT NULL, state INTEGER NOT NULL, error TEXT, attempts INTEGER NOT "
-        "NULL "
-        "DEFAULT 0, created INTEGER NOT NULL, queued INTEGER",
-        RowNumbers::Kept )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "conversion_owners",
-                    "owner TEXT PRIMARY KEY, jobs INTEGER NOT NULL DEFAULT 0, active INTEGER NOT NULL DEFAULT 0, "
-                    "queued "
-                    "INTEGER NOT NULL DEFAULT 0, running INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0, "
-                    "turn INTEGER NOT NULL DEFAULT 0" );
-            } );
+    return makeTables( database,
+        { { cTable,
+              "id TEXT PRIMARY KEY, input_format TEXT NOT NULL, state INTEGER NOT NULL, error TEXT, attempts INTEGER "
+              "NOT "
+              "NULL DEFAULT 0, created INTEGER NOT NULL, queued INTEGER",
+              RowNumbers::Kept },
+            { "conversion_owners",
+                "owner TEXT PRIMARY KEY, jobs INTEGER NOT NULL DEFAULT 0, active INTEGER NOT NULL DEFAULT 0, queued "
+                "INTEGER NOT NULL DEFAULT 0, running INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0, "
+                "turn "
+                "INTEGER NOT NULL DEFAULT 0" } } );
 }
 
 /// Leases, fences and deaths. Before, the count of attempts was that of the deaths and of what ran, and results had no
@@ -107,7 +104,7 @@ constexpr std::initializer_list<const char*> cSums = {
 DatabaseResult<void> prepareJobTables( Database& database )
 {
     Database::Transaction transaction( database );
-    return makeTables( database )
+    return makeOurTables( database )
         .and_then( [&] { return addColumn( database, cTable, "owner", "TEXT NOT NULL DEFAULT ''" ); } )
         .and_then( [&]( bool ) { return addColumn( database, cTable, "bytes", "INTEGER NOT NULL DEFAULT 0" ); } )
         .and_then( [&]( bool ) { return addColumn( database, cTable, "ended", "INTEGER" ); } )

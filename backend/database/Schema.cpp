@@ -12,10 +12,18 @@ DatabaseResult<bool> isThere( const DatabaseResult<std::vector<SqlRow>>& rows )
 
 } // namespace
 
-DatabaseResult<void> makeTable(
-    Database& database, const std::string& name, const std::string& columns, RowNumbers numbers )
+DatabaseResult<void> makeTable( Database& database, const Table& table )
 {
-    return database.execute( database.engine().tableOf( name, columns, numbers ) ).map( []( int ) {} );
+    return database.execute( database.engine().tableOf( table.name, table.columns, table.numbers ) )
+        .map( []( int ) {} );
+}
+
+DatabaseResult<void> makeTables( Database& database, std::initializer_list<Table> tables )
+{
+    for ( const auto& table : tables )
+        if ( auto made = makeTable( database, table ); !made )
+            return made;
+    return {};
 }
 
 DatabaseResult<void> makeTrigger( Database& database, const Trigger& trigger )

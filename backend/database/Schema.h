@@ -8,10 +8,19 @@
 namespace VX::Backend
 {
 
-/// Makes a table unless it is there. Its columns are told as SQLite has them, "id TEXT PRIMARY KEY, size INTEGER NOT
-/// NULL", and other engines take them as they can.
-[[nodiscard]] DatabaseResult<void> makeTable(
-    Database& database, const std::string& name, const std::string& columns, RowNumbers numbers = RowNumbers::None );
+/// Its columns are told as SQLite has them, "id TEXT PRIMARY KEY, size INTEGER NOT NULL", and other engines take them
+/// as they can.
+struct Table
+{
+    const char* name = nullptr;
+    const char* columns = nullptr;
+    RowNumbers numbers = RowNumbers::None;
+};
+
+/// Makes it unless it is there.
+[[nodiscard]] DatabaseResult<void> makeTable( Database& database, const Table& table );
+
+[[nodiscard]] DatabaseResult<void> makeTables( Database& database, std::initializer_list<Table> tables );
 
 /// Makes it unless it is there.
 [[nodiscard]] DatabaseResult<void> makeTrigger( Database& database, const Trigger& trigger );

@@ -92,37 +92,18 @@ DatabaseResult<void> takeOverOldCodes( Database& database )
                       "DROP TABLE codes" } );
 }
 
-DatabaseResult<void> makeTables( Database& database )
+DatabaseResult<void> makeOurTables( Database& database )
 {
-    return makeTable( database, "accounts",
-        "id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT NULL, confirmed INTEGER NOT NULL, created "
-        "INTEGER NOT NULL" )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "mailed_codes",
-                    "account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT NULL, expires INTEGER NOT NULL, tries "
-                    "INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash)" );
-            } )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "refresh_tokens",
-                    "hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER NOT NULL" );
-            } )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "sign_in_failures",
-                    "email TEXT NOT NULL, address TEXT NOT NULL, failures INTEGER NOT NULL, last INTEGER NOT NULL, "
-                    "PRIMARY KEY(email, address)" );
-            } )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "code_guesses",
-                    "account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER NOT NULL" );
-            } )
+    return makeTables( database,
+        { { "accounts",
+              "id TEXT PRIMARY KEY, email TEXT NOT NULL UNIQUE, password TEXT NOT NULL, confirmed INTEGER NOT "
+              "NULL, created INTEGER NOT NULL" },
+            { "mailed_codes", "account TEXT NOT NULL, purpose TEXT NOT NULL, hash TEXT NOT NULL, expires INTEGER NOT "
+                              "NULL, tries INTEGER NOT NULL, PRIMARY KEY(account, purpose, hash)" },
+            { "refresh_tokens", "hash TEXT PRIMARY KEY, account TEXT NOT NULL, expires INTEGER NOT NULL" },
+            { "sign_in_failures", "email TEXT NOT NULL, address TEXT NOT NULL, failures INTEGER NOT NULL, last INTEGER "
+                                  "NOT NULL, PRIMARY KEY(email, address)" },
+            { "code_guesses", "account TEXT PRIMARY KEY, wrong INTEGER NOT NULL, since INTEGER NOT NULL" } } )
         .and_then(
             [&]
             {
@@ -143,7 +124,7 @@ const char* nameOf( CodePurpose purpose )
 DatabaseResult<void> Accounts::prepare( Database& database )
 {
     Database::Transaction transaction( database );
-    return makeTables( database )
+    return makeOurTables( database )
         // Accounts of older data folders are of the first generation, and nobody is kept out.
         .and_then( [&] { return addColumn( database, "accounts", "generation", cCount ); } )
         .and_then( [&]( bool ) { return addColumn( database, "accounts", "blocked", cCount ); } )

@@ -13,9 +13,8 @@ constexpr int64_t cMostKeys = 100'000;
 
 DatabaseResult<void> KeptLimit::prepare( Database& database )
 {
-    return makeTable( database, "kept_limits",
-        "name TEXT NOT NULL, key TEXT NOT NULL, events INTEGER NOT NULL, ends INTEGER NOT NULL, PRIMARY KEY(name, "
-        "key)" )
+    return makeTable( database, { "kept_limits", "name TEXT NOT NULL, key TEXT NOT NULL, events INTEGER NOT NULL, ends "
+                                                 "INTEGER NOT NULL, PRIMARY KEY(name, key)" } )
         .and_then(
             [&]
             {

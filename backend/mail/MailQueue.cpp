@@ -29,10 +29,12 @@ int64_t pauseAfter( int64_t attempts )
 
 DatabaseResult<void> MailQueue::prepare( Database& database )
 {
-    return makeTable( database, "mails",
-        "id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL, subject TEXT NOT NULL, text TEXT NOT NULL, due "
-        "INTEGER NOT NULL, expires INTEGER NOT NULL, attempts INTEGER NOT NULL DEFAULT 0, sent INTEGER, error TEXT",
-        RowNumbers::Kept )
+    return makeTable( database,
+        { "mails",
+            "id INTEGER PRIMARY KEY AUTOINCREMENT, recipient TEXT NOT NULL, subject TEXT NOT NULL, text TEXT NOT NULL, "
+            "due "
+            "INTEGER NOT NULL, expires INTEGER NOT NULL, attempts INTEGER NOT NULL DEFAULT 0, sent INTEGER, error TEXT",
+            RowNumbers::Kept } )
         .and_then(
             [&]
             {

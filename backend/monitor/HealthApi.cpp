@@ -62,7 +62,7 @@ bool HealthApi::canWrite_()
     if ( now < nextCheck_ )
         return couldWrite_;
     // A full disk is found by writing alone.
-    const auto kept = makeTable( database_, "health", "id INTEGER PRIMARY KEY, checks INTEGER NOT NULL" )
+    const auto kept = makeTable( database_, { "health", "id INTEGER PRIMARY KEY, checks INTEGER NOT NULL" } )
                           .and_then(
                               [&]
                               {

@@ -32,17 +32,14 @@ StatsStore::StatsStore( Database& database, Clock clock )
     , clock_( std::move( clock ) )
 {
     const auto made =
-        makeTable( database_, "stats_sessions",
-            "id INTEGER PRIMARY KEY, \"user\" TEXT NOT NULL, created INTEGER NOT NULL, platform TEXT NOT NULL DEFAULT "
-            "'', version TEXT NOT NULL DEFAULT ''",
-            RowNumbers::Kept )
-            .and_then(
-                [&]
-                {
-                    return makeTable( database_, "stats_actions",
-                        "session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT NULL, stored INTEGER NOT NULL",
-                        RowNumbers::Kept );
-                } )
+        makeTables( database_,
+            { { "stats_sessions",
+                  "id INTEGER PRIMARY KEY, \"user\" TEXT NOT NULL, created INTEGER NOT NULL, platform TEXT NOT NULL "
+                  "DEFAULT '', version TEXT NOT NULL DEFAULT ''",
+                  RowNumbers::Kept },
+                { "stats_actions",
+                    "session INTEGER NOT NULL, name TEXT NOT NULL, at INTEGER NOT NULL, stored INTEGER NOT NULL",
+                    RowNumbers::Kept } } )
             .and_then(
                 [&] { return addColumn( database_, "stats_sessions", "code_key", "TEXT NOT NULL DEFAULT ''" ); } )
             .and_then(

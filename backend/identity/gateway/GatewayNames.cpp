@@ -17,13 +17,10 @@ constexpr int64_t cNotedEvery = std::chrono::seconds( std::chrono::days( 1 ) ).c
 
 DatabaseResult<void> GatewayNames::prepare( Database& database )
 {
-    return makeTable( database, "gateway_names", "hash TEXT PRIMARY KEY, name TEXT NOT NULL, expires INTEGER NOT NULL" )
-        .and_then(
-            [&]
-            {
-                return makeTable( database, "gateway_people",
-                    "email TEXT NOT NULL, name TEXT NOT NULL, expires INTEGER NOT NULL, PRIMARY KEY(email, name)" );
-            } )
+    return makeTables( database,
+        { { "gateway_names", "hash TEXT PRIMARY KEY, name TEXT NOT NULL, expires INTEGER NOT NULL" },
+            { "gateway_people",
+                "email TEXT NOT NULL, name TEXT NOT NULL, expires INTEGER NOT NULL, PRIMARY KEY(email, name)" } } )
         .and_then(
             [&]
             {

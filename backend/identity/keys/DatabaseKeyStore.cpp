@@ -17,7 +17,7 @@ constexpr const char* cName = "identity";
 
 DatabaseResult<void> DatabaseKeyStore::prepare( Database& database )
 {
-    return makeTable( database, "secrets", "name TEXT PRIMARY KEY, text TEXT NOT NULL" );
+    return makeTable( database, { "secrets", "name TEXT PRIMARY KEY, text TEXT NOT NULL" } );
 }
 
 DatabaseKeyStore::DatabaseKeyStore( Database& database )

@@ -17,7 +17,7 @@ namespace
 class DatabaseTest : public testing::Test
 {
 protected:
-    DatabaseTest() { EXPECT_TRUE( makeTable( *database_, "t", "id INTEGER PRIMARY KEY, text TEXT" ) ); }
+    DatabaseTest() { EXPECT_TRUE( makeTable( *database_, { "t", "id INTEGER PRIMARY KEY, text TEXT" } ) ); }
     std::unique_ptr<Database> open() { return Testing::openTestDatabase( folder_.path() / "db" ); }
     DatabaseResult<int> insert( int64_t id, const std::string& text = "x" )
     {

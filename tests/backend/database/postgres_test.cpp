@@ -24,7 +24,10 @@ namespace
 class Postgres : public testing::Test
 {
 protected:
-    Postgres() { EXPECT_TRUE( makeTable( *database_, "t", "id INTEGER PRIMARY KEY, text TEXT", RowNumbers::Kept ) ); }
+    Postgres()
+    {
+        EXPECT_TRUE( makeTable( *database_, { "t", "id INTEGER PRIMARY KEY, text TEXT", RowNumbers::Kept } ) );
+    }
     DatabaseResult<int> insert( int64_t id, const std::string& text = "x" )
     {
         return database_->execute( "INSERT INTO t VALUES(?, ?)", { id, text } );
@@ -240,7 +243,7 @@ TEST_F( Postgres, TablesAreMadeOnceByWhoeverComesFirst )
         if ( !held )
             return tl::unexpected( held.error() );
         const Trigger counted{ "a_counted", "UPDATE OF text", "a", "UPDATE a SET size = size + 1 WHERE id = new.id;" };
-        return makeTable( database, "a", "id INTEGER PRIMARY KEY AUTOINCREMENT, text TEXT" )
+        return makeTable( database, { "a", "id INTEGER PRIMARY KEY AUTOINCREMENT, text TEXT" } )
             .and_then( [&] { return addColumn( database, "a", "size", "INTEGER NOT NULL DEFAULT 0" ); } )
             .and_then( [&]( bool ) { return makeTrigger( database, counted ); } );
     };

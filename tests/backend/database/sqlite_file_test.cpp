@@ -17,7 +17,7 @@ namespace
 class SqliteFile : public testing::Test
 {
 protected:
-    SqliteFile() { EXPECT_TRUE( makeTable( *database_, "t", "id INTEGER PRIMARY KEY, text TEXT" ) ); }
+    SqliteFile() { EXPECT_TRUE( makeTable( *database_, { "t", "id INTEGER PRIMARY KEY, text TEXT" } ) ); }
     DatabaseResult<int> insert( int64_t id, const std::string& text = "x" )
     {
         return database_->execute( "INSERT INTO t VALUES(?, ?)", { id, text } );

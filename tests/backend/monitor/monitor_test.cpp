@@ -259,7 +259,7 @@ TEST_F( Monitors, FiguresThatCannotBeSeenStayAsOldAsTheyAreAndAreLogged )
 TEST_F( Monitors, NobodyIsReadyWhoCannotWrite )
 {
     const Testing::LogCapture log;
-    EXPECT_TRUE( makeTable( *database_, "health", "id INTEGER PRIMARY KEY, checks INTEGER NOT NULL" ) );
+    EXPECT_TRUE( makeTable( *database_, { "health", "id INTEGER PRIMARY KEY, checks INTEGER NOT NULL" } ) );
     Testing::refuseWrites( *database_, "INSERT", "health" );
     HealthApi health( *database_ );
     health.askForWorkers( [] { return true; } );

@@ -61,7 +61,7 @@ LineWriter::~LineWriter()
     state_->written.wait_for( lock, cLastWait, [this] { return state_->waiting.empty() && !state_->writing; } );
 }
 
-void LineWriter::write( std::string line )
+void LineWriter::write( const std::string& line )
 {
     {
         const std::lock_guard lock( state_->mutex );

@@ -19,7 +19,7 @@ public:
     LineWriter& operator=( const LineWriter& ) = delete;
 
     /// A line with its end.
-    void write( std::string line );
+    void write( const std::string& line );
 
 private:
     struct State;

@@ -114,6 +114,7 @@ std::optional<ShortcutKey> ShortcutManager::findShortcutByName( const std::strin
 std::vector<ShortcutManager::Entry> ShortcutManager::getShortcutList() const
 {
     std::vector<Entry> out;
+    out.reserve( commands_.size() );
     for ( const auto& [key, command] : commands_ )
         out.push_back( { key, &command } );
     const auto order = []( const Entry& entry )

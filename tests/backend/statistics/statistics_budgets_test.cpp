@@ -121,7 +121,9 @@ TEST_F( StatisticsBudgets, WhatWaitsIsCountedInBytes )
 TEST_F( StatisticsBudgets, WhatAnEarlierReleaseKeptIsMovedOnce )
 {
     auto earlier = std::move( Database::open( folder_.path() / "orvanta.db" ).value() );
-    StatsStore( *earlier, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } );
+    const auto makeTheirTables = [&]
+    { const StatsStore made( *earlier, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } ); };
+    makeTheirTables();
     ASSERT_TRUE( executeAll( *earlier,
         { "INSERT INTO stats_sessions VALUES(7, 'code', 3, 'Debian', '1.2', '')",
             "INSERT INTO stats_actions VALUES(7, 'x', 1, 2)", "INSERT INTO stats_actions VALUES(7, 'y', 1, 2)" } ) );
@@ -134,7 +136,7 @@ TEST_F( StatisticsBudgets, WhatAnEarlierReleaseKeptIsMovedOnce )
     ASSERT_TRUE( store_.takeOver( *earlier ) );
 
     // Cut off between the copy and the removal.
-    StatsStore( *earlier, [] { return std::chrono::sys_seconds( std::chrono::seconds( 5 ) ); } );
+    makeTheirTables();
     ASSERT_TRUE( executeAll( *earlier, { "INSERT INTO stats_actions VALUES(7, 'x', 1, 2)" } ) );
     ASSERT_TRUE( store_.takeOver( *earlier ) );
     EXPECT_EQ( count( "stats_actions" ), 2 );

@@ -20,7 +20,7 @@ size_t openSides( const Mesh& mesh )
     const auto key = [&]( uint32_t v )
     {
         const auto& p = mesh.points[v];
-        const auto round = []( float x ) { return long( std::lround( double( x ) * 1e5 ) ); };
+        const auto round = []( float x ) { return std::lround( double( x ) * 1e5 ); };
         return std::array{ round( p.x ), round( p.y ), round( p.z ) };
     };
     std::map<std::pair<std::array<long, 3>, std::array<long, 3>>, int> count;

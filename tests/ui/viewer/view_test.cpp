@@ -65,7 +65,8 @@ Vector2f middleOf( const Image& image )
     for ( size_t i = 0; i < image.pixels.size() / 4; ++i )
         if ( image.pixels[i * 4 + 3] > 127 )
         {
-            const Vector2f at{ float( i % size_t( image.width ) ), float( i / size_t( image.width ) ) };
+            const size_t row = i / size_t( image.width ), column = i % size_t( image.width );
+            const Vector2f at{ float( column ), float( row ) };
             low = { std::min( low.x, at.x ), std::min( low.y, at.y ) };
             high = { std::max( high.x, at.x ), std::max( high.y, at.y ) };
         }

@@ -19,29 +19,33 @@ class Gone(Exception):
     """The back end is not there, or went while it was asked."""
 
 
+def port_of(build):
+    """Where the programs of a build look for the service."""
+    with open(os.path.join(build, "CMakeCache.txt")) as file:
+        return int(re.search(r"ORVANTA_CONVERTER_URL:STRING=https://localhost:(\d+)", file.read()).group(1))
+
+
 class Backend:
     """The process, which comes and goes, on a folder of its own."""
 
-    def __init__(self, build, *options, port=None, data=None):
+    def __init__(self, build, *options, port=None, data=None, command="serve"):
         self.program = os.path.join(build, "bin/orvanta-backend")
         self.data = data or tempfile.mkdtemp(prefix="orvanta-benchmark-")
-        self.options = list(options)
-        if port is None:
-            with open(os.path.join(build, "CMakeCache.txt")) as file:
-                port = int(re.search(r"ORVANTA_CONVERTER_URL:STRING=https://localhost:(\d+)", file.read()).group(1))
-        self.port, self.host = port, "localhost"
+        self.options, self.command = list(options), command
+        self.port, self.host = port_of(build) if port is None else port, "localhost"
         self.process, self.context, self.log = None, None, self.data + ".log"
 
     def start(self):
         with open(self.log, "a") as log:
-            self.process = subprocess.Popen(
-                [self.program, "serve", "--data", self.data, "--port", str(self.port)] + self.options,
-                stdout=subprocess.PIPE, stderr=log, text=True)
+            port = ["--port", str(self.port)] if self.command == "serve" else []
+            self.process = subprocess.Popen([self.program, self.command, "--data", self.data] + port + self.options,
+                                            stdout=subprocess.PIPE, stderr=log, text=True)
         line = self.process.stdout.readline()
-        if "is ready" not in line:
+        if " ready" not in line:
             self.process.wait()
             return False
-        self.context = ssl.create_default_context(cafile=os.path.join(self.data, "ca.pem"))
+        if port:
+            self.context = ssl.create_default_context(cafile=os.path.join(self.data, "ca.pem"))
         return True
 
     def measure(self):

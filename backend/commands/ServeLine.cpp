@@ -110,7 +110,7 @@ void addServe( CLI::App& app, Run& run )
     addStoreOptions( *command, options.store );
     command->add_flag( "--check", line->onlyChecks, "Only say whether these options and the certificate could be used" )
         ->configurable( false );
-    addChoresOption( *command, *line );
+    addTestOptions( *command, *line );
     addStatisticsOptions( *command, *line );
     addIdentityOptions( *command, options.identity );
     command->callback( [line, &run] { run = [line] { return runServe( *line ); }; } );

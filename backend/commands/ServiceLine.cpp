@@ -81,10 +81,11 @@ void addStoreOptions( CLI::App& command, StoreOptions& store )
         ->capture_default_str();
 }
 
-void addChoresOption( CLI::App& command, ServiceLine& line )
+void addTestOptions( CLI::App& command, ServiceLine& line )
 {
-    // For tests, which cannot wait for the clock.
+    // They cannot wait for the clock, and measure what is around a conversion.
     command.add_option( "--chores-every", line.choresSeconds )->check( CLI::Range( 1, 86400 ) )->group( "" );
+    command.add_option( "--converter", line.options.converter )->group( "" );
 }
 
 void takeUnits( ServiceLine& line )

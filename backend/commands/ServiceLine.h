@@ -36,8 +36,8 @@ void addDatabaseOption( CLI::App& command, std::string& address );
 /// Those of a store elsewhere.
 void addStoreOptions( CLI::App& command, StoreOptions& store );
 
-/// How often there are chores, in no help text.
-void addChoresOption( CLI::App& command, ServiceLine& line );
+/// How often there are chores and what converts, in no help text.
+void addTestOptions( CLI::App& command, ServiceLine& line );
 
 /// Brings what was given in other units into the options.
 void takeUnits( ServiceLine& line );

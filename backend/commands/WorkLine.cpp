@@ -32,7 +32,7 @@ void addWork( CLI::App& app, Run& run )
     addConversionOptions( *command, *line );
     addDatabaseOption( *command, options.database );
     addStoreOptions( *command, options.store );
-    addChoresOption( *command, *line );
+    addTestOptions( *command, *line );
     command->callback( [line, &run] { run = [line] { return runWork( *line ); }; } );
 }
 

@@ -54,6 +54,8 @@ struct ServiceOptions
     uint64_t maxStored = uint64_t( 16 ) << 30; ///< bytes of all uploads and results
     int slots = 2;                             ///< conversions at a time; 0 where other processes do them
     WorkerLimits worker;
+    /// The beginning of the command line of what converts; this very program unless set.
+    std::vector<std::string> converter;
     /// Whether workers may do without bubblewrap, and do.
     bool withoutSandbox = false;
     /// How long uploads and results are kept; no URL of one is good for longer.

@@ -14,6 +14,7 @@ WorkerSetup workerSetup( const ServiceOptions& options )
     WorkerSetup out;
     out.limits = options.worker;
     out.inBubblewrap = !options.withoutSandbox;
+    out.program = options.converter;
     return out;
 }
 

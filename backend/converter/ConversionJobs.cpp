@@ -261,6 +261,11 @@ DatabaseResult<std::vector<ConversionJob>> ConversionJobs::died_( const std::str
         .map( ended );
 }
 
+DatabaseResult<std::vector<ConversionJob>> ConversionJobs::die( const ConversionJob& job )
+{
+    return died_( "id = ?7 AND attempts = " + std::to_string( job.attempt ), job.id );
+}
+
 DatabaseResult<std::vector<ConversionJob>> ConversionJobs::reap()
 {
     using Jobs = std::vector<ConversionJob>;

@@ -144,6 +144,10 @@ public:
     /// Queues a job again that was taken and could not be run; that is no death.
     [[nodiscard]] Result<bool> giveBack( const ConversionJob& job );
 
+    /// Counts a death of this attempt and queues its job again, unless it has died three times now: it has failed then,
+    /// and is returned.
+    [[nodiscard]] Result<std::vector<ConversionJob>> die( const ConversionJob& job );
+
     /// For an operator: queues a job again that has failed, with an upload of so many bytes. False when it has not
     /// failed, or is gone.
     [[nodiscard]] Result<bool> retry( const std::string& id, uint64_t uploadBytes );

@@ -217,6 +217,11 @@ void ConversionRunner::run_( Attempt& attempt, std::unique_ptr<WorkerProcess> wo
         giveBack_( attempt.job );
         return;
     }
+    if ( !done && worker->wasKilled() )
+    {
+        noteDeath_( attempt.job );
+        return;
+    }
     if ( !end_( attempt, done, !worker->hasJudged() ) )
         return;
     const auto ms =
@@ -267,6 +272,17 @@ void ConversionRunner::giveBack_( const ConversionJob& job )
         spdlog::error( "Conversion: {}", back.error().text );
     else if ( !*back )
         spdlog::warn( "Conversion: an attempt was stopped, for it had lost its job" );
+}
+
+void ConversionRunner::noteDeath_( const ConversionJob& job )
+{
+    spdlog::warn( "Conversion: somebody has killed the worker" );
+    const auto failed = jobs_.die( job );
+    // Whoever looks after the leases counts it then.
+    if ( !failed )
+        spdlog::error( "Conversion: {}", failed.error().text );
+    for ( const auto& last : failed.value_or( std::vector<ConversionJob>() ) )
+        removeResults_( last );
 }
 
 tl::expected<uint64_t, std::string> ConversionRunner::keepResult_(

@@ -86,6 +86,7 @@ private:
     /// upload stays where another attempt at it might end otherwise, and there is room.
     bool end_( const Attempt& attempt, const tl::expected<uint64_t, std::string>& done, bool isWorthARetry );
     void giveBack_( const ConversionJob& job );
+    void noteDeath_( const ConversionJob& job );
     /// Stores a result. Where there is no room for it, or its owner has a share already, the owner's older jobs go
     /// first: nobody else's do.
     [[nodiscard]] tl::expected<uint64_t, std::string> keepResult_(

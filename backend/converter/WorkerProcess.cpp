@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 
@@ -27,6 +28,8 @@ namespace
 
 constexpr size_t cMaxLine = 4096;
 constexpr size_t cMaxWords = 300;
+/// Milliseconds for a worker whose output has ended to end itself.
+constexpr int cLastMoment = 1000;
 constexpr const char* cCouldNotFinish = "The converter could not finish this file";
 constexpr const char* cAllocator = "/usr/lib/x86_64-linux-gnu/libmimalloc.so.2.0";
 
@@ -73,6 +76,13 @@ ReportLine lineOf( const std::string& text )
     else if ( ( *json )["progress"].isNumeric() )
         out.progress = float( std::clamp( ( *json )["progress"].asDouble(), 0., 1. ) );
     return out;
+}
+
+/// Bubblewrap tells of what it runs as a shell does.
+bool isKilled( int status )
+{
+    return WIFSIGNALED( status ) ? WTERMSIG( status ) == SIGKILL
+                                 : WIFEXITED( status ) && WEXITSTATUS( status ) == 128 + SIGKILL;
 }
 
 tl::expected<void, std::string> endText( int status )
@@ -236,9 +246,12 @@ tl::expected<void, std::string> WorkerProcess::order_(
     case WorkerReport::End::Silent:
         break;
     }
-    // One that only closed its mouth would keep us waiting; for one that is ending already this changes nothing.
+    // One that only closed its mouth would keep us waiting.
+    const bool ended = process_->hasEndedWithin( cLastMoment );
     process_->kill();
-    return endText( process_->wait() );
+    const int status = process_->wait();
+    killed_ = ended && isKilled( status );
+    return endText( status );
 }
 
 } // namespace VX::Backend

@@ -85,6 +85,10 @@ public:
     /// Gets the part that is done, 0 to 1, on the calling thread; never less than before.
     using Progress = std::function<void( float )>;
 
+    /// Whether somebody else has ended it by SIGKILL: a person, or a machine that is short of memory. Of its own limits
+    /// and faults a process dies otherwise.
+    [[nodiscard]] bool wasKilled() const { return killed_; }
+
     /// Converts and blocks until the result is there; the error is a text for the user. A worker that is out of time is
     /// killed, and so is one when `stop` becomes true.
     [[nodiscard]] tl::expected<void, std::string> convert(
@@ -109,6 +113,7 @@ private:
     std::filesystem::path folder_;
     WorkerLimits limits_;
     bool judged_ = false;
+    bool killed_ = false;
     unsigned user_ = 0; ///< whom it becomes; nobody else than us when 0
     std::optional<ChildProcess> process_;
 };

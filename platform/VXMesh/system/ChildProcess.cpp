@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -138,6 +139,17 @@ size_t ChildProcess::read( void* data, size_t size ) const
     for ( ;; )
         if ( const ssize_t n = ::read( output_, data, size ); n >= 0 || errno != EINTR )
             return size_t( std::max<ssize_t>( n, 0 ) );
+}
+
+bool ChildProcess::hasEndedWithin( int milliseconds ) const
+{
+    const int process = pid_ > 0 ? int( ::syscall( SYS_pidfd_open, pid_, 0 ) ) : -1;
+    if ( process < 0 )
+        return false;
+    pollfd poll{ process, POLLIN, 0 };
+    const bool ended = ::poll( &poll, 1, milliseconds ) > 0;
+    ::close( process );
+    return ended;
 }
 
 void ChildProcess::kill() const

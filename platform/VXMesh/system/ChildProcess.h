@@ -51,6 +51,8 @@ public:
     /// Reads what is there, up to `size` bytes, and waits when nothing is; 0 at the end of its output.
     [[nodiscard]] size_t read( void* data, size_t size ) const;
 
+    /// Waits for its end, for so many milliseconds at most; whether it came. What it ended with stays for `wait`.
+    [[nodiscard]] bool hasEndedWithin( int milliseconds ) const;
     void kill() const;
     /// Waits for its end; the status is the one of waitpid().
     int wait();

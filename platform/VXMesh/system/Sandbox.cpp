@@ -123,6 +123,15 @@ bool limitTo( __rlimit_resource resource, uint64_t value )
     return value == 0 || limit( resource, value );
 }
 
+/// The first limit ends a process by SIGXCPU, so that its end can be told from one that somebody else made by SIGKILL;
+/// the second holds for what does not want to hear of it.
+bool limitTime( uint64_t seconds )
+{
+    constexpr uint64_t cMore = 5;
+    const rlimit both{ seconds, seconds + cMore };
+    return seconds == 0 || setrlimit( RLIMIT_CPU, &both ) == 0;
+}
+
 bool allow( scmp_filter_ctx filter, std::span<const int> calls )
 {
     return std::all_of( calls.begin(), calls.end(),
@@ -222,7 +231,7 @@ std::string enterSandbox( const SandboxLimits& limits, SandboxFiles files, const
     // A write beyond the limit fails then, and can be told of, where it would otherwise end the process.
     ::signal( SIGXFSZ, SIG_IGN );
     const bool memoryLimited = cHasSanitizer || limitTo( RLIMIT_AS, limits.memory );
-    if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTo( RLIMIT_CPU, limits.cpuSeconds ) ||
+    if ( !memoryLimited || !limitTo( RLIMIT_FSIZE, limits.outputSize ) || !limitTime( limits.cpuSeconds ) ||
          !limitTo( RLIMIT_NPROC, limits.tasks ) || !limit( RLIMIT_CORE, 0 ) || !limit( RLIMIT_NOFILE, 64 ) )
         return "The limits cannot be set";
     if ( prctl( PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0 ) != 0 )

@@ -258,6 +258,20 @@ TEST_F( Runner, NoWorkerHoldsItsSlotForLongerThanTheTimeOfAJob )
     EXPECT_EQ( ended( queued( "good" ) ).state, JobState::Finished );
 }
 
+TEST_F( Runner, AWorkerThatSomebodyKillsSaysNothingOfItsFile )
+{
+    start();
+    const auto id = queued( "killed" );
+    const auto last = ended( id );
+    EXPECT_EQ(
+        last.error, "The conversion service broke down three times during this conversion; the file may be too large" );
+    EXPECT_EQ( last.attempt, 3 );
+    EXPECT_EQ( deathsOf( id ), 3 );
+    EXPECT_TRUE( store_.contains( "uploads/" + id ) );
+    EXPECT_TRUE( log_.contains( "somebody has killed the worker" ) );
+    EXPECT_EQ( ended( queued( "good" ) ).state, JobState::Finished );
+}
+
 TEST_F( Runner, WordsOfAWorkerAreFewAndPrintable )
 {
     start();

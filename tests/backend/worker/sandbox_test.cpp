@@ -290,7 +290,7 @@ TEST( Sandbox, TimeEnds )
             continue;
         return 0;
     };
-    EXPECT_EQ( inSandbox( spin, { cLimits.memory, cLimits.outputSize, 1, 0 } ), -SIGKILL );
+    EXPECT_EQ( inSandbox( spin, { cLimits.memory, cLimits.outputSize, 1, 0 } ), -SIGXCPU );
 }
 
 TEST( Sandbox, MemoryEnds )

@@ -80,3 +80,15 @@ TEST( ChildProcess, IsKilledWithWhatItHasStarted )
     ASSERT_EQ( child->waitForOutput( 10000 ), ChildProcess::Output::Ready );
     EXPECT_EQ( child->read( text, sizeof text ), 0u );
 }
+
+TEST( ChildProcess, IsWaitedForOnlySoLong )
+{
+    auto child = ChildProcess::start( { { "sh", "-c", "read -r line; exit 3" }, {} } );
+    ASSERT_TRUE( child );
+    EXPECT_FALSE( child->hasEndedWithin( 1 ) );
+    ASSERT_TRUE( child->write( "\n", 1 ) );
+    EXPECT_TRUE( child->hasEndedWithin( 60'000 ) );
+    const int status = child->wait();
+    EXPECT_EQ( WIFEXITED( status ) ? WEXITSTATUS( status ) : -1, 3 );
+    EXPECT_FALSE( child->hasEndedWithin( 1 ) ) << "there is none any more";
+}

@@ -31,6 +31,7 @@ closed) exec >&-; exec sleep 1000 ;;
 left) sleep 1000 & exit 0 ;;
 deaf) trap '' TERM INT HUP; exec sleep 1000 ;;
 dead) exit 3 ;;
+killed) kill -KILL $$ ;;
 bad) echo '{"error":"bad file"}'; exit 1 ;;
 empty) echo "$done" ;;
 loud) printf '{"error":"\\u001b[2J\\nred\\u0007\\u202e%03000d"}\n' 0 ;;

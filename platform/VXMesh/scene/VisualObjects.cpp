@@ -1,5 +1,7 @@
 #include <VXMesh/scene/VisualObjects.h>
 
+#include <VXMesh/scene/ObjectVolume.h>
+
 namespace VX
 {
 
@@ -56,6 +58,13 @@ std::shared_ptr<Object> cloneAlone( const Object& object )
         auto out = std::make_shared<ObjectLines>();
         out->setLines( lines->lines() );
         out->setColor( lines->color() );
+        return out;
+    }
+    if ( const auto* volume = dynamic_cast<const ObjectVolume*>( &object ) )
+    {
+        auto out = std::make_shared<ObjectVolume>();
+        out->setVolume( volume->volume() );
+        out->setColor( volume->color() );
         return out;
     }
     return std::make_shared<Object>();

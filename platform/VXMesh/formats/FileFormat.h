@@ -38,7 +38,7 @@ struct FileFormat
 {
     /// As a file dialog shows it: "Stanford polygon file".
     std::string name;
-    /// In lower case, with the dot.
+    /// In lower case, with the dot; some have two parts, ".nii.gz".
     std::vector<std::string> extensions;
     /// Blocks until the file is read.
     ObjectLoader load;

@@ -2,6 +2,7 @@
 
 #include <VXMesh/formats/ForeignFormats.h>
 #include <VXMesh/formats/PointFormats.h>
+#include <VXMesh/formats/VolumeFormats.h>
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
@@ -9,6 +10,7 @@
 #include <spdlog/spdlog.h>
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <new>
 
@@ -25,15 +27,19 @@ std::vector<FileFormat>& registry()
     {
         std::vector<FileFormat> formats = foreignFormats();
         formats.push_back( pointsFormat() );
+        for ( auto& format : volumeFormats() )
+            formats.push_back( std::move( format ) );
         formats.push_back( vxuFormat() );
         return formats;
     }();
     return sFormats;
 }
 
-std::string lowerCaseExtension( const std::filesystem::path& file )
+/// Its last extension, and both where there are two: ".gz" and ".nii.gz".
+std::array<std::string, 2> extensionsOf( const std::filesystem::path& file )
 {
-    return toLower( utf8string( file.extension() ) );
+    const auto last = toLower( utf8string( file.extension() ) );
+    return { toLower( utf8string( file.stem().extension() ) ) + last, last };
 }
 
 std::string quoted( const std::filesystem::path& file )
@@ -58,15 +64,19 @@ const std::vector<FileFormat>& all()
 
 const FileFormat* find( const std::filesystem::path& file )
 {
-    const auto extension = lowerCaseExtension( file );
     const auto& formats = registry();
-    const auto it = std::find_if( formats.rbegin(), formats.rend(),
-        [&]( const FileFormat& format )
-        {
-            return std::find( format.extensions.begin(), format.extensions.end(), extension ) !=
-                   format.extensions.end();
-        } );
-    return it == formats.rend() ? nullptr : &*it;
+    for ( const auto& extension : extensionsOf( file ) )
+    {
+        const auto it = std::find_if( formats.rbegin(), formats.rend(),
+            [&]( const FileFormat& format )
+            {
+                return std::find( format.extensions.begin(), format.extensions.end(), extension ) !=
+                       format.extensions.end();
+            } );
+        if ( it != formats.rend() )
+            return &*it;
+    }
+    return nullptr;
 }
 
 } // namespace FileFormats

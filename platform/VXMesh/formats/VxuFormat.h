@@ -12,7 +12,8 @@ namespace VX
 ///
 /// The scene is Z up and glTF is Y up, so all objects stand under one node that turns them; it is marked in its
 /// "extras" and dissolved when the file is read. What glTF has no word for is kept in "extras": hidden and selected
-/// objects, colours by face. Lines over the points of a surface are that surface's edges.
+/// objects, colours by face. Voxels stand under an extension that other programs pass over (gltf/PackedVolume.h). Lines
+/// over the points of a surface are that surface's edges.
 ///
 /// Placements keep every digit of their doubles. Geometry that lies far from its object's own origin, as other programs
 /// write it, gets an origin near it when it is read.

@@ -1,6 +1,9 @@
 #include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/formats/gltf/BufferPacker.h>
 #include <VXMesh/formats/gltf/GltfColor.h>
 #include <VXMesh/formats/gltf/GltfLimits.h>
+#include <VXMesh/formats/gltf/PackedVolume.h>
+#include <VXMesh/scene/ObjectVolume.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <json/writer.h>
@@ -20,87 +23,7 @@ namespace
 constexpr const char* cTooManyObjects = "The scene has too many objects for one file";
 constexpr int cNormalBits = 12; // bits of an octahedral normal: errors stay under 0.05 degrees
 
-enum ComponentType
-{
-    Short = 5122,
-    UnsignedShort = 5123,
-    UnsignedInt = 5125,
-    Float = 5126
-};
-
-/// Packs buffers one after the other and describes them as buffer views and accessors.
-class BufferPacker
-{
-public:
-    /// `data` holds `count` elements of `stride` bytes; a "filter" of null means none.
-    int addAttribute( const void* data, size_t count, size_t stride, const char* filter = nullptr )
-    {
-        std::vector<unsigned char> packed( meshopt_encodeVertexBufferBound( count, stride ) );
-        packed.resize( meshopt_encodeVertexBuffer( packed.data(), packed.size(), data, count, stride ) );
-        return addView_( packed, count, stride, "ATTRIBUTES", filter );
-    }
-
-    int addTriangles( const std::vector<uint32_t>& indices, size_t pointCount )
-    {
-        std::vector<unsigned char> packed( meshopt_encodeIndexBufferBound( indices.size(), pointCount ) );
-        packed.resize( meshopt_encodeIndexBuffer( packed.data(), packed.size(), indices.data(), indices.size() ) );
-        return addView_( packed, indices.size(), sizeof( uint32_t ), "TRIANGLES", nullptr );
-    }
-
-    int addIndices( const std::vector<uint32_t>& indices, size_t pointCount )
-    {
-        std::vector<unsigned char> packed( meshopt_encodeIndexSequenceBound( indices.size(), pointCount ) );
-        packed.resize( meshopt_encodeIndexSequence( packed.data(), packed.size(), indices.data(), indices.size() ) );
-        return addView_( packed, indices.size(), sizeof( uint32_t ), "INDICES", nullptr );
-    }
-
-    int addAccessor( int view, ComponentType type, const char* shape, size_t count )
-    {
-        Json::Value accessor;
-        accessor["bufferView"] = view;
-        accessor["componentType"] = int( type );
-        accessor["count"] = Json::UInt64( count );
-        accessor["type"] = shape;
-        if ( type == Short || type == UnsignedShort )
-            accessor["normalized"] = true;
-        accessors.append( std::move( accessor ) );
-        return int( accessors.size() ) - 1;
-    }
-
-    Json::Value views{ Json::arrayValue };
-    Json::Value accessors{ Json::arrayValue };
-    std::vector<unsigned char> bytes;
-    uint64_t unpackedSize = 0;
-
-private:
-    int addView_(
-        const std::vector<unsigned char>& packed, size_t count, size_t stride, const char* mode, const char* filter )
-    {
-        Json::Value extension;
-        extension["buffer"] = 0;
-        extension["byteOffset"] = Json::UInt64( bytes.size() );
-        extension["byteLength"] = Json::UInt64( packed.size() );
-        extension["byteStride"] = Json::UInt64( stride );
-        extension["count"] = Json::UInt64( count );
-        extension["mode"] = mode;
-        if ( filter )
-            extension["filter"] = filter;
-
-        Json::Value view;
-        view["buffer"] = 1;
-        view["byteOffset"] = Json::UInt64( unpackedSize );
-        view["byteLength"] = Json::UInt64( count * stride );
-        if ( std::strcmp( mode, "ATTRIBUTES" ) == 0 )
-            view["byteStride"] = Json::UInt64( stride );
-        view["extensions"]["EXT_meshopt_compression"] = std::move( extension );
-        views.append( std::move( view ) );
-
-        bytes.insert( bytes.end(), packed.begin(), packed.end() );
-        bytes.resize( ( bytes.size() + 3 ) / 4 * 4 );
-        unpackedSize += ( count * stride + 3 ) / 4 * 4;
-        return int( views.size() ) - 1;
-    }
-};
+using enum Gltf::ComponentType;
 
 std::vector<std::array<uint16_t, 4>> linearColors( const std::vector<Color>& colors )
 {
@@ -184,8 +107,8 @@ public:
         for ( const auto& root : roots )
         {
             frame["children"].append( addNode_( *root ) );
-            if ( canceled_ )
-                return tl::unexpected( std::string( cOperationCanceled ) );
+            if ( !failure_.empty() )
+                return tl::unexpected( failure_ );
         }
         nodes_[0] = std::move( frame );
         return assemble_();
@@ -205,12 +128,39 @@ private:
             node["extras"]["selected"] = true;
         if ( const int mesh = meshOf_( object ); mesh >= 0 )
             node["mesh"] = mesh;
-        canceled_ = canceled_ || !reportProgress( progress_, float( ++done_ ) / float( objectCount_ ) );
+        if ( const auto* volume = dynamic_cast<const ObjectVolume*>( &object ); volume && volume->volume() )
+            addVolume_( node, *volume );
+        if ( failure_.empty() && !reportProgress( progress_, float( ++done_ ) / float( objectCount_ ) ) )
+            failure_ = cOperationCanceled;
         for ( const auto& child : object.children() )
-            if ( !canceled_ )
+            if ( failure_.empty() )
                 node["children"].append( addNode_( *child ) );
         nodes_[Json::ArrayIndex( index )] = std::move( node );
         return index;
+    }
+
+    void addVolume_( Json::Value& node, const ObjectVolume& object )
+    {
+        const Volume& volume = *object.volume();
+        const auto [known, isNew] = volumeByAddress_.emplace( &volume, int( volumes_.size() ) );
+        if ( isNew )
+        {
+            const auto total = float( objectCount_ );
+            const auto progress = subprogress( progress_, float( done_ ) / total, float( done_ + 1 ) / total );
+            const auto packed = Gltf::packVolume( volume, UINT32_MAX - packer_.bytes.size(), progress );
+            if ( !packed )
+            {
+                failure_ = packed.error();
+                return;
+            }
+            auto description = Gltf::describeVolume( volume );
+            description["bufferView"] = packer_.addBytes( *packed );
+            volumes_.append( std::move( description ) );
+        }
+        auto& extension = node["extensions"][Gltf::cVolumeExtension];
+        extension["volume"] = known->second;
+        for ( const int v : { object.color().r, object.color().g, object.color().b, object.color().a } )
+            extension["color"].append( v );
     }
 
     static void place_( Json::Value& node, const AffineXf3d& xf )
@@ -374,8 +324,22 @@ private:
         root["scene"] = 0;
         root["scenes"][0]["nodes"].append( 0 );
         root["nodes"] = std::move( nodes_ );
-        if ( meshes_.empty() )
+        if ( packer_.views.empty() )
             return root;
+        root["bufferViews"] = std::move( packer_.views );
+        root["buffers"][0]["byteLength"] = Json::UInt64( packer_.bytes.size() );
+        if ( !volumes_.empty() )
+        {
+            root["extensionsUsed"].append( Gltf::cVolumeExtension );
+            root["extensions"][Gltf::cVolumeExtension]["volumes"] = std::move( volumes_ );
+        }
+        if ( !meshes_.empty() )
+            describeMeshes_( root );
+        return root;
+    }
+
+    void describeMeshes_( Json::Value& root )
+    {
         for ( const char* extension : { "EXT_meshopt_compression", "KHR_mesh_quantization" } )
         {
             root["extensionsUsed"].append( extension );
@@ -384,11 +348,8 @@ private:
         root["meshes"] = std::move( meshes_ );
         root["materials"] = std::move( materials_ );
         root["accessors"] = std::move( packer_.accessors );
-        root["bufferViews"] = std::move( packer_.views );
-        root["buffers"][0]["byteLength"] = Json::UInt64( packer_.bytes.size() );
         root["buffers"][1]["byteLength"] = Json::UInt64( packer_.unpackedSize );
         root["buffers"][1]["extensions"]["EXT_meshopt_compression"]["fallback"] = true;
-        return root;
     }
 
     tl::expected<std::vector<std::byte>, std::string> assemble_()
@@ -420,15 +381,17 @@ private:
         return out;
     }
 
-    BufferPacker packer_;
+    Gltf::BufferPacker packer_;
     Json::Value nodes_{ Json::arrayValue }, meshes_{ Json::arrayValue }, materials_{ Json::arrayValue };
     std::map<std::tuple<const void*, uint8_t, uint8_t, uint8_t, uint8_t>, int> meshByGeometry_;
     std::map<const void*, Json::Value> primitivesByGeometry_;
     std::map<std::tuple<uint8_t, uint8_t, uint8_t, uint8_t>, int> materialByColor_;
+    Json::Value volumes_{ Json::arrayValue };
+    std::map<const Volume*, int> volumeByAddress_;
     ProgressCallback progress_;
     size_t objectCount_ = 0;
     size_t done_ = 0;
-    bool canceled_ = false;
+    std::string failure_; ///< why nothing more is written
 };
 
 } // namespace

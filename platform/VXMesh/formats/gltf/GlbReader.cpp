@@ -3,6 +3,7 @@
 #include <VXMesh/formats/gltf/GltfColor.h>
 #include <VXMesh/formats/gltf/GltfLimits.h>
 #include <VXMesh/formats/gltf/GltfPrimitives.h>
+#include <VXMesh/formats/gltf/PackedVolume.h>
 #include <VXMesh/io/Json.h>
 #include <VXMesh/scene/Origin.h>
 
@@ -17,7 +18,8 @@ namespace
 {
 
 constexpr int cMaxDepth = 150;
-constexpr size_t cBetweenLooks = 256; // nodes
+constexpr uint64_t cMostInflated = 1040; // times the packed size; deflate cannot do more
+constexpr size_t cBetweenLooks = 256;    // nodes
 
 tl::unexpected<std::string> damaged( const char* what )
 {
@@ -117,6 +119,7 @@ GlbReader::GlbReader( const Json::Value& root, std::span<const std::byte> binary
     : root_( root )
     , accessors_( root, binary, [this] { return goesOn_(); } )
     , progress_( std::move( progress ) )
+    , voxelBudget_( binary.size() * cMostInflated )
 {
 }
 
@@ -328,6 +331,64 @@ tl::expected<void, std::string> GlbReader::addChildren_( Object& object, const J
     return {};
 }
 
+tl::expected<std::shared_ptr<const Volume>, std::string> GlbReader::volume_( int64_t index )
+{
+    if ( const auto it = volumes_.find( index ); it != volumes_.end() )
+        return it->second;
+    const auto& description = element( root_["extensions"][cVolumeExtension], "volumes", index );
+    if ( !description.isObject() )
+        return damaged( "a volume is missing" );
+    const auto packed = accessors_.bytes( integerMember( description, "bufferView", -1 ) );
+    if ( !packed )
+        return tl::unexpected( packed.error() );
+    auto volume = unpackVolume( description, *packed, voxelBudget_, subprogress( progress_, fraction_, 1 ) );
+    if ( !volume )
+        return tl::unexpected( volume.error() );
+    return volumes_[index] = std::make_shared<const Volume>( std::move( *volume ) );
+}
+
+GlbReader::Result GlbReader::volumeObject_( const Json::Value& extension )
+{
+    const auto volume = volume_( integerMember( extension, "volume", -1 ) );
+    if ( !volume )
+        return tl::unexpected( volume.error() );
+    auto object = std::make_shared<ObjectVolume>();
+    object->setVolume( *volume );
+    if ( std::array<double, 4> c; readNumbers( extension["color"], c ) )
+    {
+        const auto byte = []( double v ) { return uint8_t( std::clamp( v, 0., 255. ) ); };
+        object->setColor( { byte( c[0] ), byte( c[1] ), byte( c[2] ), byte( c[3] ) } );
+    }
+    return object;
+}
+
+GlbReader::Result GlbReader::meshObject_( const Json::Value& node, int64_t mesh )
+{
+    const auto parts = parts_( mesh );
+    if ( !parts )
+        return tl::unexpected( parts.error() );
+    // Children of the node do not stand in the space that its geometry's own origin makes.
+    if ( ( *parts )->size() == 1 && ( ( *parts )->front().origin == Vector3d{} || !node.isMember( "children" ) ) )
+        return makeObject( ( *parts )->front() );
+    auto object = std::make_shared<Object>();
+    for ( const auto& part : **parts )
+    {
+        auto child = makeObject( part );
+        child->setName( "Part " + std::to_string( object->children().size() + 1 ) );
+        object->addChild( child );
+    }
+    return object;
+}
+
+GlbReader::Result GlbReader::content_( const Json::Value& node )
+{
+    const auto& extensions = node["extensions"];
+    if ( extensions.isObject() && extensions[cVolumeExtension].isObject() )
+        return volumeObject_( extensions[cVolumeExtension] );
+    const auto mesh = integerMember( node, "mesh", -1 );
+    return mesh >= 0 ? meshObject_( node, mesh ) : std::make_shared<Object>();
+}
+
 GlbReader::Result GlbReader::node_( int64_t index, int depth )
 {
     const auto& node = element( root_, "nodes", index );
@@ -338,29 +399,10 @@ GlbReader::Result GlbReader::node_( int64_t index, int depth )
     if ( visited_.size() % cBetweenLooks == 1 && !goesOn_() )
         return tl::unexpected( std::string( cOperationCanceled ) );
 
-    std::shared_ptr<Object> object;
-    const auto meshIndex = integerMember( node, "mesh", -1 );
-    if ( meshIndex >= 0 )
-    {
-        const auto parts = parts_( meshIndex );
-        if ( !parts )
-            return tl::unexpected( parts.error() );
-        // Children of the node do not stand in the space that its geometry's own origin makes.
-        if ( ( *parts )->size() == 1 && ( ( *parts )->front().origin == Vector3d{} || !node.isMember( "children" ) ) )
-            object = makeObject( ( *parts )->front() );
-        else
-        {
-            object = std::make_shared<Object>();
-            for ( const auto& part : **parts )
-            {
-                auto child = makeObject( part );
-                child->setName( "Part " + std::to_string( object->children().size() + 1 ) );
-                object->addChild( child );
-            }
-        }
-    }
-    else
-        object = std::make_shared<Object>();
+    auto content = content_( node );
+    if ( !content )
+        return content;
+    const auto object = std::move( *content );
     object->setName( textMember( node, "name", "Object" ) );
     object->setXf( nodeXf( node ) * object->xf() );
     object->setVisible( extraFlag( node, "visible", true ) );

@@ -3,6 +3,7 @@
 #include <VXMesh/formats/gltf/GltfAccessors.h>
 #include <VXMesh/io/Progress.h>
 #include <VXMesh/scene/LoadedObjects.h>
+#include <VXMesh/scene/ObjectVolume.h>
 #include <VXMesh/scene/VisualObjects.h>
 
 #include <map>
@@ -37,6 +38,11 @@ private:
     using Parts = std::vector<Part>;
 
     Result node_( int64_t index, int depth );
+    /// The object that a node has geometry or voxels for, or a group.
+    Result content_( const Json::Value& node );
+    Result meshObject_( const Json::Value& node, int64_t mesh );
+    Result volumeObject_( const Json::Value& extension );
+    tl::expected<std::shared_ptr<const Volume>, std::string> volume_( int64_t index );
     tl::expected<void, std::string> addChildren_( Object& object, const Json::Value& node, int depth );
     tl::expected<const Parts*, std::string> parts_( int64_t mesh );
     tl::expected<Parts, std::string> readParts_( const Json::Value& mesh );
@@ -56,6 +62,8 @@ private:
     Accessors accessors_;
     ProgressCallback progress_;
     std::map<int64_t, Parts> partsByMesh_;
+    std::map<int64_t, std::shared_ptr<const Volume>> volumes_;
+    uint64_t voxelBudget_; ///< bytes that may still be unpacked
     std::unordered_set<int64_t> visited_;
     size_t skippedPrimitives_ = 0;
     float fraction_ = 0;

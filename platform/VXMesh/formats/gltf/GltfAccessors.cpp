@@ -187,6 +187,14 @@ tl::expected<std::span<const std::byte>, std::string> Accessors::slice_( const J
     return binary_.subspan( offset, length );
 }
 
+tl::expected<std::span<const std::byte>, std::string> Accessors::bytes( int64_t view )
+{
+    const auto& json = element( root_, "bufferViews", view );
+    if ( !json.isObject() )
+        return damaged( "a buffer view is missing" );
+    return slice_( json );
+}
+
 tl::expected<Accessors::View, std::string> Accessors::plainView_( const Json::Value& view )
 {
     auto bytes = slice_( view );

@@ -35,6 +35,8 @@ public:
     [[nodiscard]] tl::expected<std::vector<Vector3f>, std::string> vectors( int64_t accessor );
     [[nodiscard]] tl::expected<std::vector<Color>, std::string> colors( int64_t accessor );
     [[nodiscard]] tl::expected<std::vector<uint32_t>, std::string> indices( int64_t accessor );
+    /// Of a buffer view that is not packed; they live as long as the file's.
+    [[nodiscard]] tl::expected<std::span<const std::byte>, std::string> bytes( int64_t view );
 
 private:
     struct View

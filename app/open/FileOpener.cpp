@@ -2,6 +2,7 @@
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/io/Path.h>
+#include <VXMesh/scene/ObjectVolume.h>
 #include <VXOrvanta/account/UserInfo.h>
 #include <VXOrvanta/shell/OrvantaRibbonMenu.h>
 #include <VXViewer/core/Viewer.h>
@@ -22,6 +23,18 @@ namespace VX::App
 {
 namespace
 {
+
+bool hasVoxels( const std::vector<std::shared_ptr<Object>>& objects )
+{
+    return std::any_of( objects.begin(), objects.end(),
+        []( const auto& object )
+        {
+            bool found = false;
+            forEachObject( *object,
+                [&]( const Object& each ) { found = found || dynamic_cast<const ObjectVolume*>( &each ) != nullptr; } );
+            return found;
+        } );
+}
 
 FileOpener* sInstance = nullptr;
 
@@ -337,6 +350,8 @@ void FileOpener::addToScene_( OpenBatch& batch )
         sceneDocument().open( batch.files().front().path, objects );
     else
         SceneEdits::addOpened( "Open File", objects );
+    if ( auto* menu = currentRibbonMenu(); menu && hasVoxels( objects ) )
+        menu->startTool( "Slices" );
     viewer.fitScene();
     if ( batch.mode() == OpenBatch::Mode::Open )
         viewer.viewerTitle()->setSceneName( last );

@@ -3,6 +3,8 @@
 #include <VXMesh/volume/VolumeEdit.h>
 #include <VXMesh/volume/VoxelView.h>
 
+#include <string>
+
 namespace VX::Testing
 {
 
@@ -23,6 +25,18 @@ void forEachIndex( const VoxelIndex& size, const Work& work )
         for ( int y = 0; y < size[1]; ++y )
             for ( int x = 0; x < size[0]; ++x )
                 work( VoxelIndex{ x, y, z } );
+}
+
+/// An NRRD file of 8 bit voxels, whose numbers `at` tells.
+template <typename At>
+[[nodiscard]] std::string nrrdOf( const VoxelIndex& size, const At& at )
+{
+    std::string out = "NRRD0004\ntype: unsigned char\ndimension: 3\nencoding: raw\nspacings: 1 1 1\nsizes:";
+    for ( const int one : size )
+        out += " " + std::to_string( one );
+    out += "\n\n";
+    forEachIndex( size, [&]( const VoxelIndex& index ) { out += char( at( index ) ); } );
+    return out;
 }
 
 /// How many stored numbers differ; all of one when the sizes do.

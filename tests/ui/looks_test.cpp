@@ -1,4 +1,5 @@
 #include "TestPlaces.h"
+#include "support/TestVolumes.h"
 #include "support/ui/TestAccess.h"
 #include "support/ui/UiFixture.h"
 
@@ -38,7 +39,8 @@ Image blocksOf( const Image& image )
                 for ( int i = 0; i < cBlock * cBlock; ++i )
                 {
                     const int px = x * cBlock + i % cBlock, py = y * cBlock + i / cBlock;
-                    sum += image.pixels[size_t( ( py * image.width + px ) * 3 + channel )];
+                    const size_t at = size_t( py ) * size_t( image.width ) + size_t( px );
+                    sum += image.pixels[at * 3 + size_t( channel )];
                 }
                 out.pixels.push_back( uint8_t( sum / ( cBlock * cBlock ) ) );
             }
@@ -252,6 +254,24 @@ TEST_F( Looks, SmallWindowsKeepEveryToolWithinReach )
         settle();
         expectLike( "small_" + std::to_string( width ) );
     }
+}
+
+TEST_F( Looks, SlicesOfVoxels )
+{
+    // An egg with a yolk.
+    const auto egg = []( const VoxelIndex& at )
+    {
+        const double x = ( at[0] - 30 ) / 22., y = ( at[1] - 30 ) / 22., z = ( at[2] - 24 ) / 20.;
+        const double shell = x * x + y * y + z * z, yolk = x * x + y * y + ( z - 0.3 ) * ( z - 0.3 );
+        return shell > 1 ? 10 : yolk < 0.15 ? 90 : shell > 0.85 ? 240 : 160;
+    };
+    opener_->open( { folder_.write( "egg.nrrd", Testing::nrrdOf( { 60, 60, 48 }, egg ) ) } );
+    turnUntil( [] { return isActive( "Slices" ); } );
+    expectLike( "slices_dark_100" );
+    ColorTheme::setupPreset( ColorTheme::Preset::Light );
+    window().resize( 2560, 1600, 2 );
+    settle();
+    expectLike( "slices_light_200" );
 }
 
 TEST_F( Looks, EveryFormOfTheSignIn )

@@ -55,14 +55,13 @@ std::vector<FileFormat> volumeFormats()
 
 LoadedObjects volumeOfFile( const std::filesystem::path& file, const Volume& volume, std::string warnings )
 {
-    auto object = std::make_shared<ObjectVolume>();
-    const auto stem = file.stem();
-    object->setName( utf8string( toLower( utf8string( file.extension() ) ) == ".gz" ? stem.stem() : stem ) );
     const Vector3d origin = originFor( volume.box() );
     VolumeGrid grid = volume.grid();
     grid.origin = grid.origin - origin;
+    auto object = makeObjectVolume( volume.with( grid ) );
+    const auto stem = file.stem();
+    object->setName( utf8string( toLower( utf8string( file.extension() ) ) == ".gz" ? stem.stem() : stem ) );
     object->setXf( translation( origin ) );
-    object->setVolume( std::make_shared<const Volume>( volume.with( grid ) ) );
     return { { std::move( object ) }, std::move( warnings ) };
 }
 

@@ -64,6 +64,7 @@ std::shared_ptr<Object> cloneAlone( const Object& object )
     {
         auto out = std::make_shared<ObjectVolume>();
         out->setVolume( volume->volume() );
+        out->setCursor( volume->cursor() );
         out->setColor( volume->color() );
         return out;
     }

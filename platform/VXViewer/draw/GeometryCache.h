@@ -1,7 +1,7 @@
 #pragma once
 
 #include <VXMesh/scene/VisualObjects.h>
-#include <VXViewer/draw/GlObjects.h>
+#include <VXViewer/gl/GlObjects.h>
 
 #include <memory>
 #include <unordered_map>

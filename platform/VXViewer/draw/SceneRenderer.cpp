@@ -1,7 +1,7 @@
 #include <VXViewer/draw/SceneRenderer.h>
 
 #include <VXViewer/draw/DrawnColors.h>
-#include <VXViewer/draw/Shaders.h>
+#include <VXViewer/gl/Shaders.h>
 
 #include <cmath>
 
@@ -106,7 +106,14 @@ void SceneRenderer::createPrograms_()
     background_ = GlProgram( Shaders::cBackgroundVertex, Shaders::cBackgroundFragment );
 }
 
-void SceneRenderer::collect_( Object& object, const AffineXf3d& xf )
+void SceneRenderer::noteSize_( const Box3d& box )
+{
+    const double diagonal = box.diagonal();
+    if ( diagonal > 0 && ( smallestDiagonal_ == 0 || diagonal < smallestDiagonal_ ) )
+        smallestDiagonal_ = diagonal;
+}
+
+void SceneRenderer::collect_( Object& object, const AffineXf3d& xf, std::vector<SliceDrawing::Item>& volumes )
 {
     if ( !object.isVisible() )
         return;
@@ -120,15 +127,19 @@ void SceneRenderer::collect_( Object& object, const AffineXf3d& xf )
         item.gpu = &cache_.get( points->points() );
     else if ( auto* lines = dynamic_cast<ObjectLines*>( &object ); lines && lines->lines() )
         item.gpu = &cache_.get( lines->lines() );
+    else if ( auto* volume = dynamic_cast<ObjectVolume*>( &object );
+        volume && volume->volume() && !volume->volume()->empty() )
+    {
+        volumes.push_back( { volume, xf } );
+        noteSize_( xf( object.localBox() ) );
+    }
     if ( item.gpu )
     {
         items_.push_back( item );
-        const double diagonal = xf( object.localBox() ).diagonal();
-        if ( diagonal > 0 && ( smallestDiagonal_ == 0 || diagonal < smallestDiagonal_ ) )
-            smallestDiagonal_ = diagonal;
+        noteSize_( xf( object.localBox() ) );
     }
     for ( const auto& child : object.children() )
-        collect_( *child, xf * child->xf() );
+        collect_( *child, xf * child->xf(), volumes );
 }
 
 void SceneRenderer::setScene( Object& root )
@@ -137,7 +148,9 @@ void SceneRenderer::setScene( Object& root )
     triangleCount_ = 0;
     smallestDiagonal_ = 0;
     cache_.prune();
-    collect_( root, root.xf() );
+    std::vector<SliceDrawing::Item> volumes;
+    collect_( root, root.xf(), volumes );
+    slices_.setItems( std::move( volumes ) );
 }
 
 void SceneRenderer::drawBackground_( const DrawSettings& settings )
@@ -311,7 +324,9 @@ void SceneRenderer::draw( const Camera& camera, const DrawSettings& settings, bo
     glEnable( GL_POLYGON_OFFSET_FILL );
     glPolygonOffset( 1, 1 );
     drawSurfaces_( camera, settings, false, coarse );
+    slices_.drawPictures( camera );
     glDisable( GL_POLYGON_OFFSET_FILL );
+    slices_.drawFrames( camera, settings );
     drawPlain_( camera, settings );
     if ( settings.marks )
         drawOverlays_( camera );
@@ -339,6 +354,7 @@ void SceneRenderer::drawIds( const Camera& camera )
         glUniform1ui( id, GLuint( i + 1 ) );
         drawGeometry( *items_[i].gpu );
     }
+    slices_.drawIds( camera, GLuint( items_.size() + 1 ) );
     glBindVertexArray( 0 );
 }
 

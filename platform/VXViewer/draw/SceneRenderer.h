@@ -4,6 +4,7 @@
 #include <VXViewer/draw/DrawSettings.h>
 #include <VXViewer/draw/GeometryCache.h>
 #include <VXViewer/draw/Overlay.h>
+#include <VXViewer/draw/SliceDrawing.h>
 
 #include <vector>
 
@@ -23,14 +24,16 @@ public:
     /// A coarse drawing has fewer triangles where a mesh has many, and no edges.
     void draw( const Camera& camera, const DrawSettings& settings, bool coarse = false );
 
-    /// Draws the objects' numbers into a framebuffer of unsigned integers: 0 is nothing, i is `pickable()[i - 1]`.
+    /// Draws the objects' numbers into a framebuffer of unsigned integers: 0 is nothing.
     void drawIds( const Camera& camera );
     [[nodiscard]] Object* pickable( size_t id ) const
     {
+        if ( id > items_.size() && id <= items_.size() + slices_.items().size() )
+            return slices_.items()[id - 1 - items_.size()].object;
         return id > 0 && id <= items_.size() ? items_[id - 1].object : nullptr;
     }
 
-    [[nodiscard]] bool isEmpty() const { return items_.empty(); }
+    [[nodiscard]] bool isEmpty() const { return items_.empty() && slices_.items().empty(); }
     [[nodiscard]] size_t triangleCount() const { return triangleCount_; }
     /// Diagonal of the smallest object's box, leaving out what has no size; 0 when nothing has one.
     [[nodiscard]] double smallestDiagonal() const { return smallestDiagonal_; }
@@ -43,7 +46,8 @@ private:
         AffineXf3d xf;
     };
 
-    void collect_( Object& object, const AffineXf3d& xf );
+    void collect_( Object& object, const AffineXf3d& xf, std::vector<SliceDrawing::Item>& volumes );
+    void noteSize_( const Box3d& box );
     void createPrograms_();
     void drawBackground_( const DrawSettings& settings );
     void addCoarse_();
@@ -55,6 +59,7 @@ private:
     void beginSurfaces_( const Camera& camera );
 
     GeometryCache cache_;
+    SliceDrawing slices_;
     std::vector<Item> items_;
     std::vector<Overlay> overlays_;
     size_t triangleCount_ = 0;

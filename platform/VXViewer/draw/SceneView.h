@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/draw/PictureCopy.h>
+#include <VXViewer/gl/PictureCopy.h>
 #include <VXViewer/draw/SceneRenderer.h>
 #include <VXViewer/draw/Screenshot.h>
 

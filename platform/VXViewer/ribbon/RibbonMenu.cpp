@@ -269,7 +269,7 @@ void RibbonMenu::drawActiveList_()
     if ( !hasAnyActiveItem() )
         return;
     const float scale = UI::scale();
-    ImGui::SetNextWindowPos( { getSceneListWidth() + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
+    ImGui::SetNextWindowPos( { coveredPixels().x + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
     {
         const StyleScope style(
             { { ImGuiStyleVar_WindowPadding, { 10 * scale, 6 * scale } }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
@@ -331,7 +331,7 @@ void RibbonMenu::updateHints_()
 
 void RibbonMenu::drawToolbar_()
 {
-    toolbar_.drawToolbar( *host_, getSceneListWidth(), getTopPanelHeight() * UI::scale() );
+    toolbar_.drawToolbar( *host_, coveredPixels().x, getTopPanelHeight() * UI::scale() );
     toolbar_.drawCustomize();
 }
 
@@ -342,7 +342,7 @@ void RibbonMenu::onSceneClick( Object* object, bool add )
 
 Vector2f RibbonMenu::coveredPixels() const
 {
-    return { getSceneListWidth(), getTopPanelHeight() * menu_scaling() };
+    return { getSceneListWidth() + sidePanelWidth_, getTopPanelHeight() * menu_scaling() };
 }
 
 bool RibbonMenu::isModalShown() const
@@ -397,6 +397,19 @@ float RibbonMenu::getSceneListWidth() const
     // A small window is shared with the scene.
     const float width = cSceneListWidth * menu_scaling();
     return std::round( std::min( width, ImGui::GetIO().DisplaySize.x * 0.4f ) );
+}
+
+void RibbonMenu::setSidePanelWidth( float pixels )
+{
+    if ( std::exchange( sidePanelWidth_, pixels ) != pixels )
+        redraw();
+}
+
+void RibbonMenu::startTool( const std::string& name )
+{
+    const auto item = RibbonSchemaHolder::findItem( name );
+    if ( item && !item->isActive() && active_.press( item ) )
+        redraw();
 }
 
 std::string RibbonMenu::captionOf_( const std::string& command ) const

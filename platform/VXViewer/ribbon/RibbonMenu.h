@@ -84,6 +84,10 @@ public:
     [[nodiscard]] float getTopPanelHeight() const;
     /// Width of the scene list in pixels, 0 while it is off.
     [[nodiscard]] float getSceneListWidth() const;
+    /// A tool shows a panel beside the scene list, of so many pixels, until it says 0; the scene gives way to it.
+    void setSidePanelWidth( float pixels );
+    /// Starts a tool that nobody has pressed, unless it is at work.
+    void startTool( const std::string& name );
 
 protected:
     /// Binds all keys anew, where they were bound before.
@@ -126,6 +130,7 @@ private:
     std::shared_ptr<SceneObjectsListDrawer> sceneList_;
     SceneCounts sceneCounts_;
     unsigned allowedTags_ = AllNotificationTags;
+    float sidePanelWidth_ = 0;
     SelectedObjects selected_;
     uint64_t selectedRevision_ = 0;
     bool hintWanted_ = true;

@@ -1,7 +1,7 @@
 #include <VXViewer/ribbon/SceneObjectsListDrawer.h>
 
 #include <VXMesh/io/Text.h>
-#include <VXMesh/scene/VisualObjects.h>
+#include <VXMesh/scene/ObjectVolume.h>
 #include <VXViewer/core/CurrentView.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/ribbon/RibbonItemButton.h>
@@ -35,6 +35,8 @@ const char* iconOf( const Object& object )
         return "object_mesh";
     if ( dynamic_cast<const ObjectPoints*>( &object ) )
         return "object_points";
+    if ( dynamic_cast<const ObjectVolume*>( &object ) )
+        return "object_volume";
     return dynamic_cast<const ObjectLines*>( &object ) ? "object_lines" : "group";
 }
 

@@ -1,6 +1,6 @@
 #include <VXViewer/scene/GeometrySize.h>
 
-#include <VXMesh/scene/VisualObjects.h>
+#include <VXMesh/scene/ObjectVolume.h>
 
 #include <unordered_set>
 #include <utility>
@@ -30,6 +30,8 @@ std::pair<const void*, uint64_t> geometryOf( const Object& object )
         return { cloud->points().get(), bytesOf( cloud->points()->points ) + bytesOf( cloud->points()->colors ) };
     if ( const auto* lines = dynamic_cast<const ObjectLines*>( &object ); lines && lines->lines() )
         return { lines->lines().get(), bytesOf( lines->lines()->points ) + bytesOf( lines->lines()->segments ) };
+    if ( const auto* volume = dynamic_cast<const ObjectVolume*>( &object ); volume && volume->volume() )
+        return { volume->volume().get(), volume->volume()->bytes() };
     return {};
 }
 

@@ -1,4 +1,4 @@
-#include <VXViewer/draw/GlObjects.h>
+#include <VXViewer/gl/GlObjects.h>
 
 #include <spdlog/spdlog.h>
 

@@ -142,6 +142,40 @@ void main()
 }
 )";
 
+// A parallelogram without vertices of its own, to be drawn as a fan or a loop.
+inline constexpr const char* cSliceVertex = R"(#version 330 core
+uniform vec3 corner;
+uniform vec3 right;
+uniform vec3 down;
+uniform mat4 toView;
+uniform mat4 projection;
+out vec2 place;
+void main()
+{
+    place = vec2( gl_VertexID == 1 || gl_VertexID == 2, gl_VertexID >= 2 );
+    gl_Position = projection * ( toView * vec4( corner + right * place.x + down * place.y, 1.0 ) );
+}
+)";
+
+inline constexpr const char* cSliceFragment = R"(#version 330 core
+in vec2 place;
+uniform sampler2D picture;
+out vec4 result;
+void main()
+{
+    result = vec4( texture( picture, place ).rgb, 1.0 );
+}
+)";
+
+inline constexpr const char* cSliceFrameFragment = R"(#version 330 core
+uniform vec3 color;
+out vec4 result;
+void main()
+{
+    result = vec4( color, 1.0 );
+}
+)";
+
 inline constexpr const char* cIdFragment = R"(#version 330 core
 uniform uint id;
 out uint result;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <VXViewer/draw/GlObjects.h>
+#include <VXViewer/gl/GlObjects.h>
 
 namespace VX
 {

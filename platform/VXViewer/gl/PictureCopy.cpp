@@ -1,6 +1,6 @@
-#include <VXViewer/draw/PictureCopy.h>
+#include <VXViewer/gl/PictureCopy.h>
 
-#include <VXViewer/draw/Shaders.h>
+#include <VXViewer/gl/Shaders.h>
 
 namespace VX
 {

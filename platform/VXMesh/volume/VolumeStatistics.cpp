@@ -117,6 +117,67 @@ Moments storedMoments( const Volume& volume )
     return all;
 }
 
+/// The bin that a stored number falls into.
+class BinOf
+{
+public:
+    BinOf( const VoxelMeaning& meaning, const VolumeHistogram& histogram )
+        : meaning_( meaning )
+        , low_( histogram.low )
+        , high_( histogram.high )
+        , bins_( histogram.counts.size() )
+        , perValue_( high_ > low_ ? double( bins_ ) / ( high_ - low_ ) : 0 )
+    {
+    }
+
+    /// The number of bins when it falls into none.
+    size_t operator()( double stored ) const
+    {
+        const double value = meaning_.valueOf( stored );
+        // What is no number fails.
+        if ( !( value >= low_ && value <= high_ ) )
+            return bins_;
+        return std::min( size_t( ( value - low_ ) * perValue_ ), bins_ - 1 );
+    }
+
+private:
+    const VoxelMeaning& meaning_;
+    double low_, high_;
+    size_t bins_;
+    double perValue_;
+};
+
+/// Calls `count( voxel, counts )` for all voxels, with counts for each thread, and adds those up.
+template <Voxel T, typename Count>
+std::vector<uint64_t> counted( const VoxelView<T>& view, size_t bins, const Count& count )
+{
+    const size_t threads = threadsFor( view.brickCount(), cBricksPerThread );
+    std::vector<std::vector<uint64_t>> parts( threads, std::vector<uint64_t>( bins ) );
+    forBricks( view.brickCount(), threads,
+        [&]( size_t index, size_t piece )
+        {
+            for ( const T v : view.brick( index ).voxels )
+                count( v, parts[piece] );
+        } );
+    for ( size_t i = 1; i < threads; ++i )
+        std::transform( parts[i].begin(), parts[i].end(), parts[0].begin(), parts[0].begin(), std::plus() );
+    return std::move( parts[0] );
+}
+
+/// Of so few numbers each is counted, and only the counts are sorted into bins.
+template <Voxel T>
+std::vector<uint64_t> countedByNumber( const VoxelView<T>& view, const BinOf& binOf, size_t bins )
+{
+    constexpr int cLeast = std::numeric_limits<T>::min(), cMost = std::numeric_limits<T>::max();
+    const auto numbers = counted( view, size_t( cMost - cLeast ) + 1,
+        []( T v, std::vector<uint64_t>& counts ) { ++counts[size_t( v - cLeast )]; } );
+    std::vector<uint64_t> out( bins );
+    for ( int v = cLeast; v <= cMost; ++v )
+        if ( const auto bin = binOf( v ); bin < bins )
+            out[bin] += numbers[size_t( v - cLeast )];
+    return out;
+}
+
 } // namespace
 
 VolumeStatistics statisticsOf( const Volume& volume )
@@ -162,35 +223,20 @@ VolumeHistogram histogramOf( const Volume& volume, size_t bins, double low, doub
     VolumeHistogram out{ low, high, std::vector<uint64_t>( bins ) };
     if ( volume.empty() || !( low <= high ) )
         return out;
-    const size_t threads = threadsFor( volume.bricks().size(), cBricksPerThread );
-    std::vector<std::vector<uint64_t>> parts( threads, out.counts );
-    const auto& meaning = volume.meaning();
-    const double perValue = high > low ? double( bins ) / ( high - low ) : 0;
-    // From what is stored straight to the bin.
-    const double scale = meaning.slope * perValue, shift = ( meaning.intercept - low ) * perValue;
-    const double first = ( low - meaning.intercept ) / meaning.slope;
+    const BinOf binOf( volume.meaning(), out );
     visit( volume,
-        [&]( const auto& view )
+        [&]<typename T>( const VoxelView<T>& view )
         {
-            forBricks( view.brickCount(), threads,
-                [&]( size_t index, size_t piece )
-                {
-                    auto& counts = parts[piece];
-                    for ( const auto v : view.brick( index ).voxels )
+            if constexpr ( sizeof( T ) <= 2 )
+                out.counts = countedByNumber( view, binOf, bins );
+            else
+                out.counts = counted( view, bins,
+                    [&]( T v, std::vector<uint64_t>& counts )
                     {
-                        const double place = high > low ? double( v ) * scale + shift : double( v ) == first ? 0 : -1;
-                        // What is no number fails both.
-                        if ( place >= 0 && place < double( bins ) )
-                            ++counts[size_t( place )];
-                        else if ( meaning.valueOf( double( v ) ) == high )
-                            ++counts[bins - 1];
-                        else if ( meaning.valueOf( double( v ) ) == low )
-                            ++counts[0];
-                    }
-                } );
+                        if ( const auto bin = binOf( double( v ) ); bin < bins )
+                            ++counts[bin];
+                    } );
         } );
-    for ( const auto& part : parts )
-        std::transform( part.begin(), part.end(), out.counts.begin(), out.counts.begin(), std::plus() );
     return out;
 }
 

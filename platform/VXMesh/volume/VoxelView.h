@@ -46,15 +46,25 @@ public:
         return { volume_.brickBegin( index ), size, { data_( index ), count } };
     }
 
-    /// A voxel that has to be there.
-    [[nodiscard]] T operator()( int x, int y, int z ) const
+    /// A place in memory.
+    struct Place
+    {
+        const T* voxel;
+        /// To the voxels next to it along y and z, as long as they are in the same brick; along x it is 1.
+        size_t row, slice;
+    };
+    /// Of a voxel that has to be there.
+    [[nodiscard]] Place place( int x, int y, int z ) const
     {
         const int bx = x >> cShift[0], by = y >> cShift[1], bz = z >> cShift[2];
         const size_t width = extent_( bx, 0 ), height = extent_( by, 1 );
         const size_t brick =
             ( size_t( bz ) * size_t( counts_[1] ) + size_t( by ) ) * size_t( counts_[0] ) + size_t( bx );
-        return data_( brick )[( inside_( z, 2 ) * height + inside_( y, 1 ) ) * width + inside_( x, 0 )];
+        const size_t inside = ( inside_( z, 2 ) * height + inside_( y, 1 ) ) * width + inside_( x, 0 );
+        return { data_( brick ) + inside, width, width * height };
     }
+    /// A voxel that has to be there.
+    [[nodiscard]] T operator()( int x, int y, int z ) const { return *place( x, y, z ).voxel; }
 
     /// Copies the voxels from `x` on of one row, as many as `out` has room for; they have to be there.
     void copyRow( int x, int y, int z, std::span<T> out ) const

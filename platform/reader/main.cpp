@@ -1,8 +1,11 @@
-/// Reads one mesh file and writes it to standard output as a scene, for VX::readInProcess. The library that it reads
-/// with is not to be trusted with strangers' files, so this process gives up all that reading does not need, first.
+/// Reads one file and writes it to standard output as a scene or as voxels, for VX::readInProcess. The libraries that
+/// it reads with are not to be trusted with strangers' files, so this process gives up all that reading does not need,
+/// first.
 #include "AssimpReader.h"
+#include "TiffReader.h"
 
 #include <VXMesh/formats/VxuFormat.h>
+#include <VXMesh/formats/voxels/TiffNames.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
 #include <VXMesh/io/WriteAll.h>
@@ -12,8 +15,11 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <limits>
+#include <locale>
 #include <new>
 #include <span>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -76,6 +82,54 @@ catch ( const std::exception& )
     return tl::unexpected( std::string( cUnreadable ) );
 }
 
+/// "voxels", the number and the channels that each has, how many there are along each axis, and the steps between them.
+std::string voxelLine( const FileVoxels& voxels )
+{
+    std::ostringstream out;
+    out.imbue( std::locale::classic() );
+    out.precision( std::numeric_limits<double>::max_digits10 );
+    out << "voxels " << int( voxels.number ) << ' ' << int( voxels.channels );
+    for ( const int n : voxels.grid.size )
+        out << ' ' << n;
+    const auto& steps = voxels.grid.spacing;
+    out << ' ' << steps.x << ' ' << steps.y << ' ' << steps.z;
+    return out.str();
+}
+
+/// False when not all was said.
+bool tellVoxels( const std::filesystem::path& path, Speaker& speaker )
+{
+    bool hasBegun = false;
+    const VoxelSink sink{ .begin =
+                              [&]( const FileVoxels& voxels )
+                          {
+                              hasBegun = true;
+                              return speaker.say( voxelLine( voxels ) );
+                          },
+        .write = [&]( std::span<const std::byte> bytes ) { return speaker.send( bytes ); } };
+    std::string error;
+    try
+    {
+        const auto done = readTiff( path, sink, [&]( float f ) { return speaker.progress( f ); } );
+        if ( done )
+            return true;
+        error = done.error();
+    }
+    catch ( const std::bad_alloc& )
+    {
+        error = "there is not enough memory";
+    }
+    // Whoever waits for bytes takes words for some, so the end has to do.
+    return !hasBegun && speaker.say( "error " + error );
+}
+
+bool tellScene( const std::filesystem::path& file, Speaker& speaker )
+{
+    const auto scene = sceneOf( file, [&]( float f ) { return speaker.progress( f ); } );
+    return scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) && speaker.send( *scene )
+                 : speaker.say( "error " + scene.error() );
+}
+
 /// A file that makes us eat all memory shall cost nobody else their process.
 void offerToDieFirst()
 {
@@ -102,10 +156,21 @@ bool namesOthers( const std::filesystem::path& file )
     return std::find( cKinds.begin(), cKinds.end(), kind ) != cKinds.end();
 }
 
+uint64_t sizeOfTiffs( const std::filesystem::path& folder )
+{
+    uint64_t out = 0;
+    for ( const auto& file : numberedTiffs( folder ) )
+        if ( std::error_code ec; const auto size = std::filesystem::file_size( file, ec ) )
+            out += ec ? 0 : size;
+    return out;
+}
+
 /// With the buffers that lie beside a description.
 uint64_t sizeOf( const std::filesystem::path& file )
 {
     std::error_code ec;
+    if ( std::filesystem::is_directory( file, ec ) )
+        return sizeOfTiffs( file );
     uint64_t out = std::filesystem::file_size( file, ec );
     if ( ec )
         return 0;
@@ -136,10 +201,10 @@ int main( int argc, char** argv )
     offerToDieFirst();
     const uint64_t memory = memoryForReading( sizeOf( argv[1] ), physicalMemory() );
     const auto refused = enterSandbox( { memory, 0, 0 }, SandboxFiles::Read, viewOf( argv[1] ) );
-    const auto scene = refused.empty() ? sceneOf( argv[1], [&]( float f ) { return speaker.progress( f ); } )
-                                       : tl::unexpected( refused );
-    const bool told = scene ? speaker.say( "scene " + std::to_string( scene->size() ) ) && speaker.send( *scene )
-                            : speaker.say( "error " + scene.error() );
+    const std::filesystem::path file = argv[1];
+    const bool told = !refused.empty() ? speaker.say( "error " + refused )
+                      : isTiff( file ) ? tellVoxels( file, speaker )
+                                       : tellScene( file, speaker );
     // Destructors would only give memory back that goes with the process, or stumble over what a file has damaged.
     ::_exit( told ? 0 : 1 );
 }

@@ -14,7 +14,7 @@ namespace
 {
 
 constexpr std::array cNames = { "input.stl", "input.ply", "input.obj", "input.off", "input.gltf", "input.dae",
-    "input.3mf", "input.fbx", "input.3ds" };
+    "input.3mf", "input.fbx", "input.3ds", "input.tif" };
 constexpr std::chrono::seconds cPatience( 2 );
 
 } // namespace

@@ -1,10 +1,12 @@
 #include <VXMesh/formats/VolumeFormats.h>
 
 #include <VXMesh/formats/MeshFile.h>
+#include <VXMesh/formats/ReaderProcess.h>
 #include <VXMesh/formats/voxels/MetaImage.h>
 #include <VXMesh/formats/voxels/Nifti.h>
 #include <VXMesh/formats/voxels/Nrrd.h>
 #include <VXMesh/formats/voxels/RawVolume.h>
+#include <VXMesh/formats/voxels/TiffNames.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
 #include <VXMesh/scene/ObjectVolume.h>
@@ -30,6 +32,11 @@ tl::expected<LoadedObjects, std::string> load( const std::filesystem::path& file
     return objectsOf( file, read( file, progress ) );
 }
 
+LoadResult loadTiff( const std::filesystem::path& file, const ProgressCallback& progress )
+{
+    return readInProcess( readerProgram(), file, progress );
+}
+
 ReadResult readNamedRaw( const std::filesystem::path& file, const ProgressCallback& progress )
 {
     std::error_code ec;
@@ -49,8 +56,19 @@ std::vector<FileFormat> volumeFormats()
         { "NIfTI", { ".nii", ".nii.gz", ".hdr", ".img", ".hdr.gz", ".img.gz" }, &load<readNifti> },
         { "NRRD", { ".nrrd", ".nhdr" }, &load<readNrrd> },
         { "MetaImage", { ".mha", ".mhd" }, &load<readMetaImage> },
+        { "TIFF stack", { ".tif", ".tiff", ".btf", ".tf8" }, &loadTiff },
         { "Raw voxels", { ".raw" }, &load<readNamedRaw> },
     };
+}
+
+LoadResult loadTiffFolder( const std::filesystem::path& folder, const ProgressCallback& progress )
+{
+    std::error_code ec;
+    if ( !std::filesystem::is_directory( folder, ec ) )
+        return tl::unexpected( cannotRead( folder, "it is not a folder" ) );
+    if ( numberedTiffs( folder ).empty() )
+        return tl::unexpected( cannotRead( folder, "there is no TIFF file in it" ) );
+    return loadTiff( folder, progress );
 }
 
 LoadedObjects volumeOfFile( const std::filesystem::path& file, const Volume& volume, std::string warnings )

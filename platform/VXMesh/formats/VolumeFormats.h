@@ -8,8 +8,13 @@
 namespace VX
 {
 
-/// NIfTI, NRRD, MetaImage, and raw voxels whose name tells their size.
+/// NIfTI, NRRD, MetaImage, TIFF stacks, and raw voxels whose name tells their size.
 [[nodiscard]] std::vector<FileFormat> volumeFormats();
+
+/// Opens the TIFF files of a folder as the slices of one volume, in the order of the numbers in their names. Blocks;
+/// any thread. The error names the folder, and the file in it that does not fit to the others.
+[[nodiscard]] VXMESH_API LoadResult loadTiffFolder(
+    const std::filesystem::path& folder, const ProgressCallback& progress = {} );
 
 /// The one object of a file, named after it without its endings. A volume that lies so far from zero that floats would
 /// round its box has its origin in the object's placement.

@@ -1,5 +1,5 @@
 #include "support/TestMeshes.h"
-#include "support/TestVolumes.h"
+#include "support/voxels/TestVolumes.h"
 
 #include <VXMesh/formats/VxuFormat.h>
 #include <VXMesh/scene/ObjectVolume.h>

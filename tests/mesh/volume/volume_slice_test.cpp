@@ -1,4 +1,4 @@
-#include "support/TestVolumes.h"
+#include "support/voxels/TestVolumes.h"
 
 #include <VXMesh/volume/VolumeSlice.h>
 

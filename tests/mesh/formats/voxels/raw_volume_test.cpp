@@ -1,6 +1,6 @@
 #include "support/ScratchFolder.h"
-#include "support/TestVolumes.h"
-#include "support/WrittenBytes.h"
+#include "support/voxels/TestVolumes.h"
+#include "support/voxels/WrittenBytes.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/voxels/RawVolume.h>

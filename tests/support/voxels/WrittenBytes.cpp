@@ -1,4 +1,4 @@
-#include "support/WrittenBytes.h"
+#include "support/voxels/WrittenBytes.h"
 
 #include <libdeflate.h>
 

@@ -18,7 +18,8 @@ from examples import SHOWN, example_in
 
 # Of each module its storeys from the ground up: a folder includes those of its own storey, in no circle, and those below.
 STOREYS = {
-    "platform/VXMesh": [["io", "math", "system"], ["volume"], ["scene"], ["formats/gltf", "formats/voxels"], ["formats"]],
+    "platform/VXMesh": [["io", "math", "system"], ["volume"], ["scene"], ["formats/gltf", "formats/voxels"],
+                        ["formats/voxels/saving"], ["formats"]],
     "platform/VXViewer": [["gl", "history", "loop", "system", "ui"], ["draw", "settings", "web", "window", "work"], ["core"],
                           ["dialogs", "menu", "scene", "slices"], ["schema"], ["ribbon"], ["tools"]],
     "source": [["deferred", "telemetry", "account/form"], ["account", "converter"], ["welcome"], ["shell"]],

@@ -1,7 +1,7 @@
 #include "TestPlaces.h"
-#include "support/TestVolumes.h"
 #include "support/ui/TestAccess.h"
 #include "support/ui/UiFixture.h"
+#include "support/voxels/TestVolumes.h"
 
 #include <VXMesh/io/Path.h>
 #include <VXViewer/draw/Screenshot.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <VXViewer/gl/PictureCopy.h>
 #include <VXViewer/draw/SceneRenderer.h>
 #include <VXViewer/draw/Screenshot.h>
+#include <VXViewer/gl/PictureCopy.h>
 
 #include <map>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "support/TestVolumes.h"
+#include "support/voxels/TestVolumes.h"
 #include "ui/viewer/RibbonFixture.h"
 
 #include <VXMesh/scene/ObjectVolume.h>

@@ -31,7 +31,7 @@ double component( const Vector3d& v, int axis )
 /// The whole number below, held to what an index can be.
 int floorIndex( double v )
 {
-    constexpr double cMost = std::numeric_limits<int>::max() / 2;
+    constexpr double cMost = 1 << 30;
     return v > cMost ? int( cMost ) : v > -cMost ? int( std::floor( v ) ) : -int( cMost );
 }
 

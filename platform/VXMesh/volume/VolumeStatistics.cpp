@@ -168,9 +168,9 @@ std::vector<uint64_t> counted( const VoxelView<T>& view, size_t bins, const Coun
 template <Voxel T>
 std::vector<uint64_t> countedByNumber( const VoxelView<T>& view, const BinOf& binOf, size_t bins )
 {
-    constexpr int cLeast = std::numeric_limits<T>::min(), cMost = std::numeric_limits<T>::max();
+    constexpr auto cLeast = int( std::numeric_limits<T>::min() ), cMost = int( std::numeric_limits<T>::max() );
     const auto numbers = counted( view, size_t( cMost - cLeast ) + 1,
-        []( T v, std::vector<uint64_t>& counts ) { ++counts[size_t( v - cLeast )]; } );
+        []( T v, std::vector<uint64_t>& counts ) { ++counts[size_t( int( v ) - cLeast )]; } );
     std::vector<uint64_t> out( bins );
     for ( int v = cLeast; v <= cMost; ++v )
         if ( const auto bin = binOf( v ); bin < bins )

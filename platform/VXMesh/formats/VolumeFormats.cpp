@@ -71,6 +71,11 @@ LoadResult loadTiffFolder( const std::filesystem::path& folder, const ProgressCa
     return loadTiff( folder, progress );
 }
 
+LoadResult loadRaw( const std::filesystem::path& file, const RawVolume& raw, const ProgressCallback& progress )
+{
+    return objectsOf( file, readRaw( file, raw, progress ) );
+}
+
 LoadedObjects volumeOfFile( const std::filesystem::path& file, const Volume& volume, std::string warnings )
 {
     const Vector3d origin = originFor( volume.box() );

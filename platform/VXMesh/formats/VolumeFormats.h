@@ -1,6 +1,7 @@
 #pragma once
 
 #include <VXMesh/formats/FileFormat.h>
+#include <VXMesh/formats/voxels/RawVolume.h>
 #include <VXMesh/volume/Volume.h>
 
 #include <vector>
@@ -15,6 +16,10 @@ namespace VX
 /// any thread. The error names the folder, and the file in it that does not fit to the others.
 [[nodiscard]] VXMESH_API LoadResult loadTiffFolder(
     const std::filesystem::path& folder, const ProgressCallback& progress = {} );
+
+/// Opens a file of bare voxels by what somebody says of it. Blocks; any thread.
+[[nodiscard]] VXMESH_API LoadResult loadRaw(
+    const std::filesystem::path& file, const RawVolume& raw, const ProgressCallback& progress = {} );
 
 /// The one object of a file, named after it without its endings. A volume that lies so far from zero that floats would
 /// round its box has its origin in the object's placement.

@@ -78,6 +78,16 @@ void FileDialog::open( Chosen chosen )
     choice_.beginOpen( startFolder() );
 }
 
+void FileDialog::openAny( Chosen chosen )
+{
+    const bool stood = shown_;
+    open( std::move( chosen ) );
+    if ( stood || !shown_ || choice_.showsAllFiles() )
+        return;
+    choice_.showAllFiles( true );
+    showsAny_ = true;
+}
+
 void FileDialog::save( const std::string& suggestedName, const std::string& extension, SaveChosen chosen )
 {
     if ( shown_ )
@@ -128,6 +138,8 @@ void FileDialog::goUp_()
 void FileDialog::close_()
 {
     shown_ = false;
+    if ( std::exchange( showsAny_, false ) )
+        choice_.showAllFiles( false );
     ImGui::CloseCurrentPopup();
     redraw();
 }

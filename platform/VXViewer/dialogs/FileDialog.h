@@ -17,6 +17,8 @@ public:
 
     /// `chosen` is called on the UI thread, and not at all when the user gives up.
     void open( Chosen chosen );
+    /// The same with files that no format reads shown, too.
+    void openAny( Chosen chosen );
     /// Asks for a file to write; a name without the extension (".vxu") gets it.
     void save( const std::string& suggestedName, const std::string& extension, SaveChosen chosen );
     [[nodiscard]] bool isShown() const { return shown_; }
@@ -42,6 +44,7 @@ private:
     SaveChosen saveChosen_;
     FileChoice choice_;
     bool shown_ = false;
+    bool showsAny_ = false; ///< of whatever kind, for this once
     bool focusName_ = false;
     bool scrollToCursor_ = false;
 };

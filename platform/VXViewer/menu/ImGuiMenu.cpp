@@ -220,6 +220,11 @@ void ImGuiMenu::openFileDialog()
         dialogs_->file.open( open_ );
 }
 
+void ImGuiMenu::openFileDialog( FilesAction chosen )
+{
+    dialogs_->file.openAny( std::move( chosen ) );
+}
+
 void ImGuiMenu::saveFileDialog( const std::string& suggestedName, const std::string& extension,
     std::function<void( const std::filesystem::path& )> chosen )
 {

@@ -110,6 +110,8 @@ public:
     /// What is done with files chosen to be opened.
     void setOpenAction( FilesAction open );
     void openFileDialog();
+    /// Asks for files, whatever their kind, that something else is done with.
+    void openFileDialog( FilesAction chosen );
     /// Asks for a file to write; see `FileDialog::save`.
     void saveFileDialog( const std::string& suggestedName, const std::string& extension,
         std::function<void( const std::filesystem::path& )> chosen );

@@ -2,6 +2,7 @@
 #include "ui/viewer/RibbonFixture.h"
 
 #include <VXMesh/scene/ObjectVolume.h>
+#include <VXViewer/history/HistoryStore.h>
 
 #include <GLFW/glfw3.h>
 #include <gtest/gtest.h>
@@ -25,6 +26,13 @@ protected:
         opener_->open( { folder_.write( "block.nrrd", file ) } );
         turnUntil( [this] { return objects() == 1; } );
         settle();
+    }
+    /// The file behind the folder of the settings.
+    void chooseFirst()
+    {
+        pressTool( "Open RAW voxels" );
+        for ( const int key : { GLFW_KEY_DOWN, GLFW_KEY_DOWN, GLFW_KEY_ENTER } )
+            press( key );
     }
     ObjectVolume& volume() { return dynamic_cast<ObjectVolume&>( cube() ); }
     /// The middle of a pane; they share what is between the name and the value.
@@ -159,6 +167,40 @@ TEST_F( SlicesTest, ZoomIsForThePaneAlone )
     settle();
     EXPECT_EQ( volume().cursor(), cursor );
     EXPECT_GT( difference( before, frame() ), 500u );
+}
+
+TEST_F( SlicesTest, AFileOfBareVoxelsIsAskedAbout )
+{
+    folder_.write( "bare.bin", std::string( 64 * 64 * 64, 'v' ) );
+    chooseFirst();
+    ASSERT_TRUE( isActive( "Raw voxels" ) );
+    EXPECT_TRUE( isWindowShown( "Open raw voxels" ) );
+    press( GLFW_KEY_ENTER );
+    turnUntil( [this] { return objects() == 1; } );
+    settle();
+    EXPECT_FALSE( isActive( "Raw voxels" ) );
+    EXPECT_TRUE( isActive( "Slices" ) );
+    EXPECT_EQ( volume().name(), "bare" );
+    const auto& size = volume().volume()->size();
+    EXPECT_EQ( size[0] * size[1] * size[2] * int( sizeOf( volume().volume()->type() ) ), 64 * 64 * 64 )
+        << "the likeliest";
+    EXPECT_EQ( viewer().getHistoryStore()->getLastActionName( HistoryAction::Type::Undo ), "Open raw voxels" );
+}
+
+TEST_F( SlicesTest, NobodyHasToDescribeAFile )
+{
+    folder_.write( "bare.bin", std::string( 100, 'v' ) );
+    chooseFirst();
+    press( GLFW_KEY_ESCAPE );
+    EXPECT_FALSE( isActive( "Raw voxels" ) );
+    EXPECT_FALSE( isWindowShown( "Open raw voxels" ) );
+    EXPECT_EQ( objects(), 0u );
+    // Other files are for this question alone.
+    press( GLFW_KEY_O, GLFW_MOD_CONTROL );
+    press( GLFW_KEY_DOWN );
+    press( GLFW_KEY_DOWN );
+    press( GLFW_KEY_ENTER );
+    EXPECT_TRUE( isWindowShown( "Open files" ) ) << "it is in the folder now, not at the file";
 }
 
 TEST_F( SlicesTest, EndWithTheLastVolume )

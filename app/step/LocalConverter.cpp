@@ -99,7 +99,7 @@ tl::expected<LoadedObjects, std::string> convertHere(
     if ( program.empty() )
         return tl::unexpected( std::string(
             "STEP files are converted by the program orvanta-backend, which is not installed here. Install the Debian "
-            "package \"orvanta\", or put orvanta-backend into a folder of PATH" ) );
+            "package \"orvanta-backend-bin\", or put orvanta-backend into a folder of PATH" ) );
     const ScratchFolder scratch( "orvanta-local-" );
     if ( scratch.path().empty() )
         return tl::unexpected( std::string( "No working folder can be made; set TMPDIR to a folder with space" ) );

@@ -54,9 +54,23 @@ bool isPackageName( std::string_view name )
 constexpr const char* cHowToBuild =
     "<p>There is no package here yet. Build one from the source tree on Debian 12:</p>\n"
     "<pre>packaging/make-package</pre>\n"
-    "<p>It prints where the package lies. Put it into the folder that the back end was "
+    "<p>It prints where the packages lie. Put them into the folder that the back end was "
     "given with <code>--downloads</code>, or into <code>downloads</code> in its data "
     "folder, and load this page again.</p>";
+
+/// The newest packages of the program and of what it needs; where that is not there, the first.
+std::string toInstall( const auto& packages )
+{
+    std::string out;
+    for ( const char* part : { "orvanta_", "liborvanta0_", "libvxmesh0_" } )
+    {
+        const auto newest = std::find_if(
+            packages.begin(), packages.end(), [&]( const auto& one ) { return one.name.starts_with( part ); } );
+        if ( newest != packages.end() )
+            out += " ./" + newest->name;
+    }
+    return out.empty() ? " ./" + packages.front().name : out;
+}
 
 } // namespace
 
@@ -112,9 +126,9 @@ HttpResponse SiteApi::downloadPage_() const
             "<li><a href=\"/download/{0}\">{0}</a>, {1:.1f}&nbsp;MB</li>\n", name, double( size ) / 1'000'000 );
     if ( !packages.empty() )
         list =
-            fmt::format( "<h2>Packages for Debian 12</h2>\n<ul>\n{}</ul>\n<p>Install one in the folder that you saved "
-                         "it in:</p>\n<pre>sudo apt install ./{}</pre>",
-                list, packages.front().name );
+            fmt::format( "<h2>Packages for Debian 12</h2>\n<ul>\n{}</ul>\n<p>The program needs its libraries. Install "
+                         "it in the folder that you saved them in:</p>\n<pre>sudo apt install{}</pre>",
+                list, toInstall( packages ) );
     auto html = textOf( cDownloadPage );
     html.replace( html.find( cPlace ), cPlace.size(), packages.empty() ? cHowToBuild : list );
     return page( std::move( html ) );

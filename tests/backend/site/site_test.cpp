@@ -3,6 +3,7 @@
 
 #include "site/SiteApi.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 using namespace VX;
@@ -102,6 +103,22 @@ TEST_F( Site, PackagesAreListedAndServed )
     EXPECT_EQ( file.file, downloads() / "orvanta_0.1.0_amd64.deb" );
     EXPECT_EQ( file.fileLength, 1'500'000u );
     EXPECT_EQ( file.headers.at( "Content-Disposition" ), "attachment; filename=\"orvanta_0.1.0_amd64.deb\"" );
+}
+
+TEST_F( Site, TheProgramIsInstalledWithItsLibrariesOfTheNewestRelease )
+{
+    for ( const char* version : { "0.1.0-2", "0.2.0-1" } )
+        for ( const char* name :
+            { "liborvanta-dev", "liborvanta0", "libvxmesh0", "orvanta", "orvanta-backend", "orvanta-worker" } )
+            package( fmt::format( "{}_{}_amd64.deb", name, version ) );
+    EXPECT_NE( get( "/download" )
+                   .body.find( "<pre>sudo apt install ./orvanta_0.2.0-1_amd64.deb "
+                               "./liborvanta0_0.2.0-1_amd64.deb ./libvxmesh0_0.2.0-1_amd64.deb</pre>" ),
+        std::string::npos );
+    std::filesystem::remove_all( downloads() );
+    package( "orvanta-worker_0.2.0-1_all.deb" );
+    EXPECT_NE( get( "/download" ).body.find( "<pre>sudo apt install ./orvanta-worker_0.2.0-1_all.deb</pre>" ),
+        std::string::npos );
 }
 
 TEST_F( Site, NothingElseLeavesTheFolderOrThePage )

@@ -166,7 +166,7 @@ TEST_F( Local, WithoutTheConverterItSaysWhatToInstall )
     ASSERT_EQ( errors_.size(), 1u );
     EXPECT_EQ( errors_[0],
         "Cannot open \"bracket.step\": STEP files are converted by the program orvanta-backend, which is not installed "
-        "here. Install the Debian package \"orvanta\", or put orvanta-backend into a folder of PATH" );
+        "here. Install the Debian package \"orvanta-backend-bin\", or put orvanta-backend into a folder of PATH" );
     EXPECT_EQ( objects(), 0u );
 }
 

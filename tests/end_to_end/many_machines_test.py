@@ -33,6 +33,9 @@ def addresses(text: str) -> dict[str, str]:
 
 
 class Walk:
+    # Conversions of clients lie in a folder that all users share.
+    prefix = f"orvanta-machines-{os.getpid()}-"
+
     def __init__(self, options, scratch: pathlib.Path):
         self.options, self.scratch = options, scratch
         self.machines: dict[str, Machine] = {}
@@ -42,8 +45,10 @@ class Walk:
             .replace("ORVANTA_BIND=:443", f"ORVANTA_BIND=127.0.0.1:{options.port}").replace("convert.example.org", "localhost")
         if harness.sandbox_options(options.backend):
             self.text = self.text.replace("\nslots=", "\nwithout-sandbox=true\nslots=")
-        self.prefix = scratch / "usr"
-        subprocess.run(["cmake", "--install", options.build, "--prefix", self.prefix], check=True, stdout=subprocess.DEVNULL)
+        for end in ("$i", "*"):
+            self.text = self.text.replace(f"part-{end}", f"{self.prefix}{end}")
+        self.programs = scratch / "usr"
+        subprocess.run(["cmake", "--install", options.build, "--prefix", self.programs], check=True, stdout=subprocess.DEVNULL)
 
     def build(self) -> None:
         raise NotImplementedError
@@ -78,14 +83,16 @@ class Walk:
 
     def client(self, mark: str) -> subprocess.Popen:
         """Opens ten files that nobody has converted yet."""
+        mark = self.prefix + mark
         return self.machines["balancer"].start(
             "export SSL_CERT_FILE=$PWD/trusted.pem\n"
             f'for i in $(seq 10); do sed "1a /* {mark} $i */" part.step > {mark}-$i.step; done\n'
             f"Orvanta -noTelemetry -creds ann.json --screenshot {mark}.png {mark}-*.step")
 
     def close(self) -> None:
-        for machine in self.machines.values():
-            machine.close()
+        with contextlib.ExitStack() as ends:
+            for machine in self.machines.values():
+                ends.callback(machine.close)
 
 
 class Namespaces(Walk):
@@ -97,7 +104,7 @@ class Namespaces(Walk):
         hosts.write_text("127.0.0.1 localhost\n" + "".join(f"{place} {name}\n" for name, place in places.items()))
         for name, place in places.items():
             short = "balancer" if name == "convert.example.org" else name.partition(".")[0]
-            self.machines[short] = NamespaceMachine(short, place, self.scratch, hosts, self.prefix)
+            self.machines[short] = NamespaceMachine(short, place, self.scratch, hosts, self.programs)
 
     def kill_database(self) -> None:
         self.machines["data"].run("pg_ctlcluster 15 main stop -m immediate")
@@ -119,7 +126,7 @@ class OneNetwork(Walk):
                   "data.internal.example": "127.0.0.11", "one.internal.example": "127.0.0.12",
                   "two.internal.example": "127.0.0.13"}
         for number, name in enumerate(("data", "one", "two", "balancer"), 11):
-            self.machines[name] = LoopbackMachine(name, f"127.0.0.{number}", self.scratch, self.prefix, places)
+            self.machines[name] = LoopbackMachine(name, f"127.0.0.{number}", self.scratch, self.programs, places)
         shutil.copy(self.scratch / "swift/certificate.pem", self.scratch / "data/etc/ssl/data.pem")
 
     def helper(self, program: str, *words) -> None:
@@ -136,9 +143,12 @@ class OneNetwork(Walk):
         self.helper("database/postgres", "again")
 
     def close(self) -> None:
-        super().close()
-        self.helper("store/swift", "stop")
-        self.helper("database/postgres", "stop")
+        with contextlib.ExitStack() as ends:
+            ends.callback(self.helper, "store/swift", "stop")
+            ends.callback(self.helper, "database/postgres", "stop")
+            ends.callback(super().close)
+        for left in pathlib.Path(harness.WORKING_FOLDER).glob(self.prefix + "*"):
+            left.unlink()
 
 
 def the_document_leads_to_ten_conversions(walk: Walk) -> None:

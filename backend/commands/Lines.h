@@ -1,8 +1,10 @@
 #pragma once
 
 #include "database/DataPlace.h"
+#include "storage/Presigner.h"
 
 #include <CLI/CLI.hpp>
+#include <tl/expected.hpp>
 
 #include <functional>
 #include <memory>
@@ -31,6 +33,12 @@ void addWorker( CLI::App& app, Run& run );
 
 /// Adds the folder of data, or the PostgreSQL in its place, of which one has to be given.
 void addPlace( CLI::App& command, DataPlace& place );
+
+/// Adds the bucket in which uploads and results are, if they are not in the folder.
+void addBucket( CLI::App& command, S3Bucket& bucket );
+
+/// The same bucket with its name and keys, which come by the environment.
+[[nodiscard]] tl::expected<S3Bucket, std::string> withKeys( S3Bucket bucket );
 
 /// Adds a subcommand that does one action on a folder of data; what it does is `act`, with the command's other options.
 template <typename Command>

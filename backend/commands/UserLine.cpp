@@ -17,6 +17,7 @@ namespace
 struct Person : DataPlace
 {
     std::string email;
+    S3Bucket bucket;
 };
 
 int told( const tl::expected<std::string, std::string>& answer )
@@ -32,7 +33,8 @@ int exportPerson( const Person& person )
 
 int erasePerson( const Person& person )
 {
-    return told( erasePersonalData( person, person.email )
+    return told( withKeys( person.bucket )
+            .and_then( [&]( const S3Bucket& bucket ) { return erasePersonalData( person, person.email, bucket ); } )
             .map(
                 [&]( const Erased& erased )
                 {
@@ -48,13 +50,14 @@ int erasePerson( const Person& person )
 }
 
 /// What is not about accounts alone, and asks for nothing but an address.
-void addPerson( CLI::App& group, const char* name, const char* text, Run& run, int ( *act )( const Person& ) )
+CLI::App* addPerson( CLI::App& group, const char* name, const char* text, const std::shared_ptr<Person>& person,
+    Run& run, int ( *act )( const Person& ) )
 {
-    const auto person = std::make_shared<Person>();
     auto* command = group.add_subcommand( name, text );
     addPlace( *command, *person );
     command->add_option( "email", person->email )->required();
     command->callback( [person, act, &run] { run = [person, act] { return act( *person ); }; } );
+    return command;
 }
 
 } // namespace
@@ -86,10 +89,12 @@ void addUser( CLI::App& app, Run& run )
     add( "block", "Keep an account out and end all sign-ins", Action::Block );
     add( "unblock", "Let an account sign in again", Action::Unblock );
     add( "remove", "Remove an account", Action::Remove );
-    addPerson( *group, "export", "Print all that is kept of a person, as JSON", run, &exportPerson );
-    addPerson( *group, "erase",
-        "Remove a person's account, mails, conversions and statistics, so that nothing of them is left", run,
+    const auto person = std::make_shared<Person>();
+    addPerson( *group, "export", "Print all that is kept of a person, as JSON", person, run, &exportPerson );
+    auto* erase = addPerson( *group, "erase",
+        "Remove a person's account, mails, conversions and statistics, so that nothing of them is left", person, run,
         &erasePerson );
+    addBucket( *erase, person->bucket );
 }
 
 } // namespace VX::Backend::Lines

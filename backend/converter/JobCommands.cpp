@@ -2,7 +2,7 @@
 
 #include "clock/SystemTime.h"
 #include "converter/ConversionJobs.h"
-#include "storage/ObjectFiles.h"
+#include "storage/s3/KeptObjects.h"
 #include "text/ExitStatus.h"
 
 #include <VXMesh/io/Text.h>
@@ -32,6 +32,7 @@ struct Desk
     const JobCommand& command;
     Database& database;
     ConversionJobs& jobs;
+    const KeptObjects& objects;
     int64_t now;
 };
 
@@ -61,25 +62,29 @@ std::string timeOf( const SqlValue& value )
                : fmt::format( "{:%Y-%m-%d %H:%M:%S}", std::chrono::sys_seconds( std::chrono::seconds( seconds ) ) );
 }
 
-std::filesystem::path uploadOf( const Desk& desk, const std::string& id )
+/// The bytes of the upload that is there still; nothing where there is none.
+tl::expected<std::optional<uint64_t>, std::string> inputOf( const Desk& desk, const std::string& id )
 {
     ConversionJob job;
     job.id = id;
-    return objectFile( desk.command.data / "objects", job.uploadKey() );
+    return desk.objects.sizeOf( job.uploadKey() );
 }
 
-/// The bytes of the upload that is there still; nothing where there is none.
-std::optional<uint64_t> inputOf( const Desk& desk, const std::string& id )
-{
-    std::error_code ec;
-    const auto size = std::filesystem::file_size( uploadOf( desk, id ), ec );
-    return ec ? std::nullopt : std::optional<uint64_t>( size );
-}
-
-/// What a conversion holds: what is counted for it, or an upload that a failed one has left.
+/// What a conversion holds: what is counted for it, or an upload that a failed one has left in the folder.
 uint64_t bytesOf( const Desk& desk, const SqlRow& row )
 {
-    return std::max( uint64_t( integerOf( row[4] ) ), inputOf( desk, textOf( row[0] ) ).value_or( 0 ) );
+    const auto counted = uint64_t( integerOf( row[4] ) );
+    if ( desk.objects.inBucket() )
+        return counted;
+    return std::max( counted, inputOf( desk, textOf( row[0] ) ).value_or( std::nullopt ).value_or( 0 ) );
+}
+
+std::string uploadText( const Desk& desk, const std::string& id )
+{
+    const auto input = inputOf( desk, id );
+    if ( !input )
+        return "unknown: " + input.error();
+    return *input ? "there" : "gone";
 }
 
 Result list( const Desk& desk )
@@ -118,7 +123,7 @@ Result show( const Desk& desk )
             line( "queued", timeOf( row[8] ) );
             line( "ended", timeOf( row[9] ) );
             line( "bytes", bytesOf( desk, row ) );
-            line( "upload", inputOf( desk, textOf( row[0] ) ) ? "there" : "gone" );
+            line( "upload", uploadText( desk, textOf( row[0] ) ) );
             line( "attempts", integerOf( row[5] ) );
             line( "deaths", integerOf( row[6] ) );
             if ( stateOf( row ) == JobState::Running )
@@ -145,9 +150,11 @@ Result retry( const Desk& desk )
     const auto found = find( desk );
     if ( !found )
         return tl::unexpected( found.error() );
-    if ( !input && stateOf( *found ) == JobState::Failed )
+    if ( !input )
+        return tl::unexpected( input.error() );
+    if ( !*input && stateOf( *found ) == JobState::Failed )
         return tl::unexpected( std::string( "Its upload is gone; the file has to be opened again" ) );
-    return doneOr( desk, desk.jobs.retry( desk.command.id, input.value_or( 0 ) ),
+    return doneOr( desk, desk.jobs.retry( desk.command.id, input->value_or( 0 ) ),
         "Only a conversion that has failed can be tried again" )
         .map( [] { std::cout << "It is tried again by the running service, or the next one\n"; } );
 }
@@ -165,7 +172,8 @@ Result run( const JobCommand& command )
     if ( !database )
         return tl::unexpected( database.error() );
     ConversionJobs jobs( **database, systemTime );
-    const Desk desk{ command, **database, jobs, int64_t( systemTime().time_since_epoch().count() ) };
+    const KeptObjects objects( command.data, command.bucket );
+    const Desk desk{ command, **database, jobs, objects, int64_t( systemTime().time_since_epoch().count() ) };
     switch ( command.action )
     {
     case JobCommand::Action::List:

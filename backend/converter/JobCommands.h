@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/DataPlace.h"
+#include "storage/Presigner.h"
 
 #include <filesystem>
 #include <string>
@@ -20,6 +21,8 @@ struct JobCommand : DataPlace
     };
     Action action = Action::List;
     std::string id;
+    /// Where uploads are, where it has an endpoint; else they are in the folder of data.
+    S3Bucket bucket = {};
 };
 
 /// Does it, tells on the standard output what came of it and what went wrong on the other one; the exit status.

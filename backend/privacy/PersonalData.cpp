@@ -10,7 +10,7 @@
 #include "identity/keys/KeyStores.h"
 #include "statistics/ReportReader.h"
 #include "statistics/StatsStore.h"
-#include "storage/ObjectFiles.h"
+#include "storage/s3/KeptObjects.h"
 #include "text/JsonText.h"
 
 #include <VXMesh/io/Json.h>
@@ -202,25 +202,23 @@ DatabaseResult<void> emptyLog( Database& database )
             } );
 }
 
-Result eraseObjects( const std::filesystem::path& data, Database& database, const Person& person )
+Result eraseObjects( const KeptObjects& objects, Database& database, const Person& person )
 {
     const auto jobs =
         database.query( "SELECT id, attempts FROM conversions WHERE owner IN (SELECT value FROM json_each(?2))",
             parametersOf( person ) );
     if ( !jobs )
         return tl::unexpected( jobs.error().text );
-    if ( data.empty() )
-        return {};
-    std::error_code ec;
+    Result done;
     for ( const auto& row : *jobs )
     {
         ConversionJob job;
         job.id = textOf( row[0] );
-        std::filesystem::remove( objectFile( data / "objects", job.uploadKey() ), ec );
+        done = done.and_then( [&] { return objects.remove( job.uploadKey() ); } );
         for ( int64_t attempt = 0; attempt <= integerOf( row[1] ); ++attempt )
-            std::filesystem::remove( objectFile( data / "objects", job.resultKey( attempt ) ), ec );
+            done = done.and_then( [&] { return objects.remove( job.resultKey( attempt ) ); } );
     }
-    return {};
+    return done;
 }
 
 void eraseOutbox( const std::filesystem::path& data, const Person& person )
@@ -262,7 +260,8 @@ tl::expected<Json::Value, std::string> personalData( const DataPlace& place, con
     return out;
 }
 
-tl::expected<Erased, std::string> erasePersonalData( const DataPlace& place, const std::string& email )
+tl::expected<Erased, std::string> erasePersonalData(
+    const DataPlace& place, const std::string& email, const S3Bucket& bucket )
 {
     const auto databases = openIn( place );
     if ( !databases )
@@ -272,7 +271,7 @@ tl::expected<Erased, std::string> erasePersonalData( const DataPlace& place, con
     const auto person = personOf( place.data, email, main );
     if ( !person )
         return tl::unexpected( person.error() );
-    if ( const auto objects = eraseObjects( place.data, main, *person ); !objects )
+    if ( const auto objects = eraseObjects( { place.data, bucket }, main, *person ); !objects )
         return tl::unexpected( objects.error() );
     eraseOutbox( place.data, *person );
     const auto erased = eraseFrom( main, cErased, *person )

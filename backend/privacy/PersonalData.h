@@ -1,6 +1,7 @@
 #pragma once
 
 #include "database/DataPlace.h"
+#include "storage/Presigner.h"
 
 #include <json/value.h>
 #include <tl/expected.hpp>
@@ -29,7 +30,9 @@ struct Erased
 
 /// Removes all of that, with what was uploaded and converted, and the mails in the outbox: neither the address nor the
 /// account's id nor the code that stands for the user in the statistics is in the folder afterwards. Backups are left
-/// as they are.
-[[nodiscard]] tl::expected<Erased, std::string> erasePersonalData( const DataPlace& place, const std::string& email );
+/// as they are. What was uploaded and converted is looked for in the bucket, where that has an endpoint; while it
+/// cannot be asked nothing is erased.
+[[nodiscard]] tl::expected<Erased, std::string> erasePersonalData(
+    const DataPlace& place, const std::string& email, const S3Bucket& bucket = {} );
 
 } // namespace VX::Backend

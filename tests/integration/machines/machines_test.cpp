@@ -6,6 +6,8 @@
 #include "support/service/Processes.h"
 #include "support/store/Swift.h"
 
+#include "clock/SystemTime.h"
+#include "converter/ConversionJobs.h"
 #include "database/DatabaseFiles.h"
 #include "database/postgres/PostgresEngine.h"
 
@@ -326,6 +328,56 @@ TEST_F( PulledPlug, NobodyHearsAWrongWordAndNothingIsLost )
     // The client asks each second how far it is, and believes what it hears then.
     EXPECT_TRUE( ended == "1 objects" || ended == "The conversion service cannot work now; try again in a moment" )
         << ended;
+}
+
+TEST_F( Machines, OperatorsReachWhatIsInTheBucket )
+{
+    const auto front = this->front( ORVANTA_TEST_PORT, { "--allow-anonymous" } );
+    const auto command = [&]( const std::string& words, bool told = true )
+    {
+        const std::string bucket = told ? " --store-endpoint " + bucket_.endpoint : "";
+        return Testing::runCommand(
+            ORVANTA_BACKEND " " + words + " --database '" + database_ + "'" + bucket + " 2>&1" );
+    };
+    auto imported = std::async( std::launch::async, [this] { return import(); } );
+    for ( const Testing::Patience patience; look( "SELECT 1 FROM conversions WHERE state = 1" ).empty();
+        patience.check( "nobody asks for a conversion" ) )
+        std::this_thread::sleep_for( std::chrono::milliseconds( 5 ) );
+    const auto id = Backend::textOf( look( "SELECT id FROM conversions" )[0][0] );
+    ASSERT_EQ( command( "jobs cancel " + id, false ).status, 0 );
+    EXPECT_NE( imported.get().find( "The operator of the conversion service has stopped this" ), std::string::npos );
+
+    EXPECT_NE( command( "jobs show " + id ).text.find( "upload    there" ), std::string::npos );
+    EXPECT_EQ( command( "jobs retry " + id, false ).status, 1 ) << "it was not told where";
+    const auto retried = command( "jobs retry " + id );
+    EXPECT_EQ( retried.status, 0 ) << retried.text;
+    const auto worker = this->worker();
+    for ( const Testing::Patience patience; look( "SELECT 1 FROM conversions WHERE state = 3" ).empty();
+        patience.check( "it is not tried again" ) )
+        std::this_thread::sleep_for( std::chrono::milliseconds( 5 ) );
+
+    // As if it was a person's.
+    ASSERT_EQ( command( "user add ann@example.org", false ).status, 0 );
+    ASSERT_EQ( look( "UPDATE conversions SET owner = (SELECT id FROM accounts) RETURNING 1" ).size(), 1u );
+    Backend::S3Client bucket( bucket_, &Backend::systemTime );
+    Backend::ConversionJob job;
+    job.id = id;
+    ASSERT_TRUE( bucket.head( job.resultKey( 1 ) ) );
+    const auto unreachable = Testing::runCommand(
+        ORVANTA_BACKEND " user erase ann@example.org --store-endpoint https://127.0.0.1:1 --database '" + database_ +
+        "' 2>&1" );
+    EXPECT_EQ( unreachable.status, 1 );
+    EXPECT_NE( unreachable.text.find( "The store cannot be asked" ), std::string::npos ) << unreachable.text;
+    EXPECT_EQ( look( "SELECT 1 FROM accounts" ).size(), 1u ) << "it can be tried again";
+    const auto erased = command( "user erase ann@example.org" );
+    EXPECT_EQ( erased.status, 0 ) << erased.text;
+    EXPECT_EQ( look( "SELECT 1 FROM conversions" ).size(), 0u );
+    for ( const auto& key : { job.resultKey( 1 ), job.uploadKey() } )
+    {
+        const auto left = bucket.head( key );
+        ASSERT_FALSE( left ) << key;
+        EXPECT_EQ( left.error().kind, Backend::StoreTrouble::Missing ) << left.error().text;
+    }
 }
 
 TEST_F( Machines, ASignInAtOneIsGoodAtAllOfThem )

@@ -164,12 +164,12 @@ def the_document_leads_to_ten_conversions(walk: Walk) -> None:
 
 
 def a_machine_that_is_cut_off_is_missed_by_nobody(walk: Walk) -> None:
-    harness.wait_for("the machine that was stopped serves again", lambda: ready(walk.machines["two"]))
+    wait_for("the machine that was stopped serves again", lambda: ready(walk.machines["two"]))
     # What it takes does not come to an end.
     one = walk.machines["one"]
     signal_workers(one, "STOP")
     client = walk.client("cut")
-    harness.wait_for("it takes a job", lambda: walk.figure("one", "orvanta_conversions_running") > 0)
+    wait_for("it takes a job", lambda: walk.figure("one", "orvanta_conversions_running") > 0)
     one.plug(False)
     text = client.communicate(timeout=120)[0]
     assert client.returncode == 0, text
@@ -178,9 +178,13 @@ def a_machine_that_is_cut_off_is_missed_by_nobody(walk: Walk) -> None:
     one.plug(True)
 
 
+def wait_for(what: str, condition) -> None:
+    harness.wait_for(what, condition, 120)
+
+
 def signal_workers(machine: Machine, name: str) -> None:
     """All below the service; none, where it is dead."""
-    machine.run("below() { for one in $(pgrep -P $1); do echo $one; below $one; done; }\n"
+    machine.run("below() { for one in $(cat /proc/$1/task/*/children 2> /dev/null); do echo $one; below $one; done; }\n"
                 f"for one in $(below $(cat /run/orvanta-worker.main)); do kill -{name} $one || true; done")
 
 
@@ -194,16 +198,16 @@ def what_was_taken_outlives_the_database(walk: Walk) -> None:
     two = walk.machines["two"]
     before = len(walk.jobs())
     client = walk.client("killed")
-    harness.wait_for("a job is taken", lambda: len(walk.jobs()) > before)
+    wait_for("a job is taken", lambda: len(walk.jobs()) > before)
     walk.kill_database()
     walk.start_database()
     # Who asked in that moment may have been told to try again.
     client.communicate(timeout=120)
-    harness.wait_for("both machines serve again", lambda: ready(two))
+    wait_for("both machines serve again", lambda: ready(two))
     again = walk.client("again")
     text = again.communicate(timeout=120)[0]
     assert again.returncode == 0, text
-    harness.wait_for("all that was taken ends", lambda: not [job for job in walk.jobs() if "queued" in job or "running" in job])
+    wait_for("all that was taken ends", lambda: not [job for job in walk.jobs() if "queued" in job or "running" in job])
     assert not [job for job in walk.jobs() if "failed" in job], walk.jobs()
 
 

@@ -46,6 +46,7 @@ private:
 std::vector<char*> pointersTo( const std::vector<std::string>& texts )
 {
     std::vector<char*> out;
+    out.reserve( texts.size() + 1 );
     for ( const auto& text : texts )
         out.push_back( const_cast<char*>( text.c_str() ) );
     out.push_back( nullptr );

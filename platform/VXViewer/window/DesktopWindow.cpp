@@ -239,6 +239,7 @@ private:
             []( GLFWwindow* w, int count, const char** names )
             {
                 std::vector<std::filesystem::path> files;
+                files.reserve( size_t( count ) );
                 for ( int i = 0; i < count; ++i )
                     files.push_back( pathFromUtf8( names[i] ) );
                 self_( w ).events.drop( files );

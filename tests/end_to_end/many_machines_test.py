@@ -165,12 +165,14 @@ def the_document_leads_to_ten_conversions(walk: Walk) -> None:
 
 def a_machine_that_is_cut_off_is_missed_by_nobody(walk: Walk) -> None:
     wait_for("the machine that was stopped serves again", lambda: ready(walk.machines["two"]))
-    # What it takes does not come to an end.
-    one = walk.machines["one"]
-    signal_workers(one, "STOP")
+    # Nothing comes to an end, so that the client waits for several, at either front end, when the cable goes.
+    one, two = walk.machines["one"], walk.machines["two"]
+    for machine in (one, two):
+        signal_workers(machine, "STOP")
     client = walk.client("cut")
-    wait_for("it takes a job", lambda: walk.figure("one", "orvanta_conversions_running") > 0)
+    wait_for("both have some of it", lambda: walk.figure("one", "orvanta_conversions_running") >= 6)
     one.plug(False)
+    signal_workers(two, "CONT")
     text = client.communicate(timeout=120)[0]
     assert client.returncode == 0, text
     # Those that had nothing to do stand still, too, and would take the next ones.

@@ -1,6 +1,5 @@
 #include "support/ScratchFolder.h"
-#include "support/voxels/TestVolumes.h"
-#include "support/voxels/WrittenBytes.h"
+#include "support/voxels/SixtyVoxels.h"
 
 #include <VXMesh/formats/voxels/MetaImage.h>
 
@@ -13,24 +12,6 @@ using namespace VX::Testing;
 
 namespace
 {
-
-int numberOf( size_t i )
-{
-    return int( i * 37 % 120 );
-}
-
-size_t wrongVoxels( const Volume& volume )
-{
-    size_t out = 0, i = 0;
-    forEachIndex( volume.size(), [&]( const VoxelIndex& at ) { out += volume.value( at ) != numberOf( i++ ); } );
-    return i == 60 ? out : 60;
-}
-
-template <typename T>
-std::string sixty( std::endian order = std::endian::little )
-{
-    return voxelBytes<T>( 60, order, numberOf );
-}
 
 std::string header( const std::string& type, const std::string& more = "", const std::string& data = "LOCAL" )
 {
@@ -48,7 +29,7 @@ void expectReads( const std::string& bytes )
 {
     const auto read = readOf( bytes );
     ASSERT_TRUE( read ) << read.error() << "\n" << bytes.substr( 0, 200 );
-    EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << bytes.substr( 0, 200 );
+    EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << bytes.substr( 0, 200 );
 }
 
 std::string refusal( const std::string& bytes )
@@ -82,7 +63,7 @@ TEST( MetaImage, ReadsPackedVoxelsAndText )
     expectReads( header( "MET_SHORT", "CompressedData = True\n" ) + zlibPacked( sixty<int16_t>() ) );
     std::string text;
     for ( size_t i = 0; i < 60; ++i )
-        text += fmt::format( "{} ", numberOf( i ) );
+        text += fmt::format( "{} ", sixtyNumber( i ) );
     expectReads( header( "MET_SHORT", "BinaryData = False\n" ) + text );
 }
 
@@ -102,7 +83,7 @@ TEST( MetaImage, ReadsVoxelsFromFilesBesideIt )
     {
         const auto read = readMetaImage( folder.write( "a.mhd", text ) );
         ASSERT_TRUE( read ) << read.error() << text;
-        EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << text;
+        EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << text;
     }
     EXPECT_EQ( readMetaImage( folder.write( "a.mhd", header( "MET_SHORT", "", "../all.raw" ) ) ).error(),
         "Its voxels are said to be in \"../all.raw\", which is not in its folder" );

@@ -1,6 +1,5 @@
 #include "support/ScratchFolder.h"
-#include "support/voxels/TestVolumes.h"
-#include "support/voxels/WrittenBytes.h"
+#include "support/voxels/SixtyVoxels.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/voxels/Nifti.h>
@@ -54,24 +53,6 @@ std::string header2( int16_t type, std::endian order )
     return out;
 }
 
-int numberOf( size_t i )
-{
-    return int( i * 37 % 120 );
-}
-
-template <typename T>
-std::string sixty( std::endian order = std::endian::native )
-{
-    return voxelBytes<T>( 60, order, numberOf );
-}
-
-size_t wrongVoxels( const Volume& volume )
-{
-    size_t out = 0, i = 0;
-    forEachIndex( volume.size(), [&]( const VoxelIndex& at ) { out += volume.value( at ) != numberOf( i++ ); } );
-    return i == 60 ? out : 60;
-}
-
 template <typename T>
 void expectReads( int16_t type, VoxelType kept )
 {
@@ -83,7 +64,7 @@ void expectReads( int16_t type, VoxelType kept )
             ASSERT_TRUE( read ) << read.error();
             EXPECT_EQ( read->volume.type(), kept ) << type;
             EXPECT_TRUE( read->volume.isConsistent() );
-            EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << type;
+            EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << type;
         }
 }
 
@@ -212,7 +193,7 @@ TEST( Nifti, ReadsPackedFilesOfOneAndMoreMembers )
         const auto object = std::dynamic_pointer_cast<ObjectVolume>( loaded->objects.at( 0 ) );
         ASSERT_TRUE( object );
         EXPECT_EQ( object->name(), "brain" );
-        EXPECT_EQ( wrongVoxels( *object->volume() ), 0u );
+        EXPECT_EQ( wrongOfSixty( *object->volume() ), 0u );
     }
 }
 
@@ -228,7 +209,7 @@ TEST( Nifti, ReadsTwoFilesByEitherName )
     {
         const auto read = readNifti( file );
         ASSERT_TRUE( read ) << read.error();
-        EXPECT_EQ( wrongVoxels( read->volume ), 0u );
+        EXPECT_EQ( wrongOfSixty( read->volume ), 0u );
     }
     std::filesystem::remove( first );
     EXPECT_EQ( readNifti( second ).error(), "The file \"a.hdr\" that belongs to it is missing" );
@@ -245,7 +226,7 @@ TEST( Nifti, ReadsWhatCameBeforeAndSaysWhatItLacks )
     (void)folder.write( "a.img", sixty<int16_t>( std::endian::big ) );
     const auto read = readNifti( file );
     ASSERT_TRUE( read ) << read.error();
-    EXPECT_EQ( wrongVoxels( read->volume ), 0u );
+    EXPECT_EQ( wrongOfSixty( read->volume ), 0u );
     EXPECT_EQ( read->warnings, "It is of a kind that does not tell where left and right are" );
 }
 
@@ -256,7 +237,7 @@ TEST( Nifti, ReadsTheFirstOfSeveralVolumesAndCountsThem )
     put<int16_t>( bytes, 48, 7, std::endian::little );
     const auto read = readOf( bytes + sixty<uint8_t>() + std::string( 360, 'x' ) );
     ASSERT_TRUE( read ) << read.error();
-    EXPECT_EQ( wrongVoxels( read->volume ), 0u );
+    EXPECT_EQ( wrongOfSixty( read->volume ), 0u );
     EXPECT_EQ( read->warnings, "It holds 7 volumes; the first one was read" );
 }
 

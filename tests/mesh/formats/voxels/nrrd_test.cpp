@@ -1,6 +1,5 @@
 #include "support/ScratchFolder.h"
-#include "support/voxels/TestVolumes.h"
-#include "support/voxels/WrittenBytes.h"
+#include "support/voxels/SixtyVoxels.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/voxels/DataFiles.h>
@@ -15,24 +14,6 @@ using namespace VX::Testing;
 
 namespace
 {
-
-int numberOf( size_t i )
-{
-    return int( i * 37 % 120 );
-}
-
-size_t wrongVoxels( const Volume& volume )
-{
-    size_t out = 0, i = 0;
-    forEachIndex( volume.size(), [&]( const VoxelIndex& at ) { out += volume.value( at ) != numberOf( i++ ); } );
-    return i == 60 ? out : 60;
-}
-
-template <typename T>
-std::string sixty( std::endian order = std::endian::little )
-{
-    return voxelBytes<T>( 60, order, numberOf );
-}
 
 std::string header( const std::string& type, const std::string& encoding, const std::string& more = "endian: little\n" )
 {
@@ -50,7 +31,7 @@ void expectReads( const std::string& bytes )
 {
     const auto read = readOf( bytes );
     ASSERT_TRUE( read ) << read.error() << "\n" << bytes.substr( 0, 200 );
-    EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << bytes.substr( 0, 200 );
+    EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << bytes.substr( 0, 200 );
 }
 
 std::string refusal( const std::string& bytes )
@@ -85,8 +66,8 @@ TEST( Nrrd, ReadsEveryEncoding )
     std::string text, hex;
     for ( size_t i = 0; i < 60; ++i )
     {
-        text += fmt::format( "{}{}", numberOf( i ), i % 7 == 0 ? "\n" : " " );
-        hex += fmt::format( "{:02X}{}", numberOf( i ), i % 9 == 0 ? "\n" : "" );
+        text += fmt::format( "{}{}", sixtyNumber( i ), i % 7 == 0 ? "\n" : " " );
+        hex += fmt::format( "{:02X}{}", sixtyNumber( i ), i % 9 == 0 ? "\n" : "" );
     }
     expectReads( header( "short", "ascii", "" ) + text );
     expectReads( header( "float", "text", "" ) + text );
@@ -115,7 +96,7 @@ TEST( Nrrd, ReadsVoxelsFromFilesBesideIt )
             folder.write( "a.nhdr", header( "short", "raw", fmt::format( "endian: little\ndata file: {}\n", data ) ) );
         const auto read = readNrrd( file );
         ASSERT_TRUE( read ) << read.error() << data;
-        EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << data;
+        EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << data;
     }
 }
 
@@ -164,7 +145,7 @@ TEST( Nrrd, TellsChannelsAndSeveralVolumesFromSpace )
     const auto several = readOf( "NRRD0005\ntype: uchar\ndimension: 4\nsizes: 3 4 5 6\nencoding: raw\n\n" +
                                  sixty<uint8_t>() + std::string( 300, 'x' ) );
     ASSERT_TRUE( several ) << several.error();
-    EXPECT_EQ( wrongVoxels( several->volume ), 0u );
+    EXPECT_EQ( wrongOfSixty( several->volume ), 0u );
     EXPECT_EQ( several->warnings, "It holds 6 volumes; the first one was read" );
     EXPECT_EQ( refusal( "NRRD0005\ntype: uchar\ndimension: 4\nsizes: 9 2 2 2\nkinds: vector space space space\n"
                         "encoding: raw\n\n" +

@@ -1,6 +1,5 @@
 #include "support/ScratchFolder.h"
-#include "support/voxels/TestVolumes.h"
-#include "support/voxels/WrittenBytes.h"
+#include "support/voxels/SixtyVoxels.h"
 
 #include <VXMesh/formats/FileFormats.h>
 #include <VXMesh/formats/voxels/RawVolume.h>
@@ -11,23 +10,6 @@
 using namespace VX;
 using namespace VX::Testing;
 
-namespace
-{
-
-int numberOf( size_t i )
-{
-    return int( i * 37 % 120 );
-}
-
-size_t wrongVoxels( const Volume& volume )
-{
-    size_t out = 0, i = 0;
-    forEachIndex( volume.size(), [&]( const VoxelIndex& at ) { out += volume.value( at ) != numberOf( i++ ); } );
-    return i == 60 ? out : 60;
-}
-
-} // namespace
-
 TEST( RawVolume, IsReadAsDescribed )
 {
     const ScratchFolder folder;
@@ -35,14 +17,14 @@ TEST( RawVolume, IsReadAsDescribed )
         for ( const auto order : { std::endian::little, std::endian::big } )
         {
             const auto voxels =
-                withVoxelType( type, [&]<typename T>( T ) { return voxelBytes<T>( 60, order, numberOf ); } );
+                withVoxelType( type, [&]<typename T>( T ) { return voxelBytes<T>( 60, order, sixtyNumber ); } );
             const RawVolume raw{
                 .size = { 3, 4, 5 }, .type = type, .order = order, .headerBytes = 7, .spacing = { 0.5, 2, 3 } };
             for ( const auto& bytes : { "header:" + voxels, gzipped( "header:" + voxels ) } )
             {
                 const auto read = readRaw( folder.write( "a.raw", bytes ), raw );
                 ASSERT_TRUE( read ) << read.error();
-                EXPECT_EQ( wrongVoxels( read->volume ), 0u ) << nameOf( type );
+                EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << nameOf( type );
                 EXPECT_EQ( read->volume.grid().spacing, raw.spacing );
                 EXPECT_EQ( read->warnings, "" );
             }
@@ -108,12 +90,12 @@ TEST( RawGuess, KnowsUsualSizes )
 TEST( RawFile, OpensByItsNameAlone )
 {
     const ScratchFolder folder;
-    const auto bytes = voxelBytes<uint8_t>( 60, std::endian::little, numberOf );
+    const auto bytes = voxelBytes<uint8_t>( 60, std::endian::little, sixtyNumber );
     const auto loaded = loadObjectFromFile( folder.write( "part_3x4x5_uint8.raw", bytes ) );
     ASSERT_TRUE( loaded ) << loaded.error();
     const auto object = std::dynamic_pointer_cast<ObjectVolume>( loaded->objects.at( 0 ) );
     ASSERT_TRUE( object );
-    EXPECT_EQ( wrongVoxels( *object->volume() ), 0u );
+    EXPECT_EQ( wrongOfSixty( *object->volume() ), 0u );
     const auto unnamed = loadObjectFromFile( folder.write( "part.raw", bytes ) );
     ASSERT_FALSE( unnamed );
     EXPECT_EQ( unnamed.error(), "Cannot read \"part.raw\": its name does not tell the size and the type of its "

@@ -1,6 +1,5 @@
 #include "support/ScratchFolder.h"
-#include "support/voxels/TestVolumes.h"
-#include "support/voxels/WrittenBytes.h"
+#include "support/voxels/SixtyVoxels.h"
 #include "support/voxels/WrittenTiff.h"
 
 #include <VXMesh/formats/FileFormats.h>
@@ -19,18 +18,6 @@ namespace
 
 constexpr auto cLittle = std::endian::little;
 
-int numberOf( size_t i )
-{
-    return int( i * 37 % 120 );
-}
-
-size_t wrongVoxels( const Volume& volume )
-{
-    size_t out = 0, i = 0;
-    forEachIndex( volume.size(), [&]( const VoxelIndex& at ) { out += volume.value( at ) != numberOf( i++ ); } );
-    return i == 60 ? out : 60;
-}
-
 /// Five pages of 3 x 4 pixels.
 template <typename T>
 std::vector<WrittenPage> fivePages( std::endian order, uint16_t format )
@@ -39,7 +26,7 @@ std::vector<WrittenPage> fivePages( std::endian order, uint16_t format )
     for ( size_t z = 0; z < 5; ++z )
         out.push_back( { .bits = 8 * sizeof( T ),
             .format = format,
-            .pixels = voxelBytes<T>( 12, order, [&]( size_t i ) { return numberOf( z * 12 + i ); } ) } );
+            .pixels = voxelBytes<T>( 12, order, [&]( size_t i ) { return sixtyNumber( z * 12 + i ); } ) } );
     return out;
 }
 
@@ -72,7 +59,7 @@ void expectReads( uint16_t format, VoxelType kept )
             const auto volume = readOf( tiffFile( fivePages<T>( order, format ), order, isBig ) );
             ASSERT_TRUE( volume );
             EXPECT_EQ( volume->type(), kept );
-            EXPECT_EQ( wrongVoxels( *volume ), 0u ) << nameOf( kept );
+            EXPECT_EQ( wrongOfSixty( *volume ), 0u ) << nameOf( kept );
         }
 }
 
@@ -101,7 +88,7 @@ TEST( TiffStack, ReadsTheFilesOfAFolderByTheirNumbers )
     (void)folder.write( ".hidden.tif", "no picture" );
     const auto volume = volumeOf( loadTiffFolder( folder.path() ) );
     ASSERT_TRUE( volume );
-    EXPECT_EQ( wrongVoxels( *volume ), 0u );
+    EXPECT_EQ( wrongOfSixty( *volume ), 0u );
 }
 
 TEST( TiffStack, NamesTheFileOfAFolderThatDoesNotFit )
@@ -147,7 +134,7 @@ TEST( TiffStack, LeavesOutThumbnailsAndTurnsWhiteRound )
     pages.insert( pages.begin() + 1, { .width = 1, .height = 1, .subfile = 1, .pixels = "x" } );
     const auto volume = readOf( tiffFile( pages, cLittle ) );
     ASSERT_TRUE( volume );
-    EXPECT_EQ( wrongVoxels( *volume ), 0u );
+    EXPECT_EQ( wrongOfSixty( *volume ), 0u );
 }
 
 TEST( TiffStack, TakesTheStepsFromTheFirstPage )

@@ -80,6 +80,8 @@ int listenError( const Patient& patient )
     four.sin_family = AF_INET;
     six.sin6_port = four.sin_port = htons( patient.port );
     const int fd = ::socket( isSix ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0 );
+    if ( fd < 0 )
+        return errno;
     const int on = 1;
     ::setsockopt( fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on );
     const auto* const address =

@@ -74,7 +74,7 @@ protected:
         return RawTlsServer::answer( call == "/down" ? Testing::cubeFile() : "" );
     }
     /// A server that is good until a call, to which it gives another reply.
-    [[nodiscard]] auto except( const std::string& call, RawReply reply ) const
+    [[nodiscard]] auto except( const std::string& call, const RawReply& reply ) const
     {
         return [this, call, reply]( const std::string& request )
         { return callOf( request ) == call ? reply : good( request ); };

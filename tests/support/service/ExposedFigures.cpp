@@ -66,8 +66,9 @@ bool readLabel( const std::string& line, size_t& at, Sample& out )
             return true;
         }
         text += line[i];
-        if ( line[i] == '\\' && ++i < line.size() )
+        if ( line[i] == '\\' && i + 1 < line.size() )
         {
+            ++i;
             if ( line[i] != '\\' && line[i] != '"' && line[i] != 'n' )
                 return false;
             text += line[i];
@@ -88,8 +89,9 @@ bool readSample( const std::string& line, Sample& out )
             if ( !readLabel( line, ++at, out ) )
                 return false;
         while ( at < line.size() && line[at] == ',' );
-        if ( at >= line.size() || line[at++] != '}' )
+        if ( at >= line.size() || line[at] != '}' )
             return false;
+        ++at;
     }
     return isName( out.name ) && at < line.size() && line[at] == ' ' && readNumber( line.substr( at + 1 ), out.value );
 }

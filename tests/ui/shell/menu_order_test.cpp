@@ -94,6 +94,7 @@ public:
     template <typename Class, typename Result, typename... Args>
     static Class classOf_( Result ( Class::*operation )( Args... ) const );
     template <typename Class, auto... cOperations>
+    // NOLINTNEXTLINE(misc-redundant-expression): of a pack, whose operands it takes for one
     static constexpr bool cAllOf = ( std::is_same_v<decltype( classOf_( cOperations ) ), Class> && ... );
 
     static constexpr bool cOwn =

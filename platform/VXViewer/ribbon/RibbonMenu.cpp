@@ -269,7 +269,9 @@ void RibbonMenu::drawActiveList_()
     if ( !hasAnyActiveItem() )
         return;
     const float scale = UI::scale();
-    ImGui::SetNextWindowPos( { coveredPixels().x + 12 * scale, ( getTopPanelHeight() + 8 ) * scale } );
+    const float left = coveredPixels().x + 12 * scale, top = ( getTopPanelHeight() + 8 ) * scale;
+    const bool hasRoom = !uiConfig_.drawToolbar || left + activeListWidth_ + 8 * scale <= toolbar_.left();
+    ImGui::SetNextWindowPos( { left, hasRoom ? top : top + 42 * scale } );
     {
         const StyleScope style(
             { { ImGuiStyleVar_WindowPadding, { 10 * scale, 6 * scale } }, { ImGuiStyleVar_WindowMinSize, { 1, 1 } } } );
@@ -288,6 +290,9 @@ void RibbonMenu::drawActiveList_()
         ImGui::SameLine();
         ImGui::TextUnformatted( caption.c_str() );
     }
+    // Beside the toolbar it is drawn only where both have room.
+    if ( std::exchange( activeListWidth_, ImGui::GetWindowWidth() ) != activeListWidth_ )
+        redraw();
     ImGui::End();
 }
 

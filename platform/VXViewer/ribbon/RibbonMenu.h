@@ -131,6 +131,7 @@ private:
     SceneCounts sceneCounts_;
     unsigned allowedTags_ = AllNotificationTags;
     float sidePanelWidth_ = 0;
+    float activeListWidth_ = 0; ///< in pixels, of the last frame that had one
     SelectedObjects selected_;
     uint64_t selectedRevision_ = 0;
     bool hintWanted_ = true;

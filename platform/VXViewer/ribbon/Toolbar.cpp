@@ -117,6 +117,7 @@ void Toolbar::toggle_( const std::string& name )
 void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top )
 {
     const float scale = UI::scale();
+    left_ = std::numeric_limits<float>::infinity();
     if ( items_.empty() )
         return;
     const float right = ImGui::GetIO().DisplaySize.x;
@@ -148,6 +149,7 @@ void Toolbar::drawToolbar( RibbonItemHost& host, float left, float top )
     if ( UI::glyphButton( Icons::cCog, "customize", themeVec4( ColorTheme::DimText ) ) )
         openCustomize();
     UI::setTooltipIfHovered( "Choose the tools of this bar" );
+    left_ = ImGui::GetWindowPos().x;
     ImGui::End();
 }
 

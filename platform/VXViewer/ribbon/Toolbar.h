@@ -4,6 +4,7 @@
 #include <VXViewer/ribbon/RibbonItemHost.h>
 
 #include <functional>
+#include <limits>
 #include <map>
 
 namespace VX
@@ -40,6 +41,8 @@ public:
     /// Draws the strip with its upper edge at `top` pixels, in the middle between `left` and the right edge.
     void drawToolbar( RibbonItemHost& host, float left, float top );
     void drawCustomize();
+    /// Pixels from the window's left edge to the strip that was drawn last; endless when it has nothing to show.
+    [[nodiscard]] float left() const { return left_; }
 
 private:
     void save_() const;
@@ -49,6 +52,7 @@ private:
 
     std::map<int, Upgrade> upgrades_;
     Items items_;
+    float left_ = std::numeric_limits<float>::infinity();
     bool customizeRequested_ = false;
     bool customizeOpen_ = false;
     std::string filter_;

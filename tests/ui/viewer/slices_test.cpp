@@ -77,6 +77,16 @@ TEST_F( SlicesTest, ComeWithTheFirstVolumeThatIsOpened )
     EXPECT_EQ( menu_->coveredPixels().x, covered.x );
 }
 
+TEST_F( SlicesTest, TheirNameStandsBelowTheToolbarWhereTheWindowIsNarrow )
+{
+    openBlock();
+    const auto lowerEdge = [] { return windowPoint( "##toolbar", 0, 0 ).y; };
+    EXPECT_LT( windowPointFromTop( "##activeTools", 0, 0 ).y, lowerEdge() );
+    window().resize( 1024, 700 );
+    settle();
+    EXPECT_GE( windowPointFromTop( "##activeTools", 0, 0 ).y, lowerEdge() );
+}
+
 TEST_F( SlicesTest, WantAVolume )
 {
     openCube();

@@ -3,6 +3,10 @@
 #include "support/voxels/TestVolumes.h"
 #include "support/voxels/WrittenBytes.h"
 
+#include <VXMesh/formats/voxels/VoxelStream.h>
+
+#include <gtest/gtest.h>
+
 #include <bit>
 #include <string>
 
@@ -28,6 +32,19 @@ template <typename T>
 [[nodiscard]] std::string sixty( std::endian order = std::endian::little )
 {
     return voxelBytes<T>( 60, order, sixtyNumber );
+}
+
+/// That such a file was read.
+inline void expectSixty( const tl::expected<ReadVolume, std::string>& read, const std::string& bytes )
+{
+    ASSERT_TRUE( read ) << read.error() << "\n" << bytes.substr( 0, 200 );
+    EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << bytes.substr( 0, 200 );
+}
+
+/// Why it was not; empty when it was.
+[[nodiscard]] inline std::string refusalOf( const tl::expected<ReadVolume, std::string>& read )
+{
+    return read ? "" : read.error();
 }
 
 } // namespace VX::Testing

@@ -1,5 +1,6 @@
 #include <VXMesh/formats/voxels/DataFiles.h>
 
+#include <VXMesh/formats/voxels/HeaderText.h>
 #include <VXMesh/formats/voxels/TextNumbers.h>
 #include <VXMesh/io/Path.h>
 #include <VXMesh/io/Text.h>
@@ -81,6 +82,29 @@ tl::expected<FilePart, std::string> namedFile( const std::filesystem::path& head
     if ( !file )
         return Error( "The file with its voxels, " + shown + ", cannot be read" );
     return file;
+}
+
+tl::expected<std::vector<FilePart>, std::string> namedFiles(
+    const std::filesystem::path& headerFile, const std::vector<std::string>& names )
+{
+    std::vector<FilePart> out;
+    for ( const auto& name : names )
+    {
+        auto part = namedFile( headerFile, name );
+        if ( !part )
+            return Error( part.error() );
+        out.push_back( std::move( *part ) );
+    }
+    return out;
+}
+
+tl::expected<std::vector<std::string>, std::string> numberedNames( const std::vector<std::string>& words )
+{
+    const auto first = wholeNumber( words.at( 1 ) ), last = wholeNumber( words.at( 2 ) );
+    const auto step = words.size() > 3 ? wholeNumber( words[3] ) : int64_t( 1 );
+    if ( !first || !last || !step )
+        return Error( "The pattern of the names of its files makes no sense" );
+    return numberedNames( words[0], *first, *last, *step );
 }
 
 tl::expected<std::vector<std::string>, std::string> numberedNames(

@@ -15,10 +15,19 @@ namespace VX
 [[nodiscard]] tl::expected<FilePart, std::string> namedFile(
     const std::filesystem::path& headerFile, const std::string& name );
 
+/// The same for several of them.
+[[nodiscard]] tl::expected<std::vector<FilePart>, std::string> namedFiles(
+    const std::filesystem::path& headerFile, const std::vector<std::string>& names );
+
 /// The names that a pattern such as "slice%03d.raw" makes of first, first + step, … up to last. The pattern has one
 /// number, of at most 20 digits; there are at most 65536 names.
 [[nodiscard]] VXMESH_API tl::expected<std::vector<std::string>, std::string> numberedNames(
     const std::string& pattern, int64_t first, int64_t last, int64_t step );
+
+/// The same for the words of a header, at least three: the pattern, the first number, the last and, unless it is 1, the
+/// step.
+[[nodiscard]] tl::expected<std::vector<std::string>, std::string> numberedNames(
+    const std::vector<std::string>& words );
 
 /// How bytes are packed, or written as text.
 enum class DataEncoding

@@ -170,11 +170,7 @@ tl::expected<std::vector<std::string>, std::string> dataNames( const Header& hea
     const auto words = wordsOf( header.dataFile );
     if ( words.size() < 3 || words[0].find( '%' ) == std::string::npos )
         return std::vector{ header.dataFile };
-    const auto first = wholeNumber( words[1] ), last = wholeNumber( words[2] );
-    const auto step = words.size() > 3 ? wholeNumber( words[3] ) : int64_t( 1 );
-    if ( !first || !last || !step )
-        return Error( "The pattern of the names of its files makes no sense" );
-    return numberedNames( words[0], *first, *last, *step );
+    return numberedNames( words );
 }
 
 tl::expected<DataPlace, std::string> placeOf(
@@ -185,16 +181,11 @@ tl::expected<DataPlace, std::string> placeOf(
         out.parts.push_back( { whole.file, header.size, whole.size - header.size } );
     else
     {
-        const auto names = dataNames( header );
-        if ( !names )
-            return Error( names.error() );
-        for ( const auto& name : *names )
-        {
-            auto part = namedFile( file, name );
-            if ( !part )
-                return Error( part.error() );
-            out.parts.push_back( std::move( *part ) );
-        }
+        auto parts = dataNames( header ).and_then(
+            [&]( const std::vector<std::string>& names ) { return namedFiles( file, names ); } );
+        if ( !parts )
+            return Error( parts.error() );
+        out.parts = std::move( *parts );
     }
     const auto binary = fieldOf( header.fields, { "binarydata" } );
     if ( !binary.empty() && !isTrue( binary ) )
@@ -228,13 +219,7 @@ tl::expected<ReadVolume, std::string> readMetaImage(
     const auto place = placeOf( *header, file, *whole );
     if ( !place )
         return Error( place.error() );
-    auto read = readVoxelsAt( *place, *voxels, progress );
-    if ( read )
-    {
-        addWarning( warnings, read->warnings );
-        read->warnings = warnings;
-    }
-    return read;
+    return withWarnings( std::move( warnings ), readVoxelsAt( *place, *voxels, progress ) );
 }
 
 } // namespace VX

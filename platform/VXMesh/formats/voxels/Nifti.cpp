@@ -93,13 +93,8 @@ tl::expected<ReadVolume, std::string> readNifti( const std::filesystem::path& fi
     if ( !( header->offset <= 1e15 ) )
         return Error( "It claims that its voxels begin beyond every file" );
     const auto offset = uint64_t( std::max( header->offset, least ) );
-    auto read = readVoxels( [&] { return skipped( unpacked( *part ), offset ); }, *voxels, progress );
-    if ( read )
-    {
-        addWarning( warnings, read->warnings );
-        read->warnings = warnings;
-    }
-    return read;
+    return withWarnings(
+        std::move( warnings ), readVoxels( [&] { return skipped( unpacked( *part ), offset ); }, *voxels, progress ) );
 }
 
 } // namespace VX

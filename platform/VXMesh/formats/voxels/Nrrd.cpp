@@ -10,15 +10,6 @@ namespace
 
 using Error = tl::unexpected<std::string>;
 
-tl::expected<std::vector<std::string>, std::string> patternNames( const std::vector<std::string>& words )
-{
-    const auto first = wholeNumber( words[1] ), last = wholeNumber( words[2] );
-    const auto step = words.size() > 3 ? wholeNumber( words[3] ) : int64_t( 1 );
-    if ( !first || !last || !step )
-        return Error( "The pattern of the names of its files makes no sense" );
-    return numberedNames( words[0], *first, *last, *step );
-}
-
 /// The files that the header names.
 tl::expected<std::vector<std::string>, std::string> dataNames( const NrrdHeader& header )
 {
@@ -26,7 +17,7 @@ tl::expected<std::vector<std::string>, std::string> dataNames( const NrrdHeader&
     if ( !words.empty() && words[0] == "LIST" )
         return header.listed;
     if ( words.size() >= 3 && words.size() <= 5 && words[0].find( '%' ) != std::string::npos )
-        return patternNames( words );
+        return numberedNames( words );
     return std::vector{ header.dataFile };
 }
 
@@ -35,18 +26,8 @@ tl::expected<std::vector<FilePart>, std::string> dataParts(
 {
     if ( header.dataFile.empty() )
         return std::vector{ FilePart{ whole.file, header.size, whole.size - header.size } };
-    const auto names = dataNames( header );
-    if ( !names )
-        return Error( names.error() );
-    std::vector<FilePart> out;
-    for ( const auto& name : *names )
-    {
-        auto part = namedFile( file, name );
-        if ( !part )
-            return Error( part.error() );
-        out.push_back( std::move( *part ) );
-    }
-    return out;
+    return dataNames( header ).and_then(
+        [&]( const std::vector<std::string>& names ) { return namedFiles( file, names ); } );
 }
 
 } // namespace
@@ -73,13 +54,7 @@ tl::expected<ReadVolume, std::string> readNrrd( const std::filesystem::path& fil
     const auto skip = header->skip( place );
     if ( !skip )
         return Error( skip.error() );
-    auto read = readVoxelsAt( place, *voxels, progress );
-    if ( read )
-    {
-        addWarning( warnings, read->warnings );
-        read->warnings = warnings;
-    }
-    return read;
+    return withWarnings( std::move( warnings ), readVoxelsAt( place, *voxels, progress ) );
 }
 
 } // namespace VX

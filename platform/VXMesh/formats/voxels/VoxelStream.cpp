@@ -181,6 +181,16 @@ void addWarning( std::string& warnings, const std::string& sentence )
     warnings += sentence;
 }
 
+tl::expected<ReadVolume, std::string> withWarnings( std::string warnings, tl::expected<ReadVolume, std::string> read )
+{
+    if ( read )
+    {
+        addWarning( warnings, read->warnings );
+        read->warnings = std::move( warnings );
+    }
+    return read;
+}
+
 tl::expected<ReadVolume, std::string> readVoxels(
     const OpenSource& open, const FileVoxels& voxels, const ProgressCallback& progress )
 {

@@ -94,6 +94,10 @@ using OpenSource = std::function<std::unique_ptr<ByteSource>()>;
 [[nodiscard]] VXMESH_API tl::expected<ReadVolume, std::string> readVoxels(
     const OpenSource& open, const FileVoxels& voxels, const ProgressCallback& progress );
 
+/// What was read, with the warnings of its header before its own.
+[[nodiscard]] tl::expected<ReadVolume, std::string> withWarnings(
+    std::string warnings, tl::expected<ReadVolume, std::string> read );
+
 /// Adds a sentence on a line of its own.
 void addWarning( std::string& warnings, const std::string& sentence );
 

@@ -29,15 +29,12 @@ tl::expected<ReadVolume, std::string> readOf( const std::string& bytes )
 
 void expectReads( const std::string& bytes )
 {
-    const auto read = readOf( bytes );
-    ASSERT_TRUE( read ) << read.error() << "\n" << bytes.substr( 0, 200 );
-    EXPECT_EQ( wrongOfSixty( read->volume ), 0u ) << bytes.substr( 0, 200 );
+    expectSixty( readOf( bytes ), bytes );
 }
 
 std::string refusal( const std::string& bytes )
 {
-    const auto read = readOf( bytes );
-    return read ? "" : read.error();
+    return refusalOf( readOf( bytes ) );
 }
 
 } // namespace

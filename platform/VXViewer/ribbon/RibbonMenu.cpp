@@ -203,27 +203,15 @@ void RibbonMenu::drawActiveNonBlockingDialogs_()
 
 void RibbonMenu::drawRibbonSceneList_()
 {
-    const float scale = UI::scale(), top = std::round( getTopPanelHeight() * scale );
-    ImGui::SetNextWindowPos( { 0, top } );
-    // A size of 0 would be that of its contents.
-    ImGui::SetNextWindowSize( { getSceneListWidth(), std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
-    {
-        const StyleScope style(
-            { { ImGuiStyleVar_WindowMinSize, { 1, 1 } }, { ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } },
-                { ImGuiStyleVar_WindowRounding, 0 }, { ImGuiStyleVar_WindowBorderSize, 0 },
-                { ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
-        ImGui::Begin( "##sceneList", nullptr, cPanelFlags );
-    }
+    const float scale = UI::scale();
+    UI::beginSidePanel( "##sceneList", { 0, std::round( getTopPanelHeight() * scale ) }, getSceneListWidth() );
     UI::text( RibbonFontManager::FontType::SemiBold, "Scene" );
     const float buttons = 22 * scale + ImGui::GetStyle().ItemSpacing.y;
     const float footer = ImGui::GetTextLineHeight() + ImGui::GetStyle().ItemSpacing.y;
     sceneList_->draw( viewer_().sceneRoot(), buttons + footer );
     drawSceneListButtons_();
     drawSceneCounts_();
-    const ImVec2 low = ImGui::GetWindowPos(), size = ImGui::GetWindowSize();
-    ImGui::GetWindowDrawList()->AddLine(
-        { low.x + size.x - 0.5f, low.y }, { low.x + size.x - 0.5f, low.y + size.y }, themeU32( ColorTheme::Borders ) );
-    ImGui::End();
+    UI::endSidePanel();
 }
 
 void RibbonMenu::drawSceneCounts_()

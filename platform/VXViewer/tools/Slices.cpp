@@ -1,3 +1,4 @@
+#include <VXMesh/volume/VolumeText.h>
 #include <VXViewer/loop/Wake.h>
 #include <VXViewer/ribbon/RibbonMenu.h>
 #include <VXViewer/scene/SceneCache.h>
@@ -6,7 +7,6 @@
 #include <VXViewer/slices/WindowPresets.h>
 #include <VXViewer/ui/ImGuiColor.h>
 #include <VXViewer/ui/ImGuiHelpers.h>
-#include <VXViewer/ui/StyleScope.h>
 #include <VXViewer/ui/Widgets.h>
 
 #include <fmt/format.h>
@@ -16,10 +16,6 @@ namespace VX
 namespace
 {
 
-constexpr ImGuiWindowFlags cPanelFlags =
-    ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
-    ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoScrollWithMouse |
-    ImGuiWindowFlags_NoBringToFrontOnFocus | ImGuiWindowFlags_NoCollapse | ImGuiWindowFlags_NoNavInputs;
 /// Of the window, at most.
 constexpr float cShare = 0.34f;
 constexpr float cWidth = 330;
@@ -55,11 +51,14 @@ public:
         }
         const float width = widthIn_( *menu );
         menu->setSidePanelWidth( width );
-        begin_( *menu, width );
+        // The arrow keys are the panes'.
+        UI::beginSidePanel( "##slices",
+            { menu->getSceneListWidth(), std::round( menu->getTopPanelHeight() * UI::scale() ) }, width,
+            ImGuiWindowFlags_NoNavInputs );
         drawHead_( *object );
         drawPanes_( *object );
         drawFoot_( *object );
-        end_();
+        UI::endSidePanel();
     }
 
 private:
@@ -87,29 +86,9 @@ private:
         return out;
     }
 
-    static void begin_( const RibbonMenu& menu, float width )
-    {
-        const float scale = UI::scale(), top = std::round( menu.getTopPanelHeight() * scale );
-        ImGui::SetNextWindowPos( { menu.getSceneListWidth(), top } );
-        ImGui::SetNextWindowSize( { width, std::max( ImGui::GetIO().DisplaySize.y - top, 1.f ) } );
-        const StyleScope style(
-            { { ImGuiStyleVar_WindowMinSize, { 1, 1 } }, { ImGuiStyleVar_WindowPadding, { 8 * scale, 8 * scale } },
-                { ImGuiStyleVar_WindowRounding, 0 }, { ImGuiStyleVar_WindowBorderSize, 0 },
-                { ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
-        ImGui::Begin( "##slices", nullptr, cPanelFlags );
-    }
-    static void end_()
-    {
-        const ImVec2 low = ImGui::GetWindowPos(), size = ImGui::GetWindowSize();
-        ImGui::GetWindowDrawList()->AddLine( { low.x + size.x - 0.5f, low.y },
-            { low.x + size.x - 0.5f, low.y + size.y }, themeU32( ColorTheme::Borders ) );
-        ImGui::End();
-    }
-
     static void drawHead_( const ObjectVolume& object )
     {
-        const auto& size = object.volume()->size();
-        const auto text = fmt::format( "{} x {} x {}", size[0], size[1], size[2] );
+        const auto text = sizeText( object.volume()->size() );
         const float room =
             ImGui::GetContentRegionAvail().x - ImGui::CalcTextSize( text.c_str() ).x - ImGui::GetStyle().ItemSpacing.x;
         {

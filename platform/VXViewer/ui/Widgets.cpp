@@ -301,6 +301,28 @@ bool beginToolDialog( const char* title, bool* open, float width )
     return drawn;
 }
 
+void beginSidePanel( const char* id, const Vector2f& leftTop, float width, int flags )
+{
+    ImGui::SetNextWindowPos( { leftTop.x, leftTop.y } );
+    // A size of 0 would be that of its contents.
+    ImGui::SetNextWindowSize( { width, std::max( ImGui::GetIO().DisplaySize.y - leftTop.y, 1.f ) } );
+    const StyleScope style( { { ImGuiStyleVar_WindowMinSize, { 1, 1 } },
+        { ImGuiStyleVar_WindowPadding, { 8 * UI::scale(), 8 * UI::scale() } }, { ImGuiStyleVar_WindowRounding, 0 },
+        { ImGuiStyleVar_WindowBorderSize, 0 }, { ImGuiCol_WindowBg, themeVec4( ColorTheme::TopPanelBackground ) } } );
+    ImGui::Begin( id, nullptr,
+        ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoResize | ImGuiWindowFlags_NoMove |
+            ImGuiWindowFlags_NoBringToFrontOnFocus | ImGuiWindowFlags_NoScrollbar | ImGuiWindowFlags_NoScrollWithMouse |
+            ImGuiWindowFlags_NoFocusOnAppearing | flags );
+}
+
+void endSidePanel()
+{
+    const ImVec2 low = ImGui::GetWindowPos(), size = ImGui::GetWindowSize();
+    ImGui::GetWindowDrawList()->AddLine(
+        { low.x + size.x - 0.5f, low.y }, { low.x + size.x - 0.5f, low.y + size.y }, themeU32( ColorTheme::Borders ) );
+    ImGui::End();
+}
+
 std::string formatDuration( double seconds )
 {
     const auto total = long( seconds );

@@ -73,6 +73,11 @@ VXVIEWER_API void centerNextWindow();
 /// with `ImGui::End` when it returns true or false. `open` is cleared when its close box or Escape is pressed.
 [[nodiscard]] VXVIEWER_API bool beginToolDialog( const char* title, bool* open, float width );
 
+/// A panel of the left side: from `top` to the lower edge, `width` wide, all in pixels, with a line at its right edge.
+/// It does not scroll. `flags` are more ones of ImGuiWindowFlags. End it with `endSidePanel`.
+VXVIEWER_API void beginSidePanel( const char* id, const Vector2f& leftTop, float width, int flags = 0 );
+VXVIEWER_API void endSidePanel();
+
 /// "0:07", "12:34" or "1:02:03".
 [[nodiscard]] VXVIEWER_API std::string formatDuration( double seconds );
 /// "1 234 567".

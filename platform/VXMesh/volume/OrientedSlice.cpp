@@ -2,22 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace VX
 {
 namespace
 {
 
-double component( const Vector3d& v, int axis )
-{
-    return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
-}
-
 /// How far an axis of the grid runs along one of the space.
 double along( const VolumeGrid& grid, size_t axis, int ofSpace )
 {
-    const auto& rows = grid.direction;
-    return component( ofSpace == 0 ? rows.x : ofSpace == 1 ? rows.y : rows.z, int( axis ) );
+    const std::array<Vector3d, 3> rows{ grid.direction.x, grid.direction.y, grid.direction.z };
+    return component( rows[size_t( ofSpace )], axis );
 }
 
 int heldTo( double at, int size )
@@ -43,17 +39,13 @@ OrientedSlice OrientedSlice::of( const VolumeGrid& grid, SliceDirection directio
 
 SlicePlane OrientedSlice::plane( const VolumeGrid& grid, int index ) const
 {
-    const auto step = [&]( size_t axis )
+    auto out = gridPlane( grid, int( across ), index );
+    // The lesser of the two axes is to the right there.
+    if ( right > down )
     {
-        std::array<double, 3> one{};
-        one[axis] = 1;
-        return grid.worldXf().A * Vector3d{ one[0], one[1], one[2] };
-    };
-    SlicePlane out{ .origin = grid.origin + step( across ) * double( index ),
-        .right = step( right ),
-        .down = step( down ),
-        .width = grid.size[right],
-        .height = grid.size[down] };
+        std::swap( out.right, out.down );
+        std::swap( out.width, out.height );
+    }
     if ( turnsRight )
     {
         out.origin = out.origin + out.right * double( out.width - 1 );
@@ -89,7 +81,7 @@ VoxelIndex OrientedSlice::voxelAt( const VolumeGrid& grid, double x, double y, c
 
 std::array<double, 2> OrientedSlice::extent( const VolumeGrid& grid ) const
 {
-    const auto length = [&]( size_t axis ) { return component( grid.spacing, int( axis ) ) * grid.size[axis]; };
+    const auto length = [&]( size_t axis ) { return component( grid.spacing, axis ) * grid.size[axis]; };
     return { length( right ), length( down ) };
 }
 

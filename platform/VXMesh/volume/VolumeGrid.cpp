@@ -23,11 +23,6 @@ bool isOrthonormal( const Matrix3d& m )
     return true;
 }
 
-double component( const Vector3d& v, int axis )
-{
-    return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
-}
-
 /// The whole number below, held to what an index can be.
 int floorIndex( double v )
 {
@@ -109,7 +104,7 @@ int VolumeGrid::axisAlong( int axis ) const
     {
         double sum = 0;
         for ( size_t i = 0; i < 3; ++i )
-            sum += std::abs( component( rows[i], way[i] ) );
+            sum += std::abs( component( rows[i], size_t( way[i] ) ) );
         if ( sum > most + 1e-9 )
         {
             most = sum;

@@ -12,6 +12,12 @@ namespace VX
 /// Of a voxel: column, row and slice, from 0; or how many there are of each.
 using VoxelIndex = std::array<int, 3>;
 
+/// Of a vector along an axis: 0, 1 or 2.
+[[nodiscard]] inline double component( const Vector3d& v, size_t axis )
+{
+    return axis == 0 ? v.x : axis == 1 ? v.y : v.z;
+}
+
 /// Where the voxels of a volume stand: an even grid of right angles.
 ///
 /// The centre of voxel 0, 0, 0 is at `origin`; the centre of i, j, k is at origin + direction * ( i * spacing.x,

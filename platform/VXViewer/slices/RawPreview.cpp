@@ -1,6 +1,7 @@
 #include <VXViewer/slices/RawPreview.h>
 
 #include <VXMesh/volume/VolumeStatistics.h>
+#include <VXMesh/volume/VolumeText.h>
 
 #include <fmt/format.h>
 
@@ -20,7 +21,7 @@ std::string describe( const RawVolume& raw )
     const auto order = sizeOf( raw.type ) == 1         ? ""
                        : raw.order == std::endian::big ? ", big endian"
                                                        : ", little endian";
-    return fmt::format( "{} x {} x {}, {}{}", raw.size[0], raw.size[1], raw.size[2], nameOf( raw.type ), order );
+    return fmt::format( "{}, {}{}", sizeText( raw.size ), nameOf( raw.type ), order );
 }
 
 RawPreview::RawPreview( std::filesystem::path file )

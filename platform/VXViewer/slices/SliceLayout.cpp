@@ -14,11 +14,11 @@ constexpr float cFewestVoxels = 8;
 
 } // namespace
 
-void SliceLayout::set( const SlicePlane& plane, Vector2f extent, Vector2f size )
+void SliceLayout::set( int width, int height, Vector2f extent, Vector2f size )
 {
-    const bool isAnother = plane.width != width_ || plane.height != height_ || extent != extent_;
-    width_ = std::max( plane.width, 1 );
-    height_ = std::max( plane.height, 1 );
+    const bool isAnother = width != width_ || height != height_ || extent != extent_;
+    width_ = std::max( width, 1 );
+    height_ = std::max( height, 1 );
     extent_ = extent;
     size_ = { std::max( size.x, 1.f ), std::max( size.y, 1.f ) };
     if ( isAnother )
@@ -33,13 +33,12 @@ float SliceLayout::scale_() const
 
 Vector2f SliceLayout::low() const
 {
-    return { ( size_.x - extent_.x * scale_() ) / 2 + shift_.x, ( size_.y - extent_.y * scale_() ) / 2 + shift_.y };
+    return ( size_ - extent_ * scale_() ) * 0.5f + shift_;
 }
 
 Vector2f SliceLayout::high() const
 {
-    const Vector2f at = low();
-    return { at.x + extent_.x * scale_(), at.y + extent_.y * scale_() };
+    return low() + extent_ * scale_();
 }
 
 Vector2f SliceLayout::toScreen( const std::array<double, 2>& pixel ) const
@@ -67,14 +66,13 @@ void SliceLayout::zoom( float steps, Vector2f anchor )
     const auto held = toSlice( anchor );
     const float most = std::max( float( std::max( width_, height_ ) ) / cFewestVoxels, 1.f );
     zoom_ = std::clamp( zoom_ * std::pow( cStep, steps ), 1.f, most );
-    const Vector2f now = toScreen( held );
-    shift_ = { shift_.x + anchor.x - now.x, shift_.y + anchor.y - now.y };
+    shift_ = shift_ + anchor - toScreen( held );
     keepInside_();
 }
 
 void SliceLayout::move( Vector2f step )
 {
-    shift_ = { shift_.x + step.x, shift_.y + step.y };
+    shift_ = shift_ + step;
     keepInside_();
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <VXMesh/math/Vector3.h>
-#include <VXMesh/volume/OrientedSlice.h>
 #include <VXViewer/Export.h>
+
+#include <array>
 
 namespace VX
 {
@@ -12,8 +13,9 @@ namespace VX
 class VXVIEWER_API SliceLayout
 {
 public:
-    /// A slice of that many voxels, which stands for that much space, in a rectangle. Another slice is shown whole.
-    void set( const SlicePlane& plane, Vector2f extent, Vector2f size );
+    /// A slice of that many columns and rows, which stands for that much space, in a rectangle. Another one is shown
+    /// whole.
+    void set( int width, int height, Vector2f extent, Vector2f size );
 
     /// Corners of the whole slice; they may be outside of the rectangle.
     [[nodiscard]] Vector2f low() const;

@@ -62,7 +62,7 @@ void SlicePane::draw( ObjectVolume& object, Vector2f size )
 {
     const auto& grid = object.volume()->grid();
     slice_ = OrientedSlice::of( grid, direction_ );
-    layout_.set( slice_.plane( grid, object.cursor()[slice_.across] ), spaceOf( slice_.extent( grid ) ), size );
+    layout_.set( grid.size[slice_.right], grid.size[slice_.down], spaceOf( slice_.extent( grid ) ), size );
     const ImVec2 at = ImGui::GetCursorScreenPos();
     const Vector2f corner{ at.x, at.y };
     ImGui::InvisibleButton( nameOf( direction_ ), { size.x, size.y },

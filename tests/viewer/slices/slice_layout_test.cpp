@@ -7,19 +7,11 @@ using namespace VX;
 namespace
 {
 
-SlicePlane planeOf( int width, int height )
-{
-    SlicePlane out;
-    out.width = width;
-    out.height = height;
-    return out;
-}
-
 /// 100 by 50 voxels that are twice as high as wide, so square in space, in 300 by 200 pixels.
 class SliceLayouts : public testing::Test
 {
 protected:
-    SliceLayouts() { layout_.set( planeOf( 100, 50 ), { 100, 100 }, { 300, 200 } ); }
+    SliceLayouts() { layout_.set( 100, 50, { 100, 100 }, { 300, 200 } ); }
 
     SliceLayout layout_;
 };
@@ -86,9 +78,9 @@ TEST_F( SliceLayouts, NoSideComesFurtherInThanNeeded )
 TEST_F( SliceLayouts, AnotherSliceIsShownWholeAndTheSameOneAsItWas )
 {
     layout_.zoom( 3, { 80, 40 } );
-    layout_.set( planeOf( 100, 50 ), { 100, 100 }, { 320, 200 } );
+    layout_.set( 100, 50, { 100, 100 }, { 320, 200 } );
     EXPECT_FALSE( layout_.isWhole() );
-    layout_.set( planeOf( 90, 50 ), { 100, 100 }, { 320, 200 } );
+    layout_.set( 90, 50, { 100, 100 }, { 320, 200 } );
     EXPECT_TRUE( layout_.isWhole() );
     layout_.zoom( 3, { 80, 40 } );
     layout_.reset();

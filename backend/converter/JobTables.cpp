@@ -15,17 +15,15 @@ constexpr const char* cTable = "conversions";
 // The states by their numbers: 0 created, 1 queued, 2 running.
 DatabaseResult<void> makeOurTables( Database& database )
 {
-    return makeTables( database,
-        { { cTable,
-              "id TEXT PRIMARY KEY, input_format TEXT NOT NULL, state INTEGER NOT NULL, error TEXT, attempts INTEGER "
-              "NOT "
-              "NULL DEFAULT 0, created INTEGER NOT NULL, queued INTEGER",
-              RowNumbers::Kept },
-            { "conversion_owners",
-                "owner TEXT PRIMARY KEY, jobs INTEGER NOT NULL DEFAULT 0, active INTEGER NOT NULL DEFAULT 0, queued "
-                "INTEGER NOT NULL DEFAULT 0, running INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0, "
-                "turn "
-                "INTEGER NOT NULL DEFAULT 0" } } );
+    return makeTables(
+        database, { { cTable,
+                        "id TEXT PRIMARY KEY, input_format TEXT NOT NULL, state INTEGER NOT NULL, error TEXT, "
+                        "attempts INTEGER NOT NULL DEFAULT 0, created INTEGER NOT NULL, queued INTEGER",
+                        RowNumbers::Kept },
+                      { "conversion_owners",
+                          "owner TEXT PRIMARY KEY, jobs INTEGER NOT NULL DEFAULT 0, active INTEGER NOT NULL DEFAULT 0, "
+                          "queued INTEGER NOT NULL DEFAULT 0, running INTEGER NOT NULL DEFAULT 0, "
+                          "bytes INTEGER NOT NULL DEFAULT 0, turn INTEGER NOT NULL DEFAULT 0" } } );
 }
 
 /// Leases, fences and deaths. Before, the count of attempts was that of the deaths and of what ran, and results had no
